@@ -1,0 +1,78 @@
+#include "apps/velto/command.h"
+
+#include "apps/velto/container/container.h"
+#include "apps/velto/describe.h"
+#include "controls/registry.h"
+#include "platform/text.h"
+
+#include <array>
+#include <iostream>
+#include <unistd.h>
+
+namespace velto {
+
+namespace {
+
+constexpr std::array kCommands{
+    Command{"demo", "two HSMS ends talk to each other over the loopback", runDemoCommand},
+    Command{"container", "host controls and run commands from files or the keyboard",
+            runContainerCommand},
+    Command{"sml", "SML to hexadecimal and back, normalised SML", runSmlCommand},
+    Command{"describe", "the properties, methods and events of the controls", runDescribeCommand},
+};
+
+bool asksForHelp(const CommandArguments &arguments) {
+  return !arguments.empty() && (arguments[0] == "--help" || arguments[0] == "-h");
+}
+
+const MemberTable *findTable(std::string_view name) {
+  for (const MemberTable *table : controlTables())
+    if (equalsIgnoreCase(table->controlName, name))
+      return table;
+  return nullptr;
+}
+
+} // namespace
+
+std::span<const Command> commands() { return kCommands; }
+
+int runContainerCommand(const CommandArguments &arguments) {
+  if (asksForHelp(arguments)) {
+    std::cout << "usage: velto container [FILE…]\n\n"
+                 "Runs the commands of the files, or of standard input without files. See\n"
+                 "docs/container.md for the commands.\n";
+    return kExitDone;
+  }
+  EventLoop loop;
+  Container container(loop, systemFiles(), std::cout, std::cerr, createControl);
+  return arguments.empty() ? container.runInteractive(STDIN_FILENO) : container.runFiles(arguments);
+}
+
+int runDescribeCommand(const CommandArguments &arguments) {
+  if (arguments.empty() || asksForHelp(arguments)) {
+    std::cout << "usage: velto describe CONTROL…\n"
+                 "       velto describe --markdown    the reference of all controls\n\n"
+                 "Controls:";
+    for (const MemberTable *table : controlTables())
+      std::cout << ' ' << table->controlName;
+    std::cout << '\n';
+    return arguments.empty() ? kExitUsage : kExitDone;
+  }
+  if (arguments[0] == "--markdown") {
+    std::cout << "# Controls\n";
+    for (const MemberTable *table : controlTables())
+      std::cout << '\n' << describeMarkdown(*table);
+    return kExitDone;
+  }
+  for (const std::string &name : arguments) {
+    const MemberTable *table = findTable(name);
+    if (table == nullptr) {
+      std::cerr << "velto: there is no control \"" << name << "\"\n";
+      return kExitFailed;
+    }
+    std::cout << describe(*table);
+  }
+  return kExitDone;
+}
+
+} // namespace velto

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "controls/component/variant.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace velto::container {
+
+/// Where a command stands.
+struct Location {
+  std::string file;
+  int line = 0;
+};
+
+struct Operand;
+
+/// $name: an argument of the event being handled, or a variable.
+struct VariableRef {
+  std::string name;
+};
+
+/// NAME.Member or NAME.Member(arguments).
+struct Access {
+  std::string control;
+  std::string member;
+  std::vector<Operand> arguments;
+  bool parentheses = false;
+};
+
+/// A value as a command states it: a literal, a variable or a member.
+struct Operand {
+  std::variant<Variant, VariableRef, Access> form;
+};
+
+/// NAME.EVENT
+struct EventRef {
+  std::string control;
+  std::string event;
+};
+
+/// The commands of one line: one, or those of a handler.
+struct Body;
+
+struct NewCommand {
+  std::string name;
+  std::string control;
+};
+struct DeleteCommand {
+  std::string name;
+};
+struct ShowCommand {
+  std::string name;
+};
+struct DescribeCommand {
+  std::string name;
+};
+struct EvaluateCommand {
+  Access access;
+};
+struct AssignCommand {
+  Access target;
+  Operand value;
+};
+struct LetCommand {
+  std::string name;
+  Operand value;
+};
+struct OnCommand {
+  EventRef event;
+  std::shared_ptr<const Body> body;
+};
+struct OffCommand {
+  EventRef event;
+};
+struct EveryCommand {
+  Operand milliseconds;
+  std::shared_ptr<const Body> body;
+};
+struct WaitTimeCommand {
+  Operand milliseconds;
+};
+struct WaitEventCommand {
+  EventRef event;
+  Operand milliseconds;
+};
+struct WaitForeverCommand {};
+struct ExpectCommand {
+  Operand left;
+  std::string comparison; ///< ==, != or ~
+  Operand right;
+};
+struct PrintCommand {
+  std::vector<Operand> values;
+};
+struct AnswerCommand {
+  std::vector<std::pair<std::string, Operand>> fields;
+  bool accept = false;
+};
+struct IncludeCommand {
+  std::string path;
+};
+struct QuitCommand {};
+
+using Command =
+    std::variant<NewCommand, DeleteCommand, ShowCommand, DescribeCommand, EvaluateCommand,
+                 AssignCommand, LetCommand, OnCommand, OffCommand, EveryCommand, WaitTimeCommand,
+                 WaitEventCommand, WaitForeverCommand, ExpectCommand, PrintCommand, AnswerCommand,
+                 IncludeCommand, QuitCommand>;
+
+struct Body {
+  Location where;
+  std::vector<Command> commands;
+};
+
+} // namespace velto::container

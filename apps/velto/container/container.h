@@ -1,0 +1,36 @@
+#pragma once
+
+#include "apps/velto/container/interpreter.h"
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace velto {
+
+/// Hosts controls and runs commands that create, read, write, call and await them: from script
+/// files, or line by line from a descriptor.
+class Container {
+public:
+  /// Results, events, boxes and sheets go to `out`, errors to `err`, each flushed line by line.
+  Container(EventLoop &loop, FileSystem &files, std::ostream &out, std::ostream &err,
+            container::ControlFactory factory)
+      : loop_(loop), interpreter_(loop, files, out, err, std::move(factory)) {}
+
+  /// Runs the files one after the other, with the same controls and variables. Stops at the first
+  /// failing command. Returns the exit status: 0, or 1 after an error.
+  int runFiles(const std::vector<std::string> &paths);
+
+  /// Runs commands as they come from a descriptor, until it ends or one says quit; events are
+  /// handled in between. Goes on after errors. Returns the exit status 0.
+  int runInteractive(int fd);
+
+  /// Ends a run from outside, as the command quit does.
+  void quit() { interpreter_.quit(); }
+
+private:
+  EventLoop &loop_;
+  container::Interpreter interpreter_;
+};
+
+} // namespace velto

@@ -1,0 +1,115 @@
+#pragma once
+
+#include "apps/velto/container/command.h"
+#include "apps/velto/container/stage.h"
+#include "apps/velto/text_front_end.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velto::container {
+
+/// Runs the container's commands: prints results and events to one stream, errors to another.
+class Interpreter {
+public:
+  /// What the first error does: end everything, or only the line that it is in.
+  enum class OnError { End, GoOn };
+
+  Interpreter(EventLoop &loop, FileSystem &files, std::ostream &out, std::ostream &err,
+              ControlFactory factory);
+  Interpreter(const Interpreter &) = delete;
+  Interpreter &operator=(const Interpreter &) = delete;
+
+  void setOnError(OnError onError) { onError_ = onError; }
+
+  /// Both are false when the file or line failed, which has been reported then.
+  bool runFile(const std::string &path);
+  bool runLine(std::string_view line, const Location &where);
+
+  /// Ends it: waits return, and nothing runs any more.
+  void quit() { end(State::Quit); }
+  bool ended() const { return state_ != State::Running; }
+  bool failed() const { return state_ == State::Failed; }
+
+private:
+  /// How many handlers and files may run inside each other: an event that its own handler raises
+  /// again, or a file that includes itself, ends here instead of with the stack.
+  static constexpr int kMaxDepth = 64;
+
+  enum class State { Running, Quit, Failed };
+
+  /// The event that a handler runs for.
+  struct Frame {
+    const Member &event;
+    Arguments arguments;
+  };
+  /// Where a command stands, and the event around it.
+  struct Scope {
+    const Location &where;
+    const Frame *frame;
+  };
+  /// A repeated body. A turn that comes while the one before still waits is skipped.
+  struct Periodic {
+    Periodic(EventLoop &loop, std::function<void()> turn) : timer(loop, std::move(turn)) {}
+    Timer timer;
+    bool busy = false;
+  };
+
+  void end(State state);
+  bool fail(const Location &where, const std::string &reason);
+  bool runSource(const std::string &path, std::string_view source, const Frame *frame);
+  bool runText(std::string_view line, const Location &where, const Frame *frame);
+  bool runBody(const Body &body, const Frame *frame);
+  void runNested(const Body &body, const Frame *frame);
+  void printEvent(const std::string &control, const Member &event, Arguments arguments);
+  bool pump(const std::function<bool()> &done, uint32_t milliseconds);
+
+  // The outcome has a value or an error.
+  Outcome evaluate(const Operand &value, const Scope &scope);
+  Outcome find(const VariableRef &variable, const Scope &scope) const;
+  // As evaluate(), but a method may have no value.
+  Outcome evaluateMember(const Access &access, const Scope &scope);
+  std::string evaluateAll(const std::vector<Operand> &values, const Scope &scope,
+                          std::vector<Variant> &results);
+  std::optional<uint32_t> milliseconds(const Operand &value, const Scope &scope);
+  const Member *findEvent(const EventRef &event, const Scope &scope);
+
+  // False when the command failed, which has been reported then.
+  bool execute(const NewCommand &command, const Scope &scope);
+  bool execute(const DeleteCommand &command, const Scope &scope);
+  bool execute(const ShowCommand &command, const Scope &scope);
+  bool execute(const DescribeCommand &command, const Scope &scope);
+  bool execute(const EvaluateCommand &command, const Scope &scope);
+  bool execute(const AssignCommand &command, const Scope &scope);
+  bool execute(const LetCommand &command, const Scope &scope);
+  bool execute(const OnCommand &command, const Scope &scope);
+  bool execute(const OffCommand &command, const Scope &scope);
+  bool execute(const EveryCommand &command, const Scope &scope);
+  bool execute(const WaitTimeCommand &command, const Scope &scope);
+  bool execute(const WaitEventCommand &command, const Scope &scope);
+  bool execute(const WaitForeverCommand &command, const Scope &scope);
+  bool execute(const ExpectCommand &command, const Scope &scope);
+  bool execute(const PrintCommand &command, const Scope &scope);
+  bool execute(const AnswerCommand &command, const Scope &scope);
+  bool execute(const IncludeCommand &command, const Scope &scope);
+  bool execute(const QuitCommand &command, const Scope &scope);
+
+  EventLoop &loop_;
+  FileSystem &files_;
+  std::ostream &out_;
+  std::ostream &err_;
+  OnError onError_ = OnError::End;
+  State state_ = State::Running;
+  int depth_ = 0; ///< of handlers and files inside each other
+  std::map<std::string, Variant> variables_;
+  ContainerFrontEnd frontEnd_;
+  Stage stage_;
+  std::vector<std::unique_ptr<Periodic>> periodics_;
+};
+
+} // namespace velto::container

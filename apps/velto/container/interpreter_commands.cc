@@ -1,0 +1,226 @@
+#include "apps/velto/container/interpreter.h"
+
+#include "apps/velto/container/literal.h"
+#include "apps/velto/describe.h"
+
+#include <limits>
+#include <utility>
+
+namespace velto::container {
+
+namespace {
+
+std::optional<double> numberIn(const Variant &value) {
+  if (!value.isNumber() && !value.isText())
+    return std::nullopt;
+  const auto number = value.as(ValueType::Double);
+  return number ? std::optional(number->toReal()) : std::nullopt;
+}
+
+/// Compares numbers when one side is a number and the other can be read as one, else texts.
+bool equal(const Variant &left, const Variant &right) {
+  if (left.isInteger() && right.isInteger())
+    return left == right;
+  if (left.isNumber() || right.isNumber()) {
+    const auto a = numberIn(left);
+    const auto b = numberIn(right);
+    if (a && b)
+      return *a == *b;
+  }
+  return left.text() == right.text();
+}
+
+bool holds(const Variant &left, const std::string &comparison, const Variant &right) {
+  if (comparison == "~")
+    return left.text().find(right.text()) != std::string::npos;
+  return equal(left, right) == (comparison == "==");
+}
+
+/// A path as a file names it: relative to that file.
+std::string besides(const std::string &file, const std::string &path) {
+  const size_t slash = file.rfind('/');
+  if (path.starts_with('/') || slash == std::string::npos)
+    return path;
+  return file.substr(0, slash + 1) + path;
+}
+
+} // namespace
+
+bool Interpreter::execute(const NewCommand &command, const Scope &scope) {
+  const std::string problem =
+      stage_.add(command.name, command.control, ControlSite(loop_, frontEnd_, files_));
+  return problem.empty() || fail(scope.where, problem);
+}
+
+bool Interpreter::execute(const DeleteCommand &command, const Scope &scope) {
+  const std::string problem = stage_.remove(command.name);
+  return problem.empty() || fail(scope.where, problem);
+}
+
+bool Interpreter::execute(const ShowCommand &command, const Scope &scope) {
+  const Control *control = stage_.find(command.name);
+  if (control == nullptr)
+    return fail(scope.where, Stage::noControl(command.name));
+  if (const std::string window = control->window(); !window.empty())
+    printLine(out_, window);
+  return true;
+}
+
+bool Interpreter::execute(const DescribeCommand &command, const Scope &scope) {
+  const Control *control = stage_.find(command.name);
+  if (control == nullptr)
+    return fail(scope.where, Stage::noControl(command.name));
+  printLine(out_, describe(control->members()));
+  return true;
+}
+
+bool Interpreter::execute(const EvaluateCommand &command, const Scope &scope) {
+  const Outcome outcome = evaluateMember(command.access, scope);
+  if (!outcome)
+    return fail(scope.where, outcome.error);
+  if (!ended() && !outcome.value.empty())
+    printLine(out_, "= " + toLiteral(outcome.value));
+  return true;
+}
+
+bool Interpreter::execute(const AssignCommand &command, const Scope &scope) {
+  std::vector<Variant> index;
+  if (const std::string error = evaluateAll(command.target.arguments, scope, index); !error.empty())
+    return fail(scope.where, error);
+  const Outcome value = evaluate(command.value, scope);
+  if (!value)
+    return fail(scope.where, value.error);
+  Control *control = stage_.find(command.target.control);
+  if (control == nullptr)
+    return fail(scope.where, Stage::noControl(command.target.control));
+  const Outcome written = control->set(command.target.member, value.value, index);
+  return written || fail(scope.where, written.error);
+}
+
+bool Interpreter::execute(const LetCommand &command, const Scope &scope) {
+  Outcome value = evaluate(command.value, scope);
+  if (!value)
+    return fail(scope.where, value.error);
+  variables_[command.name] = std::move(value.value);
+  return true;
+}
+
+bool Interpreter::execute(const OnCommand &command, const Scope &scope) {
+  const Member *event = findEvent(command.event, scope);
+  if (event == nullptr)
+    return false;
+  stage_.addHandler(command.event.control, *event, command.body);
+  return true;
+}
+
+bool Interpreter::execute(const OffCommand &command, const Scope &scope) {
+  const Member *event = findEvent(command.event, scope);
+  if (event == nullptr)
+    return false;
+  stage_.removeHandlers(command.event.control, *event);
+  return true;
+}
+
+bool Interpreter::execute(const EveryCommand &command, const Scope &scope) {
+  const auto period = milliseconds(command.milliseconds, scope);
+  if (!period)
+    return false;
+  const size_t index = periodics_.size();
+  periodics_.push_back(std::make_unique<Periodic>(loop_, [this, index, body = command.body] {
+    Periodic &periodic = *periodics_[index];
+    if (std::exchange(periodic.busy, true))
+      return;
+    runNested(*body, nullptr);
+    periodic.busy = false;
+  }));
+  periodics_.back()->timer.startPeriodic(*period);
+  return true;
+}
+
+bool Interpreter::execute(const WaitTimeCommand &command, const Scope &scope) {
+  const auto time = milliseconds(command.milliseconds, scope);
+  if (!time)
+    return false;
+  pump([] { return false; }, *time);
+  return !failed();
+}
+
+bool Interpreter::execute(const WaitEventCommand &command, const Scope &scope) {
+  const auto limit = milliseconds(command.milliseconds, scope);
+  if (!limit)
+    return false;
+  const Member *event = findEvent(command.event, scope);
+  if (event == nullptr)
+    return false;
+  const Stage::Awaited awaited(stage_, command.event.control, *event);
+  pump([&awaited] { return awaited.came() || awaited.controlGone(); }, *limit);
+  if (ended() || awaited.came())
+    return !failed();
+  const std::string name = command.event.control + '.' + event->name;
+  return fail(scope.where, awaited.controlGone()
+                               ? command.event.control + " was deleted before " + name + " came"
+                               : name + " did not come within " + std::to_string(*limit) + " ms");
+}
+
+bool Interpreter::execute(const WaitForeverCommand &, const Scope &) {
+  while (!ended())
+    pump([] { return false; }, std::numeric_limits<int32_t>::max());
+  return !failed();
+}
+
+bool Interpreter::execute(const ExpectCommand &command, const Scope &scope) {
+  const Outcome left = evaluate(command.left, scope);
+  if (!left)
+    return fail(scope.where, left.error);
+  const Outcome right = evaluate(command.right, scope);
+  if (!right)
+    return fail(scope.where, right.error);
+  return holds(left.value, command.comparison, right.value) ||
+         fail(scope.where, "expected " + toLiteral(left.value) + ' ' + command.comparison + ' ' +
+                               toLiteral(right.value));
+}
+
+bool Interpreter::execute(const PrintCommand &command, const Scope &scope) {
+  std::vector<Variant> values;
+  if (const std::string error = evaluateAll(command.values, scope, values); !error.empty())
+    return fail(scope.where, error);
+  std::string line;
+  for (size_t i = 0; i < values.size(); ++i)
+    line += (i == 0 ? "" : " ") + values[i].text();
+  printLine(out_, line + '\n');
+  return true;
+}
+
+bool Interpreter::execute(const AnswerCommand &command, const Scope &scope) {
+  SheetAnswer answer;
+  answer.accept = command.accept;
+  for (const auto &[field, value] : command.fields) {
+    const Outcome outcome = evaluate(value, scope);
+    if (!outcome)
+      return fail(scope.where, outcome.error);
+    answer.fields.emplace_back(field, outcome.value.text());
+  }
+  answer.failed = [this, where = scope.where](const std::string &reason) { fail(where, reason); };
+  frontEnd_.queueAnswer(std::move(answer));
+  return true;
+}
+
+bool Interpreter::execute(const IncludeCommand &command, const Scope &scope) {
+  const std::string path = besides(scope.where.file, command.path);
+  if (depth_ == kMaxDepth)
+    return fail(scope.where, "files nest too deeply");
+  const auto source = files_.read(path);
+  if (!source)
+    return fail(scope.where, "cannot read " + path);
+  ++depth_;
+  const bool done = runSource(path, *source, scope.frame);
+  --depth_;
+  return done;
+}
+
+bool Interpreter::execute(const QuitCommand &, const Scope &) {
+  quit();
+  return true;
+}
+
+} // namespace velto::container

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "apps/velto/container/command.h"
+#include "controls/component/control.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velto::container {
+
+/// Makes a control by its name; null when there is none of that name.
+using ControlFactory =
+    std::function<std::unique_ptr<Control>(std::string_view name, const ControlSite &site)>;
+
+/// The controls of a container by name, the handlers of their events, and who waits for one.
+///
+/// Nothing is held across a callback: a handler may delete its control, replace itself, and wait.
+class Stage {
+public:
+  /// Called for each event before its handlers.
+  using EventSink =
+      std::function<void(const std::string &control, const Member &event, Arguments arguments)>;
+  /// Runs one handler.
+  using HandlerSink = std::function<void(const std::shared_ptr<const Body> &body,
+                                         const Member &event, Arguments arguments)>;
+
+  Stage(ControlFactory factory, EventSink onEvent, HandlerSink onHandler);
+  ~Stage();
+  Stage(const Stage &) = delete;
+  Stage &operator=(const Stage &) = delete;
+
+  /// The reason why the control cannot be added or removed; empty on success.
+  std::string add(const std::string &name, const std::string &kind, const ControlSite &site);
+  std::string remove(const std::string &name);
+  static std::string noControl(const std::string &name) { return "there is no control " + name; }
+  /// Null when there is no such control. Ask again after each callback.
+  Control *find(const std::string &name) const;
+
+  /// False when the control is not there. `event` is one of the control's.
+  bool addHandler(const std::string &name, const Member &event, std::shared_ptr<const Body> body);
+  bool removeHandlers(const std::string &name, const Member &event);
+
+  /// Notices whether an event comes while it exists.
+  class Awaited {
+  public:
+    Awaited(Stage &stage, const std::string &name, const Member &event);
+    ~Awaited();
+    Awaited(const Awaited &) = delete;
+    Awaited &operator=(const Awaited &) = delete;
+    bool came() const { return came_; }
+    bool controlGone() const { return gone_; }
+
+  private:
+    friend class Stage;
+    Stage &stage_;
+    const Control *control_;
+    const Member &event_;
+    bool came_ = false;
+    bool gone_ = false;
+  };
+
+private:
+  struct Handler {
+    const Member &event;
+    std::shared_ptr<const Body> body;
+    bool active = true; ///< false once removed, also while its event is on the way
+  };
+  struct Entry {
+    std::unique_ptr<Control> control;
+    std::vector<std::shared_ptr<Handler>> handlers;
+  };
+
+  void handle(const std::string &name, const Member &event, Arguments arguments);
+  void retire(Entry &entry);
+
+  ControlFactory factory_;
+  EventSink onEvent_;
+  HandlerSink onHandler_;
+  std::map<std::string, Entry> entries_;
+  std::vector<Awaited *> awaited_;
+};
+
+} // namespace velto::container

@@ -1,0 +1,39 @@
+# Sourced by run and test: installs what a build needs on Debian. Messages go to standard error.
+
+# found PACKAGE: true if what the package brings is there, wherever it comes from.
+found() {
+  case $1 in
+  lib*-dev) # A C++ library: its main header.
+    name=${1#lib} name=${name%-dev}
+    [ -e "/usr/include/$name/$name.h" ] || [ -e "/usr/local/include/$name/$name.h" ]
+    ;;
+  ninja-build) command -v ninja ;;
+  *) command -v "$1" ;;
+  esac >/dev/null
+}
+
+# apt_get ARGS…: apt-get without questions, as root or through sudo. If it fails, $reason says why.
+apt_get() {
+  set -- env DEBIAN_FRONTEND=noninteractive apt-get -y -q -o DPkg::Lock::Timeout=120 "$@"
+  [ "$(id -u)" -eq 0 ] || set -- sudo "$@"
+  reason=$("$@" 2>&1 </dev/null) && return
+  reason=$(printf '%s\n' "$reason" | tail -n 1)
+  return 1
+}
+
+# require PACKAGE…: installs those that are missing, or names them and exits.
+require() {
+  missing=
+  for package; do
+    found "$package" || missing="$missing $package"
+  done
+  [ -n "$missing" ] || return 0
+
+  echo "Installing$missing" >&2
+  # shellcheck disable=SC2086 # a list of words
+  set -- install --no-install-recommends $missing
+  apt_get "$@" || { apt_get update && apt_get "$@"; } || {
+    echo "Missing, and cannot be installed:$missing ($reason)" >&2
+    exit 1
+  }
+}

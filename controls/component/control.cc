@@ -1,0 +1,160 @@
+#include "controls/component/control.h"
+
+#include "controls/component/version.h"
+
+namespace velto {
+
+namespace {
+
+Outcome failure(std::string reason) { return {{}, std::move(reason)}; }
+
+/// The arguments as the member declares them; with the reason when they do not fit.
+struct Converted {
+  std::vector<Variant> values;
+  std::string error;
+};
+
+Converted convert(const Member &member, Arguments arguments) {
+  const size_t count = member.arguments.size();
+  if (arguments.size() != count)
+    return {{},
+            member.name + " takes " + std::to_string(count) +
+                (count == 1 ? " argument, not " : " arguments, not ") +
+                std::to_string(arguments.size())};
+  Converted converted;
+  converted.values.reserve(count);
+  for (size_t i = 0; i < count; ++i) {
+    auto value = arguments[i].as(member.arguments[i].type);
+    if (!value)
+      return {{},
+              member.name + ": " + member.arguments[i].name + " must be " +
+                  toText(member.arguments[i].type)};
+    converted.values.push_back(std::move(*value));
+  }
+  return converted;
+}
+
+const char *kindName(Member::Kind kind) {
+  return kind == Member::Kind::Property ? "property" : "method";
+}
+
+} // namespace
+
+std::vector<Member> Control::stockMembers() {
+  return Members<Control>("", "", "")
+      .property<&Control::Appearance, &Control::SetAppearance>(
+          -520, "Appearance", "How the window is drawn: 0 flat, 1 three-dimensional.")
+      .property<&Control::BorderStyle, &Control::SetBorderStyle>(
+          -504, "BorderStyle", "The window's border: 0 none, 1 a single line.")
+      .method<&Control::AboutBox>(-552, "AboutBox", {},
+                                  "Shows a box with the control's name and version.")
+      .list();
+}
+
+void Control::SetAppearance(int16_t value) { appearance_ = value; }
+
+void Control::SetBorderStyle(int16_t value) { borderStyle_ = value; }
+
+void Control::AboutBox() { site_.frontEnd.messageBox(members().controlName + ' ' + kVersion); }
+
+Outcome Control::get(std::string_view name, Arguments index) {
+  const Member *member = members().find(name, Member::Kind::Property);
+  return member != nullptr ? read(*member, index) : unknown(Member::Kind::Property, name);
+}
+
+Outcome Control::get(int id, Arguments index) {
+  const Member *member = members().find(id, Member::Kind::Property);
+  return member != nullptr ? read(*member, index)
+                           : unknown(Member::Kind::Property, std::to_string(id));
+}
+
+Outcome Control::set(std::string_view name, const Variant &value, Arguments index) {
+  const Member *member = members().find(name, Member::Kind::Property);
+  return member != nullptr ? write(*member, value, index) : unknown(Member::Kind::Property, name);
+}
+
+Outcome Control::set(int id, const Variant &value, Arguments index) {
+  const Member *member = members().find(id, Member::Kind::Property);
+  return member != nullptr ? write(*member, value, index)
+                           : unknown(Member::Kind::Property, std::to_string(id));
+}
+
+Outcome Control::call(std::string_view name, Arguments arguments) {
+  const Member *member = members().find(name, Member::Kind::Method);
+  return member != nullptr ? invoke(*member, arguments) : unknown(Member::Kind::Method, name);
+}
+
+Outcome Control::call(int id, Arguments arguments) {
+  const Member *member = members().find(id, Member::Kind::Method);
+  return member != nullptr ? invoke(*member, arguments)
+                           : unknown(Member::Kind::Method, std::to_string(id));
+}
+
+Outcome Control::unknown(Member::Kind kind, std::string_view name) const {
+  return failure(members().controlName + " has no " + kindName(kind) + ' ' + std::string(name));
+}
+
+// Any of these three may end with the control destroyed: a setter or method raises events.
+
+Outcome Control::read(const Member &member, Arguments index) {
+  const Converted converted = convert(member, index);
+  if (!converted.error.empty())
+    return failure(converted.error);
+  return {member.get(*this, converted.values), ""};
+}
+
+Outcome Control::write(const Member &member, const Variant &value, Arguments index) {
+  if (member.set == nullptr)
+    return failure(member.name + " is read only");
+  const Converted converted = convert(member, index);
+  if (!converted.error.empty())
+    return failure(converted.error);
+  const auto typed = value.as(member.type);
+  if (!typed)
+    return failure(member.name + " must be " + toText(member.type));
+  member.set(*this, converted.values, *typed);
+  return {};
+}
+
+Outcome Control::invoke(const Member &member, Arguments arguments) {
+  const Converted converted = convert(member, arguments);
+  if (!converted.error.empty())
+    return failure(converted.error);
+  return {member.call(*this, converted.values), ""};
+}
+
+void Control::observe(Observer observer) {
+  observer_ = observer ? std::make_shared<const Observer>(std::move(observer)) : nullptr;
+}
+
+void Control::notify(int eventId, Arguments arguments) {
+  const Member *event = members().find(eventId, Member::Kind::Event);
+  const auto observer = observer_;
+  if (event != nullptr && observer)
+    (*observer)(*event, arguments);
+}
+
+PropertyBag Control::save() {
+  PropertyBag bag;
+  for (const Member &member : members().members)
+    if (member.persisted)
+      bag.set(member.name, member.get(*this, {}));
+  modified_ = false;
+  return bag;
+}
+
+void Control::load(const PropertyBag &bag) {
+  Lifetime::Watch alive(lifetime_);
+  for (const Member &member : members().members) {
+    if (!member.persisted)
+      continue;
+    const Variant *kept = bag.find(member.name);
+    const auto value = kept != nullptr ? kept->as(member.type) : std::nullopt;
+    member.set(*this, {}, value ? *value : *member.persisted);
+    if (!alive)
+      return;
+  }
+  modified_ = false;
+}
+
+} // namespace velto

@@ -1,0 +1,145 @@
+#pragma once
+
+#include "controls/component/member_table.h"
+#include "controls/component/property_bag.h"
+#include "platform/dialog.h"
+#include "platform/event_loop.h"
+#include "platform/file.h"
+#include "platform/lifetime.h"
+#include "platform/view.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velto {
+
+/// What a control needs of the process that hosts it. A loop alone will do:
+/// `CVeltoHsmsCtrl link(loop);`
+struct ControlSite {
+  ControlSite(EventLoop &eventLoop, FrontEnd &operatorFrontEnd = headlessFrontEnd(),
+              FileSystem &fileSystem = systemFiles())
+      : loop(eventLoop), frontEnd(operatorFrontEnd), files(fileSystem) {}
+
+  EventLoop &loop;
+  FrontEnd &frontEnd;
+  FileSystem &files;
+};
+
+/// The outcome of a late-bound access: a value, or the reason why there is none.
+struct Outcome {
+  Variant value;
+  std::string error; ///< empty on success
+  explicit operator bool() const { return error.empty(); }
+};
+
+/// The base of the controls: late-bound access to the members of the class's table, events, the
+/// property bag and the window.
+///
+/// A control may be destroyed from inside any of its events.
+class Control {
+public:
+  explicit Control(const ControlSite &site) : site_(site) {}
+  virtual ~Control() = default;
+  Control(const Control &) = delete;
+  Control &operator=(const Control &) = delete;
+
+  virtual const MemberTable &members() const = 0;
+
+  /// Reads a property (an indexed one with its index as arguments).
+  Outcome get(std::string_view name, Arguments index = {});
+  Outcome get(int id, Arguments index = {});
+  /// Writes a property; the value converts to the declared type.
+  Outcome set(std::string_view name, const Variant &value, Arguments index = {});
+  Outcome set(int id, const Variant &value, Arguments index = {});
+  /// Calls a method.
+  Outcome call(std::string_view name, Arguments arguments = {});
+  Outcome call(int id, Arguments arguments = {});
+
+  /// Sees every event after the typed handler ran. It may be replaced from inside an event.
+  using Observer = std::function<void(const Member &event, Arguments arguments)>;
+  void observe(Observer observer);
+
+  /// True since a persisted property changed, until the bag is saved or loaded.
+  bool modified() const { return modified_; }
+  /// Writes the persisted properties and clears the modified flag.
+  PropertyBag save();
+  /// Sets the persisted properties from the bag in table order, those that it lacks to their
+  /// defaults, and clears the modified flag.
+  void load(const PropertyBag &bag);
+
+  /// The control's window as text; empty for a control whose window shows nothing.
+  virtual std::string window() const { return ""; }
+
+  int16_t Appearance() const { return appearance_; }
+  void SetAppearance(int16_t value);
+  int16_t BorderStyle() const { return borderStyle_; }
+  void SetBorderStyle(int16_t value);
+  /// Shows a box with the control's name and the version.
+  void AboutBox();
+
+  /// The members that every control has; Members adds them to each table.
+  static std::vector<Member> stockMembers();
+
+protected:
+  const ControlSite &site() const { return site_; }
+  Lifetime &lifetime() { return lifetime_; }
+  /// For the setters of persisted properties.
+  void setModified() { modified_ = true; }
+
+private:
+  template <typename...> friend class Event;
+  void notify(int eventId, Arguments arguments);
+  bool observed() const { return observer_ != nullptr; }
+  Outcome unknown(Member::Kind kind, std::string_view name) const;
+  Outcome read(const Member &member, Arguments index);
+  Outcome write(const Member &member, const Variant &value, Arguments index);
+  Outcome invoke(const Member &member, Arguments arguments);
+
+  ControlSite site_;
+  Lifetime lifetime_;
+  std::shared_ptr<const Observer> observer_;
+  bool modified_ = false;
+  int16_t appearance_ = 0;
+  int16_t borderStyle_ = 0;
+};
+
+/// An event of a control: assign a handler, and the control raises it.
+///
+///     link.onReceived = [](const std::string &ip, int32_t port, const std::string &message) {…};
+template <typename... A> class Event {
+public:
+  Event(Control &owner, int id) : owner_(owner), id_(id) {}
+  Event(const Event &) = delete;
+  Event &operator=(const Event &) = delete;
+
+  template <typename F> Event &operator=(F handler) {
+    handler_ = std::make_shared<const std::function<void(const A &...)>>(std::move(handler));
+    return *this;
+  }
+  Event &operator=(std::nullptr_t) {
+    handler_.reset();
+    return *this;
+  }
+
+  /// Calls the handler, then the control's observer. The handler may destroy the control, or what
+  /// the arguments refer to: the observer gets the values of before.
+  void raise(const A &...arguments) {
+    Lifetime::Watch alive(owner_.lifetime_);
+    std::vector<Variant> values;
+    if (owner_.observed())
+      values = {Variant(arguments)...};
+    if (const auto handler = handler_)
+      (*handler)(arguments...);
+    if (alive && values.size() == sizeof...(A))
+      owner_.notify(id_, values);
+  }
+
+private:
+  Control &owner_;
+  int id_;
+  std::shared_ptr<const std::function<void(const A &...)>> handler_;
+};
+
+} // namespace velto

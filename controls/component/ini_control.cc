@@ -1,0 +1,91 @@
+#include "controls/component/ini_control.h"
+
+namespace velto {
+
+void IniControl::SetIniFileName(const std::string &name) {
+  iniFileName_ = name;
+  setModified();
+}
+
+void IniControl::SetIniSection(const std::string &section) {
+  iniSection_ = section;
+  setModified();
+}
+
+// Flags and numbers stand in the file as decimal numbers.
+bool IniControl::LoadIniFile() {
+  if (!hasIniNames())
+    return false;
+  const IniFile file(iniFileName_, site().files);
+  for (const char *key : iniKeys()) {
+    if (!file.has(iniSection_, key))
+      setSetting(key, missingSetting(key));
+    else if (setting(key).isText())
+      setSetting(key, file.text(iniSection_, key, ""));
+    else
+      setSetting(key, file.integer(iniSection_, key, 0));
+  }
+  return true;
+}
+
+bool IniControl::saveIniFile() {
+  if (!hasIniNames())
+    return false;
+  IniFile file(iniFileName_, site().files);
+  for (const char *key : iniKeys()) {
+    const Variant value = setting(key);
+    file.setText(iniSection_, key,
+                 value.isText() ? value.toString() : value.as(ValueType::Int32)->text());
+  }
+  return file.save();
+}
+
+bool IniControl::Setup(const std::string &caption) {
+  PropertySheet sheet = makeSheet(caption);
+  const Lifetime::Watch alive(lifetime());
+  const bool accepted = site().frontEnd.showSheet(sheet);
+  if (!alive || !accepted)
+    return false;
+  applySheet(sheet);
+  return saveIniFile();
+}
+
+std::string IniControl::sheetTitle(const std::string &caption) const {
+  if (!caption.empty())
+    return caption;
+  const std::string &name = members().controlName;
+  return iniSection_.empty() ? name + " Setup" : name + " - " + iniSection_;
+}
+
+PropertySheet IniControl::makeSheet(const std::string &caption) {
+  PropertySheet sheet;
+  sheet.title = sheetTitle(caption);
+  for (const Page &page : pages()) {
+    PropertyPage &shown = sheet.pages.emplace_back();
+    shown.title = page.title;
+    for (const PageField &field : page.fields) {
+      const Variant value = setting(field.setting);
+      if (value.isText())
+        shown.text(field.setting, field.label, value.toString());
+      else if (value.isBool())
+        shown.check(field.setting, field.label, value.toBool());
+      else
+        shown.integer(field.setting, field.label, value.toInteger() / field.scale, field.minimum,
+                      field.maximum);
+    }
+  }
+  return sheet;
+}
+
+void IniControl::applySheet(PropertySheet &sheet) {
+  for (const Page &page : pages()) {
+    for (const PageField &field : page.fields) {
+      if (field.scale != 1)
+        setSetting(field.setting, sheet.integer(field.setting) * field.scale);
+      else
+        setSetting(field.setting, sheet.value(field.setting));
+    }
+  }
+}
+
+} // namespace velto

@@ -1,0 +1,38 @@
+#include "controls/component/member_table.h"
+
+#include "platform/text.h"
+
+#include <algorithm>
+
+namespace velto {
+
+namespace {
+
+template <typename Condition>
+const Member *findIf(const std::vector<Member> &members, Condition condition) {
+  const auto found = std::find_if(members.begin(), members.end(), condition);
+  return found == members.end() ? nullptr : &*found;
+}
+
+} // namespace
+
+const Member *MemberTable::find(std::string_view name) const {
+  const Member *member = findIf(members, [name](const Member &candidate) {
+    return candidate.kind != Member::Kind::Event && equalsIgnoreCase(candidate.name, name);
+  });
+  return member != nullptr ? member : find(name, Member::Kind::Event);
+}
+
+const Member *MemberTable::find(std::string_view name, Member::Kind kind) const {
+  return findIf(members, [name, kind](const Member &candidate) {
+    return candidate.kind == kind && equalsIgnoreCase(candidate.name, name);
+  });
+}
+
+const Member *MemberTable::find(int id, Member::Kind kind) const {
+  return findIf(members, [id, kind](const Member &candidate) {
+    return candidate.kind == kind && candidate.id == id;
+  });
+}
+
+} // namespace velto

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "controls/tcp_control.h"
+#include "transport/hsms_link.h"
+#include "transport/link_log.h"
+
+namespace velto {
+
+/// `VeltoHsms`: raw HSMS links (SEMI E37). Sends messages that the host gives as hexadecimal text,
+/// and raises an event for every message, connection change and problem. Control messages are the
+/// host's to send and to answer.
+class CVeltoHsmsCtrl final : public TcpControl {
+public:
+  explicit CVeltoHsmsCtrl(const ControlSite &site);
+
+  static const MemberTable &table();
+  const MemberTable &members() const override { return table(); }
+
+  std::string MyHostName() const;
+  /// The Selected flag of the client connection, or of the addressed peer.
+  bool Selected() const { return link().Selected(); }
+  void SetSelected(bool selected);
+
+  // Timers in ms (SEMI E37 9.2).
+  int32_t T3() const { return static_cast<int32_t>(link().T3()); }
+  void SetT3(int32_t ms) { setTimer(&CHHsmsLink::SetT3, ms); }
+  int32_t T5() const { return static_cast<int32_t>(link().T5()); }
+  void SetT5(int32_t ms) { setTimer(&CHHsmsLink::SetT5, ms); }
+  int32_t T6() const { return static_cast<int32_t>(link().T6()); }
+  void SetT6(int32_t ms) { setTimer(&CHHsmsLink::SetT6, ms); }
+  int32_t T7() const { return static_cast<int32_t>(link().T7()); }
+  void SetT7(int32_t ms) { setTimer(&CHHsmsLink::SetT7, ms); }
+  int32_t T8() const { return static_cast<int32_t>(link().T8()); }
+  void SetT8(int32_t ms) { setTimer(&CHHsmsLink::SetT8, ms); }
+
+  bool Log() const { return log_.log; }
+  void SetLog(bool log);
+  int16_t LogBakCount() const { return log_.backupCount; }
+  void SetLogBakCount(int16_t count);
+  std::string LogFileName() const { return log_.fileName; }
+  void SetLogFileName(const std::string &name);
+  int32_t LogSize() const { return log_.size; }
+  void SetLogSize(int32_t kib);
+  bool LogVerbose() const { return log_.verbose; }
+  void SetLogVerbose(bool verbose);
+
+  /// The IPv4 address of a host (this one for an empty name); empty when it is unknown.
+  std::string ToIPAddress(const std::string &hostName) const;
+  /// Sends header and body, given as hexadecimal text, to the addressed connection; true when all
+  /// of it was sent or queued.
+  bool Send(const std::string &message);
+
+  /// The operator clicked connection `index` in the window: raises SelChanged.
+  void ClickConnection(size_t index);
+
+  Event<std::string, int32_t> onSelChanged{*this, 5};
+
+private:
+  std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
+  bool isMarked(const std::string &ipAddress, int32_t portNumber) const override;
+  void OnReceived(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
+                  ByteView data) override;
+  void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
+                 int16_t errorCode, const std::string &text) override;
+  void OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
+                           bool connected) override;
+
+  std::span<const char *const> iniKeys() const override;
+  std::span<const Page> pages() const override;
+  Variant setting(const char *name) override;
+  void setSetting(const char *name, const Variant &value) override;
+  Variant missingSetting(const char *name) override;
+
+  CHHsmsLink &link() const { return static_cast<CHHsmsLink &>(engine()); }
+  void setTimer(void (CHHsmsLink::*set)(uint32_t), int32_t ms);
+  LinkLog record();
+
+  LogSettings log_;
+  int32_t deviceId_ = 0; // known to the INI file and the property sheet alone
+};
+
+} // namespace velto

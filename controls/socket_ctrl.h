@@ -1,0 +1,26 @@
+#pragma once
+
+#include "controls/tcp_control.h"
+
+namespace velto {
+
+/// `VeltoSocket`: raw TCP. Bytes go out and come in as hexadecimal text; what arrived since the
+/// last tick is one Received.
+class CVeltoSocketCtrl final : public TcpControl {
+public:
+  explicit CVeltoSocketCtrl(const ControlSite &site);
+
+  static const MemberTable &table();
+  const MemberTable &members() const override { return table(); }
+
+  /// Sends bytes given as hexadecimal text (a pair that is not hexadecimal gives 0) to the
+  /// addressed connection; true when all of them were sent or queued, false for an empty text.
+  bool Send(const std::string &hexData);
+
+private:
+  std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
+  std::span<const char *const> iniKeys() const override;
+  std::span<const Page> pages() const override;
+};
+
+} // namespace velto

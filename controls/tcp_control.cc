@@ -1,0 +1,134 @@
+#include "controls/tcp_control.h"
+
+#include "platform/text.h"
+
+namespace velto {
+
+TcpControl::TcpControl(const ControlSite &site, std::string section)
+    : IniControl(site, std::move(section)), timer_(site.loop, [this] { tick(); }) {}
+
+// Replaces the engine by a fresh one with the same settings; the old one closes with all its peers.
+void TcpControl::makeEngine() {
+  auto fresh = newEngine(engine_.get());
+  if (engine_ != nullptr) {
+    fresh->SetServerMode(engine_->ServerMode());
+    fresh->SetMyPortNumber(engine_->MyPortNumber());
+    fresh->SetMaxLength(engine_->MaxLength());
+    fresh->SetPortNumber(engine_->PortNumber());
+    fresh->SetIPAddress(engine_->IPAddress());
+  }
+  fresh->SetSink(this);
+  fresh->SetWake([this] { timer_.startWithin(1); });
+  engine_ = std::move(fresh);
+  refresh();
+}
+
+void TcpControl::SetConnect(bool connect) {
+  connect_ = connect;
+  setModified();
+  if (engine_->IPAddress().empty())
+    engine_->SetIPAddress("127.0.0.1");
+  if (engine_->Created())
+    makeEngine();
+  if (connect) {
+    // The loop goes on while the engine connects: the host may set Connect again, or destroy the
+    // control.
+    const Lifetime::Watch alive(lifetime());
+    const CHHsmsConnection *opening = engine_.get();
+    const bool opened = engine_->Open();
+    if (!alive || engine_.get() != opening)
+      return;
+    connect_ = opened;
+  }
+  refresh();
+  scheduleTick();
+}
+
+// Stands for a timer of 1 ms: ticks on which nothing is due are left out.
+void TcpControl::tick() {
+  if (connect_ && !engine_->Connected()) {
+    connect_ = false;
+    refresh();
+  }
+  if (engine_->changed()) {
+    engine_->setChanged(false);
+    refresh();
+  }
+  const Lifetime::Watch alive(lifetime());
+  engine_->Poll();
+  if (alive)
+    scheduleTick();
+}
+
+void TcpControl::scheduleTick() {
+  const bool dropped = connect_ && !engine_->Connected();
+  if (dropped || engine_->changed())
+    timer_.startWithin(1);
+  else if (const auto wait = engine_->NextPoll())
+    timer_.startWithin(*wait);
+}
+
+void TcpControl::refresh() {
+  const auto add = [this](TreeNode &root, const std::string &ipAddress, int32_t port) {
+    root.add(ipAddress + " (" + std::to_string(port) + ")", isMarked(ipAddress, port) ? 1 : 0);
+  };
+  view_.clear();
+  TreeNode &root = view_.add(Server() ? "Server" : "Client");
+  root.expanded = true;
+  if (!Server())
+    add(root, engine_->IPAddress(), engine_->PortNumber());
+  for (size_t i = 0; i < engine_->PeerCount(); ++i)
+    add(root, engine_->Peer(i).IPAddress(), engine_->Peer(i).PortNumber());
+}
+
+void TcpControl::SetIPAddress(const std::string &address) {
+  engine_->SetIPAddress(address);
+  setModified();
+}
+
+void TcpControl::SetPortNumber(int32_t port) {
+  engine_->SetPortNumber(port);
+  setModified();
+}
+
+void TcpControl::SetMyPortNumber(int32_t port) {
+  engine_->SetMyPortNumber(port);
+  setModified();
+}
+
+void TcpControl::SetServer(bool server) {
+  if (connect_)
+    return;
+  engine_->SetServerMode(server);
+  setModified();
+  refresh();
+}
+
+bool TcpControl::Disconnect(const std::string &ipAddress, int32_t portNumber) {
+  if (!Server())
+    return false;
+  const bool removed = engine_->RemovePeer(engine_->FindPeer(ipAddress, portNumber));
+  refresh();
+  return removed;
+}
+
+// The engine's reports name the engine's own texts, which the host may replace inside the event:
+// events get copies.
+
+void TcpControl::OnReceived(ConnectionKind, const std::string &ipAddress, int32_t portNumber,
+                            ByteView data) {
+  onReceived.raise(std::string(ipAddress), portNumber, toHex(data));
+}
+
+void TcpControl::OnProblem(ConnectionKind, const std::string &ipAddress, int32_t portNumber,
+                           int16_t errorCode, const std::string &text) {
+  onProblem.raise(std::string(ipAddress), portNumber, errorCode, std::string(text));
+}
+
+void TcpControl::OnConnectionChanged(ConnectionKind, const std::string &ipAddress,
+                                     int32_t portNumber, bool connected) {
+  auto &event = connected ? onConnected : onDisconnected;
+  event.raise(std::string(ipAddress), portNumber);
+}
+
+} // namespace velto

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "controls/component/ini_control.h"
+#include "transport/connection.h"
+
+#include <memory>
+#include <string>
+
+namespace velto {
+
+/// What the controls on TCP connections share: opening and closing, the addressed peer, the events,
+/// and the window that lists the connections.
+///
+/// A passive entity serves any number of peers; `IPAddress` and `PortNumber` name the one that is
+/// sent to, and every accepted peer sets them to itself.
+class TcpControl : public IniControl, protected CHConnectionSink {
+public:
+  /// Opens or closes the link. An active entity waits up to 5 s for the connection while the loop
+  /// goes on. The control clears the flag when the connection ends.
+  bool Connect() const { return connect_; }
+  void SetConnect(bool connect);
+  std::string IPAddress() const { return engine_->IPAddress(); }
+  void SetIPAddress(const std::string &address);
+  int32_t MyPortNumber() const { return engine_->MyPortNumber(); }
+  void SetMyPortNumber(int32_t port);
+  int32_t PortNumber() const { return engine_->PortNumber(); }
+  void SetPortNumber(int32_t port);
+  bool Server() const { return engine_->ServerMode(); }
+  /// Has no effect while Connect is true.
+  void SetServer(bool server);
+
+  /// Closes a listener's peer; false when there is none of that address.
+  bool Disconnect(const std::string &ipAddress, int32_t portNumber);
+
+  /// "Server" with the peers, or "Client" with its connection; image 1 marks a selected one.
+  const TreeView &view() const { return view_; }
+  std::string window() const override { return toText(view_); }
+
+  Event<std::string, int32_t> onConnected{*this, 1};
+  Event<std::string, int32_t> onDisconnected{*this, 2};
+  Event<std::string, int32_t, int16_t, std::string> onProblem{*this, 3};
+  Event<std::string, int32_t, std::string> onReceived{*this, 4};
+
+protected:
+  TcpControl(const ControlSite &site, std::string section);
+
+  /// A fresh engine with the protocol's settings of `old`, which is null the first time.
+  virtual std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) = 0;
+  /// Whether the window marks the connection of that address.
+  virtual bool isMarked(const std::string &, int32_t) const { return false; }
+
+  void OnReceived(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
+                  ByteView data) override;
+  void OnSent(ConnectionKind, const std::string &, int32_t, ByteView, bool) override {}
+  void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
+                 int16_t errorCode, const std::string &text) override;
+  void OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
+                           bool connected) override;
+  void OnTrace(ConnectionKind, const std::string &) override {}
+
+  /// To be called in the constructor of the class, whose newEngine() it calls.
+  void makeEngine();
+  CHHsmsConnection &engine() const { return *engine_; }
+  void refresh();
+  void scheduleTick();
+
+private:
+  void tick();
+
+  std::unique_ptr<CHHsmsConnection> engine_;
+  Timer timer_;
+  bool connect_ = false;
+  TreeView view_;
+};
+
+} // namespace velto

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+
+namespace velto {
+
+/// Local calendar time, to the millisecond.
+struct LocalTime {
+  uint16_t year = 1970;
+  uint16_t month = 1;     ///< 1 to 12
+  uint16_t dayOfWeek = 4; ///< 0 (Sunday) to 6
+  uint16_t day = 1;       ///< 1 to 31
+  uint16_t hour = 0;
+  uint16_t minute = 0;
+  uint16_t second = 0;
+  uint16_t milliseconds = 0;
+  bool operator==(const LocalTime &) const = default;
+};
+
+/// Where the system takes time from. Everything that times out reads it here, so that tests (and
+/// simulations) can supply their own.
+class Clock {
+public:
+  virtual ~Clock() = default;
+  /// Milliseconds since some start; wraps to 0 after 4,294,967,295. Compare by unsigned
+  /// difference: `clock.ticks() - then >= timeout`.
+  virtual uint32_t ticks() const = 0;
+  virtual LocalTime localTime() const = 0;
+  /// Sets the local date and time; false when the platform refuses.
+  virtual bool setLocalTime(const LocalTime &time) = 0;
+  /// True when ticks() advances by itself, so that an event loop may sleep on a deadline.
+  virtual bool runsByItself() const { return true; }
+};
+
+/// The machine's monotonic tick count and wall clock.
+class SystemClock final : public Clock {
+public:
+  uint32_t ticks() const override;
+  LocalTime localTime() const override;
+  /// Needs the privilege to set the system clock.
+  bool setLocalTime(const LocalTime &time) override;
+};
+
+/// The SystemClock that is used where none is given.
+SystemClock &systemClock();
+
+/// A clock that stands still until it is told to advance.
+class ManualClock final : public Clock {
+public:
+  explicit ManualClock(uint32_t ticks = 0) : ticks_(ticks) {}
+  uint32_t ticks() const override { return ticks_; }
+  LocalTime localTime() const override { return local_; }
+  bool setLocalTime(const LocalTime &time) override;
+  bool runsByItself() const override { return false; }
+  /// Moves the tick count and the local time forward.
+  void advance(uint32_t milliseconds);
+
+private:
+  uint32_t ticks_;
+  LocalTime local_{};
+};
+
+} // namespace velto

@@ -1,0 +1,295 @@
+#include "platform/event_loop.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+#include <utility>
+
+namespace velto {
+
+namespace {
+
+constexpr uint64_t kTimerEvent = std::numeric_limits<uint64_t>::max();
+
+uint32_t toEpoll(unsigned events) {
+  uint32_t flags = 0;
+  if ((events & DescriptorWatch::kReadable) != 0)
+    flags |= EPOLLIN | EPOLLRDHUP;
+  if ((events & DescriptorWatch::kWritable) != 0)
+    flags |= EPOLLOUT;
+  return flags;
+}
+
+unsigned fromEpoll(uint32_t flags) {
+  unsigned events = 0;
+  if ((flags & (EPOLLIN | EPOLLRDHUP | EPOLLERR | EPOLLHUP)) != 0)
+    events |= DescriptorWatch::kReadable;
+  if ((flags & (EPOLLOUT | EPOLLERR | EPOLLHUP)) != 0)
+    events |= DescriptorWatch::kWritable;
+  return events;
+}
+
+} // namespace
+
+EventLoop::EventLoop(Clock &clock)
+    : clock_(clock), epoll_(epoll_create1(EPOLL_CLOEXEC)), lastTicks_(clock.ticks()) {}
+
+EventLoop::~EventLoop() {
+  if (timerFd_ >= 0)
+    close(timerFd_);
+  close(epoll_);
+}
+
+// The tick count wraps at 32 bits; deadlines are kept on a 64-bit line that it is unrolled onto.
+uint64_t EventLoop::now() {
+  const uint32_t ticks = clock_.ticks();
+  now_ += static_cast<uint32_t>(ticks - lastTicks_);
+  lastTicks_ = ticks;
+  return now_;
+}
+
+bool EventLoop::runOnce(int timeout) {
+  bool worked = dispatchDescriptors(waitTime(timeout));
+  worked |= fireTimers();
+  worked |= runPosted();
+  armDescriptor();
+  return worked;
+}
+
+// A run() inside another one must not swallow the quit() that the outer one has been told.
+void EventLoop::run() {
+  const bool outer = std::exchange(quit_, false);
+  while (!quit_)
+    runOnce(-1);
+  quit_ = outer;
+}
+
+bool EventLoop::runUntil(const std::function<bool()> &done, uint32_t timeout) {
+  bool expired = false;
+  Timer limit(*this, [&expired] { expired = true; });
+  limit.start(timeout);
+  bool finished = done();
+  while (!finished && !expired) {
+    runOnce(clock_.runsByItself() ? -1 : 1);
+    finished = done();
+  }
+  return finished;
+}
+
+void EventLoop::post(std::function<void()> task) {
+  posted_.push_back(std::move(task));
+  armDescriptor();
+}
+
+int EventLoop::waitTime(int timeout) {
+  if (!posted_.empty())
+    return 0;
+  if (heap_.empty())
+    return timeout;
+  const uint64_t deadline = heap_.front()->deadline_;
+  const uint64_t current = now();
+  if (deadline <= current)
+    return 0;
+  if (!clock_.runsByItself())
+    return timeout;
+  const uint64_t left = std::min<uint64_t>(deadline - current, std::numeric_limits<int>::max());
+  return timeout < 0 ? static_cast<int>(left) : std::min(timeout, static_cast<int>(left));
+}
+
+bool EventLoop::dispatchDescriptors(int timeout) {
+  std::array<epoll_event, 32> events{};
+  const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), timeout);
+  bool worked = false;
+  for (int i = 0; i < count; ++i) {
+    const epoll_event &event = events[static_cast<size_t>(i)];
+    if (event.data.u64 == kTimerEvent) {
+      uint64_t expirations = 0;
+      [[maybe_unused]] const ssize_t got = read(timerFd_, &expirations, sizeof expirations);
+      continue;
+    }
+    // A handler called before this one may have ended the watch and reused its slot.
+    const Slot &slot = slots_[static_cast<uint32_t>(event.data.u64)];
+    if (slot.generation != static_cast<uint32_t>(event.data.u64 >> 32) || slot.fd < 0)
+      continue;
+    const auto handler = slot.handler;
+    (*handler)(fromEpoll(event.events));
+    worked = true;
+  }
+  return worked;
+}
+
+bool EventLoop::fireTimers() {
+  bool worked = false;
+  const uint64_t limit = now();
+  while (!heap_.empty() && heap_.front()->deadline_ <= limit) {
+    Timer &timer = *heap_.front();
+    remove(timer);
+    if (timer.period_ != 0) {
+      const uint64_t late = limit - timer.deadline_;
+      timer.deadline_ = limit + timer.period_ - late % timer.period_;
+      insert(timer);
+    }
+    const auto task = timer.task_;
+    (*task)();
+    worked = true;
+  }
+  return worked;
+}
+
+// Tasks posted by these tasks wait for the next turn, so a task that posts itself cannot starve
+// the descriptors.
+bool EventLoop::runPosted() {
+  const size_t count = posted_.size();
+  for (size_t i = 0; i < count && !posted_.empty(); ++i) {
+    const auto task = std::move(posted_.front());
+    posted_.pop_front();
+    task();
+  }
+  return count != 0;
+}
+
+int EventLoop::descriptor() {
+  if (timerFd_ < 0) {
+    timerFd_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u64 = kTimerEvent;
+    epoll_ctl(epoll_, EPOLL_CTL_ADD, timerFd_, &event);
+    armDescriptor();
+  }
+  return epoll_;
+}
+
+// Only a loop inside another loop needs the timer descriptor; runOnce() itself sleeps by time-out.
+void EventLoop::armDescriptor() {
+  if (timerFd_ < 0)
+    return;
+  itimerspec when{};
+  const uint64_t current = now();
+  if (!posted_.empty() || (!heap_.empty() && heap_.front()->deadline_ <= current)) {
+    when.it_value.tv_nsec = 1;
+  } else if (!heap_.empty() && clock_.runsByItself()) {
+    const uint64_t left = heap_.front()->deadline_ - current;
+    when.it_value.tv_sec = static_cast<time_t>(left / 1000);
+    when.it_value.tv_nsec = static_cast<long>(left % 1000) * 1'000'000;
+  }
+  timerfd_settime(timerFd_, 0, &when, nullptr);
+}
+
+void EventLoop::place(size_t index, Timer *timer) {
+  heap_[index] = timer;
+  timer->index_ = index;
+}
+
+void EventLoop::siftUp(size_t index) {
+  Timer *timer = heap_[index];
+  while (index > 0 && heap_[(index - 1) / 2]->deadline_ > timer->deadline_) {
+    place(index, heap_[(index - 1) / 2]);
+    index = (index - 1) / 2;
+  }
+  place(index, timer);
+}
+
+void EventLoop::siftDown(size_t index) {
+  Timer *timer = heap_[index];
+  for (;;) {
+    size_t child = 2 * index + 1;
+    if (child >= heap_.size())
+      break;
+    if (child + 1 < heap_.size() && heap_[child + 1]->deadline_ < heap_[child]->deadline_)
+      ++child;
+    if (heap_[child]->deadline_ >= timer->deadline_)
+      break;
+    place(index, heap_[child]);
+    index = child;
+  }
+  place(index, timer);
+}
+
+void EventLoop::insert(Timer &timer) {
+  heap_.push_back(&timer);
+  siftUp(heap_.size() - 1);
+}
+
+void EventLoop::remove(Timer &timer) {
+  const size_t index = std::exchange(timer.index_, Timer::kIdle);
+  Timer *last = heap_.back();
+  heap_.pop_back();
+  if (last == &timer)
+    return;
+  place(index, last);
+  siftUp(index);
+  siftDown(last->index_);
+}
+
+DescriptorWatch::DescriptorWatch(EventLoop &loop, int fd, unsigned events,
+                                 std::function<void(unsigned)> handler)
+    : loop_(loop), events_(events) {
+  if (loop.freeSlots_.empty()) {
+    slot_ = static_cast<uint32_t>(loop.slots_.size());
+    loop.slots_.emplace_back();
+  } else {
+    slot_ = loop.freeSlots_.back();
+    loop.freeSlots_.pop_back();
+  }
+  EventLoop::Slot &slot = loop.slots_[slot_];
+  slot.fd = fd;
+  slot.handler = std::make_shared<const std::function<void(unsigned)>>(std::move(handler));
+  epoll_event event{};
+  event.events = toEpoll(events);
+  event.data.u64 = (static_cast<uint64_t>(slot.generation) << 32) | slot_;
+  epoll_ctl(loop.epoll_, EPOLL_CTL_ADD, fd, &event);
+}
+
+DescriptorWatch::~DescriptorWatch() {
+  EventLoop::Slot &slot = loop_.slots_[slot_];
+  epoll_ctl(loop_.epoll_, EPOLL_CTL_DEL, slot.fd, nullptr);
+  slot.fd = -1;
+  ++slot.generation;
+  slot.handler.reset();
+  loop_.freeSlots_.push_back(slot_);
+}
+
+void DescriptorWatch::setEvents(unsigned events) {
+  if (events == events_)
+    return;
+  events_ = events;
+  const EventLoop::Slot &slot = loop_.slots_[slot_];
+  epoll_event event{};
+  event.events = toEpoll(events);
+  event.data.u64 = (static_cast<uint64_t>(slot.generation) << 32) | slot_;
+  epoll_ctl(loop_.epoll_, EPOLL_CTL_MOD, slot.fd, &event);
+}
+
+Timer::Timer(EventLoop &loop, std::function<void()> task)
+    : loop_(loop), task_(std::make_shared<const std::function<void()>>(std::move(task))) {}
+
+Timer::~Timer() { stop(); }
+
+void Timer::start(uint32_t delay) {
+  stop();
+  period_ = 0;
+  deadline_ = loop_.now() + std::max(delay, 1U);
+  loop_.insert(*this);
+  loop_.armDescriptor();
+}
+
+void Timer::startWithin(uint32_t delay) {
+  if (!running() || deadline_ > loop_.now() + std::max(delay, 1U))
+    start(delay);
+}
+
+void Timer::startPeriodic(uint32_t period) {
+  start(period);
+  period_ = std::max(period, 1U);
+}
+
+void Timer::stop() {
+  if (running())
+    loop_.remove(*this);
+}
+
+} // namespace velto

@@ -1,0 +1,133 @@
+#pragma once
+
+#include "platform/clock.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace velto {
+
+class DescriptorWatch;
+class Timer;
+
+/// The message loop that everything runs on: descriptors that become ready, timers, and posted
+/// tasks, all on one thread.
+///
+/// The host calls run(), or, inside a loop of its own, waits for descriptor() to become readable
+/// and calls runOnce(0). Handlers may pump the loop again, and may destroy the watch or timer that
+/// called them.
+class EventLoop {
+public:
+  explicit EventLoop(Clock &clock = systemClock());
+  ~EventLoop();
+  EventLoop(const EventLoop &) = delete;
+  EventLoop &operator=(const EventLoop &) = delete;
+
+  Clock &clock() const { return clock_; }
+
+  /// Waits up to `timeout` milliseconds (-1: without limit) for something to do, and does it.
+  /// Returns whether anything ran. With a clock that does not run by itself, timers fire when the
+  /// clock has been advanced; the wait itself is always in real time.
+  bool runOnce(int timeout);
+  /// Runs until quit() is called.
+  void run();
+  /// Ends the innermost run() after the current turn, and its handlers, of the loop.
+  void quit() { quit_ = true; }
+  /// Pumps until `done` is true or `timeout` milliseconds of the clock have passed; returns the
+  /// last value of `done`.
+  bool runUntil(const std::function<bool()> &done, uint32_t timeout);
+  /// Queues a task for the next turn.
+  void post(std::function<void()> task);
+
+  /// A descriptor that polls readable when runOnce(0) has something to do.
+  int descriptor();
+
+private:
+  friend class DescriptorWatch;
+  friend class Timer;
+
+  struct Slot {
+    int fd = -1;
+    uint32_t generation = 0;
+    std::shared_ptr<const std::function<void(unsigned)>> handler;
+  };
+
+  uint64_t now();
+  int waitTime(int timeout);
+  bool dispatchDescriptors(int timeout);
+  bool fireTimers();
+  bool runPosted();
+  void armDescriptor();
+
+  void insert(Timer &timer);
+  void remove(Timer &timer);
+  void siftUp(size_t index);
+  void siftDown(size_t index);
+  void place(size_t index, Timer *timer);
+
+  Clock &clock_;
+  int epoll_;
+  int timerFd_ = -1;
+  uint64_t now_ = 0;
+  uint32_t lastTicks_;
+  bool quit_ = false;
+  std::vector<Slot> slots_;
+  std::vector<uint32_t> freeSlots_;
+  std::vector<Timer *> heap_;
+  std::deque<std::function<void()>> posted_;
+};
+
+/// Calls a handler while a descriptor is ready (level-triggered). Ends with its destruction,
+/// which the handler itself may cause. One watch per descriptor; end it before closing that.
+class DescriptorWatch {
+public:
+  static constexpr unsigned kReadable = 1;
+  static constexpr unsigned kWritable = 2;
+
+  /// `events` is a set of kReadable and kWritable. An error or hang-up counts as both.
+  DescriptorWatch(EventLoop &loop, int fd, unsigned events, std::function<void(unsigned)> handler);
+  ~DescriptorWatch();
+  DescriptorWatch(const DescriptorWatch &) = delete;
+  DescriptorWatch &operator=(const DescriptorWatch &) = delete;
+
+  void setEvents(unsigned events);
+
+private:
+  EventLoop &loop_;
+  uint32_t slot_;
+  unsigned events_;
+};
+
+/// Calls a task after a delay, once or periodically. Times are milliseconds of the loop's clock.
+class Timer {
+public:
+  Timer(EventLoop &loop, std::function<void()> task);
+  ~Timer();
+  Timer(const Timer &) = delete;
+  Timer &operator=(const Timer &) = delete;
+
+  /// Fires once, `delay` milliseconds from now (at least 1). Replaces an earlier start.
+  void start(uint32_t delay);
+  /// Fires once within `delay` milliseconds: like start(), unless the timer fires earlier anyway.
+  void startWithin(uint32_t delay);
+  /// Fires every `period` milliseconds (at least 1), without drift: late or missed calls leave the
+  /// later ones where they were. Periods that were missed are skipped.
+  void startPeriodic(uint32_t period);
+  void stop();
+  bool running() const { return index_ != kIdle; }
+
+private:
+  friend class EventLoop;
+  static constexpr size_t kIdle = static_cast<size_t>(-1);
+
+  EventLoop &loop_;
+  std::shared_ptr<const std::function<void()>> task_;
+  uint64_t deadline_ = 0;
+  uint32_t period_ = 0;
+  size_t index_ = kIdle;
+};
+
+} // namespace velto

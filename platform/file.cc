@@ -1,0 +1,130 @@
+#include "platform/file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace velto {
+
+namespace {
+
+/// Repeats a system call that a signal interrupted.
+template <typename Call> auto uninterrupted(Call call) {
+  auto result = call();
+  while (result == -1 && errno == EINTR)
+    result = call();
+  return result;
+}
+
+/// An open file, closed when it goes out of scope.
+class OpenFile {
+public:
+  OpenFile(const std::string &path, int flags)
+      : fd_(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, 0666); })) {}
+  ~OpenFile() {
+    if (isOpen())
+      ::close(fd_);
+  }
+  OpenFile(const OpenFile &) = delete;
+  OpenFile &operator=(const OpenFile &) = delete;
+
+  bool isOpen() const { return fd_ >= 0; }
+
+  bool writeAll(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t count = uninterrupted([&] { return ::write(fd_, bytes.data(), bytes.size()); });
+      if (count < 0)
+        return false;
+      bytes.remove_prefix(static_cast<size_t>(count));
+    }
+    return true;
+  }
+
+  bool readAll(std::string &bytes) {
+    static constexpr size_t kChunk = 16384;
+    for (size_t used = 0;;) {
+      bytes.resize(used + kChunk);
+      const ssize_t count = uninterrupted([&] { return ::read(fd_, &bytes[used], kChunk); });
+      used += static_cast<size_t>(count < 0 ? 0 : count);
+      if (count <= 0) {
+        bytes.resize(used);
+        return count == 0;
+      }
+    }
+  }
+
+  bool flush() {
+    return uninterrupted([&] { return ::fsync(fd_); }) == 0;
+  }
+
+  /// False when the file system reports a late write error. Never repeated: the descriptor is
+  /// gone even after an interruption.
+  bool close() { return ::close(std::exchange(fd_, -1)) == 0 || errno == EINTR; }
+
+private:
+  int fd_;
+};
+
+std::string directoryOf(const std::string &path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos)
+    return ".";
+  return path.substr(0, slash == 0 ? 1 : slash);
+}
+
+} // namespace
+
+std::optional<std::string> FileSystem::read(const std::string &path) {
+  OpenFile file(path, O_RDONLY);
+  std::string bytes;
+  if (!file.isOpen() || !file.readAll(bytes))
+    return std::nullopt;
+  return bytes;
+}
+
+std::optional<uint64_t> FileSystem::size(const std::string &path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+    return std::nullopt;
+  return static_cast<uint64_t>(info.st_size);
+}
+
+bool FileSystem::append(const std::string &path, std::string_view bytes) {
+  OpenFile file(path, O_WRONLY | O_CREAT | O_APPEND);
+  return file.isOpen() && file.writeAll(bytes) && file.close();
+}
+
+bool FileSystem::write(const std::string &path, std::string_view bytes) {
+  OpenFile file(path, O_WRONLY | O_CREAT | O_TRUNC);
+  return file.isOpen() && file.writeAll(bytes) && file.flush() && file.close();
+}
+
+bool FileSystem::rename(const std::string &from, const std::string &to) {
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool FileSystem::remove(const std::string &path) { return ::unlink(path.c_str()) == 0; }
+
+bool FileSystem::syncDirectory(const std::string &path) {
+  OpenFile directory(directoryOf(path), O_RDONLY | O_DIRECTORY);
+  // A file system that cannot flush a directory says EINVAL; there is nothing to wait for then.
+  return directory.isOpen() && (directory.flush() || errno == EINVAL);
+}
+
+bool FileSystem::replace(const std::string &path, std::string_view bytes) {
+  const std::string fresh = path + ".new";
+  if (write(fresh, bytes) && rename(fresh, path))
+    return syncDirectory(path);
+  remove(fresh);
+  return false;
+}
+
+FileSystem &systemFiles() {
+  static FileSystem files;
+  return files;
+}
+
+} // namespace velto

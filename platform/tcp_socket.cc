@@ -1,0 +1,143 @@
+#include "platform/tcp_socket.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <memory>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+#include <utility>
+
+namespace velto {
+
+namespace {
+
+std::string dotted(const in_addr &address) {
+  std::array<char, INET_ADDRSTRLEN> text{};
+  return inet_ntop(AF_INET, &address, text.data(), text.size()) == nullptr ? "" : text.data();
+}
+
+int result(int returned) { return returned == 0 ? 0 : errno; }
+
+int setOption(int fd, int level, int option) {
+  const int on = 1;
+  return result(setsockopt(fd, level, option, &on, sizeof on));
+}
+
+} // namespace
+
+std::string localHostName() {
+  std::array<char, HOST_NAME_MAX + 1> name{};
+  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+std::string resolveHost(const std::string &hostName) {
+  const std::string name = hostName.empty() ? localHostName() : hostName;
+  if (name.empty())
+    return "";
+  addrinfo hints{};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo *found = nullptr;
+  if (getaddrinfo(name.c_str(), nullptr, &hints, &found) != 0)
+    return "";
+  const std::unique_ptr<addrinfo, void (*)(addrinfo *)> owner(found, freeaddrinfo);
+  sockaddr_in address{};
+  std::copy_n(reinterpret_cast<const char *>(found->ai_addr), sizeof address,
+              reinterpret_cast<char *>(&address));
+  return dotted(address.sin_addr);
+}
+
+TcpSocket::TcpSocket(TcpSocket &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+
+TcpSocket &TcpSocket::operator=(TcpSocket &&other) noexcept {
+  if (this != &other) {
+    close();
+    fd_ = std::exchange(other.fd_, -1);
+  }
+  return *this;
+}
+
+int TcpSocket::create(uint16_t localPort, bool reuseAddress) {
+  close();
+  fd_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd_ < 0)
+    return errno;
+  if (reuseAddress)
+    setOption(fd_, SOL_SOCKET, SO_REUSEADDR);
+  setOption(fd_, IPPROTO_TCP, TCP_NODELAY);
+  int error = setOption(fd_, SOL_SOCKET, SO_KEEPALIVE);
+  if (error == 0) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(localPort);
+    error = result(bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address));
+  }
+  if (error != 0)
+    close();
+  return error;
+}
+
+int TcpSocket::listen(int backlog) { return result(::listen(fd_, backlog)); }
+
+int TcpSocket::connect(const std::string &ipAddress, uint16_t port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  if (inet_pton(AF_INET, ipAddress.c_str(), &address.sin_addr) != 1)
+    return EADDRNOTAVAIL;
+  return result(::connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address));
+}
+
+int TcpSocket::takeError() {
+  int error = 0;
+  socklen_t size = sizeof error;
+  return getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+std::optional<TcpSocket::Peer> TcpSocket::accept(int &error) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  const int fd =
+      accept4(fd_, reinterpret_cast<sockaddr *>(&address), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  error = fd < 0 ? errno : 0;
+  if (fd < 0)
+    return std::nullopt;
+  setOption(fd, IPPROTO_TCP, TCP_NODELAY);
+  setOption(fd, SOL_SOCKET, SO_KEEPALIVE);
+  Peer peer{{}, dotted(address.sin_addr), ntohs(address.sin_port)};
+  peer.socket.fd_ = fd;
+  return peer;
+}
+
+ssize_t TcpSocket::receive(uint8_t *buffer, size_t size) { return recv(fd_, buffer, size, 0); }
+
+ssize_t TcpSocket::send(ByteView first, ByteView second) {
+  std::array<iovec, 2> parts{iovec{const_cast<uint8_t *>(first.data()), first.size()},
+                             iovec{const_cast<uint8_t *>(second.data()), second.size()}};
+  msghdr message{};
+  message.msg_iov = parts.data();
+  message.msg_iovlen = second.empty() ? 1 : 2;
+  return sendmsg(fd_, &message, MSG_NOSIGNAL);
+}
+
+uint16_t TcpSocket::localPort() const {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (getsockname(fd_, reinterpret_cast<sockaddr *>(&address), &size) != 0)
+    return 0;
+  return ntohs(address.sin_port);
+}
+
+void TcpSocket::close() {
+  if (fd_ >= 0)
+    ::close(std::exchange(fd_, -1));
+}
+
+} // namespace velto

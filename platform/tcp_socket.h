@@ -1,0 +1,62 @@
+#pragma once
+
+#include "platform/bytes.h"
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+namespace velto {
+
+/// The name of this machine; empty when the platform cannot give it.
+std::string localHostName();
+
+/// The first IPv4 address of a host, in dotted form; empty when the name is unknown. An empty name
+/// means this machine. A name that is not an address may block for as long as the resolver takes.
+std::string resolveHost(const std::string &hostName);
+
+/// A non-blocking IPv4 stream socket. Results are `errno` values, 0 for success.
+class TcpSocket {
+public:
+  struct Peer;
+
+  TcpSocket() = default;
+  ~TcpSocket() { close(); }
+  TcpSocket(TcpSocket &&other) noexcept;
+  TcpSocket &operator=(TcpSocket &&other) noexcept;
+
+  /// Creates the socket, bound to `localPort` (0: any), with keep-alive on. `reuseAddress` lets a
+  /// listener take its port again at once after a restart. Closes an earlier socket first; stays
+  /// closed when it fails.
+  int create(uint16_t localPort, bool reuseAddress);
+  int listen(int backlog);
+  /// 0 when connected at once, EINPROGRESS while connecting.
+  int connect(const std::string &ipAddress, uint16_t port);
+  /// The outcome of a connect that was in progress.
+  int takeError();
+  /// The next pending connection; nothing when there is none or it failed (`error` tells which;
+  /// EAGAIN when there is none).
+  std::optional<Peer> accept(int &error);
+
+  /// Up to `size` bytes; -1 with `errno` (EAGAIN: nothing there), 0 at the end of the stream.
+  ssize_t receive(uint8_t *buffer, size_t size);
+  /// Sends `first` followed by `second` in one write; the count taken, or -1 with `errno`.
+  ssize_t send(ByteView first, ByteView second = {});
+
+  int fd() const { return fd_; }
+  bool isOpen() const { return fd_ >= 0; }
+  /// The port that the socket is bound to; 0 when it has none.
+  uint16_t localPort() const;
+  void close();
+
+private:
+  int fd_ = -1;
+};
+
+struct TcpSocket::Peer {
+  TcpSocket socket;
+  std::string ipAddress;
+  uint16_t port = 0;
+};
+
+} // namespace velto

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velto {
+
+/// What a control's tree window shows, independent of any window system.
+struct TreeNode {
+  std::string label;
+  int image = 0; ///< which picture of the control's image list the node is drawn with
+  bool expanded = false;
+  std::vector<TreeNode> children;
+
+  TreeNode &add(std::string childLabel, int childImage = 0);
+  bool operator==(const TreeNode &) const = default;
+};
+
+/// A tree window: one or more root nodes.
+struct TreeView {
+  std::vector<TreeNode> roots;
+  bool visible = true;
+
+  void clear() { roots.clear(); }
+  TreeNode &add(std::string label, int image = 0);
+};
+
+/// A list window with columns.
+struct ListView {
+  std::vector<std::string> columns;
+  std::vector<std::vector<std::string>> rows;
+  bool visible = true;
+};
+
+/// The tree as indented text, two spaces a level, one node a line.
+std::string toText(const TreeView &view);
+/// The list as text, columns padded to their widest entry and parted by two spaces.
+std::string toText(const ListView &view);
+
+} // namespace velto

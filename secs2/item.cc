@@ -1,0 +1,190 @@
+#include "secs2/item.h"
+
+#include "platform/text.h"
+#include "secs2/item_value.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace velto {
+
+static_assert(sizeof(CHSecsItem) == 32, "decoded messages are bounded by this size");
+
+CHSecsItem &CHSecsItem::operator=(CHSecsItem &&other) noexcept {
+  if (this != &other) {
+    clear();
+    takeStorage(other);
+    decodeError_ = other.decodeError_;
+    showMessageBoxes_ = other.showMessageBoxes_;
+  }
+  return *this;
+}
+
+// Moves format, count and data out of `other` into this item, which has no data.
+void CHSecsItem::takeStorage(CHSecsItem &other) noexcept {
+  switch (other.storage_) {
+  case Storage::None:
+    break;
+  case Storage::Inline:
+    std::memcpy(data_.inlined, other.data_.inlined, kInlineSize);
+    break;
+  case Storage::Heap:
+    std::construct_at(&data_.heap, std::move(other.data_.heap));
+    std::destroy_at(&other.data_.heap);
+    break;
+  case Storage::Children:
+    std::construct_at(&data_.children, std::move(other.data_.children));
+    std::destroy_at(&other.data_.children);
+    break;
+  }
+  format_ = other.format_;
+  count_ = std::exchange(other.count_, 0);
+  storage_ = std::exchange(other.storage_, Storage::None);
+  decodeError_ = other.decodeError_;
+}
+
+ByteView CHSecsItem::bytes() const {
+  const size_t size = count_ * elementSize(format_);
+  switch (storage_) {
+  case Storage::Inline:
+    return {data_.inlined, size};
+  case Storage::Heap:
+    return {data_.heap.bytes.get(), size};
+  case Storage::None:
+  case Storage::Children:
+    break;
+  }
+  return {};
+}
+
+void CHSecsItem::clear() {
+  switch (storage_) {
+  case Storage::None:
+  case Storage::Inline:
+    break;
+  case Storage::Heap:
+    std::destroy_at(&data_.heap);
+    break;
+  case Storage::Children:
+    destroyChildren();
+    break;
+  }
+  storage_ = Storage::None;
+  count_ = 0;
+}
+
+// A tree may be of any depth, the stack is not: nested child lists are taken out and deleted one
+// after another instead of inside each other.
+void CHSecsItem::destroyChildren() {
+  std::vector<std::vector<CHSecsItem>> pending;
+  const auto collect = [&pending](std::vector<CHSecsItem> &children) {
+    for (CHSecsItem &child : children)
+      if (!child.children().empty())
+        pending.push_back(std::move(child.data_.children));
+  };
+  collect(data_.children);
+  std::destroy_at(&data_.children);
+  while (!pending.empty()) {
+    std::vector<CHSecsItem> children = std::move(pending.back());
+    pending.pop_back();
+    collect(children);
+  }
+}
+
+void CHSecsItem::assignFrom(CHSecsItem &&other) {
+  const bool error = decodeError_;
+  clear();
+  takeStorage(other);
+  decodeError_ = error;
+}
+
+CHSecsItem CHSecsItem::clone() const {
+  struct Pair {
+    const CHSecsItem *from;
+    CHSecsItem *to;
+  };
+  CHSecsItem copy;
+  std::vector<Pair> open{{this, &copy}};
+  while (!open.empty()) {
+    const auto [from, to] = open.back();
+    open.pop_back();
+    to->format_ = from->format_;
+    to->decodeError_ = from->decodeError_;
+    to->showMessageBoxes_ = from->showMessageBoxes_;
+    if (from->isList()) {
+      to->setList(std::vector<CHSecsItem>(from->count()));
+      for (size_t i = 0; i < from->count(); ++i)
+        open.push_back({&from->children()[i], &to->children()[i]});
+    } else if (from->hasData()) {
+      std::ranges::copy(from->bytes(), to->makeArray(from->format_, from->count_));
+    }
+  }
+  return copy;
+}
+
+void CHSecsItem::setText(std::string_view text, uint8_t code) {
+  std::ranges::copy(text, makeArray(code, static_cast<uint32_t>(text.size())));
+}
+
+void CHSecsItem::setNumber(double value, uint8_t code) {
+  makeArray(code, 0);
+  appendNumber(*this, value);
+}
+
+void CHSecsItem::setInt64(std::string_view text, uint8_t code) {
+  makeArray(code, 0);
+  if (code == format::kI8)
+    appendElement(parseDecimal(text).value_or(0));
+  else
+    appendElement(parseUnsigned(text).value_or(0));
+}
+
+void CHSecsItem::setList(std::vector<CHSecsItem> children) {
+  clear();
+  format_ = format::kList;
+  std::construct_at(&data_.children, std::move(children));
+  storage_ = Storage::Children;
+}
+
+uint8_t *CHSecsItem::makeArray(uint8_t code, uint32_t count) {
+  clear();
+  format_ = code;
+  count_ = count;
+  const size_t size = count * elementSize(code);
+  if (size <= kInlineSize) {
+    storage_ = Storage::Inline;
+    return data_.inlined;
+  }
+  std::construct_at(&data_.heap, std::make_unique_for_overwrite<uint8_t[]>(size), size);
+  storage_ = Storage::Heap;
+  return data_.heap.bytes.get();
+}
+
+void CHSecsItem::appendBytes(const void *bytes, size_t size) {
+  const size_t unit = elementSize(format_);
+  const size_t held = count_ * unit;
+  const size_t needed = held + size;
+  if (needed > (storage_ == Storage::Inline ? kInlineSize : data_.heap.capacity)) {
+    const size_t capacity = std::max(needed, held * 2);
+    auto grown = std::make_unique_for_overwrite<uint8_t[]>(capacity);
+    std::ranges::copy(this->bytes(), grown.get());
+    if (storage_ == Storage::Heap)
+      std::destroy_at(&data_.heap);
+    std::construct_at(&data_.heap, std::move(grown), capacity);
+    storage_ = Storage::Heap;
+  }
+  uint8_t *start = storage_ == Storage::Inline ? data_.inlined : data_.heap.bytes.get();
+  if (size != 0)
+    std::memcpy(start + held, bytes, size);
+  count_ += static_cast<uint32_t>(size / unit);
+}
+
+CHSecsItem &CHSecsItem::appendChild(CHSecsItem &&child) {
+  return data_.children.emplace_back(std::move(child));
+}
+
+void CHSecsItem::removeChild(size_t index) {
+  data_.children.erase(data_.children.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+} // namespace velto

@@ -1,0 +1,144 @@
+#pragma once
+
+#include "platform/bytes.h"
+#include "secs2/format.h"
+
+#include <cstring>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace velto {
+
+/// One node of a SECS-II message body (SEMI E5 9): a list of items, or an array of elements.
+///
+/// Elements are held in host byte order; few of them (24 bytes) inside the item itself. A freshly
+/// built item has no data at all, which is not the same as an empty list or array. An item owns its
+/// children; trees never share items.
+class CHSecsItem {
+public:
+  /// Levels of lists that are decoded, printed and built; deeper ones are refused.
+  static constexpr size_t kMaxDepth = 128;
+
+  CHSecsItem() = default;
+  CHSecsItem(CHSecsItem &&other) noexcept : showMessageBoxes_(other.showMessageBoxes_) {
+    takeStorage(other);
+  }
+  CHSecsItem &operator=(CHSecsItem &&other) noexcept;
+  CHSecsItem(const CHSecsItem &) = delete;
+  CHSecsItem &operator=(const CHSecsItem &) = delete;
+  ~CHSecsItem() { clear(); }
+
+  uint8_t format() const { return format_; }
+  /// Children of a list, elements of an array, bytes of a text.
+  uint32_t count() const {
+    return storage_ == Storage::Children ? static_cast<uint32_t>(data_.children.size()) : count_;
+  }
+  bool hasData() const { return storage_ != Storage::None; }
+  bool isList() const { return storage_ == Storage::Children; }
+  bool isType(VeltoSecsIIType type) const { return typeOf(format_) == type; }
+
+  /// Set by the decoder when the item's length ran past the input.
+  bool decodeError() const { return decodeError_; }
+  void setDecodeError(bool error) { decodeError_ = error; }
+  /// Whether path operations below this root show their errors in a message box.
+  bool showMessageBoxes() const { return showMessageBoxes_; }
+  void setShowMessageBoxes(bool show) { showMessageBoxes_ = show; }
+
+  /// The children of a list; empty for any other item.
+  std::span<CHSecsItem> children() { return {data(), isList() ? count() : 0}; }
+  std::span<const CHSecsItem> children() const {
+    return {const_cast<CHSecsItem *>(this)->data(), isList() ? count() : 0};
+  }
+
+  /// The elements as they lie in memory; empty for a list.
+  ByteView bytes() const;
+  /// The bytes of a text item as text.
+  std::string_view text() const {
+    return {reinterpret_cast<const char *>(bytes().data()), bytes().size()};
+  }
+  /// Element `index` (below count()) of an item whose element size is that of T.
+  template <typename T> T element(size_t index) const {
+    T value;
+    std::memcpy(&value, bytes().data() + index * sizeof(T), sizeof(T));
+    return value;
+  }
+
+  /// Deletes the data and all children: count 0, no data.
+  void clear();
+  /// Takes over another item's format, count and data; the other is left without data. The flags
+  /// stay.
+  void assignFrom(CHSecsItem &&other);
+  /// An independent copy of the item and all below it.
+  CHSecsItem clone() const;
+
+  void setText(std::string_view text, uint8_t code);
+  /// One element, converted from a double: integer formats keep the low bytes of the truncated
+  /// value (of INT64_MIN beyond 64 bits), the 8-byte ones its low 32 bits.
+  void setNumber(double value, uint8_t code);
+  /// One element of format I8 or U8 from its decimal text.
+  void setInt64(std::string_view text, uint8_t code);
+  void setList(std::vector<CHSecsItem> children = {});
+
+  /// Makes this an array of `count` elements, whose bytes the caller fills in.
+  uint8_t *makeArray(uint8_t code, uint32_t count);
+  /// Adds elements to an array, which must have data; `size` is a multiple of the element size.
+  void appendBytes(const void *bytes, size_t size);
+  template <typename T> void appendElement(T value) { appendBytes(&value, sizeof value); }
+  /// Adds a child to a list.
+  CHSecsItem &appendChild(CHSecsItem &&child);
+  CHSecsItem &appendChild() { return data_.children.emplace_back(); }
+  /// Makes room for that many children.
+  void reserveChildren(size_t count) { data_.children.reserve(count); }
+  void removeChild(size_t index);
+
+private:
+  enum class Storage : uint8_t { None, Inline, Heap, Children };
+
+  struct HeapArray {
+    std::unique_ptr<uint8_t[]> bytes;
+    size_t capacity;
+  };
+  static constexpr size_t kInlineSize = 24;
+  union Data {
+    Data() {}
+    ~Data() {}
+    uint8_t inlined[kInlineSize];
+    HeapArray heap;
+    std::vector<CHSecsItem> children;
+  };
+
+  CHSecsItem *data() { return isList() ? data_.children.data() : nullptr; }
+  void takeStorage(CHSecsItem &other) noexcept;
+  void destroyChildren();
+
+  Data data_;
+  uint32_t count_ = 0;
+  uint8_t format_ = format::kList;
+  Storage storage_ = Storage::None;
+  bool decodeError_ = false;
+  bool showMessageBoxes_ = false;
+};
+
+/// Calls `visit(item)` for an item and everything below it, parents before their children.
+template <typename Visit> void forEachItem(const CHSecsItem &root, Visit &&visit) {
+  visit(root);
+  if (root.children().empty())
+    return;
+  std::vector<std::span<const CHSecsItem>> open{root.children()};
+  while (!open.empty()) {
+    std::span<const CHSecsItem> &level = open.back();
+    if (level.empty()) {
+      open.pop_back();
+      continue;
+    }
+    const CHSecsItem &item = level.front();
+    level = level.subspan(1);
+    visit(item);
+    if (!item.children().empty())
+      open.push_back(item.children());
+  }
+}
+
+} // namespace velto

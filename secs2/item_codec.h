@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/bytes.h"
+#include "secs2/item.h"
+
+#include <optional>
+
+namespace velto {
+
+/// Bytes that an item takes when encoded; 0 for an item without data. Nothing when it holds a
+/// length that three length bytes cannot state.
+std::optional<size_t> EncodedItemSize(const CHSecsItem &item);
+
+/// Writes the item and all below it (SEMI E5 9.2) to `out`, which has room for EncodedItemSize()
+/// bytes; returns the count of bytes written. An item without data writes nothing.
+size_t EncodeItem(const CHSecsItem &item, uint8_t *out);
+
+/// Decodes the item at the front of `bytes` into `item` (which is cleared); returns the count of
+/// bytes consumed, 0 when there are none.
+///
+/// Any bytes decode: where lengths run past the input, or lists nest deeper than
+/// CHSecsItem::kMaxDepth, what is there is kept and the item's decodeError is set. Children that a
+/// list announces beyond the input are made without data, at most one per input byte and 65,536.
+size_t DecodeItem(CHSecsItem &item, ByteView bytes);
+
+} // namespace velto

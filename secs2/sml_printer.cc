@@ -1,0 +1,238 @@
+#include "secs2/sml_printer.h"
+
+#include "platform/text.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+
+namespace velto {
+
+namespace {
+
+constexpr size_t kAnnotationColumn = 19;
+constexpr size_t kCharacterSetSize = 2;
+
+enum class Lookup : uint8_t { None, Variable, Event };
+
+// The items that are annotated. Without a path: every item but the root.
+struct Annotation {
+  uint8_t stream;
+  uint8_t function;
+  const char *path;
+  const char *name;
+  Lookup lookup; ///< where the item's value may have a name of its own
+};
+
+constexpr std::array kAnnotations{
+    Annotation{1, 3, nullptr, "SVID", Lookup::Variable},
+    Annotation{1, 13, "1", "MDLN", Lookup::None},
+    Annotation{1, 13, "2", "SOFTREV", Lookup::None},
+    Annotation{5, 1, "1", "ALCD", Lookup::None},
+    Annotation{5, 1, "2", "ALID", Lookup::None},
+    Annotation{5, 1, "3", "ALTX", Lookup::None},
+    Annotation{6, 11, "2", "CEID", Lookup::Event},
+};
+
+bool isAnnotated(const SmlItemPlace &place) {
+  return std::ranges::any_of(kAnnotations, [&place](const Annotation &row) {
+    return row.stream == place.stream && row.function == place.function;
+  });
+}
+
+const Annotation *findAnnotation(const SmlItemPlace &place) {
+  const auto *row = std::ranges::find_if(kAnnotations, [&place](const Annotation &candidate) {
+    return candidate.stream == place.stream && candidate.function == place.function &&
+           (candidate.path == nullptr ? !place.path.empty() : place.path == candidate.path);
+  });
+  return row == kAnnotations.end() ? nullptr : row;
+}
+
+// `value` is the text of the item's elements.
+std::string annotationName(const Annotation &row, std::string_view value,
+                           const SmlContext *context) {
+  std::optional<std::string> name;
+  if (context != nullptr && row.lookup == Lookup::Variable)
+    name = context->variableName(decimal32(value));
+  if (context != nullptr && row.lookup == Lookup::Event)
+    name = context->eventName(decimal32(value));
+  if (!name)
+    return row.name;
+  // The name ends with its line, or it would be read back as items.
+  std::ranges::replace_if(
+      *name, [](char c) { return c == '\r' || c == '\n'; }, ' ');
+  return *name;
+}
+
+void appendByte(std::string &out, uint8_t byte) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  const char text[] = {' ', '0', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+  out.append(text, sizeof text);
+}
+
+bool isPrintable(uint8_t byte) { return byte >= 0x20 && byte != '\''; }
+
+void appendQuoted(std::string &out, ByteView text) {
+  auto next = text.begin();
+  while (next != text.end()) {
+    const auto runEnd = std::find_if_not(next, text.end(), isPrintable);
+    if (runEnd != next) {
+      out += " '";
+      out.append(reinterpret_cast<const char *>(&*next), static_cast<size_t>(runEnd - next));
+      out += '\'';
+    }
+    next = runEnd;
+    for (; next != text.end() && !isPrintable(*next); ++next)
+      appendByte(out, *next);
+  }
+}
+
+template <typename T> void appendIntegers(std::string &out, ByteView data) {
+  std::array<char, 24> text{' '};
+  for (size_t i = 0; i + sizeof(T) <= data.size(); i += sizeof(T)) {
+    const auto value = std::bit_cast<T>(readBigEndian<std::make_unsigned_t<T>>(&data[i]));
+    const char *end = std::to_chars(text.data() + 1, text.data() + text.size(), value).ptr;
+    out.append(text.data(), static_cast<size_t>(end - text.data()));
+  }
+}
+
+template <typename T, typename Bits> void appendReals(std::string &out, ByteView data) {
+  for (size_t i = 0; i + sizeof(T) <= data.size(); i += sizeof(T)) {
+    out += ' ';
+    appendFixed(out, static_cast<double>(std::bit_cast<T>(readBigEndian<Bits>(&data[i]))));
+  }
+}
+
+void appendElements(std::string &out, uint8_t code, ByteView data) {
+  switch (code) {
+  case format::kBinary:
+    for (const uint8_t byte : data)
+      appendByte(out, byte);
+    return;
+  case format::kBoolean:
+    for (const uint8_t byte : data)
+      out += byte != 0 ? " true" : " false";
+    return;
+  case format::kAscii:
+  case format::kJis:
+    return appendQuoted(out, data);
+  case format::kMbcs:
+    return appendQuoted(out, data.subspan(std::min(data.size(), kCharacterSetSize)));
+  case format::kI1:
+    return appendIntegers<int8_t>(out, data);
+  case format::kI2:
+    return appendIntegers<int16_t>(out, data);
+  case format::kI4:
+    return appendIntegers<int32_t>(out, data);
+  case format::kI8:
+    return appendIntegers<int64_t>(out, data);
+  case format::kU1:
+    return appendIntegers<uint8_t>(out, data);
+  case format::kU2:
+    return appendIntegers<uint16_t>(out, data);
+  case format::kU4:
+    return appendIntegers<uint32_t>(out, data);
+  case format::kU8:
+    return appendIntegers<uint64_t>(out, data);
+  case format::kF4:
+    return appendReals<float, uint32_t>(out, data);
+  case format::kF8:
+    return appendReals<double, uint64_t>(out, data);
+  default:
+    break;
+  }
+}
+
+class Renderer {
+public:
+  Renderer(std::string &out, SmlItemPlace &place, const SmlContext *context)
+      : out_(out), place_(place), context_(context), annotated_(isAnnotated(place)) {}
+
+  size_t item(ByteView bytes, size_t depth) {
+    if (bytes.empty())
+      return 0;
+    const auto code = static_cast<uint8_t>(bytes[0] >> 2);
+    const size_t sizeOfLength = bytes[0] & 3;
+    if (bytes.size() <= sizeOfLength)
+      return bytes.size();
+    size_t length = 0;
+    for (size_t i = 1; i <= sizeOfLength; ++i)
+      length = (length << 8) | bytes[i];
+    const ByteView rest = bytes.subspan(1 + sizeOfLength);
+    length = std::min(length, rest.size());
+
+    const size_t start = out_.size();
+    out_.append(2 * depth, ' ');
+    out_ += TypeName(code, TypeNameMode::LowerTag);
+    const size_t values = out_.size();
+    if (code == format::kList) {
+      length = list(rest, length, depth);
+    } else {
+      appendElements(out_, code, rest.first(length));
+      out_ += '>';
+    }
+    if (annotated_)
+      annotate(start, values);
+    out_ += "\r\n";
+    return 1 + sizeOfLength + length;
+  }
+
+private:
+  size_t list(ByteView rest, size_t count, size_t depth) {
+    out_ += "\r\n";
+    size_t consumed = depth < CHSecsItem::kMaxDepth ? 0 : rest.size();
+    const size_t pathLength = place_.path.size();
+    for (size_t n = 1; n <= count && consumed < rest.size(); ++n) {
+      if (annotated_) {
+        if (pathLength != 0)
+          place_.path += '/';
+        appendDecimal(place_.path, static_cast<uint64_t>(n));
+      }
+      consumed += item(rest.subspan(consumed), depth + 1);
+      place_.path.resize(pathLength);
+    }
+    out_.append(2 * depth, ' ');
+    out_ += '}';
+    return consumed;
+  }
+
+  void annotate(size_t start, size_t values) {
+    const Annotation *row = findAnnotation(place_);
+    if (row == nullptr)
+      return;
+    const std::string name = annotationName(*row, std::string_view(out_).substr(values), context_);
+    const size_t lineFeed = out_.rfind('\n');
+    const size_t lineStart = lineFeed == std::string::npos ? start : std::max(start, lineFeed + 1);
+    const size_t width = out_.size() - lineStart;
+    if (width < kAnnotationColumn)
+      out_.append(kAnnotationColumn - width, ' ');
+    out_ += " * ";
+    out_ += name;
+  }
+
+  std::string &out_;
+  SmlItemPlace &place_;
+  const SmlContext *context_;
+  bool annotated_;
+};
+
+} // namespace
+
+size_t RenderItems(std::string &out, ByteView bytes, SmlItemPlace &place, const SmlContext *context,
+                   size_t depth) {
+  return Renderer(out, place, context).item(bytes, depth);
+}
+
+std::string RenderSml(const CHSecsMessage &message, const SmlContext *context) {
+  Bytes bytes;
+  if (!message.Encode(bytes))
+    return "";
+  std::string out = HeaderText(message.header, HeaderTextMode::Name);
+  out += "\r\n";
+  SmlItemPlace place{message.header.stream(), message.header.function(), ""};
+  RenderItems(out, ByteView(bytes).subspan(CHSecsHeader::kSize), place, context, 0);
+  return out;
+}
+
+} // namespace velto

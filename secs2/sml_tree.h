@@ -1,0 +1,12 @@
+#pragma once
+
+#include "platform/view.h"
+#include "secs2/message.h"
+
+namespace velto {
+
+/// The message as a tree window shows it: the header's name as root, its ten bytes in hexadecimal
+/// as first child, below it the items. The root is expanded.
+TreeNode MessageTree(const CHSecsMessage &message);
+
+} // namespace velto

@@ -1,0 +1,92 @@
+#include "platform/file.h"
+#include "support/temporary_directory.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace velto {
+namespace {
+
+/// Files whose operations can be made to fail.
+class FaultyFiles : public FileSystem {
+public:
+  std::string failing;
+
+  bool write(const std::string &path, std::string_view bytes) override {
+    if (failing == "write") { // as when the disk is full half way through
+      FileSystem::write(path, bytes.substr(0, bytes.size() / 2));
+      return false;
+    }
+    return FileSystem::write(path, bytes);
+  }
+  bool rename(const std::string &from, const std::string &to) override {
+    return failing != "rename" && FileSystem::rename(from, to);
+  }
+  bool syncDirectory(const std::string &path) override {
+    return failing != "sync" && FileSystem::syncDirectory(path);
+  }
+};
+
+class FileTest : public testing::Test {
+protected:
+  size_t entries() const {
+    const std::filesystem::directory_iterator begin(directory_ / "");
+    return static_cast<size_t>(std::distance(begin, std::filesystem::directory_iterator{}));
+  }
+
+  TemporaryDirectory directory_;
+  std::string path_ = directory_ / "file";
+  FileSystem &files_ = systemFiles();
+};
+
+TEST_F(FileTest, KeepsEveryByte) {
+  std::string bytes(100'000, 'x');
+  bytes[5] = '\0';
+  ASSERT_TRUE(files_.write(path_, "longer than what follows"));
+  ASSERT_TRUE(files_.write(path_, ""));
+  EXPECT_EQ(files_.read(path_), "");
+  ASSERT_TRUE(files_.append(path_, bytes));
+  ASSERT_TRUE(files_.append(path_, "end"));
+  EXPECT_EQ(files_.size(path_), bytes.size() + 3);
+  EXPECT_EQ(files_.read(path_), bytes + "end");
+}
+
+TEST_F(FileTest, ReportsWhatCannotBeDone) {
+  const std::string nowhere = directory_ / "missing/file";
+  EXPECT_EQ(files_.read(path_), std::nullopt);
+  EXPECT_EQ(files_.size(path_), std::nullopt);
+  EXPECT_EQ(files_.read(directory_ / ""), std::nullopt);
+  EXPECT_EQ(files_.size(directory_ / ""), std::nullopt);
+  EXPECT_FALSE(files_.remove(path_));
+  EXPECT_FALSE(files_.rename(path_, directory_ / "other"));
+  EXPECT_FALSE(files_.append(nowhere, "x"));
+  EXPECT_FALSE(files_.write(nowhere, "x"));
+  EXPECT_FALSE(files_.replace(nowhere, "x"));
+  EXPECT_FALSE(files_.syncDirectory(nowhere));
+  EXPECT_FALSE(files_.write("/dev/full", "x")) << "a full disk";
+}
+
+TEST_F(FileTest, ReplacesInOneStep) {
+  const struct {
+    const char *failing;
+    bool done;
+    const char *contents;
+  } cases[] = {
+      {"", true, "new contents"},
+      {"write", false, "old"},
+      {"rename", false, "old"},
+      {"sync", false, "new contents"}, // in place, but perhaps not on the disk yet
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.failing);
+    FaultyFiles files;
+    ASSERT_TRUE(files.write(path_, "old"));
+    files.failing = c.failing;
+    EXPECT_EQ(files.replace(path_, "new contents"), c.done);
+    EXPECT_EQ(files_.read(path_), c.contents);
+    EXPECT_EQ(entries(), 1U) << "nothing is left beside the file";
+  }
+}
+
+} // namespace
+} // namespace velto

@@ -1,0 +1,136 @@
+#include "secs2/support.h"
+
+namespace velto {
+namespace {
+
+TEST(Codec, WritesTheStandardsBytes) {
+  const struct {
+    const char *sml;
+    const char *body;
+  } rows[] = {
+      {"{}", "0100"},
+      {"<u4 1 2>", "b1080000000100000002"},
+      {"<a2 'AB'>", "490400084142"},
+      {"<bool 1>", "250101"},
+      {"<b 255>", "2101ff"},
+      {"<i2 -2>", "6902fffe"},
+      {"<u8 1>", "a1080000000000000001"},
+      {"<f4 1.5>", "91043fc00000"},
+      {"<f8 -1.5>", "8108bff8000000000000"},
+      {"<u2>", "a900"},
+      {"s1f1", ""},
+      {"{<a'ab'> {<u1 1>}}", "0102410261620101a50101"},
+  };
+  for (const auto &row : rows)
+    EXPECT_EQ(bodyHex(row.sml), row.body) << row.sml;
+  EXPECT_EQ(fromSml("s1f13w").GetMsg(), "ffff810d000000000000");
+}
+
+TEST(Codec, UsesTheFewestLengthBytes) {
+  for (const size_t length : {255U, 256U, 300U, 65'535U, 65'536U, 1'000'000U}) {
+    CHSecsMessage message;
+    message.root.setText(std::string(length, 'x'), format::kAscii);
+    Bytes bytes;
+    ASSERT_TRUE(message.Encode(bytes));
+    const size_t lengthBytes = length < 256 ? 1 : length < 65'536 ? 2 : 3;
+    EXPECT_EQ(bytes[10], 0x40 | lengthBytes);
+    EXPECT_EQ(bytes.size(), 10 + 1 + lengthBytes + length);
+    CHSecsMessage back;
+    ASSERT_TRUE(back.Decode(bytes));
+    EXPECT_EQ(back.root.text(), message.root.text());
+  }
+}
+
+TEST(Codec, RefusesWhatIsTooLong) {
+  CHSecsMessage message;
+  const size_t room = CHSecsMessage::kMaxEncodedSize - CHSecsHeader::kSize - 4;
+  message.root.setText(std::string(room, 'x'), format::kAscii);
+  EXPECT_EQ(message.GetMsg().size(), 2 * CHSecsMessage::kMaxEncodedSize);
+  message.root.setText(std::string(room + 1, 'x'), format::kAscii);
+  EXPECT_EQ(message.GetMsg(), "");
+  EXPECT_EQ(RenderSml(message), "");
+  message.root.setList(std::vector<CHSecsItem>(0x1000000));
+  EXPECT_EQ(message.GetMsg(), "") << "three length bytes cannot state 2^24 children";
+}
+
+TEST(Codec, DecodesWhateverArrives) {
+  const struct {
+    const char *body;
+    bool error; ///< of the root
+    const char *sml;
+  } rows[] = {
+      {"a903000102", false, "<u2 1>"},    // a remainder is dropped
+      {"b1080000000100", true, "<u4 1>"}, // cut to what arrived
+      {"a5ff0102", true, "<u1 1 2>"},     // longer than the input
+      {"42", true, ""},                   // ends inside the length bytes
+      {"4301", true, ""},                 // likewise
+      {"40", false, "<a>"},               // no length byte means length 0
+      {"0103a50101a50102", false, "{\r\n  <u1 1>\r\n  <u1 2>\r\n}"}, // third child without data
+      {"01ffa50101", true, "{\r\n  <u1 1>\r\n}"},                    // more children than bytes
+      {"4900", true, "<a2>"}, // no room for the character set
+      {"490108", true, "<a2>"},
+      {"49020008", false, "<a2>"},
+      {"4904111141ff", false, "<a2 'A\xff'>"},  // any character set is taken for ours
+      {"0101fd0361", false, "{\r\n  <?>\r\n}"}, // unknown format, and too long
+  };
+  for (const auto &row : rows) {
+    CHSecsMessage message = fromBody(row.body);
+    EXPECT_EQ(message.root.decodeError(), row.error) << row.body;
+    const std::string body = *row.sml == '\0' ? "" : std::string(row.sml) + "\r\n";
+    EXPECT_EQ(RenderSml(message), "S1F1W\r\n" + body) << row.body;
+  }
+}
+
+TEST(Codec, ChildrenBeyondTheInputStayWithoutData) {
+  CHSecsMessage message = fromBody("0103a50101a50102");
+  ASSERT_EQ(message.root.children().size(), 3U);
+  EXPECT_FALSE(message.root.children()[2].hasData());
+  EXPECT_FALSE(message.root.children()[2].decodeError());
+  EXPECT_EQ(bodyHex(message), "0103a50101a50102");
+}
+
+TEST(Codec, UnknownFormatsAndErrorsOfChildrenAreKept) {
+  CHSecsMessage message = fromBody("0102fd0261620105");
+  EXPECT_FALSE(message.root.decodeError());
+  EXPECT_EQ(message.root.children()[0].count(), 2U);
+  EXPECT_TRUE(message.root.children()[1].decodeError());
+  EXPECT_EQ(bodyHex(message), "0102fd0261620100");
+}
+
+TEST(Codec, ConsumedCountsAddUp) {
+  const struct {
+    const char *bytes;
+    size_t consumed;
+  } rows[] = {{"", 0},           {"a50101ff", 3},     {"0101a50101ff", 5},
+              {"0102a50101", 5}, {"a903000102ff", 5}, {"49010800", 3}};
+  for (const auto &row : rows) {
+    CHSecsItem item;
+    EXPECT_EQ(DecodeItem(item, fromHex(row.bytes)), row.consumed) << row.bytes;
+  }
+}
+
+TEST(Codec, HostileNestingEndsWithAnError) {
+  std::string deep;
+  for (int i = 0; i < 100'000; ++i)
+    deep += "0101";
+  CHSecsMessage message = fromBody(deep);
+  size_t depth = 0;
+  const CHSecsItem *item = &message.root;
+  for (; !item->children().empty(); ++depth)
+    item = &item->children()[0];
+  EXPECT_EQ(depth, CHSecsItem::kMaxDepth);
+  EXPECT_TRUE(item->decodeError());
+  EXPECT_LT(RenderSml(message).size(), 100'000U);
+
+  // Every level claims as many children as bytes are left: the claims are bounded as a whole.
+  std::string wide;
+  for (int i = 0; i < 100'000; ++i)
+    wide += "0301869f";
+  CHSecsMessage claims = fromBody(wide);
+  size_t items = 0;
+  forEachItem(claims.root, [&items](const CHSecsItem &) { ++items; });
+  EXPECT_LT(items, 200'000U * 2 + 65'536U * 2 + 1000U);
+}
+
+} // namespace
+} // namespace velto

@@ -1,0 +1,191 @@
+#include "secs2/support.h"
+
+#include <limits>
+
+namespace velto {
+namespace {
+
+struct ValueRow {
+  const char *sml;
+  const char *path;
+  const char *decimal;
+  const char *hexadecimal;
+};
+
+TEST(NodeValue, PrintsEveryFormatInBothForms) {
+  const ValueRow rows[] = {
+      {"<u1 1 2 255>", "", "1 2 255", "01 02 ff"},
+      {"{<u1 1 2 255>}", "1[2]", "255", "ff"},
+      {"{<u1 1 2 255>}", "1(0)", "1", "01"},
+      {"<u1 1 2 255>", "[1]", "2", "02"},
+      {"<b 1 255>", "", "1 255", "01 ff"},
+      {"<bool TRUE 0 255>", "", "1 0 -1", "01 00 ffffffff"},
+      {"<i1 -1 5>", "", "-1 5", "ffffffff 05"},
+      {"<i2 -2 5>", "", "-2 5", "fffffffe 0005"},
+      {"<i4 -2 5>", "", "-2 5", "fffffffe 00000005"},
+      {"<i8 -2 5>", "", "-2 5", "fffffffffffffffe 5"},
+      {"<u2 65535>", "", "65535", "ffff"},
+      {"<u4 4294967295 1>", "", "4294967295 1", "ffffffff 00000001"},
+      {"<u8 18446744073709551615 16>", "", "18446744073709551615 16", "ffffffffffffffff 10"},
+      {"<f4 1.5 -0.25>", "", "1.500000 -0.250000", "1.500000 -0.250000"},
+      {"<f8 1.5>", "", "1.500000", "3ff8000000000000"},
+      {"<a 'it' 0x27 's'>", "[0]", "it's", "it's"},
+      {"<j 'x'>", "", "x", "x"},
+      {"<a2 'AB'>", "", "AB", "AB"},
+      {"<u1>", "", "", ""},
+      {"{<u1 1>}", "", "", ""},
+      {"<u1 1 2>", "[2]", "", ""},
+      {"<u1 1 2>", "[x]", "", ""},
+      {"<u1 1 2>", "[-1]", "", ""},
+      {"{<u1 1 2>}", "1]", "", ""},
+      {"{<u1 1 2>}", "2", "", ""},
+  };
+  for (const ValueRow &row : rows) {
+    CHSecsMessage message = fromSml(row.sml);
+    EXPECT_EQ(valueAt(message, row.path, true), row.decimal) << row.sml << " " << row.path;
+    EXPECT_EQ(valueAt(message, row.path, false), row.hexadecimal) << row.sml << " " << row.path;
+  }
+}
+
+TEST(NodeValue, CountAndTypeComeFromTheNode) {
+  CHSecsMessage message = fromSml("{<u1 1 2> {} <a 'abc'>}");
+  const struct {
+    const char *path;
+    int type;
+    uint32_t count;
+  } rows[] = {{"", SecsList, 3},
+              {"1", SecsByte, 2},
+              {"2", SecsList, 0},
+              {"3", SecsAscii, 3},
+              {"4", SecsInvalid, 0}};
+  for (const auto &row : rows) {
+    message.node = row.path;
+    EXPECT_EQ(message.GetNodeType(), row.type) << row.path;
+    EXPECT_EQ(message.GetNodeCount(), row.count) << row.path;
+  }
+}
+
+TEST(SetNodeValue, StoresWhatTheTypeHolds) {
+  const struct {
+    int type;
+    const char *text;
+    const char *body;
+  } rows[] = {
+      {SecsList, "", "0100"},
+      {SecsByte, "", "a500"},
+      {SecsDWord8, "", "a100"},
+      {SecsByte, "300.7", "a5012c"},
+      {SecsByte, "nonsense", "a50100"},
+      {SecsChar, " -1.9", "6501ff"},
+      {SecsShort, "-2", "6902fffe"},
+      {SecsWord, "65536", "a9020000"},
+      {SecsDWord, "1e10", "b104540be400"},
+      {SecsDWord, "1e300", "b10400000000"},
+      {SecsDWord, "nan", "b10400000000"},
+      {SecsLong8, "-9223372036854775808", "61088000000000000000"},
+      {SecsDWord8, "18446744073709551615", "a108ffffffffffffffff"},
+      {SecsDouble, "1.5", "81083ff8000000000000"},
+      {SecsFloat, "0.1", "91043dcccccd"},
+      {SecsBoolean, "2", "250102"},
+      {SecsBinary, "255", "2101ff"},
+      {SecsAscii, "", "4100"},
+      {SecsAscii, "ab", "41026162"},
+      {SecsAscii2, "AB", "490400084142"},
+  };
+  for (const auto &row : rows) {
+    CHSecsMessage message;
+    EXPECT_TRUE(message.SetNodeValue(row.type, row.text));
+    EXPECT_EQ(bodyHex(message), row.body) << row.type << " " << row.text;
+  }
+}
+
+TEST(SetNodeValue, AppendsReplacesAndRefuses) {
+  CHSecsMessage message;
+  EXPECT_TRUE(message.SetNodeValue(SecsByte, "1"));
+  EXPECT_TRUE(message.SetNodeValue(SecsByte, "2"));
+  EXPECT_EQ(bodyHex(message), "a5020102");
+  EXPECT_FALSE(message.SetNodeValue(0, "2"));
+  EXPECT_FALSE(message.SetNodeValue(17, "2"));
+  EXPECT_EQ(bodyHex(message), "a5020102") << "an unknown type changes nothing";
+  EXPECT_TRUE(message.SetNodeValue(SecsList, "")) << "a list at the root starts anew";
+  message.node = "1";
+  EXPECT_TRUE(message.SetNodeValue(SecsAscii, "x"));
+  EXPECT_TRUE(message.SetNodeValue(SecsAscii, "yz"));
+  message.node = "1/1";
+  EXPECT_FALSE(message.SetNodeValue(SecsAscii, "no list above"));
+  EXPECT_EQ(bodyHex(message), "0101410378797a");
+}
+
+TEST(Header, ResetFollowsTheMode) {
+  CHSecsHeader header;
+  header.Reset(0x81, 13);
+  EXPECT_EQ(HeaderText(header, HeaderTextMode::Hex), "ffff010d000000000000");
+  header.hsms = false;
+  header.Reset(1, 13);
+  const uint16_t first = header.transactionId();
+  EXPECT_EQ(HeaderText(header, HeaderTextMode::Hex).substr(0, 16), "0001810d80010000");
+  header.Reset(1, 13);
+  EXPECT_EQ(header.transactionId(), first + 1);
+}
+
+TEST(Header, IsNamedByStreamAndFunctionOrSType) {
+  const struct {
+    const char *hex;
+    bool hsms;
+    const char *name;
+  } rows[] = {
+      {"0000810d000000000001", true, "S1F13W"},    {"0000010e000000000001", true, "S1F14"},
+      {"ffff0000000100000001", true, "SelectReq"}, {"ffff0000000900000001", true, "SeparateReq"},
+      {"ffff0000000700000001", true, "RejectReq"}, {"ffff0102000800000001", true, "S1F2"},
+      {"ffff0102000a00000001", true, "S1F2"},      {"00018101800100000001", false, "S1F1W"},
+  };
+  for (const auto &row : rows) {
+    CHSecsMessage message;
+    message.header.hsms = row.hsms;
+    ASSERT_TRUE(message.SetMsg(row.hex));
+    EXPECT_EQ(HeaderText(message.header, HeaderTextMode::Name), row.name);
+    EXPECT_EQ(HeaderText(message.header, HeaderTextMode::HexAndName),
+              std::string(row.hex) + "\r\n" + row.name);
+  }
+}
+
+TEST(HexadecimalText, NeedsTenBytes) {
+  CHSecsMessage message = fromSml("s1f1w");
+  const std::string before = message.GetMsg();
+  std::string shown;
+  message.messageBox = [&shown](const std::string &text) { shown += text; };
+  EXPECT_FALSE(message.SetMsg("ffff810100000000000"));
+  EXPECT_EQ(shown, "");
+  message.setShowMessageBoxes(true);
+  EXPECT_FALSE(message.SetMsg(""));
+  EXPECT_EQ(shown, "Invalid string");
+  EXPECT_EQ(message.GetMsg(), before);
+  EXPECT_TRUE(message.SetMsg("FFFF8102000000000007A5")) << "upper case, odd digit dropped";
+  EXPECT_EQ(message.GetMsg().substr(0, 20), "ffff8102000000000007");
+  EXPECT_EQ(message.header.length, CHSecsHeader::kUnknownLength);
+}
+
+TEST(Item, CopiesAreIndependent) {
+  CHSecsMessage message = fromSml("{<u4 1 2 3 4 5 6 7 8> {<a 'x'>}}");
+  CHSecsItem copy = message.root.clone();
+  message.root.clear();
+  EXPECT_EQ(EncodedItemSize(copy), 2 + 34 + 2 + 3U);
+  message.root = std::move(copy);
+  EXPECT_EQ(RenderSml(message),
+            "S0F0\r\n{\r\n  <u4 1 2 3 4 5 6 7 8>\r\n  {\r\n    <a 'x'>\r\n  }\r\n}\r\n");
+}
+
+TEST(Item, AnyDepthIsDestroyedWithoutRecursion) {
+  CHSecsItem root;
+  root.setList();
+  for (int i = 0; i < 1'000'000; ++i) {
+    CHSecsItem outer;
+    outer.setList();
+    outer.appendChild(std::move(root));
+    root = std::move(outer);
+  }
+  EXPECT_TRUE(root.clone().isList());
+}
+
+} // namespace
+} // namespace velto

@@ -1,0 +1,334 @@
+#include "transport/connection.h"
+
+#include "platform/socket_error.h"
+
+#include <gtest/gtest.h>
+
+#include "transport/network.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace velto {
+namespace {
+
+class ConnectionTest : public testing::Test {
+protected:
+  ConnectionTest() {
+    listener->SetServerMode(true);
+    listener->SetSink(&sink);
+    listener->SetWake([this] { ++wakes; });
+  }
+
+  RawClient join() {
+    const size_t before = listener->PeerCount();
+    RawClient client(listener->LocalPort());
+    EXPECT_TRUE(net.until([&] { return listener->PeerCount() > before; }));
+    return client;
+  }
+  std::unique_ptr<CHHsmsConnection> client(int32_t port) {
+    auto connection = std::make_unique<CHHsmsConnection>(net.loop);
+    connection->SetIPAddress("127.0.0.1");
+    connection->SetPortNumber(port);
+    connection->SetSink(&sink);
+    return connection;
+  }
+
+  Network net;
+  RecordingSink sink;
+  std::unique_ptr<CHHsmsConnection> listener = std::make_unique<CHHsmsConnection>(net.loop);
+  int wakes = 0;
+};
+
+TEST_F(ConnectionTest, ListenerSendsToTheAddressedPeerOnly) {
+  ASSERT_TRUE(listener->Open());
+  std::vector<RawClient> clients;
+  for (int i = 0; i < 3; ++i) {
+    clients.push_back(join());
+    EXPECT_EQ("127.0.0.1", listener->IPAddress());
+    EXPECT_EQ(clients.back().port(), listener->PortNumber());
+  }
+  EXPECT_EQ((Lines{"connected", "connected", "connected"}), sink.take());
+  listener->SetPortNumber(clients[1].port());
+  EXPECT_EQ(2, listener->SendFrame(fromHex("abcd")));
+  listener->SetIPAddress("127.0.0.2");
+  EXPECT_EQ(0, listener->SendFrame(fromHex("ffff")));
+  net.settle();
+  EXPECT_EQ("", clients[0].readHex());
+  EXPECT_EQ("abcd", clients[1].readHex());
+  EXPECT_EQ("", clients[2].readHex());
+}
+
+TEST_F(ConnectionTest, RemoteCloseIsReportedAtOnceAndThePeerLeavesOnTheNextTick) {
+  ASSERT_TRUE(listener->Open());
+  RawClient remote = join();
+  sink.take();
+  listener->setChanged(false);
+  wakes = 0;
+  EXPECT_EQ(std::nullopt, listener->NextPoll());
+  remote.close();
+  net.settle();
+  EXPECT_EQ(Lines{"disconnected"}, sink.take());
+  EXPECT_EQ(1U, listener->PeerCount());
+  EXPECT_EQ(1, wakes);
+  EXPECT_EQ(0U, listener->NextPoll());
+  listener->Poll();
+  EXPECT_EQ(0U, listener->PeerCount());
+  EXPECT_TRUE(listener->changed());
+  EXPECT_EQ(std::nullopt, listener->NextPoll());
+}
+
+TEST_F(ConnectionTest, LocalCloseReportsNothingAndIsFinal) {
+  ASSERT_TRUE(listener->Open());
+  RawClient remote = join();
+  auto active = client(listener->LocalPort());
+  ASSERT_TRUE(active->Open());
+  EXPECT_FALSE(active->Open());
+  net.settle();
+  sink.take();
+  active->Close();
+  listener->Close();
+  EXPECT_FALSE(active->Open());
+  EXPECT_FALSE(listener->Open());
+  net.settle();
+  EXPECT_EQ(Lines{}, sink.take());
+  EXPECT_TRUE(remote.ended());
+}
+
+TEST_F(ConnectionTest, OpenFailsAndMayBeTriedAgain) {
+  ASSERT_TRUE(listener->Open());
+  const int32_t port = listener->LocalPort();
+  struct Case {
+    const char *name;
+    std::function<void(CHHsmsConnection &)> prepare;
+  };
+  for (const Case &row :
+       std::vector<Case>{{"remote port out of range", [](auto &c) { c.SetPortNumber(65536); }},
+                         {"local port out of range", [](auto &c) { c.SetMyPortNumber(-1); }},
+                         {"local port taken", [&](auto &c) { c.SetMyPortNumber(port); }},
+                         {"unknown host", [](auto &c) { c.SetIPAddress("no.such.host.invalid"); }},
+                         {"nobody listens", [](auto &c) { c.SetPortNumber(1); }}}) {
+    auto active = client(port);
+    row.prepare(*active);
+    EXPECT_FALSE(active->Open()) << row.name;
+    EXPECT_FALSE(active->Created()) << row.name;
+    active->SetIPAddress("127.0.0.1");
+    active->SetPortNumber(port);
+    active->SetMyPortNumber(0);
+    EXPECT_TRUE(active->Open()) << row.name;
+  }
+}
+
+TEST_F(ConnectionTest, StartOpenTellsTheOutcomeLater) {
+  listener->Open();
+  auto active = client(listener->LocalPort());
+  auto refused = client(1);
+  Lines outcome;
+  ASSERT_TRUE(active->StartOpen([&](bool ok) { outcome.push_back(ok ? "yes" : "no"); }));
+  EXPECT_TRUE(active->Opening());
+  EXPECT_FALSE(active->StartOpen(nullptr));
+  EXPECT_EQ(Lines{}, outcome);
+  net.settle();
+  EXPECT_EQ(Lines{"yes"}, outcome);
+  EXPECT_TRUE(active->Connected());
+  if (refused->StartOpen([&](bool ok) { outcome.push_back(ok ? "yes" : "no"); })) {
+    net.settle();
+    EXPECT_EQ((Lines{"yes", "no"}), outcome);
+  }
+  auto closed = client(listener->LocalPort());
+  ASSERT_TRUE(closed->StartOpen([&](bool) { outcome.push_back("closed"); }));
+  closed->Close();
+  net.settle();
+  EXPECT_NE("closed", outcome.back());
+}
+
+// A listener whose backlog is full leaves a connect pending.
+TEST(ConnectionOpenTest, EndsWhenTheObjectIsClosedOrDestroyedInsideTheWait) {
+  EventLoop loop;
+  TcpSocket full;
+  full.create(0, true);
+  full.listen(0);
+  std::vector<RawClient> waiting;
+  for (int i = 0; i < 4; ++i)
+    waiting.emplace_back(full.localPort());
+  for (const bool destroy : {false, true}) {
+    auto connection = std::make_unique<CHHsmsConnection>(loop);
+    connection->SetIPAddress("127.0.0.1");
+    connection->SetPortNumber(full.localPort());
+    loop.post([&] {
+      EXPECT_TRUE(connection->Opening());
+      destroy ? connection.reset() : connection->Close();
+    });
+    const uint32_t start = systemClock().ticks();
+    EXPECT_FALSE(connection->Open());
+    EXPECT_LT(systemClock().ticks() - start, CHHsmsConnection::kOpenTimeout / 2);
+  }
+}
+
+TEST_F(ConnectionTest, ABurstIsOneUnitOnTheNextTick) {
+  ASSERT_TRUE(listener->Open());
+  RawClient remote = join();
+  sink.take();
+  remote.send(Bytes(3000, 7));
+  net.settle();
+  EXPECT_EQ(3000, listener->Peer(0).BufferedLength());
+  EXPECT_EQ(Lines{}, sink.take());
+  EXPECT_EQ(0U, listener->NextPoll());
+  listener->Poll();
+  EXPECT_EQ(Lines{"received 3000"}, sink.take());
+  listener->Poll();
+  EXPECT_EQ(Lines{}, sink.take());
+}
+
+TEST_F(ConnectionTest, BufferCanBeReadAndPeeked) {
+  ASSERT_TRUE(listener->Open());
+  RawClient remote = join();
+  CHHsmsConnection &peer = listener->Peer(0);
+  remote.send("000001");
+  net.settle();
+  EXPECT_EQ(0U, peer.PeekLength());
+  remote.send("00aabb");
+  net.settle();
+  EXPECT_EQ(256U, peer.PeekLength());
+  std::array<uint8_t, 8> bytes{};
+  EXPECT_EQ(0, peer.ReadBuffer(bytes.data(), -1, true));
+  EXPECT_EQ(6, peer.ReadBuffer(bytes.data(), 8, false));
+  EXPECT_EQ(4, peer.ReadBuffer(bytes.data(), 4, true));
+  EXPECT_EQ(2, peer.ReadBuffer(bytes.data(), 8, false));
+  EXPECT_EQ("aabb0100aabb0000", toHex(bytes));
+  EXPECT_EQ(0, peer.ReadBuffer(nullptr, 1, false));
+  EXPECT_EQ(0, peer.BufferedLength());
+}
+
+TEST_F(ConnectionTest, AFullBufferStopsReadingWithoutSpinningAndLosesNothing) {
+  listener->SetMaxLength(1500);
+  ASSERT_TRUE(listener->Open());
+  RawClient remote = join();
+  sink.take();
+  remote.send(Bytes(3000, 1));
+  remote.reset(); // even a broken connection must not keep the loop busy
+  for (int round = 0; round < 2; ++round) {
+    net.settle();
+    EXPECT_EQ(1500, listener->Peer(0).BufferedLength());
+    EXPECT_FALSE(net.loop.runOnce(0));
+    listener->Poll();
+    EXPECT_EQ(Lines{"received 1500"}, sink.take());
+  }
+  net.settle();
+  EXPECT_EQ(Lines{"disconnected"}, sink.take());
+}
+
+TEST_F(ConnectionTest, WhatAPeerDoesNotReadIsQueuedUpToTheLimitAndArrivesInOrder) {
+  listener->SetMaxQueued(1'000'000);
+  ASSERT_TRUE(listener->Open());
+  RawClient remote = join();
+  Bytes expected;
+  bool full = false;
+  for (uint8_t i = 0; i < 200 && !full; ++i) {
+    const Bytes part(100'000, i);
+    full = listener->SendFrame(part) == 0;
+    if (!full)
+      expected.insert(expected.end(), part.begin(), part.end());
+  }
+  EXPECT_TRUE(full);
+  Bytes got;
+  net.until([&] {
+    const Bytes more = remote.read();
+    got.insert(got.end(), more.begin(), more.end());
+    return got.size() >= expected.size();
+  });
+  EXPECT_TRUE(got == expected);
+  EXPECT_FALSE(net.loop.runOnce(0));
+  EXPECT_EQ(1, listener->SendFrame(Bytes(1)));
+}
+
+TEST_F(ConnectionTest, SurplusPeersAreTurnedAway) {
+  listener->SetMaxPeers(1);
+  ASSERT_TRUE(listener->Open());
+  RawClient first = join();
+  RawClient second(listener->LocalPort());
+  net.settle();
+  EXPECT_EQ(1U, listener->PeerCount());
+  EXPECT_TRUE(second.ended());
+  EXPECT_FALSE(first.ended());
+}
+
+TEST_F(ConnectionTest, WithoutDescriptorsAConnectionIsTurnedAwayAndTheLoopSleeps) {
+  ASSERT_TRUE(listener->Open());
+  RawClient remote(listener->LocalPort());
+  std::vector<int> taken;
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit low{64, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &low);
+  for (int fd = dup(0); fd >= 0; fd = dup(0))
+    taken.push_back(fd);
+  net.settle();
+  EXPECT_EQ(0U, listener->PeerCount());
+  EXPECT_TRUE(remote.ended());
+  EXPECT_FALSE(net.loop.runOnce(0));
+  for (const int fd : taken)
+    close(fd);
+  setrlimit(RLIMIT_NOFILE, &limit);
+  listener->Poll();
+  EXPECT_EQ(Lines{"problem 10024 "}, sink.take());
+  RawClient next = join();
+}
+
+TEST_F(ConnectionTest, AResetIsReportedOnTheNextTick) {
+  TcpSocket server;
+  server.create(0, true);
+  server.listen(1);
+  auto active = client(server.localPort());
+  ASSERT_TRUE(active->Open());
+  int error = 0;
+  RawClient remote(std::move(server.accept(error)->socket));
+  sink.take();
+  remote.reset();
+  net.settle();
+  EXPECT_EQ(Lines{"disconnected"}, sink.take());
+  EXPECT_EQ(0U, active->NextPoll());
+  active->Poll();
+  EXPECT_EQ(Lines{"problem " + std::to_string(ECONNRESET) + " "}, sink.take());
+  EXPECT_EQ(std::nullopt, active->NextPoll());
+}
+
+TEST_F(ConnectionTest, ReportsMayDestroyCloseOrPump) {
+  const Lines reports{"connected", "received 01", "disconnected"};
+  const Lines actions{"destroy", "close", "remove", "pump"};
+  for (const auto &at : reports)
+    for (const auto &action : actions) {
+      SCOPED_TRACE(at + " " + action);
+      listener = std::make_unique<CHHsmsConnection>(net.loop);
+      listener->SetServerMode(true);
+      listener->SetSink(&sink);
+      sink.onReport = [&](const std::string &line) {
+        if (line != at)
+          return;
+        if (action == "destroy")
+          listener.reset();
+        else if (action == "close")
+          listener->Close();
+        else if (action == "remove")
+          EXPECT_TRUE(listener->RemovePeer(&listener->Peer(0)));
+        else if (net.loop.runOnce(0); listener)
+          listener->Poll();
+      };
+      ASSERT_TRUE(listener->Open());
+      RawClient remote(listener->LocalPort());
+      net.settle();
+      remote.send("01");
+      net.settle();
+      for (int i = 0; i < 3 && listener; ++i)
+        listener->Poll();
+      remote.close();
+      net.settle();
+      const Lines lines = sink.take();
+      EXPECT_EQ(1, std::count(lines.begin(), lines.end(), at));
+      sink.onReport = nullptr;
+    }
+}
+
+} // namespace
+} // namespace velto

@@ -1,0 +1,132 @@
+#include "transport/connection.h"
+
+#include "transport/deadline.h"
+
+#include <cerrno>
+#include <utility>
+
+// The listener's side of a connection: the peers it accepts, and their ticks.
+
+namespace velto {
+
+namespace {
+
+// Errors that leave a pending connection in the backlog, so that the listener stays ready.
+bool isShortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+} // namespace
+
+void CHHsmsConnection::acceptPeer() {
+  int error = 0;
+  auto accepted = socket_.accept(error);
+  if (!accepted)
+    acceptFailed(error);
+  else if (peers_.size() < maxPeers_)
+    addPeer(std::move(*accepted));
+}
+
+// Out of descriptors: the spare one makes it possible to turn the connection away. Without it, the
+// listener rests until the next tick.
+void CHHsmsConnection::acceptFailed(int error) {
+  if (!isShortage(error))
+    return;
+  recordError(error);
+  if (spare_.held()) {
+    spare_.release();
+    socket_.accept(error);
+    spare_.acquire();
+  }
+  if (!spare_.held()) {
+    acceptPaused_ = true;
+    watchSocket();
+  }
+  wake();
+}
+
+void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
+  peers_.push_back(CreatePeer());
+  ++peerGeneration_;
+  CHHsmsConnection &peer = *peers_.back();
+  peer.listener_ = this;
+  peer.socket_ = std::move(accepted.socket);
+  peer.ipAddress_ = std::move(accepted.ipAddress);
+  peer.portNumber_ = accepted.port;
+  peer.connected_ = peer.created_ = true;
+  peer.watchSocket();
+  ipAddress_ = peer.ipAddress_;
+  portNumber_ = peer.portNumber_;
+  markChanged();
+  Lifetime::Watch alive(lifetime_);
+  peer.onConnectionChanged(true);
+  if (alive)
+    wake();
+}
+
+std::unique_ptr<CHHsmsConnection> CHHsmsConnection::CreatePeer() {
+  auto peer = std::make_unique<CHHsmsConnection>(loop_, kind_);
+  copySettings(*peer);
+  return peer;
+}
+
+void CHHsmsConnection::copySettings(CHHsmsConnection &peer) const {
+  peer.maxLength_ = maxLength_;
+  peer.maxQueued_ = maxQueued_;
+}
+
+CHHsmsConnection *CHHsmsConnection::FindPeer(const std::string &ipAddress,
+                                             int32_t portNumber) const {
+  const auto found = std::find_if(peers_.begin(), peers_.end(), [&](const auto &peer) {
+    return peer->portNumber_ == portNumber && peer->ipAddress_ == ipAddress;
+  });
+  return found == peers_.end() ? nullptr : found->get();
+}
+
+bool CHHsmsConnection::RemovePeer(CHHsmsConnection *peer) {
+  const auto found = std::find_if(peers_.begin(), peers_.end(),
+                                  [peer](const auto &held) { return held.get() == peer; });
+  if (found == peers_.end())
+    return false;
+  peers_.erase(found);
+  ++peerGeneration_;
+  markChanged();
+  return true;
+}
+
+// A change of the list ends the walk; the next tick takes the others.
+void CHHsmsConnection::pollPeers() {
+  if (std::exchange(acceptPaused_, false)) {
+    spare_.acquire();
+    watchSocket();
+  }
+  Lifetime::Watch alive(lifetime_);
+  const uint32_t generation = peerGeneration_;
+  for (size_t i = 0; i < peers_.size(); ++i) {
+    if (!peers_[i]->connected_) {
+      RemovePeer(peers_[i].get());
+      return;
+    }
+    peers_[i]->Poll();
+    if (!alive || generation != peerGeneration_)
+      return;
+  }
+}
+
+std::optional<uint32_t> CHHsmsConnection::NextPoll() const {
+  if (socketErrorPending() || acceptPaused_)
+    return 0;
+  if (!listening_)
+    return connected_ && !received_.empty() ? std::optional<uint32_t>(0) : std::nullopt;
+  std::optional<uint32_t> next;
+  for (const auto &peer : peers_) {
+    const auto peerNext = peer->connected_ ? peer->NextPoll() : 0;
+    if (peerNext)
+      next = sooner(next, *peerNext);
+    if (next == 0U)
+      break;
+  }
+  return next;
+}
+
+} // namespace velto

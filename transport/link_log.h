@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/bytes.h"
+#include "transport/log_file.h"
+
+#include <cstdint>
+#include <string>
+
+namespace velto {
+
+/// The log properties that the transport controls share.
+struct LogSettings {
+  bool log = false;
+  bool verbose = false; ///< adds hexadecimal dumps
+  std::string fileName = "./Velto";
+  int32_t size = 1024; ///< KiB
+  int16_t backupCount = 1;
+};
+
+/// Writes what happens on a link to its communication log. Lives for one record.
+class LinkLog {
+public:
+  /// `section` names the link in the records.
+  LinkLog(const LogSettings &settings, std::string section, const Clock &clock, FileSystem &files);
+
+  /// An HSMS message, header and body, with its SML.
+  void received(ByteView message);
+  void sent(ByteView message);
+  void problem(int16_t code, const std::string &ipAddress, int32_t portNumber);
+  void connection(bool connected, const std::string &ipAddress, int32_t portNumber);
+
+private:
+  void message(const char *heading, ByteView message);
+
+  CHLogFile file_;
+  std::string section_;
+  bool enabled_;
+  bool verbose_;
+};
+
+} // namespace velto
