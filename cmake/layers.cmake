@@ -10,8 +10,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LES
   target_compile_options(velto_options INTERFACE -Wno-restrict)
 endif()
 if(VELTO_SANITIZE)
+  # The check of vptr opens a pipe; where a test uses up the descriptors, it reports good objects.
   target_compile_options(velto_options INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
   target_compile_definitions(velto_options INTERFACE _GLIBCXX_ASSERTIONS)
   target_link_options(velto_options INTERFACE -fsanitize=address,undefined)
 endif()

@@ -1,4 +1,5 @@
-# Sourced by run and test: installs what a build needs on Debian. Messages go to standard error.
+# Sourced by run and test, which set $root: installs what a build needs on Debian, configures it.
+# Messages go to standard error.
 
 # found PACKAGE: true if what the package brings is there, wherever it comes from.
 found() {
@@ -36,4 +37,17 @@ require() {
     echo "Missing, and cannot be installed:$missing ($reason)" >&2
     exit 1
   }
+}
+
+# configured PRESET: true if build/PRESET can be built. One that was copied here along with the
+# sources would build the sources that it came from.
+configured() {
+  [ -e "$root/build/$1/build.ninja" ] &&
+    grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$root/build/$1/CMakeCache.txt"
+}
+
+# configure PRESET ARGS…: brings build/PRESET up to date.
+configure() {
+  configured "$1" || set -- "$@" --fresh
+  cmake -S "$root" --preset "$@"
 }

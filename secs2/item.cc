@@ -4,21 +4,12 @@
 #include "secs2/item_value.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 namespace velto {
 
 static_assert(sizeof(CHSecsItem) == 32, "decoded messages are bounded by this size");
-
-CHSecsItem &CHSecsItem::operator=(CHSecsItem &&other) noexcept {
-  if (this != &other) {
-    clear();
-    takeStorage(other);
-    decodeError_ = other.decodeError_;
-    showMessageBoxes_ = other.showMessageBoxes_;
-  }
-  return *this;
-}
 
 // Moves format, count and data out of `other` into this item, which has no data.
 void CHSecsItem::takeStorage(CHSecsItem &other) noexcept {
@@ -71,6 +62,7 @@ void CHSecsItem::clear() {
   }
   storage_ = Storage::None;
   count_ = 0;
+  decodeError_ = false;
 }
 
 // A tree may be of any depth, the stack is not: nested child lists are taken out and deleted one
@@ -91,11 +83,10 @@ void CHSecsItem::destroyChildren() {
   }
 }
 
-void CHSecsItem::assignFrom(CHSecsItem &&other) {
-  const bool error = decodeError_;
+void CHSecsItem::assignFrom(CHSecsItem &&other) noexcept {
+  CHSecsItem taken(std::move(other));
   clear();
-  takeStorage(other);
-  decodeError_ = error;
+  takeStorage(taken);
 }
 
 CHSecsItem CHSecsItem::clone() const {
@@ -123,7 +114,9 @@ CHSecsItem CHSecsItem::clone() const {
 }
 
 void CHSecsItem::setText(std::string_view text, uint8_t code) {
-  std::ranges::copy(text, makeArray(code, static_cast<uint32_t>(text.size())));
+  CHSecsItem copy; // the text may be this item's own
+  std::ranges::copy(text, copy.makeArray(code, static_cast<uint32_t>(text.size())));
+  assignFrom(std::move(copy));
 }
 
 void CHSecsItem::setNumber(double value, uint8_t code) {
@@ -161,6 +154,7 @@ uint8_t *CHSecsItem::makeArray(uint8_t code, uint32_t count) {
 }
 
 void CHSecsItem::appendBytes(const void *bytes, size_t size) {
+  assert(hasData() && !isList());
   const size_t unit = elementSize(format_);
   const size_t held = count_ * unit;
   const size_t needed = held + size;
@@ -180,7 +174,13 @@ void CHSecsItem::appendBytes(const void *bytes, size_t size) {
 }
 
 CHSecsItem &CHSecsItem::appendChild(CHSecsItem &&child) {
+  assert(isList());
   return data_.children.emplace_back(std::move(child));
+}
+
+void CHSecsItem::trimChildren() {
+  if (data_.children.capacity() / 2 > data_.children.size())
+    data_.children.shrink_to_fit();
 }
 
 void CHSecsItem::removeChild(size_t index) {

@@ -25,7 +25,10 @@ public:
   CHSecsItem(CHSecsItem &&other) noexcept : showMessageBoxes_(other.showMessageBoxes_) {
     takeStorage(other);
   }
-  CHSecsItem &operator=(CHSecsItem &&other) noexcept;
+  CHSecsItem &operator=(CHSecsItem &&other) noexcept {
+    assignFrom(std::move(other));
+    return *this;
+  }
   CHSecsItem(const CHSecsItem &) = delete;
   CHSecsItem &operator=(const CHSecsItem &) = delete;
   ~CHSecsItem() { clear(); }
@@ -65,11 +68,11 @@ public:
     return value;
   }
 
-  /// Deletes the data and all children: count 0, no data.
+  /// Deletes the data and all children: count 0, no data, no decode error.
   void clear();
-  /// Takes over another item's format, count and data; the other is left without data. The flags
-  /// stay.
-  void assignFrom(CHSecsItem &&other);
+  /// Takes over another item's format, count, data and decode error; the other, which may stand
+  /// below this item, is left without data.
+  void assignFrom(CHSecsItem &&other) noexcept;
   /// An independent copy of the item and all below it.
   CHSecsItem clone() const;
 
@@ -89,8 +92,10 @@ public:
   /// Adds a child to a list.
   CHSecsItem &appendChild(CHSecsItem &&child);
   CHSecsItem &appendChild() { return data_.children.emplace_back(); }
-  /// Makes room for that many children.
+  /// Makes room for that many children of a list.
   void reserveChildren(size_t count) { data_.children.reserve(count); }
+  /// Gives back the room that a list made and did not use.
+  void trimChildren();
   void removeChild(size_t index);
 
 private:

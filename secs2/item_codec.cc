@@ -10,8 +10,7 @@ namespace {
 constexpr size_t kMaxItemLength = 0xFFFFFF;
 constexpr size_t kCharacterSetSize = 2;
 constexpr uint16_t kCharacterSet = 8;
-// Room that is made for a list's children before they are seen to be there.
-constexpr size_t kReservedChildren = 1024;
+constexpr size_t kSmallestItem = 2; // but for those without a length byte, which nobody sends
 constexpr size_t kSpareEmptyChildren = 65'536;
 
 uint16_t swapped(uint16_t value) { return __builtin_bswap16(value); }
@@ -68,31 +67,47 @@ uint8_t *encodeOne(const CHSecsItem &item, uint8_t *out) {
   return out + item.bytes().size();
 }
 
+// The front of an encoded item.
+struct ItemHead {
+  uint8_t code = 0;
+  size_t size = 0;   // of the head itself
+  size_t length = 0; // stated: of the data, or the count of children
+  bool complete = false;
+};
+
+ItemHead readHead(ByteView bytes) {
+  ItemHead head;
+  head.code = static_cast<uint8_t>(bytes[0] >> 2);
+  head.size = 1 + (bytes[0] & 3U);
+  head.complete = head.size <= bytes.size();
+  for (size_t i = 1; i < std::min(head.size, bytes.size()); ++i)
+    head.length = (head.length << 8) | bytes[i];
+  return head;
+}
+
 class Decoder {
 public:
-  explicit Decoder(ByteView bytes) : emptyChildren_(bytes.size() + kSpareEmptyChildren) {}
+  explicit Decoder(ByteView bytes)
+      : emptyChildren_(bytes.size() + kSpareEmptyChildren),
+        expectedItems_(bytes.size() / kSmallestItem) {}
 
   size_t decode(CHSecsItem &item, ByteView bytes, size_t depth) {
     if (bytes.empty())
       return 0;
-    const auto code = static_cast<uint8_t>(bytes[0] >> 2);
-    const size_t sizeOfLength = bytes[0] & 3;
-    if (bytes.size() <= sizeOfLength) {
+    const ItemHead head = readHead(bytes);
+    if (!head.complete) {
       item.setDecodeError(true);
       return bytes.size();
     }
-    size_t length = 0;
-    for (size_t i = 1; i <= sizeOfLength; ++i)
-      length = (length << 8) | bytes[i];
-    const ByteView rest = bytes.subspan(1 + sizeOfLength);
-    const bool cut = length > rest.size();
-    length = std::min(length, rest.size());
-    if (code == format::kList)
-      return 1 + sizeOfLength + decodeList(item, rest, length, depth, cut);
-    decodeArray(item, code, rest.first(length));
+    const ByteView rest = bytes.subspan(head.size);
+    const size_t length = std::min(head.length, rest.size());
+    const bool cut = length != head.length;
+    if (head.code == format::kList)
+      return head.size + decodeList(item, rest, length, depth, cut);
+    decodeArray(item, head.code, rest.first(length));
     if (cut)
       item.setDecodeError(true);
-    return 1 + sizeOfLength + length;
+    return head.size + length;
   }
 
 private:
@@ -100,8 +115,11 @@ private:
     list.setList();
     list.setDecodeError(cut || depth > CHSecsItem::kMaxDepth);
     if (depth > CHSecsItem::kMaxDepth)
-      return rest.size();
-    list.reserveChildren(std::min(count, kReservedChildren));
+      return EncodedLength(rest, count);
+    // All lists together make room for no more items than the input can hold.
+    const size_t room = std::min({count, rest.size() / kSmallestItem, expectedItems_});
+    expectedItems_ -= room;
+    list.reserveChildren(room);
     size_t consumed = 0;
     for (size_t i = 0; i < count; ++i) {
       if (consumed == rest.size() && emptyChildren_-- == 0) {
@@ -111,20 +129,21 @@ private:
       }
       consumed += decode(list.appendChild(), rest.subspan(consumed), depth + 1);
     }
+    list.trimChildren();
     return consumed;
   }
 
   static void decodeArray(CHSecsItem &item, uint8_t code, ByteView data) {
-    if (code == format::kMbcs) {
-      item.setDecodeError(data.size() < kCharacterSetSize);
-      data = data.subspan(std::min(data.size(), kCharacterSetSize));
-    }
+    const size_t setSize = code == format::kMbcs ? kCharacterSetSize : 0;
+    const ByteView elements = data.subspan(std::min(data.size(), setSize));
     const size_t size = elementSize(code);
-    const size_t count = data.size() / size;
-    copyElements(item.makeArray(code, static_cast<uint32_t>(count)), data.data(), count, size);
+    const size_t count = elements.size() / size;
+    copyElements(item.makeArray(code, static_cast<uint32_t>(count)), elements.data(), count, size);
+    item.setDecodeError(data.size() < setSize);
   }
 
   size_t emptyChildren_;
+  size_t expectedItems_;
 };
 
 } // namespace
@@ -146,6 +165,21 @@ size_t EncodeItem(const CHSecsItem &root, uint8_t *out) {
   uint8_t *end = out;
   forEachItem(root, [&end](const CHSecsItem &item) { end = encodeOne(item, end); });
   return static_cast<size_t>(end - out);
+}
+
+size_t EncodedLength(ByteView bytes, uint64_t count) {
+  size_t consumed = 0;
+  for (; count != 0 && consumed < bytes.size(); --count) {
+    const ByteView rest = bytes.subspan(consumed);
+    const ItemHead head = readHead(rest);
+    if (head.code == format::kList) {
+      count += head.length;
+      consumed += std::min(head.size, rest.size());
+    } else {
+      consumed += std::min(head.size + head.length, rest.size());
+    }
+  }
+  return consumed;
 }
 
 size_t DecodeItem(CHSecsItem &item, ByteView bytes) {

@@ -18,9 +18,13 @@ size_t EncodeItem(const CHSecsItem &item, uint8_t *out);
 /// Decodes the item at the front of `bytes` into `item` (which is cleared); returns the count of
 /// bytes consumed, 0 when there are none.
 ///
-/// Any bytes decode: where lengths run past the input, or lists nest deeper than
-/// CHSecsItem::kMaxDepth, what is there is kept and the item's decodeError is set. Children that a
-/// list announces beyond the input are made without data, at most one per input byte and 65,536.
+/// Any bytes decode: where a length runs past the input, what is there is kept and the item's
+/// decodeError is set; so it is for a list deeper than CHSecsItem::kMaxDepth, whose children are
+/// left out. Children that a list announces beyond the input are made without data, at most one
+/// per input byte and 65,536.
 size_t DecodeItem(CHSecsItem &item, ByteView bytes);
+
+/// Bytes that `count` encoded items at the front of `bytes` take, at most all of them.
+size_t EncodedLength(ByteView bytes, uint64_t count);
 
 } // namespace velto

@@ -12,12 +12,10 @@ bool isElementIndex(std::string_view path) {
   return !path.empty() && (path[0] == '[' || path[0] == '(');
 }
 
-size_t pathDepth(std::string_view path) {
-  return 1 + static_cast<size_t>(std::ranges::count(path, '/'));
-}
-
-// Levels that an item spans, itself included.
-size_t levels(const CHSecsItem &item) {
+// Levels of lists that an item spans, itself included.
+size_t listLevels(const CHSecsItem &item) {
+  if (!item.isList())
+    return 0;
   std::vector<std::span<const CHSecsItem>> open{item.children()};
   size_t deepest = 1;
   while (!open.empty()) {
@@ -27,37 +25,52 @@ size_t levels(const CHSecsItem &item) {
     }
     const CHSecsItem &child = open.back().front();
     open.back() = open.back().subspan(1);
-    open.push_back(child.children());
+    if (child.isList())
+      open.push_back(child.children());
     deepest = std::max(deepest, open.size());
   }
   return deepest;
 }
 
-} // namespace
+// Where a path leads: the item, null when there is none, and the number of lists above it.
+struct Place {
+  const CHSecsItem *item;
+  size_t depth;
+};
 
-const CHSecsItem *FindNode(const CHSecsItem &root, std::string_view path) {
-  const CHSecsItem *item = &root;
-  for (;;) {
-    if (!item->hasData())
-      return nullptr;
+Place walk(const CHSecsItem &root, std::string_view path) {
+  Place place{&root, 0};
+  for (;; ++place.depth) {
+    if (!place.item->hasData())
+      return {nullptr, 0};
     if (path.empty())
-      return item;
+      return place;
     if (path[0] == '/')
       path.remove_prefix(1);
     if (isElementIndex(path))
-      return item;
+      return place;
     const size_t slash = std::min(path.find('/'), path.size());
     const std::string_view head = path.substr(0, slash);
     path.remove_prefix(slash);
     if (!parseDecimal(head))
-      return nullptr;
+      return {nullptr, 0};
     const int32_t number = decimal32(head);
     if (number == 0)
-      return item;
-    if (number < 0 || static_cast<size_t>(number) > item->children().size())
-      return nullptr;
-    item = &item->children()[static_cast<size_t>(number) - 1];
+      return place;
+    if (number < 0 || static_cast<size_t>(number) > place.item->children().size())
+      return {nullptr, 0};
+    place.item = &place.item->children()[static_cast<size_t>(number) - 1];
   }
+}
+
+bool tooDeep(size_t depth, const CHSecsItem &item) {
+  return depth + listLevels(item) > CHSecsItem::kMaxDepth;
+}
+
+} // namespace
+
+const CHSecsItem *FindNode(const CHSecsItem &root, std::string_view path) {
+  return walk(root, path).item;
 }
 
 CHSecsItem *FindNode(CHSecsItem &root, std::string_view path) {
@@ -96,10 +109,11 @@ const char *putErrorText(PutResult result) {
 }
 
 PutResult PutNode(CHSecsItem &root, std::string_view path, CHSecsItem &&item) {
-  if (item.isList() && pathDepth(path) + levels(item) > CHSecsItem::kMaxDepth)
-    return PutResult::TooDeep;
-  if (CHSecsItem *existing = FindNode(root, path)) {
+  const Place place = walk(root, path);
+  if (auto *existing = const_cast<CHSecsItem *>(place.item)) {
     if (existing->format() != item.format()) {
+      if (tooDeep(place.depth, item))
+        return PutResult::TooDeep;
       existing->assignFrom(std::move(item));
       return PutResult::Done;
     }
@@ -109,11 +123,14 @@ PutResult PutNode(CHSecsItem &root, std::string_view path, CHSecsItem &&item) {
     item.clear();
     return PutResult::Done;
   }
-  CHSecsItem *parent = FindNode(root, parentPath(path));
+  const Place above = walk(root, parentPath(path));
+  auto *parent = const_cast<CHSecsItem *>(above.item);
   if (parent == nullptr)
     return PutResult::NoParent;
   if (!parent->isList())
     return PutResult::ParentIsNoList;
+  if (tooDeep(above.depth + 1, item))
+    return PutResult::TooDeep;
   parent->appendChild(std::move(item));
   return PutResult::Done;
 }

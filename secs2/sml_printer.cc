@@ -1,6 +1,7 @@
 #include "secs2/sml_printer.h"
 
 #include "platform/text.h"
+#include "secs2/item_codec.h"
 
 #include <algorithm>
 #include <array>
@@ -49,10 +50,12 @@ const Annotation *findAnnotation(const SmlItemPlace &place) {
   return row == kAnnotations.end() ? nullptr : row;
 }
 
-// `value` is the text of the item's elements.
+// `value` is the text of the item's elements; a list, and an item without any, has no name.
 std::string annotationName(const Annotation &row, std::string_view value,
                            const SmlContext *context) {
   std::optional<std::string> name;
+  if (value.empty() || value.front() != ' ')
+    return row.name;
   if (context != nullptr && row.lookup == Lookup::Variable)
     name = context->variableName(decimal32(value));
   if (context != nullptr && row.lookup == Lookup::Event)
@@ -181,7 +184,11 @@ public:
 private:
   size_t list(ByteView rest, size_t count, size_t depth) {
     out_ += "\r\n";
-    size_t consumed = depth < CHSecsItem::kMaxDepth ? 0 : rest.size();
+    size_t consumed = 0;
+    if (depth >= CHSecsItem::kMaxDepth) {
+      consumed = EncodedLength(rest, count);
+      count = 0;
+    }
     const size_t pathLength = place_.path.size();
     for (size_t n = 1; n <= count && consumed < rest.size(); ++n) {
       if (annotated_) {

@@ -33,7 +33,8 @@ void addItem(TreeNode &parent, const CHSecsItem &item, size_t depth) {
   if (depth == CHSecsItem::kMaxDepth)
     return;
   for (const CHSecsItem &child : item.children())
-    addItem(node, child, depth + 1);
+    if (child.hasData())
+      addItem(node, child, depth + 1);
 }
 
 } // namespace

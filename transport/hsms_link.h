@@ -23,8 +23,9 @@ enum VeltoHsmsError : int16_t {
 /// An HSMS connection (SEMI E37) that frames messages and watches over time-outs, and leaves the
 /// control messages to its owner: nothing is answered here.
 ///
-/// Times are milliseconds. Each peer of a listener has its own open transactions, times and
-/// Selected flag; the listener gives it its current times with every send.
+/// Times are milliseconds; a changed time counts at once, and NextPoll() with it. Each peer of a
+/// listener has its own open transactions, times and Selected flag; the listener gives it its
+/// current times with every send.
 class CHHsmsLink : public CHHsmsConnection {
 public:
   explicit CHHsmsLink(EventLoop &loop) : CHHsmsConnection(loop, ConnectionKind::Hsms) {}

@@ -1,5 +1,7 @@
 #include "secs2/support.h"
 
+#include <malloc.h>
+
 namespace velto {
 namespace {
 
@@ -38,6 +40,26 @@ TEST(Codec, UsesTheFewestLengthBytes) {
     CHSecsMessage back;
     ASSERT_TRUE(back.Decode(bytes));
     EXPECT_EQ(back.root.text(), message.root.text());
+  }
+}
+
+TEST(Codec, StatesTheLengthOfListsAndCharacterSets) {
+  const struct {
+    uint8_t code;
+    uint32_t count;
+    const char *head;
+  } rows[] = {{format::kList, 255, "01ff"},          {format::kList, 256, "020100"},
+              {format::kList, 65'535, "02ffff"},     {format::kList, 65'536, "03010000"},
+              {format::kMbcs, 253, "49ff0008"},      {format::kMbcs, 254, "4a01000008"},
+              {format::kMbcs, 65'533, "4affff0008"}, {format::kMbcs, 65'534, "4b0100000008"}};
+  for (const auto &row : rows) {
+    CHSecsMessage message;
+    if (row.code == format::kList)
+      message.root.setList(std::vector<CHSecsItem>(row.count));
+    else
+      message.root.setText(std::string(row.count, 'x'), row.code);
+    const std::string head = row.head;
+    EXPECT_EQ(bodyHex(message).substr(0, head.size()), head);
   }
 }
 
@@ -129,7 +151,32 @@ TEST(Codec, HostileNestingEndsWithAnError) {
   CHSecsMessage claims = fromBody(wide);
   size_t items = 0;
   forEachItem(claims.root, [&items](const CHSecsItem &) { ++items; });
-  EXPECT_LT(items, 200'000U * 2 + 65'536U * 2 + 1000U);
+  EXPECT_LT(items, 400'000U + 65'536U + 1000U);
+}
+
+TEST(Codec, WhatFollowsATooDeepListIsKept) {
+  std::string body = "0102"; // the root: a chain of lists, and a number behind it
+  for (size_t i = 1; i < CHSecsItem::kMaxDepth; ++i)
+    body += "0101";
+  body += "0103a501010101a50102a50103"; // one level too deep
+  CHSecsMessage message = fromBody(body + "a5012a");
+  EXPECT_EQ(valueAt(message, "2"), "42");
+  EXPECT_NE(RenderSml(message).find("\r\n  <u1 42>\r\n}"), std::string::npos);
+}
+
+TEST(Codec, MemoryStaysProportionalToTheLeaves) {
+  CHSecsMessage message;
+  message.root.setList(std::vector<CHSecsItem>(300'001));
+  for (CHSecsItem &leaf : message.root.children())
+    leaf.setNumber(1, format::kU1);
+  Bytes bytes;
+  ASSERT_TRUE(message.Encode(bytes));
+  message.root.clear();
+  const size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
+  CHSecsMessage decoded;
+  ASSERT_TRUE(decoded.Decode(bytes));
+  const size_t used = mallinfo2().uordblks + mallinfo2().hblkhd - before;
+  EXPECT_LT(used, 64 * 300'001U);
 }
 
 } // namespace

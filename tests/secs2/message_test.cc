@@ -5,6 +5,46 @@
 namespace velto {
 namespace {
 
+TEST(Formats, MapCodesTypesAndNames) {
+  const struct {
+    int type;
+    uint8_t code;
+    size_t size;
+    const char *lower;
+    const char *upper;
+    const char *display;
+  } rows[] = {
+      {SecsList, 0, 1, "{", "<L", "List"},
+      {SecsBinary, 8, 1, "<b", "<B", "Binary"},
+      {SecsBoolean, 9, 1, "<bool", "<BOOLEAN", "bool"},
+      {SecsAscii, 16, 1, "<a", "<A", "Ascii"},
+      {SecsJis, 17, 1, "<j", "<J", "JIS 8"},
+      {SecsAscii2, 18, 1, "<a2", "<A2", "MBCS"},
+      {SecsLong8, 24, 8, "<i8", "<I8", "int64"},
+      {SecsChar, 25, 1, "<i1", "<I1", "char"},
+      {SecsShort, 26, 2, "<i2", "<I2", "short"},
+      {SecsLong, 28, 4, "<i4", "<I4", "long"},
+      {SecsDouble, 32, 8, "<f8", "<F8", "double"},
+      {SecsFloat, 36, 4, "<f4", "<F4", "float"},
+      {SecsDWord8, 40, 8, "<u8", "<U8", "uint64"},
+      {SecsByte, 41, 1, "<u1", "<U1", "BYTE"},
+      {SecsWord, 42, 2, "<u2", "<U2", "WORD"},
+      {SecsDWord, 44, 4, "<u4", "<U4", "DWORD"},
+      {SecsInvalid, 63, 1, "<?", "<?", "<?"},
+      {SecsInvalid, 200, 1, "<?", "<?", "<?"},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(typeOf(row.code), row.type);
+    EXPECT_EQ(formatOf(row.type), row.type == SecsInvalid ? 0 : row.code);
+    EXPECT_EQ(elementSize(row.code), row.size);
+    EXPECT_STREQ(TypeName(row.code, TypeNameMode::LowerTag), row.lower);
+    EXPECT_STREQ(TypeName(row.code, TypeNameMode::UpperTag), row.upper);
+    EXPECT_STREQ(TypeName(row.code, TypeNameMode::Display), row.display);
+  }
+  EXPECT_EQ(formatOf(-1), 0);
+  EXPECT_EQ(formatOf(17), 0);
+}
+
 struct ValueRow {
   const char *sml;
   const char *path;
@@ -39,6 +79,9 @@ TEST(NodeValue, PrintsEveryFormatInBothForms) {
       {"<u1 1 2>", "[-1]", "", ""},
       {"{<u1 1 2>}", "1]", "", ""},
       {"{<u1 1 2>}", "2", "", ""},
+      {"{<u1 1 2>}", "1[0](1)", "1", "01"},
+      {"{<u1 1 2>}", "1[1", "1 2", "01 02"},
+      {"{<u1 1 2>}", "1[4294967296]", "", ""},
   };
   for (const ValueRow &row : rows) {
     CHSecsMessage message = fromSml(row.sml);
@@ -126,6 +169,19 @@ TEST(Header, ResetFollowsTheMode) {
   EXPECT_EQ(HeaderText(header, HeaderTextMode::Hex).substr(0, 16), "0001810d80010000");
   header.Reset(1, 13);
   EXPECT_EQ(header.transactionId(), first + 1);
+  for (int i = 0; i < 65'535; ++i) {
+    header.Reset(1, 13);
+    ASSERT_NE(header.transactionId(), 0);
+  }
+  EXPECT_EQ(header.transactionId(), first + 1) << "65,535 IDs later, 0 being skipped";
+}
+
+TEST(Header, OfAMessageResetKeepsTheNode) {
+  CHSecsMessage message = fromSml("s1f13w{<a 'x'>}");
+  message.node = "1";
+  message.Reset(7);
+  EXPECT_EQ(message.GetMsg(), "00070000000000000000");
+  EXPECT_EQ(message.node, "1");
 }
 
 TEST(Header, IsNamedByStreamAndFunctionOrSType) {
@@ -173,6 +229,14 @@ TEST(Item, CopiesAreIndependent) {
   message.root = std::move(copy);
   EXPECT_EQ(RenderSml(message),
             "S0F0\r\n{\r\n  <u4 1 2 3 4 5 6 7 8>\r\n  {\r\n    <a 'x'>\r\n  }\r\n}\r\n");
+}
+
+TEST(Item, TakesItsOwnChildOrText) {
+  CHSecsMessage message = fromSml("{{<a 'a text that is longer than an item'>}}");
+  message.root = std::move(message.root.children()[0]);
+  message.root.assignFrom(std::move(message.root.children()[0]));
+  message.root.setText(message.root.text().substr(2, 4), format::kJis);
+  EXPECT_EQ(message.root.text(), "text");
 }
 
 TEST(Item, AnyDepthIsDestroyedWithoutRecursion) {

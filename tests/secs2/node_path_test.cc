@@ -91,6 +91,11 @@ TEST(PutNode, NeverBuildsDeeperThanCanBeDecoded) {
   message.node = path + "/1";
   EXPECT_FALSE(message.SetNodeValue(SecsList, ""));
   EXPECT_TRUE(message.SetNodeValue(SecsByte, "1"));
+  message.node = path.substr(0, path.size() - 2) + "/2";
+  EXPECT_TRUE(message.SetFromSml("{<u1 1>}"));
+  EXPECT_TRUE(message.SetFromSml("<u1 1>")) << "a list may be replaced";
+  EXPECT_TRUE(message.SetFromSml("{{}}"));
+  EXPECT_EQ(valueAt(message, message.node), "1") << "but not by one that nests too deep";
   const std::string hex = message.GetMsg();
   CHSecsMessage back;
   ASSERT_TRUE(back.SetMsg(hex));

@@ -21,6 +21,11 @@ TEST(SmlParser, BuildsWhatTheTextSays) {
       {"SelectReq", "ffff0000000100000000"},
       {"separatereq", "ffff0000000900000000"},
       {"REJECTREQ", "ffff0000000700000000"},
+      {"SelectRsp", "ffff0000000200000000"},
+      {"DeselectReq", "ffff0000000300000000"},
+      {"DeselectRsp", "ffff0000000400000000"},
+      {"LinktestReq", "ffff0000000500000000"},
+      {"LinktestRsp", "ffff0000000600000000"},
       {"s129f257w", "ffff8101000000000000"},
       {"s18446744073709551617f1", "ffff0101000000000000"},
       {"s1f1w .", nullptr},
@@ -65,6 +70,15 @@ TEST(SmlParser, BuildsItems) {
       {"<j 'x'>", "450178"},
       {"<a2 'x'>", "490300"
                    "0878"},
+      {"<a -256 0x4100 0x8000000000000041>", "41024141"},
+      {"<a'12:30'>", "410531323a3330"},
+      {"<i16 5>", "65020605"},
+      {"{true}", "0100"},
+      {"{2.5}", nullptr},
+      {"<f4 -.5>", "9104bf000000"},
+      {"<f4 1.5e+>", nullptr},
+      {"<u1 0x>", nullptr},
+      {"{}/*/", nullptr},
       {"<a21>", "490300"
                 "0801"},
       {"<a ''>", "4100"},
@@ -164,6 +178,25 @@ TEST(SmlParser, AtANodeTheHeaderStays) {
                               "0102410178a50107");
 }
 
+TEST(SmlParser, KeepsTheModeOfTheHeader) {
+  CHSecsMessage message;
+  message.header.hsms = false;
+  EXPECT_TRUE(message.SetFromSml("s1f13w"));
+  EXPECT_FALSE(message.header.hsms);
+  EXPECT_EQ(message.GetMsg(), "ffff810d000000000000");
+}
+
+TEST(SmlParser, EmptyTextAtTheRootResetsAndBlankTextIsAMessage) {
+  CHSecsMessage message = fromSml("s1f13w{<a'x'>}");
+  EXPECT_TRUE(message.SetFromSml(""));
+  EXPECT_EQ(message.GetMsg(), "00000000000000000000");
+  message = fromSml("{<a'x'>}");
+  message.node = "1";
+  EXPECT_TRUE(message.SetFromSml(" ")) << "no deletion: the node stays, without data";
+  EXPECT_EQ(message.root.count(), 1U);
+  EXPECT_EQ(message.GetNodeType(), SecsInvalid);
+}
+
 TEST(SmlParser, ShowsParseErrorsWhenAsked) {
   CHSecsMessage message;
   int shown = 0;
@@ -177,7 +210,7 @@ TEST(SmlParser, ShowsParseErrorsWhenAsked) {
 
 class Names : public SmlContext {
   std::optional<std::string> variableName(int32_t id) const override {
-    return id == 5 ? std::optional<std::string>("Clock\r\nx") : std::nullopt;
+    return id == 5 || id == 0 ? std::optional<std::string>("Clock\r\nx") : std::nullopt;
   }
   std::optional<std::string> eventName(int32_t id) const override {
     return id == 7 ? std::optional<std::string>("Started") : std::nullopt;
@@ -221,6 +254,8 @@ TEST(SmlPrinter, WritesOneLinePerItem) {
        "S1F3W\r\n{\r\n  <u4 5>            * Clock  x\r\n  <u4 6>            * SVID\r\n}\r\n"},
       {"s6f11w{<u4 1><u4 7>{}}", &names,
        "S6F11W\r\n{\r\n  <u4 1>\r\n  <u4 7>            * Started\r\n  {\r\n  }\r\n}\r\n"},
+      {"s1f3w{{}<u4>}", &names,
+       "S1F3W\r\n{\r\n  {\r\n  }                 * SVID\r\n  <u4>              * SVID\r\n}\r\n"},
       {"s6f11w{<u4 1><u4 8>{}}", &names,
        "S6F11W\r\n{\r\n  <u4 1>\r\n  <u4 8>            * CEID\r\n  {\r\n  }\r\n}\r\n"},
   };

@@ -18,7 +18,7 @@ protected:
   ConnectionTest() {
     listener->SetServerMode(true);
     listener->SetSink(&sink);
-    listener->SetWake([this] { ++wakes; });
+    listener->SetWake([count = &wakes] { ++*count; });
   }
 
   RawClient join() {
@@ -254,26 +254,62 @@ TEST_F(ConnectionTest, SurplusPeersAreTurnedAway) {
   EXPECT_FALSE(first.ended());
 }
 
+/// Leaves the process `left` descriptors while it exists.
+class DescriptorShortage {
+public:
+  explicit DescriptorShortage(size_t left) {
+    getrlimit(RLIMIT_NOFILE, &limit_);
+    const rlimit low{64, limit_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &low);
+    for (int fd = dup(0); fd >= 0; fd = dup(0))
+      taken_.push_back(fd);
+    for (; left != 0; --left, taken_.pop_back())
+      close(taken_.back());
+  }
+  ~DescriptorShortage() {
+    for (const int fd : taken_)
+      close(fd);
+    setrlimit(RLIMIT_NOFILE, &limit_);
+  }
+
+private:
+  rlimit limit_{};
+  std::vector<int> taken_;
+};
+
 TEST_F(ConnectionTest, WithoutDescriptorsAConnectionIsTurnedAwayAndTheLoopSleeps) {
   ASSERT_TRUE(listener->Open());
   RawClient remote(listener->LocalPort());
-  std::vector<int> taken;
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit low{64, limit.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &low);
-  for (int fd = dup(0); fd >= 0; fd = dup(0))
-    taken.push_back(fd);
-  net.settle();
+  bool busy = false;
+  {
+    const DescriptorShortage shortage(0);
+    net.settle();
+    busy = net.loop.runOnce(0);
+  }
+  EXPECT_FALSE(busy);
   EXPECT_EQ(0U, listener->PeerCount());
   EXPECT_TRUE(remote.ended());
-  EXPECT_FALSE(net.loop.runOnce(0));
-  for (const int fd : taken)
-    close(fd);
-  setrlimit(RLIMIT_NOFILE, &limit);
   listener->Poll();
   EXPECT_EQ(Lines{"problem 10024 "}, sink.take());
   RawClient next = join();
+}
+
+TEST_F(ConnectionTest, WithoutEvenASpareDescriptorTheListenerRestsUntilTheNextTick) {
+  TcpSocket remote;
+  remote.create(0, false);
+  bool busy = false;
+  {
+    const DescriptorShortage shortage(1); // for the listener itself
+    ASSERT_TRUE(listener->Open());
+    remote.connect("127.0.0.1", static_cast<uint16_t>(listener->LocalPort()));
+    net.settle();
+    busy = net.loop.runOnce(0);
+  }
+  EXPECT_FALSE(busy);
+  EXPECT_EQ(0U, listener->NextPoll());
+  listener->Poll();
+  net.settle();
+  EXPECT_EQ(1U, listener->PeerCount());
 }
 
 TEST_F(ConnectionTest, AResetIsReportedOnTheNextTick) {

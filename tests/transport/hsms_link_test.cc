@@ -1,5 +1,7 @@
 #include "transport/hsms_link.h"
 
+#include "transport/hsms_frame.h"
+
 #include <gtest/gtest.h>
 
 #include "transport/network.h"
@@ -338,6 +340,17 @@ TEST_F(HsmsLinkTest, GarbageNeitherCrashesNorStalls) {
   }
   arrive(frame(kS1F1));
   EXPECT_EQ(Lines{"received " + kS1F1}, poll());
+}
+
+TEST(HsmsFrameTest, MessagesHaveLongNames) {
+  const auto name = [](const std::string &hex) {
+    return hsmsMessageName(*readHeader(fromHex(hex)));
+  };
+  EXPECT_EQ("S1F1", name(kS1F1));
+  EXPECT_EQ("Select Request", name(kSelectReq));
+  EXPECT_EQ("Linktest Response", name(kLinktestRsp));
+  EXPECT_EQ("Separate Request", name("ffff0000000900000003"));
+  EXPECT_EQ("Unknown", name("ffff0000000800000003"));
 }
 
 } // namespace
