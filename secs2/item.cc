@@ -148,7 +148,7 @@ uint8_t *CHSecsItem::makeArray(uint8_t code, uint32_t count) {
     storage_ = Storage::Inline;
     return data_.inlined;
   }
-  std::construct_at(&data_.heap, std::make_unique_for_overwrite<uint8_t[]>(size), size);
+  std::construct_at(&data_.heap, HeapArray{std::make_unique_for_overwrite<uint8_t[]>(size), size});
   storage_ = Storage::Heap;
   return data_.heap.bytes.get();
 }
@@ -164,7 +164,7 @@ void CHSecsItem::appendBytes(const void *bytes, size_t size) {
     std::ranges::copy(this->bytes(), grown.get());
     if (storage_ == Storage::Heap)
       std::destroy_at(&data_.heap);
-    std::construct_at(&data_.heap, std::move(grown), capacity);
+    std::construct_at(&data_.heap, HeapArray{std::move(grown), capacity});
     storage_ = Storage::Heap;
   }
   uint8_t *start = storage_ == Storage::Inline ? data_.inlined : data_.heap.bytes.get();
