@@ -105,25 +105,28 @@ private:
   }
 
   int fromHexLines(std::string_view text) {
-    const auto lines = static_cast<size_t>(std::ranges::count(text, '\n'));
-    int line = 0;
-    while (!text.empty()) {
-      ++line;
+    std::vector<std::pair<std::string, int>> messages; // digits and line
+    for (int line = 1; !text.empty(); ++line) {
       const size_t end = std::min(text.find('\n'), text.size());
       std::string digits(text.substr(0, end));
       text.remove_prefix(std::min(end + 1, text.size()));
       std::erase_if(digits, [](char c) { return c == ' ' || c == '\t' || c == '\r'; });
-      if (digits.empty())
-        continue;
-      if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-        return fail(line, "not hexadecimal");
-      CHSecsMessage message;
-      if (digits.size() % 2 != 0 || !message.SetMsg(digits))
-        return fail(line, "a message has at least ten bytes of two digits each");
-      if (const int status = print(message, line, lines > 1); status != kExitDone)
-        return status;
+      if (!digits.empty())
+        messages.emplace_back(std::move(digits), line);
     }
+    for (const auto &[digits, line] : messages)
+      if (const int status = fromHex(digits, line, messages.size() > 1); status != kExitDone)
+        return status;
     return kExitDone;
+  }
+
+  int fromHex(const std::string &digits, int line, bool several) {
+    if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+      return fail(line, "not hexadecimal");
+    CHSecsMessage message;
+    if (digits.size() % 2 != 0 || !message.SetMsg(digits))
+      return fail(line, "a message has at least ten bytes of two digits each");
+    return print(message, line, several);
   }
 
   int print(const CHSecsMessage &message, int line, bool several) {

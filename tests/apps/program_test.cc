@@ -1,0 +1,149 @@
+// The program as people run it: its commands, the examples, and every example of the documentation.
+#include "platform/file.h"
+#include "support/temporary_directory.h"
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+namespace velto {
+namespace {
+
+using testing::HasSubstr;
+
+struct Result {
+  int status;
+  std::string output; ///< standard output and standard error
+};
+
+// Runs a shell command in a folder; "velto" in it is the program under test.
+Result run(const std::string &command, const std::string &folder) {
+  const std::string script =
+      "cd '" + folder + "' && velto() { '" VELTO_PROGRAM "' \"$@\"; }; exec 2>&1; " + command;
+  Result result{-1, ""};
+  const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(script.c_str(), "r"),
+                                                    [](FILE *) { return 0; });
+  std::array<char, 4096> chunk{};
+  for (size_t count = 0; (count = fread(chunk.data(), 1, chunk.size(), pipe.get())) != 0;)
+    result.output.append(chunk.data(), count);
+  result.status = WEXITSTATUS(pclose(pipe.get()));
+  return result;
+}
+
+std::string source(const std::string &path) {
+  const auto text = systemFiles().read(std::string(VELTO_SOURCE_DIR "/") + path);
+  EXPECT_TRUE(text) << path;
+  return text.value_or("");
+}
+
+// The fenced blocks of a Markdown text in one language.
+std::vector<std::string> blocks(const std::string &markdown, const std::string &language) {
+  std::vector<std::string> found;
+  const std::string fence = "```" + language + "\n";
+  for (size_t at = markdown.find(fence); at != std::string::npos;
+       at = markdown.find(fence, at + 1)) {
+    const size_t start = at + fence.size();
+    found.push_back(markdown.substr(start, markdown.find("```", start) - start));
+  }
+  return found;
+}
+
+// Commands behind "$ " with the output that must follow each.
+void runConsole(const std::string &block) {
+  const TemporaryDirectory folder;
+  size_t at = 0;
+  while (at < block.size()) {
+    const size_t lineEnd = block.find('\n', at);
+    ASSERT_EQ(block.substr(at, 2), "$ ") << block;
+    const std::string command = block.substr(at + 2, lineEnd - at - 2);
+    const size_t next = std::min(block.find("\n$ ", lineEnd), block.size() - 1);
+    const std::string output = block.substr(lineEnd + 1, next - lineEnd);
+    EXPECT_EQ(run(command, folder / "").output, output) << command;
+    at = next + 1;
+  }
+}
+
+TEST(Documentation, ItsExamplesRun) {
+  for (const char *page : {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md"}) {
+    const std::string text = source(page);
+    for (const std::string &block : blocks(text, "console"))
+      runConsole(block);
+    for (const std::string &block : blocks(text, "velto")) {
+      const TemporaryDirectory folder;
+      systemFiles().write(folder / "script", block);
+      const Result result = run("velto container script", folder / "");
+      EXPECT_EQ(result.status, 0) << block << result.output;
+    }
+  }
+  for (const std::string &block : blocks(source("README.md"), "cpp"))
+    EXPECT_THAT(source("examples/hsms_hello.cc"), HasSubstr(block));
+}
+
+TEST(Documentation, TheReferenceIsWhatTheProgramDescribes) {
+  EXPECT_EQ(run("velto describe --markdown", ".").output, source("docs/controls.md"));
+}
+
+TEST(Examples, TheContainerScriptRuns) {
+  const TemporaryDirectory folder;
+  const Result result =
+      run("velto container " VELTO_SOURCE_DIR "/examples/hsms_links.velto", folder / "");
+  EXPECT_EQ(result.status, 0) << result.output;
+  for (const char *file :
+       {"hsms_links.ini", "hsms_links.log", "hsms_links001.log", "hsms_links002.log"})
+    EXPECT_TRUE(std::filesystem::exists(folder / file)) << file;
+  EXPECT_FALSE(std::filesystem::exists(folder / "hsms_links003.log"));
+}
+
+TEST(Demo, TellsItsStory) {
+  const Result result = run("velto demo", ".");
+  EXPECT_EQ(result.status, 0) << result.output;
+  for (const char *line :
+       {"  host --> equipment  SelectReq\n", "  equipment --> host  SelectRsp\n",
+        "  host --> equipment  S1F13W\n", "  equipment --> host  S1F14\n",
+        "  host --> equipment  S1F1W\n", "  equipment --> host  S1F2\n",
+        "  host --> equipment  LinktestReq\n", "  equipment --> host  LinktestRsp\n",
+        "  equipment --> host  S6F11W\n", "        <a 'LOT-0042'>\n",
+        "  host --> equipment  S6F12\n", "  host --> equipment  SeparateReq\n"})
+    EXPECT_THAT(result.output, HasSubstr(line));
+}
+
+TEST(SmlCommand, ConvertsAndComplains) {
+  const TemporaryDirectory folder;
+  const struct {
+    const char *command;
+    int status;
+    const char *output;
+  } rows[] = {
+      {"printf 's1f1w' | velto sml --hex", 0, "ffff8101000000000000\n"},
+      {"printf 's1f1w . \\n s1f2 {}.\\n' | velto sml", 0, "S1F1W\n.\nS1F2\n{\n}\n.\n"},
+      {"printf 's1f1w . \\n s1f2 {}.\\n' | velto sml | velto sml --hex", 0,
+       "ffff8101000000000000\nffff01020000000000000100\n"},
+      {"printf '\\n\\nff ff 81 01 0000 00000000\\n' | velto sml --from-hex --crlf", 0, "S1F1W\r\n"},
+      {"printf '' | velto sml --hex", 0, "ffff0000000000000000\n"},
+      {"printf 's1f1w.\\n\\ns1f2 <u1 x>.' | velto sml", 1,
+       "S1F1W\n.\nvelto: standard input:3: parse error at \"x\"\n"},
+      {"printf '00\\nzz' | velto sml --from-hex", 1,
+       "velto: standard input:1: a message has at least ten bytes of two digits each\n"},
+      {"printf '\\nzz' | velto sml --from-hex", 1, "velto: standard input:2: not hexadecimal\n"},
+      {"velto sml missing.sml", 1, "velto: missing.sml: cannot be read\n"},
+      {"printf s1f1 > one.sml; printf '<u1 .>' > two.sml; velto sml one.sml two.sml", 1,
+       "S1F1\nvelto: two.sml:1: parse error at \".\"\n"},
+      {"velto describe Nothing", 1, "velto: there is no control \"Nothing\"\n"},
+  };
+  for (const auto &row : rows) {
+    const Result result = run(row.command, folder / "");
+    EXPECT_EQ(result.output, row.output) << row.command;
+    EXPECT_EQ(result.status, row.status) << row.command;
+  }
+  for (const char *command : {"velto", "velto nothing", "velto sml --nothing", "velto describe"})
+    EXPECT_EQ(run(command, folder / "").status, 2) << command;
+  for (const char *command : {"velto --help", "velto sml --help", "velto describe --help",
+                              "velto container --help", "velto demo --help"})
+    EXPECT_THAT(run(command, folder / "").output, HasSubstr("usage: velto")) << command;
+}
+
+} // namespace
+} // namespace velto
