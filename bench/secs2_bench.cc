@@ -1,4 +1,5 @@
 // Codec and SML, each beside its yardstick. Ratios and rates are printed as counters.
+#include "bench_messages.h"
 #include "secs2/item_codec.h"
 #include "secs2/message.h"
 #include "secs2/sml_printer.h"
@@ -12,40 +13,11 @@ using namespace velto;
 
 constexpr uint32_t kArray = 100'000;
 
-Bytes encoded(const CHSecsMessage &message) {
-  Bytes bytes;
-  message.Encode(bytes);
-  return bytes;
-}
-
 CHSecsMessage arrayMessage() {
   CHSecsMessage message;
   uint8_t *data = message.root.makeArray(format::kU4, kArray);
   for (uint32_t i = 0; i < kArray; ++i)
     std::memcpy(data + 4 * i, &i, 4);
-  return message;
-}
-
-CHSecsMessage listMessage(uint32_t leaves) {
-  CHSecsMessage message;
-  message.root.setList();
-  for (uint32_t i = 0; i < leaves; ++i) {
-    CHSecsItem &leaf = message.root.appendChild();
-    if (i % 3 == 0)
-      leaf.setText("Wafer 17", format::kAscii);
-    else
-      leaf.setNumber(i, i % 3 == 1 ? format::kU4 : format::kF8);
-  }
-  return message;
-}
-
-// An event report of one report with 20 mixed variables.
-CHSecsMessage eventReport() {
-  CHSecsMessage message;
-  std::string sml = "s6f11w{<u4 1><u4 300>{{<u4 7>{";
-  for (int i = 0; i < 5; ++i)
-    sml += "<u4 1234567><f4 23.125><a 'PROCESSING'><bool TRUE>";
-  message.SetFromSml(sml + "}}}}");
   return message;
 }
 

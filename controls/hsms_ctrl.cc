@@ -158,8 +158,8 @@ std::unique_ptr<CHHsmsConnection> CVeltoHsmsCtrl::newEngine(const CHHsmsConnecti
   return fresh;
 }
 
-bool CVeltoHsmsCtrl::isMarked(const std::string &ipAddress, int32_t portNumber) const {
-  return link().Selected(ipAddress, portNumber);
+bool CVeltoHsmsCtrl::isMarked(const CHHsmsConnection &connection) const {
+  return static_cast<const CHHsmsLink &>(connection).Selected();
 }
 
 bool CVeltoHsmsCtrl::Send(const std::string &text) {
@@ -215,7 +215,6 @@ std::string CVeltoHsmsCtrl::ToIPAddress(const std::string &hostName) const {
 
 void CVeltoHsmsCtrl::SetSelected(bool selected) {
   link().SetSelected(selected);
-  refresh();
   scheduleTick();
 }
 

@@ -57,7 +57,7 @@ public:
 
 private:
   std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
-  bool isMarked(const std::string &ipAddress, int32_t portNumber) const override;
+  bool isMarked(const CHHsmsConnection &connection) const override;
   void OnReceived(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
                   ByteView data) override;
   void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,

@@ -1,6 +1,7 @@
 #include "controls/registry.h"
 
 #include "controls/hsms_ctrl.h"
+#include "controls/secsii_ctrl.h"
 #include "controls/socket_ctrl.h"
 #include "platform/text.h"
 
@@ -21,7 +22,8 @@ template <typename C> constexpr Row row() {
           }};
 }
 
-constexpr std::array kControls{row<CVeltoHsmsCtrl>(), row<CVeltoSocketCtrl>()};
+constexpr std::array kControls{row<CVeltoSecsIICtrl>(), row<CVeltoHsmsCtrl>(),
+                               row<CVeltoSocketCtrl>()};
 
 } // namespace
 

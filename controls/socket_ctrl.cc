@@ -3,6 +3,7 @@
 #include "platform/text.h"
 
 #include <array>
+#include <cctype>
 
 namespace velto {
 
@@ -11,6 +12,8 @@ namespace {
 constexpr int64_t kMaxPort = 65535;
 constexpr int16_t kCannotSend = -1;
 constexpr std::array kSettings{"PortNumber", "MyPortNumber", "IPAddress", "Server"};
+
+bool isHexDigit(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
 
 } // namespace
 
@@ -84,9 +87,12 @@ std::span<const IniControl::Page> CVeltoSocketCtrl::pages() const {
 }
 
 bool CVeltoSocketCtrl::Send(const std::string &hexData) {
-  if (hexData.empty())
+  Bytes bytes = fromHex(hexData);
+  for (size_t i = 0; i < bytes.size(); ++i)
+    if (!isHexDigit(hexData[2 * i]) || !isHexDigit(hexData[2 * i + 1]))
+      bytes[i] = 0;
+  if (bytes.empty())
     return false;
-  const Bytes bytes = fromHex(hexData);
   if (engine().SendFrame(bytes) == static_cast<int32_t>(bytes.size()))
     return true;
   OnProblem(engine().Kind(), IPAddress(), PortNumber(), kCannotSend, "");

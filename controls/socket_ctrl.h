@@ -14,7 +14,7 @@ public:
   const MemberTable &members() const override { return table(); }
 
   /// Sends bytes given as hexadecimal text (a pair that is not hexadecimal gives 0) to the
-  /// addressed connection; true when all of them were sent or queued, false for an empty text.
+  /// addressed connection; true when all of them were sent or queued, false for less than one pair.
   bool Send(const std::string &hexData);
 
 private:

@@ -20,7 +20,7 @@ void TcpControl::makeEngine() {
   fresh->SetSink(this);
   fresh->SetWake([this] { timer_.startWithin(1); });
   engine_ = std::move(fresh);
-  refresh();
+  ++engineCount_;
 }
 
 void TcpControl::SetConnect(bool connect) {
@@ -28,32 +28,32 @@ void TcpControl::SetConnect(bool connect) {
   setModified();
   if (engine_->IPAddress().empty())
     engine_->SetIPAddress("127.0.0.1");
-  if (engine_->Created())
+  if (engine_->Created() || engine_->Opening())
     makeEngine();
   if (connect) {
     // The loop goes on while the engine connects: the host may set Connect again, or destroy the
     // control.
     const Lifetime::Watch alive(lifetime());
-    const CHHsmsConnection *opening = engine_.get();
+    const uint32_t opening = engineCount_;
     const bool opened = engine_->Open();
-    if (!alive || engine_.get() != opening)
+    if (!alive || engineCount_ != opening)
       return;
     connect_ = opened;
   }
-  refresh();
   scheduleTick();
+}
+
+// A loaded bag finds the link closed, so that all its settings count.
+void TcpControl::prepareLoad() {
+  if (connect_)
+    SetConnect(false);
 }
 
 // Stands for a timer of 1 ms: ticks on which nothing is due are left out.
 void TcpControl::tick() {
-  if (connect_ && !engine_->Connected()) {
+  if (!engine_->Connected() && !engine_->Opening())
     connect_ = false;
-    refresh();
-  }
-  if (engine_->changed()) {
-    engine_->setChanged(false);
-    refresh();
-  }
+  engine_->setChanged(false); // the window is made when it is asked for
   const Lifetime::Watch alive(lifetime());
   engine_->Poll();
   if (alive)
@@ -61,24 +61,26 @@ void TcpControl::tick() {
 }
 
 void TcpControl::scheduleTick() {
-  const bool dropped = connect_ && !engine_->Connected();
-  if (dropped || engine_->changed())
+  const bool dropped = connect_ && !engine_->Connected() && !engine_->Opening();
+  if (dropped)
     timer_.startWithin(1);
   else if (const auto wait = engine_->NextPoll())
     timer_.startWithin(*wait);
 }
 
-void TcpControl::refresh() {
-  const auto add = [this](TreeNode &root, const std::string &ipAddress, int32_t port) {
-    root.add(ipAddress + " (" + std::to_string(port) + ")", isMarked(ipAddress, port) ? 1 : 0);
-  };
-  view_.clear();
-  TreeNode &root = view_.add(Server() ? "Server" : "Client");
+TreeView TcpControl::view() const {
+  TreeView view;
+  TreeNode &root = view.add(Server() ? "Server" : "Client");
   root.expanded = true;
+  const auto add = [this, &root](const CHHsmsConnection &connection) {
+    root.add(connection.IPAddress() + " (" + std::to_string(connection.PortNumber()) + ")",
+             isMarked(connection) ? 1 : 0);
+  };
   if (!Server())
-    add(root, engine_->IPAddress(), engine_->PortNumber());
+    add(*engine_);
   for (size_t i = 0; i < engine_->PeerCount(); ++i)
-    add(root, engine_->Peer(i).IPAddress(), engine_->Peer(i).PortNumber());
+    add(engine_->Peer(i));
+  return view;
 }
 
 void TcpControl::SetIPAddress(const std::string &address) {
@@ -101,15 +103,10 @@ void TcpControl::SetServer(bool server) {
     return;
   engine_->SetServerMode(server);
   setModified();
-  refresh();
 }
 
 bool TcpControl::Disconnect(const std::string &ipAddress, int32_t portNumber) {
-  if (!Server())
-    return false;
-  const bool removed = engine_->RemovePeer(engine_->FindPeer(ipAddress, portNumber));
-  refresh();
-  return removed;
+  return Server() && engine_->RemovePeer(engine_->FindPeer(ipAddress, portNumber));
 }
 
 // The engine's reports name the engine's own texts, which the host may replace inside the event:

@@ -16,7 +16,8 @@ namespace velto {
 class TcpControl : public IniControl, protected CHConnectionSink {
 public:
   /// Opens or closes the link. An active entity waits up to 5 s for the connection while the loop
-  /// goes on. The control clears the flag when the connection ends.
+  /// goes on; setting Connect again meanwhile ends that wait. The control clears the flag when the
+  /// connection ends.
   bool Connect() const { return connect_; }
   void SetConnect(bool connect);
   std::string IPAddress() const { return engine_->IPAddress(); }
@@ -32,9 +33,10 @@ public:
   /// Closes a listener's peer; false when there is none of that address.
   bool Disconnect(const std::string &ipAddress, int32_t portNumber);
 
-  /// "Server" with the peers, or "Client" with its connection; image 1 marks a selected one.
-  const TreeView &view() const { return view_; }
-  std::string window() const override { return toText(view_); }
+  /// What the window shows: "Server" with the peers, or "Client" with its connection; image 1 marks
+  /// a selected one.
+  TreeView view() const;
+  std::string window() const override { return toText(view()); }
 
   Event<std::string, int32_t> onConnected{*this, 1};
   Event<std::string, int32_t> onDisconnected{*this, 2};
@@ -46,8 +48,8 @@ protected:
 
   /// A fresh engine with the protocol's settings of `old`, which is null the first time.
   virtual std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) = 0;
-  /// Whether the window marks the connection of that address.
-  virtual bool isMarked(const std::string &, int32_t) const { return false; }
+  /// Whether the window marks a connection.
+  virtual bool isMarked(const CHHsmsConnection &) const { return false; }
 
   void OnReceived(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
                   ByteView data) override;
@@ -61,8 +63,8 @@ protected:
   /// To be called in the constructor of the class, whose newEngine() it calls.
   void makeEngine();
   CHHsmsConnection &engine() const { return *engine_; }
-  void refresh();
   void scheduleTick();
+  void prepareLoad() override;
 
 private:
   void tick();
@@ -70,7 +72,7 @@ private:
   std::unique_ptr<CHHsmsConnection> engine_;
   Timer timer_;
   bool connect_ = false;
-  TreeView view_;
+  uint32_t engineCount_ = 0; // tells an engine from the one that took its place
 };
 
 } // namespace velto

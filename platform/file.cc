@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -75,6 +76,12 @@ std::string directoryOf(const std::string &path) {
   return path.substr(0, slash == 0 ? 1 : slash);
 }
 
+// Gives the new file the permissions of the old one, if there is one.
+bool keepMode(const std::string &from, const std::string &to) {
+  struct stat info {};
+  return ::stat(from.c_str(), &info) != 0 || ::chmod(to.c_str(), info.st_mode & 07777) == 0;
+}
+
 } // namespace
 
 std::optional<std::string> FileSystem::read(const std::string &path) {
@@ -93,7 +100,7 @@ std::optional<uint64_t> FileSystem::size(const std::string &path) {
 }
 
 bool FileSystem::append(const std::string &path, std::string_view bytes) {
-  OpenFile file(path, O_WRONLY | O_CREAT | O_APPEND);
+  OpenFile file(path, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK); // a pipe without a reader fails
   return file.isOpen() && file.writeAll(bytes) && file.close();
 }
 
@@ -114,10 +121,15 @@ bool FileSystem::syncDirectory(const std::string &path) {
   return directory.isOpen() && (directory.flush() || errno == EINVAL);
 }
 
+// A link stays: what it leads to is replaced.
 bool FileSystem::replace(const std::string &path, std::string_view bytes) {
-  const std::string fresh = path + ".new";
-  if (write(fresh, bytes) && rename(fresh, path))
-    return syncDirectory(path);
+  std::error_code error;
+  const std::filesystem::path real = std::filesystem::canonical(path, error);
+  const std::string target = error ? path : real.string();
+  const std::string fresh = target + ".new";
+  remove(fresh);
+  if (write(fresh, bytes) && keepMode(target, fresh) && rename(fresh, target))
+    return syncDirectory(target);
   remove(fresh);
   return false;
 }

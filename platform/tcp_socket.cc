@@ -127,6 +127,15 @@ ssize_t TcpSocket::send(ByteView first, ByteView second) {
   return sendmsg(fd_, &message, MSG_NOSIGNAL);
 }
 
+// The bound keeps a remote end that never stops sending from holding the caller.
+void TcpSocket::finish() {
+  constexpr int kMostReads = 256;
+  shutdown(fd_, SHUT_WR);
+  std::array<uint8_t, 65536> dropped;
+  for (int i = 0; i < kMostReads && receive(dropped.data(), dropped.size()) > 0;)
+    ++i;
+}
+
 uint16_t TcpSocket::localPort() const {
   sockaddr_in address{};
   socklen_t size = sizeof address;

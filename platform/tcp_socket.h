@@ -25,9 +25,9 @@ public:
   TcpSocket(TcpSocket &&other) noexcept;
   TcpSocket &operator=(TcpSocket &&other) noexcept;
 
-  /// Creates the socket, bound to `localPort` (0: any), with keep-alive on. `reuseAddress` lets a
-  /// listener take its port again at once after a restart. Closes an earlier socket first; stays
-  /// closed when it fails.
+  /// Creates the socket, bound to `localPort` (0: any), with keep-alive on. `reuseAddress` lets it
+  /// take a port that connections which have just ended still occupy. Closes an earlier socket
+  /// first; stays closed when it fails.
   int create(uint16_t localPort, bool reuseAddress);
   int listen(int backlog);
   /// 0 when connected at once, EINPROGRESS while connecting.
@@ -42,6 +42,9 @@ public:
   ssize_t receive(uint8_t *buffer, size_t size);
   /// Sends `first` followed by `second` in one write; the count taken, or -1 with `errno`.
   ssize_t send(ByteView first, ByteView second = {});
+  /// To call before close(): ends what is sent, and drops what has arrived. Unread bytes would turn
+  /// the close into a reset, which destroys what the other end has yet to read. Never blocks.
+  void finish();
 
   int fd() const { return fd_; }
   bool isOpen() const { return fd_ >= 0; }

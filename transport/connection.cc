@@ -36,19 +36,16 @@ CHHsmsConnection::~CHHsmsConnection() { Close(); }
 bool CHHsmsConnection::Open() {
   if (serverMode_)
     return !created_ && !Opening() && startListening() == 0;
-  bool finished = false;
-  bool connected = false;
+  bool opened = false;
   Lifetime::Watch alive(lifetime_);
-  if (!StartOpen([&](bool outcome) {
-        finished = true;
-        connected = outcome;
-      }))
+  if (!StartOpen([&](bool outcome) { opened = outcome; }))
     return false;
-  const auto request = opening_;
-  loop_.runUntil([&] { return finished || !alive || opening_ != request; }, kOpenTimeout);
-  if (alive && opening_ == request)
+  // The request ends with its outcome, with Close() and with the object.
+  const std::weak_ptr<OpenRequest> request = opening_;
+  loop_.runUntil([&] { return request.expired(); }, kOpenTimeout);
+  if (!request.expired())
     finishOpen(ETIMEDOUT);
-  return connected;
+  return opened && alive && connected_;
 }
 
 bool CHHsmsConnection::StartOpen(std::function<void(bool connected)> done) {
@@ -92,7 +89,7 @@ int CHHsmsConnection::startListening() {
 int CHHsmsConnection::startConnecting() {
   if (!isPort(myPortNumber_) || !isPort(portNumber_))
     return EINVAL;
-  int error = socket_.create(static_cast<uint16_t>(myPortNumber_), false);
+  int error = socket_.create(static_cast<uint16_t>(myPortNumber_), myPortNumber_ != 0);
   if (error == 0) {
     if (ipAddress_.empty())
       ipAddress_ = localHostName();
@@ -124,13 +121,12 @@ void CHHsmsConnection::finishOpen(int error) {
   opening_.reset();
   wake();
   if (request->done)
-    request->done(true);
+    request->done(connected_);
 }
 
 void CHHsmsConnection::Close() {
   opening_.reset();
   disconnect();
-  received_.clear();
   acceptPaused_ = false;
   spare_.release();
   ++peerGeneration_;
@@ -139,6 +135,16 @@ void CHHsmsConnection::Close() {
 }
 
 void CHHsmsConnection::disconnect() {
+  if (connected_ && !listening_) {
+    if (!output_.empty())
+      socket_.send(output_.view());
+    socket_.finish();
+  }
+  closeSocket();
+  received_.clear();
+}
+
+void CHHsmsConnection::closeSocket() {
   connected_ = false;
   watch_.reset();
   socket_.close();
@@ -198,7 +204,7 @@ void CHHsmsConnection::receive() {
 
 void CHHsmsConnection::closedByRemote(int error) {
   recordError(error);
-  disconnect();
+  closeSocket();
   markChanged();
   Lifetime::Watch alive(lifetime_);
   onConnectionChanged(false);
@@ -274,7 +280,7 @@ void CHHsmsConnection::Poll() {
   Lifetime::Watch alive(lifetime_);
   if (listening_) {
     pollPeers();
-  } else if (connected_ && !received_.empty()) {
+  } else if (!received_.empty()) {
     markChanged();
     ByteQueue data = takeReceived(received_.size());
     reportReceived(data.view());
@@ -304,6 +310,11 @@ int32_t CHHsmsConnection::ReadBuffer(uint8_t *destination, int32_t count, bool r
 
 uint32_t CHHsmsConnection::PeekLength() const {
   return received_.size() < sizeof(uint32_t) ? 0 : readBigEndian<uint32_t>(received_.view().data());
+}
+
+bool CHHsmsConnection::holdsFrame() const {
+  return received_.size() >= sizeof(uint32_t) &&
+         received_.size() - sizeof(uint32_t) >= PeekLength();
 }
 
 ByteQueue CHHsmsConnection::takeReceived(size_t count) {

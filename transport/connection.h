@@ -40,7 +40,7 @@ public:
   void SetMyPortNumber(int32_t port) { myPortNumber_ = port; }
   /// Receive buffer limit and largest message accepted, in bytes; at most kLargestMaxLength counts.
   void SetMaxLength(uint32_t bytes) { maxLength_ = std::min(bytes, kLargestMaxLength); }
-  /// Peers that a listener holds at most; further connections are closed at once. Default 1,024.
+  /// Peers that a listener serves at most; further connections are closed at once. Default 1,024.
   void SetMaxPeers(size_t count) { maxPeers_ = count; }
   /// Bytes that wait at most for a peer that does not read. Default 64 MiB.
   void SetMaxQueued(size_t bytes) { maxQueued_ = bytes; }
@@ -75,18 +75,21 @@ public:
   void setChanged(bool changed) { changed_ = changed; }
 
   /// Listens, or connects and waits for the outcome up to kOpenTimeout while the loop goes on.
-  /// False when that fails, when the object is open already, or when it was closed meanwhile.
+  /// False when that fails, when the object is open already, or when the connection has ended
+  /// meanwhile.
   bool Open();
   /// Starts to listen or connect and returns at once; false when that cannot even start. `done` is
   /// called once with the outcome, not from inside this call; never after Close().
   bool StartOpen(std::function<void(bool connected)> done);
-  /// Closes the socket, drops what is buffered and deletes every peer. Reports nothing.
+  /// Closes the socket, drops what is buffered and deletes every peer. Reports nothing. What waits
+  /// to be sent is tried once more, without blocking.
   void Close();
 
   /// Sends to the current target (see SetIPAddress); the count of bytes sent or queued, 0 when
   /// there is no target or the queue is full.
   virtual int32_t SendFrame(ByteView bytes);
-  /// One tick of the owner's timer: hands over what arrived, and checks time-outs.
+  /// One tick of the owner's timer: hands over what arrived, and checks time-outs. What arrived
+  /// whole before the remote end closed is still handed over; a listener keeps the peer until then.
   virtual void Poll();
   /// Milliseconds until Poll() has something to do if nothing arrives meanwhile; 0: on the next
   /// tick; nothing: never. Skipping the polls before that changes nothing.
@@ -116,6 +119,10 @@ protected:
   virtual size_t readSize() const { return 1024; }
   /// Bytes buffered at most; reading stops there until some were taken.
   virtual size_t bufferLimit() const { return maxLength_; }
+  /// Whether the buffer holds something to hand over.
+  virtual bool holdsUnit() const { return !received_.empty(); }
+  /// Whether the buffer starts with a whole frame: four bytes of length, and what they count.
+  bool holdsFrame() const;
   /// Bytes were added to the buffer.
   virtual void onArrived() { wake(); }
   /// The connection was made or ended by the remote end; reports it.
@@ -137,7 +144,8 @@ protected:
   ByteQueue takeReceived(size_t count);
   void giveBack(ByteQueue &&taken) { received_.reuse(std::move(taken)); }
   void dropReceived();
-  /// Ends the connection without a report; the object stays until its owner deletes it.
+  /// Ends the connection without a report and drops what is buffered; the object stays until its
+  /// owner deletes it.
   void disconnect();
 
   // Reports to the sink. The sink may destroy this object in each of them.
@@ -159,11 +167,13 @@ private:
   void acceptPeer();
   void acceptFailed(int error);
   void addPeer(TcpSocket::Peer accepted);
+  bool finished() const { return !connected_ && !holdsUnit(); }
   void pollPeers();
   void flush();
   void sendFailed(int error);
   void recordError(int error);
   void closedByRemote(int error);
+  void closeSocket();
 
   EventLoop &loop_;
   const ConnectionKind kind_;

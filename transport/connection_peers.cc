@@ -2,6 +2,7 @@
 
 #include "transport/deadline.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -21,14 +22,18 @@ bool isShortage(int error) {
 void CHHsmsConnection::acceptPeer() {
   int error = 0;
   auto accepted = socket_.accept(error);
-  if (!accepted)
+  if (!accepted) {
     acceptFailed(error);
-  else if (peers_.size() < maxPeers_)
+    return;
+  }
+  const auto served =
+      std::ranges::count_if(peers_, [](const auto &peer) { return !peer->finished(); });
+  if (static_cast<size_t>(served) < maxPeers_)
     addPeer(std::move(*accepted));
 }
 
-// Out of descriptors: the spare one makes it possible to turn the connection away. Without it, the
-// listener rests until the next tick.
+// Out of descriptors: the spare one makes it possible to turn the connection away. When that does
+// not help either, the listener rests until the next tick.
 void CHHsmsConnection::acceptFailed(int error) {
   if (!isShortage(error))
     return;
@@ -38,7 +43,7 @@ void CHHsmsConnection::acceptFailed(int error) {
     socket_.accept(error);
     spare_.acquire();
   }
-  if (!spare_.held()) {
+  if (isShortage(error)) {
     acceptPaused_ = true;
     watchSocket();
   }
@@ -75,12 +80,13 @@ void CHHsmsConnection::copySettings(CHHsmsConnection &peer) const {
   peer.maxQueued_ = maxQueued_;
 }
 
+// An address can be there twice when its peer has reconnected; the newer connection counts.
 CHHsmsConnection *CHHsmsConnection::FindPeer(const std::string &ipAddress,
                                              int32_t portNumber) const {
-  const auto found = std::find_if(peers_.begin(), peers_.end(), [&](const auto &peer) {
+  const auto found = std::find_if(peers_.rbegin(), peers_.rend(), [&](const auto &peer) {
     return peer->portNumber_ == portNumber && peer->ipAddress_ == ipAddress;
   });
-  return found == peers_.end() ? nullptr : found->get();
+  return found == peers_.rend() ? nullptr : found->get();
 }
 
 bool CHHsmsConnection::RemovePeer(CHHsmsConnection *peer) {
@@ -103,7 +109,7 @@ void CHHsmsConnection::pollPeers() {
   Lifetime::Watch alive(lifetime_);
   const uint32_t generation = peerGeneration_;
   for (size_t i = 0; i < peers_.size(); ++i) {
-    if (!peers_[i]->connected_) {
+    if (peers_[i]->finished()) {
       RemovePeer(peers_[i].get());
       return;
     }
@@ -117,7 +123,7 @@ std::optional<uint32_t> CHHsmsConnection::NextPoll() const {
   if (socketErrorPending() || acceptPaused_)
     return 0;
   if (!listening_)
-    return connected_ && !received_.empty() ? std::optional<uint32_t>(0) : std::nullopt;
+    return received_.empty() ? std::nullopt : std::optional<uint32_t>(0);
   std::optional<uint32_t> next;
   for (const auto &peer : peers_) {
     const auto peerNext = peer->connected_ ? peer->NextPoll() : 0;

@@ -98,16 +98,15 @@ void CHHsms::wake() const {
 // Receiving -------------------------------------------------------------------------------------
 
 // A report may pump the loop, and so get here again: each frame is taken out before it is reported,
-// and what is left is looked at anew afterwards.
+// and what is left is looked at anew afterwards. That the remote end has closed meanwhile does not
+// matter; disconnect() empties the buffer. T8 starts anew after reports, which may take long.
 void CHHsms::handleArrival(Link &link) {
   link.grownAt = link.ticks();
   Lifetime::Watch alive(link.lifetime());
-  while (link.usable() && link.BufferedLength() >= static_cast<int32_t>(kFrameLengthSize)) {
+  while (link.holdsUnit()) {
     const uint32_t length = link.PeekLength();
     if (length > link.MaxLength())
       rejectLength(link, ErrorGemHsmsExceedMaxLength, length);
-    else if (static_cast<size_t>(link.BufferedLength()) < length + kFrameLengthSize)
-      break;
     else if (length < CHSecsHeader::kSize)
       rejectLength(link, ErrorGemHsmsLengthTooShort, length);
     else
@@ -115,9 +114,8 @@ void CHHsms::handleArrival(Link &link) {
     if (!alive)
       return;
   }
-  if (link.BufferedLength() == 0)
-    link.grownAt.reset();
-  else
+  link.grownAt = link.ticks();
+  if (link.holdsPart())
     wake();
 }
 
@@ -272,9 +270,8 @@ void CHHsms::expireT7(Link &link) {
 }
 
 void CHHsms::expireT8(Link &link) {
-  if (!link.grownAt || timeLeft(link.ticks(), *link.grownAt, settings_.t8) != 0)
+  if (!link.holdsPart() || timeLeft(link.ticks(), link.grownAt, settings_.t8) != 0)
     return;
-  link.grownAt.reset();
   link.dropReceived();
   reportProblem(link, ErrorGemHsmsT8Timeout);
 }

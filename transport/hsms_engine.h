@@ -104,7 +104,7 @@ public:
   size_t PeerCount() const;
 
   /// Listens, or connects and waits for the outcome up to five seconds while the loop goes on.
-  /// False when that fails, when the engine is open, or when it was closed meanwhile.
+  /// False when that fails, when the engine is open, or when the connection has ended meanwhile.
   bool Open();
   /// Starts to listen or connect and returns at once; false when that cannot even start. `done` is
   /// called once with the outcome, not from inside this call; never after Close().

@@ -63,20 +63,23 @@ void CHHsms::handleMessage(Link &link, ByteView message) {
   Lifetime::Watch alive(link.lifetime());
   if (header.isControl()) {
     owner_.OnControlReceived(address, link.PortNumber(), message);
-    if (alive && link.usable())
+    if (alive)
       handleControl(link, header);
     return;
   }
   const bool notSelected = !link.selected;
   owner_.OnDataReceived(address, link.PortNumber(), message, notSelected);
-  if (notSelected && alive && link.usable())
+  if (notSelected && alive)
     reject(link, header, EntityNotSelected);
 }
 
 bool CHHsms::isDuplicate(Link &link, ByteView message) {
-  if (settings_.discardDuplicates && std::ranges::equal(link.lastMessage, message))
+  if (!settings_.discardDuplicates)
+    link.lastMessage = Bytes();
+  else if (std::ranges::equal(link.lastMessage, message))
     return true;
-  link.lastMessage.assign(message.begin(), message.end());
+  else
+    link.lastMessage.assign(message.begin(), message.end());
   return false;
 }
 

@@ -52,16 +52,20 @@ public:
       next = timeLeft(now, requests.front().sentAt, settings.t6);
     if (!selected && settings.t7 != 0)
       next = sooner(next, timeLeft(now, notSelectedSince, settings.t7));
-    if (grownAt)
-      next = sooner(next, timeLeft(now, *grownAt, settings.t8));
+    if (holdsPart())
+      next = sooner(next, timeLeft(now, grownAt, settings.t8));
     return next;
   }
 
+  /// A whole frame, or a length that is refused at once.
+  bool holdsUnit() const override { return holdsFrame() || PeekLength() > MaxLength(); }
+  bool holdsPart() const { return BufferedLength() != 0 && !holdsUnit(); }
+
   bool selected = false;
-  uint32_t notSelectedSince = 0;   // tick
-  std::optional<uint32_t> grownAt; // tick when a part of a message last grew
-  std::vector<Request> requests;   // open control transactions in the order they were sent
-  Bytes lastMessage;               // to find a duplicate
+  uint32_t notSelectedSince = 0; // tick
+  uint32_t grownAt = 0;          // tick when the buffer last grew
+  std::vector<Request> requests; // open control transactions in the order they were sent
+  Bytes lastMessage;             // to find a duplicate
 
 protected:
   std::unique_ptr<CHHsmsConnection> CreatePeer() override {

@@ -51,15 +51,15 @@ std::optional<CHSecsHeader> readMhead(ByteView message) {
   if (body.empty() || (body[0] & ~kLengthBytes) != kBinary)
     return std::nullopt;
   const size_t lengthBytes = body[0] & kLengthBytes;
-  body = body.subspan(1);
-  if (body.size() < lengthBytes + CHSecsHeader::kSize)
+  if (body.size() <= lengthBytes)
     return std::nullopt;
   size_t length = 0;
-  for (size_t i = 0; i < lengthBytes; ++i)
-    length = length << 8 | body[i];
-  if (length != CHSecsHeader::kSize)
+  for (const uint8_t byte : body.subspan(1, lengthBytes))
+    length = length << 8 | byte;
+  body = body.subspan(1 + lengthBytes);
+  if (length < CHSecsHeader::kSize || length > body.size())
     return std::nullopt;
-  return readHeader(body.subspan(lengthBytes, CHSecsHeader::kSize));
+  return readHeader(body.first(CHSecsHeader::kSize));
 }
 
 const char *hsmsTypeName(SType type) {

@@ -32,9 +32,9 @@ bool isReply(const CHSecsHeader &reply, const CHSecsHeader &primary);
 /// True when both have the same stream, function and system bytes.
 bool isSameMessage(const CHSecsHeader &a, const CHSecsHeader &b);
 
-/// The MHEAD that a stream 9 message carries as its body, one binary item of ten bytes: the header
-/// of the message that it complains about (SEMI E5 10.13). Nothing when the body holds no such
-/// item.
+/// The MHEAD that a stream 9 message carries as its body, the first ten bytes of a binary item: the
+/// header of the message that it complains about (SEMI E5 10.13). Nothing when the body holds no
+/// such item.
 std::optional<CHSecsHeader> readMhead(ByteView message);
 
 /// "Select Request" to "Separate Request"; "Unknown" for a type that has no such name.

@@ -34,6 +34,8 @@ void CHHsmsLink::onArrived() {
 }
 
 void CHHsmsLink::onConnectionChanged(bool connected) {
+  if (connected)
+    selected_ = false;
   notSelectedSince_ = ticks();
   CHHsmsConnection::onConnectionChanged(connected);
 }
@@ -89,9 +91,10 @@ int32_t CHHsmsLink::SendFrame(ByteView bytes) {
     peer->times_ = times_;
     return peer->SendFrame(bytes);
   }
-  if (Connected() && bytes.size() > kFrameLengthSize)
+  const int32_t sent = CHHsmsConnection::SendFrame(bytes);
+  if (sent > static_cast<int32_t>(kFrameLengthSize))
     openTransaction(bytes.subspan(kFrameLengthSize));
-  return CHHsmsConnection::SendFrame(bytes);
+  return sent;
 }
 
 // The owner need not be woken for a transaction that times out after another one of its kind.
@@ -102,54 +105,53 @@ void CHHsmsLink::openTransaction(ByteView message) {
   const bool isPrimary = header->sType() == 0 && header->wbit() && header->function() % 2 != 0;
   if (!isPrimary && !isControlRequest(*header))
     return;
-  const bool first = isPrimary ? open_.size() == openControls_ : openControls_ == 0;
-  openControls_ += isPrimary ? 0 : 1;
-  open_.push_back({ticks(), *header, Bytes(message.begin(), message.end())});
+  OpenList &list = open_[isPrimary ? Data : Control];
+  list.push_back({ticks(), sentCount_++, *header, Bytes(message.begin(), message.end())});
   markChanged();
-  if (first)
+  if (list.size() == 1)
     wake();
 }
 
-Bytes CHHsmsLink::takeTransaction(OpenList::iterator position) {
-  Bytes message = std::move(position->message);
-  openControls_ -= position->isControl() ? 1 : 0;
-  open_.erase(position);
-  return message;
-}
-
 size_t CHHsmsLink::OpenTransactionCount() const {
-  size_t count = open_.size();
+  size_t count = open_[Data].size() + open_[Control].size();
   for (size_t i = 0; i < PeerCount(); ++i)
-    count += static_cast<const CHHsmsLink &>(Peer(i)).open_.size();
+    count += static_cast<const CHHsmsLink &>(Peer(i)).OpenTransactionCount();
   return count;
 }
 
-uint32_t CHHsmsLink::timeLimit(const OpenTransaction &transaction) const {
-  return transaction.isControl() && times_.t6 != 0 ? std::min(times_.t3, times_.t6) : times_.t3;
+uint32_t CHHsmsLink::timeLimit(OpenKind kind) const {
+  return kind == Control && times_.t6 != 0 ? std::min(times_.t3, times_.t6) : times_.t3;
 }
 
 // Reports at most one transaction a tick, the one sent first.
 bool CHHsmsLink::expireTransaction() {
   const uint32_t now = ticks();
-  const auto found = std::find_if(open_.begin(), open_.end(), [&](const OpenTransaction &entry) {
-    return timeLeft(now, entry.sentAt, timeLimit(entry)) == 0;
-  });
-  if (found == open_.end())
+  std::optional<OpenKind> due;
+  for (const OpenKind kind : {Data, Control}) {
+    const OpenList &list = open_[kind];
+    if (!list.empty() && timeLeft(now, list.front().sentAt, timeLimit(kind)) == 0 &&
+        (!due || list.front().number < open_[*due].front().number))
+      due = kind;
+  }
+  if (!due)
     return false;
+  const OpenTransaction expired = std::move(open_[*due].front());
+  open_[*due].pop_front();
   const bool isT6 =
-      found->isControl() && times_.t6 != 0 && timeLeft(now, found->sentAt, times_.t6) == 0;
-  const Bytes message = takeTransaction(found);
+      due == Control && times_.t6 != 0 && timeLeft(now, expired.sentAt, times_.t6) == 0;
   markChanged();
-  reportProblem(isT6 ? ErrorHsmsT6 : ErrorHsmsT3, toHex(message));
+  reportProblem(isT6 ? ErrorHsmsT6 : ErrorHsmsT3, toHex(expired.message));
   return true;
 }
 
 // A stream 9 message ends the transaction of the message that its MHEAD names (SEMI E5 10.13).
 void CHHsmsLink::closeTransaction(const CHSecsHeader &header, ByteView message) {
   const auto closeFirst = [this](const auto &isAnswered) {
-    const auto found = std::find_if(open_.begin(), open_.end(), isAnswered);
-    if (found != open_.end())
-      takeTransaction(found);
+    for (OpenList &list : open_)
+      if (const auto found = std::ranges::find_if(list, isAnswered); found != list.end()) {
+        list.erase(found);
+        return;
+      }
   };
   if (header.sType() != 0 || header.stream() != 9) {
     closeFirst([&](const OpenTransaction &entry) { return answers(header, entry); });
@@ -192,13 +194,18 @@ bool CHHsmsLink::expireT7() {
   return true;
 }
 
+bool CHHsmsLink::hasLength() const {
+  return BufferedLength() >= static_cast<int32_t>(kFrameLengthSize);
+}
+
 void CHHsmsLink::receiveFrame() {
-  const size_t buffered = static_cast<size_t>(BufferedLength());
-  if (buffered < kFrameLengthSize)
+  if (!Connected() && !holdsFrame())
+    dropReceived(); // the rest will not come
+  if (!hasLength())
     return;
   const uint32_t length = PeekLength();
   const bool tooLong = length > MaxLength();
-  if (buffered < length + uint64_t{kFrameLengthSize}) {
+  if (!holdsFrame()) {
     if (timeLeft(ticks(), lastArrival_, times_.t8) != 0)
       return;
     if (tooLong)
@@ -239,20 +246,12 @@ std::optional<uint32_t> CHHsmsLink::NextPoll() const {
   std::optional<uint32_t> next;
   if (Connected() && !selected_ && times_.t7 != 0)
     next = timeLeft(now, notSelectedSince_, times_.t7);
-  // The oldest of each kind is the next of its kind to time out.
-  for (const bool isControl : {false, true}) {
-    if ((isControl ? openControls_ : open_.size() - openControls_) == 0)
-      continue;
-    const auto oldest = std::find_if(open_.begin(), open_.end(), [&](const OpenTransaction &entry) {
-      return entry.isControl() == isControl;
-    });
-    next = sooner(next, timeLeft(now, oldest->sentAt, timeLimit(*oldest)));
-  }
-  const size_t buffered = static_cast<size_t>(BufferedLength());
-  if (buffered < kFrameLengthSize)
-    return next;
-  const bool complete = buffered >= PeekLength() + uint64_t{kFrameLengthSize};
-  return sooner(next, complete ? 0 : timeLeft(now, lastArrival_, times_.t8));
+  for (const OpenKind kind : {Data, Control})
+    if (!open_[kind].empty())
+      next = sooner(next, timeLeft(now, open_[kind].front().sentAt, timeLimit(kind)));
+  if (hasLength())
+    next = sooner(next, holdsFrame() ? 0 : timeLeft(now, lastArrival_, times_.t8));
+  return next;
 }
 
 } // namespace velto

@@ -3,6 +3,7 @@
 #include "secs2/header.h"
 #include "transport/connection.h"
 
+#include <array>
 #include <deque>
 
 namespace velto {
@@ -41,8 +42,8 @@ public:
   uint32_t T7() const { return times_.t7; }
   uint32_t T8() const { return times_.t8; }
 
-  /// Whether the connection (of a listener: the addressed peer) is selected. Received Select
-  /// messages set it; only the owner clears it.
+  /// Whether the connection (of a listener: the addressed peer) is selected. A new connection is
+  /// not; received Select messages set it; only the owner clears it.
   bool Selected() const { return Selected(IPAddress(), PortNumber()); }
   void SetSelected(bool selected) { SetSelected(IPAddress(), PortNumber(), selected); }
   /// The same for a named connection; false and no effect when there is none of that name.
@@ -52,8 +53,8 @@ public:
   /// Requests that wait for their answer; of a listener: those of all peers.
   size_t OpenTransactionCount() const;
 
-  /// Sends a whole frame (length, header and body), whose header goes out as it is. A request opens
-  /// a transaction.
+  /// Sends a whole frame (length, header and body), whose header goes out as it is. A request that
+  /// was sent opens a transaction.
   int32_t SendFrame(ByteView bytes) override;
   /// One tick: reports the first transaction that timed out, or else a T7 time-out, or else hands
   /// over one message.
@@ -63,6 +64,7 @@ public:
 protected:
   std::unique_ptr<CHHsmsConnection> CreatePeer() override;
   size_t bufferLimit() const override;
+  bool holdsUnit() const override { return holdsFrame(); }
   void onArrived() override;
   void onConnectionChanged(bool connected) override;
 
@@ -76,21 +78,21 @@ private:
   };
   struct OpenTransaction {
     uint32_t sentAt; // tick
+    uint64_t number; // counts what was sent
     CHSecsHeader header;
     Bytes message;
-    bool isControl() const { return header.sType() != 0; }
   };
-
   using OpenList = std::deque<OpenTransaction>;
+  enum OpenKind : size_t { Data, Control, OpenKindCount };
 
   CHHsmsLink *findLink(const std::string &ipAddress, int32_t portNumber) const;
   bool isNamed(const std::string &ipAddress, int32_t portNumber) const;
   void setSelected(bool selected);
   void openTransaction(ByteView message);
-  Bytes takeTransaction(OpenList::iterator position);
-  uint32_t timeLimit(const OpenTransaction &transaction) const;
+  uint32_t timeLimit(OpenKind kind) const;
   bool expireTransaction();
   bool expireT7();
+  bool hasLength() const;
   void receiveFrame();
   void rejectBuffered(int16_t errorCode, const std::string &text);
   void deliver(ByteView message);
@@ -102,8 +104,9 @@ private:
   bool selected_ = false;
   uint32_t notSelectedSince_ = 0; // tick, while connected and not selected
   uint32_t lastArrival_ = 0;      // tick, while bytes are buffered
-  OpenList open_;                 // in the order they were sent
-  size_t openControls_ = 0;       // how many of them are control transactions
+  uint64_t sentCount_ = 0;
+  // Each in the order of sending; all of a kind share their limit, so the first one is due first.
+  std::array<OpenList, OpenKindCount> open_;
 };
 
 } // namespace velto

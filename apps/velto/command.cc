@@ -2,6 +2,7 @@
 
 #include "apps/velto/container/container.h"
 #include "apps/velto/describe.h"
+#include "apps/velto/describe_messages.h"
 #include "controls/registry.h"
 #include "platform/text.h"
 
@@ -17,8 +18,8 @@ constexpr std::array kCommands{
     Command{"demo", "two HSMS ends talk to each other over the loopback", runDemoCommand},
     Command{"container", "host controls and run commands from files or the keyboard",
             runContainerCommand},
-    Command{"sml", "SML to hexadecimal and back, normalised SML", runSmlCommand},
-    Command{"describe", "the properties, methods and events of the controls", runDescribeCommand},
+    Command{"sml", "SML to hexadecimal and back, normalised SML, verification", runSmlCommand},
+    Command{"describe", "the members of the controls, the table of messages", runDescribeCommand},
 };
 
 bool asksForHelp(const CommandArguments &arguments) {
@@ -51,7 +52,8 @@ int runContainerCommand(const CommandArguments &arguments) {
 int runDescribeCommand(const CommandArguments &arguments) {
   if (arguments.empty() || asksForHelp(arguments)) {
     std::cout << "usage: velto describe CONTROL…\n"
-                 "       velto describe --markdown    the reference of all controls\n\n"
+                 "       velto describe --markdown    the reference of all controls\n"
+                 "       velto describe messages      the table of SECS-II messages\n\n"
                  "Controls:";
     for (const MemberTable *table : controlTables())
       std::cout << ' ' << table->controlName;
@@ -62,6 +64,10 @@ int runDescribeCommand(const CommandArguments &arguments) {
     std::cout << "# Controls\n";
     for (const MemberTable *table : controlTables())
       std::cout << '\n' << describeMarkdown(*table);
+    return kExitDone;
+  }
+  if (arguments[0] == "messages") {
+    std::cout << describeMessages();
     return kExitDone;
   }
   for (const std::string &name : arguments) {

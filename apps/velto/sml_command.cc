@@ -1,4 +1,4 @@
-// velto sml: SML text to hexadecimal and back.
+// velto sml: SML text to hexadecimal and back, and verified.
 
 #include "apps/velto/command.h"
 #include "platform/file.h"
@@ -6,6 +6,7 @@
 #include "secs2/message.h"
 #include "secs2/sml_lexer.h"
 #include "secs2/sml_printer.h"
+#include "secs2/verifier.h"
 
 #include <algorithm>
 #include <iostream>
@@ -16,20 +17,23 @@ namespace velto {
 
 namespace {
 
-enum class Mode { Print, ToHex, FromHex };
+enum class Mode { Print, ToHex, FromHex, Verify };
 
 struct Options {
   Mode mode = Mode::Print;
   bool crlf = false;
+  bool host = false;
   std::vector<std::string> files;
 };
 
 constexpr const char *kUsage =
-    "usage: velto sml [--hex | --from-hex] [--crlf] [FILE…]\n\n"
+    "usage: velto sml [--hex | --from-hex | --verify [--host]] [--crlf] [FILE…]\n\n"
     "Reads messages in SML, from standard input without files, and prints them as normalised\n"
     "SML. In a file of several messages each ends with a period.\n\n"
     "  --hex       print header and body in hexadecimal, one message a line\n"
     "  --from-hex  read such lines and print SML; blanks inside a line do not count\n"
+    "  --verify    print what an equipment finds in each message, and the reply that it suggests\n"
+    "  --host      verify as a host\n"
     "  --crlf      end lines of SML with CR LF, as the controls do\n";
 
 // A message's text and the line that it begins on.
@@ -98,9 +102,24 @@ private:
       const std::string_view sml = source.text.empty() ? " " : source.text;
       if (!message.SetFromSml(sml, &error))
         return fail(source.line + error.line - 1, error.reason + " at \"" + error.token + "\"");
-      if (const int status = print(message, source.line, sources.size() > 1); status != kExitDone)
+      const int status = options_.mode == Mode::Verify
+                             ? verify(std::move(message), &source != &sources.front())
+                             : print(message, source.line, sources.size() > 1);
+      if (status != kExitDone)
         return status;
     }
+    return kExitDone;
+  }
+
+  int verify(CHSecsMessage message, bool blankLine) {
+    CHSecsVerifier slot;
+    slot.isEquipmentSide = !options_.host;
+    slot.message = std::move(message);
+    std::string text = blankLine ? "\r\n" : "";
+    text += toText(slot.Verify(true)) + std::string("\r\n");
+    if (slot.partner()->replyValid)
+      text += RenderSml(slot.partner()->message);
+    write(std::move(text));
     return kExitDone;
   }
 
@@ -136,10 +155,14 @@ private:
       return fail(line, "the message is too long to encode");
     if (several && options_.mode != Mode::ToHex)
       text += ".\r\n";
+    write(std::move(text));
+    return kExitDone;
+  }
+
+  void write(std::string text) const {
     if (!options_.crlf || options_.mode == Mode::ToHex)
       std::erase(text, '\r');
     std::cout << text << std::flush;
-    return kExitDone;
   }
 
   int fail(int line, const std::string &reason) const {
@@ -158,6 +181,10 @@ std::optional<Options> parseOptions(const CommandArguments &arguments) {
       options.mode = Mode::ToHex;
     else if (argument == "--from-hex")
       options.mode = Mode::FromHex;
+    else if (argument == "--verify")
+      options.mode = Mode::Verify;
+    else if (argument == "--host")
+      options.host = true;
     else if (argument == "--crlf")
       options.crlf = true;
     else if (argument.size() > 1 && argument[0] == '-')

@@ -145,15 +145,20 @@ PropertyBag Control::save() {
 
 void Control::load(const PropertyBag &bag) {
   Lifetime::Watch alive(lifetime_);
+  prepareLoad();
   for (const Member &member : members().members) {
+    if (!alive)
+      return;
     if (!member.persisted)
       continue;
     const Variant *kept = bag.find(member.name);
     const auto value = kept != nullptr ? kept->as(member.type) : std::nullopt;
-    member.set(*this, {}, value ? *value : *member.persisted);
-    if (!alive)
-      return;
+    const Variant &wanted = value ? *value : *member.persisted;
+    if (member.get(*this, {}) != wanted)
+      member.set(*this, {}, wanted);
   }
+  if (!alive)
+    return;
   modified_ = false;
 }
 

@@ -65,8 +65,8 @@ public:
   bool modified() const { return modified_; }
   /// Writes the persisted properties and clears the modified flag.
   PropertyBag save();
-  /// Sets the persisted properties from the bag in table order, those that it lacks to their
-  /// defaults, and clears the modified flag.
+  /// Sets the persisted properties that differ from the bag in table order, those that it lacks to
+  /// their defaults, and clears the modified flag.
   void load(const PropertyBag &bag);
 
   /// The control's window as text; empty for a control whose window shows nothing.
@@ -85,6 +85,8 @@ public:
 protected:
   const ControlSite &site() const { return site_; }
   Lifetime &lifetime() { return lifetime_; }
+  /// Called before a bag is loaded.
+  virtual void prepareLoad() {}
   /// For the setters of persisted properties.
   void setModified() { modified_ = true; }
 

@@ -12,18 +12,20 @@ void IniControl::SetIniSection(const std::string &section) {
   setModified();
 }
 
-// Flags and numbers stand in the file as decimal numbers.
+// Flags and numbers stand in the file as decimal numbers; one that its property cannot hold is
+// ignored.
 bool IniControl::LoadIniFile() {
   if (!hasIniNames())
     return false;
   const IniFile file(iniFileName_, site().files);
   for (const char *key : iniKeys()) {
-    if (!file.has(iniSection_, key))
-      setSetting(key, missingSetting(key));
-    else if (setting(key).isText())
-      setSetting(key, file.text(iniSection_, key, ""));
-    else
+    const Variant fallback = missingSetting(key);
+    if (fallback.isText())
+      setSetting(key, file.text(iniSection_, key, fallback.toString()));
+    else if (file.has(iniSection_, key))
       setSetting(key, file.integer(iniSection_, key, 0));
+    else
+      setSetting(key, fallback);
   }
   return true;
 }

@@ -84,13 +84,16 @@ TEST(Documentation, ItsExamplesRun) {
 
 TEST(Documentation, TheReferenceIsWhatTheProgramDescribes) {
   EXPECT_EQ(run("velto describe --markdown", ".").output, source("docs/controls.md"));
+  EXPECT_EQ(run("velto describe messages", ".").output, source("docs/messages.md"));
 }
 
-TEST(Examples, TheContainerScriptRuns) {
+TEST(Examples, TheContainerScriptsRun) {
   const TemporaryDirectory folder;
-  const Result result =
-      run("velto container " VELTO_SOURCE_DIR "/examples/hsms_links.velto", folder / "");
-  EXPECT_EQ(result.status, 0) << result.output;
+  for (const char *script : {"hsms_links.velto", "verification.velto"}) {
+    const Result result =
+        run("velto container " VELTO_SOURCE_DIR "/examples/" + std::string(script), folder / "");
+    EXPECT_EQ(result.status, 0) << result.output;
+  }
   for (const char *file :
        {"hsms_links.ini", "hsms_links.log", "hsms_links001.log", "hsms_links002.log"})
     EXPECT_TRUE(std::filesystem::exists(folder / file)) << file;
@@ -108,6 +111,11 @@ TEST(Demo, TellsItsStory) {
         "  equipment --> host  S6F11W\n", "        <a 'LOT-0042'>\n",
         "  host --> equipment  S6F12\n", "  host --> equipment  SeparateReq\n"})
     EXPECT_THAT(result.output, HasSubstr(line));
+}
+
+TEST(Program, MindsItsStandardStreams) {
+  EXPECT_EQ(run("velto sml </dev/null >/dev/full", ".").status, 1) << "output that is lost";
+  EXPECT_EQ(run("velto container <&-", ".").status, 0) << "closed input is empty";
 }
 
 TEST(SmlCommand, ConvertsAndComplains) {
@@ -131,6 +139,10 @@ TEST(SmlCommand, ConvertsAndComplains) {
       {"velto sml missing.sml", 1, "velto: missing.sml: cannot be read\n"},
       {"printf s1f1 > one.sml; printf '<u1 .>' > two.sml; velto sml one.sml two.sml", 1,
        "S1F1\nvelto: two.sml:1: parse error at \".\"\n"},
+      {"printf 's1f1w. s2f33w<u1 1>. s1f0.' | velto sml --verify", 0,
+       "VerificationCorrect\nS1F2\n{\n  <a 'Kel'>\n  <a '1.00'>\n}\n\n"
+       "VerificationIncorrectAndReply\nS2F34\n<b 0x02>\n\nVerificationCorrect\n"},
+      {"printf 's1f3w{}' | velto sml --verify --host", 0, "VerificationWrongDirection\nS1F0\n"},
       {"velto describe Nothing", 1, "velto: there is no control \"Nothing\"\n"},
   };
   for (const auto &row : rows) {

@@ -185,6 +185,64 @@ TEST_F(HsmsControl, ConnectFollowsTheLink) {
   EXPECT_FALSE(client->Connect()) << "nobody listens any more";
 }
 
+/// A port that takes connections but never answers: its queue is full.
+class SilentPort {
+public:
+  SilentPort() {
+    listener_.create(0, false);
+    listener_.listen(0);
+    for (TcpSocket &client : clients_) {
+      client.create(0, false);
+      client.connect("127.0.0.1", number());
+    }
+  }
+  uint16_t number() const { return listener_.localPort(); }
+
+private:
+  TcpSocket listener_;
+  std::array<TcpSocket, 4> clients_;
+};
+
+TEST_F(HsmsControl, TheWaitForAConnectionMayBeEndedFromInside) {
+  const SilentPort silent;
+  const struct {
+    const char *name;
+    std::function<void(CVeltoHsmsCtrl &)> act;
+    bool connected;
+  } rows[] = {
+      {"time runs out", [this](CVeltoHsmsCtrl &) { net.clock.advance(5000); }, false},
+      {"closed", [](CVeltoHsmsCtrl &control) { control.SetConnect(false); }, false},
+      {"opened elsewhere",
+       [this](CVeltoHsmsCtrl &control) {
+         control.SetServer(true);
+         control.SetT7(20000); // schedules a tick
+         net.clock.advance(2);
+         net.loop.runOnce(0);
+         EXPECT_TRUE(control.Connect());
+         control.SetPortNumber(eq.MyPortNumber());
+         control.SetConnect(true);
+       },
+       true},
+  };
+  for (const auto &row : rows) {
+    CVeltoHsmsCtrl client(net.loop);
+    Events events(client);
+    client.SetPortNumber(silent.number());
+    net.loop.post([&] { row.act(client); });
+    client.SetConnect(true);
+    EXPECT_EQ(client.Connect(), row.connected) << row.name;
+    settle();
+    EXPECT_EQ(client.Connect(), row.connected) << row.name;
+    EXPECT_FALSE(client.Server()) << row.name;
+    EXPECT_EQ(events.take().size(), row.connected ? 1U : 0U) << row.name;
+  }
+  auto destroyed = std::make_unique<CVeltoHsmsCtrl>(net.loop);
+  destroyed->SetPortNumber(silent.number());
+  net.loop.post([&] { destroyed.reset(); });
+  destroyed->SetConnect(true);
+  EXPECT_EQ(destroyed, nullptr);
+}
+
 TEST_F(HsmsControl, ClicksNameTheConnection) {
   auto client = join();
   Events serverEvents(eq);
@@ -316,6 +374,11 @@ TEST_F(HsmsControl, ABagOpensTheLinkWithItsSettings) {
   EXPECT_TRUE(copy.Connect());
   EXPECT_EQ(copy.T6(), 1234);
   EXPECT_EQ(copy.PortNumber(), eq.MyPortNumber());
+  eq.load(bag);
+  EXPECT_FALSE(eq.Server()) << "a loaded bag finds the link closed";
+  eq.load(PropertyBag());
+  EXPECT_FALSE(eq.Connect());
+  EXPECT_EQ(eq.IPAddress(), "");
 }
 
 TEST_F(HsmsControl, ShowsAboutBoxAndNames) {
@@ -337,10 +400,12 @@ TEST_F(HsmsControl, RawSocketsDeliverWhatCameSinceTheLastTick) {
   settle();
   Events events(server);
   EXPECT_FALSE(client.Send(""));
-  EXPECT_TRUE(client.Send("0A0b"));
+  EXPECT_FALSE(client.Send("0"));
+  EXPECT_TRUE(client.Send("0A0b4gg4"));
+  net.settle();
   EXPECT_TRUE(client.Send("0c"));
   settle();
-  EXPECT_THAT(events.take(), ElementsAre(HasSubstr(" 0a0b0c")));
+  EXPECT_THAT(events.take(), ElementsAre(HasSubstr(" 0a0b00000c")));
   EXPECT_TRUE(server.Disconnect(server.IPAddress(), server.PortNumber()));
   settle();
   EXPECT_FALSE(client.Send("00"));

@@ -144,25 +144,60 @@ TEST_F(ConnectionTest, StartOpenTellsTheOutcomeLater) {
 }
 
 // A listener whose backlog is full leaves a connect pending.
-TEST(ConnectionOpenTest, EndsWhenTheObjectIsClosedOrDestroyedInsideTheWait) {
-  EventLoop loop;
+TEST_F(ConnectionTest, AWaitForAConnectEndsWithTheObjectAndAtItsLimit) {
   TcpSocket full;
   full.create(0, true);
   full.listen(0);
   std::vector<RawClient> waiting;
   for (int i = 0; i < 4; ++i)
     waiting.emplace_back(full.localPort());
+  auto active = client(full.localPort());
   for (const bool destroy : {false, true}) {
-    auto connection = std::make_unique<CHHsmsConnection>(loop);
-    connection->SetIPAddress("127.0.0.1");
-    connection->SetPortNumber(full.localPort());
-    loop.post([&] {
-      EXPECT_TRUE(connection->Opening());
-      destroy ? connection.reset() : connection->Close();
+    net.loop.post([&] {
+      EXPECT_TRUE(active->Opening());
+      destroy ? active.reset() : active->Close();
     });
-    const uint32_t start = systemClock().ticks();
-    EXPECT_FALSE(connection->Open());
-    EXPECT_LT(systemClock().ticks() - start, CHHsmsConnection::kOpenTimeout / 2);
+    EXPECT_FALSE(active->Open());
+  }
+  active = client(full.localPort());
+  Lines outcome;
+  ASSERT_TRUE(active->StartOpen([&](bool ok) { outcome.push_back(ok ? "yes" : "no"); }));
+  for (const uint32_t step : {CHHsmsConnection::kOpenTimeout - 1, 1U}) {
+    EXPECT_EQ(Lines{}, outcome);
+    net.clock.advance(step);
+    net.settle();
+  }
+  EXPECT_EQ(Lines{"no"}, outcome);
+  EXPECT_FALSE(active->Opening());
+}
+
+TEST_F(ConnectionTest, OpenFailsWhenTheConnectionHasEndedMeanwhile) {
+  TcpSocket server;
+  server.create(0, true);
+  server.listen(1);
+  sink.onReport = [&](const std::string &line) {
+    int error = 0;
+    if (line == "connected" && server.accept(error))
+      net.settle();
+  };
+  EXPECT_FALSE(client(server.localPort())->Open());
+  EXPECT_EQ((Lines{"connected", "disconnected"}), sink.take());
+}
+
+// The system still holds the first connection when the second one starts.
+TEST_F(ConnectionTest, AClientTakesItsFixedPortAgainAtOnce) {
+  CHHsmsConnection other(net.loop);
+  other.SetServerMode(true);
+  ASSERT_TRUE(listener->Open() && other.Open());
+  TcpSocket any;
+  any.create(0, false);
+  const int32_t port = any.localPort();
+  any.close();
+  for (const int32_t remote : {listener->LocalPort(), other.LocalPort()}) {
+    auto active = client(remote);
+    active->SetMyPortNumber(port);
+    EXPECT_TRUE(active->Open());
+    active->Close();
   }
 }
 
@@ -243,6 +278,52 @@ TEST_F(ConnectionTest, WhatAPeerDoesNotReadIsQueuedUpToTheLimitAndArrivesInOrder
   EXPECT_EQ(1, listener->SendFrame(Bytes(1)));
 }
 
+// Neither what is queued is lost, nor does unread input turn the end into a reset.
+TEST_F(ConnectionTest, CloseSendsWhatIsQueuedWhenThereIsRoomForIt) {
+  constexpr size_t kQueued = 100'000;
+  listener->SetMaxQueued(kQueued);
+  ASSERT_TRUE(listener->Open());
+  RawClient remote = join();
+  remote.send(Bytes(3000));
+  size_t sent = 0;
+  while (const int32_t taken = listener->SendFrame(Bytes(50'000)))
+    sent += static_cast<size_t>(taken);
+  size_t got = 0;
+  for (const size_t wanted : {sent - kQueued, sent}) { // first what is not queued
+    for (int i = 0; i < 100'000 && got < wanted; ++i)
+      got += remote.read().size();
+    listener->Close();
+  }
+  EXPECT_EQ(sent, got);
+  EXPECT_TRUE(remote.ended());
+  EXPECT_FALSE(remote.wasReset());
+}
+
+TEST_F(ConnectionTest, WhatArrivedBeforeTheEndIsStillHandedOver) {
+  ASSERT_TRUE(listener->Open());
+  RawClient remote = join();
+  auto active = client(listener->LocalPort());
+  ASSERT_TRUE(active->Open());
+  remote.send("bb");
+  remote.close();
+  ASSERT_TRUE(net.until([&] { return listener->PeerCount() == 2; }));
+  net.settle();
+  listener->SendFrame(fromHex("aa"));
+  sink.take();
+  listener->Poll();
+  EXPECT_EQ(Lines{"received bb"}, sink.take());
+  EXPECT_NE(active->LocalPort(), sink.lastPort);
+  EXPECT_EQ(2U, listener->PeerCount());
+  listener->Poll();
+  EXPECT_EQ(1U, listener->PeerCount());
+  listener->Close();
+  net.settle();
+  EXPECT_EQ(0U, active->NextPoll());
+  active->Poll();
+  EXPECT_EQ((Lines{"disconnected", "received aa"}), sink.take());
+  EXPECT_EQ(std::nullopt, active->NextPoll());
+}
+
 TEST_F(ConnectionTest, SurplusPeersAreTurnedAway) {
   listener->SetMaxPeers(1);
   ASSERT_TRUE(listener->Open());
@@ -252,6 +333,10 @@ TEST_F(ConnectionTest, SurplusPeersAreTurnedAway) {
   EXPECT_EQ(1U, listener->PeerCount());
   EXPECT_TRUE(second.ended());
   EXPECT_FALSE(first.ended());
+  first.close();
+  net.settle();
+  RawClient third = join(); // the first one does not count, although no tick has removed it yet
+  EXPECT_FALSE(third.ended());
 }
 
 /// Leaves the process `left` descriptors while it exists.
@@ -278,6 +363,7 @@ private:
 };
 
 TEST_F(ConnectionTest, WithoutDescriptorsAConnectionIsTurnedAwayAndTheLoopSleeps) {
+  listener->SetIPAddress("127.0.0.1");
   ASSERT_TRUE(listener->Open());
   RawClient remote(listener->LocalPort());
   bool busy = false;
@@ -295,6 +381,7 @@ TEST_F(ConnectionTest, WithoutDescriptorsAConnectionIsTurnedAwayAndTheLoopSleeps
 }
 
 TEST_F(ConnectionTest, WithoutEvenASpareDescriptorTheListenerRestsUntilTheNextTick) {
+  listener->SetIPAddress("127.0.0.1");
   TcpSocket remote;
   remote.create(0, false);
   bool busy = false;

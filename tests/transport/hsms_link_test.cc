@@ -24,6 +24,7 @@ protected:
     link = std::make_unique<CHHsmsLink>(net->loop);
     link->SetServerMode(true);
     link->SetSink(&sink);
+    sink.kind = ConnectionKind::Hsms;
     link->SetMaxLength(20);
     ASSERT_TRUE(link->Open());
     remote = join();
@@ -176,6 +177,40 @@ TEST_F(HsmsLinkTest, RequestsTimeOutOneATick) {
   }
 }
 
+TEST_F(HsmsLinkTest, TransactionsThatAreDueTogetherTimeOutInTheOrderOfSending) {
+  const std::string data = "problem -5 " + kS1F1;
+  const std::string control = "problem -7 " + kLinktestReq;
+  for (const bool dataFirst : {false, true})
+    for (const uint32_t pause : {0U, 5U}) {
+      open();
+      link->SetSelected(true);
+      link->SetT3(5000);
+      link->SendFrame(fromHex(frame(dataFirst ? kS1F1 : kLinktestReq)));
+      net->clock.advance(pause);
+      link->SendFrame(fromHex(frame(dataFirst ? kLinktestReq : kS1F1)));
+      EXPECT_EQ(5000 - pause, link->NextPoll());
+      net->clock.advance(5000);
+      EXPECT_EQ(Lines{dataFirst ? data : control}, poll());
+      EXPECT_EQ(Lines{dataFirst ? control : data}, poll());
+    }
+}
+
+TEST_F(HsmsLinkTest, ARequestThatCannotBeSentOpensNoTransaction) {
+  const auto fillQueue = [&] {
+    link->Peer(0).SetMaxQueued(10);
+    while (link->SendFrame(Bytes(100'000)) != 0)
+      continue;
+  };
+  for (const std::function<void()> &prepare : std::vector<std::function<void()>>{
+           fillQueue, [&] { link->SetPortNumber(1); }, [&] { remote->reset(); },
+           [&] { link->Peer(0).Close(); }}) {
+    open();
+    prepare();
+    EXPECT_EQ(0, link->SendFrame(fromHex(frame(kS1F1))));
+    EXPECT_EQ(0U, link->OpenTransactionCount());
+  }
+}
+
 TEST_F(HsmsLinkTest, AnswersCloseTheirTransaction) {
   const std::string s9f7 = "00010907000000000009";
   struct Case {
@@ -200,6 +235,8 @@ TEST_F(HsmsLinkTest, AnswersCloseTheirTransaction) {
            {"error, long form", kS1F1, s9f7 + "2200" + "0a" + kS1F1, 5000, true},
            {"error, longest form", kS1F1, s9f7 + "230000" + "0a" + kS1F1, 5000, true},
            {"error on another", kS1F1, s9f7 + "210a" + kS1F2, 5000, false},
+           {"error, more than ten bytes", kS1F1, s9f7 + "210c" + kS1F1 + "0000", 5000, true},
+           {"error, more but cut", kS1F1, s9f7 + "210c" + kS1F1, 5000, false},
            {"error, short item", kS1F1, s9f7 + "2109" + kS1F1, 5000, false},
            {"error, cut", kS1F1, s9f7 + "210a" + kS1F1.substr(2), 5000, false},
            {"error, list", kS1F1, s9f7 + "010a" + kS1F1, 5000, false},
@@ -240,6 +277,7 @@ TEST_F(HsmsLinkTest, SelectMessagesSelectThePeerThatSentThem) {
     poll();
     sink.onReport = nullptr;
     EXPECT_EQ(row.selects, selectedInReport);
+    EXPECT_EQ(first, sink.lastPort);
     EXPECT_EQ(row.selects, link->Selected("127.0.0.1", first));
     EXPECT_FALSE(link->Selected()); // the addressed peer is the second one
     link->SetPortNumber(first);
@@ -256,7 +294,9 @@ TEST_F(HsmsLinkTest, AClientTellsOfADroppedConnectionAndStillDeliversWholeFrames
   client.SetIPAddress("127.0.0.1");
   client.SetPortNumber(link->LocalPort());
   client.SetSink(&sink);
+  client.SetSelected(true);
   ASSERT_TRUE(client.Open());
+  EXPECT_FALSE(client.Selected()); // a new connection never is
   net->settle();
   link->SendFrame(fromHex(frame(kSelectReq)));
   link->Close();
@@ -268,6 +308,26 @@ TEST_F(HsmsLinkTest, AClientTellsOfADroppedConnectionAndStillDeliversWholeFrames
   EXPECT_TRUE(client.Selected());
   EXPECT_EQ(0, client.SendFrame(fromHex(frame(kS1F1))));
   EXPECT_EQ(0U, client.OpenTransactionCount());
+}
+
+TEST_F(HsmsLinkTest, APeerThatEndedStaysUntilItsWholeFramesAreDelivered) {
+  const std::string separateReq = "ffff0000000900000014";
+  open();
+  const auto second = join();
+  link->Peer(0).SetMaxLength(100);
+  arrive(frame(kS1F2) + frame(separateReq) + "0000000a00");
+  remote->close();
+  net->settle();
+  sink.take();
+  for (const std::string &message : {kS1F2, separateReq}) {
+    EXPECT_EQ(0U, link->NextPoll());
+    EXPECT_EQ(Lines{"received " + message}, poll());
+    EXPECT_EQ(2U, link->PeerCount());
+    EXPECT_NE(second->port(), sink.lastPort);
+  }
+  net->clock.advance(5000);
+  EXPECT_EQ(Lines{}, poll()); // no T8 for the rest
+  EXPECT_EQ(1U, link->PeerCount());
 }
 
 TEST_F(HsmsLinkTest, ReportsMayDestroyCloseOrPump) {
@@ -313,33 +373,6 @@ TEST_F(HsmsLinkTest, ReportsMayDestroyCloseOrPump) {
       EXPECT_GE(count, 1);
       sink.take();
     }
-}
-
-TEST_F(HsmsLinkTest, GarbageNeitherCrashesNorStalls) {
-  open();
-  link->SetSelected(true);
-  uint32_t random = 1;
-  for (int round = 0; round < 300; ++round) {
-    Bytes bytes(1 + round % 40);
-    for (uint8_t &byte : bytes) {
-      random = random * 1664525 + 1013904223;
-      byte = static_cast<uint8_t>(random >> 29 ? random >> 24 & 0x0F : 0);
-    }
-    remote->send(bytes);
-    net->settle();
-    poll();
-    net->clock.advance(3000);
-  }
-  // Once the garbage ends, what is left of it times out, and the next frame gets through.
-  for (int i = 0; i < 300; ++i) {
-    if (i % 100 == 50 && link->Peer(0).BufferedLength() != 0)
-      remote->send("00"); // completes a part of a length field, which has no time-out
-    net->settle();
-    net->clock.advance(6000);
-    poll();
-  }
-  arrive(frame(kS1F1));
-  EXPECT_EQ(Lines{"received " + kS1F1}, poll());
 }
 
 TEST(HsmsFrameTest, MessagesHaveLongNames) {

@@ -61,10 +61,12 @@ public:
     ssize_t count = 0;
     while ((count = socket_.receive(chunk.data(), chunk.size())) > 0)
       all.insert(all.end(), chunk.begin(), chunk.begin() + count);
-    ended_ = count == 0 || errno == ECONNRESET;
+    reset_ = reset_ || (count < 0 && errno == ECONNRESET);
+    ended_ = count == 0 || reset_;
     return all;
   }
   std::string readHex() { return toHex(read()); }
+  bool wasReset() const { return reset_; }
   /// True when the other end has closed the connection.
   bool ended() {
     read();
@@ -74,23 +76,26 @@ public:
 private:
   TcpSocket socket_;
   bool ended_ = false;
+  bool reset_ = false;
 };
 
-/// Keeps what an engine reports as lines of text, and lets a test act inside the report.
+/// Keeps what an engine reports as lines of text, and lets a test act inside the report. Checks
+/// that each report names the expected kind and the address of this machine.
 class RecordingSink final : public CHConnectionSink {
 public:
-  void OnReceived(ConnectionKind, const std::string &, int32_t, ByteView data) override {
-    record("received " + (data.size() > 64 ? std::to_string(data.size()) : toHex(data)));
+  void OnReceived(ConnectionKind from, const std::string &ipAddress, int32_t port,
+                  ByteView data) override {
+    record(from, ipAddress, port,
+           "received " + (data.size() > 64 ? std::to_string(data.size()) : toHex(data)));
   }
   void OnSent(ConnectionKind, const std::string &, int32_t, ByteView, bool) override {}
-  void OnProblem(ConnectionKind, const std::string &, int32_t, int16_t code,
+  void OnProblem(ConnectionKind from, const std::string &ipAddress, int32_t port, int16_t code,
                  const std::string &text) override {
-    record("problem " + std::to_string(code) + " " + text);
+    record(from, ipAddress, port, "problem " + std::to_string(code) + " " + text);
   }
-  void OnConnectionChanged(ConnectionKind, const std::string &, int32_t port,
+  void OnConnectionChanged(ConnectionKind from, const std::string &ipAddress, int32_t port,
                            bool connected) override {
-    lastPort = port;
-    record(connected ? "connected" : "disconnected");
+    record(from, ipAddress, port, connected ? "connected" : "disconnected");
   }
   void OnTrace(ConnectionKind, const std::string &) override {}
 
@@ -98,10 +103,14 @@ public:
   std::vector<std::string> take() { return std::exchange(lines_, {}); }
 
   std::function<void(const std::string &line)> onReport;
-  int32_t lastPort = 0;
+  ConnectionKind kind = ConnectionKind::Stream;
+  int32_t lastPort = 0; ///< that a report named
 
 private:
-  void record(std::string line) {
+  void record(ConnectionKind from, const std::string &ipAddress, int32_t port, std::string line) {
+    EXPECT_EQ(kind, from) << line;
+    EXPECT_EQ("127.0.0.1", ipAddress) << line;
+    lastPort = port;
     lines_.push_back(line);
     if (onReport)
       onReport(line);

@@ -1,0 +1,26 @@
+#include "controls/component/user_settings.h"
+
+#include "platform/ini_file.h"
+
+#include <cstdlib>
+
+namespace velto {
+
+namespace {
+
+std::string configFolder() {
+  if (const char *folder = std::getenv("XDG_CONFIG_HOME"); folder != nullptr && *folder != '\0')
+    return folder;
+  const char *home = std::getenv("HOME");
+  return home == nullptr ? "" : std::string(home) + "/.config";
+}
+
+} // namespace
+
+bool showMessageBoxSetting(FileSystem &files) {
+  const std::string folder = configFolder();
+  return !folder.empty() && IniFile(folder + "/VeltoActiveX.ini", files)
+                                    .integer("VeltoActiveX", "ShowMessageBox", 0) != 0;
+}
+
+} // namespace velto

@@ -1,0 +1,170 @@
+#include "secs2/item_spec.h"
+
+#include "platform/text.h"
+
+#include <algorithm>
+#include <array>
+
+namespace velto {
+
+namespace {
+
+constexpr uint64_t bit(uint8_t code) { return uint64_t{1} << code; }
+
+constexpr uint64_t kList = bit(format::kList);
+constexpr uint64_t kBinary = bit(format::kBinary);
+constexpr uint64_t kBoolean = bit(format::kBoolean);
+constexpr uint64_t kAscii = bit(format::kAscii);
+constexpr uint64_t kJis = bit(format::kJis);
+constexpr uint64_t kMbcs = bit(format::kMbcs);
+constexpr uint64_t kUnsigned =
+    bit(format::kU1) | bit(format::kU2) | bit(format::kU4) | bit(format::kU8);
+constexpr uint64_t kSigned =
+    bit(format::kI1) | bit(format::kI2) | bit(format::kI4) | bit(format::kI8);
+constexpr uint64_t kReal = bit(format::kF4) | bit(format::kF8);
+constexpr uint64_t kInteger = kSigned | kUnsigned;
+constexpr uint64_t kIdentifier = kInteger | kAscii;
+constexpr uint64_t kAnything =
+    kList | kBinary | kBoolean | kAscii | kJis | kMbcs | kInteger | kReal;
+constexpr uint32_t kAny = ItemSpec::kAnyCount;
+
+struct Row {
+  std::string_view text;
+  ItemSpec spec;
+};
+
+using enum ItemSpec::Check;
+
+// The first row with a specification is the text that it prints as.
+constexpr std::array kRows{
+    Row{"b|a", {kBinary | kAscii, 0, kAny, None}},
+    Row{"u1|b", {bit(format::kU1) | kBinary, 0, kAny, None}},
+    Row{"i1|u1", {bit(format::kI1) | bit(format::kU1), 0, kAny, None}},
+    Row{"i2|u2", {bit(format::kI2) | bit(format::kU2), 0, kAny, None}},
+    Row{"i1|u1|a", {bit(format::kI1) | bit(format::kU1) | kAscii, 0, kAny, None}},
+    Row{"u*", {kUnsigned, 0, kAny, None}},
+    Row{"i*|u*", {kInteger, 0, kAny, None}},
+    Row{"u*|a", {kUnsigned | kAscii, 0, kAny, None}},
+    Row{"i*|u*|a", {kIdentifier, 0, kAny, None}},
+    Row{"i*|u*|a|b", {kIdentifier | kBinary, 0, kAny, None}},
+    Row{"i*|u*|a|b|a2", {kIdentifier | kBinary | kMbcs, 0, kAny, None}},
+    Row{"i*|u*|a|b|bool|jis", {kIdentifier | kBinary | kBoolean | kJis, 0, kAny, None}},
+    Row{"i*|u*|a|bool|f*", {kIdentifier | kBoolean | kReal, 0, kAny, None}},
+    Row{"i*|u*|a|b|bool|f*|jis", {kIdentifier | kBinary | kBoolean | kReal | kJis, 0, kAny, None}},
+    Row{"@ABS", {kBinary, 0, kAny, None}},
+    Row{"@MHEAD", {kBinary, 10, 10, None}},
+    Row{"@SHEAD", {kBinary, 10, 10, None}},
+    Row{"@CEID", {kIdentifier, 0, kAny, None}},
+    Row{"@CPNAME", {kIdentifier, 0, kAny, None}},
+    Row{"@DATAID", {kIdentifier, 0, kAny, None}},
+    Row{"@ECID", {kIdentifier, 0, kAny, None}},
+    Row{"@RPTID", {kIdentifier, 0, kAny, None}},
+    Row{"@TRID", {kIdentifier, 0, kAny, None}},
+    Row{"@VID", {kIdentifier, 0, kAny, None}},
+    Row{"@MDLN", {kAscii, 0, 6, None}},
+    Row{"@SOFTREV", {kAscii, 0, 6, None}},
+    Row{"@PPID", {kBinary | kAscii, 0, 80, None}},
+    Row{"@TIME", {kAscii, 12, 16, Time}},
+    Row{"@TIMESTAMP", {kAscii, 16, 16, Timestamp}},
+    Row{"@ACK", {kBinary, 1, 1, None}},
+    Row{"@PTN", {bit(format::kU1) | kBinary, 1, 1, None}},
+    Row{"@ITEM", {kAnything, 0, kAny, None}},
+    Row{"@NONE", {kAnything, 0, 0, None}},
+    Row{"@NAK", {kBinary, 1, 1, NotZero}},
+};
+
+const Row *findRow(std::string_view text) {
+  const auto *row = std::ranges::find(kRows, text, &Row::text);
+  return row == kRows.end() ? nullptr : row;
+}
+
+std::optional<uint32_t> numberBehind(std::string_view text, char mark) {
+  if (text.size() < 2 || text[0] != mark ||
+      text.find_first_not_of("0123456789", 1) != std::string_view::npos)
+    return std::nullopt;
+  return static_cast<uint32_t>(decimal32(text.substr(1)));
+}
+
+unsigned twoDigits(std::string_view digits) {
+  return static_cast<unsigned>((digits[0] - '0') * 10 + (digits[1] - '0'));
+}
+
+unsigned daysOf(unsigned month, unsigned year) {
+  static constexpr std::array<unsigned, 12> kDays{31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  return month == 2 && leap ? 29 : kDays[month - 1];
+}
+
+// MMDDhhmmss of a year.
+bool isMoment(unsigned year, std::string_view digits) {
+  const unsigned month = twoDigits(digits);
+  if (month < 1 || month > 12)
+    return false;
+  const unsigned day = twoDigits(digits.substr(2));
+  return day >= 1 && day <= daysOf(month, year) && twoDigits(digits.substr(4)) < 24 &&
+         twoDigits(digits.substr(6)) < 60 && twoDigits(digits.substr(8)) < 60;
+}
+
+// YYMMDDhhmmss, where years below 81 are of this century, or YYYYMMDDhhmmss and two more digits.
+bool isTime(std::string_view text) {
+  if (text.find_first_not_of("0123456789") != std::string_view::npos)
+    return false;
+  if (text.size() == 12) {
+    const unsigned year = twoDigits(text);
+    return isMoment(year < 81 ? 2000 + year : 1900 + year, text.substr(2));
+  }
+  return text.size() == 16 &&
+         isMoment(twoDigits(text) * 100 + twoDigits(text.substr(2)), text.substr(4));
+}
+
+} // namespace
+
+ItemSpec ItemSpec::parse(std::string_view text) {
+  if (const Row *row = findRow(text))
+    return row->spec;
+  if (const auto length = numberBehind(text, '='))
+    return {kAscii, *length, *length, None};
+  if (const auto length = numberBehind(text, '<'))
+    return *length == 0 ? ItemSpec{kAscii, 1, 0, None} : ItemSpec{kAscii, 0, *length - 1, None};
+  const size_t mark = text.find('#');
+  const Row *row = mark == std::string_view::npos ? nullptr : findRow(text.substr(0, mark));
+  const auto count = row == nullptr ? std::nullopt : numberBehind(text.substr(mark), '#');
+  if (!count)
+    return {kAscii, 0, kAny, None};
+  ItemSpec spec = row->spec;
+  spec.minimum = spec.maximum = *count;
+  return spec;
+}
+
+std::string ItemSpec::text() const {
+  if (const auto *row = std::ranges::find(kRows, *this, &Row::spec); row != kRows.end())
+    return std::string(row->text);
+  if (formats == kAscii && minimum == 0 && maximum == kAny)
+    return "";
+  if (formats == kAscii && minimum == maximum)
+    return "=" + std::to_string(minimum);
+  if (formats == kAscii)
+    return "<" + std::to_string(minimum > maximum ? 0 : maximum + 1);
+  ItemSpec uncounted = *this;
+  uncounted.minimum = 0;
+  uncounted.maximum = kAny;
+  return uncounted.text() + "#" + std::to_string(minimum);
+}
+
+bool ItemSpec::matches(const CHSecsItem &item) const {
+  if (!item.hasData() || item.format() > 63 || (formats & bit(item.format())) == 0 ||
+      item.count() < minimum || item.count() > maximum)
+    return false;
+  switch (check) {
+  case Time:
+  case Timestamp:
+    return isTime(item.text());
+  case NotZero:
+    return item.bytes()[0] != 0;
+  case None:
+    break;
+  }
+  return true;
+}
+
+} // namespace velto

@@ -1,0 +1,70 @@
+#include "secs2/reply_text.h"
+
+#include "platform/text.h"
+
+namespace velto {
+
+std::string smlQuoted(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (const char c : text) {
+    if (c == '\'')
+      out += "' 0x27 '";
+    else if (c != '\0')
+      out += c;
+  }
+  return out;
+}
+
+std::string replyText(uint8_t stream, uint8_t function, bool equipmentSide,
+                      const ReplyArguments &arguments) {
+  const MessageRow *row = findMessage(stream, function);
+  if (row == nullptr || row->text == nullptr)
+    return "";
+  std::string_view format = !equipmentSide && row->hostText != nullptr ? row->hostText : row->text;
+  std::string out;
+  size_t argument = 0;
+  while (!format.empty()) {
+    const size_t percent = std::min(format.find('%'), format.size());
+    out += format.substr(0, percent);
+    if (percent == format.size())
+      break;
+    const std::string_view value = arguments[argument++];
+    if (format[percent + 1] == 'u')
+      appendDecimal(out, static_cast<uint64_t>(decimal32(value) & 0xFF));
+    else
+      out += !out.empty() && out.back() == '\'' ? smlQuoted(value) : value;
+    format.remove_prefix(percent + 2);
+  }
+  return out;
+}
+
+bool MakeReply(CHSecsMessage &message, uint8_t stream, uint8_t function, bool equipmentSide,
+               const ReplyArguments &arguments) {
+  const std::string text = replyText(stream, function, equipmentSide, arguments);
+  message.node.clear();
+  return !text.empty() && message.SetFromSml(text);
+}
+
+void MakeReplyIds(CHSecsMessage &reply, const CHSecsHeader &primary) {
+  reply.header.idWord = primary.idWord;
+  reply.header.systemBytes = primary.systemBytes;
+}
+
+void MakeAbort(CHSecsMessage &reply, const CHSecsHeader &primary) {
+  reply.node.clear();
+  reply.Reset(0);
+  reply.header.streamByte = primary.stream();
+  MakeReplyIds(reply, primary);
+}
+
+void MakeStream9(CHSecsMessage &message, uint8_t function, const CHSecsHeader *header) {
+  message.node.clear();
+  message.SetFromSml(formatText("s9f%u<b>", function));
+  if (header != nullptr)
+    EncodeHeader(*header, std::span<uint8_t, CHSecsHeader::kSize>(
+                              message.root.makeArray(format::kBinary, CHSecsHeader::kSize),
+                              CHSecsHeader::kSize));
+}
+
+} // namespace velto

@@ -1,0 +1,252 @@
+#include "secs2/structure.h"
+
+#include "platform/text.h"
+#include "secs2/sml_lexer.h"
+
+namespace velto {
+
+using Token = SmlToken::Kind;
+
+// A structure's text is cut by the scanner of SML; its additions are single characters there.
+class Structure::Parser {
+public:
+  explicit Parser(std::string_view text) : lexer_(text) { advance(); }
+
+  std::optional<Structure> parse() {
+    if (token_.kind == Token::Period)
+      return Structure();
+    std::vector<Structure> alternatives;
+    do {
+      auto structure = alternative();
+      if (!structure)
+        return std::nullopt;
+      alternatives.push_back(std::move(*structure));
+    } while (takeOr());
+    if (token_.kind != Token::Period || lexer_.next().kind != Token::End)
+      return std::nullopt;
+    if (alternatives.size() == 1)
+      return std::move(alternatives.front());
+    Structure choice;
+    choice.kind_ = Kind::Choice;
+    choice.children_ = std::move(alternatives);
+    return choice;
+  }
+
+private:
+  void advance() { token_ = lexer_.next(); }
+
+  bool takeOther(std::string_view text) {
+    if (token_.kind != Token::Other || token_.text != text)
+      return false;
+    advance();
+    return true;
+  }
+  bool takeOr() { return takeOther("o") && takeOther("r"); }
+
+  std::optional<Structure> alternative() {
+    Structure structure;
+    if (takeOther("-")) {
+      structure.kind_ = Kind::NoBody;
+      return structure;
+    }
+    if (takeOther("!")) {
+      structure.kind_ = Kind::Nothing;
+      return structure;
+    }
+    return item();
+  }
+
+  std::optional<Structure> item() {
+    if (token_.kind == Token::List)
+      return list();
+    if (token_.kind != Token::Item)
+      return std::nullopt;
+    const auto code = static_cast<uint8_t>(token_.integer);
+    advance();
+    return code == format::kAscii ? spec() : typed(code);
+  }
+
+  std::optional<Structure> list() {
+    Structure list;
+    list.kind_ = Kind::List;
+    advance();
+    if (token_.kind == Token::Integer) {
+      list.count_ = static_cast<uint32_t>(token_.integer);
+      advance();
+    }
+    while (token_.kind == Token::List || token_.kind == Token::Item) {
+      auto child = item();
+      if (!child)
+        return std::nullopt;
+      list.children_.push_back(std::move(*child));
+    }
+    if (token_.kind == Token::Period) {
+      for (int dots = 0; dots < 3; ++dots, advance())
+        if (token_.kind != Token::Period)
+          return std::nullopt;
+      list.repeats_ = true;
+    }
+    if (list.repeats_ && (list.children_.empty() || list.count_))
+      return std::nullopt;
+    return close(std::move(list));
+  }
+
+  std::optional<Structure> spec() {
+    Structure item;
+    item.kind_ = Kind::Spec;
+    std::string_view text;
+    if (token_.kind == Token::String) {
+      text = token_.text;
+      advance();
+    }
+    item.spec_ = ItemSpec::parse(text);
+    return close(std::move(item));
+  }
+
+  std::optional<Structure> typed(uint8_t code) {
+    Structure item;
+    item.kind_ = Kind::Typed;
+    item.format_ = code;
+    uint32_t values = 0;
+    for (; token_.kind == Token::Integer || token_.kind == Token::Real; advance())
+      ++values;
+    if (values != 0)
+      item.count_ = values;
+    return close(std::move(item));
+  }
+
+  std::optional<Structure> close(Structure structure) {
+    if (token_.kind != Token::Close)
+      return std::nullopt;
+    advance();
+    return structure;
+  }
+
+  CHSmlLex lexer_;
+  SmlToken token_;
+};
+
+std::optional<Structure> Structure::parse(std::string_view text) { return Parser(text).parse(); }
+
+Structure Structure::ofTemplate(const CHSecsItem &item) {
+  Structure structure;
+  if (!item.hasData()) {
+    structure.kind_ = Kind::Nothing;
+  } else if (item.isList()) {
+    structure.kind_ = Kind::List;
+    for (const CHSecsItem &child : item.children())
+      structure.children_.push_back(ofTemplate(child));
+  } else if (item.format() == format::kAscii) {
+    structure.kind_ = Kind::Spec;
+    structure.spec_ = ItemSpec::parse(item.text());
+  } else {
+    structure.kind_ = Kind::Typed;
+    structure.format_ = item.format();
+    if (item.count() != 0)
+      structure.count_ = item.count();
+  }
+  return structure;
+}
+
+bool Structure::matches(const CHSecsItem &body, std::string &path) const {
+  Path numbers;
+  const bool matched = matchItem(body, numbers);
+  path.clear();
+  for (const uint32_t number : numbers) {
+    if (!path.empty())
+      path += '/';
+    appendDecimal(path, static_cast<uint64_t>(number));
+  }
+  return matched;
+}
+
+bool Structure::matchItem(const CHSecsItem &item, Path &path) const {
+  switch (kind_) {
+  case Kind::Any:
+    return true;
+  case Kind::NoBody:
+    return !item.hasData();
+  case Kind::Nothing:
+    return false;
+  case Kind::List:
+    return matchList(item, path);
+  case Kind::Spec:
+    return spec_.matches(item);
+  case Kind::Typed:
+    return item.hasData() && item.format() == format_ && (!count_ || item.count() == *count_);
+  case Kind::Choice:
+    break;
+  }
+  for (const Structure &alternative : children_) {
+    path.clear();
+    if (alternative.matchItem(item, path))
+      return true;
+  }
+  return false;
+}
+
+// The path ends at the item that was compared last.
+bool Structure::matchList(const CHSecsItem &list, Path &path) const {
+  if (!list.isList() || (count_ && list.count() != *count_))
+    return false;
+  const size_t fixed = children_.size() - (repeats_ ? 1 : 0);
+  if (list.count() < fixed)
+    return false;
+  const size_t compared = repeats_ ? list.count() : fixed;
+  const size_t depth = path.size();
+  for (size_t i = 0; i < compared; ++i) {
+    path.resize(depth);
+    path.push_back(static_cast<uint32_t>(i + 1));
+    if (!children_[std::min(i, children_.size() - 1)].matchItem(list.children()[i], path))
+      return false;
+  }
+  return true;
+}
+
+std::string Structure::text() const {
+  std::string out;
+  append(out);
+  return out;
+}
+
+void Structure::append(std::string &out) const {
+  switch (kind_) {
+  case Kind::Any:
+    break;
+  case Kind::NoBody:
+    out += '-';
+    break;
+  case Kind::Nothing:
+    out += '!';
+    break;
+  case Kind::Choice:
+    for (const Structure &alternative : children_) {
+      out += &alternative == &children_.front() ? "" : " or ";
+      alternative.append(out);
+    }
+    break;
+  case Kind::List:
+    out += '{';
+    if (count_)
+      out += std::to_string(*count_) + (children_.empty() ? "" : " ");
+    for (const Structure &child : children_) {
+      out += &child == &children_.front() ? "" : " ";
+      child.append(out);
+    }
+    out += repeats_ ? "...}" : "}";
+    break;
+  case Kind::Spec: {
+    const std::string spec = spec_.text();
+    out += spec.empty() ? "<a>" : "<a'" + spec + "'>";
+    break;
+  }
+  case Kind::Typed:
+    out += TypeName(format_, TypeNameMode::LowerTag);
+    for (uint32_t i = 0; i < count_.value_or(0); ++i)
+      out += " 0";
+    out += '>';
+    break;
+  }
+}
+
+} // namespace velto

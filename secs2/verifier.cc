@@ -1,0 +1,190 @@
+#include "secs2/verifier.h"
+
+#include "secs2/structure.h"
+
+#include <array>
+#include <vector>
+
+namespace velto {
+
+namespace {
+
+constexpr uint8_t kFirstUserDefined = 64; // of streams and functions alike
+
+// Stream 9 functions (SEMI E5).
+constexpr uint8_t kUnrecognizedStream = 3;
+constexpr uint8_t kUnrecognizedFunction = 5;
+constexpr uint8_t kIllegalData = 7;
+
+bool expectsReply(const CHSecsHeader &header) {
+  return header.function() % 2 == 1 && header.wbit();
+}
+
+// The structures of the message table, parsed once.
+class Structures {
+public:
+  Structures() {
+    const auto rows = messageTable();
+    bodies_.reserve(rows.size());
+    for (const MessageRow &row : rows) {
+      const char *hostBody = row.hostBody == nullptr ? row.body : row.hostBody;
+      bodies_.push_back({parse(row.body), parse(hostBody)});
+    }
+  }
+  const Structure &of(const MessageRow &row, bool equipmentSide) const {
+    const Bodies &bodies = bodies_[static_cast<size_t>(&row - messageTable().data())];
+    return equipmentSide ? bodies.equipment : bodies.host;
+  }
+
+private:
+  struct Bodies {
+    Structure equipment;
+    Structure host;
+  };
+
+  static Structure parse(const char *body) {
+    return Structure::parse(body == nullptr ? "!" : body).value_or(Structure());
+  }
+
+  std::vector<Bodies> bodies_;
+};
+
+const Structure &structureOf(const MessageRow &row, bool equipmentSide) {
+  static const Structures structures;
+  return structures.of(row, equipmentSide);
+}
+
+} // namespace
+
+const char *toText(VeltoSecsIIVerification result) {
+  static constexpr std::array kNames{"VerificationCorrect",
+                                     "VerificationUserDefined",
+                                     "VerificationIncorrect",
+                                     "VerificationIncorrectAndReply",
+                                     "VerificationNoWBit",
+                                     "VerificationWBit",
+                                     "VerificationWrongDirection",
+                                     "VerificationUnrecognizedStream",
+                                     "VerificationUnrecognizedFunction"};
+  return result < kNames.size() ? kNames[result] : "";
+}
+
+CHSecsVerifier::CHSecsVerifier(Kind kind)
+    : partner_(kind == Kind::Slot ? std::make_unique<CHSecsVerifier>(Kind::Partner) : nullptr) {}
+
+VeltoSecsIIVerification CHSecsVerifier::Verify(bool hsmsMode) {
+  partner_->message.header.hsms = message.header.hsms;
+  partner_->message.node.clear();
+  partner_->message.Reset(0);
+  partner_->replyValid = false;
+  message.node.clear();
+  if (hsmsMode && message.header.sType() != 0) {
+    result = verifyControl();
+  } else {
+    result = classify();
+    applyReplyPolicy();
+  }
+  return result;
+}
+
+// A request's suggested reply is its response; other control messages have none.
+VeltoSecsIIVerification CHSecsVerifier::verifyControl() {
+  const auto type = static_cast<SType>(message.header.sType());
+  if (type == SType::SelectReq || type == SType::DeselectReq || type == SType::LinktestReq) {
+    MakeReplyIds(partner_->message, message.header);
+    partner_->message.header.setSType(static_cast<SType>(message.header.sType() + 1));
+    partner_->replyValid = true;
+  }
+  return VerificationCorrect;
+}
+
+VeltoSecsIIVerification CHSecsVerifier::classify() {
+  const CHSecsHeader &header = message.header;
+  const uint8_t stream = header.stream();
+  const uint8_t function = header.function();
+  if (stream != 0 && function != 0 &&
+      (stream >= kFirstUserDefined || function >= kFirstUserDefined))
+    return userDefined();
+  if (function == 0)
+    return header.wbit() || message.root.hasData() ? VerificationIncorrect : VerificationCorrect;
+  if (function % 2 == 0 && header.wbit())
+    return VerificationIncorrect;
+  if (!isKnownStream(stream))
+    return VerificationUnrecognizedStream;
+  const MessageRow *row = findMessage(stream, function);
+  return row == nullptr || row->body == nullptr ? VerificationUnrecognizedFunction : check(*row);
+}
+
+VeltoSecsIIVerification CHSecsVerifier::userDefined() {
+  const CHSecsHeader &header = message.header;
+  CHSecsMessage &reply = partner_->message;
+  if (isEquipmentSide) {
+    MakeStream9(reply,
+                header.stream() >= kFirstUserDefined ? kUnrecognizedStream : kUnrecognizedFunction,
+                &header);
+  } else {
+    MakeReplyIds(reply, header);
+    reply.header.setStream(header.stream());
+    reply.header.functionByte = static_cast<uint8_t>(header.function() + 1);
+  }
+  return VerificationUserDefined;
+}
+
+VeltoSecsIIVerification CHSecsVerifier::check(const MessageRow &row) {
+  const bool wbit = message.header.wbit();
+  if (row.wbit == WBit::Required && !wbit)
+    return VerificationNoWBit;
+  if (row.wbit == WBit::Forbidden && wbit)
+    return VerificationWBit;
+  if (row.side != Side::Both && (row.side == Side::Equipment) != isEquipmentSide)
+    return VerificationWrongDirection;
+  if (!structureOf(row, isEquipmentSide).matches(message.root, message.node)) {
+    if (row.refusal[0].empty())
+      return VerificationIncorrect;
+    propose(row.refusal);
+    return VerificationIncorrectAndReply;
+  }
+  if (row.wbit == WBit::Required)
+    propose(row.proposal);
+  return VerificationCorrect;
+}
+
+void CHSecsVerifier::propose(const ReplyArguments &arguments) {
+  const CHSecsHeader &header = message.header;
+  if (MakeReply(partner_->message, header.stream(), static_cast<uint8_t>(header.function() + 1),
+                partner_->isEquipmentSide, arguments))
+    MakeReplyIds(partner_->message, header);
+}
+
+void CHSecsVerifier::applyReplyPolicy() {
+  const CHSecsHeader &header = message.header;
+  CHSecsMessage &reply = partner_->message;
+  switch (result) {
+  case VerificationCorrect:
+  case VerificationUserDefined:
+  case VerificationIncorrectAndReply:
+    partner_->replyValid = expectsReply(header);
+    if (partner_->replyValid)
+      MakeReplyIds(reply, header);
+    return;
+  default:
+    break;
+  }
+  partner_->replyValid = true;
+  if (!isEquipmentSide)
+    MakeAbort(reply, header);
+  else
+    MakeStream9(reply,
+                result == VerificationUnrecognizedStream     ? kUnrecognizedStream
+                : result == VerificationUnrecognizedFunction ? kUnrecognizedFunction
+                                                             : kIllegalData,
+                &header);
+}
+
+bool CHSecsVerifier::MatchTemplate(std::string_view templateText) {
+  CHSecsMessage parsed;
+  return parsed.SetFromSml(templateText) &&
+         Structure::ofTemplate(parsed.root).matches(message.root, message.node);
+}
+
+} // namespace velto
