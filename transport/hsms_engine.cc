@@ -146,6 +146,21 @@ bool CHHsms::SendMessage(const std::string &ipAddress, int32_t portNumber, ByteV
   return sendTo(static_cast<Link *>(link_->FindPeer(ipAddress, portNumber)), headerAndBody);
 }
 
+bool CHHsms::SendToSelected(ByteView headerAndBody) {
+  return sendTo(selectedLink(), headerAndBody);
+}
+
+CHHsms::Link *CHHsms::selectedLink() const {
+  if (link_ == nullptr || link_->usable())
+    return link_ != nullptr && link_->selected ? link_.get() : nullptr;
+  for (size_t i = 0; i < link_->PeerCount(); ++i) {
+    auto &peer = static_cast<Link &>(link_->Peer(i));
+    if (peer.usable() && peer.selected)
+      return &peer;
+  }
+  return nullptr;
+}
+
 CHHsms::Link *CHHsms::target() const {
   if (link_ == nullptr || link_->usable())
     return link_.get();

@@ -117,6 +117,9 @@ public:
   /// system bytes of every request and every data message with the W-bit. False when it is shorter
   /// than a header or cannot be sent.
   bool SendMessage(ByteView headerAndBody);
+  /// The same to the connection that is selected; of a listener, to the first selected peer. False
+  /// when none is.
+  bool SendToSelected(ByteView headerAndBody);
   /// The same to a named connection.
   bool SendMessage(const std::string &ipAddress, int32_t portNumber, ByteView headerAndBody);
 
@@ -135,6 +138,7 @@ private:
   bool prepareOpen();
   void wake() const;
   Link *target() const;
+  Link *selectedLink() const;
   template <typename Predicate> bool anyLink(Predicate predicate) const;
   HsmsState linkState() const;
   void updateState();

@@ -41,7 +41,7 @@ constexpr MessageRow kRows[] = {
     primary(1, 17, Equipment, "-", "Request On-Line", {"0"}),
     reply(1, 18, Host, "<b>", "On-Line Acknowledge", "s1f18<b %u>"),
     primary(1, 19, Both, "{3 <a'u*|a'> {<a'u*|a'>...} {<a'u*|a'>...}}", "Get Attribute"),
-    reply(1, 20, Both, "{2 {{2 <a'u*'> <a'<81'>}...} {}}", "Attribute Data",
+    reply(1, 20, Both, "{2 {} {{2 <a'u*'> <a'<81'>}...}}", "Attribute Data",
           "s1f20{\t{\t\t%s\t}\t{\t\t%s\t}}"),
 };
 // clang-format on
