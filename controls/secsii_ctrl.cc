@@ -82,6 +82,10 @@ CVeltoSecsIICtrl::CVeltoSecsIICtrl(const ControlSite &site) : Control(site) {
   Reset();
 }
 
+Variant CVeltoSecsIICtrl::persistedValue(const Member &member) {
+  return member.name == "DeviceID" ? Variant(int32_t{deviceId_}) : Control::persistedValue(member);
+}
+
 TreeView CVeltoSecsIICtrl::view() const {
   TreeView view;
   view.roots.push_back(MessageTree(slot_.message));

@@ -90,6 +90,9 @@ public:
   Event<> onReady{*this, 1};
 
 private:
+  /// The device ID that was set, whatever message stands here now.
+  Variant persistedValue(const Member &member) override;
+
   const CHSecsHeader &header() const { return slot_.message.header; }
   CHSecsHeader &header() { return slot_.message.header; }
 

@@ -11,7 +11,6 @@ namespace {
 
 constexpr uint64_t bit(uint8_t code) { return uint64_t{1} << code; }
 
-constexpr uint64_t kList = bit(format::kList);
 constexpr uint64_t kBinary = bit(format::kBinary);
 constexpr uint64_t kBoolean = bit(format::kBoolean);
 constexpr uint64_t kAscii = bit(format::kAscii);
@@ -24,13 +23,13 @@ constexpr uint64_t kSigned =
 constexpr uint64_t kReal = bit(format::kF4) | bit(format::kF8);
 constexpr uint64_t kInteger = kSigned | kUnsigned;
 constexpr uint64_t kIdentifier = kInteger | kAscii;
-constexpr uint64_t kAnything =
-    kList | kBinary | kBoolean | kAscii | kJis | kMbcs | kInteger | kReal;
+constexpr uint64_t kAnything = ~uint64_t{0};
 constexpr uint32_t kAny = ItemSpec::kAnyCount;
 
 struct Row {
   std::string_view text;
   ItemSpec spec;
+  bool addition = false; // not of the notation of templates
 };
 
 using enum ItemSpec::Check;
@@ -68,9 +67,9 @@ constexpr std::array kRows{
     Row{"@TIMESTAMP", {kAscii, 16, 16, Timestamp}},
     Row{"@ACK", {kBinary, 1, 1, None}},
     Row{"@PTN", {bit(format::kU1) | kBinary, 1, 1, None}},
-    Row{"@ITEM", {kAnything, 0, kAny, None}},
-    Row{"@NONE", {kAnything, 0, 0, None}},
-    Row{"@NAK", {kBinary, 1, 1, NotZero}},
+    Row{"@ITEM", {kAnything, 0, kAny, None}, true},
+    Row{"@NONE", {kAnything, 0, 0, None}, true},
+    Row{"@NAK", {kBinary, 1, 1, NotZero}, true},
 };
 
 const Row *findRow(std::string_view text) {
@@ -79,10 +78,16 @@ const Row *findRow(std::string_view text) {
 }
 
 std::optional<uint32_t> numberBehind(std::string_view text, char mark) {
+  constexpr int64_t kLargest = 0xFFFFFF; // no item is longer
   if (text.size() < 2 || text[0] != mark ||
       text.find_first_not_of("0123456789", 1) != std::string_view::npos)
     return std::nullopt;
-  return static_cast<uint32_t>(decimal32(text.substr(1)));
+  return static_cast<uint32_t>(std::min(*parseDecimal(text.substr(1)), kLargest));
+}
+
+// Alternatives of formats with any number of values.
+bool isUncounted(const ItemSpec &spec) {
+  return spec.minimum == 0 && spec.maximum == kAny && spec.check == None;
 }
 
 unsigned twoDigits(std::string_view digits) {
@@ -119,18 +124,21 @@ bool isTime(std::string_view text) {
 
 } // namespace
 
-ItemSpec ItemSpec::parse(std::string_view text) {
+ItemSpec ItemSpec::parse(std::string_view text, bool additions) {
+  const ItemSpec anyText{kAscii, 0, kAny, None};
   if (const Row *row = findRow(text))
-    return row->spec;
+    return additions || !row->addition ? row->spec : anyText;
   if (const auto length = numberBehind(text, '='))
     return {kAscii, *length, *length, None};
   if (const auto length = numberBehind(text, '<'))
     return *length == 0 ? ItemSpec{kAscii, 1, 0, None} : ItemSpec{kAscii, 0, *length - 1, None};
-  const size_t mark = text.find('#');
+  const size_t mark = additions ? text.find('#') : std::string_view::npos;
   const Row *row = mark == std::string_view::npos ? nullptr : findRow(text.substr(0, mark));
-  const auto count = row == nullptr ? std::nullopt : numberBehind(text.substr(mark), '#');
+  const auto count = row == nullptr || !isUncounted(row->spec)
+                         ? std::nullopt
+                         : numberBehind(text.substr(mark), '#');
   if (!count)
-    return {kAscii, 0, kAny, None};
+    return anyText;
   ItemSpec spec = row->spec;
   spec.minimum = spec.maximum = *count;
   return spec;
@@ -145,10 +153,10 @@ std::string ItemSpec::text() const {
     return "=" + std::to_string(minimum);
   if (formats == kAscii)
     return "<" + std::to_string(minimum > maximum ? 0 : maximum + 1);
-  ItemSpec uncounted = *this;
-  uncounted.minimum = 0;
-  uncounted.maximum = kAny;
-  return uncounted.text() + "#" + std::to_string(minimum);
+  const auto *row = std::ranges::find_if(kRows, [this](const Row &candidate) {
+    return candidate.spec.formats == formats && isUncounted(candidate.spec);
+  });
+  return row == kRows.end() ? "" : std::string(row->text) + "#" + std::to_string(minimum);
 }
 
 bool ItemSpec::matches(const CHSecsItem &item) const {

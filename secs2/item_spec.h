@@ -27,7 +27,8 @@ struct ItemSpec {
   uint32_t maximum = kAnyCount;
   Check check = Check::None;
 
-  static ItemSpec parse(std::string_view text);
+  /// Without `additions`, "#N", "@ITEM", "@NONE" and "@NAK" are texts like any other.
+  static ItemSpec parse(std::string_view text, bool additions = true);
   /// A text that parse() reads back as this specification.
   std::string text() const;
   bool matches(const CHSecsItem &item) const;

@@ -2,6 +2,9 @@
 
 #include "platform/text.h"
 
+#include <algorithm>
+#include <array>
+
 namespace velto {
 
 std::string smlQuoted(std::string_view text) {
@@ -51,20 +54,23 @@ void MakeReplyIds(CHSecsMessage &reply, const CHSecsHeader &primary) {
   reply.header.systemBytes = primary.systemBytes;
 }
 
+// The header may be that of the message which is made.
 void MakeAbort(CHSecsMessage &reply, const CHSecsHeader &primary) {
+  const CHSecsHeader header = primary;
   reply.node.clear();
   reply.Reset(0);
-  reply.header.streamByte = primary.stream();
-  MakeReplyIds(reply, primary);
+  reply.header.streamByte = header.stream();
+  MakeReplyIds(reply, header);
 }
 
 void MakeStream9(CHSecsMessage &message, uint8_t function, const CHSecsHeader *header) {
+  std::array<uint8_t, CHSecsHeader::kSize> bytes{};
+  if (header != nullptr)
+    EncodeHeader(*header, bytes);
   message.node.clear();
   message.SetFromSml(formatText("s9f%u<b>", function));
   if (header != nullptr)
-    EncodeHeader(*header, std::span<uint8_t, CHSecsHeader::kSize>(
-                              message.root.makeArray(format::kBinary, CHSecsHeader::kSize),
-                              CHSecsHeader::kSize));
+    std::ranges::copy(bytes, message.root.makeArray(format::kBinary, CHSecsHeader::kSize));
 }
 
 } // namespace velto

@@ -67,10 +67,16 @@ private:
   }
 
   std::optional<Structure> list() {
+    constexpr int64_t kLargestCount = 0xFFFFFF;
+    constexpr int kDeepest = 32;
     Structure list;
     list.kind_ = Kind::List;
+    if (++depth_ > kDeepest)
+      return std::nullopt;
     advance();
     if (token_.kind == Token::Integer) {
+      if (token_.integer < 0 || token_.integer > kLargestCount)
+        return std::nullopt;
       list.count_ = static_cast<uint32_t>(token_.integer);
       advance();
     }
@@ -88,6 +94,7 @@ private:
     }
     if (list.repeats_ && (list.children_.empty() || list.count_))
       return std::nullopt;
+    --depth_;
     return close(std::move(list));
   }
 
@@ -124,6 +131,7 @@ private:
 
   CHSmlLex lexer_;
   SmlToken token_;
+  int depth_ = 0;
 };
 
 std::optional<Structure> Structure::parse(std::string_view text) { return Parser(text).parse(); }
@@ -138,7 +146,7 @@ Structure Structure::ofTemplate(const CHSecsItem &item) {
       structure.children_.push_back(ofTemplate(child));
   } else if (item.format() == format::kAscii) {
     structure.kind_ = Kind::Spec;
-    structure.spec_ = ItemSpec::parse(item.text());
+    structure.spec_ = ItemSpec::parse(item.text(), false);
   } else {
     structure.kind_ = Kind::Typed;
     structure.format_ = item.format();
@@ -165,7 +173,7 @@ bool Structure::matchItem(const CHSecsItem &item, Path &path) const {
   case Kind::Any:
     return true;
   case Kind::NoBody:
-    return !item.hasData();
+    return !item.hasData() && !item.decodeError();
   case Kind::Nothing:
     return false;
   case Kind::List:
@@ -190,14 +198,13 @@ bool Structure::matchList(const CHSecsItem &list, Path &path) const {
   if (!list.isList() || (count_ && list.count() != *count_))
     return false;
   const size_t fixed = children_.size() - (repeats_ ? 1 : 0);
-  if (list.count() < fixed)
-    return false;
-  const size_t compared = repeats_ ? list.count() : fixed;
+  const size_t compared = repeats_ ? std::max<size_t>(fixed, list.count()) : fixed;
   const size_t depth = path.size();
   for (size_t i = 0; i < compared; ++i) {
     path.resize(depth);
     path.push_back(static_cast<uint32_t>(i + 1));
-    if (!children_[std::min(i, children_.size() - 1)].matchItem(list.children()[i], path))
+    if (i >= list.count() ||
+        !children_[std::min(i, children_.size() - 1)].matchItem(list.children()[i], path))
       return false;
   }
   return true;

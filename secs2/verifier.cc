@@ -73,14 +73,15 @@ CHSecsVerifier::CHSecsVerifier(Kind kind)
     : partner_(kind == Kind::Slot ? std::make_unique<CHSecsVerifier>(Kind::Partner) : nullptr) {}
 
 VeltoSecsIIVerification CHSecsVerifier::Verify(bool hsmsMode) {
-  partner_->message.header.hsms = message.header.hsms;
+  if (partner_ == nullptr)
+    return result; // a reply is not answered
   partner_->message.node.clear();
   partner_->message.Reset(0);
   partner_->replyValid = false;
-  message.node.clear();
   if (hsmsMode && message.header.sType() != 0) {
     result = verifyControl();
   } else {
+    message.node.clear();
     result = classify();
     applyReplyPolicy();
   }

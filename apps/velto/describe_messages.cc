@@ -19,7 +19,15 @@ constexpr const char *kIntroduction =
     "A\n"
     "and B, `{A...}` a list of none or more A, `{}` any list, `{2 A}` a list of exactly two "
     "children.\n"
-    "`-` is no body, `!` is never right, and where nothing stands the body is not checked.\n\n"
+    "`-` is no body, `!` is never right, and where nothing stands the body is not checked. SPEC is "
+    "a\n"
+    "set of formats (`u*|a`: any unsigned integer or ASCII; `#1` exactly one value), a length of "
+    "ASCII\n"
+    "text (`=6`, `<41`) or a data item (`@MDLN`); `@ITEM` is any item, `@NONE` one without "
+    "values,\n"
+    "`@NAK` a binary byte other than 0. A reply never carries the W-bit. An `else` is the reply to "
+    "a\n"
+    "wrong body, where the message has one of its own.\n\n"
     "| Message | Name | W-bit | Received by | Body | Suggested reply |\n"
     "| --- | --- | --- | --- | --- | --- |\n";
 
@@ -49,7 +57,10 @@ std::string body(const MessageRow &row) {
 std::string reply(const MessageRow &row) {
   if (row.wbit != WBit::Required)
     return "";
-  return cell(replyText(row.stream, static_cast<uint8_t>(row.function + 1), true, row.proposal));
+  const auto text = [&row](const ReplyArguments &arguments) {
+    return cell(replyText(row.stream, static_cast<uint8_t>(row.function + 1), true, arguments));
+  };
+  return text(row.proposal) + (row.refusal[0].empty() ? "" : ", else " + text(row.refusal));
 }
 
 } // namespace

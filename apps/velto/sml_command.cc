@@ -52,10 +52,13 @@ std::vector<Source> splitMessages(std::string_view text) {
   for (SmlToken token = lexer.next(); token.kind != SmlToken::Kind::End; token = lexer.next()) {
     const bool inside =
         token.text.data() >= text.data() && token.text.data() < text.data() + text.size();
-    if (token.kind != SmlToken::Kind::Period) {
-      empty = false;
-      continue;
+    empty = empty && token.kind == SmlToken::Kind::Period;
+    if (token.kind == SmlToken::Kind::Other) {
+      messages.push_back({text.substr(start), line}); // the parser says what is wrong
+      break;
     }
+    if (token.kind != SmlToken::Kind::Period)
+      continue;
     const size_t end = inside ? static_cast<size_t>(token.text.data() - text.data()) : text.size();
     if (inside || !empty || messages.empty())
       messages.push_back({text.substr(start, end - start), line});

@@ -2,6 +2,8 @@
 
 #include "controls/component/version.h"
 
+#include <limits>
+
 namespace velto {
 
 namespace {
@@ -134,11 +136,46 @@ void Control::notify(int eventId, Arguments arguments) {
     (*observer)(*event, arguments);
 }
 
+// The page and the bag hold the same properties, so the page is a bag that the operator edits.
+bool Control::ShowPropertyPage() {
+  PropertySheet sheet;
+  sheet.title = members().controlName + " Properties";
+  PropertyPage &page = sheet.pages.emplace_back();
+  page.title = "General";
+  for (const Member &member : members().members) {
+    if (!member.persisted)
+      continue;
+    const Variant value = persistedValue(member);
+    if (member.type == ValueType::Bool)
+      page.check(member.name, member.name, value.toBool());
+    else if (member.type == ValueType::Int16 || member.type == ValueType::Int32)
+      page.integer(member.name, member.name, value.toInteger(),
+                   member.type == ValueType::Int16 ? std::numeric_limits<int16_t>::min()
+                                                   : std::numeric_limits<int32_t>::min(),
+                   member.type == ValueType::Int16 ? std::numeric_limits<int16_t>::max()
+                                                   : std::numeric_limits<int32_t>::max());
+    else
+      page.text(member.name, member.name, value.text());
+  }
+  const Lifetime::Watch alive(lifetime_);
+  if (!site_.frontEnd.showSheet(sheet) || !alive)
+    return false;
+  for (const Field &field : sheet.pages[0].fields) {
+    const Member *member = members().find(field.key, Member::Kind::Property);
+    const auto value = Variant(field.value).as(member->type);
+    if (value && persistedValue(*member) != *value)
+      member->set(*this, {}, *value);
+    if (!alive)
+      return false;
+  }
+  return true;
+}
+
 PropertyBag Control::save() {
   PropertyBag bag;
   for (const Member &member : members().members)
     if (member.persisted)
-      bag.set(member.name, member.get(*this, {}));
+      bag.set(member.name, persistedValue(member));
   modified_ = false;
   return bag;
 }
@@ -154,7 +191,7 @@ void Control::load(const PropertyBag &bag) {
     const Variant *kept = bag.find(member.name);
     const auto value = kept != nullptr ? kept->as(member.type) : std::nullopt;
     const Variant &wanted = value ? *value : *member.persisted;
-    if (member.get(*this, {}) != wanted)
+    if (persistedValue(member) != wanted)
       member.set(*this, {}, wanted);
   }
   if (!alive)

@@ -76,6 +76,8 @@ public:
   void SetAppearance(int16_t value);
   int16_t BorderStyle() const { return borderStyle_; }
   void SetBorderStyle(int16_t value);
+  /// Shows the property page of the persisted properties; true when the operator accepted it.
+  bool ShowPropertyPage();
   /// Shows a box with the control's name and the version.
   void AboutBox();
 
@@ -87,6 +89,8 @@ protected:
   Lifetime &lifetime() { return lifetime_; }
   /// Called before a bag is loaded.
   virtual void prepareLoad() {}
+  /// What the bag keeps of a persisted property: its value, unless the class knows better.
+  virtual Variant persistedValue(const Member &member) { return member.get(*this, {}); }
   /// For the setters of persisted properties.
   void setModified() { modified_ = true; }
 

@@ -13,12 +13,22 @@ namespace {
 class Boxes final : public FrontEnd {
 public:
   void messageBox(const std::string &text) override { shown.push_back(text); }
-  bool showSheet(PropertySheet &) override { return false; }
+  bool showSheet(PropertySheet &sheet) override { return answer && answer(sheet); }
   std::vector<std::string> shown;
+  std::function<bool(PropertySheet &)> answer;
+};
+
+/// A user without settings, whoever runs the tests.
+class FreshUser {
+public:
+  FreshUser() { setenv("XDG_CONFIG_HOME", (folder / "").c_str(), 1); }
+  ~FreshUser() { unsetenv("XDG_CONFIG_HOME"); }
+  TemporaryDirectory folder;
 };
 
 class SecsIIControl : public testing::Test {
 protected:
+  FreshUser user;
   EventLoop loop;
   Boxes boxes;
   CVeltoSecsIICtrl control{ControlSite(loop, boxes)};
@@ -158,14 +168,39 @@ TEST_F(SecsIIControl, PersistsItsSettingsAndShowsTheMessage) {
   EXPECT_EQ(control.window(), "S1F1W\n  00008101000000000001\n");
 }
 
+TEST_F(SecsIIControl, KeepsTheDeviceIdThatWasSet) {
+  control.SetDeviceID(5);
+  control.SetSML("SelectReq");
+  control.SetSessionID(9);
+  const PropertyBag bag = control.save();
+  EXPECT_EQ(bag.find("DeviceID")->text(), "5");
+  control.SetDeviceID(6);
+  control.SetMsg("00050101000000000007");
+  control.load(bag);
+  control.Reset();
+  EXPECT_EQ(control.DeviceID(), 5);
+}
+
+TEST_F(SecsIIControl, ThePropertyPageEditsWhatIsPersisted) {
+  boxes.answer = [](PropertySheet &sheet) {
+    EXPECT_EQ(sheet.title, "VeltoSecsII Properties");
+    sheet.find("DeviceID")->value = "12";
+    sheet.find("Host")->value = "true";
+    return true;
+  };
+  EXPECT_TRUE(control.ShowPropertyPage());
+  EXPECT_EQ(control.DeviceID(), 12);
+  EXPECT_TRUE(control.Host());
+  boxes.answer = nullptr;
+  EXPECT_FALSE(control.ShowPropertyPage());
+}
+
 TEST(UserSettings, DecideOnErrorDialogs) {
-  const TemporaryDirectory folder;
-  setenv("XDG_CONFIG_HOME", (folder / "").c_str(), 1);
+  const FreshUser user;
   EventLoop loop;
   EXPECT_FALSE(CVeltoSecsIICtrl(loop).ErrorDialog());
-  systemFiles().write(folder / "VeltoActiveX.ini", "[VeltoActiveX]\nShowMessageBox=1\n");
+  systemFiles().write(user.folder / "VeltoActiveX.ini", "[VeltoActiveX]\nShowMessageBox=1\n");
   EXPECT_TRUE(CVeltoSecsIICtrl(loop).ErrorDialog());
-  unsetenv("XDG_CONFIG_HOME");
 }
 
 } // namespace

@@ -66,6 +66,14 @@ TEST(ItemSpec, MatchesWhatItNames) {
       ItemSpec::parse("@PPID").matches(fromSml("<a '" + std::string(81, 'x') + "'>").root));
 }
 
+TEST(ItemSpec, PrintsWhateverItParsed) {
+  for (const char *text : {"@NAK#2", "@TIME#12", "@ITEM#3", "u*#0", "=99999999999", "<0", "#1"}) {
+    const ItemSpec spec = ItemSpec::parse(text);
+    EXPECT_EQ(ItemSpec::parse(spec.text()), spec) << text;
+  }
+  EXPECT_EQ(ItemSpec().text(), "");
+}
+
 TEST(Structure, MatchesBodies) {
   const struct {
     const char *structure;
@@ -84,7 +92,9 @@ TEST(Structure, MatchesBodies) {
       {"{0}", "{}", true, ""},
       {"{0}", "{<a>}", false, ""},
       {"{<a> <u1>}", "{<a> <u1 1> <f4 1>}", true, "2"},
-      {"{<a> <u1>}", "{<a>}", false, ""},
+      {"{<a> <u1>}", "{<a>}", false, "2"},
+      {"{<a> <u1>}", "{<u1 1>}", false, "1"},
+      {"{<a> {<a> <b>}}", "{<a> {<a>}}", false, "2/2"},
       {"{<a> <u1>}", "{<a> <u2 1>}", false, "2"},
       {"{2 <a>}", "{<a> <u2 1>}", true, "1"},
       {"{2 <a>}", "{<a>}", false, ""},
@@ -109,8 +119,8 @@ TEST(Structure, MatchesBodies) {
     EXPECT_EQ(structure->matches(message.root, path), row.matches) << row.structure << row.body;
     EXPECT_EQ(path, row.path) << row.structure << row.body;
   }
-  for (const char *text :
-       {"{", "<a", "{} {}", "x", "{...}", "{2 <a>...}", "<a> or", "<a> . .", "{<a>..}"})
+  for (const char *text : {"{", "<a", "{} {}", "x", "{...}", "{2 <a>...}", "<a> or", "<a> . .",
+                           "{<a>..}", "{-1 <a>}", "{4294967296 <a>}"})
     EXPECT_FALSE(Structure::parse(text)) << text;
 }
 
@@ -174,6 +184,9 @@ TEST(Verifier, MatchesTemplates) {
       {"{<u1 1 2>}", "{<u1 7>}", false},
       {"{<u1 1>}", "{1 <u1> ", false}, // does not parse
       {"<b 1>", "s1f1", false},
+      {"{}", "<a'@ITEM'>", false}, // of the notation of the table alone
+      {"<a 'x'>", "<a'@NAK'>", true},
+      {"<a 'x'>", "<a'u*#1'>", true},
   };
   for (const auto &row : rows) {
     CHSecsVerifier slot;
@@ -209,6 +222,25 @@ TEST(Verifier, ControlMessagesSuggestTheirResponse) {
       EXPECT_EQ(slot.partner()->message.GetMsg(), row.reply) << row.header;
     }
   }
+}
+
+TEST(Verifier, SecsIMessagesAreAnsweredWithoutTheWBit) {
+  CHSecsVerifier slot;
+  slot.isEquipmentSide = false;
+  slot.message.header.hsms = false;
+  CHSecsHeader counter;
+  counter.hsms = false;
+  counter.Reset(1, 1);
+  const uint16_t before = counter.transactionId();
+  for (const char *header :
+       {"0005c001800100000007", "00058141800100000007", "00058101800500000007"}) {
+    ASSERT_TRUE(slot.message.SetMsg(header));
+    slot.Verify(false);
+    EXPECT_TRUE(slot.partner()->replyValid) << header;
+    EXPECT_FALSE(slot.partner()->message.header.wbit()) << header;
+  }
+  counter.Reset(1, 1);
+  EXPECT_EQ(counter.transactionId(), static_cast<uint16_t>(before + 1)) << "no ID is used up";
 }
 
 TEST(Verifier, LeavesTheMessageAsItIs) {
