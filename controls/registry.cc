@@ -1,5 +1,6 @@
 #include "controls/registry.h"
 
+#include "controls/gem_ctrl.h"
 #include "controls/hsms_ctrl.h"
 #include "controls/secsii_ctrl.h"
 #include "controls/socket_ctrl.h"
@@ -23,7 +24,7 @@ template <typename C> constexpr Row row() {
 }
 
 constexpr std::array kControls{row<CVeltoSecsIICtrl>(), row<CVeltoHsmsCtrl>(),
-                               row<CVeltoSocketCtrl>()};
+                               row<CVeltoSocketCtrl>(), row<CVeltoGemCtrl>()};
 
 } // namespace
 

@@ -115,6 +115,10 @@ bool FileSystem::rename(const std::string &from, const std::string &to) {
 
 bool FileSystem::remove(const std::string &path) { return ::unlink(path.c_str()) == 0; }
 
+bool FileSystem::link(const std::string &path, const std::string &name) {
+  return ::linkat(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
 bool FileSystem::syncDirectory(const std::string &path) {
   OpenFile directory(directoryOf(path), O_RDONLY | O_DIRECTORY);
   // A file system that cannot flush a directory says EINVAL; there is nothing to wait for then.
@@ -122,14 +126,19 @@ bool FileSystem::syncDirectory(const std::string &path) {
 }
 
 // A link stays: what it leads to is replaced.
-bool FileSystem::replace(const std::string &path, std::string_view bytes) {
+bool FileSystem::replace(const std::string &path, std::string_view bytes,
+                         const std::function<void()> &beforeRename) {
   std::error_code error;
   const std::filesystem::path real = std::filesystem::canonical(path, error);
   const std::string target = error ? path : real.string();
   const std::string fresh = target + ".new";
   remove(fresh);
-  if (write(fresh, bytes) && keepMode(target, fresh) && rename(fresh, target))
-    return syncDirectory(target);
+  if (write(fresh, bytes) && keepMode(target, fresh)) {
+    if (beforeRename)
+      beforeRename();
+    if (rename(fresh, target))
+      return syncDirectory(target);
+  }
   remove(fresh);
   return false;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,14 +25,18 @@ public:
   /// Renames over an existing file.
   virtual bool rename(const std::string &from, const std::string &to);
   virtual bool remove(const std::string &path);
+  /// Gives a file a second name, which must be free. Not every file system can.
+  virtual bool link(const std::string &path, const std::string &name);
   /// Flushes the directory entry of a file, so that a rename survives a power loss.
   virtual bool syncDirectory(const std::string &path);
 
   /// Replaces a file's contents in one step: writes a new file (`path` and ".new") beside it,
   /// flushes it, renames it over the old one. A crash at any point leaves the old or the new
   /// contents whole. A failure leaves the old contents, except for one of syncDirectory(): the new
-  /// contents are then in place but not yet safe from a power loss.
-  bool replace(const std::string &path, std::string_view bytes);
+  /// contents are then in place but not yet safe from a power loss. `beforeRename` is called when
+  /// the new contents are safe on the disk and the old ones still in place.
+  bool replace(const std::string &path, std::string_view bytes,
+               const std::function<void()> &beforeRename = {});
 };
 
 /// The operating system's files.

@@ -19,6 +19,7 @@ constexpr std::array kCommands{
     Command{"container", "host controls and run commands from files or the keyboard",
             runContainerCommand},
     Command{"sml", "SML to hexadecimal and back, normalised SML, verification", runSmlCommand},
+    Command{"model", "equipment models: readable text to a data file and back", runModelCommand},
     Command{"describe", "the members of the controls, the table of messages", runDescribeCommand},
 };
 

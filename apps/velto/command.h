@@ -28,6 +28,7 @@ std::span<const Command> commands();
 int runContainerCommand(const CommandArguments &arguments);
 int runDemoCommand(const CommandArguments &arguments);
 int runDescribeCommand(const CommandArguments &arguments);
+int runModelCommand(const CommandArguments &arguments);
 int runSmlCommand(const CommandArguments &arguments);
 
 } // namespace velto

@@ -1,0 +1,268 @@
+#include "apps/velto/model_text.h"
+
+#include "apps/velto/container/literal.h"
+#include "apps/velto/model_fields.h"
+#include "platform/text.h"
+#include "secs2/format.h"
+
+#include <algorithm>
+#include <array>
+
+namespace velto {
+
+namespace {
+
+using Names = std::span<const std::string_view>;
+
+Names communicationStates() {
+  static constexpr std::string_view kNames[] = {"disabled", "enabled"};
+  return kNames;
+}
+
+Names controlStates() {
+  static constexpr std::string_view kNames[] = {"equipment-offline", "attempt-online",
+                                                "host-offline", "local", "remote"};
+  return kNames;
+}
+
+Names variableKinds() {
+  static constexpr std::string_view kNames[] = {"", "EC", "SV", "", "DV"};
+  return kNames;
+}
+
+// The tags of SML without their bracket, such as "U4".
+Names itemTypes() {
+  static const auto kNames = [] {
+    std::array<std::string_view, SecsAscii2 + 1> names;
+    for (int type = SecsList; type <= SecsAscii2; ++type)
+      names[static_cast<size_t>(type)] = TypeName(formatOf(type), TypeNameMode::UpperTag) + 1;
+    return names;
+  }();
+  return kNames;
+}
+
+// SEMI E5, ALCD bits 0 to 6
+Names alarmCategories() {
+  static constexpr std::string_view kNames[] = {"",
+                                                "personal-safety",
+                                                "equipment-safety",
+                                                "parameter-warning",
+                                                "parameter-error",
+                                                "irrecoverable-error",
+                                                "status-warning",
+                                                "attention",
+                                                "data-integrity"};
+  return kNames;
+}
+
+void printCategory(std::string &out, const CHGemAlarmAlid &alarm) {
+  printValue(out, alarm.category(), alarmCategories);
+}
+
+std::string readCategory(std::string_view text, CHGemAlarmAlid &alarm) {
+  uint8_t category = 0;
+  std::string expected = readValue(text, category, alarmCategories);
+  if (expected.empty() && category >= CHGemAlarmAlid::kSet)
+    return "at most 127";
+  alarm.alcd = static_cast<uint8_t>((alarm.alcd & CHGemAlarmAlid::kSet) | category);
+  return expected;
+}
+
+void printSet(std::string &out, const CHGemAlarmAlid &alarm) { printValue(out, alarm.isSet()); }
+
+std::string readSet(std::string_view text, CHGemAlarmAlid &alarm) {
+  bool set = false;
+  std::string expected = readValue(text, set);
+  alarm.alcd = static_cast<uint8_t>(alarm.category() | (set ? CHGemAlarmAlid::kSet : 0));
+  return expected;
+}
+
+constexpr Field<bool> kClockFields[] = {
+    {"set_machine_clock", [](std::string &out, const bool &set) { printValue(out, set); },
+     [](std::string_view text, bool &set) { return readValue(text, set); }},
+};
+
+constexpr Field<CommunicationSettings> kCommunicationFields[] = {
+    field<&CommunicationSettings::modelName>("model_name"),
+    field<&CommunicationSettings::softwareRevision>("software_revision"),
+    field<&CommunicationSettings::initialState, communicationStates>("initial_state"),
+    field<&CommunicationSettings::establishCommunications>("establish_communications"),
+};
+
+constexpr Field<ControlSettings> kControlFields[] = {
+    field<&ControlSettings::initialState, controlStates>("initial_state"),
+    field<&ControlSettings::initialOfflineState, controlStates>("initial_offline_state"),
+    field<&ControlSettings::offlineState, controlStates>("offline_state"),
+    field<&ControlSettings::onlineState, controlStates>("online_state"),
+};
+
+// The number of an object is the first of its fields.
+
+constexpr Field<CHGemEventVid> kVariableFields[] = {
+    field<&CHGemEventVid::vid>("vid"),
+    field<&CHGemEventVid::kind, variableKinds>("kind"),
+    field<&CHGemEventVid::nodeType, itemTypes>("type"),
+    field<&CHGemEventVid::role, variableRoleNames>("role"),
+    field<&CHGemEventVid::minimum>("min"),
+    field<&CHGemEventVid::maximum>("max"),
+    field<&CHGemEventVid::defaultValue>("default"),
+    field<&CHGemEventVid::unit>("unit"),
+    field<&CHGemEventVid::description>("description"),
+    field<&CHGemEventVid::rawValue>("value"),
+};
+constexpr uint32_t kValueGiven = uint32_t{1} << (std::size(kVariableFields) - 1);
+
+constexpr Field<CHGemEventReport> kReportFields[] = {
+    field<&CHGemEventReport::rptid>("rptid"),
+    field<&CHGemEventReport::variables>("variables"),
+    field<&CHGemEventReport::description>("description"),
+};
+
+constexpr Field<CHGemEventCeid> kEventFields[] = {
+    field<&CHGemEventCeid::ceid>("ceid"),
+    field<&CHGemEventCeid::role, eventRoleNames>("role"),
+    field<&CHGemEventCeid::enable>("enable"),
+    field<&CHGemEventCeid::reports>("reports"),
+    field<&CHGemEventCeid::description>("description"),
+};
+
+constexpr Field<CHGemAlarmAlid> kAlarmFields[] = {
+    field<&CHGemAlarmAlid::alid>("alid"), {"category", printCategory, readCategory},
+    {"set", printSet, readSet},           field<&CHGemAlarmAlid::enable>("enable"),
+    field<&CHGemAlarmAlid::altx>("text"),
+};
+
+// Whether a list has an object of that number.
+bool holds(const auto &list, const auto &object) { return list.find(object.number()) != nullptr; }
+bool holds(const CHGemEventReportList &list, const CHGemEventReport &report) {
+  return list.FindReport(report.rptid) != nullptr;
+}
+
+// Gives an object what depends on its other fields.
+void complete(auto &, uint32_t) {}
+void complete(CHGemEventVid &variable, uint32_t given) {
+  if ((given & kValueGiven) != 0)
+    return;
+  const ElementKind kind = formatInfo(formatOf(variable.nodeType)).kind;
+  if (!variable.defaultValue.empty())
+    variable.rawValue = variable.FormatBound(Bound::Default);
+  else
+    variable.SetValue(kind == ElementKind::Text || kind == ElementKind::List ? "" : "0");
+}
+
+template <auto List, const auto &Fields> void printList(std::string &out, const GemData &data) {
+  for (size_t i = 0; i < (data.*List).Count(); ++i)
+    printFields(out, Fields, (data.*List).at(i));
+}
+
+template <auto List, const auto &Fields>
+std::string readObject(std::string_view line, GemData &data) {
+  auto &list = data.*List;
+  std::remove_cvref_t<decltype(list.at(0))> object;
+  uint32_t given = 0;
+  if (std::string problem = readFields(line, Fields, object, given); !problem.empty())
+    return problem;
+  const std::string number(Fields[0].name);
+  if ((given & 1) == 0)
+    return number + " is missing";
+  if (holds(list, object))
+    return number + " is that of an earlier line";
+  complete(object, given);
+  list.Add(std::move(object));
+  return "";
+}
+
+template <auto Member, const auto &Fields>
+void printSettings(std::string &out, const GemData &data) {
+  printFields(out, Fields, data.*Member);
+}
+
+template <auto Member, const auto &Fields>
+std::string readSettings(std::string_view line, GemData &data) {
+  uint32_t given = 0;
+  return readFields(line, Fields, data.*Member, given);
+}
+
+/// A section: how it is printed, and how one line of it is read.
+struct Section {
+  std::string_view name;
+  void (*print)(std::string &out, const GemData &data);
+  std::string (*read)(std::string_view line, GemData &data);
+};
+
+template <auto Member, const auto &Fields> constexpr Section settings(std::string_view name) {
+  return {name, printSettings<Member, Fields>, readSettings<Member, Fields>};
+}
+
+template <auto List, const auto &Fields> constexpr Section list(std::string_view name) {
+  return {name, printList<List, Fields>, readObject<List, Fields>};
+}
+
+constexpr Section kSections[] = {
+    settings<&GemData::communication, kCommunicationFields>("communication"),
+    settings<&GemData::control, kControlFields>("control"),
+    settings<&GemData::changePCClock, kClockFields>("clock"),
+    list<&GemData::variables, kVariableFields>("variables"),
+    list<&GemData::reports, kReportFields>("reports"),
+    list<&GemData::events, kEventFields>("events"),
+    list<&GemData::alarms, kAlarmFields>("alarms"),
+};
+
+/// Reads a text line by line.
+class ModelReader {
+public:
+  /// What is wrong with the line; empty for nothing.
+  std::string read(std::string_view line) {
+    line = trim(line);
+    if (line.empty() || line[0] == '#')
+      return "";
+    if (line[0] == '[')
+      return enter(line);
+    return section_ == nullptr ? "a section such as [variables] must come first"
+                               : section_->read(line, data_);
+  }
+
+  GemData take() { return std::move(data_); }
+
+private:
+  std::string enter(std::string_view line) {
+    const size_t end = std::min(line.find(']'), line.size());
+    const std::string_view behind = trim(line.substr(std::min(end + 1, line.size())));
+    section_ = std::ranges::find(kSections, line.substr(1, end - 1), &Section::name);
+    if (end == line.size() || (!behind.empty() && behind[0] != '#') ||
+        section_ == std::end(kSections))
+      return "there is no section " + container::quoted(line);
+    return "";
+  }
+
+  GemData data_;
+  const Section *section_ = nullptr;
+};
+
+} // namespace
+
+std::string modelToText(const GemData &data) {
+  std::string text;
+  for (const Section &section : kSections) {
+    text += text.empty() ? "[" : "\n[";
+    text += section.name;
+    text += "]\n";
+    section.print(text, data);
+  }
+  return text;
+}
+
+std::optional<GemData> modelFromText(std::string_view text, ModelTextError &error) {
+  ModelReader reader;
+  for (int line = 1; !text.empty(); ++line) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    if (std::string reason = reader.read(text.substr(0, end)); !reason.empty()) {
+      error = {line, std::move(reason)};
+      return std::nullopt;
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return reader.take();
+}
+
+} // namespace velto

@@ -1,0 +1,294 @@
+#include "controls/gem_ctrl.h"
+
+#include <algorithm>
+
+namespace velto {
+
+namespace {
+
+constexpr int32_t kMaxSeconds = 2'147'483; // whose milliseconds still fit 32 bits
+
+// The option bits of Setup(), and those whose pages need a model.
+constexpr int32_t kPageBits = 0xFFF;
+constexpr int32_t kModelPageBits = 0xDF8;
+
+int32_t milliseconds(int32_t seconds) { return std::clamp(seconds, 0, kMaxSeconds) * 1000; }
+
+} // namespace
+
+CVeltoGemCtrl::CVeltoGemCtrl(const ControlSite &site)
+    : Control(site), engine_(site.loop, site.files), timer_(site.loop, [this] { tick(); }) {
+  engine_.SetIniFileName("./Velto.ini");
+  engine_.gem()->SetDataFileName(dataFileName_);
+  engine_.SetSink(this);
+  engine_.SetWake([this] { timer_.startWithin(1); });
+}
+
+CVeltoGemCtrl::~CVeltoGemCtrl() { engine_.SetSink(nullptr); }
+
+// Stands for a timer of 1 ms: ticks on which nothing is due are left out.
+void CVeltoGemCtrl::tick() {
+  const Lifetime::Watch alive(lifetime());
+  engine_.Tick();
+  if (alive)
+    scheduleTick();
+}
+
+void CVeltoGemCtrl::scheduleTick() {
+  if (const auto wait = engine_.NextTick())
+    timer_.startWithin(*wait);
+}
+
+// What the engine reports ------------------------------------------------------------------------
+
+void CVeltoGemCtrl::OnConnected(const std::string &ipAddress, int32_t portNumber) {
+  onConnected.raise(std::string(ipAddress), portNumber);
+}
+
+void CVeltoGemCtrl::OnDisconnected(const std::string &ipAddress, int32_t portNumber) {
+  onDisconnected.raise(std::string(ipAddress), portNumber);
+}
+
+void CVeltoGemCtrl::OnConnectionStateChanged(int16_t next, int16_t previous) {
+  onConnectionStateChanged.raise(next, previous);
+}
+
+void CVeltoGemCtrl::OnProblem(int16_t code, const std::string &text) {
+  selection_.reply = false;
+  onProblem.raise(code, std::string(text));
+}
+
+// During the event the current message is that of `slot`; afterwards the host's choice is back.
+template <typename Raise> void CVeltoGemCtrl::selected(uint8_t slot, Raise raise) {
+  const Lifetime::Watch alive(lifetime());
+  const Selection chosen = std::exchange(selection_, Selection{slot, false});
+  raise();
+  if (alive)
+    selection_ = chosen;
+}
+
+void CVeltoGemCtrl::OnReceived(const std::string &ipAddress, int32_t portNumber) {
+  selected(CHGem::kReceived, [&] { onReceived.raise(std::string(ipAddress), portNumber); });
+}
+
+void CVeltoGemCtrl::OnSent() {
+  selected(CHGem::kSent, [this] { onSent.raise(); });
+}
+
+void CVeltoGemCtrl::OnCommunicationStateChanged(int16_t next, int16_t previous) {
+  onCommunicationStateChanged.raise(next, previous);
+}
+
+void CVeltoGemCtrl::OnControlStateChanged(int16_t next, int16_t previous) {
+  onControlStateChanged.raise(next, previous);
+}
+
+void CVeltoGemCtrl::OnVariableChanged(int32_t vid) { onVIDChanged.raise(vid); }
+
+// Methods ----------------------------------------------------------------------------------------
+
+bool CVeltoGemCtrl::DefProc() { return engine_.DefProc(); }
+
+bool CVeltoGemCtrl::Send() { return engine_.Send(message()); }
+
+bool CVeltoGemCtrl::InvokeEvent(int32_t ceid) {
+  return engine_.InvokeEvent(static_cast<uint32_t>(ceid));
+}
+
+// The changed state is saved on the next tick.
+bool CVeltoGemCtrl::InvokeAlarm(int32_t alid, int16_t alcd) {
+  const Lifetime::Watch alive(lifetime());
+  const bool sent = engine_.InvokeAlarm(static_cast<uint32_t>(alid), static_cast<uint8_t>(alcd));
+  if (alive)
+    scheduleTick();
+  return sent;
+}
+
+bool CVeltoGemCtrl::LoadData() {
+  if (IniFileName().empty())
+    return false;
+  const Lifetime::Watch alive(lifetime());
+  engine_.LoadIniFile();
+  if (engine_.gem() != nullptr)
+    engine_.LoadData(dataFileName_);
+  if (!alive || engine_.gem() == nullptr)
+    return false;
+  engine_.gem()->SetDataBakCount(dataBackups_);
+  scheduleTick();
+  return true;
+}
+
+bool CVeltoGemCtrl::SaveData() {
+  if (engine_.gem() == nullptr)
+    return false;
+  engine_.gem()->SetDataFileName(dataFileName_);
+  engine_.gem()->SetDataBakCount(dataBackups_);
+  return engine_.gem()->SaveData();
+}
+
+bool CVeltoGemCtrl::WriteLogFile(const std::string &text) { return engine_.WriteLog(text); }
+
+bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
+  const int32_t pages = options & kPageBits & (engine_.gem() == nullptr ? ~kModelPageBits : ~0);
+  if (pages == 0)
+    return false;
+  PropertySheet sheet;
+  sheet.title = caption.empty() ? "VeltoGem Setup" : caption;
+  return site().frontEnd.showSheet(sheet);
+}
+
+TreeView CVeltoGemCtrl::view() const {
+  if (viewStyle_ < 1 || viewStyle_ > 3)
+    return {};
+  return engine_.status(viewStyle_ - 1);
+}
+
+// Link settings ----------------------------------------------------------------------------------
+
+void CVeltoGemCtrl::SetIPAddress(const std::string &address) {
+  engine_.physical().ipAddress = address;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetPortNumber(int32_t port) {
+  engine_.physical().portNumber = port;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetMyPortNumber(int32_t port) {
+  engine_.physical().localPortNumber = port;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetServer(bool server) {
+  engine_.physical().server = server ? 1 : 0;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetDiscardDuplicatedBlock(bool discard) {
+  engine_.physical().discardDuplicates = discard ? 1 : 0;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetPhysicalConnection(bool open) {
+  if (open)
+    engine_.OpenConnection();
+  else
+    engine_.CloseConnection();
+  setModified();
+}
+
+void CVeltoGemCtrl::SetUnusedTime(int32_t) { setModified(); }
+
+void CVeltoGemCtrl::setTime(int32_t &time, int32_t seconds) {
+  time = milliseconds(seconds);
+  setModified();
+  scheduleTick();
+}
+
+int32_t CVeltoGemCtrl::T3() const {
+  return engine_.gem() == nullptr ? 45 : static_cast<int32_t>(engine_.gem()->T3() / 1000);
+}
+
+void CVeltoGemCtrl::SetT3(int32_t seconds) {
+  if (engine_.gem() != nullptr)
+    engine_.gem()->SetT3(static_cast<uint32_t>(milliseconds(seconds)));
+  setModified();
+  scheduleTick();
+}
+
+// Logical connection and states ------------------------------------------------------------------
+
+void CVeltoGemCtrl::SetDeviceID(int32_t id) {
+  engine_.logical().SetDeviceID(static_cast<uint16_t>(id));
+  setModified();
+}
+
+void CVeltoGemCtrl::SetHost(bool host) {
+  if (engine_.gem() != nullptr && !Host())
+    return;
+  engine_.logical().SetHost(host);
+  setModified();
+}
+
+void CVeltoGemCtrl::SetLogicalConnection(int16_t model) {
+  engine_.SetObjectModel(model == 1);
+  engine_.logical().SetHost(false);
+  setModified();
+}
+
+void CVeltoGemCtrl::SetCommunicationState(int16_t state) {
+  engine_.SetCommunicationState(static_cast<uint8_t>(state));
+}
+
+void CVeltoGemCtrl::SetControlState(int16_t state) {
+  engine_.SetControlState(static_cast<uint8_t>(state));
+}
+
+void CVeltoGemCtrl::SetControlStateSwitch(bool on) { engine_.SetOnlineSwitch(on); }
+
+bool CVeltoGemCtrl::OnlineRequest() const {
+  return engine_.gem() != nullptr && engine_.gem()->data().control.acceptOnlineRequest;
+}
+
+void CVeltoGemCtrl::SetOnlineRequest(bool accept) {
+  if (engine_.gem() != nullptr)
+    engine_.gem()->data().control.acceptOnlineRequest = accept;
+  setModified();
+}
+
+bool CVeltoGemCtrl::OfflineRequest() const {
+  return engine_.gem() != nullptr && engine_.gem()->data().control.acceptOfflineRequest;
+}
+
+void CVeltoGemCtrl::SetOfflineRequest(bool accept) {
+  if (engine_.gem() != nullptr)
+    engine_.gem()->data().control.acceptOfflineRequest = accept;
+  setModified();
+}
+
+// Files and log ----------------------------------------------------------------------------------
+
+void CVeltoGemCtrl::SetIniFileName(const std::string &name) {
+  engine_.SetIniFileName(name);
+  setModified();
+}
+
+void CVeltoGemCtrl::SetDataFileName(const std::string &name) {
+  dataFileName_ = name;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetDataBakCount(int16_t count) {
+  dataBackups_ = count;
+  if (engine_.gem() != nullptr)
+    engine_.gem()->SetDataBakCount(count);
+  setModified();
+}
+
+void CVeltoGemCtrl::SetLog(bool log) {
+  engine_.logEnabled = log ? 1 : 0;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetLogCommunication(bool log) {
+  engine_.logCommunication = log;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetLogFileName(const std::string &name) {
+  engine_.logFileName = name;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetLogSize(int32_t kib) {
+  engine_.logSize = kib;
+  setModified();
+}
+
+void CVeltoGemCtrl::SetLogBakCount(int16_t count) {
+  engine_.logBackups = count;
+  setModified();
+}
+
+} // namespace velto

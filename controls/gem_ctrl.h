@@ -1,0 +1,262 @@
+#pragma once
+
+#include "controls/component/control.h"
+#include "gem/engine.h"
+
+#include <array>
+#include <string>
+
+namespace velto {
+
+/// `VeltoGem`: a GEM equipment, or a GEM host, on an HSMS link (SEMI E30, E5, E37). Holds the
+/// equipment model and one message at a time, the current message, through which the host reads
+/// what arrived and composes what it sends.
+///
+/// Nothing is answered by itself: in Received the host calls DefProc(), or sends a reply of its
+/// own.
+class CVeltoGemCtrl final : public Control, private CHGemEventSink {
+public:
+  explicit CVeltoGemCtrl(const ControlSite &site);
+  ~CVeltoGemCtrl() override;
+
+  static const MemberTable &table();
+  const MemberTable &members() const override { return table(); }
+
+  // Link. Settings count from the next open on.
+  std::string IPAddress() const { return engine_.physical().ipAddress; }
+  void SetIPAddress(const std::string &address);
+  int32_t PortNumber() const { return engine_.physical().portNumber; }
+  void SetPortNumber(int32_t port);
+  int32_t MyPortNumber() const { return engine_.physical().localPortNumber; }
+  void SetMyPortNumber(int32_t port);
+  bool Server() const { return engine_.physical().server != 0; }
+  void SetServer(bool server);
+  bool DiscardDuplicatedBlock() const { return engine_.physical().discardDuplicates != 0; }
+  void SetDiscardDuplicatedBlock(bool discard);
+  /// The link is open or an open is requested.
+  bool PhysicalConnection() const { return engine_.physical().OpenRequested(); }
+  void SetPhysicalConnection(bool open);
+  /// Always 0; SECS-I times are accepted and ignored.
+  int32_t UnusedTime() const { return 0; }
+  void SetUnusedTime(int32_t seconds);
+  // Times in seconds, 0 to 2,147,483.
+  int32_t T3() const;
+  void SetT3(int32_t seconds);
+  int32_t T5() const { return engine_.physical().t5 / 1000; }
+  void SetT5(int32_t seconds) { setTime(engine_.physical().t5, seconds); }
+  int32_t T6() const { return engine_.physical().t6 / 1000; }
+  void SetT6(int32_t seconds) { setTime(engine_.physical().t6, seconds); }
+  int32_t T7() const { return engine_.physical().t7 / 1000; }
+  void SetT7(int32_t seconds) { setTime(engine_.physical().t7, seconds); }
+  int32_t T8() const { return engine_.physical().t8 / 1000; }
+  void SetT8(int32_t seconds) { setTime(engine_.physical().t8, seconds); }
+
+  // Logical connection and states.
+  int32_t DeviceID() const { return engine_.logical().DeviceID(); }
+  void SetDeviceID(int32_t id);
+  bool Host() const { return engine_.logical().Host(); }
+  /// An equipment with the model on stays an equipment.
+  void SetHost(bool host);
+  /// 1: the equipment model is on; 0: a plain connection. Setting it makes a fresh one.
+  int16_t LogicalConnection() const { return engine_.gem() != nullptr ? 1 : 0; }
+  void SetLogicalConnection(int16_t model);
+  int16_t CommunicationState() const { return engine_.GetCommunicationState(); }
+  void SetCommunicationState(int16_t state);
+  int16_t ControlState() const { return engine_.GetControlState(); }
+  void SetControlState(int16_t state);
+  /// The operator's on-line switch; it has no position to read.
+  bool ControlStateSwitch() const { return false; }
+  void SetControlStateSwitch(bool on);
+  bool OnlineRequest() const;
+  void SetOnlineRequest(bool accept);
+  bool OfflineRequest() const;
+  void SetOfflineRequest(bool accept);
+
+  // Files and log.
+  std::string IniFileName() const { return engine_.IniFileName(); }
+  void SetIniFileName(const std::string &name);
+  std::string DataFileName() const { return dataFileName_; }
+  void SetDataFileName(const std::string &name);
+  int16_t DataBakCount() const { return static_cast<int16_t>(dataBackups_); }
+  void SetDataBakCount(int16_t count);
+  bool Log() const { return engine_.logEnabled != 0; }
+  void SetLog(bool log);
+  bool LogCommunication() const { return engine_.logCommunication; }
+  void SetLogCommunication(bool log);
+  std::string LogFileName() const { return engine_.logFileName; }
+  void SetLogFileName(const std::string &name);
+  int32_t LogSize() const { return engine_.logSize; }
+  void SetLogSize(int32_t kib);
+  int16_t LogBakCount() const { return static_cast<int16_t>(engine_.logBackups); }
+  void SetLogBakCount(int16_t count);
+
+  // The current message: that of slot WorkSpace (0 received, 1 sent, 2 free), or its reply.
+  int32_t WorkSpace() const { return engine_.gem() != nullptr ? selection_.slot : 65535; }
+  void SetWorkSpace(int32_t slot);
+  bool Reply() const { return selection_.reply; }
+  void SetReply(bool reply);
+  std::string Msg() const { return message().GetMsg(); }
+  void SetMsg(const std::string &hex);
+  std::string SML() const;
+  /// A data message gets the device ID; a reply the system bytes of the slot's message.
+  void SetSML(const std::string &sml);
+  int16_t Stream() const { return message().header.stream(); }
+  void SetStream(int16_t stream);
+  int16_t Function() const { return message().header.function(); }
+  void SetFunction(int16_t function);
+  bool Wbit() const { return message().header.wbit(); }
+  void SetWbit(bool on);
+  int16_t PType() const { return message().header.pType(); }
+  void SetPType(int16_t type);
+  int16_t SType() const { return message().header.sType(); }
+  void SetSType(int16_t type);
+  int32_t SessionID() const { return message().header.idWord; }
+  void SetSessionID(int32_t id);
+  int32_t SystemBytes() const { return static_cast<int32_t>(message().header.systemBytes); }
+  void SetSystemBytes(int32_t bytes);
+  std::string Node() const { return message().node; }
+  void SetNode(const std::string &path) { message().node = path; }
+  int32_t NodeCount() const { return static_cast<int32_t>(message().GetNodeCount()); }
+  int16_t NodeType() const { return message().GetNodeType(); }
+  std::string NodeValue() const { return message().GetNodeValue(true); }
+  std::string NodeValueHex() const { return message().GetNodeValue(false); }
+  /// What verification found in the slot's message; 2 without a model.
+  int16_t Verification() const;
+  void SetVerification(int16_t) {}
+
+  // Variables, events and alarms. Without a model, or for an unknown number: 0, empty or false.
+  int32_t VIDCount() const;
+  int32_t CEIDCount() const;
+  int32_t ALIDCount() const;
+  std::string VIDValue(int32_t vid) const;
+  void SetVIDValue(int32_t vid, const std::string &value);
+  std::string VIDRawValue(int32_t vid) const;
+  /// SML of one item; line ends are dropped.
+  void SetVIDRawValue(int32_t vid, const std::string &sml);
+  std::string VIDMin(int32_t vid) const { return vidText(vid, &CHGemEventVid::minimum); }
+  void SetVIDMin(int32_t vid, const std::string &v) { setVidText(vid, &CHGemEventVid::minimum, v); }
+  std::string VIDMax(int32_t vid) const { return vidText(vid, &CHGemEventVid::maximum); }
+  void SetVIDMax(int32_t vid, const std::string &v) { setVidText(vid, &CHGemEventVid::maximum, v); }
+  std::string VIDDefault(int32_t vid) const { return vidText(vid, &CHGemEventVid::defaultValue); }
+  void SetVIDDefault(int32_t vid, const std::string &v) {
+    setVidText(vid, &CHGemEventVid::defaultValue, v);
+  }
+  std::string VIDUnit(int32_t vid) const { return vidText(vid, &CHGemEventVid::unit); }
+  void SetVIDUnit(int32_t vid, const std::string &v) { setVidText(vid, &CHGemEventVid::unit, v); }
+  std::string VIDDescription(int32_t vid) const {
+    return vidText(vid, &CHGemEventVid::description);
+  }
+  void SetVIDDescription(int32_t vid, const std::string &v) {
+    setVidText(vid, &CHGemEventVid::description, v);
+  }
+  int16_t VIDType(int32_t vid) const;
+  void SetVIDType(int32_t vid, int16_t kind);
+  int16_t VIDNodeType(int32_t vid) const;
+  void SetVIDNodeType(int32_t vid, int16_t type);
+  std::string CEIDDescription(int32_t ceid) const;
+  void SetCEIDDescription(int32_t ceid, const std::string &description);
+  bool CEIDEnable(int32_t ceid) const;
+  void SetCEIDEnable(int32_t ceid, bool enable);
+  /// The category, 0 to 127; 65535 for an unknown alarm.
+  int32_t ALCD(int32_t alid) const;
+  void SetALCD(int32_t alid, int32_t category);
+  std::string ALTX(int32_t alid) const;
+  void SetALTX(int32_t alid, const std::string &text);
+  bool ALIDEnable(int32_t alid) const;
+  void SetALIDEnable(int32_t alid, bool enable);
+  /// The alarm's state; setting it reports nothing.
+  bool ALIDSet(int32_t alid) const;
+  void SetALIDSet(int32_t alid, bool set);
+
+  int16_t ViewStyle() const { return viewStyle_; }
+  void SetViewStyle(int16_t style) { viewStyle_ = style; }
+
+  /// Handles the received message by the model and sends the prepared reply; false without a model.
+  bool DefProc();
+  /// Sends the current message through the gate of the states; false with a plain connection.
+  bool Send();
+  bool InvokeEvent(int32_t ceid);
+  bool InvokeAlarm(int32_t alid, int16_t alcd);
+  bool IsValidVID(int32_t vid) const;
+  int32_t ToVID(int32_t index) const;
+  int32_t ToCEID(int32_t index) const;
+  int32_t ToALID(int32_t index) const;
+  bool RegisterVID(int32_t vid, int16_t kind, int16_t nodeType, const std::string &minimum,
+                   const std::string &maximum, const std::string &defaultValue,
+                   const std::string &unit, const std::string &description);
+  bool UnregisterVID(int32_t vid);
+  bool RegisterCEID(int32_t ceid, int16_t role, const std::string &description);
+  bool RegisterALID(int32_t alid, int16_t alcd, const std::string &text);
+  bool UnregisterALID(int32_t alid);
+  /// Reads the settings and the model; true whenever a model exists, whatever the data file held.
+  bool LoadData();
+  bool LoadIniFile() { return LoadData(); }
+  bool SaveData();
+  /// Appends a text to the communication log; false when the log is off.
+  bool WriteLogFile(const std::string &text);
+  /// Shows the sheet with the pages of the option bits (1 to 0x800); false without any, and when it
+  /// is cancelled.
+  bool Setup(const std::string &caption, int32_t options);
+
+  /// The status tree: view style 0 empty, 1 the link, 2 the logical connection, 3 both.
+  TreeView view() const;
+  std::string window() const override { return toText(view()); }
+  /// The engine, for what no property reaches.
+  CHGemEngine &engine() { return engine_; }
+
+  Event<int16_t, int16_t> onCommunicationStateChanged{*this, 1};
+  Event<std::string, int32_t> onConnected{*this, 2};
+  Event<int16_t, int16_t> onConnectionStateChanged{*this, 3};
+  Event<int16_t, int16_t> onControlStateChanged{*this, 4};
+  Event<std::string, int32_t> onDisconnected{*this, 5};
+  Event<int16_t, std::string> onProblem{*this, 6};
+  Event<std::string, int32_t> onReceived{*this, 7};
+  Event<> onSent{*this, 8};
+  Event<int32_t> onVIDChanged{*this, 9};
+
+private:
+  struct Selection {
+    uint8_t slot = 0;
+    bool reply = false;
+  };
+
+  void OnDisplayChanged() override {}
+  void OnConnected(const std::string &ipAddress, int32_t portNumber) override;
+  void OnDisconnected(const std::string &ipAddress, int32_t portNumber) override;
+  void OnConnectionStateChanged(int16_t next, int16_t previous) override;
+  void OnProblem(int16_t code, const std::string &text) override;
+  void OnReceived(const std::string &ipAddress, int32_t portNumber) override;
+  void OnSent() override;
+  void OnCommunicationStateChanged(int16_t next, int16_t previous) override;
+  void OnControlStateChanged(int16_t next, int16_t previous) override;
+  void OnVariableChanged(int32_t vid) override;
+
+  void tick();
+  void scheduleTick();
+  template <typename Raise> void selected(uint8_t slot, Raise raise);
+  void setTime(int32_t &milliseconds, int32_t seconds);
+
+  const CHSecsVerifier &slot() const;
+  CHSecsVerifier &slot() { return const_cast<CHSecsVerifier &>(std::as_const(*this).slot()); }
+  const CHSecsMessage &message() const;
+  CHSecsMessage &message() { return const_cast<CHSecsMessage &>(std::as_const(*this).message()); }
+
+  // The model's objects by number; null without a model or an object of that number.
+  CHGemEventVid *variable(int32_t vid) const;
+  CHGemEventCeid *event(int32_t ceid) const;
+  CHGemAlarmAlid *alarm(int32_t alid) const;
+  std::string vidText(int32_t vid, std::string CHGemEventVid::*field) const;
+  void setVidText(int32_t vid, std::string CHGemEventVid::*field, const std::string &value);
+  // After a change of the lists: marks the model modified and saves it.
+  bool saved(bool changed);
+
+  CHGemEngine engine_;
+  Timer timer_;
+  std::array<CHSecsVerifier, CHGem::kSlots> plainSlots_; // while there is no model
+  Selection selection_;
+  std::string dataFileName_ = "./VeltoGem.kel";
+  int32_t dataBackups_ = 0;
+  int16_t viewStyle_ = 3;
+};
+
+} // namespace velto

@@ -1,0 +1,72 @@
+// The current message of the Gem control.
+
+#include "controls/gem_ctrl.h"
+
+#include "secs2/sml_printer.h"
+
+namespace velto {
+
+const CHSecsVerifier &CVeltoGemCtrl::slot() const {
+  return engine_.gem() != nullptr ? engine_.gem()->slot(selection_.slot)
+                                  : plainSlots_[selection_.slot];
+}
+
+const CHSecsMessage &CVeltoGemCtrl::message() const {
+  return selection_.reply ? slot().partner()->message : slot().message;
+}
+
+void CVeltoGemCtrl::SetWorkSpace(int32_t number) {
+  if (number < 0 || number >= static_cast<int32_t>(CHGem::kSlots))
+    return;
+  selection_.slot = static_cast<uint8_t>(number);
+}
+
+void CVeltoGemCtrl::SetReply(bool reply) { selection_.reply = reply; }
+
+void CVeltoGemCtrl::SetMsg(const std::string &hex) { message().SetMsg(hex); }
+
+std::string CVeltoGemCtrl::SML() const { return RenderSml(message(), engine_.gem()); }
+
+void CVeltoGemCtrl::SetSML(const std::string &sml) {
+  CHSecsMessage &current = message();
+  current.SetFromSml(sml);
+  if (current.header.sType() == 0)
+    current.header.idWord = engine_.logical().DeviceID();
+  if (selection_.reply)
+    current.header.systemBytes = slot().message.header.systemBytes;
+}
+
+void CVeltoGemCtrl::SetStream(int16_t stream) {
+  message().header.setStream(static_cast<uint8_t>(stream));
+}
+
+void CVeltoGemCtrl::SetFunction(int16_t function) {
+  message().header.functionByte = static_cast<uint8_t>(function);
+}
+
+void CVeltoGemCtrl::SetWbit(bool on) { message().header.setWbit(on); }
+
+void CVeltoGemCtrl::SetPType(int16_t type) {
+  CHSecsHeader &header = message().header;
+  header.blockWord = static_cast<uint16_t>((static_cast<uint8_t>(type) << 8) | header.sType());
+}
+
+void CVeltoGemCtrl::SetSType(int16_t type) {
+  CHSecsHeader &header = message().header;
+  header.blockWord = static_cast<uint16_t>((header.pType() << 8) | static_cast<uint8_t>(type));
+}
+
+void CVeltoGemCtrl::SetSessionID(int32_t id) {
+  message().header.idWord = static_cast<uint16_t>(id);
+}
+
+void CVeltoGemCtrl::SetSystemBytes(int32_t bytes) {
+  message().header.systemBytes = static_cast<uint32_t>(bytes);
+}
+
+int16_t CVeltoGemCtrl::Verification() const {
+  return engine_.gem() == nullptr ? int16_t{VerificationIncorrect}
+                                  : static_cast<int16_t>(slot().result);
+}
+
+} // namespace velto

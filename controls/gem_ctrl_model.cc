@@ -1,0 +1,224 @@
+// Variables, events and alarms of the Gem control.
+
+#include "controls/gem_ctrl.h"
+
+#include <algorithm>
+
+namespace velto {
+
+namespace {
+
+constexpr int32_t kUnknownCategory = 0xFFFF;
+
+uint32_t number(int32_t id) { return static_cast<uint32_t>(id); }
+
+} // namespace
+
+CHGemEventVid *CVeltoGemCtrl::variable(int32_t vid) const {
+  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().variables.FindVid(number(vid));
+}
+
+CHGemEventCeid *CVeltoGemCtrl::event(int32_t ceid) const {
+  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().events.FindCeid(number(ceid));
+}
+
+CHGemAlarmAlid *CVeltoGemCtrl::alarm(int32_t alid) const {
+  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().alarms.FindAlid(number(alid));
+}
+
+int32_t CVeltoGemCtrl::VIDCount() const {
+  return engine_.gem() == nullptr ? 0
+                                  : static_cast<int32_t>(engine_.gem()->data().variables.Count());
+}
+
+int32_t CVeltoGemCtrl::CEIDCount() const {
+  return engine_.gem() == nullptr ? 0 : static_cast<int32_t>(engine_.gem()->data().events.Count());
+}
+
+int32_t CVeltoGemCtrl::ALIDCount() const {
+  return engine_.gem() == nullptr ? 0 : static_cast<int32_t>(engine_.gem()->data().alarms.Count());
+}
+
+int32_t CVeltoGemCtrl::ToVID(int32_t index) const {
+  return engine_.gem() == nullptr ? -1 : engine_.gem()->data().variables.numberAt(index);
+}
+
+int32_t CVeltoGemCtrl::ToCEID(int32_t index) const {
+  return engine_.gem() == nullptr ? -1 : engine_.gem()->data().events.numberAt(index);
+}
+
+int32_t CVeltoGemCtrl::ToALID(int32_t index) const {
+  return engine_.gem() == nullptr ? -1 : engine_.gem()->data().alarms.numberAt(index);
+}
+
+bool CVeltoGemCtrl::IsValidVID(int32_t vid) const { return variable(vid) != nullptr; }
+
+std::string CVeltoGemCtrl::VIDValue(int32_t vid) const {
+  const CHGemEventVid *found = variable(vid);
+  return found == nullptr ? "" : found->GetValue();
+}
+
+void CVeltoGemCtrl::SetVIDValue(int32_t vid, const std::string &value) {
+  if (CHGemEventVid *found = variable(vid))
+    found->SetValue(value);
+  setModified();
+}
+
+std::string CVeltoGemCtrl::VIDRawValue(int32_t vid) const {
+  return vidText(vid, &CHGemEventVid::rawValue);
+}
+
+void CVeltoGemCtrl::SetVIDRawValue(int32_t vid, const std::string &sml) {
+  std::string line = sml;
+  std::erase_if(line, [](char c) { return c == '\r' || c == '\n'; });
+  setVidText(vid, &CHGemEventVid::rawValue, line);
+}
+
+std::string CVeltoGemCtrl::vidText(int32_t vid, std::string CHGemEventVid::*field) const {
+  const CHGemEventVid *found = variable(vid);
+  return found == nullptr ? "" : found->*field;
+}
+
+void CVeltoGemCtrl::setVidText(int32_t vid, std::string CHGemEventVid::*field,
+                               const std::string &value) {
+  if (CHGemEventVid *found = variable(vid))
+    found->*field = value;
+  setModified();
+}
+
+int16_t CVeltoGemCtrl::VIDType(int32_t vid) const {
+  const CHGemEventVid *found = variable(vid);
+  return found == nullptr ? int16_t{0} : int16_t{found->kind};
+}
+
+void CVeltoGemCtrl::SetVIDType(int32_t vid, int16_t kind) {
+  if (CHGemEventVid *found = variable(vid))
+    found->kind = static_cast<uint8_t>(kind);
+  setModified();
+}
+
+int16_t CVeltoGemCtrl::VIDNodeType(int32_t vid) const {
+  const CHGemEventVid *found = variable(vid);
+  return found == nullptr ? int16_t{0} : int16_t{found->nodeType};
+}
+
+void CVeltoGemCtrl::SetVIDNodeType(int32_t vid, int16_t type) {
+  if (CHGemEventVid *found = variable(vid))
+    found->nodeType = static_cast<uint8_t>(type);
+  setModified();
+}
+
+std::string CVeltoGemCtrl::CEIDDescription(int32_t ceid) const {
+  const CHGemEventCeid *found = event(ceid);
+  return found == nullptr ? "" : found->description;
+}
+
+void CVeltoGemCtrl::SetCEIDDescription(int32_t ceid, const std::string &description) {
+  if (CHGemEventCeid *found = event(ceid))
+    found->description = description;
+  setModified();
+}
+
+bool CVeltoGemCtrl::CEIDEnable(int32_t ceid) const {
+  const CHGemEventCeid *found = event(ceid);
+  return found != nullptr && found->enable;
+}
+
+void CVeltoGemCtrl::SetCEIDEnable(int32_t ceid, bool enable) {
+  if (CHGemEventCeid *found = event(ceid))
+    found->enable = enable;
+  setModified();
+}
+
+int32_t CVeltoGemCtrl::ALCD(int32_t alid) const {
+  const CHGemAlarmAlid *found = alarm(alid);
+  return found == nullptr ? kUnknownCategory : int32_t{found->category()};
+}
+
+void CVeltoGemCtrl::SetALCD(int32_t alid, int32_t category) {
+  if (CHGemAlarmAlid *found = alarm(alid))
+    found->alcd = static_cast<uint8_t>((found->alcd & CHGemAlarmAlid::kSet) | (category & 0x7F));
+  setModified();
+}
+
+std::string CVeltoGemCtrl::ALTX(int32_t alid) const {
+  const CHGemAlarmAlid *found = alarm(alid);
+  return found == nullptr ? "" : found->altx;
+}
+
+void CVeltoGemCtrl::SetALTX(int32_t alid, const std::string &text) {
+  if (CHGemAlarmAlid *found = alarm(alid))
+    found->altx = text;
+  setModified();
+}
+
+bool CVeltoGemCtrl::ALIDEnable(int32_t alid) const {
+  const CHGemAlarmAlid *found = alarm(alid);
+  return found != nullptr && found->enable;
+}
+
+void CVeltoGemCtrl::SetALIDEnable(int32_t alid, bool enable) {
+  CHGemAlarmAlid *found = alarm(alid);
+  if (found == nullptr || found->enable == enable)
+    return;
+  found->enable = enable;
+  setModified();
+}
+
+bool CVeltoGemCtrl::ALIDSet(int32_t alid) const {
+  const CHGemAlarmAlid *found = alarm(alid);
+  return found != nullptr && found->isSet();
+}
+
+void CVeltoGemCtrl::SetALIDSet(int32_t alid, bool set) {
+  CHGemAlarmAlid *found = alarm(alid);
+  if (found == nullptr || found->isSet() == set)
+    return;
+  found->alcd ^= CHGemAlarmAlid::kSet;
+  setModified();
+}
+
+// The registration stands whether or not its file could be written: SaveData() tells that.
+bool CVeltoGemCtrl::saved(bool changed) {
+  if (changed)
+    SaveData();
+  return changed;
+}
+
+bool CVeltoGemCtrl::RegisterVID(int32_t vid, int16_t kind, int16_t nodeType,
+                                const std::string &minimum, const std::string &maximum,
+                                const std::string &defaultValue, const std::string &unit,
+                                const std::string &description) {
+  if (engine_.gem() == nullptr || kind < 0 || kind > 0xFF)
+    return false;
+  CHGemEventVid fresh;
+  fresh.vid = number(vid);
+  fresh.kind = static_cast<uint8_t>(kind);
+  fresh.nodeType = static_cast<uint8_t>(nodeType);
+  fresh.minimum = minimum;
+  fresh.maximum = maximum;
+  fresh.defaultValue = defaultValue;
+  fresh.unit = unit;
+  fresh.description = description;
+  return saved(engine_.gem()->events().RegisterVID(std::move(fresh)));
+}
+
+bool CVeltoGemCtrl::UnregisterVID(int32_t vid) {
+  return engine_.gem() != nullptr && saved(engine_.gem()->events().UnregisterVID(number(vid)));
+}
+
+bool CVeltoGemCtrl::RegisterCEID(int32_t ceid, int16_t role, const std::string &description) {
+  return engine_.gem() != nullptr && saved(engine_.gem()->events().RegisterCEID(
+                                         number(ceid), static_cast<uint8_t>(role), description));
+}
+
+bool CVeltoGemCtrl::RegisterALID(int32_t alid, int16_t alcd, const std::string &text) {
+  return engine_.gem() != nullptr && saved(engine_.gem()->alarms().RegisterALID(
+                                         number(alid), static_cast<uint8_t>(alcd), text));
+}
+
+bool CVeltoGemCtrl::UnregisterALID(int32_t alid) {
+  return engine_.gem() != nullptr && saved(engine_.gem()->alarms().UnregisterALID(number(alid)));
+}
+
+} // namespace velto

@@ -1,0 +1,192 @@
+// The members of the Gem control.
+
+#include "controls/gem_ctrl.h"
+
+namespace velto {
+
+const MemberTable &CVeltoGemCtrl::table() {
+  using C = CVeltoGemCtrl;
+  static const MemberTable table =
+      Members<C>("VeltoGem", "CVeltoGemCtrl", "A GEM equipment, or a GEM host, on an HSMS link.")
+          .readOnly<&C::ALIDCount>(1, "ALIDCount", "Number of alarms.")
+          .readOnly<&C::CEIDCount>(2, "CEIDCount", "Number of collection events.")
+          .property<&C::ControlState, &C::SetControlState>(
+              3, "ControlState",
+              "0 equipment off-line, 1 attempt on-line, 2 host off-line, 3 on-line local, 4 "
+              "on-line remote; setting asks for the change.")
+          .property<&C::CommunicationState, &C::SetCommunicationState>(
+              4, "CommunicationState",
+              "0 disabled, 1 not communicating, 2 communicating; setting asks for the change.")
+          .property<&C::ControlStateSwitch, &C::SetControlStateSwitch>(
+              5, "ControlStateSwitch", "The operator's on-line switch; reads false.")
+          .property<&C::DeviceID, &C::SetDeviceID>(6, "DeviceID", "Device ID, 0 to 32767.", 0)
+          .property<&C::DiscardDuplicatedBlock, &C::SetDiscardDuplicatedBlock>(
+              7, "DiscardDuplicatedBlock", "Drops a message that equals the one before.", true)
+          .property<&C::Function, &C::SetFunction>(8, "Function",
+                                                   "Function of the current message.")
+          .property<&C::Msg, &C::SetMsg>(9, "Msg",
+                                         "The current message, header and body in hexadecimal.")
+          .property<&C::Host, &C::SetHost>(
+              10, "Host",
+              "This side is the host. An equipment with the model on stays an equipment.", false)
+          .property<&C::IPAddress, &C::SetIPAddress>(
+              11, "IPAddress", "Remote address of an active entity.", "localhost")
+          .property<&C::IniFileName, &C::SetIniFileName>(
+              12, "IniFileName", "Path of the INI file; empty: no change.", "./Velto.ini")
+          .property<&C::MyPortNumber, &C::SetMyPortNumber>(
+              13, "MyPortNumber",
+              "Local port; a listener listens on it, or on PortNumber when it is 0.", 0)
+          .property<&C::Log, &C::SetLog>(14, "Log", "Keeps a communication log.", false)
+          .property<&C::LogBakCount, &C::SetLogBakCount>(
+              15, "LogBakCount", "Numbered backups of the log; 0: it grows without limit.", 1)
+          .property<&C::LogCommunication, &C::SetLogCommunication>(
+              16, "LogCommunication", "The log holds the messages too.", true)
+          .property<&C::LogFileName, &C::SetLogFileName>(
+              17, "LogFileName", "Path of the log without its ending \".log\".")
+          .property<&C::LogSize, &C::SetLogSize>(18, "LogSize",
+                                                 "Size in KiB at which the log is backed up.", 1024)
+          .property<&C::DataFileName, &C::SetDataFileName>(19, "DataFileName",
+                                                           "Path of the model data file.")
+          .property<&C::Node, &C::SetNode>(20, "Node", "Node path of the current message.")
+          .readOnly<&C::NodeCount>(21, "NodeCount", "Children or values of the current node.")
+          .readOnly<&C::NodeType>(22, "NodeType", "Type of the current node, 1 to 16; 0: none.")
+          .readOnly<&C::NodeValue>(23, "NodeValue", "Value of the current node, decimal.")
+          .readOnly<&C::NodeValueHex>(24, "NodeValueHex", "The same in hexadecimal.")
+          .property<&C::OnlineRequest, &C::SetOnlineRequest>(
+              25, "OnlineRequest", "The host may bring the equipment on-line (S1F17).")
+          .property<&C::OfflineRequest, &C::SetOfflineRequest>(
+              26, "OfflineRequest", "The host may take the equipment off-line (S1F15).")
+          .property<&C::PType, &C::SetPType>(27, "PType", "PType of the current message.")
+          .property<&C::Server, &C::SetServer>(28, "Server", "Passive entity.", false)
+          .property<&C::PhysicalConnection, &C::SetPhysicalConnection>(
+              29, "PhysicalConnection",
+              "The link is open or asked to be; setting opens or closes it.")
+          .property<&C::PortNumber, &C::SetPortNumber>(
+              30, "PortNumber", "Remote port; of a passive entity the port it listens on.", 5001)
+          .property<&C::Reply, &C::SetReply>(
+              31, "Reply", "The current message is the reply to that of the work space.")
+          .property<&C::SML, &C::SetSML>(
+              32, "SML", "The current message as SML; a data message set gets the device ID.")
+          .property<&C::SType, &C::SetSType>(33, "SType",
+                                             "SType of the current message; 0: data message.")
+          .property<&C::SessionID, &C::SetSessionID>(34, "SessionID",
+                                                     "Session ID of the current message.")
+          .property<&C::Stream, &C::SetStream>(35, "Stream", "Stream of the current message.")
+          .property<&C::SystemBytes, &C::SetSystemBytes>(36, "SystemBytes",
+                                                         "System bytes of the current message.")
+          .property<&C::UnusedTime, &C::SetUnusedTime>(37, "T1", "Accepted and ignored; reads 0.",
+                                                       0)
+          .property<&C::UnusedTime, &C::SetUnusedTime>(38, "T2", "Accepted and ignored; reads 0.",
+                                                       0)
+          .property<&C::T3, &C::SetT3>(
+              39, "T3", "Reply time-out in s. A reply is seen when DefProc() handles it.", 45)
+          .property<&C::UnusedTime, &C::SetUnusedTime>(40, "T4", "Accepted and ignored; reads 0.",
+                                                       0)
+          .property<&C::T5, &C::SetT5>(41, "T5", "Connect separation time-out in s.", 10)
+          .property<&C::T6, &C::SetT6>(42, "T6", "Control transaction time-out in s.", 5)
+          .property<&C::T7, &C::SetT7>(43, "T7", "Not-selected time-out in s.", 10)
+          .property<&C::T8, &C::SetT8>(44, "T8", "Inter-character time-out in s.", 5)
+          .readOnly<&C::VIDCount>(45, "VIDCount", "Number of variables.")
+          .property<&C::Verification, &C::SetVerification>(
+              46, "Verification",
+              "What verification found in the message of the work space; 2 without a model. "
+              "Setting has no effect.")
+          .property<&C::ViewStyle, &C::SetViewStyle>(
+              47, "ViewStyle", "The window: 0 empty, 1 the link, 2 the logical connection, 3 both.")
+          .property<&C::Wbit, &C::SetWbit>(48, "Wbit", "W-bit of the current message.")
+          .property<&C::WorkSpace, &C::SetWorkSpace>(
+              49, "WorkSpace",
+              "The slot of the current message: 0 received, 1 sent, 2 free; 65535 without a model.")
+          .property<&C::LogicalConnection, &C::SetLogicalConnection>(
+              50, "LogicalConnection",
+              "1: the equipment model is on; 0: a plain connection. Setting makes a fresh one.")
+          .property<&C::DataBakCount, &C::SetDataBakCount>(80, "DataBakCount",
+                                                           "Numbered backups of the data file.")
+          .indexed<&C::CEIDDescription, &C::SetCEIDDescription>(68, "CEIDDescription", {"lCEID"},
+                                                                "Description of an event.")
+          .indexed<&C::ALCD, &C::SetALCD>(69, "ALCD", {"lALID"},
+                                          "Category of an alarm, 0 to 127; 65535: no such alarm.")
+          .indexed<&C::ALTX, &C::SetALTX>(70, "ALTX", {"lALID"}, "Text of an alarm.")
+          .indexed<&C::VIDDefault, &C::SetVIDDefault>(71, "VIDDefault", {"lVID"},
+                                                      "Default of a variable.")
+          .indexed<&C::VIDDescription, &C::SetVIDDescription>(72, "VIDDescription", {"lVID"},
+                                                              "Description of a variable.")
+          .indexed<&C::VIDMax, &C::SetVIDMax>(73, "VIDMax", {"lVID"},
+                                              "Upper bound of a variable; empty: none.")
+          .indexed<&C::VIDMin, &C::SetVIDMin>(74, "VIDMin", {"lVID"},
+                                              "Lower bound of a variable; empty: none.")
+          .indexed<&C::VIDNodeType, &C::SetVIDNodeType>(75, "VIDNodeType", {"lVID"},
+                                                        "Item type of a variable's value.")
+          .indexed<&C::VIDRawValue, &C::SetVIDRawValue>(76, "VIDRawValue", {"lVID"},
+                                                        "Value of a variable as SML of one item.")
+          .indexed<&C::VIDType, &C::SetVIDType>(
+              77, "VIDType", {"lVID"}, "1 equipment constant, 2 status variable, 4 data variable.")
+          .indexed<&C::VIDUnit, &C::SetVIDUnit>(78, "VIDUnit", {"lVID"}, "Unit of a variable.")
+          .indexed<&C::VIDValue, &C::SetVIDValue>(79, "VIDValue", {"lVID"},
+                                                  "Value of a variable as text.")
+          .indexed<&C::ALIDEnable, &C::SetALIDEnable>(82, "ALIDEnable", {"lALID"},
+                                                      "Changes of an alarm's state are reported.")
+          .indexed<&C::ALIDSet, &C::SetALIDSet>(83, "ALIDSet", {"lALID"},
+                                                "The alarm is set; setting reports nothing.")
+          .indexed<&C::CEIDEnable, &C::SetCEIDEnable>(84, "CEIDEnable", {"lCEID"},
+                                                      "An event is reported.")
+          .method<&C::DefProc>(
+              51, "DefProc", {},
+              "Handles the received message by the model and sends the prepared reply.")
+          .method<&C::ToALID>(52, "ToALID", {"lIndex"},
+                              "The ALID at a position; -1 beyond the end.")
+          .method<&C::ToCEID>(53, "ToCEID", {"lIndex"},
+                              "The CEID at a position; -1 beyond the end.")
+          .method<&C::ToVID>(54, "ToVID", {"lIndex"}, "The VID at a position; -1 beyond the end.")
+          .method<&C::InvokeAlarm>(
+              55, "InvokeAlarm", {"lALID", "sALCD"},
+              "Sets (bit 7 of sALCD) or clears an alarm and sends S5F1; only on-line.")
+          .method<&C::InvokeEvent>(56, "InvokeEvent", {"lCEID"}, "Sends S6F11; only on-line.")
+          .method<&C::IsValidVID>(57, "IsValidVID", {"lVID"}, "Whether a variable exists.")
+          .method<&C::LoadIniFile>(58, "LoadIniFile", {}, "The same as LoadData().")
+          .method<&C::RegisterALID>(59, "RegisterALID", {"lALID", "sALCD", "lpszALTX"},
+                                    "Adds an alarm; false when it exists.")
+          .method<&C::RegisterVID>(
+              60, "RegisterVID",
+              {"lVID", "SType", "sNodeType", "lpszMin", "lpszMax", "lpszDefault", "lpszUnit",
+               "lpszDescription"},
+              "Adds a variable; false when it exists or SType is not 1, 2 or 4.")
+          .method<&C::Send>(61, "Send", {}, "Sends the current message as the states allow.")
+          .method<&C::UnregisterALID>(62, "UnregisterALID", {"lALID"},
+                                      "Removes an alarm; false when there is none.")
+          .method<&C::UnregisterVID>(63, "UnregisterVID", {"lVID"},
+                                     "Removes a variable; false when there is none.")
+          .method<&C::SaveData>(64, "SaveData", {}, "Saves the model data file.")
+          .method<&C::WriteLogFile>(
+              65, "WriteLogFile", {"lpszText"},
+              "Appends a text to the communication log; false when it is off.")
+          .method<&C::Setup>(66, "Setup", {"lpszCaption", "lOptionFlag"},
+                             "Shows the setup sheet with the pages of the option bits.")
+          .method<&C::LoadData>(67, "LoadData", {},
+                                "Reads settings and model; true whenever there is a model.")
+          .method<&C::RegisterCEID>(81, "RegisterCEID",
+                                    {"lCEID", "sPredefinedCEID", "lpszDescription"},
+                                    "Adds an event with a role (255: none); false when it exists.")
+          .event<int16_t, int16_t>(1, "CommunicationStateChanged", {"sNewState", "sPrevState"},
+                                   "The communication state changed.")
+          .event<std::string, int32_t>(2, "Connected", {"lpszIPAddress", "lPortNumber"},
+                                       "A connection was made.")
+          .event<int16_t, int16_t>(
+              3, "ConnectionStateChanged", {"sNewState", "sPrevState"},
+              "The link's state changed: 0 not connected, 1 not selected, 2 selected.")
+          .event<int16_t, int16_t>(
+              4, "ControlStateChanged", {"sNewState", "sPrevState"},
+              "The control state changes (to off-line) or has changed (to on-line).")
+          .event<std::string, int32_t>(5, "Disconnected", {"lpszIPAddress", "lPortNumber"},
+                                       "A connection ended.")
+          .event<int16_t, std::string>(6, "Problem", {"sErrorCode", "lpszAdditionalInfo"},
+                                       "The link or the model reports an error.")
+          .event<std::string, int32_t>(7, "Received", {"lpszIPAddress", "lPortNumber"},
+                                       "A message stands in work space 0.")
+          .event<>(8, "Sent", {}, "A message went out and stands in work space 1.")
+          .event<int32_t>(9, "VIDChanged", {"lVID"}, "The host changed an equipment constant.")
+          .build();
+  return table;
+}
+
+} // namespace velto

@@ -1,0 +1,212 @@
+#include "gem/data_file.h"
+
+#include "gem/archive.h"
+#include "platform/text.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace velto {
+
+namespace {
+
+constexpr ArchiveClass kGem{"CHGem"};
+constexpr ArchiveClass kCommunication{"CHGemCommunicationModel", 2};
+constexpr uint16_t kCommunicationWithoutEstablish = 1; ///< an older schema
+constexpr ArchiveClass kControl{"CHGemControlModel"};
+constexpr ArchiveClass kEventModel{"CHGemEventModel"};
+constexpr ArchiveClass kEvents{"CHGemEventCeidList"};
+constexpr ArchiveClass kReports{"CHGemEventReportList"};
+constexpr ArchiveClass kVariables{"CHGemEventVidList"};
+constexpr ArchiveClass kAlarmModel{"CHGemAlarmModel"};
+
+constexpr size_t kSmallestObject = 2; ///< the number of its class
+
+// The objects of lists: their class and their fields in the order of the file, once for both
+// directions.
+template <typename T> struct Layout;
+
+template <> struct Layout<CHGemEventCeid> {
+  static constexpr ArchiveClass kClass{"CHGemEventCeid"};
+  static void fields(auto &archive, auto &event) {
+    archive.fields(event.ceid, event.enable, event.description, event.role, event.reports);
+  }
+};
+
+template <> struct Layout<CHGemEventReport> {
+  static constexpr ArchiveClass kClass{"CHGemEventReport"};
+  static void fields(auto &archive, auto &report) {
+    archive.fields(report.rptid, report.description, report.variables);
+  }
+};
+
+template <> struct Layout<CHGemEventVid> {
+  static constexpr ArchiveClass kClass{"CHGemEventVid"};
+  static void fields(auto &archive, auto &variable) {
+    archive.fields(variable.vid, variable.kind, variable.nodeType, variable.minimum,
+                   variable.maximum, variable.defaultValue, variable.unit, variable.description,
+                   variable.rawValue, variable.role);
+  }
+};
+
+template <> struct Layout<CHGemAlarmAlid> {
+  static constexpr ArchiveClass kClass{"CHGemAlarmAlid"};
+  static void fields(auto &archive, auto &alarm) {
+    archive.fields(alarm.alid, alarm.alcd, alarm.enable, alarm.altx);
+  }
+};
+
+void controlFields(auto &archive, auto &control) {
+  archive.fields(control.initialState, control.initialOfflineState, control.offlineState,
+                 control.onlineState);
+}
+
+template <typename T> void storeObjects(ArchiveWriter &archive, const auto &list) {
+  archive.count(list.Count());
+  for (size_t i = 0; i < list.Count(); ++i) {
+    archive.object(Layout<T>::kClass);
+    Layout<T>::fields(archive, list.at(i));
+  }
+}
+
+// Calls take(object) for each object, until it returns false; false when one is not as it should.
+template <typename T> bool loadObjects(ArchiveReader &archive, auto take) {
+  const uint32_t count = archive.count(kSmallestObject);
+  for (uint32_t i = 0; i < count; ++i) {
+    archive.object(Layout<T>::kClass.name);
+    T object;
+    Layout<T>::fields(archive, object);
+    if (archive.failed() || !take(std::move(object)))
+      return false;
+  }
+  return !archive.failed();
+}
+
+// Fills a list that is kept in order of number. Objects that come out of order are sorted first: to
+// insert each in its place could take a time quadratic in their number.
+template <typename T> bool loadNumbered(ArchiveReader &archive, auto &list) {
+  std::vector<T> late;
+  if (!loadObjects<T>(archive, [&](T object) {
+        if (list.Count() == 0 || list.at(list.Count() - 1).number() < object.number())
+          list.Add(std::move(object));
+        else
+          late.push_back(std::move(object));
+        return true;
+      }))
+    return false;
+  if (late.empty())
+    return true;
+  for (size_t i = 0; i < list.Count(); ++i)
+    late.push_back(std::move(list.at(i)));
+  list.Clear();
+  std::ranges::sort(late, {}, &T::number);
+  if (std::ranges::adjacent_find(late, {}, &T::number) != late.end())
+    return false;
+  for (T &object : late)
+    list.Add(std::move(object));
+  return true;
+}
+
+bool loadReports(ArchiveReader &archive, CHGemEventReportList &reports) {
+  return loadObjects<CHGemEventReport>(archive, [&](CHGemEventReport report) {
+    if (reports.FindReport(report.rptid) != nullptr)
+      return false;
+    reports.Add(std::move(report));
+    return true;
+  });
+}
+
+bool loadCommunication(ArchiveReader &archive, CommunicationSettings &communication) {
+  const uint16_t schema = archive.object(kCommunication.name);
+  archive.fields(communication.initialState, communication.modelName,
+                 communication.softwareRevision);
+  if (schema != kCommunicationWithoutEstablish)
+    archive.field(communication.establishCommunications);
+  return !archive.failed();
+}
+
+void rotateBackups(FileSystem &files, const std::string &path, int32_t backups) {
+  constexpr int32_t kMost = 32767; // what the property that sets it can hold
+  backups = std::min(backups, kMost);
+  if (backups < 1)
+    return;
+  const auto name = [&](int32_t number) { return path + formatText("%03d", number); };
+  files.remove(name(backups));
+  for (int32_t number = backups - 1; number >= 1; --number)
+    files.rename(name(number), name(number + 1));
+
+  // The old file keeps its own name as well, until the new one takes it over: were it moved, a
+  // crash between the two steps would leave nothing to load.
+  const std::string first = name(1);
+  files.remove(first);
+  if (files.link(path, first))
+    return;
+  const auto old = readDataFile(files, path);
+  if (old && !files.write(first, *old))
+    files.remove(first);
+}
+
+} // namespace
+
+std::string storeGemData(const GemData &data) {
+  ArchiveWriter archive;
+  archive.object(kGem);
+  archive.field(data.changePCClock);
+
+  archive.object(kCommunication);
+  archive.fields(data.communication.initialState, data.communication.modelName,
+                 data.communication.softwareRevision, data.communication.establishCommunications);
+  archive.object(kControl);
+  controlFields(archive, data.control);
+
+  archive.object(kEventModel);
+  archive.object(kEvents);
+  storeObjects<CHGemEventCeid>(archive, data.events);
+  archive.object(kReports);
+  storeObjects<CHGemEventReport>(archive, data.reports);
+  archive.object(kVariables);
+  storeObjects<CHGemEventVid>(archive, data.variables);
+
+  archive.object(kAlarmModel);
+  storeObjects<CHGemAlarmAlid>(archive, data.alarms);
+  return archive.take();
+}
+
+std::optional<GemData> loadGemData(std::string_view bytes) {
+  ArchiveReader archive(bytes);
+  GemData data;
+  archive.object(kGem.name);
+  archive.field(data.changePCClock);
+  if (!loadCommunication(archive, data.communication))
+    return std::nullopt;
+  archive.object(kControl.name);
+  controlFields(archive, data.control);
+
+  archive.object(kEventModel.name);
+  archive.object(kEvents.name);
+  if (!loadNumbered<CHGemEventCeid>(archive, data.events))
+    return std::nullopt;
+  archive.object(kReports.name);
+  if (!loadReports(archive, data.reports))
+    return std::nullopt;
+  archive.object(kVariables.name);
+  if (!loadNumbered<CHGemEventVid>(archive, data.variables))
+    return std::nullopt;
+
+  archive.object(kAlarmModel.name);
+  if (!loadNumbered<CHGemAlarmAlid>(archive, data.alarms) || !archive.finished())
+    return std::nullopt;
+  return data;
+}
+
+bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
+                  std::string_view bytes) {
+  return files.replace(path, bytes, [&] { rotateBackups(files, path, backups); });
+}
+
+std::optional<std::string> readDataFile(FileSystem &files, const std::string &path) {
+  return files.size(path) ? files.read(path) : std::nullopt;
+}
+
+} // namespace velto

@@ -1,0 +1,367 @@
+#include "gem/engine.h"
+
+#include "secs2/reply_text.h"
+
+#include <algorithm>
+
+namespace velto {
+
+namespace {
+
+constexpr uint16_t kAnyDevice = 0xFFFF;
+constexpr uint8_t kUnrecognizedDevice = 1; // S9F1
+constexpr uint8_t kCommunicating = 2;
+constexpr uint8_t kAttemptOnline = 1;
+constexpr int32_t kAnnounced = 1; // the protocol whose messages are announced
+
+std::string problemText(int code) { return std::string("Error : ") + gemErrorText(code); }
+
+} // namespace
+
+CHGemEngine::CHGemEngine(EventLoop &loop, FileSystem &files)
+    : loop_(loop), files_(files), physical_(loop, *this) {
+  settings_.section("Log");
+  settings_.integer("Enable", logEnabled, 0);
+  settings_.text("FileName", logFileName, "./kel");
+  settings_.integer("FileSize", logSize, 1024);
+  settings_.integer("BakCount", logBackups, 1);
+  settings_.section("HSMS");
+  settings_.integer("EnableCommunication", enableCommunication_, 1);
+  settings_.section("LogicalConnection");
+  settings_.integer("ObjectModel", objectModel_, 1);
+  SetObjectModel(true);
+}
+
+CHGemEngine::~CHGemEngine() { logical_->detach(); }
+
+void CHGemEngine::SetWake(std::function<void()> wake) {
+  wake_ = std::move(wake);
+  physical_.SetWake(wake_);
+}
+
+void CHGemEngine::wake() const {
+  if (wake_)
+    wake_();
+}
+
+void CHGemEngine::SetObjectModel(bool on) {
+  if (logical_ != nullptr)
+    logical_->detach();
+  objectModel_ = on ? 1 : 0;
+  LogicalConnectionOwner &owner = *this;
+  if (on) {
+    auto model = std::make_shared<CHGem>(owner, iniFileName_);
+    gem_ = model.get();
+    logical_ = std::move(model);
+  } else {
+    gem_ = nullptr;
+    logical_ = std::make_shared<CHLogicalConnection>(owner, iniFileName_);
+  }
+  wake();
+}
+
+void CHGemEngine::SetIniFileName(const std::string &name) {
+  if (name.empty())
+    return;
+  iniFileName_ = name;
+  logical_->SetIniFileName(name);
+}
+
+void CHGemEngine::LoadIniFile() {
+  const IniFile file(iniFileName_, files_);
+  settings_.load(file);
+  physical_.settings().load(file);
+  if ((objectModel_ != 0) != (gem_ != nullptr))
+    SetObjectModel(objectModel_ != 0);
+  if (file.has("HSMS", "EnableCommunication") && enableCommunication_ != 0)
+    physical_.RequestOpen();
+}
+
+bool CHGemEngine::SaveIniFile() {
+  enableCommunication_ = physical_.OpenRequested() ? 1 : 0;
+  IniFile file(iniFileName_, files_);
+  settings_.store(file);
+  physical_.settings().store(file);
+  return file.save();
+}
+
+bool CHGemEngine::LoadData(const std::string &fileName) {
+  if (gem_ == nullptr)
+    return false;
+  const auto keep = logical_;
+  const Lifetime::Watch alive(lifetime_);
+  const bool loaded = gem_->LoadData(fileName);
+  if (alive && physical_.State() == HsmsState::Selected)
+    linkReady();
+  return loaded;
+}
+
+void CHGemEngine::CloseConnection() {
+  physical_.Close();
+  wake();
+}
+
+uint8_t CHGemEngine::GetControlState() const {
+  return gem_ == nullptr ? uint8_t{0} : gem_->control().GetState();
+}
+
+bool CHGemEngine::SetControlState(uint8_t state) {
+  const auto keep = logical_;
+  return gem_ != nullptr && gem_->control().SetStateByHost(state);
+}
+
+void CHGemEngine::SetOnlineSwitch(bool on) {
+  const auto keep = logical_;
+  if (gem_ != nullptr)
+    gem_->control().SetOnlineSwitch(on);
+}
+
+uint8_t CHGemEngine::GetCommunicationState() const {
+  return gem_ == nullptr ? uint8_t{0} : gem_->communication().State();
+}
+
+bool CHGemEngine::SetCommunicationState(uint8_t state) {
+  const auto keep = logical_;
+  const bool switched = gem_ != nullptr && gem_->communication().SwitchState(state);
+  wake();
+  return switched;
+}
+
+// Log -------------------------------------------------------------------------------------------
+
+LogSettings CHGemEngine::logSettings() const {
+  LogSettings settings;
+  settings.log = logEnabled != 0;
+  settings.fileName = logFileName;
+  settings.size = logSize;
+  settings.backupCount = static_cast<int16_t>(logBackups);
+  return settings;
+}
+
+LinkLog CHGemEngine::record() const {
+  return LinkLog(logSettings(), "VeltoGem", loop_.clock(), files_);
+}
+
+bool CHGemEngine::WriteLog(const std::string &text) {
+  CHLogFile log(logFileName, static_cast<uint32_t>(logSize), logBackups, loop_.clock(), files_);
+  log.SetEnabled(logEnabled != 0);
+  log.WriteLine(text);
+  return logEnabled != 0;
+}
+
+// Receiving -------------------------------------------------------------------------------------
+
+void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
+                             bool storeOnly) {
+  if (gem_ == nullptr || gem_->communication().State() == 0)
+    return;
+  const auto keep = logical_;
+  CHSecsVerifier &slot = gem_->slot(CHGem::kReceived);
+  slot.remoteHost = ipAddress;
+  slot.remotePort = portNumber;
+  if (logCommunication)
+    record().received(message);
+  if (!slot.message.Decode(message) || storeOnly)
+    return;
+  slot.Verify(true);
+  if (physical_.protocol != kAnnounced || !acceptsDevice(slot))
+    return;
+  wake();
+  if (sink_ != nullptr)
+    sink_->OnReceived(std::string(ipAddress), portNumber);
+}
+
+// An equipment answers a foreign device ID with S9F1 and keeps the message to itself.
+bool CHGemEngine::acceptsDevice(CHSecsVerifier &slot) {
+  const CHSecsHeader &header = slot.message.header;
+  CHSecsMessage &reply = slot.partner()->message;
+  if (header.idWord == kAnyDevice || header.idWord == logical_->DeviceID()) {
+    reply.header.idWord = header.idWord;
+    return true;
+  }
+  if (logical_->Host())
+    return true;
+  MakeStream9(reply, kUnrecognizedDevice, &header);
+  reply.header.idWord = logical_->DeviceID();
+  if (header.function() % 2 == 1 && header.wbit())
+    transmit(reply);
+  return false;
+}
+
+bool CHGemEngine::DefProc() {
+  if (gem_ == nullptr)
+    return false;
+  const auto keep = logical_;
+  CHGem &gem = *gem_;
+  const Lifetime::Watch alive(lifetime_);
+  CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+  gem.OnReceive(slot);
+  const CHSecsHeader &header = slot.message.header;
+  if (alive && header.function() % 2 == 1 && header.wbit() && slot.partner()->replyValid)
+    gem.SendUngated(slot.partner()->message);
+  return true;
+}
+
+// Sending ---------------------------------------------------------------------------------------
+
+bool CHGemEngine::Send(CHSecsMessage &message) {
+  const auto keep = logical_;
+  const bool sent = keep->Send(message);
+  return sent && keep->kind() == CHLogicalConnection::Kind::Gem;
+}
+
+bool CHGemEngine::InvokeEvent(uint32_t ceid) {
+  const auto keep = logical_;
+  return gem_ != nullptr && gem_->InvokeEvent(ceid);
+}
+
+bool CHGemEngine::InvokeAlarm(uint32_t alid, uint8_t alcd) {
+  const auto keep = logical_;
+  return gem_ != nullptr && gem_->InvokeAlarm(alid, alcd);
+}
+
+bool CHGemEngine::transmit(const CHSecsMessage &message) {
+  Bytes bytes;
+  return message.Encode(bytes) && physical_.Send(bytes);
+}
+
+void CHGemEngine::OnSent(const CHSecsHeader &header, ByteView body) {
+  if (gem_ == nullptr)
+    return;
+  const auto keep = logical_;
+  const Lifetime::Watch alive(lifetime_);
+  CHSecsMessage &sent = gem_->slot(CHGem::kSent).message;
+  Bytes bytes(CHSecsHeader::kSize);
+  EncodeHeader(header, std::span(bytes).first<CHSecsHeader::kSize>());
+  bytes.insert(bytes.end(), body.begin(), body.end());
+  sent.Decode(bytes);
+  if (logCommunication)
+    record().sent(bytes);
+  if (header.idWord == logical_->DeviceID())
+    logical_->OnSent(sent);
+  if (!alive)
+    return;
+  wake();
+  if (sink_ != nullptr)
+    sink_->OnSent();
+}
+
+// Link and problems -----------------------------------------------------------------------------
+
+void CHGemEngine::OnConnected(const std::string &ipAddress, int32_t portNumber, bool connected) {
+  record().connection(connected, ipAddress, portNumber);
+  if (sink_ == nullptr)
+    return;
+  if (connected)
+    sink_->OnConnected(ipAddress, portNumber);
+  else
+    sink_->OnDisconnected(ipAddress, portNumber);
+}
+
+void CHGemEngine::OnLinkStateChanged(HsmsState next, HsmsState previous) {
+  const Lifetime::Watch alive(lifetime_);
+  if (next == HsmsState::Selected)
+    linkReady();
+  if (!alive)
+    return;
+  wake();
+  if (sink_ != nullptr)
+    sink_->OnConnectionStateChanged(static_cast<int16_t>(next), static_cast<int16_t>(previous));
+}
+
+void CHGemEngine::linkReady() {
+  const auto keep = logical_;
+  logical_->OnLinkReady();
+  if (gem_ != nullptr)
+    gem_->communication().SwitchState(gem_->data().communication.initialState);
+}
+
+void CHGemEngine::OnLinkProblem(int code) {
+  record().problem(static_cast<int16_t>(code), physical_.ipAddress, physical_.portNumber);
+  if (sink_ != nullptr)
+    sink_->OnProblem(static_cast<int16_t>(code), problemText(code));
+}
+
+// The models hear of it first, then the partner (S9F9), then the host.
+void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
+  const auto keep = logical_;
+  const Lifetime::Watch alive(lifetime_);
+  logical_->OnProblem(ErrorGemHsmsT3Timeout, primary);
+  if (alive)
+    OnLinkProblem(ErrorGemHsmsT3Timeout);
+}
+
+void CHGemEngine::reportCommunicationState(uint8_t next, uint8_t previous) {
+  wake();
+  if (sink_ != nullptr)
+    sink_->OnCommunicationStateChanged(next, previous);
+}
+
+void CHGemEngine::reportControlState(uint8_t next, uint8_t previous) {
+  wake();
+  if (sink_ != nullptr)
+    sink_->OnControlStateChanged(next, previous);
+}
+
+void CHGemEngine::reportVariable(uint32_t vid) {
+  if (sink_ != nullptr)
+    sink_->OnVariableChanged(static_cast<int32_t>(vid));
+}
+
+// Ticking ---------------------------------------------------------------------------------------
+
+void CHGemEngine::Tick() {
+  if (ticking_)
+    return; // a report of this tick pumps the loop
+  ticking_ = true;
+  const Lifetime::Watch alive(lifetime_);
+  physical_.Poll();
+  if (!alive)
+    return;
+  const auto keep = logical_;
+  if (gem_ != nullptr && gem_->communication().State() != kCommunicating &&
+      gem_->control().GetState() == kAttemptOnline)
+    gem_->control().SwitchState(gem_->data().control.offlineState);
+  if (alive && gem_ != nullptr && physical_.State() != HsmsState::Selected &&
+      gem_->communication().State() != 0) {
+    CHGem &gem = *gem_;
+    gem.OnLinkLost();
+    gem.communication().SwitchState(0);
+  }
+  if (alive)
+    logical_->Tick();
+  if (alive)
+    ticking_ = false;
+}
+
+std::optional<uint32_t> CHGemEngine::NextTick() const {
+  if (gem_ != nullptr) {
+    const uint8_t communication = gem_->communication().State();
+    const bool linkLost = communication != 0 && physical_.State() != HsmsState::Selected;
+    const bool attemptFailed =
+        communication != kCommunicating && gem_->control().GetState() == kAttemptOnline;
+    if (linkLost || attemptFailed)
+      return 0;
+  }
+  const auto link = physical_.NextPoll();
+  const auto model = logical_->NextTick();
+  return link && model ? std::min(*link, *model) : link ? link : model;
+}
+
+TreeView CHGemEngine::status(int workSpace) const {
+  TreeView view;
+  TreeNode whole;
+  whole.label = "Entire System";
+  whole.expanded = true;
+  if (workSpace != 1)
+    physical_.addStatus(whole);
+  if (workSpace != 0)
+    logical_->addStatus(whole);
+  if (workSpace == 2)
+    view.roots.push_back(std::move(whole));
+  else
+    view.roots = std::move(whole.children);
+  return view;
+}
+
+} // namespace velto

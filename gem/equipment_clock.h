@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/clock.h"
+#include "secs2/message.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace velto {
+
+/// The local time as text (SEMI E5 TIME). Formats: 0 "YYMMDDhhmmss", 1 "YYYYMMDDhhmmsscc",
+/// 2 "YYYY/MM/DD hh:mm:ss.mmm"; any other gives the empty text.
+std::string currentTimeText(const Clock &clock, int format);
+
+/// Reads a time of 12 ("YYMMDDhhmmss", the years 1981 to 2080) or 16 ("YYYYMMDDhhmmsscc")
+/// characters; nothing for any other length. The fields are not checked, the day of the week is not
+/// set.
+std::optional<LocalTime> parseTime(std::string_view text);
+
+/// Sets the clock to the time in the message's body (S2F31, or S2F18 that answers S2F17) if
+/// `changePCClock` allows it. Returns TIACK: 0 done; 1 not done, the clock being as before.
+uint8_t setClockFromHost(Clock &clock, bool changePCClock, const CHSecsMessage &message);
+
+} // namespace velto

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "platform/text.h"
+#include "secs2/item_codec.h"
+#include "secs2/item_value.h"
+#include "secs2/message.h"
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace velto {
+
+// What the models put into message bodies. They are built as items, so that a text arrives byte for
+// byte whatever it holds.
+
+inline CHSecsItem numberItem(uint32_t value, uint8_t code = format::kU4) {
+  CHSecsItem item;
+  item.setNumber(value, code);
+  return item;
+}
+
+inline CHSecsItem textItem(std::string_view text) {
+  CHSecsItem item;
+  item.setText(text, format::kAscii);
+  return item;
+}
+
+/// An array of no elements.
+inline CHSecsItem emptyItem(uint8_t code) {
+  CHSecsItem item;
+  item.makeArray(code, 0);
+  return item;
+}
+
+template <typename... Items> CHSecsItem listItem(Items &&...items) {
+  std::vector<CHSecsItem> children;
+  children.reserve(sizeof...(items));
+  (children.push_back(std::forward<Items>(items)), ...);
+  CHSecsItem list;
+  list.setList(std::move(children));
+  return list;
+}
+
+/// Collects the items of a list as long as one message can carry them: a short request may name a
+/// long value any number of times.
+class ItemCollector {
+public:
+  void reserve(size_t count) { items_.reserve(count); }
+  /// False when the list grows too long to send.
+  bool add(CHSecsItem &&item) {
+    size_ += EncodedItemSize(item).value_or(CHSecsMessage::kMaxEncodedSize);
+    items_.push_back(std::move(item));
+    return size_ < CHSecsMessage::kMaxEncodedSize;
+  }
+  CHSecsItem list() {
+    CHSecsItem item;
+    item.setList(std::move(items_));
+    return item;
+  }
+
+private:
+  std::vector<CHSecsItem> items_;
+  size_t size_ = 0;
+};
+
+// What the models read from message bodies.
+
+/// Child `number` (from 1) of a list; an item without data when there is none.
+inline const CHSecsItem &childOf(const CHSecsItem &item, size_t number) {
+  static const CHSecsItem kNothing;
+  const auto children = item.children();
+  return number == 0 || number > children.size() ? kNothing : children[number - 1];
+}
+
+/// An identifier or code in whatever format it came: the low 32 bits of an element in decimal; 0
+/// when it is no number.
+inline uint32_t numberOf(const CHSecsItem &item, size_t index = 0) {
+  return static_cast<uint32_t>(decimal32(valueText(item, ValueForm::Decimal, index)));
+}
+
+/// The numbers that a request names: the children of a list, or the elements of a single array.
+inline std::vector<uint32_t> numbersOf(const CHSecsItem &item) {
+  std::vector<uint32_t> numbers;
+  numbers.reserve(item.count());
+  for (size_t i = 0; i < item.count(); ++i)
+    numbers.push_back(item.isList() ? numberOf(item.children()[i]) : numberOf(item, i));
+  return numbers;
+}
+
+} // namespace velto

@@ -1,0 +1,10 @@
+#include "gem/model.h"
+
+namespace velto {
+
+void GemModel::fillParameters(ListView &view) const {
+  view.columns = {"Parameter", "Value"};
+  view.rows.clear();
+}
+
+} // namespace velto

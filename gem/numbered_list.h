@@ -1,0 +1,80 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace velto {
+
+/// Objects in ascending order of a number, found by binary search. Objects stay where they are
+/// while others come and go. T has `uint32_t number() const`.
+template <typename T> class NumberedList {
+public:
+  size_t Count() const { return items_.size(); }
+  T &at(size_t index) { return *items_[index]; }
+  const T &at(size_t index) const { return *items_[index]; }
+
+  /// The first object of that number; null when there is none.
+  T *find(uint32_t number) { return const_cast<T *>(std::as_const(*this).find(number)); }
+  const T *find(uint32_t number) const {
+    const size_t index = lowerBound(number);
+    return index < items_.size() && items_[index]->number() == number ? items_[index].get()
+                                                                      : nullptr;
+  }
+  /// The number at a position, or -1 beyond the end.
+  int32_t numberAt(int32_t index) const {
+    return index < 0 || static_cast<size_t>(index) >= items_.size()
+               ? -1
+               : static_cast<int32_t>(items_[static_cast<size_t>(index)]->number());
+  }
+  /// The last number plus 1; 1 for an empty list.
+  uint32_t nextFree() const { return items_.empty() ? 1 : items_.back()->number() + 1; }
+
+  /// Inserts before the first object of a greater number.
+  T &Add(T object) {
+    auto position = items_.end();
+    if (!items_.empty() && items_.back()->number() > object.number())
+      position = std::upper_bound(
+          items_.begin(), items_.end(), object.number(),
+          [](uint32_t number, const std::unique_ptr<T> &item) { return number < item->number(); });
+    return **items_.insert(position, std::make_unique<T>(std::move(object)));
+  }
+  /// Removes the first object of that number; false when there is none.
+  bool Remove(uint32_t number) {
+    const size_t index = lowerBound(number);
+    if (index == items_.size() || items_[index]->number() != number)
+      return false;
+    items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
+    return true;
+  }
+  void Clear() { items_.clear(); }
+  /// Makes this a list of copies of the other's objects.
+  void CopyFrom(const NumberedList &other) {
+    if (this == &other)
+      return;
+    items_.clear();
+    items_.reserve(other.items_.size());
+    for (const auto &item : other.items_)
+      items_.push_back(std::make_unique<T>(*item));
+  }
+
+  bool operator==(const NumberedList &other) const {
+    return std::equal(items_.begin(), items_.end(), other.items_.begin(), other.items_.end(),
+                      [](const auto &a, const auto &b) { return *a == *b; });
+  }
+
+protected:
+  size_t lowerBound(uint32_t number) const {
+    return static_cast<size_t>(std::lower_bound(items_.begin(), items_.end(), number,
+                                                [](const std::unique_ptr<T> &item, uint32_t value) {
+                                                  return item->number() < value;
+                                                }) -
+                               items_.begin());
+  }
+
+  std::vector<std::unique_ptr<T>> items_;
+};
+
+} // namespace velto

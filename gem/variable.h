@@ -1,0 +1,90 @@
+#pragma once
+
+#include "gem/roles.h"
+#include "secs2/item.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace velto {
+
+/// Kinds of variables (SEMI E30); a mask where any of several will do.
+enum VariableKind : uint8_t {
+  EquipmentConstant = 1,
+  StatusVariable = 2,
+  DataVariable = 4,
+};
+inline constexpr uint8_t kAnyKind = 7;
+
+/// "ECID", "SVID", "DVID" or "Unknown".
+const char *variableKindLabel(uint8_t kind);
+
+/// The item that an SML text states, an empty list when it states none: what reports and replies
+/// hold of a variable.
+CHSecsItem itemFromSml(std::string_view sml);
+
+/// Keeps what a short value parsed to, so that it is parsed again only when it changed. Long values
+/// are not kept, which bounds what a variable takes. Copying takes nothing over.
+class ParsedValue {
+public:
+  ParsedValue() = default;
+  ParsedValue(const ParsedValue &) {}
+  ParsedValue(ParsedValue &&) = default;
+  ParsedValue &operator=(const ParsedValue &) { return *this; }
+  ParsedValue &operator=(ParsedValue &&) = default;
+  bool operator==(const ParsedValue &) const { return true; }
+
+  /// As itemFromSml().
+  CHSecsItem item(std::string_view sml);
+
+private:
+  struct Kept {
+    std::string sml;
+    CHSecsItem item;
+  };
+  static constexpr size_t kMaxSize = 32;
+
+  std::unique_ptr<Kept> kept_;
+};
+
+enum class Bound { Minimum, Maximum, Default };
+
+/// A variable of the equipment. Its value is the SML of one item, which goes into reports and
+/// replies as it stands.
+class CHGemEventVid {
+public:
+  uint32_t vid = 0;
+  uint8_t kind = StatusVariable;
+  uint8_t nodeType = SecsDWord; ///< VeltoSecsIIType of the value
+  std::string minimum;          ///< value text; empty: no bound
+  std::string maximum;
+  std::string defaultValue;
+  std::string unit;
+  std::string description;
+  std::string rawValue = "<u4 0>";
+  uint8_t role = kNoRole; ///< to be changed through the list, which finds variables by role
+
+  uint32_t number() const { return vid; }
+
+  /// The value as text; empty when rawValue is no SML item.
+  std::string GetValue() const;
+  /// Makes rawValue an item of nodeType from a value text; always true (an unknown type leaves it
+  /// as it is). A number's text that SML does not take becomes one number, as
+  /// CHSecsMessage::SetNodeValue() reads it.
+  bool SetValue(std::string_view text);
+  /// Whether a value text is within minimum and maximum, compared as nodeType asks.
+  bool IsInRange(std::string_view text) const;
+  /// A bound as the SML of an item of nodeType; empty for an unknown type.
+  std::string FormatBound(Bound bound) const;
+  /// The item that rawValue states, for a report: reports go out often.
+  CHSecsItem reportedItem() const { return parsed_.item(rawValue); }
+
+  bool operator==(const CHGemEventVid &) const = default;
+
+private:
+  mutable ParsedValue parsed_;
+};
+
+} // namespace velto

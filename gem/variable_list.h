@@ -1,0 +1,41 @@
+#pragma once
+
+#include "gem/numbered_list.h"
+#include "gem/variable.h"
+#include "platform/view.h"
+
+#include <array>
+
+namespace velto {
+
+/// All variables, in order of VID.
+class CHGemEventVidList : public NumberedList<CHGemEventVid> {
+public:
+  /// The first variable with that VID whose kind shares a bit with the mask; null when there is
+  /// none.
+  CHGemEventVid *FindVid(uint32_t vid, uint8_t kindMask = kAnyKind);
+  const CHGemEventVid *FindVid(uint32_t vid, uint8_t kindMask = kAnyKind) const;
+  /// The first variable with that role; null when there is none. Constant time.
+  CHGemEventVid *FindByRole(uint8_t role);
+  const CHGemEventVid *FindByRole(uint8_t role) const;
+  /// Gives a variable a role (kNoRole: takes it away); whoever had it keeps no role.
+  void SetRole(CHGemEventVid &variable, uint8_t role);
+
+  CHGemEventVid &Add(CHGemEventVid variable);
+  bool Remove(uint32_t vid);
+  void Clear();
+  void CopyFrom(const CHGemEventVidList &other);
+
+  /// The list window: VID, ID Type, Type, Min, Max, Default, Unit, Description, SML, Definition.
+  ListView view() const;
+  /// Adds the branch "VIDs (n)" with one line per variable.
+  void addStatus(TreeNode &parent) const;
+
+private:
+  void indexRoles() const;
+
+  mutable std::array<CHGemEventVid *, 256> byRole_{};
+  mutable bool indexed_ = false;
+};
+
+} // namespace velto

@@ -1,0 +1,354 @@
+#include "gem/communication_model.h"
+
+#include "gem/fake_owner.h"
+#include "transport/hsms_engine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velto {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char *kRequest = "send S1F13W { <a 'ETCH'> * MDLN <a '1.0'> * SOFTREV }";
+constexpr const char *kAccepted = "S1F14 { <b 0x00> { <a 'ETCH'> <a '1.0'> } }";
+
+class CommunicationModel : public testing::Test {
+protected:
+  CommunicationModel() {
+    settings.modelName = "ETCH";
+    settings.softwareRevision = "1.0";
+  }
+
+  /// Brings a fresh model to a state; what was noted on the way is forgotten.
+  void enter(uint8_t state) {
+    model.Reset();
+    if (state > 0)
+      model.SwitchState(1);
+    if (state > 1)
+      model.SwitchState(2);
+    ASSERT_EQ(model.State(), state);
+    owner.take();
+  }
+  void reportTimeout(std::string_view primary) {
+    CHSecsMessage message;
+    ASSERT_TRUE(message.SetFromSml(primary));
+    model.OnProblem(ErrorGemHsmsT3Timeout, message.header);
+  }
+
+  FakeOwner owner;
+  CommunicationSettings settings;
+  CHGemCommunicationModel model{owner, settings};
+};
+
+TEST_F(CommunicationModel, SwitchesAsTheGuardsAllow) {
+  // Rows: from; columns: to. The last column is no state.
+  constexpr bool kAllowed[3][4] = {
+      {false, true, false, false},
+      {true, false, true, false},
+      {true, true, false, false},
+  };
+  for (uint8_t from = 0; from < 3; ++from)
+    for (uint8_t to = 0; to < 4; ++to) {
+      enter(from);
+      const std::string change = std::to_string(from) + " " + std::to_string(to);
+      owner.onNote = [&](const std::string &) { EXPECT_EQ(model.State(), from) << change; };
+      EXPECT_EQ(model.SwitchState(to), kAllowed[from][to]) << change;
+      owner.onNote = nullptr;
+      EXPECT_EQ(model.State(), kAllowed[from][to] ? to : from) << change;
+      if (kAllowed[from][to])
+        EXPECT_THAT(owner.take(), ElementsAre("communication " + change));
+      else
+        EXPECT_THAT(owner.take(), IsEmpty()) << change;
+    }
+}
+
+TEST_F(CommunicationModel, AChangeInsideAReportHolds) {
+  enter(1);
+  owner.onNote = [&](const std::string &line) {
+    if (line == "communication 1 2")
+      model.SwitchState(0);
+  };
+  EXPECT_FALSE(model.SwitchState(2));
+  EXPECT_EQ(model.State(), 0);
+  EXPECT_THAT(owner.take(), ElementsAre("communication 1 2", "communication 1 0"));
+
+  enter(0);
+  owner.onNote = [&](const std::string &) { model.OnDisable(); };
+  EXPECT_FALSE(model.SwitchState(1)) << "the link went away meanwhile";
+  EXPECT_EQ(model.State(), 0);
+
+  owner.onNote = [&](const std::string &) { EXPECT_FALSE(model.SwitchState(1)); };
+  EXPECT_TRUE(model.SwitchState(1)) << "asked for once more inside: reported once";
+  EXPECT_THAT(owner.take(), ElementsAre("communication 0 1", "communication 0 1"));
+
+  owner.onNote = [&](const std::string &) { model.Reset(); };
+  EXPECT_FALSE(model.SwitchState(2)) << "the model was loaded anew";
+  EXPECT_EQ(model.State(), 0);
+}
+
+TEST_F(CommunicationModel, TheTickSendsOneRequest) {
+  enter(1);
+  EXPECT_EQ(model.nextTick(), 0U);
+  model.Tick();
+  model.Tick();
+  EXPECT_THAT(owner.take(), ElementsAre(kRequest));
+  EXPECT_TRUE(model.WaitingCRA());
+  EXPECT_EQ(model.nextTick(), std::nullopt);
+
+  for (const uint8_t idle :
+       {CHGemCommunicationModel::Disabled, CHGemCommunicationModel::Communicating}) {
+    enter(idle);
+    EXPECT_EQ(model.nextTick(), std::nullopt);
+    model.Tick();
+    EXPECT_THAT(owner.take(), IsEmpty());
+  }
+  enter(1);
+  settings.establishCommunications = false;
+  EXPECT_EQ(model.nextTick(), std::nullopt);
+  model.Tick();
+  EXPECT_THAT(owner.take(), IsEmpty());
+}
+
+TEST_F(CommunicationModel, RequestsCarryAnyTextAndTheHostNone) {
+  settings.modelName = "it's \"<b 1>\"\r\n";
+  settings.softwareRevision = "";
+  enter(1);
+  model.Tick();
+  CHSecsVerifier slot = receivedSlot("s1f13w{}");
+  EXPECT_TRUE(model.OnReceive(slot));
+  slot.partner()->message.node = "2/1";
+  EXPECT_EQ(slot.partner()->message.GetNodeValue(true), settings.modelName);
+  owner.take();
+  owner.host = true;
+  enter(1);
+  model.Tick();
+  EXPECT_THAT(owner.take(), ElementsAre("send S1F13W { }"));
+}
+
+TEST_F(CommunicationModel, ARefusedRequestIsSentAgainAfterAPause) {
+  enter(1);
+  owner.accepts = false;
+  model.Tick();
+  EXPECT_FALSE(model.WaitingCRA());
+  EXPECT_EQ(model.nextTick(), 100U) << "no spinning while the link refuses";
+  owner.time.advance(60);
+  EXPECT_EQ(model.nextTick(), 40U);
+  owner.time.advance(40);
+  EXPECT_EQ(model.nextTick(), 0U);
+  owner.accepts = true;
+  model.Tick();
+  EXPECT_THAT(owner.take(), ElementsAre(kRequest));
+}
+
+TEST_F(CommunicationModel, EveryMessageInEveryState) {
+  const struct {
+    const char *sml;
+    uint8_t from;
+    bool taken;
+    uint8_t to;
+    const char *reply;
+  } rows[] = {
+      {"s1f13w{}", 0, true, 0, "none"},
+      {"s1f1w", 0, true, 0, "none"},
+      {"s1f14{<b 0>{}}", 0, true, 0, "none"},
+      {"s64f1w", 0, true, 0, "none"},
+      {"s1f13w{}", 1, true, 2, kAccepted},
+      {"s1f14{<b 0>{}}", 1, true, 2, "none"},
+      {"s1f14{<b 16>{}}", 1, true, 2, "none"},
+      {"s1f14{<b 1>{}}", 1, false, 1, "none"},
+      {"s1f14{<b 255>{}}", 1, false, 1, "none"},
+      {"s1f1w", 1, false, 1, "S1F2 { <a 'Kel'> <a '1.00'> }"},
+      {"s2f0", 1, false, 1, "none"},
+      {"s1f13w{}", 2, true, 2, kAccepted},
+      {"s1f14{<b 0>{}}", 2, false, 2, "none"},
+      {"s1f1w", 2, false, 2, "S1F2 { <a 'Kel'> <a '1.00'> }"},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(std::string(row.sml) + " in " + std::to_string(row.from));
+    enter(row.from);
+    CHSecsVerifier slot = receivedSlot(row.sml);
+    EXPECT_EQ(model.OnReceive(slot), row.taken);
+    EXPECT_EQ(model.State(), row.to);
+    EXPECT_EQ(replyOf(slot), row.reply);
+    EXPECT_EQ(owner.take().size(), row.from == row.to ? 0U : 1U);
+  }
+}
+
+TEST_F(CommunicationModel, MessagesThatFailedVerificationStayAsTheyAre) {
+  for (uint8_t state = 0; state < 3; ++state) {
+    enter(state);
+    CHSecsVerifier slot = receivedSlot("s1f13w<b 1>");
+    ASSERT_EQ(slot.result, VerificationIncorrect);
+    const std::string prepared = FakeOwner::oneLine(slot.partner()->message);
+    EXPECT_FALSE(model.OnReceive(slot));
+    EXPECT_EQ(FakeOwner::oneLine(slot.partner()->message), prepared);
+    EXPECT_EQ(model.State(), state);
+  }
+}
+
+TEST_F(CommunicationModel, AnyAnswerEndsTheWait) {
+  for (const char *answer : {"s1f14{<b 0>{}}", "s1f14{<b 1>{}}", "s1f14<a 'wrong'>"}) {
+    enter(1);
+    model.Tick();
+    CHSecsVerifier slot = receivedSlot(answer);
+    model.OnReceive(slot);
+    EXPECT_FALSE(model.WaitingCRA()) << answer;
+    EXPECT_EQ(model.nextTick().has_value(), model.State() == 1) << "a denial is followed at once";
+  }
+  enter(1);
+  model.Tick();
+  CHSecsVerifier abort = receivedSlot("s1f0");
+  EXPECT_FALSE(model.OnReceive(abort));
+  EXPECT_FALSE(model.WaitingCRA());
+  EXPECT_EQ(model.nextTick(), 30001U) << "an abort is followed after the delay";
+}
+
+TEST_F(CommunicationModel, AnUnansweredRequestIsRepeatedAfterTheDelay) {
+  enter(1);
+  model.Tick();
+  owner.time.advance(45000);
+  reportTimeout("s1f13w{}");
+  EXPECT_FALSE(model.WaitingCRA());
+  EXPECT_EQ(model.nextTick(), 30001U);
+  owner.take();
+  owner.time.advance(30000);
+  model.Tick();
+  EXPECT_EQ(model.nextTick(), 1U);
+  owner.time.advance(1);
+  model.Tick();
+  EXPECT_THAT(owner.take(), IsEmpty()) << "this tick only ends the delay";
+  EXPECT_EQ(model.nextTick(), 0U);
+  model.Tick();
+  EXPECT_THAT(owner.take(), ElementsAre(kRequest));
+}
+
+TEST_F(CommunicationModel, TheDelaySurvivesTheWrapOfTheTickCount) {
+  owner.time.advance(0U - 1000U - 5000U); // 5 s before the wrap
+  enter(1);
+  model.Tick();
+  reportTimeout("s1f13w{}");
+  owner.time.advance(30000);
+  model.Tick();
+  EXPECT_EQ(model.nextTick(), 1U);
+
+  enter(1);
+  owner.time.advance(0U - owner.time.ticks()); // a delay may begin at tick 0
+  model.Tick();
+  reportTimeout("s1f13w{}");
+  EXPECT_EQ(model.nextTick(), 30001U);
+}
+
+TEST_F(CommunicationModel, TheTimeoutComesFromItsVariable) {
+  EXPECT_EQ(model.timeoutMs(), 30000U);
+  CHGemEventVid &variable = owner.addRole(9, RoleEstablishCommunicationsTimeout, "10");
+  const struct {
+    const char *raw;
+    uint32_t ms;
+  } rows[] = {
+      {"<u4 10>", 10000},
+      {"<a '12 s'>", 12000},
+      {"<i4 -5>", 0},
+      {"<u4 0>", 0},
+      {"<a ''>", 0},
+      {"no item", 0},
+      {"<i4 2147483>", 2147483000},
+      {"<i4 2147483647>", 2147483000},
+  };
+  for (const auto &row : rows) {
+    variable.rawValue = row.raw;
+    EXPECT_EQ(model.timeoutMs(), row.ms) << row.raw;
+  }
+}
+
+TEST_F(CommunicationModel, ReplyTimeoutsByStateAndMessage) {
+  const struct {
+    uint8_t from;
+    bool waiting;
+    const char *primary;
+    uint8_t to;
+    bool stillWaiting;
+    std::optional<uint32_t> next;
+  } rows[] = {
+      {0, false, "s1f13w{}", 0, false, std::nullopt},
+      {0, true, "s1f13w{}", 0, false, std::nullopt},
+      {0, false, "s6f11w{<u4 1><u4 1>{}}", 0, false, std::nullopt},
+      {1, true, "s1f13w{}", 1, false, 30001},
+      {1, false, "s1f13w{}", 1, false, 0}, // one that the host application sent
+      {1, true, "s6f11w{<u4 1><u4 1>{}}", 1, true, std::nullopt},
+      {2, false, "s6f11w{<u4 1><u4 1>{}}", 1, false, 0},
+      {2, true, "s1f13w{}", 1, false, 30001},
+      {2, true, "s2f13w{}", 1, true, std::nullopt},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(std::string(row.primary) + " in " + std::to_string(row.from));
+    enter(1);
+    if (row.waiting)
+      model.Tick();
+    model.SwitchState(row.from);
+    owner.take();
+    reportTimeout(row.primary);
+    EXPECT_EQ(model.State(), row.to);
+    EXPECT_EQ(model.WaitingCRA(), row.stillWaiting);
+    EXPECT_EQ(model.nextTick(), row.next);
+    EXPECT_EQ(owner.take().size(), row.from == row.to ? 0U : 1U);
+  }
+  enter(2);
+  model.OnProblem(ErrorGemHsmsT5Timeout, CHSecsHeader());
+  EXPECT_EQ(model.State(), 2) << "other problems do not concern the model";
+}
+
+TEST_F(CommunicationModel, LinkEventsEndWaitAndDelay) {
+  enter(1);
+  model.Tick();
+  owner.take();
+  model.OnConnectionReset();
+  EXPECT_EQ(model.State(), 1);
+  EXPECT_EQ(model.nextTick(), 0U);
+  model.Tick();
+  reportTimeout("s1f13w{}");
+  owner.take();
+  model.OnDisable();
+  EXPECT_THAT(owner.take(), ElementsAre("communication 1 0"));
+  EXPECT_EQ(model.nextTick(), std::nullopt);
+}
+
+TEST_F(CommunicationModel, ARequestOfTheHostEndsTheDelay) {
+  enter(1);
+  model.Tick();
+  reportTimeout("s1f13w{}");
+  CHSecsVerifier slot = receivedSlot("s1f13w{}");
+  EXPECT_TRUE(model.OnReceive(slot));
+  EXPECT_EQ(model.State(), 2);
+  EXPECT_EQ(model.nextTick(), std::nullopt);
+}
+
+TEST_F(CommunicationModel, ShowsItself) {
+  TreeNode tree;
+  ListView list;
+  enter(1);
+  model.addStatus(tree);
+  EXPECT_THAT(toText(TreeView{{tree}}),
+              testing::HasSubstr("State : Not Communicating - Wait Delay"));
+  model.Tick();
+  settings.establishCommunications = false;
+  tree = TreeNode();
+  model.addStatus(tree);
+  std::vector<std::string> labels;
+  for (const TreeNode &line : tree.children.at(0).children)
+    labels.push_back(line.label);
+  EXPECT_THAT(labels, ElementsAre("State : Not Communicating - Wait CRA", "EC disabled",
+                                  "Model Name : ETCH", "Software Revision : 1.0"));
+  list.rows = {{"left", "over"}};
+  model.fillParameters(list);
+  EXPECT_THAT(list.columns, ElementsAre("Parameter", "Value"));
+  EXPECT_THAT(list.rows, ElementsAre(ElementsAre("Initial State", "0"),
+                                     ElementsAre("Establish Communications", "0"),
+                                     ElementsAre("Model Name", "ETCH"),
+                                     ElementsAre("Software Revision", "1.0")));
+}
+
+} // namespace
+} // namespace velto

@@ -1,0 +1,345 @@
+#include "gem/engine.h"
+
+#include "platform/text.h"
+#include "secs2/sml_printer.h"
+#include "support/temporary_directory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "transport/network.h"
+
+namespace velto {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// An engine with a sink that answers by DefProc() and keeps what it is told as lines.
+class Station final : public CHGemEventSink {
+public:
+  Station(Network &network, const std::string &folder)
+      : net(network), engine(std::make_unique<CHGemEngine>(net.loop)) {
+    engine->SetSink(this);
+    engine->SetIniFileName(folder + "station.ini");
+    engine->gem()->SetDataFileName(folder + "station.kel");
+    engine->gem()->data().communication.initialState = 1;
+    engine->gem()->data().communication.modelName = "ETCH-1";
+    engine->gem()->data().communication.softwareRevision = "1.00";
+    CHGemEventVid state;
+    state.vid = 16;
+    state.nodeType = SecsByte;
+    state.rawValue = "<u1 4>";
+    state.role = RoleControlState;
+    engine->gem()->data().variables.Add(state);
+  }
+
+  void OnDisplayChanged() override {}
+  void OnConnected(const std::string &, int32_t) override { note("connected"); }
+  void OnDisconnected(const std::string &, int32_t) override { note("disconnected"); }
+  void OnConnectionStateChanged(int16_t next, int16_t previous) override {
+    note("link " + std::to_string(previous) + " " + std::to_string(next));
+  }
+  void OnProblem(int16_t code, const std::string &text) override {
+    note("problem " + std::to_string(code) + " " + text);
+  }
+  void OnReceived(const std::string &, int32_t) override {
+    note("received " + name(CHGem::kReceived));
+    if (answers && engine != nullptr)
+      engine->DefProc();
+  }
+  void OnSent() override { note("sent " + name(CHGem::kSent)); }
+  void OnCommunicationStateChanged(int16_t next, int16_t previous) override {
+    note("communication " + std::to_string(previous) + " " + std::to_string(next));
+  }
+  void OnControlStateChanged(int16_t next, int16_t previous) override {
+    note("control " + std::to_string(previous) + " " + std::to_string(next));
+  }
+  void OnVariableChanged(int32_t vid) override { note("variable " + std::to_string(vid)); }
+
+  std::vector<std::string> take() { return std::exchange(lines, {}); }
+  std::string sml(size_t slot) { return RenderSml(engine->gem()->slot(slot).message); }
+
+  Network &net;
+  std::unique_ptr<CHGemEngine> engine;
+  bool answers = true;
+  std::function<void(const std::string &)> onNote;
+  std::vector<std::string> lines;
+
+private:
+  std::string name(size_t slot) {
+    return HeaderText(engine->gem()->slot(slot).message.header, HeaderTextMode::Name);
+  }
+  void note(const std::string &line) {
+    lines.push_back(line);
+    if (onNote)
+      onNote(line);
+  }
+};
+
+class GemEngine : public testing::Test {
+protected:
+  void SetUp() override {
+    host.engine->gem()->SetHost(true);
+    equipment.engine->physical().server = 1;
+    equipment.engine->physical().portNumber = 0;
+    listen();
+  }
+
+  /// The equipment listens; the host is given its port.
+  void listen() {
+    equipment.engine->OpenConnection();
+    equipment.engine->Tick();
+    host.engine->physical().ipAddress = "127.0.0.1";
+    host.engine->physical().portNumber = equipment.engine->physical().LocalPort();
+    equipment.engine->physical().localPortNumber = host.engine->physical().portNumber;
+  }
+
+  /// Runs both engines until nothing happens, in `turns` milliseconds of their time.
+  void run(int turns = 6) {
+    for (int i = 0; i < turns; ++i) {
+      net.clock.advance(1);
+      for (Station *station : {&equipment, &host})
+        if (station->engine != nullptr)
+          station->engine->Tick();
+      net.settle();
+    }
+  }
+
+  void establish() {
+    host.engine->OpenConnection();
+    run();
+    ASSERT_EQ(equipment.engine->GetCommunicationState(), 2);
+    ASSERT_EQ(host.engine->GetCommunicationState(), 2);
+    equipment.take();
+    host.take();
+  }
+
+  bool send(Station &station, const std::string &sml) {
+    CHSecsMessage message;
+    EXPECT_TRUE(message.SetFromSml(sml));
+    return station.engine->gem()->Send(message);
+  }
+
+  Network net;
+  TemporaryDirectory equipmentFolder;
+  TemporaryDirectory hostFolder;
+  Station equipment{net, equipmentFolder / ""};
+  Station host{net, hostFolder / ""};
+};
+
+TEST_F(GemEngine, BothSidesEstablishCommunications) {
+  host.engine->OpenConnection();
+  run();
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(host.engine->GetCommunicationState(), 2);
+  EXPECT_THAT(equipment.take(), Contains("communication 1 2"));
+  EXPECT_THAT(host.take(), Contains("communication 1 2"));
+}
+
+TEST_F(GemEngine, OnlyTheHostAsksWhenTheEquipmentDoesNot) {
+  equipment.engine->gem()->data().communication.establishCommunications = false;
+  host.engine->OpenConnection();
+  run();
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(equipment.sml(CHGem::kSent), "S1F14\r\n{\r\n  <b 0x00>\r\n  {\r\n    <a 'ETCH-1'>\r\n"
+                                         "    <a '1.00'>\r\n  }\r\n}\r\n");
+}
+
+TEST_F(GemEngine, ASilentHostIsAskedAgainAfterTheDelay) {
+  host.answers = false;
+  host.engine->gem()->data().communication.establishCommunications = false;
+  host.engine->OpenConnection();
+  run();
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), 1);
+  EXPECT_GT(equipment.engine->NextTick(), 44000U) << "nothing to do but wait for T3";
+  equipment.take();
+  net.clock.advance(45001);
+  run(1);
+  EXPECT_THAT(equipment.take(), ElementsAre("problem 12 Error : T3 time out."))
+      << "no S9F9: nobody with this device ID has spoken yet";
+  net.clock.advance(30001);
+  run(3);
+  EXPECT_THAT(equipment.take(), ElementsAre("sent S1F13W"));
+}
+
+TEST_F(GemEngine, AReplyTimeoutIsReportedOnceAndSentAsS9F9) {
+  establish();
+  host.answers = false;
+  EXPECT_TRUE(send(equipment, "s6f11w{<u4 1><u4 2>{}}"));
+  run();
+  equipment.take();
+  net.clock.advance(45000);
+  run();
+  std::vector<std::string> lines = equipment.take();
+  ASSERT_GE(lines.size(), 3U);
+  EXPECT_EQ(lines[0], "communication 2 1");
+  EXPECT_EQ(lines[1], "sent S9F9");
+  EXPECT_EQ(lines[2], "problem 12 Error : T3 time out.");
+  EXPECT_EQ(std::ranges::count(lines, "problem 12 Error : T3 time out."), 1);
+}
+
+TEST_F(GemEngine, TheGateFollowsTheStates) {
+  establish();
+  const struct {
+    const char *sml;
+    uint8_t control;
+    bool passes;
+  } rows[] = {
+      {"s6f11w{<u4 1><u4 2>{}}", 4, true},
+      {"s6f11w{<u4 1><u4 2>{}}", 2, false},
+      {"s1f1w", 2, true},
+      {"s1f18<b 0>", 2, true},
+      {"s1f16<b 0>", 2, false},
+      {"s9f7<b 0 0 0 0 0 0 0 0 0 0>", 0, true},
+  };
+  for (const auto &row : rows) {
+    equipment.engine->gem()
+        ->data()
+        .variables.FindByRole(RoleControlState)
+        ->SetValue(std::to_string(row.control));
+    EXPECT_EQ(send(equipment, row.sml), row.passes) << row.sml << " " << int{row.control};
+  }
+  equipment.engine->SetCommunicationState(1);
+  EXPECT_FALSE(send(equipment, "s1f1w"));
+  EXPECT_TRUE(send(equipment, "s1f13w{}"));
+  EXPECT_FALSE(send(equipment, "s1f13w{}")) << "one is open";
+  equipment.engine->SetCommunicationState(0);
+  EXPECT_FALSE(send(equipment, "s9f7<b 0 0 0 0 0 0 0 0 0 0>"));
+}
+
+TEST_F(GemEngine, AForeignDeviceIsToldByTheEquipmentOnly) {
+  establish();
+  host.engine->gem()->SetDeviceID(7);
+  EXPECT_TRUE(send(host, "s1f1w"));
+  run();
+  EXPECT_THAT(equipment.take(), ElementsAre("sent S9F1"));
+  EXPECT_EQ(equipment.sml(CHGem::kSent).substr(0, 18), "S9F1\r\n<b 0x00 0x07");
+  EXPECT_THAT(host.take(), ElementsAre("sent S1F1W", "received S9F1"));
+  EXPECT_TRUE(send(host, "s6f12<b 0>"));
+  run();
+  EXPECT_THAT(equipment.take(), ElementsAre()) << "no reply expected: nothing is said";
+}
+
+TEST_F(GemEngine, RequestsAreAnsweredByTheModel) {
+  establish();
+  EXPECT_TRUE(send(host, "s1f1w"));
+  run();
+  EXPECT_EQ(host.sml(CHGem::kReceived), "S1F2\r\n{\r\n  <a 'ETCH-1'>\r\n  <a '1.00'>\r\n}\r\n");
+  EXPECT_TRUE(send(host, "s1f3w{<u4 16>}"));
+  run();
+  EXPECT_EQ(host.sml(CHGem::kReceived), "S1F4\r\n{\r\n  <u1 4>\r\n}\r\n");
+  EXPECT_TRUE(send(host, "s1f15w"));
+  run();
+  EXPECT_EQ(host.sml(CHGem::kReceived), "S1F16\r\n<b 0x00>\r\n");
+  EXPECT_THAT(equipment.take(), Contains("control 4 2"));
+  EXPECT_TRUE(send(host, "s1f17w"));
+  run();
+  EXPECT_THAT(equipment.take(), Contains("control 2 4"));
+  EXPECT_TRUE(send(host, "s2f33w{<u4 1>{{<u4 9>{<u4 16>}}}}"));
+  run();
+  EXPECT_EQ(host.sml(CHGem::kReceived), "S2F34\r\n<b 0x00>\r\n");
+  EXPECT_TRUE(systemFiles().read(equipmentFolder / "station.kel")) << "the change is on disk";
+  EXPECT_TRUE(send(host, "s64f1w"));
+  run();
+  EXPECT_EQ(host.sml(CHGem::kReceived).substr(0, 6), "S9F3\r\n");
+}
+
+TEST_F(GemEngine, ALostLinkComesBackAfterT5) {
+  establish();
+  equipment.engine->CloseConnection();
+  run();
+  EXPECT_THAT(host.take(), ElementsAre("link 2 0", "disconnected", "communication 2 0"));
+  listen();
+  net.clock.advance(9000);
+  run();
+  EXPECT_THAT(host.take(), ElementsAre());
+  net.clock.advance(1000);
+  run();
+  EXPECT_EQ(host.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(host.take()[0], "problem 13 Error : T5 time out.");
+  host.engine->CloseConnection();
+  net.clock.advance(20000);
+  run();
+  EXPECT_EQ(host.engine->physical().State(), HsmsState::NotConnected) << "closing cancels";
+}
+
+TEST_F(GemEngine, AThousandReconnectsLeaveNothingBehind) {
+  establish();
+  host.engine->physical().t5 = 1;
+  for (int i = 0; i < 1000; ++i) {
+    host.engine->physical().RequestReopen();
+    for (int turn = 0; turn < 100 && host.engine->GetCommunicationState() != 0; ++turn)
+      run(1);
+    for (int turn = 0; turn < 100 && host.engine->GetCommunicationState() != 2; ++turn)
+      run(1);
+    ASSERT_EQ(host.engine->GetCommunicationState(), 2) << i;
+    ASSERT_LE(equipment.engine->gem()->OpenTransactionCount(), 2U);
+    equipment.take();
+    host.take();
+  }
+}
+
+TEST_F(GemEngine, MayBeDestroyedInsideEveryReport) {
+  for (const char *event : {"connected", "link 0 2", "communication 0 1", "sent S1F13W",
+                            "received S1F14", "received S1F13W", "communication 1 2"}) {
+    Station victim(net, hostFolder / "");
+    victim.engine->gem()->SetHost(true);
+    victim.engine->physical().ipAddress = "127.0.0.1";
+    victim.engine->physical().portNumber = host.engine->physical().portNumber;
+    victim.onNote = [&](const std::string &line) {
+      if (line == event)
+        victim.engine.reset();
+    };
+    victim.engine->OpenConnection();
+    for (int i = 0; i < 8 && victim.engine != nullptr; ++i) {
+      victim.engine->Tick();
+      run(1);
+    }
+    EXPECT_EQ(victim.engine, nullptr) << event;
+  }
+}
+
+TEST_F(GemEngine, TheModelMayBeReplacedInsideAReport) {
+  establish();
+  host.onNote = [this](const std::string &line) {
+    if (line == "received S1F2")
+      host.engine->SetObjectModel(false);
+  };
+  EXPECT_TRUE(send(host, "s1f1w"));
+  run();
+  EXPECT_EQ(host.engine->gem(), nullptr);
+  host.engine->SetObjectModel(true);
+  EXPECT_NE(host.engine->gem(), nullptr);
+}
+
+TEST_F(GemEngine, SettingsComeFromTheIniFile) {
+  systemFiles().write(equipmentFolder / "x.ini",
+                      "[HSMS]\nIPAddress=10.0.0.7\nT5=1234\nServer=1\n[LogicalConnection]\n"
+                      "DeviceID=5\nT3=20000\n[Log]\nFileName=" +
+                          std::string(300, 'x') + "\n");
+  CHGemEngine engine(net.loop);
+  engine.SetIniFileName(equipmentFolder / "x.ini");
+  engine.SetIniFileName("");
+  engine.LoadIniFile();
+  EXPECT_FALSE(engine.LoadData(equipmentFolder / "missing.kel"));
+  EXPECT_EQ(engine.physical().ipAddress, "10.0.0.7");
+  EXPECT_EQ(engine.physical().t5, 1234);
+  EXPECT_EQ(engine.physical().t6, 5000);
+  EXPECT_EQ(engine.logFileName, std::string(255, 'x'));
+  EXPECT_EQ(engine.logical().DeviceID(), 5);
+  EXPECT_EQ(engine.logical().T3(), 20000U);
+  EXPECT_TRUE(engine.logical().Host()) << "without the key the role is the host";
+  EXPECT_FALSE(engine.physical().OpenRequested()) << "the key is missing";
+  systemFiles().write(equipmentFolder / "x.ini", "[HSMS]\nEnableCommunication=1\n"
+                                                 "[LogicalConnection]\nObjectModel=0\n");
+  engine.LoadIniFile();
+  EXPECT_TRUE(engine.physical().OpenRequested());
+  EXPECT_EQ(engine.gem(), nullptr);
+  EXPECT_TRUE(engine.SaveIniFile());
+  EXPECT_THAT(*systemFiles().read(equipmentFolder / "x.ini"), HasSubstr("ObjectModel=0"));
+}
+
+} // namespace
+} // namespace velto

@@ -1,0 +1,388 @@
+#include "gem/event_model.h"
+
+#include "gem/receive.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velto {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Variables 1 (status, "it's"), 2 (status, seconds), 3 (constant, 10 to 20), 4 (constant, text),
+/// 5 (data); report 1 of 1 and 5, report 2 of 3; event 10 linked to 2 and 1, event 11 without
+/// links, event 12 disabled.
+class EventModel : public testing::Test {
+protected:
+  EventModel() {
+    addVariable(1, StatusVariable, SecsAscii, "it's").description = "Lot's ID";
+    addVariable(2, StatusVariable, SecsFloat, "1.5").unit = "s";
+    CHGemEventVid &limit = addVariable(3, EquipmentConstant, SecsDWord, "15");
+    limit.minimum = "10";
+    limit.maximum = "20";
+    limit.description = "Limit";
+    addVariable(4, EquipmentConstant, SecsAscii, "old");
+    addVariable(5, DataVariable, SecsByte, "7");
+    data.reports.Add({1, "first", {1, 5}});
+    data.reports.Add({2, "", {3}});
+    for (const uint32_t ceid : {10, 11, 12})
+      model.RegisterCEID(ceid, kNoRole, "event");
+    data.events.FindCeid(11)->role = RoleGoToLocal;
+    data.events.FindCeid(10)->reports = {2, 1};
+    data.events.FindCeid(12)->enable = false;
+    model.clearModified();
+  }
+
+  CHGemEventVid &addVariable(uint32_t vid, uint8_t kind, uint8_t type, std::string_view value) {
+    CHGemEventVid variable;
+    variable.vid = vid;
+    variable.kind = kind;
+    variable.nodeType = type;
+    variable.SetValue(value);
+    return data.variables.Add(std::move(variable));
+  }
+
+  /// All that a request may change, as text.
+  std::string state() const {
+    TreeView tree;
+    model.addStatus(tree.add(""));
+    return toText(tree) + toText(data.events.view());
+  }
+  std::vector<std::string> sent() {
+    std::vector<std::string> lines = owner.take();
+    for (std::string &line : lines)
+      line = line.starts_with("send ") ? line.substr(5) : line;
+    return lines;
+  }
+  static std::string line(std::string_view sml) { return FakeOwner::oneLine(fromSml(sml)); }
+
+  FakeOwner owner;
+  GemData data;
+  CHGemEventModel model{owner, data};
+};
+
+TEST_F(EventModel, SendsTheReportsOfAnEvent) {
+  EXPECT_TRUE(model.InvokeEvent(10));
+  EXPECT_TRUE(model.InvokeEvent(11));
+  data.variables.FindVid(5)->rawValue = "no item";
+  EXPECT_TRUE(model.InvokeEvent(10));
+  EXPECT_TRUE(model.InvokeRole(RoleGoToLocal));
+  EXPECT_FALSE(model.InvokeRole(RoleGoToRemote));
+  const std::string values = "{<u4 2>{<u4 15>}}{<u4 1>{<a'it' 0x27 's'>";
+  EXPECT_THAT(sent(), ElementsAre(line("s6f11w{<u4 1><u4 10>{" + values + "<u1 7>}}}}"),
+                                  line("s6f11w{<u4 2><u4 11>{}}"),
+                                  line("s6f11w{<u4 3><u4 10>{" + values + "{}}}}}"),
+                                  line("s6f11w{<u4 4><u4 11>{}}")));
+}
+
+TEST_F(EventModel, UsesNoDataIdForWhatIsNotSent) {
+  EXPECT_FALSE(model.InvokeEvent(12)) << "disabled";
+  EXPECT_FALSE(model.InvokeEvent(99)) << "unknown";
+  data.events.FindCeid(11)->reports = {2, 77};
+  EXPECT_FALSE(model.InvokeEvent(11)) << "a report is missing";
+  model.UnregisterVID(5);
+  EXPECT_FALSE(model.InvokeEvent(10)) << "a variable is missing";
+  data.events.FindCeid(11)->reports = {2};
+  owner.accepts = false;
+  EXPECT_FALSE(model.InvokeEvent(11)) << "not sent";
+  EXPECT_EQ(model.dataId(), 1U);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(EventModel, CountsEventsThatTheHostInvokesWhileOneIsSent) {
+  owner.onNote = [this](const std::string &) {
+    owner.onNote = nullptr;
+    data.events.Clear(); // as loading a model does
+    model.RegisterCEID(11, kNoRole, "");
+    model.InvokeEvent(11);
+  };
+  EXPECT_TRUE(model.InvokeEvent(10));
+  EXPECT_EQ(sent()[1], line("s6f11w{<u4 2><u4 11>{}}"));
+  EXPECT_EQ(model.dataId(), 3U);
+}
+
+TEST_F(EventModel, AnswersQuestions) {
+  const std::string text = "<a'it' 0x27 's'>";
+  const std::string limit = "{<u4 3><a'Limit'><u4 10><u4 20><u4><a>}";
+  const std::string other = "{<u4 4><a><a><a><a><a>}";
+  const std::string report = "{<u4 2>{<u4 15>}}{<u4 1>{" + text + "<u1 7>}}";
+  const struct {
+    std::string request;
+    Answer answer;
+  } cases[] = {
+      {"s1f3w{}", taken("s1f4{" + text + "<f4 1.5>}")},
+      {"s1f3w{<u2 2><a'1'><i1 3><a'x'>}", taken("s1f4{<f4 1.5>" + text + "{}{}}")},
+      {"s1f3w<u4 2 5 1>", taken("s1f4{<f4 1.5>{}" + text + "}")},
+      {"s1f3w<u8>", taken("s1f4{" + text + "<f4 1.5>}")},
+      {"s1f11w{}", taken("s1f12{{<u4 1><a'Lot' 0x27 's ID'><a>}{<u4 2><a><a's'>}}")},
+      {"s1f11w{<u1 77><u4 2><u4 3>}",
+       taken("s1f12{{<u4 77><a><a>}{<u4 2><a><a's'>}{<u4 3><a><a>}}")},
+      {"s2f13w{}", taken("s2f14{<u4 15><a'old'>}")},
+      {"s2f13w{<u4 1><u4 3>}", taken("s2f14{{}<u4 15>}")},
+      {"s2f13w<u1 4 3>", taken("s2f14{<a'old'><u4 15>}")},
+      {"s2f29w{}", taken("s2f30{" + limit + other + "}")},
+      {"s2f29w<u2 1 3>", taken("s2f30{{<u4 1><a><a><a><a><a>}" + limit + "}")},
+      {"s6f15w<u2 10>", taken("s6f16{<u4 1><u4 10>{" + report + "}}")},
+      {"s6f15w<u2 12>", taken("s6f16{<u4 2><u4 12>{}}")}, // whether or not it is enabled
+      {"s6f15w<u4 99>", notTaken("s6f16{}")},
+      {"s6f19w<u4 1>", taken("s6f20{" + text + "<u1 7>}")},
+      {"s6f19w<u4 99>", notTaken("s6f20{}")},
+      {"s1f1w", notTaken("s1f2{<a'Kel'><a'1.00'>}")},
+  };
+  const std::string before = state();
+  for (const auto &row : cases)
+    EXPECT_EQ(receive(model, row.request), row.answer) << row.request;
+  EXPECT_EQ(model.dataId(), 3U);
+  model.UnregisterVID(5);
+  model.clearModified();
+  EXPECT_EQ(receive(model, "s6f15w<u2 10>"), notTaken("s6f16{}"));
+  EXPECT_EQ(receive(model, "s6f19w<u2 1>"), notTaken("s6f20{}"));
+  EXPECT_EQ(model.dataId(), 3U);
+  EXPECT_FALSE(model.modified());
+}
+
+TEST_F(EventModel, AnswersByteForByte) {
+  std::string text("\0it's\r\n", 7);
+  for (int c = 0; c < 256; ++c)
+    text += static_cast<char>(c);
+  data.variables.FindVid(1)->description = text;
+  CHSecsVerifier slot;
+  slot.message.SetFromSml("s1f11w{<u4 1>}");
+  slot.Verify(true);
+  EXPECT_TRUE(model.OnReceive(slot));
+  EXPECT_EQ(valueAt(slot.partner()->message, "1/2"), text);
+}
+
+TEST_F(EventModel, AnswersNothingLongerThanAMessage) {
+  data.variables.FindVid(1)->rawValue = "<a'" + std::string(1'000'000, 'x') + "'>";
+  std::string elements;
+  for (int i = 0; i < 11; ++i)
+    elements += " 1";
+  EXPECT_EQ(receive(model, "s1f3w<u1" + elements + ">"), notTaken("s1f4{}"));
+  data.reports.FindReport(1)->variables.assign(11, 1);
+  EXPECT_EQ(receive(model, "s6f19w<u1 1>"), notTaken("s6f20{}"));
+  EXPECT_FALSE(model.InvokeEvent(10));
+}
+
+struct Change {
+  const char *request;
+  const char *refusal; ///< null: accepted
+  const char *events = "";
+  const char *reports = "";
+};
+
+/// "10:2,1 11:" and so on.
+std::string links(const GemData &data) {
+  std::string text;
+  for (size_t i = 0; i < data.events.Count(); ++i) {
+    text += (i == 0 ? "" : " ") + std::to_string(data.events.at(i).ceid) + ":";
+    for (const uint32_t rptid : data.events.at(i).reports)
+      text += (text.back() == ':' ? "" : ",") + std::to_string(rptid);
+  }
+  return text;
+}
+
+std::string definitions(const GemData &data) {
+  std::string text;
+  for (size_t i = 0; i < data.reports.Count(); ++i) {
+    text += (i == 0 ? "" : " ") + std::to_string(data.reports.at(i).rptid) + ":";
+    for (const uint32_t vid : data.reports.at(i).variables)
+      text += (text.back() == ':' ? "" : ",") + std::to_string(vid);
+  }
+  return text;
+}
+
+class EventModelChanges : public EventModel {
+protected:
+  /// Each row goes on where the one before left the lists.
+  void run(std::span<const Change> changes, const std::string &accepted) {
+    for (const Change &row : changes) {
+      SCOPED_TRACE(row.request);
+      const std::string before = state();
+      model.clearModified();
+      if (row.refusal != nullptr) {
+        EXPECT_EQ(receive(model, row.request), notTaken(row.refusal));
+        EXPECT_EQ(state(), before);
+        EXPECT_FALSE(model.modified());
+        continue;
+      }
+      EXPECT_EQ(receive(model, row.request), taken(accepted));
+      EXPECT_EQ(links(data), row.events);
+      EXPECT_EQ(definitions(data), row.reports);
+      EXPECT_TRUE(model.modified());
+    }
+  }
+};
+
+TEST_F(EventModelChanges, DefinesReports) {
+  static constexpr Change kChanges[] = {
+      {"s2f33w{<u4 1>{{<u4 3>{<u4 1>}}{<u4 1>{<u4 2>}}}}", "s2f34<b 3>"},
+      {"s2f33w{<u4 1>{{<u4 3>{<u4 1><u4 99>}}}}", "s2f34<b 4>"},
+      {"s2f33w{<u4 1>{{<u4 3>{<u4 1>}}{<u4 3>{<u4 2>}}}}", "s2f34<b 3>"},
+      {"s2f33w{<u4 1>{{<u4 2>{}}{<u4 3>{<u4 1>}}{<u4 4>{<u4 99>}}}}", "s2f34<b 4>"},
+      {"s2f33w{<u4 1>{{<u4 9>{<u4 5><u4 1><u4 5>}}{<u4 4294967295>{<i4 3>}}}}", nullptr,
+       "10:2,1 11: 12:", "1:1,5 2:3 9:5,1,5 4294967295:3"},
+      {"s2f33w{<u4 1>{{<u4 2>{}}{<u4 77>{}}}}", nullptr,
+       "10:1 11: 12:", "1:1,5 9:5,1,5 4294967295:3"},
+      {"s2f33w{<u4 1>{{<u4 2>{<u4 4>}}{<u4 6>{<u4 1>}}{<u4 6>{}}}}", nullptr,
+       "10:1 11: 12:", "1:1,5 9:5,1,5 4294967295:3 2:4"},
+      {"s2f33w{<u4 1>{}}", nullptr, "10: 11: 12:", ""},
+  };
+  run(kChanges, "s2f34<b 0>");
+}
+
+TEST_F(EventModelChanges, LinksEvents) {
+  static constexpr Change kChanges[] = {
+      {"s2f35w{<u4 1>{{<u4 11>{<u4 1>}}{<u4 99>{}}}}", "s2f36<b 4>"},
+      {"s2f35w{<u4 1>{{<u4 11>{<u4 1>}}{<u4 10>{<u4 1>}}}}", "s2f36<b 3>"},
+      {"s2f35w{<u4 1>{{<u4 11>{<u4 1>}}{<u4 11>{<u4 2>}}}}", "s2f36<b 3>"},
+      {"s2f35w{<u4 1>{{<u4 11>{<u4 1><u4 99>}}}}", "s2f36<b 5>"},
+      {"s2f35w{<u4 1>{{<u4 11>{<u4 1><u4 2>}}{<u4 12>{}}{<u4 10>{}}}}", nullptr,
+       "10: 11:1,2 12:", "1:1,5 2:3"},
+      {"s2f35w{<u4 1>{{<u4 12>{<u4 2>}}{<u4 12>{}}{<u4 10>{<u1 1>}}}}", nullptr,
+       "10:1 11:1,2 12:", "1:1,5 2:3"},
+      {"s2f35w{<u4 1>{}}", nullptr, "10: 11: 12:", "1:1,5 2:3"},
+  };
+  run(kChanges, "s2f36<b 0>");
+}
+
+TEST_F(EventModelChanges, EnablesEvents) {
+  const auto enabled = [this] {
+    std::vector<uint32_t> ceids;
+    for (size_t i = 0; i < data.events.Count(); ++i)
+      if (data.events.at(i).enable)
+        ceids.push_back(data.events.at(i).ceid);
+    return ceids;
+  };
+  static constexpr Change kRefused[] = {{"s2f37w{<bool 1>{<u4 12><u4 99>}}", "s2f38<b 1>"}};
+  run(kRefused, "");
+  EXPECT_EQ(receive(model, "s2f37w{<bool 0>{<u4 10>}}"), taken("s2f38<b 0>"));
+  EXPECT_THAT(enabled(), ElementsAre(11));
+  EXPECT_EQ(receive(model, "s2f37w{<bool 1>{<u4 10><a'12'>}}"), taken("s2f38<b 0>"));
+  EXPECT_THAT(enabled(), ElementsAre(10, 11, 12));
+  EXPECT_EQ(receive(model, "s2f37w{<bool 0>{}}"), taken("s2f38<b 0>"));
+  EXPECT_THAT(enabled(), IsEmpty());
+  EXPECT_EQ(receive(model, "s2f37w{<bool 255>{}}"), taken("s2f38<b 0>"));
+  EXPECT_THAT(enabled(), ElementsAre(10, 11, 12));
+}
+
+TEST_F(EventModelChanges, SetsConstants) {
+  static constexpr Change kRefused[] = {
+      {"s2f15w{{<u4 4><a'new'>}{<u4 3><u4 21>}}", "s2f16<b 1>"},
+      {"s2f15w{{<u4 4><a'new'>}{<u4 1><a'x'>}}", "s2f16<b 1>"},
+      {"s2f15w{{<u4 4><a'new'>}{<u4 99><u4 1>}}", "s2f16<b 1>"},
+  };
+  run(kRefused, "");
+  EXPECT_THAT(owner.take(), IsEmpty());
+  EXPECT_EQ(receive(model, "s2f15w{}"), taken("s2f16<b 0>"));
+  EXPECT_EQ(receive(model, "s2f15w{{<u4 4><a'it' 0x27 's'>}{<a'3'><i2 20>}}"), taken("s2f16<b 0>"));
+  EXPECT_THAT(owner.take(), ElementsAre("variable 4", "variable 3"));
+  EXPECT_EQ(data.variables.FindVid(4)->GetValue(), "it's");
+  EXPECT_EQ(data.variables.FindVid(3)->rawValue, "<u4 20>");
+  EXPECT_TRUE(model.modified());
+}
+
+TEST_F(EventModelChanges, SetsConstantsThatAreLeftAfterTheHostReplacedThem) {
+  CHSecsVerifier slot;
+  slot.message.SetFromSml("s2f15w{{<u4 4><a'new'>}{<u4 3><u4 20>}{<u4 4><a'newer'>}}");
+  slot.Verify(true);
+  owner.onNote = [&](const std::string &) {
+    owner.onNote = nullptr;
+    model.Reset();
+    addVariable(4, EquipmentConstant, SecsAscii, "loaded");
+    slot.message.Reset(0); // the next message came
+  };
+  EXPECT_TRUE(model.OnReceive(slot));
+  EXPECT_EQ(data.variables.FindVid(4)->GetValue(), "newer");
+  EXPECT_THAT(owner.take(), ElementsAre("variable 4", "variable 4"));
+}
+
+TEST_F(EventModelChanges, TakesManyReportsAtOnce) {
+  constexpr uint32_t kCount = 50'000;
+  CHSecsMessage define = fromSml("s2f33w{<u4 1>{}}");
+  CHSecsMessage link = fromSml("s2f35w{<u4 1>{}}");
+  CHSecsMessage undefine = fromSml("s2f33w{<u4 1>{}}");
+  for (uint32_t i = 1000; i < 1000 + kCount; ++i) {
+    const std::string id = std::to_string(i);
+    model.RegisterCEID(i, kNoRole, "");
+    const auto add = [](CHSecsMessage &message, const std::string &entry) {
+      message.root.children()[1].appendChild(fromSml(entry).root.clone());
+    };
+    add(define, "{<u4 " + id + ">{<u4 1><u4 2>}}");
+    add(link, "{<u4 " + id + ">{<u4 " + id + "><u4 1>}}");
+    add(undefine, "{<u4 " + id + ">{}}");
+  }
+  EXPECT_TRUE(receive(model, define).taken);
+  EXPECT_TRUE(receive(model, link).taken);
+  EXPECT_EQ(data.reports.Count(), kCount + 2);
+  EXPECT_EQ(data.events.FindCeid(1000)->reports.size(), 2U);
+  EXPECT_TRUE(receive(model, undefine).taken);
+  EXPECT_EQ(definitions(data), "1:1,5 2:3");
+  EXPECT_THAT(data.events.FindCeid(1000)->reports, ElementsAre(1));
+}
+
+TEST_F(EventModel, IgnoresWhatIsNotVerified) {
+  for (const auto result : {VerificationUserDefined, VerificationIncorrect,
+                            VerificationIncorrectAndReply, VerificationWrongDirection}) {
+    CHSecsVerifier slot;
+    slot.message.SetFromSml("s2f33w{<u4 1>{}}");
+    slot.result = result;
+    EXPECT_FALSE(model.OnReceive(slot));
+  }
+  EXPECT_EQ(data.reports.Count(), 2U);
+}
+
+TEST_F(EventModel, RegistersAndRemoves) {
+  CHGemEventVid variable;
+  variable.vid = 20;
+  variable.kind = 3;
+  variable.defaultValue = "12.5";
+  EXPECT_FALSE(model.RegisterVID(variable)) << "no kind";
+  variable.kind = DataVariable;
+  EXPECT_FALSE(model.modified());
+  EXPECT_TRUE(model.RegisterVID(variable));
+  EXPECT_EQ(data.variables.FindVid(20)->rawValue, "<u4 12>");
+  variable.kind = EquipmentConstant;
+  EXPECT_FALSE(model.RegisterVID(variable)) << "exists";
+  EXPECT_FALSE(model.RegisterCEID(10, kNoRole, "")) << "exists";
+  EXPECT_TRUE(model.modified());
+  EXPECT_TRUE(model.RemoveReport(2));
+  EXPECT_FALSE(model.RemoveReport(2));
+  EXPECT_EQ(links(data), "10:1 11: 12:");
+  EXPECT_FALSE(model.UnregisterVID(99));
+  model.InvokeEvent(10);
+  model.Reset();
+  EXPECT_EQ(model.dataId(), 1U);
+  EXPECT_FALSE(model.modified());
+  EXPECT_EQ(data.events.Count() + data.reports.Count() + data.variables.Count(), 0U);
+}
+
+TEST_F(EventModel, ShowsItsLists) {
+  TreeView tree;
+  model.addStatus(tree.add("root"));
+  const std::string text = toText(tree);
+  EXPECT_EQ(text.substr(0, text.find("    VIDs")), "root\n"
+                                                   "  Event\n"
+                                                   "    CEIDs (3)\n"
+                                                   "      10 : event\n"
+                                                   "        2\n"
+                                                   "        1\n"
+                                                   "      11 : event\n"
+                                                   "      12 : event\n"
+                                                   "    Reports (2)\n"
+                                                   "      1 : first\n"
+                                                   "        1\n"
+                                                   "        5\n"
+                                                   "      2 : \n"
+                                                   "        3\n");
+  EXPECT_THAT(data.events.view().rows, ElementsAre(ElementsAre("10", "Yes", "event", "", "2, 1"),
+                                                   ElementsAre("11", "Yes", "event", "1", ""),
+                                                   ElementsAre("12", "", "event", "", "")));
+  EXPECT_THAT(data.reports.view().rows,
+              ElementsAre(ElementsAre("1", "1, 5", "first"), ElementsAre("2", "3", "")));
+}
+
+} // namespace
+} // namespace velto

@@ -1,0 +1,262 @@
+#include "gem/variable_list.h"
+
+#include "platform/text.h"
+#include "secs2/support.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velto {
+namespace {
+
+using testing::ElementsAre;
+
+CHGemEventVid variable(uint32_t vid, uint8_t kind = StatusVariable, uint8_t role = kNoRole) {
+  CHGemEventVid made;
+  made.vid = vid;
+  made.kind = kind;
+  made.role = role;
+  return made;
+}
+
+std::string hexOf(CHSecsItem item) {
+  CHSecsMessage message;
+  message.root = std::move(item);
+  return bodyHex(message);
+}
+
+TEST(Variable, SetsItsValueAsAnItemOfItsType) {
+  static const struct {
+    uint8_t type;
+    const char *text;
+    const char *raw;
+    const char *value;
+  } kCases[] = {
+      {SecsList, "<u1 1> <u1 2>", "{ <u1 1> <u1 2>}", ""},
+      {SecsBinary, "1 255", "<b 1 255>", "1 255"},
+      {SecsBoolean, "true", "<bool true>", "1"},
+      {SecsAscii, "abc", "<a'abc'>", "abc"},
+      {SecsAscii, "", "<a''>", ""},
+      {SecsJis, "abc", "<j'abc'>", "abc"},
+      {SecsAscii2, "abc", "<a2'abc'>", "abc"},
+      {SecsLong8, "-9223372036854775808", "<i8 -9223372036854775808>", "-9223372036854775808"},
+      {SecsChar, "-1", "<i1 -1>", "-1"},
+      {SecsFloat, "1.5", "<f4 1.5>", "1.500000"},
+      {SecsDWord, "4294967295", "<u4 4294967295>", "4294967295"},
+      {SecsDWord, "", "<u4 >", ""},
+      // What SML does not take as a number becomes one number.
+      {SecsDWord, "abc", "<u4 0>", "0"},
+      {SecsDWord, "12.7", "<u4 12>", "12"},
+      {SecsDWord8, "+7 items", "<u8 7>", "7"},
+      {SecsWord, "1> <u2 2", "<u2 1>", "1"},
+      {SecsDouble, "1e3", "<f8 1000.000000>", "1000.000000"},
+      // Types that there are none of.
+      {SecsInvalid, "5", "<u4 0>", "0"},
+      {17, "5", "<u4 0>", "0"},
+  };
+  for (const auto &row : kCases) {
+    CHGemEventVid tested;
+    tested.nodeType = row.type;
+    EXPECT_TRUE(tested.SetValue(row.text));
+    EXPECT_EQ(tested.rawValue, row.raw);
+    EXPECT_EQ(tested.GetValue(), row.value) << row.raw;
+  }
+}
+
+TEST(Variable, KeepsEveryByteOfAText) {
+  std::string text = "it's <a'x'> // * /* {";
+  for (int c = 1; c < 256; ++c)
+    text += static_cast<char>(c);
+  CHGemEventVid tested;
+  tested.nodeType = SecsAscii;
+  tested.SetValue(text);
+  tested.defaultValue = text;
+  EXPECT_EQ(tested.GetValue(), text);
+  EXPECT_EQ(tested.FormatBound(Bound::Default), tested.rawValue);
+}
+
+TEST(Variable, ReportsAnEmptyListForWhatIsNoItem) {
+  CHGemEventVid tested;
+  for (const char *raw : {"", "garbage", "<u4 abc>", "<u4 1> <u4 2>", "s1f1", "{<u4 1>", "}{"}) {
+    tested.rawValue = raw;
+    EXPECT_EQ(tested.GetValue(), "") << raw;
+    EXPECT_EQ(hexOf(tested.reportedItem()), "0100") << raw;
+  }
+}
+
+TEST(Variable, ReportsItsValueOfNow) {
+  CHGemEventVid tested;
+  const std::string longText(5000, 'x');
+  for (const std::string &raw :
+       {std::string("<u4 1>"), std::string("<u4 2>"), std::string("{<b 1>{}}"),
+        "<a'" + longText + "'>", std::string("<a'x'>"), std::string("<u4 2>")}) {
+    tested.rawValue = raw;
+    EXPECT_EQ(hexOf(tested.reportedItem()), bodyHex(raw));
+    EXPECT_EQ(hexOf(tested.reportedItem()), bodyHex(raw));
+  }
+  CHGemEventVid copy = tested;
+  copy.rawValue = "<u4 3>";
+  EXPECT_EQ(hexOf(copy.reportedItem()), bodyHex("<u4 3>"));
+  EXPECT_EQ(hexOf(tested.reportedItem()), bodyHex("<u4 2>"));
+}
+
+TEST(Variable, ComparesWithItsBoundsAsItsTypeAsks) {
+  static const struct {
+    uint8_t type;
+    const char *minimum;
+    const char *maximum;
+    std::vector<const char *> inside;
+    std::vector<const char *> outside;
+  } kCases[] = {
+      {SecsDWord, "10", "20", {"10", "20", "15 99"}, {"9", "21", "-1", "abc", ""}},
+      {SecsDWord, "10", "", {"10", "4294967295"}, {"9"}},
+      {SecsChar, "-5", "-1", {"-5", "-1"}, {"-6", "0"}},
+      {SecsDWord8, "0", "9223372036854775807", {"9223372036854775808"}, {"-1"}}, // saturates
+      {SecsFloat, "-1.5", "", {"-1.5", "7"}, {"-1.6", "nan", "-inf"}},
+      {SecsDouble, "", "1e3", {"1000", "-inf"}, {"1000.5", "nan", "inf"}},
+      {SecsBinary, "1", "255", {"1", "255"}, {"0", "-1"}}, // -1 is a large unsigned number
+      {SecsBoolean, "0", "1", {"0", "1"}, {"-1"}},
+      {SecsAscii, "b", "c", {"a", "d", ""}, {}},
+      {SecsList, "1", "1", {"9"}, {}},
+      {SecsInvalid, "1", "1", {"9"}, {}},
+  };
+  for (const auto &row : kCases) {
+    CHGemEventVid tested;
+    tested.nodeType = row.type;
+    tested.minimum = row.minimum;
+    tested.maximum = row.maximum;
+    for (const char *text : row.inside)
+      EXPECT_TRUE(tested.IsInRange(text)) << int(row.type) << " " << text;
+    for (const char *text : row.outside)
+      EXPECT_FALSE(tested.IsInRange(text)) << int(row.type) << " " << text;
+  }
+}
+
+TEST(Variable, StatesBoundsAsItemsOfItsType) {
+  static const struct {
+    uint8_t type;
+    const char *bound;
+    const char *sml;
+  } kCases[] = {
+      {SecsDWord, "", "<u4 >"},
+      {SecsDWord, "10.9", "<u4 10>"},
+      {SecsByte, "300", "<u1 44>"},
+      {SecsFloat, "1.5", "<f4 1.500000>"},
+      {SecsDWord8, "18446744073709551615", "<u8 18446744073709551615>"},
+      {SecsAscii, "it's", "<a'it' 0x27 's'>"},
+      {SecsList, "<u4 1>", "{ }"},
+      {17, "1", ""},
+  };
+  for (const auto &row : kCases) {
+    CHGemEventVid tested;
+    tested.nodeType = row.type;
+    tested.maximum = row.bound;
+    tested.minimum = tested.defaultValue = "7";
+    EXPECT_EQ(tested.FormatBound(Bound::Maximum), row.sml);
+  }
+}
+
+TEST(VariableList, KeepsTheOrderOfNumbers) {
+  CHGemEventVidList list;
+  EXPECT_EQ(list.nextFree(), 1U);
+  for (const uint32_t vid : {7, 3, 5})
+    list.Add(variable(vid));
+  const auto numbers = [&list] {
+    std::vector<int32_t> found;
+    for (int32_t i = -1; i < 4; ++i)
+      found.push_back(list.numberAt(i));
+    return found;
+  };
+  EXPECT_THAT(numbers(), ElementsAre(-1, 3, 5, 7, -1));
+  EXPECT_EQ(list.nextFree(), 8U);
+  EXPECT_TRUE(list.Remove(5));
+  EXPECT_FALSE(list.Remove(5));
+  EXPECT_THAT(numbers(), ElementsAre(-1, 3, 7, -1, -1));
+}
+
+TEST(VariableList, FindsByNumberAndKind) {
+  CHGemEventVidList list;
+  list.Add(variable(3, StatusVariable));
+  list.Add(variable(3, EquipmentConstant)); // as only a data file may have it
+  list.Add(variable(4, DataVariable));
+  EXPECT_EQ(list.FindVid(3), &list.at(0));
+  EXPECT_EQ(list.FindVid(3, EquipmentConstant), &list.at(1));
+  EXPECT_EQ(list.FindVid(4, EquipmentConstant | StatusVariable), nullptr);
+  EXPECT_EQ(list.FindVid(5), nullptr);
+}
+
+TEST(VariableList, FindsRolesWhateverChanges) {
+  CHGemEventVidList list;
+  const auto holder = [&list](uint8_t role) {
+    const CHGemEventVid *found = list.FindByRole(role);
+    return found == nullptr ? 0 : found->vid;
+  };
+  EXPECT_EQ(holder(RoleControlState), 0U);
+  list.Add(variable(5, StatusVariable, RoleControlState));
+  EXPECT_EQ(holder(RoleControlState), 5U);
+  list.Add(variable(3, StatusVariable, RoleControlState));
+  EXPECT_EQ(holder(RoleControlState), 3U) << "the first one";
+  list.Add(variable(4));
+  list.Remove(3);
+  EXPECT_EQ(holder(RoleControlState), 5U);
+  list.SetRole(*list.FindVid(4), RoleControlState);
+  EXPECT_EQ(holder(RoleControlState), 4U);
+  EXPECT_EQ(list.FindVid(5)->role, kNoRole) << "a role has one holder";
+  EXPECT_EQ(holder(kNoRole), 0U);
+
+  CHGemEventVidList copy;
+  copy.Add(variable(9, StatusVariable, RoleTimeFormat));
+  EXPECT_EQ(copy.FindByRole(RoleTimeFormat)->vid, 9U);
+  copy.CopyFrom(list);
+  EXPECT_TRUE(copy == list);
+  EXPECT_EQ(copy.FindByRole(RoleControlState), copy.FindVid(4));
+  EXPECT_EQ(copy.FindByRole(RoleTimeFormat), nullptr);
+  copy.FindVid(4)->unit = "s";
+  EXPECT_FALSE(copy == list);
+  list.Clear();
+  EXPECT_EQ(holder(RoleControlState), 0U);
+}
+
+TEST(VariableList, ShowsItsVariables) {
+  CHGemEventVidList list;
+  CHGemEventVid pressure = variable(1, EquipmentConstant, RoleTimeFormat);
+  pressure.minimum = "10";
+  pressure.maximum = "20";
+  pressure.defaultValue = "15";
+  pressure.unit = "mTorr";
+  pressure.description = "Pressure";
+  list.Add(pressure);
+  pressure.vid = 2;
+  pressure.kind = DataVariable;
+  pressure.nodeType = SecsLong8;
+  list.Add(pressure);
+  pressure.vid = 3;
+  pressure.kind = 8;
+  pressure.nodeType = 99;
+  list.Add(pressure);
+
+  const ListView view = list.view();
+  EXPECT_THAT(view.columns, ElementsAre("VID", "ID Type", "Type", "Min", "Max", "Default", "Unit",
+                                        "Description", "SML", "Definition"));
+  EXPECT_THAT(view.rows[0], ElementsAre("1", "ECID", "DWORD", "10", "20", "15", "mTorr", "Pressure",
+                                        "<u4 0>", "12"));
+  EXPECT_THAT(view.rows[1], testing::Contains("I8"));
+  EXPECT_THAT(view.rows[2], testing::Contains("Unknown").Times(2));
+
+  TreeView tree;
+  list.addStatus(tree.add("root"));
+  EXPECT_EQ(toText(tree), "root\n"
+                          "  VIDs (3)\n"
+                          "    1 : EC 0 [mTorr] 'Pressure' (min=10, max=20, default=15)  <u4 0>\n"
+                          "    2 : DV 'Pressure'  <u4 0>\n"
+                          "    3 : 'Pressure'  <u4 0>\n");
+}
+
+TEST(Roles, AreNamed) {
+  EXPECT_EQ(findRole(variableRoleNames(), "SpoolStartTime"), 26);
+  EXPECT_EQ(findRole(eventRoleNames(), "RecipeUploadFailed"), 24);
+  EXPECT_EQ(findRole(eventRoleNames(), "recipeuploadfailed"), std::nullopt);
+}
+
+} // namespace
+} // namespace velto
