@@ -63,7 +63,7 @@ private:
       return std::nullopt;
     const auto code = static_cast<uint8_t>(token_.integer);
     advance();
-    return code == format::kAscii ? spec() : typed(code);
+    return code == format::kAscii ? rule() : typed(code);
   }
 
   std::optional<Structure> list() {
@@ -98,15 +98,15 @@ private:
     return close(std::move(list));
   }
 
-  std::optional<Structure> spec() {
+  std::optional<Structure> rule() {
     Structure item;
-    item.kind_ = Kind::Spec;
+    item.kind_ = Kind::Rule;
     std::string_view text;
     if (token_.kind == Token::String) {
       text = token_.text;
       advance();
     }
-    item.spec_ = ItemSpec::parse(text);
+    item.rule_ = ItemRule::parse(text);
     return close(std::move(item));
   }
 
@@ -145,8 +145,8 @@ Structure Structure::ofTemplate(const CHSecsItem &item) {
     for (const CHSecsItem &child : item.children())
       structure.children_.push_back(ofTemplate(child));
   } else if (item.format() == format::kAscii) {
-    structure.kind_ = Kind::Spec;
-    structure.spec_ = ItemSpec::parse(item.text(), false);
+    structure.kind_ = Kind::Rule;
+    structure.rule_ = ItemRule::parse(item.text(), false);
   } else {
     structure.kind_ = Kind::Typed;
     structure.format_ = item.format();
@@ -178,8 +178,8 @@ bool Structure::matchItem(const CHSecsItem &item, Path &path) const {
     return false;
   case Kind::List:
     return matchList(item, path);
-  case Kind::Spec:
-    return spec_.matches(item);
+  case Kind::Rule:
+    return rule_.matches(item);
   case Kind::Typed:
     return item.hasData() && item.format() == format_ && (!count_ || item.count() == *count_);
   case Kind::Choice:
@@ -242,9 +242,9 @@ void Structure::append(std::string &out) const {
     }
     out += repeats_ ? "...}" : "}";
     break;
-  case Kind::Spec: {
-    const std::string spec = spec_.text();
-    out += spec.empty() ? "<a>" : "<a'" + spec + "'>";
+  case Kind::Rule: {
+    const std::string rule = rule_.text();
+    out += rule.empty() ? "<a>" : "<a'" + rule + "'>";
     break;
   }
   case Kind::Typed:

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "secs2/item.h"
-#include "secs2/item_spec.h"
+#include "secs2/item_rule.h"
 
 #include <cstdint>
 #include <optional>
@@ -13,7 +13,7 @@ namespace velto {
 
 /// The structure that a message body must have. Written as SML templates with a few additions:
 ///
-///     <a'SPEC'>      an item that matches the specification (item_spec.h); <a> an ASCII item
+///     <a'RULE'>      an item that the rule allows (item_rule.h); <a> an ASCII item
 ///     <u4> <b>       an item of that type with any number of values
 ///     <b 0>          … with that many values (here one); the values themselves do not count
 ///     { A B }        a list that begins with A and B; more children pass
@@ -29,7 +29,7 @@ public:
   /// Nothing when the text is not of that notation.
   static std::optional<Structure> parse(std::string_view text);
   /// The structure that an SML template states: lists match by their first children, ASCII items
-  /// hold specifications.
+  /// hold rules.
   static Structure ofTemplate(const CHSecsItem &item);
 
   /// Whether the body matches. `path` becomes the node path of the item that was compared last.
@@ -42,7 +42,7 @@ public:
   bool operator==(const Structure &) const = default;
 
 private:
-  enum class Kind : uint8_t { Any, NoBody, Nothing, Choice, List, Spec, Typed };
+  enum class Kind : uint8_t { Any, NoBody, Nothing, Choice, List, Rule, Typed };
 
   // The numbers of the children from the root to the item at hand.
   using Path = std::vector<uint32_t>;
@@ -57,7 +57,7 @@ private:
   bool repeats_ = false;            // List: the last child's structure holds for all that follow
   uint8_t format_ = 0;              // Typed
   std::optional<uint32_t> count_;   // List: children exactly; Typed: values
-  ItemSpec spec_;                   // Spec
+  ItemRule rule_;                   // Rule
   std::vector<Structure> children_; // List, Choice
 };
 

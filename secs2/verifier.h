@@ -52,7 +52,7 @@ public:
   VeltoSecsIIVerification Verify(bool hsmsMode);
 
   /// Whether the message has the structure of an SML template, in which ASCII items hold
-  /// specifications (item_spec.h). False when the template does not parse.
+  /// rules (item_rule.h). False when the template does not parse.
   bool MatchTemplate(std::string_view templateText);
 
 private:

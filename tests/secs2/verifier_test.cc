@@ -6,7 +6,7 @@
 namespace velto {
 namespace {
 
-TEST(ItemSpec, MatchesWhatItNames) {
+TEST(ItemRule, MatchesWhatItNames) {
   const struct {
     const char *spec;
     std::vector<const char *> right;
@@ -53,25 +53,25 @@ TEST(ItemSpec, MatchesWhatItNames) {
       {"@TIMESTAMP", {"<a '2024022923595900'>"}, {"<a '240229235959'>", "<a '2024022923595'>"}},
   };
   for (const auto &row : rows) {
-    const ItemSpec spec = ItemSpec::parse(row.spec);
-    EXPECT_EQ(ItemSpec::parse(spec.text()), spec) << row.spec;
+    const ItemRule spec = ItemRule::parse(row.spec);
+    EXPECT_EQ(ItemRule::parse(spec.text()), spec) << row.spec;
     for (const char *sml : row.right)
       EXPECT_TRUE(spec.matches(fromSml(sml).root)) << row.spec << " " << sml;
     for (const char *sml : row.wrong)
       EXPECT_FALSE(spec.matches(fromSml(sml).root)) << row.spec << " " << sml;
     EXPECT_FALSE(spec.matches(CHSecsItem())) << row.spec;
   }
-  EXPECT_TRUE(ItemSpec::parse("@PPID").matches(fromSml("<a '" + std::string(80, 'x') + "'>").root));
+  EXPECT_TRUE(ItemRule::parse("@PPID").matches(fromSml("<a '" + std::string(80, 'x') + "'>").root));
   EXPECT_FALSE(
-      ItemSpec::parse("@PPID").matches(fromSml("<a '" + std::string(81, 'x') + "'>").root));
+      ItemRule::parse("@PPID").matches(fromSml("<a '" + std::string(81, 'x') + "'>").root));
 }
 
-TEST(ItemSpec, PrintsWhateverItParsed) {
+TEST(ItemRule, PrintsWhateverItParsed) {
   for (const char *text : {"@NAK#2", "@TIME#12", "@ITEM#3", "u*#0", "=99999999999", "<0", "#1"}) {
-    const ItemSpec spec = ItemSpec::parse(text);
-    EXPECT_EQ(ItemSpec::parse(spec.text()), spec) << text;
+    const ItemRule spec = ItemRule::parse(text);
+    EXPECT_EQ(ItemRule::parse(spec.text()), spec) << text;
   }
-  EXPECT_EQ(ItemSpec().text(), "");
+  EXPECT_EQ(ItemRule().text(), "");
 }
 
 TEST(Structure, MatchesBodies) {

@@ -16,7 +16,7 @@ namespace velto {
 /// behind alternatives asks for exactly N values. "@ITEM" is any item, "@NONE" one without values
 /// or children, "@NAK" a binary byte other than 0. Any other text, and none, is ASCII of any
 /// length.
-struct ItemSpec {
+struct ItemRule {
   /// Beyond format and count.
   enum class Check : uint8_t { None, Time, Timestamp, NotZero };
 
@@ -28,12 +28,12 @@ struct ItemSpec {
   Check check = Check::None;
 
   /// Without `additions`, "#N", "@ITEM", "@NONE" and "@NAK" are texts like any other.
-  static ItemSpec parse(std::string_view text, bool additions = true);
-  /// A text that parse() reads back as this specification.
+  static ItemRule parse(std::string_view text, bool additions = true);
+  /// A text that parse() reads back as this rule.
   std::string text() const;
   bool matches(const CHSecsItem &item) const;
 
-  bool operator==(const ItemSpec &) const = default;
+  bool operator==(const ItemRule &) const = default;
 };
 
 } // namespace velto

@@ -1,4 +1,4 @@
-#include "secs2/item_spec.h"
+#include "secs2/item_rule.h"
 
 #include "platform/text.h"
 
@@ -24,17 +24,17 @@ constexpr uint64_t kReal = bit(format::kF4) | bit(format::kF8);
 constexpr uint64_t kInteger = kSigned | kUnsigned;
 constexpr uint64_t kIdentifier = kInteger | kAscii;
 constexpr uint64_t kAnything = ~uint64_t{0};
-constexpr uint32_t kAny = ItemSpec::kAnyCount;
+constexpr uint32_t kAny = ItemRule::kAnyCount;
 
 struct Row {
   std::string_view text;
-  ItemSpec spec;
+  ItemRule rule;
   bool addition = false; // not of the notation of templates
 };
 
-using enum ItemSpec::Check;
+using enum ItemRule::Check;
 
-// The first row with a specification is the text that it prints as.
+// The first row with a rule is the text that it prints as.
 constexpr std::array kRows{
     Row{"b|a", {kBinary | kAscii, 0, kAny, None}},
     Row{"u1|b", {bit(format::kU1) | kBinary, 0, kAny, None}},
@@ -86,8 +86,8 @@ std::optional<uint32_t> numberBehind(std::string_view text, char mark) {
 }
 
 // Alternatives of formats with any number of values.
-bool isUncounted(const ItemSpec &spec) {
-  return spec.minimum == 0 && spec.maximum == kAny && spec.check == None;
+bool isUncounted(const ItemRule &rule) {
+  return rule.minimum == 0 && rule.maximum == kAny && rule.check == None;
 }
 
 unsigned twoDigits(std::string_view digits) {
@@ -124,28 +124,28 @@ bool isTime(std::string_view text) {
 
 } // namespace
 
-ItemSpec ItemSpec::parse(std::string_view text, bool additions) {
-  const ItemSpec anyText{kAscii, 0, kAny, None};
+ItemRule ItemRule::parse(std::string_view text, bool additions) {
+  const ItemRule anyText{kAscii, 0, kAny, None};
   if (const Row *row = findRow(text))
-    return additions || !row->addition ? row->spec : anyText;
+    return additions || !row->addition ? row->rule : anyText;
   if (const auto length = numberBehind(text, '='))
     return {kAscii, *length, *length, None};
   if (const auto length = numberBehind(text, '<'))
-    return *length == 0 ? ItemSpec{kAscii, 1, 0, None} : ItemSpec{kAscii, 0, *length - 1, None};
+    return *length == 0 ? ItemRule{kAscii, 1, 0, None} : ItemRule{kAscii, 0, *length - 1, None};
   const size_t mark = additions ? text.find('#') : std::string_view::npos;
   const Row *row = mark == std::string_view::npos ? nullptr : findRow(text.substr(0, mark));
-  const auto count = row == nullptr || !isUncounted(row->spec)
+  const auto count = row == nullptr || !isUncounted(row->rule)
                          ? std::nullopt
                          : numberBehind(text.substr(mark), '#');
   if (!count)
     return anyText;
-  ItemSpec spec = row->spec;
-  spec.minimum = spec.maximum = *count;
-  return spec;
+  ItemRule rule = row->rule;
+  rule.minimum = rule.maximum = *count;
+  return rule;
 }
 
-std::string ItemSpec::text() const {
-  if (const auto *row = std::ranges::find(kRows, *this, &Row::spec); row != kRows.end())
+std::string ItemRule::text() const {
+  if (const auto *row = std::ranges::find(kRows, *this, &Row::rule); row != kRows.end())
     return std::string(row->text);
   if (formats == kAscii && minimum == 0 && maximum == kAny)
     return "";
@@ -154,12 +154,12 @@ std::string ItemSpec::text() const {
   if (formats == kAscii)
     return "<" + std::to_string(minimum > maximum ? 0 : maximum + 1);
   const auto *row = std::ranges::find_if(kRows, [this](const Row &candidate) {
-    return candidate.spec.formats == formats && isUncounted(candidate.spec);
+    return candidate.rule.formats == formats && isUncounted(candidate.rule);
   });
   return row == kRows.end() ? "" : std::string(row->text) + "#" + std::to_string(minimum);
 }
 
-bool ItemSpec::matches(const CHSecsItem &item) const {
+bool ItemRule::matches(const CHSecsItem &item) const {
   if (!item.hasData() || item.format() > 63 || (formats & bit(item.format())) == 0 ||
       item.count() < minimum || item.count() > maximum)
     return false;
