@@ -26,12 +26,17 @@ CVeltoGemCtrl::CVeltoGemCtrl(const ControlSite &site)
 
 CVeltoGemCtrl::~CVeltoGemCtrl() { engine_.SetSink(nullptr); }
 
-// Stands for a timer of 1 ms: ticks on which nothing is due are left out.
+// Stands for a timer of 1 ms: ticks on which nothing is due are left out. Time goes on while a
+// report of the tick pumps the loop.
 void CVeltoGemCtrl::tick() {
+  constexpr uint32_t kPumpedTick = 50; // ms
   const Lifetime::Watch alive(lifetime());
+  timer_.start(kPumpedTick);
   engine_.Tick();
-  if (alive)
-    scheduleTick();
+  if (!alive)
+    return;
+  timer_.stop();
+  scheduleTick();
 }
 
 void CVeltoGemCtrl::scheduleTick() {
@@ -95,13 +100,8 @@ bool CVeltoGemCtrl::InvokeEvent(int32_t ceid) {
   return engine_.InvokeEvent(static_cast<uint32_t>(ceid));
 }
 
-// The changed state is saved on the next tick.
 bool CVeltoGemCtrl::InvokeAlarm(int32_t alid, int16_t alcd) {
-  const Lifetime::Watch alive(lifetime());
-  const bool sent = engine_.InvokeAlarm(static_cast<uint32_t>(alid), static_cast<uint8_t>(alcd));
-  if (alive)
-    scheduleTick();
-  return sent;
+  return engine_.InvokeAlarm(static_cast<uint32_t>(alid), static_cast<uint8_t>(alcd));
 }
 
 bool CVeltoGemCtrl::LoadData() {

@@ -1,6 +1,7 @@
 #include "gem/archive.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace velto {
@@ -23,8 +24,10 @@ constexpr uint16_t kLongCount = 0xFFFF;
 } // namespace
 
 template <typename T> void ArchiveWriter::number(T value) {
+  std::array<char, sizeof(T)> bytes;
   for (size_t i = 0; i < sizeof(T); ++i)
-    bytes_ += static_cast<char>(value >> (8 * i));
+    bytes[i] = static_cast<char>(value >> (8 * i));
+  bytes_.append(bytes.data(), bytes.size());
 }
 
 void ArchiveWriter::object(const ArchiveClass &type) {
@@ -90,12 +93,11 @@ std::string_view ArchiveReader::take(size_t size) {
 }
 
 template <typename T> T ArchiveReader::number() {
+  const std::string_view bytes = take(sizeof(T));
   T value = 0;
-  unsigned shift = 0;
-  for (const char byte : take(sizeof(T))) {
-    value = static_cast<T>(value | static_cast<T>(static_cast<unsigned char>(byte)) << shift);
-    shift += 8;
-  }
+  if (bytes.size() == sizeof(T))
+    for (size_t i = 0; i < sizeof(T); ++i)
+      value = static_cast<T>(value | T{static_cast<unsigned char>(bytes[i])} << (8 * i));
   return value;
 }
 

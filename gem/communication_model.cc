@@ -92,14 +92,10 @@ void CHGemCommunicationModel::sendRequest() {
 bool CHGemCommunicationModel::OnReceive(CHSecsVerifier &slot) {
   const CHSecsHeader &header = slot.message.header;
   const bool answer = header.stream() == 1 && header.function() == kAnswer;
-  const bool abort = header.stream() == 1 && header.function() == 0;
-  if (answer || (abort && state_ == NotCommunicating && waitingCRA_)) {
+  if (answer && !isVerified(slot))
+    OnUnanswered(); // what it says can't be read
+  if (answer)
     waitingCRA_ = false;
-    // An aborted S1F13 counts as one without an answer: its transaction has ended, no reply
-    // timeout will tell of it.
-    if (abort)
-      delayStart_ = owner().clock().ticks();
-  }
   if (!isVerified(slot))
     return false;
   if (state_ == Disabled) {
@@ -109,6 +105,13 @@ bool CHGemCommunicationModel::OnReceive(CHSecsVerifier &slot) {
   if (answer)
     return state_ == NotCommunicating && takeAnswer(slot.message);
   return header.stream() == 1 && header.function() == kRequest && answerRequest(slot);
+}
+
+void CHGemCommunicationModel::OnUnanswered() {
+  if (!waitingCRA_)
+    return;
+  waitingCRA_ = false;
+  delayStart_ = owner().clock().ticks();
 }
 
 // The reply is there before the change is reported: the host may receive another message meanwhile.

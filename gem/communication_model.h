@@ -31,6 +31,9 @@ public:
   /// Milliseconds until Tick() has something to do; nothing: never.
   std::optional<uint32_t> nextTick() const;
 
+  /// The transaction of S1F13 ended without an S1F14: asks again after the timeout.
+  void OnUnanswered();
+
   void fillParameters(ListView &view) const override;
   void addStatus(TreeNode &parent) const override;
   void Tick() override;

@@ -87,7 +87,7 @@ template <typename T> bool loadObjects(ArchiveReader &archive, auto take) {
 // insert each in its place could take a time quadratic in their number.
 template <typename T> bool loadNumbered(ArchiveReader &archive, auto &list) {
   std::vector<T> late;
-  if (!loadObjects<T>(archive, [&](T object) {
+  if (!loadObjects<T>(archive, [&](T &&object) {
         if (list.Count() == 0 || list.at(list.Count() - 1).number() < object.number())
           list.Add(std::move(object));
         else
@@ -109,7 +109,7 @@ template <typename T> bool loadNumbered(ArchiveReader &archive, auto &list) {
 }
 
 bool loadReports(ArchiveReader &archive, CHGemEventReportList &reports) {
-  return loadObjects<CHGemEventReport>(archive, [&](CHGemEventReport report) {
+  return loadObjects<CHGemEventReport>(archive, [&](CHGemEventReport &&report) {
     if (reports.FindReport(report.rptid) != nullptr)
       return false;
     reports.Add(std::move(report));

@@ -14,6 +14,22 @@ constexpr uint8_t kCommunicating = 2;
 constexpr uint8_t kAttemptOnline = 1;
 constexpr int32_t kAnnounced = 1; // the protocol whose messages are announced
 
+void copyMessage(const CHSecsMessage &from, CHSecsMessage &to) {
+  to.node = from.node;
+  to.header = from.header;
+  to.root = from.root.clone();
+}
+
+void copySlot(const CHSecsVerifier &from, CHSecsVerifier &to) {
+  to.remoteHost = from.remoteHost;
+  to.remotePort = from.remotePort;
+  to.isEquipmentSide = from.isEquipmentSide;
+  to.result = from.result;
+  copyMessage(from.message, to.message);
+  to.partner()->replyValid = from.partner()->replyValid;
+  copyMessage(from.partner()->message, to.partner()->message);
+}
+
 std::string problemText(int code) { return std::string("Error : ") + gemErrorText(code); }
 
 } // namespace
@@ -93,6 +109,8 @@ bool CHGemEngine::LoadData(const std::string &fileName) {
   const bool loaded = gem_->LoadData(fileName);
   if (alive && physical_.State() == HsmsState::Selected)
     linkReady();
+  if (alive)
+    wake();
   return loaded;
 }
 
@@ -122,8 +140,10 @@ uint8_t CHGemEngine::GetCommunicationState() const {
 
 bool CHGemEngine::SetCommunicationState(uint8_t state) {
   const auto keep = logical_;
+  const Lifetime::Watch alive(lifetime_);
   const bool switched = gem_ != nullptr && gem_->communication().SwitchState(state);
-  wake();
+  if (alive)
+    wake();
   return switched;
 }
 
@@ -156,6 +176,7 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
   if (gem_ == nullptr || gem_->communication().State() == 0)
     return;
   const auto keep = logical_;
+  ++received_;
   CHSecsVerifier &slot = gem_->slot(CHGem::kReceived);
   slot.remoteHost = ipAddress;
   slot.remotePort = portNumber;
@@ -188,17 +209,29 @@ bool CHGemEngine::acceptsDevice(CHSecsVerifier &slot) {
   return false;
 }
 
+// Control messages have been answered by the link. What is handled is a copy: a report may pump the
+// loop, and the next message then takes the slot.
 bool CHGemEngine::DefProc() {
   if (gem_ == nullptr)
     return false;
   const auto keep = logical_;
   CHGem &gem = *gem_;
+  if (gem.slot(CHGem::kReceived).message.header.sType() != 0)
+    return true;
   const Lifetime::Watch alive(lifetime_);
-  CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
-  gem.OnReceive(slot);
-  const CHSecsHeader &header = slot.message.header;
-  if (alive && header.function() % 2 == 1 && header.wbit() && slot.partner()->replyValid)
-    gem.SendUngated(slot.partner()->message);
+  const uint32_t received = received_;
+  CHSecsVerifier work;
+  copySlot(gem.slot(CHGem::kReceived), work);
+  if (physical_.State() != HsmsState::NotConnected)
+    gem.OnReceive(work);
+  const CHSecsHeader &header = work.message.header;
+  if (alive && header.function() % 2 == 1 && header.wbit() && work.partner()->replyValid)
+    gem.SendUngated(work.partner()->message);
+  if (!alive)
+    return true;
+  if (received == received_)
+    copySlot(work, gem.slot(CHGem::kReceived));
+  wake();
   return true;
 }
 
@@ -217,7 +250,11 @@ bool CHGemEngine::InvokeEvent(uint32_t ceid) {
 
 bool CHGemEngine::InvokeAlarm(uint32_t alid, uint8_t alcd) {
   const auto keep = logical_;
-  return gem_ != nullptr && gem_->InvokeAlarm(alid, alcd);
+  const Lifetime::Watch alive(lifetime_);
+  const bool sent = gem_ != nullptr && gem_->InvokeAlarm(alid, alcd);
+  if (alive)
+    wake(); // the changed state is saved on the next tick
+  return sent;
 }
 
 bool CHGemEngine::transmit(const CHSecsMessage &message) {
@@ -226,19 +263,18 @@ bool CHGemEngine::transmit(const CHSecsMessage &message) {
 }
 
 void CHGemEngine::OnSent(const CHSecsHeader &header, ByteView body) {
-  if (gem_ == nullptr)
-    return;
   const auto keep = logical_;
   const Lifetime::Watch alive(lifetime_);
-  CHSecsMessage &sent = gem_->slot(CHGem::kSent).message;
+  CHSecsMessage plain;
+  CHSecsMessage &sent = gem_ != nullptr ? gem_->slot(CHGem::kSent).message : plain;
   Bytes bytes(CHSecsHeader::kSize);
   EncodeHeader(header, std::span(bytes).first<CHSecsHeader::kSize>());
   bytes.insert(bytes.end(), body.begin(), body.end());
   sent.Decode(bytes);
   if (logCommunication)
     record().sent(bytes);
-  if (header.idWord == logical_->DeviceID())
-    logical_->OnSent(sent);
+  if (header.idWord == keep->DeviceID())
+    keep->OnSent(sent);
   if (!alive)
     return;
   wake();
@@ -310,28 +346,35 @@ void CHGemEngine::reportVariable(uint32_t vid) {
 
 // Ticking ---------------------------------------------------------------------------------------
 
+// Each step may end with another model in place, or with the engine gone.
 void CHGemEngine::Tick() {
-  if (ticking_)
-    return; // a report of this tick pumps the loop
-  ticking_ = true;
   const Lifetime::Watch alive(lifetime_);
   physical_.Poll();
+  if (alive)
+    endFailedAttempt();
+  if (alive)
+    noticeLostLink();
   if (!alive)
     return;
   const auto keep = logical_;
+  keep->Tick();
+}
+
+void CHGemEngine::endFailedAttempt() {
+  const auto keep = logical_;
   if (gem_ != nullptr && gem_->communication().State() != kCommunicating &&
       gem_->control().GetState() == kAttemptOnline)
-    gem_->control().SwitchState(gem_->data().control.offlineState);
-  if (alive && gem_ != nullptr && physical_.State() != HsmsState::Selected &&
-      gem_->communication().State() != 0) {
-    CHGem &gem = *gem_;
-    gem.OnLinkLost();
-    gem.communication().SwitchState(0);
-  }
-  if (alive)
-    logical_->Tick();
-  if (alive)
-    ticking_ = false;
+    gem_->control().SwitchState(gem_->offlineState());
+}
+
+void CHGemEngine::noticeLostLink() {
+  const auto keep = logical_;
+  if (gem_ == nullptr || physical_.State() == HsmsState::Selected ||
+      gem_->communication().State() == 0)
+    return;
+  CHGem &gem = *gem_;
+  gem.OnLinkLost();
+  gem.communication().SwitchState(0);
 }
 
 std::optional<uint32_t> CHGemEngine::NextTick() const {

@@ -99,6 +99,8 @@ private:
   LinkLog record() const;
   bool acceptsDevice(CHSecsVerifier &slot);
   void linkReady();
+  void endFailedAttempt();
+  void noticeLostLink();
   void wake() const;
 
   EventLoop &loop_;
@@ -113,7 +115,7 @@ private:
   // Kept alive by whoever is at work in it, so that a report may replace it.
   std::shared_ptr<CHLogicalConnection> logical_;
   CHGem *gem_ = nullptr;
-  bool ticking_ = false;
+  uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
   Lifetime lifetime_;
 };
 

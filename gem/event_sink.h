@@ -11,8 +11,6 @@ class CHGemEventSink {
 public:
   virtual ~CHGemEventSink() = default;
 
-  /// Something that the status tree shows has changed.
-  virtual void OnDisplayChanged() = 0;
   virtual void OnConnected(const std::string &ipAddress, int32_t portNumber) = 0;
   virtual void OnDisconnected(const std::string &ipAddress, int32_t portNumber) = 0;
   /// States of the link: 0 not connected, 1 not selected, 2 selected.

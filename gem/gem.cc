@@ -16,10 +16,28 @@ constexpr uint8_t kTransactionTimeout = 9; // S9F9
 constexpr uint32_t kSaveRetryPause = 1000; // ms
 
 enum CommunicationState : uint8_t { Disabled = 0, NotCommunicating = 1, Communicating = 2 };
-enum ControlState : uint8_t { OnlineLocal = 3, OnlineRemote = 4 };
+enum ControlState : uint8_t {
+  EquipmentOffline = 0,
+  AttemptOnline = 1,
+  HostOffline = 2,
+  OnlineLocal = 3,
+  OnlineRemote = 4
+};
 
 bool is(const CHSecsMessage &message, uint8_t stream, uint8_t function) {
   return message.header.stream() == stream && message.header.function() == function;
+}
+
+// A data file may hold any numbers.
+void keepStatesInRange(ControlSettings &settings) {
+  if (settings.initialState > OnlineRemote)
+    settings.initialState = OnlineRemote;
+  if (settings.initialOfflineState > HostOffline)
+    settings.initialOfflineState = HostOffline;
+  if (settings.offlineState != EquipmentOffline)
+    settings.offlineState = HostOffline;
+  if (settings.onlineState != OnlineLocal)
+    settings.onlineState = OnlineRemote;
 }
 
 } // namespace
@@ -74,6 +92,16 @@ bool CHGem::Send(CHSecsMessage &message) {
 
 bool CHGem::OnReceive(CHSecsVerifier &slot) {
   CHLogicalConnection::OnReceive(slot);
+  const bool taken = handle(slot);
+  // A request of the state models whose transaction has ended otherwise will get no answer.
+  if (communication_.WaitingCRA() && !hasOpenTransaction(1, 13))
+    communication_.OnUnanswered();
+  if (controlState() == AttemptOnline && !hasOpenTransaction(1, 1))
+    control_.SwitchState(offlineState());
+  return taken;
+}
+
+bool CHGem::handle(CHSecsVerifier &slot) {
   if (communication_.OnReceive(slot) || answerAreYouThere(slot) || control_.OnReceive(slot) ||
       answerClockAndTerminal(slot))
     return true;
@@ -81,7 +109,7 @@ bool CHGem::OnReceive(CHSecsVerifier &slot) {
   const bool reported = events_.OnReceive(slot);
   const bool alarmed = alarms_.OnReceive(slot);
   // What the host changed is on disk before its next message.
-  if (modified())
+  if (modified() && !savePausing())
     SaveData();
   return processed || reported || alarmed;
 }
@@ -129,9 +157,16 @@ void CHGem::Tick() {
     events_.Tick();
     alarms_.Tick();
   }
-  const bool pausing = saveFailedAt_ && clock().ticks() - *saveFailedAt_ < kSaveRetryPause;
-  if (alarms_.modified() && !pausing)
+  if (modified() && !savePausing())
     SaveData();
+}
+
+bool CHGem::savePausing() const {
+  return saveFailedAt_ && clock().ticks() - *saveFailedAt_ < kSaveRetryPause;
+}
+
+uint8_t CHGem::offlineState() const {
+  return data_.control.offlineState == 0 ? uint8_t{EquipmentOffline} : uint8_t{HostOffline};
 }
 
 std::optional<uint32_t> CHGem::NextTick() const {
@@ -139,7 +174,7 @@ std::optional<uint32_t> CHGem::NextTick() const {
   const auto sooner = [&next](uint32_t wait) { next = std::min(next.value_or(wait), wait); };
   if (const auto wait = communication_.nextTick())
     sooner(*wait);
-  if (alarms_.modified()) {
+  if (modified()) {
     const uint32_t since = saveFailedAt_ ? clock().ticks() - *saveFailedAt_ : kSaveRetryPause;
     sooner(since >= kSaveRetryPause ? 0 : kSaveRetryPause - since);
   }
@@ -211,6 +246,7 @@ void CHGem::Reset() {
 }
 
 bool CHGem::LoadData(const std::string &fileName) {
+  communication_.SwitchState(Disabled);
   Reset();
   SetDataFileName(fileName);
   loadSettings();
@@ -221,13 +257,16 @@ bool CHGem::LoadData(const std::string &fileName) {
   if (!loaded)
     return false;
   data_ = std::move(*loaded);
+  keepStatesInRange(data_.control);
   if (CHGemEventVid *state = data_.variables.FindByRole(RoleControlState))
     state->SetValue(std::to_string(data_.control.initialState));
   return true;
 }
 
+// The model is written whatever becomes of the settings.
 bool CHGem::SaveData() {
-  const bool saved = owner() != nullptr && saveSettings() && writeData();
+  const bool settingsSaved = saveSettings();
+  const bool saved = owner() != nullptr && writeData() && settingsSaved;
   if (saved)
     saveFailedAt_.reset();
   else

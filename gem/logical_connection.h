@@ -47,8 +47,9 @@ public:
   Kind kind() const { return kind_; }
   uint16_t DeviceID() const { return static_cast<uint16_t>(deviceId_); }
   void SetDeviceID(uint16_t id) { deviceId_ = id; }
-  /// Reply time-out in ms. Replies are seen when the host hands a message to OnReceive().
-  uint32_t T3() const { return static_cast<uint32_t>(t3_); }
+  /// Reply time-out in ms. A reply ends its transaction when the host hands it to OnReceive(): one
+  /// that never calls DefProc() sees every T3 run out.
+  uint32_t T3() const { return t3_ < 0 ? 0 : static_cast<uint32_t>(t3_); }
   void SetT3(uint32_t ms) { t3_ = static_cast<int32_t>(ms); }
   /// True: this side is the host; false: the equipment.
   bool Host() const { return host_ != 0; }

@@ -50,7 +50,7 @@ bool CHPhysicalConnection::Send(ByteView message) {
   return hsms_ != nullptr && hsms_->SendToSelected(message);
 }
 
-void CHPhysicalConnection::applyTimes() {
+void CHPhysicalConnection::applyTimes() const {
   HsmsSettings &settings = hsms_->settings();
   settings.sessionMode = static_cast<HsmsSessionMode>(protocol);
   settings.discardDuplicates = discardDuplicates != 0;
@@ -101,11 +101,17 @@ void CHPhysicalConnection::Poll() {
     hsms_->Poll();
     if (!alive)
       return;
+    if (open_ && !hsms_->IsOpen())
+      linkFailed();
   }
   if (!openRequested_ || open_)
     return;
-  if (!failedAt_)
-    return open();
+  if (!failedAt_) {
+    // The end of the link before is told first.
+    if (State() == HsmsState::NotConnected)
+      open();
+    return;
+  }
   if (ticks() - *failedAt_ < milliseconds(t5))
     return;
   failedAt_.reset(); // opened on the next tick
@@ -113,6 +119,10 @@ void CHPhysicalConnection::Poll() {
 }
 
 std::optional<uint32_t> CHPhysicalConnection::NextPoll() const {
+  if (hsms_ != nullptr)
+    applyTimes();
+  if (hsms_ != nullptr && open_ && !hsms_->IsOpen())
+    return 0;
   auto next = hsms_ != nullptr ? hsms_->NextPoll() : std::nullopt;
   if (!openRequested_ || open_)
     return next;
@@ -151,8 +161,6 @@ void CHPhysicalConnection::OnStateChanged(HsmsState next, HsmsState previous) {
   const bool dropped = next == HsmsState::NotConnected;
   const std::string address = remoteAddress_;
   const int32_t port = remotePort_;
-  if (dropped && server == 0)
-    linkFailed();
   owner_.OnLinkStateChanged(next, previous);
   if (alive && dropped)
     owner_.OnConnected(address, port, false);

@@ -75,7 +75,7 @@ private:
   void OnStateChanged(HsmsState next, HsmsState previous) override;
 
   void open();
-  void applyTimes();
+  void applyTimes() const;
   void linkFailed();
   uint32_t ticks() const { return loop_.clock().ticks(); }
 

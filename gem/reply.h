@@ -9,13 +9,14 @@
 namespace velto {
 
 /// Replaces the reply prepared in the slot's partner by the standard's reply to the slot's message,
-/// built from `arguments`. The IDs are those of the message; node path and send flag stay.
+/// built from `arguments` in the form of this side. The IDs are those of the message; node path and
+/// send flag stay.
 inline void rebuildReply(CHSecsVerifier &slot, const ReplyArguments &arguments) {
   const CHSecsHeader &primary = slot.message.header;
   CHSecsVerifier &partner = *slot.partner();
   std::string node = std::move(partner.message.node);
   MakeReply(partner.message, primary.stream(), static_cast<uint8_t>(primary.function() + 1),
-            partner.isEquipmentSide, arguments);
+            slot.isEquipmentSide, arguments);
   MakeReplyIds(partner.message, primary);
   partner.message.node = std::move(node);
 }

@@ -45,6 +45,8 @@ CHHsms::CHHsms(EventLoop &loop, CHHsmsOwner &owner) : loop_(loop), owner_(owner)
 
 CHHsms::~CHHsms() = default;
 
+bool CHHsms::IsOpen() const { return link_ != nullptr && (link_->Connected() || link_->Opening()); }
+
 int32_t CHHsms::LocalPort() const { return link_ == nullptr ? 0 : link_->LocalPort(); }
 
 size_t CHHsms::PeerCount() const { return link_ == nullptr ? 0 : link_->PeerCount(); }

@@ -99,6 +99,8 @@ public:
   HsmsSettings &settings() { return settings_; }
   const HsmsSettings &settings() const { return settings_; }
   HsmsState State() const { return state_; }
+  /// Listening, connecting or connected.
+  bool IsOpen() const;
   /// The port that the socket is bound to.
   int32_t LocalPort() const;
   size_t PeerCount() const;

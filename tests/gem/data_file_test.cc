@@ -163,9 +163,7 @@ TEST(DataFile, RefusesWhatIsNoModel) {
   };
   for (const auto &c : cases)
     EXPECT_FALSE(loadGemData(c.bytes)) << c.what;
-  // What the cases are made of is fine by itself.
-  EXPECT_TRUE(loadGemData(head() + u16(1) + first + emptyRest()));
-  EXPECT_TRUE(loadGemData(head() + u16(1) + first + emptyRest()));
+  EXPECT_TRUE(loadGemData(head() + u16(1) + first + emptyRest())) << "what they are made of";
 }
 
 TEST(DataFile, RefusesEveryTruncationAndSurvivesMutations) {
@@ -175,7 +173,8 @@ TEST(DataFile, RefusesEveryTruncationAndSurvivesMutations) {
 
   std::mt19937 random(7);
   const auto below = [&](size_t limit) { return random() % limit; };
-  for (int i = 0; i < 20'000; ++i) {
+  int valid = 0;
+  for (int i = 0; i < 40'000; ++i) {
     std::string bytes = file;
     for (size_t changes = 1 + below(3); changes != 0; --changes) {
       const size_t at = below(bytes.size());
@@ -185,9 +184,12 @@ TEST(DataFile, RefusesEveryTruncationAndSurvivesMutations) {
       else
         bytes[at] = static_cast<char>(random());
     }
-    if (const auto loaded = loadGemData(bytes))
+    if (const auto loaded = loadGemData(bytes)) {
       expectRoundTrip(*loaded);
+      ++valid;
+    }
   }
+  EXPECT_GT(valid, 1000);
 }
 
 TEST(DataFile, KeepsTextsOfEveryLength) {
@@ -216,10 +218,8 @@ TEST(DataFile, KeepsManyObjects) {
   ArchiveWriter writer;
   const ArchiveClass odd{"Odd"};
   const ArchiveClass even{"Even"};
-  for (int i = 0; i < 0x3FFE; ++i)
-    writer.object(odd); // class 1, objects to 0x3FFF
-  for (int i = 0; i < 0x3FFF; ++i)
-    writer.object(odd); // to 0x7FFE
+  for (int i = 0; i < 0x7FFD; ++i)
+    writer.object(odd); // class 1, objects 2 to 0x7FFE
   writer.object(even);  // class 0x7FFF
   const size_t size = writer.bytes().size();
   writer.object(even);
@@ -306,7 +306,7 @@ TEST_F(SaveTest, NeverLosesTheModel) {
         files.failing = failing;
         const bool saved = saveDataFile(files, path_, 2, fresh);
         EXPECT_TRUE(contents() == fresh || (!saved && contents() == old)) << contents();
-        EXPECT_TRUE(contents("001") != "the old") << "no half backup";
+        EXPECT_TRUE(crash || contents("001") != old.substr(0, old.size() / 2)) << "no half backup";
         ASSERT_TRUE(saveDataFile(systemFiles(), path_, 2, "next")) << "the next save is as good";
         EXPECT_EQ(contents(), "next");
         if (files.operations() <= failing) {

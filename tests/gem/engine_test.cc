@@ -35,7 +35,6 @@ public:
     engine->gem()->data().variables.Add(state);
   }
 
-  void OnDisplayChanged() override {}
   void OnConnected(const std::string &, int32_t) override { note("connected"); }
   void OnDisconnected(const std::string &, int32_t) override { note("disconnected"); }
   void OnConnectionStateChanged(int16_t next, int16_t previous) override {
@@ -265,14 +264,113 @@ TEST_F(GemEngine, ALostLinkComesBackAfterT5) {
   EXPECT_EQ(host.engine->physical().State(), HsmsState::NotConnected) << "closing cancels";
 }
 
+TEST_F(GemEngine, OurOwnEndsUnderstandEachOtherWhicheverAsks) {
+  host.engine->gem()->data().communication.establishCommunications = false;
+  host.engine->OpenConnection();
+  run();
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(host.sml(CHGem::kSent), "S1F14\r\n{\r\n  <b 0x00>\r\n  {\r\n  }\r\n}\r\n");
+  equipment.engine->gem()->data().variables.FindByRole(RoleControlState)->SetValue("0");
+  equipment.take();
+  EXPECT_TRUE(equipment.engine->SetControlState(1));
+  run();
+  EXPECT_THAT(equipment.take(),
+              ElementsAre("control 0 1", "sent S1F1W", "received S1F2", "control 1 4"));
+}
+
+TEST_F(GemEngine, RequestsAnsweredByAnErrorAreGivenUp) {
+  establish();
+  host.answers = false;
+  const auto refuse = [this](const char *request) {
+    CHSecsVerifier &slot = host.engine->gem()->slot(CHGem::kReceived);
+    CHSecsMessage error;
+    MakeStream9(error, 5, &slot.message.header);
+    EXPECT_TRUE(host.engine->gem()->Send(error)) << request;
+    run();
+  };
+  equipment.engine->gem()->data().variables.FindByRole(RoleControlState)->SetValue("0");
+  EXPECT_TRUE(equipment.engine->SetControlState(1));
+  run();
+  refuse("S1F1");
+  EXPECT_EQ(equipment.engine->GetControlState(), 2) << "the attempt has failed";
+  equipment.engine->SetCommunicationState(1);
+  run();
+  refuse("S1F13");
+  equipment.take();
+  run(10);
+  EXPECT_THAT(equipment.take(), ElementsAre()) << "asks again after the delay";
+  EXPECT_GT(equipment.engine->NextTick(), 20000U);
+}
+
+TEST_F(GemEngine, ALinkThatIsClosedAtOnceIsTriedAgain) {
+  TcpSocket listener;
+  listener.create(0, true);
+  listener.listen(5);
+  host.engine->physical().portNumber = listener.localPort();
+  host.engine->OpenConnection();
+  for (int i = 0; i < 3; ++i) {
+    host.engine->Tick();
+    net.settle();
+    int error = 0;
+    EXPECT_TRUE(listener.accept(error)) << "accepted and closed";
+    run();
+    net.clock.advance(10000);
+    run(1);
+    EXPECT_THAT(host.take(), Contains("problem 13 Error : T5 time out."));
+  }
+}
+
+TEST_F(GemEngine, AReopenOfOursNeedsNoSeparationTime) {
+  establish();
+  host.engine->physical().RequestReopen();
+  run();
+  EXPECT_EQ(host.engine->GetCommunicationState(), 2);
+  EXPECT_THAT(host.take(), testing::Not(Contains(HasSubstr("problem"))));
+}
+
+TEST_F(GemEngine, AMessageThatComesWhileOneIsHandledIsHandledOnce) {
+  establish();
+  bool pumped = false;
+  equipment.onNote = [&](const std::string &line) {
+    if (line != "sent S1F16" || std::exchange(pumped, true))
+      return;
+    EXPECT_TRUE(send(host, "s1f1w"));
+    net.settle();
+  };
+  EXPECT_TRUE(send(host, "s1f15w"));
+  run();
+  std::vector<std::string> lines = host.take();
+  EXPECT_EQ(std::ranges::count(lines, "received S1F16"), 1);
+  EXPECT_EQ(std::ranges::count(lines, "received S1F2"), 1);
+}
+
+TEST_F(GemEngine, ControlMessagesAndOldOnesAreNotHandledAsData) {
+  establish();
+  CHSecsMessage reject;
+  reject.SetMsg("ffff810d000700000001");
+  Bytes bytes;
+  reject.Encode(bytes);
+  EXPECT_TRUE(host.engine->physical().Send(bytes));
+  run();
+  EXPECT_THAT(equipment.take(), ElementsAre("received RejectReq"));
+  EXPECT_TRUE(send(host, "s1f13w{}"));
+  equipment.answers = false;
+  run();
+  equipment.engine->CloseConnection();
+  run();
+  equipment.engine->SetCommunicationState(1);
+  EXPECT_TRUE(equipment.engine->DefProc());
+  EXPECT_NE(equipment.engine->GetCommunicationState(), 2) << "nobody is there";
+}
+
 TEST_F(GemEngine, AThousandReconnectsLeaveNothingBehind) {
   establish();
-  host.engine->physical().t5 = 1;
+  bool lost = false;
+  host.onNote = [&lost](const std::string &line) { lost = lost || line == "communication 2 0"; };
   for (int i = 0; i < 1000; ++i) {
+    lost = false;
     host.engine->physical().RequestReopen();
-    for (int turn = 0; turn < 100 && host.engine->GetCommunicationState() != 0; ++turn)
-      run(1);
-    for (int turn = 0; turn < 100 && host.engine->GetCommunicationState() != 2; ++turn)
+    for (int turn = 0; turn < 100 && !(lost && host.engine->GetCommunicationState() == 2); ++turn)
       run(1);
     ASSERT_EQ(host.engine->GetCommunicationState(), 2) << i;
     ASSERT_LE(equipment.engine->gem()->OpenTransactionCount(), 2U);
@@ -299,6 +397,47 @@ TEST_F(GemEngine, MayBeDestroyedInsideEveryReport) {
     }
     EXPECT_EQ(victim.engine, nullptr) << event;
   }
+}
+
+TEST_F(GemEngine, DirectCallsSurviveTheEndOfTheEngine) {
+  establish();
+  equipment.onNote = [this](const std::string &line) {
+    if (line == "communication 2 1")
+      equipment.engine.reset();
+  };
+  equipment.engine->SetCommunicationState(1);
+  EXPECT_EQ(equipment.engine, nullptr);
+}
+
+TEST_F(GemEngine, SavesWhatTheHostChangedAndLoadsItAgain) {
+  establish();
+  EXPECT_TRUE(send(host, "s2f33w{<u4 1>{{<u4 9>{<u4 16>}}}}"));
+  run();
+  equipment.engine->gem()->data().control.offlineState = 7;
+  EXPECT_TRUE(equipment.engine->gem()->SaveData());
+  equipment.engine->gem()->data().variables.FindVid(16)->SetValue("3");
+  EXPECT_TRUE(equipment.engine->LoadData(equipmentFolder / "station.kel"));
+  EXPECT_NE(equipment.engine->gem()->data().reports.FindReport(9), nullptr);
+  EXPECT_EQ(equipment.engine->GetControlState(), 4) << "the initial state";
+  EXPECT_EQ(equipment.engine->gem()->data().control.offlineState, 2) << "kept in range";
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), 1) << "the link is selected";
+  EXPECT_THAT(equipment.take(), Contains("communication 2 0"));
+  EXPECT_FALSE(equipment.engine->LoadData(equipmentFolder / "missing.kel"));
+  EXPECT_EQ(equipment.engine->gem()->data().variables.Count(), 0U);
+}
+
+TEST_F(GemEngine, AFailedSaveIsTriedAgainAfterAPause) {
+  establish();
+  equipment.engine->gem()->SetDataFileName(equipmentFolder / "missing/x.kel");
+  EXPECT_TRUE(send(host, "s2f33w{<u4 1>{{<u4 9>{<u4 16>}}}}"));
+  run();
+  EXPECT_TRUE(equipment.engine->gem()->events().modified());
+  EXPECT_GT(equipment.engine->NextTick(), 900U);
+  equipment.engine->gem()->SetDataFileName(equipmentFolder / "x.kel");
+  net.clock.advance(1000);
+  run(1);
+  EXPECT_FALSE(equipment.engine->gem()->events().modified());
+  EXPECT_TRUE(systemFiles().read(equipmentFolder / "x.kel"));
 }
 
 TEST_F(GemEngine, TheModelMayBeReplacedInsideAReport) {
