@@ -96,6 +96,7 @@ public:
   bool Reply() const { return selection_.reply; }
   void SetReply(bool reply);
   std::string Msg() const { return message().GetMsg(); }
+  /// Fewer than 20 digits are refused, with a message box when the user wants to see errors.
   void SetMsg(const std::string &hex);
   std::string SML() const;
   /// A data message gets the device ID; a reply the system bytes of the slot's message.

@@ -2,6 +2,7 @@
 
 #include "controls/gem_ctrl.h"
 
+#include "controls/component/user_settings.h"
 #include "secs2/sml_printer.h"
 
 namespace velto {
@@ -23,7 +24,10 @@ void CVeltoGemCtrl::SetWorkSpace(int32_t number) {
 
 void CVeltoGemCtrl::SetReply(bool reply) { selection_.reply = reply; }
 
-void CVeltoGemCtrl::SetMsg(const std::string &hex) { message().SetMsg(hex); }
+void CVeltoGemCtrl::SetMsg(const std::string &hex) {
+  if (!message().SetMsg(hex) && showMessageBoxSetting(site().files))
+    site().frontEnd.messageBox("Invalid string");
+}
 
 std::string CVeltoGemCtrl::SML() const { return RenderSml(message(), engine_.gem()); }
 

@@ -17,7 +17,7 @@ void CHGemEventCeidList::unlinkAll() {
     item->reports.clear();
 }
 
-void CHGemEventCeidList::unlink(const std::unordered_set<uint32_t> &rptids) {
+void CHGemEventCeidList::unlink(const std::set<uint32_t> &rptids) {
   for (const auto &item : items_)
     std::erase_if(item->reports, [&rptids](uint32_t rptid) { return rptids.contains(rptid); });
 }

@@ -5,8 +5,8 @@
 #include "platform/view.h"
 
 #include <cstdint>
+#include <set>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 namespace velto {
@@ -35,7 +35,7 @@ public:
   /// Empties every event's list of reports.
   void unlinkAll();
   /// Removes every link to those reports.
-  void unlink(const std::unordered_set<uint32_t> &rptids);
+  void unlink(const std::set<uint32_t> &rptids);
 
   /// The list window: CEID, Enable, Description, Definition, Linked Report.
   ListView view() const;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace velto {
 
@@ -13,7 +12,6 @@ namespace {
 
 constexpr ArchiveClass kGem{"CHGem"};
 constexpr ArchiveClass kCommunication{"CHGemCommunicationModel", 2};
-constexpr uint16_t kCommunicationWithoutEstablish = 1; ///< an older schema
 constexpr ArchiveClass kControl{"CHGemControlModel"};
 constexpr ArchiveClass kEventModel{"CHGemEventModel"};
 constexpr ArchiveClass kEvents{"CHGemEventCeidList"};
@@ -83,29 +81,15 @@ template <typename T> bool loadObjects(ArchiveReader &archive, auto take) {
   return !archive.failed();
 }
 
-// Fills a list that is kept in order of number. Objects that come out of order are sorted first: to
-// insert each in its place could take a time quadratic in their number.
+// Fills a list that is kept in order of number. Objects may come in any order: to insert each in
+// its place could take a time quadratic in their number.
 template <typename T> bool loadNumbered(ArchiveReader &archive, auto &list) {
-  std::vector<T> late;
-  if (!loadObjects<T>(archive, [&](T &&object) {
-        if (list.Count() == 0 || list.at(list.Count() - 1).number() < object.number())
-          list.Add(std::move(object));
-        else
-          late.push_back(std::move(object));
-        return true;
-      }))
-    return false;
-  if (late.empty())
-    return true;
-  for (size_t i = 0; i < list.Count(); ++i)
-    late.push_back(std::move(list.at(i)));
-  list.Clear();
-  std::ranges::sort(late, {}, &T::number);
-  if (std::ranges::adjacent_find(late, {}, &T::number) != late.end())
-    return false;
-  for (T &object : late)
-    list.Add(std::move(object));
-  return true;
+  return loadObjects<T>(archive,
+                        [&](T &&object) {
+                          list.Append(std::move(object));
+                          return true;
+                        }) &&
+         list.Sort();
 }
 
 bool loadReports(ArchiveReader &archive, CHGemEventReportList &reports) {
@@ -121,30 +105,33 @@ bool loadCommunication(ArchiveReader &archive, CommunicationSettings &communicat
   const uint16_t schema = archive.object(kCommunication.name);
   archive.fields(communication.initialState, communication.modelName,
                  communication.softwareRevision);
-  if (schema != kCommunicationWithoutEstablish)
+  if (schema >= kCommunication.schema) // older ones lack it
     archive.field(communication.establishCommunications);
   return !archive.failed();
 }
 
-void rotateBackups(FileSystem &files, const std::string &path, int32_t backups) {
-  constexpr int32_t kMost = 32767; // what the property that sets it can hold
-  backups = std::min(backups, kMost);
-  if (backups < 1)
-    return;
-  const auto name = [&](int32_t number) { return path + formatText("%03d", number); };
-  files.remove(name(backups));
-  for (int32_t number = backups - 1; number >= 1; --number)
-    files.rename(name(number), name(number + 1));
+std::string backupName(const std::string &path, int32_t number) {
+  return path + formatText("%03d", number);
+}
 
-  // The old file keeps its own name as well, until the new one takes it over: were it moved, a
-  // crash between the two steps would leave nothing to load.
-  const std::string first = name(1);
-  files.remove(first);
-  if (files.link(path, first))
+// Gives the old file the name of backup 0 as well. It keeps its own, until the new file takes that
+// over: were it moved, a crash between the two steps would leave nothing to load. A backup 0 that
+// is there already was left by a save that failed half way: it is the model that was safe last.
+void keepOldFile(FileSystem &files, const std::string &path) {
+  const std::string kept = backupName(path, 0);
+  if (!files.size(path) || files.size(kept) || files.link(path, kept))
     return;
-  const auto old = readDataFile(files, path);
-  if (old && !files.write(first, *old))
-    files.remove(first);
+  if (const auto old = readDataFile(files, path))
+    files.replace(kept, *old);
+}
+
+// Moves the backups up by one number, from backup 0 on.
+void rotateBackups(FileSystem &files, const std::string &path, int32_t backups) {
+  constexpr int32_t kMost = 999; // three digits
+  backups = std::min(backups, kMost);
+  files.remove(backupName(path, backups));
+  for (int32_t number = backups - 1; number >= 0; --number)
+    files.rename(backupName(path, number), backupName(path, number + 1));
 }
 
 } // namespace
@@ -202,11 +189,25 @@ std::optional<GemData> loadGemData(std::string_view bytes) {
 
 bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
                   std::string_view bytes) {
-  return files.replace(path, bytes, [&] { rotateBackups(files, path, backups); });
+  if (bytes.size() > kMaxDataFile)
+    return false;
+  if (backups < 1)
+    return files.replace(path, bytes);
+  keepOldFile(files, path);
+  const std::string kept = backupName(path, 0);
+  if (files.replace(path, bytes)) {
+    if (files.size(kept))
+      rotateBackups(files, path, backups);
+    return true;
+  }
+  if (readDataFile(files, kept) == readDataFile(files, path)) // the old file is still in place
+    files.remove(kept);
+  return false;
 }
 
 std::optional<std::string> readDataFile(FileSystem &files, const std::string &path) {
-  return files.size(path) ? files.read(path) : std::nullopt;
+  const auto size = files.size(path);
+  return size && *size <= kMaxDataFile ? files.read(path) : std::nullopt;
 }
 
 } // namespace velto

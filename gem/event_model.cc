@@ -32,24 +32,33 @@ bool CHGemEventModel::InvokeRole(uint8_t eventRole) {
 
 std::optional<CHSecsItem> CHGemEventModel::BuildEventData(const CHGemEventCeid &event,
                                                           uint32_t dataId) const {
-  ItemCollector reports;
+  CHSecsItem dataIdItem = numberItem(dataId);
+  CHSecsItem ceidItem = numberItem(event.ceid);
+  ItemCollector reports(kShortListHead + bytesOf(dataIdItem) + bytesOf(ceidItem));
+  ReportedValues reported;
   for (const uint32_t rptid : event.reports) {
     const CHGemEventReport *report = data_.reports.FindReport(rptid);
     if (report == nullptr)
       return std::nullopt;
-    std::optional<CHSecsItem> values = BuildReportData(*report);
+    std::optional<CHSecsItem> values = buildReport(*report, reported);
     if (!values || !reports.add(listItem(numberItem(rptid), std::move(*values))))
       return std::nullopt;
   }
-  return listItem(numberItem(dataId), numberItem(event.ceid), reports.list());
+  return listItem(std::move(dataIdItem), std::move(ceidItem), reports.list());
 }
 
 std::optional<CHSecsItem> CHGemEventModel::BuildReportData(const CHGemEventReport &report) const {
+  ReportedValues reported;
+  return buildReport(report, reported);
+}
+
+std::optional<CHSecsItem> CHGemEventModel::buildReport(const CHGemEventReport &report,
+                                                       ReportedValues &reported) const {
   ItemCollector values;
   values.reserve(report.variables.size());
   for (const uint32_t vid : report.variables) {
     const CHGemEventVid *variable = data_.variables.FindVid(vid);
-    if (variable == nullptr || !values.add(variable->reportedItem()))
+    if (variable == nullptr || !values.add(reported.item(*variable)))
       return std::nullopt;
   }
   return values.list();
@@ -93,7 +102,7 @@ bool CHGemEventModel::RemoveReport(uint32_t rptid) {
   return true;
 }
 
-bool CHGemEventModel::removeReports(const std::unordered_set<uint32_t> &rptids) {
+bool CHGemEventModel::removeReports(const std::set<uint32_t> &rptids) {
   if (!data_.reports.Remove(rptids))
     return false;
   data_.events.unlink(rptids);

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
-#include <unordered_set>
 
 namespace velto {
 
@@ -79,7 +79,9 @@ private:
   std::optional<CHSecsItem> eventReport(const CHSecsItem &request);
   std::optional<CHSecsItem> individualReport(const CHSecsItem &request);
 
-  bool removeReports(const std::unordered_set<uint32_t> &rptids);
+  std::optional<CHSecsItem> buildReport(const CHGemEventReport &report,
+                                        ReportedValues &reported) const;
+  bool removeReports(const std::set<uint32_t> &rptids);
 
   GemData &data_;
   uint32_t dataId_ = 1;

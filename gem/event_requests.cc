@@ -25,6 +25,12 @@ std::span<const CHSecsItem> entriesOf(const CHSecsItem &body) {
   return childOf(body, 2).children();
 }
 
+// The variable of that number and of exactly that kind; null when there is none.
+template <typename Variables> auto findOfKind(Variables &variables, uint32_t vid, uint8_t kind) {
+  const auto found = variables.FindVid(vid, kind);
+  return found != nullptr && found->kind == kind ? found : nullptr;
+}
+
 bool accepts(const CHGemEventVid *constant, const std::string &value) {
   return constant != nullptr && constant->IsInRange(value);
 }
@@ -38,18 +44,22 @@ std::optional<CHSecsItem> listVariables(const CHGemEventVidList &variables,
   ItemCollector entries;
   const std::vector<uint32_t> vids = numbersOf(request);
   for (const uint32_t vid : vids)
-    if (!entries.add(entry(vid, variables.FindVid(vid, kind))))
+    if (!entries.add(entry(vid, findOfKind(variables, vid, kind))))
       return std::nullopt;
   for (size_t i = 0; vids.empty() && i < variables.Count(); ++i) {
     const CHGemEventVid &variable = variables.at(i);
-    if ((variable.kind & kind) != 0 && !entries.add(entry(variable.vid, &variable)))
+    if (variable.kind == kind && !entries.add(entry(variable.vid, &variable)))
       return std::nullopt;
   }
   return entries.list();
 }
 
-CHSecsItem valueEntry(uint32_t /*vid*/, const CHGemEventVid *variable) {
-  return variable == nullptr ? listItem() : itemFromSml(variable->rawValue);
+std::optional<CHSecsItem> listValues(const CHGemEventVidList &variables, const CHSecsItem &request,
+                                     uint8_t kind) {
+  ReportedValues reported;
+  return listVariables(variables, request, kind, [&](uint32_t, const CHGemEventVid *variable) {
+    return variable == nullptr ? listItem() : reported.item(*variable);
+  });
 }
 
 CHSecsItem statusEntry(uint32_t vid, const CHGemEventVid *variable) {
@@ -76,6 +86,7 @@ struct CHGemEventModel::Request {
   uint8_t (CHGemEventModel::*check)(const CHSecsItem &body) const = nullptr;
   void (CHGemEventModel::*apply)(const CHSecsItem &body) = nullptr;
   std::optional<CHSecsItem> (CHGemEventModel::*body)(const CHSecsItem &request) = nullptr;
+  bool takesDataId = false; ///< the answer carries one
 };
 
 bool CHGemEventModel::OnReceive(CHSecsVerifier &slot) {
@@ -89,7 +100,7 @@ bool CHGemEventModel::OnReceive(CHSecsVerifier &slot) {
       {2, 33, &Model::checkReports, &Model::defineReports},
       {2, 35, &Model::checkLinks, &Model::linkEvents},
       {2, 37, &Model::checkEvents, &Model::enableEvents},
-      {.stream = 6, .function = 15, .body = &Model::eventReport},
+      {.stream = 6, .function = 15, .body = &Model::eventReport, .takesDataId = true},
       {.stream = 6, .function = 19, .body = &Model::individualReport},
   };
   if (slot.result != VerificationCorrect)
@@ -108,6 +119,8 @@ bool CHGemEventModel::answer(const Request &request, CHSecsVerifier &slot) {
   std::optional<CHSecsItem> body = (this->*request.body)(slot.message.root);
   const bool answered = body.has_value();
   slot.partner()->message.root = answered ? std::move(*body) : listItem();
+  if (answered && request.takesDataId && slot.partner()->replyValid)
+    ++dataId_;
   return answered;
 }
 
@@ -125,7 +138,7 @@ bool CHGemEventModel::change(const Request &request, CHSecsVerifier &slot) {
 
 uint8_t CHGemEventModel::checkConstants(const CHSecsItem &body) const {
   for (const CHSecsItem &entry : body.children())
-    if (!accepts(data_.variables.FindVid(numberOf(childOf(entry, 1)), EquipmentConstant),
+    if (!accepts(findOfKind(data_.variables, numberOf(childOf(entry, 1)), EquipmentConstant),
                  valueText(childOf(entry, 2), ValueForm::Decimal)))
       return kConstantRefused;
   return kAccepted;
@@ -139,7 +152,7 @@ void CHGemEventModel::setConstants(const CHSecsItem &body) {
     constants.emplace_back(numberOf(childOf(entry, 1)),
                            valueText(childOf(entry, 2), ValueForm::Decimal));
   for (const auto &[ecid, value] : constants) {
-    CHGemEventVid *constant = data_.variables.FindVid(ecid, EquipmentConstant);
+    CHGemEventVid *constant = findOfKind(data_.variables, ecid, EquipmentConstant);
     if (!accepts(constant, value))
       continue;
     constant->SetValue(value);
@@ -150,7 +163,7 @@ void CHGemEventModel::setConstants(const CHSecsItem &body) {
 // S2F33. A report is defined once, also within one message.
 
 uint8_t CHGemEventModel::checkReports(const CHSecsItem &body) const {
-  std::unordered_set<uint32_t> defined;
+  std::set<uint32_t> defined;
   for (const CHSecsItem &entry : entriesOf(body)) {
     const auto variables = childOf(entry, 2).children();
     if (variables.empty())
@@ -171,7 +184,7 @@ void CHGemEventModel::defineReports(const CHSecsItem &body) {
     data_.reports.Clear();
     data_.events.unlinkAll();
   }
-  std::unordered_set<uint32_t> deleted;
+  std::set<uint32_t> deleted;
   for (const CHSecsItem &entry : entries) {
     const uint32_t rptid = numberOf(childOf(entry, 1));
     const CHSecsItem &variables = childOf(entry, 2);
@@ -186,7 +199,7 @@ void CHGemEventModel::defineReports(const CHSecsItem &body) {
 // S2F35. An event is linked once, also within one message.
 
 uint8_t CHGemEventModel::checkLinks(const CHSecsItem &body) const {
-  std::unordered_set<uint32_t> linked;
+  std::set<uint32_t> linked;
   for (const CHSecsItem &entry : entriesOf(body)) {
     const uint32_t ceid = numberOf(childOf(entry, 1));
     const CHGemEventCeid *event = data_.events.FindCeid(ceid);
@@ -233,7 +246,7 @@ void CHGemEventModel::enableEvents(const CHSecsItem &body) {
 // The questions.
 
 std::optional<CHSecsItem> CHGemEventModel::statusValues(const CHSecsItem &request) {
-  return listVariables(data_.variables, request, StatusVariable, valueEntry);
+  return listValues(data_.variables, request, StatusVariable);
 }
 
 std::optional<CHSecsItem> CHGemEventModel::statusNames(const CHSecsItem &request) {
@@ -241,7 +254,7 @@ std::optional<CHSecsItem> CHGemEventModel::statusNames(const CHSecsItem &request
 }
 
 std::optional<CHSecsItem> CHGemEventModel::constantValues(const CHSecsItem &request) {
-  return listVariables(data_.variables, request, EquipmentConstant, valueEntry);
+  return listValues(data_.variables, request, EquipmentConstant);
 }
 
 std::optional<CHSecsItem> CHGemEventModel::constantNames(const CHSecsItem &request) {
@@ -250,11 +263,7 @@ std::optional<CHSecsItem> CHGemEventModel::constantNames(const CHSecsItem &reque
 
 std::optional<CHSecsItem> CHGemEventModel::eventReport(const CHSecsItem &request) {
   const CHGemEventCeid *event = data_.events.FindCeid(numberOf(request));
-  std::optional<CHSecsItem> body =
-      event == nullptr ? std::nullopt : BuildEventData(*event, dataId_);
-  if (body)
-    ++dataId_;
-  return body;
+  return event == nullptr ? std::nullopt : BuildEventData(*event, dataId_);
 }
 
 std::optional<CHSecsItem> CHGemEventModel::individualReport(const CHSecsItem &request) {

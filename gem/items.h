@@ -43,16 +43,27 @@ template <typename... Items> CHSecsItem listItem(Items &&...items) {
   return list;
 }
 
+/// The encoded bytes of an item; more than a message carries when it cannot be encoded.
+inline size_t bytesOf(const CHSecsItem &item) {
+  return EncodedItemSize(item).value_or(CHSecsMessage::kMaxEncodedSize);
+}
+
+/// Bytes that a list of up to 255 items takes besides them (SEMI E5 9.2): format and count.
+inline constexpr size_t kShortListHead = 2;
+
 /// Collects the items of a list as long as one message can carry them: a short request may name a
 /// long value any number of times.
 class ItemCollector {
 public:
+  /// `others`: bytes of the message's body beside the list.
+  explicit ItemCollector(size_t others = 0) : size_(CHSecsHeader::kSize + others) {}
+
   void reserve(size_t count) { items_.reserve(count); }
-  /// False when the list grows too long to send.
+  /// False when no message can carry the list any more.
   bool add(CHSecsItem &&item) {
-    size_ += EncodedItemSize(item).value_or(CHSecsMessage::kMaxEncodedSize);
+    size_ += bytesOf(item);
     items_.push_back(std::move(item));
-    return size_ < CHSecsMessage::kMaxEncodedSize;
+    return size_ + headSize() <= CHSecsMessage::kMaxEncodedSize;
   }
   CHSecsItem list() {
     CHSecsItem item;
@@ -61,8 +72,13 @@ public:
   }
 
 private:
+  size_t headSize() const {
+    const size_t count = items_.size();
+    return kShortListHead + (count > 0xFF ? 1 : 0) + (count > 0xFFFF ? 1 : 0);
+  }
+
   std::vector<CHSecsItem> items_;
-  size_t size_ = 0;
+  size_t size_; ///< of the message but for the list's head
 };
 
 // What the models read from message bodies.

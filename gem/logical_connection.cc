@@ -88,7 +88,7 @@ void CHLogicalConnection::OnSent(const CHSecsMessage &message) {
 }
 
 void CHLogicalConnection::Tick() {
-  if (owner_ == nullptr || open_.empty() || NextTick().value_or(1) != 0)
+  if (owner_ == nullptr || open_.empty() || CHLogicalConnection::NextTick().value_or(1) != 0)
     return;
   const CHSecsHeader expired = open_.front().header;
   open_.pop_front();

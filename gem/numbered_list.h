@@ -41,6 +41,16 @@ public:
           [](uint32_t number, const std::unique_ptr<T> &item) { return number < item->number(); });
     return **items_.insert(position, std::make_unique<T>(std::move(object)));
   }
+  /// For loading many objects in any order: adds at the end, whatever the number. Sort() must
+  /// follow before the list is used otherwise.
+  void Append(T object) { items_.push_back(std::make_unique<T>(std::move(object))); }
+  /// Puts appended objects in order; false when a number is there twice.
+  bool Sort() {
+    const auto number = [](const std::unique_ptr<T> &item) { return item->number(); };
+    if (!std::ranges::is_sorted(items_, {}, number))
+      std::ranges::stable_sort(items_, {}, number);
+    return std::ranges::adjacent_find(items_, {}, number) == items_.end();
+  }
   /// Removes the first object of that number; false when there is none.
   bool Remove(uint32_t number) {
     const size_t index = lowerBound(number);

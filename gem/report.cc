@@ -23,7 +23,7 @@ CHGemEventReport &CHGemEventReportList::Add(CHGemEventReport report) {
   return added;
 }
 
-bool CHGemEventReportList::Remove(const std::unordered_set<uint32_t> &rptids) {
+bool CHGemEventReportList::Remove(const std::set<uint32_t> &rptids) {
   for (const uint32_t rptid : rptids)
     byNumber_.erase(rptid);
   return std::erase_if(reports_, [&rptids](const auto &report) {

@@ -3,10 +3,10 @@
 #include "platform/view.h"
 
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
-#include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 namespace velto {
@@ -18,10 +18,12 @@ public:
   std::string description;         ///< empty when the host defined it
   std::vector<uint32_t> variables; ///< VIDs in order of definition
 
+  uint32_t number() const { return rptid; }
   bool operator==(const CHGemEventReport &) const = default;
 };
 
-/// All reports, in order of definition, found by number in constant time.
+/// All reports, in order of definition. They are found by number in a sorted index: hosts choose
+/// the RPTIDs, and none that they choose may make the search slow.
 class CHGemEventReportList {
 public:
   size_t Count() const { return reports_.size(); }
@@ -31,7 +33,7 @@ public:
   /// Adds at the end.
   CHGemEventReport &Add(CHGemEventReport report);
   /// Removes those reports in one pass; false when none of them exists.
-  bool Remove(const std::unordered_set<uint32_t> &rptids);
+  bool Remove(const std::set<uint32_t> &rptids);
   void Clear();
   void CopyFrom(const CHGemEventReportList &other);
 
@@ -44,7 +46,7 @@ public:
 
 private:
   std::vector<std::unique_ptr<CHGemEventReport>> reports_;
-  std::unordered_map<uint32_t, CHGemEventReport *> byNumber_;
+  std::map<uint32_t, CHGemEventReport *> byNumber_;
 };
 
 } // namespace velto

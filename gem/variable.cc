@@ -5,6 +5,9 @@
 #include "secs2/reply_text.h"
 #include "secs2/sml_parser.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -39,11 +42,49 @@ std::string itemSml(uint8_t nodeType, std::string_view text) {
   }
 }
 
+bool isUnsignedByte(uint8_t nodeType) {
+  return isNumber(nodeType) && kindOf(nodeType) != ElementKind::Signed &&
+         formatInfo(formatOf(nodeType)).elementSize == 1;
+}
+
+// Whether all numbers of a text are finite in a real type.
+bool isFinite(uint8_t nodeType, std::string_view text) {
+  const double largest = nodeType == SecsFloat ? double{std::numeric_limits<float>::max()}
+                                               : std::numeric_limits<double>::max();
+  for (text = trim(text); !text.empty(); text = trim(text)) {
+    const size_t end = std::min(text.find_first_of(" \t\r\n"), text.size());
+    if (!(std::abs(parseReal(text.substr(0, end))) <= largest))
+      return false;
+    text.remove_prefix(end);
+  }
+  return true;
+}
+
+// The value text that makes the same item of numbers in SML, which has no NaN and nothing infinite
+// (0 here) and no negative bytes.
+std::string numbersText(uint8_t nodeType, const CHSecsItem &item) {
+  const ElementKind kind = kindOf(nodeType);
+  if (kind != ElementKind::Boolean && kind != ElementKind::Real)
+    return valueText(item, ValueForm::Decimal);
+  std::string out;
+  for (size_t i = 0; i < item.count(); ++i) {
+    if (i != 0)
+      out += ' ';
+    if (kind == ElementKind::Boolean) {
+      appendDecimal(out, uint64_t{item.element<uint8_t>(i)});
+      continue;
+    }
+    const std::string number = valueText(item, ValueForm::Decimal, i);
+    out += isFinite(nodeType, number) ? number : "0";
+  }
+  return out;
+}
+
 // What a value text says once it has been the value of one item.
 std::string normalized(uint8_t nodeType, std::string_view text) {
   CHSecsMessage message;
   message.SetNodeValue(nodeType, text);
-  return message.GetNodeValue(true);
+  return isNumber(nodeType) ? numbersText(nodeType, message.root) : message.GetNodeValue(true);
 }
 
 std::optional<CHSecsItem> parseItem(std::string_view sml) {
@@ -51,6 +92,42 @@ std::optional<CHSecsItem> parseItem(std::string_view sml) {
   if (!CHSmlParser().Parse(message, sml) || !message.root.hasData())
     return std::nullopt;
   return std::move(message.root);
+}
+
+// The numbers that a value text states in SML; nothing when it states none. SML alone would make 0
+// of a negative byte.
+std::optional<CHSecsItem> parseNumbers(uint8_t nodeType, std::string_view text) {
+  if (!isUnsignedByte(nodeType) || text.find('-') == std::string_view::npos)
+    return parseItem(itemSml(nodeType, text));
+  const std::optional<CHSecsItem> wide = parseItem(itemSml(SecsLong8, text));
+  if (!wide)
+    return std::nullopt;
+  CHSecsItem bytes;
+  uint8_t *out = bytes.makeArray(formatOf(nodeType), wide->count());
+  for (size_t i = 0; i < wide->count(); ++i)
+    out[i] = static_cast<uint8_t>(wide->element<uint64_t>(i));
+  return bytes;
+}
+
+// Whether a text of that many numbers may stand in the SML as it is: as people write numbers. All
+// else (comments, leading zeros) may be of any length.
+bool isPlain(uint8_t nodeType, std::string_view text, size_t count) {
+  constexpr size_t kMostPerNumber = 32;
+  constexpr std::string_view kCharacters =
+      "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ+.- ";
+  return text.size() <= count * kMostPerNumber &&
+         text.find_first_not_of(kCharacters) == std::string_view::npos &&
+         text.find("  ") == std::string_view::npos &&
+         !(isUnsignedByte(nodeType) && text.find('-') != std::string_view::npos) &&
+         (kindOf(nodeType) != ElementKind::Real || isFinite(nodeType, text));
+}
+
+std::string numbersSml(uint8_t nodeType, std::string_view text) {
+  const std::optional<CHSecsItem> item = parseNumbers(nodeType, text);
+  if (!item)
+    return itemSml(nodeType, normalized(nodeType, text));
+  return itemSml(nodeType, isPlain(nodeType, text, item->count()) ? std::string(text)
+                                                                  : numbersText(nodeType, *item));
 }
 
 uint32_t unsignedValue(std::string_view text) { return static_cast<uint32_t>(decimal32(text)); }
@@ -92,7 +169,7 @@ CHSecsItem ParsedValue::item(std::string_view sml) {
   if (kept_ != nullptr && kept_->sml == sml)
     return kept_->item.clone();
   CHSecsItem item = itemFromSml(sml);
-  if (sml.size() > kMaxSize)
+  if (!keeps(sml))
     return item;
   if (kept_ == nullptr)
     kept_ = std::make_unique<Kept>();
@@ -106,12 +183,9 @@ std::string CHGemEventVid::GetValue() const {
 }
 
 bool CHGemEventVid::SetValue(std::string_view text) {
-  std::string sml = itemSml(nodeType, text);
-  if (sml.empty())
-    return true;
-  if (isNumber(nodeType) && !parseItem(sml))
-    sml = itemSml(nodeType, normalized(nodeType, text));
-  rawValue = std::move(sml);
+  std::string sml = isNumber(nodeType) ? numbersSml(nodeType, text) : itemSml(nodeType, text);
+  if (!sml.empty())
+    rawValue = std::move(sml);
   return true;
 }
 
@@ -124,7 +198,9 @@ bool CHGemEventVid::IsInRange(std::string_view text) const {
   case ElementKind::Unsigned:
     return isWithin(text, minimum, maximum, signedValue);
   case ElementKind::Real:
-    return isWithin(text, minimum, maximum, parseReal);
+    return isFinite(nodeType, text) && isWithin(text, minimum, maximum, parseReal);
+  case ElementKind::Text:
+    return text.find('\0') == std::string_view::npos;
   default:
     return true;
   }
@@ -135,6 +211,15 @@ std::string CHGemEventVid::FormatBound(Bound bound) const {
                             : bound == Bound::Maximum ? maximum
                                                       : defaultValue;
   return itemSml(nodeType, normalized(nodeType, text));
+}
+
+CHSecsItem ReportedValues::item(const CHGemEventVid &variable) {
+  if (ParsedValue::keeps(variable.rawValue))
+    return variable.reportedItem();
+  const auto [entry, added] = long_.try_emplace(&variable);
+  if (added)
+    entry->second = itemFromSml(variable.rawValue);
+  return entry->second.clone();
 }
 
 } // namespace velto

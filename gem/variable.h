@@ -4,6 +4,7 @@
 #include "secs2/item.h"
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -36,6 +37,8 @@ public:
   ParsedValue &operator=(ParsedValue &&) = default;
   bool operator==(const ParsedValue &) const { return true; }
 
+  /// Whether a value is short enough to be kept.
+  static bool keeps(std::string_view sml) { return sml.size() <= kMaxSize; }
   /// As itemFromSml().
   CHSecsItem item(std::string_view sml);
 
@@ -72,9 +75,12 @@ public:
   std::string GetValue() const;
   /// Makes rawValue an item of nodeType from a value text; always true (an unknown type leaves it
   /// as it is). A number's text that SML does not take becomes one number, as
-  /// CHSecsMessage::SetNodeValue() reads it.
+  /// CHSecsMessage::SetNodeValue() reads it. Of what SML takes beside numbers (comments, runs of
+  /// blanks) nothing is kept. NaN and what is infinite in the type become 0; a negative number in a
+  /// one-byte unsigned type becomes the byte of the same bits, so that a Boolean FFh stays true.
   bool SetValue(std::string_view text);
-  /// Whether a value text is within minimum and maximum, compared as nodeType asks.
+  /// Whether a value text is within minimum and maximum, compared as nodeType asks. NaN, infinite
+  /// numbers and a text with a byte 0, which SML can't state, never are.
   bool IsInRange(std::string_view text) const;
   /// A bound as the SML of an item of nodeType; empty for an unknown type.
   std::string FormatBound(Bound bound) const;
@@ -85,6 +91,17 @@ public:
 
 private:
   mutable ParsedValue parsed_;
+};
+
+/// The items of variables for one message. It may name the same variable any number of times; a
+/// value too long to be kept by its variable is parsed once. The variables must not change
+/// meanwhile.
+class ReportedValues {
+public:
+  CHSecsItem item(const CHGemEventVid &variable);
+
+private:
+  std::map<const CHGemEventVid *, CHSecsItem> long_;
 };
 
 } // namespace velto

@@ -80,6 +80,11 @@ CHGemEventVid &CHGemEventVidList::Add(CHGemEventVid variable) {
   return NumberedList::Add(std::move(variable));
 }
 
+void CHGemEventVidList::Append(CHGemEventVid variable) {
+  indexed_ = false;
+  NumberedList::Append(std::move(variable));
+}
+
 bool CHGemEventVidList::Remove(uint32_t vid) {
   indexed_ = false;
   return NumberedList::Remove(vid);

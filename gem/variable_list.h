@@ -22,6 +22,7 @@ public:
   void SetRole(CHGemEventVid &variable, uint8_t role);
 
   CHGemEventVid &Add(CHGemEventVid variable);
+  void Append(CHGemEventVid variable);
   bool Remove(uint32_t vid);
   void Clear();
   void CopyFrom(const CHGemEventVidList &other);

@@ -76,6 +76,13 @@ std::string directoryOf(const std::string &path) {
   return path.substr(0, slash == 0 ? 1 : slash);
 }
 
+// Whether a path leads to something that is no regular file. To rename over a device or a FIFO
+// would take it from all who use it.
+bool isSpecial(const std::string &path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode);
+}
+
 // Gives the new file the permissions of the old one, if there is one.
 bool keepMode(const std::string &from, const std::string &to) {
   struct stat info {};
@@ -126,19 +133,16 @@ bool FileSystem::syncDirectory(const std::string &path) {
 }
 
 // A link stays: what it leads to is replaced.
-bool FileSystem::replace(const std::string &path, std::string_view bytes,
-                         const std::function<void()> &beforeRename) {
+bool FileSystem::replace(const std::string &path, std::string_view bytes) {
+  if (isSpecial(path))
+    return false;
   std::error_code error;
   const std::filesystem::path real = std::filesystem::canonical(path, error);
   const std::string target = error ? path : real.string();
   const std::string fresh = target + ".new";
   remove(fresh);
-  if (write(fresh, bytes) && keepMode(target, fresh)) {
-    if (beforeRename)
-      beforeRename();
-    if (rename(fresh, target))
-      return syncDirectory(target);
-  }
+  if (write(fresh, bytes) && keepMode(target, fresh) && rename(fresh, target))
+    return syncDirectory(target);
   remove(fresh);
   return false;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,10 +32,9 @@ public:
   /// Replaces a file's contents in one step: writes a new file (`path` and ".new") beside it,
   /// flushes it, renames it over the old one. A crash at any point leaves the old or the new
   /// contents whole. A failure leaves the old contents, except for one of syncDirectory(): the new
-  /// contents are then in place but not yet safe from a power loss. `beforeRename` is called when
-  /// the new contents are safe on the disk and the old ones still in place.
-  bool replace(const std::string &path, std::string_view bytes,
-               const std::function<void()> &beforeRename = {});
+  /// contents are then in place but not yet safe from a power loss. What is there and no regular
+  /// file (a directory, device, FIFO or socket) is not replaced.
+  bool replace(const std::string &path, std::string_view bytes);
 };
 
 /// The operating system's files.

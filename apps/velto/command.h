@@ -28,6 +28,8 @@ std::span<const Command> commands();
 int runContainerCommand(const CommandArguments &arguments);
 int runDemoCommand(const CommandArguments &arguments);
 int runDescribeCommand(const CommandArguments &arguments);
+int runEquipmentCommand(const CommandArguments &arguments);
+int runHostCommand(const CommandArguments &arguments);
 int runModelCommand(const CommandArguments &arguments);
 int runSmlCommand(const CommandArguments &arguments);
 

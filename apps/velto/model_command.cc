@@ -1,8 +1,8 @@
 // velto model: the model data file of an equipment as text, and back.
 
 #include "apps/velto/command.h"
+#include "apps/velto/model_file.h"
 #include "apps/velto/model_text.h"
-#include "gem/data_file.h"
 #include "platform/file.h"
 
 #include <algorithm>
@@ -19,36 +19,29 @@ constexpr const char *kUsage =
     "file as text, to standard output or a file, and makes a model data file of such a text.\n"
     "docs/data_file.md describes the text.\n";
 
-int fail(const std::string &where, const std::string &reason) {
-  std::cerr << "velto: " << where << ": " << reason << '\n';
+int fail(const std::string &problem) {
+  std::cerr << "velto: " << problem << '\n';
   return kExitFailed;
 }
 
 int exportModel(const std::string &file, const std::string &textFile) {
-  const auto bytes = readDataFile(systemFiles(), file);
-  if (!bytes)
-    return fail(file, "cannot be read");
-  const auto data = loadGemData(*bytes);
+  std::string problem;
+  const auto data = readModelData(file, problem);
   if (!data)
-    return fail(file, "is no model data file");
+    return fail(problem);
   const std::string text = modelToText(*data);
   if (textFile.empty())
     std::cout << text << std::flush;
   else if (!systemFiles().replace(textFile, text))
-    return fail(textFile, "cannot be written");
+    return fail(textFile + ": cannot be written");
   return kExitDone;
 }
 
 int importModel(const std::string &textFile, const std::string &file) {
-  const auto text = systemFiles().read(textFile);
-  if (!text)
-    return fail(textFile, "cannot be read");
-  ModelTextError error;
-  const auto data = modelFromText(*text, error);
-  if (!data)
-    return fail(textFile + ":" + std::to_string(error.line), error.reason);
-  if (!saveDataFile(systemFiles(), file, 0, storeGemData(*data)))
-    return fail(file, "cannot be written");
+  std::string problem;
+  const auto data = readModelText(textFile, problem);
+  if (!data || !writeModelData(file, *data, problem))
+    return fail(problem);
   return kExitDone;
 }
 

@@ -27,17 +27,13 @@ template <typename T> std::optional<T> wholeNumber(std::string_view text) {
 void printValue(std::string &out, uint8_t value, ValueNames names) {
   if (value < names().size() && !names()[value].empty())
     out += names()[value];
-  else if (value == kNoRole)
-    out += kNone;
   else
     appendDecimal(out, uint64_t{value});
 }
 
 std::string readValue(std::string_view text, uint8_t &value, ValueNames names) {
   std::optional<uint8_t> found = wholeNumber<uint8_t>(text);
-  if (text == kNone)
-    found = kNoRole;
-  else if (!found && !text.empty())
+  if (!found && !text.empty())
     found = findRole(names(), text);
   value = found.value_or(value);
   if (found)
@@ -47,6 +43,20 @@ std::string readValue(std::string_view text, uint8_t &value, ValueNames names) {
     if (!name.empty())
       expected += std::string(name) + ", ";
   return expected + "or a number from 0 to 255";
+}
+
+void printRole(std::string &out, uint8_t value, ValueNames names) {
+  if (value == kNoRole)
+    out += kNone;
+  else
+    printValue(out, value, names);
+}
+
+std::string readRole(std::string_view text, uint8_t &value, ValueNames names) {
+  if (text != kNone)
+    return readValue(text, value, names);
+  value = kNoRole;
+  return "";
 }
 
 void printValue(std::string &out, uint32_t value) { appendDecimal(out, uint64_t{value}); }

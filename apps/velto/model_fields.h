@@ -14,12 +14,15 @@ namespace velto {
 // Fields of an object as text, "name=value": how each type of member is printed and read. Reading
 // returns what is expected where the text is something else, and an empty text when all is well.
 
-/// The names of a byte's values; a value's index is its name's. Values without a name are numbers,
-/// kNoRole is "none".
+/// The names of a byte's values; a value's index is its name's. Values without a name are numbers.
 using ValueNames = std::span<const std::string_view> (*)();
 
 void printValue(std::string &out, uint8_t value, ValueNames names);
 std::string readValue(std::string_view text, uint8_t &value, ValueNames names);
+
+/// The same for a role; kNoRole is "none".
+void printRole(std::string &out, uint8_t value, ValueNames names);
+std::string readRole(std::string_view text, uint8_t &value, ValueNames names);
 
 void printValue(std::string &out, uint32_t value);
 std::string readValue(std::string_view text, uint32_t &value);
@@ -49,6 +52,12 @@ template <auto Member, ValueNames... Names> constexpr auto field(std::string_vie
         name, [](std::string &out, const T &object) { printValue(out, object.*Member, Names...); },
         [](std::string_view text, T &object) { return readValue(text, object.*Member, Names...); }};
   }(Member);
+}
+
+/// The field that an object's role is.
+template <typename T, ValueNames Names> constexpr Field<T> roleField(std::string_view name) {
+  return {name, [](std::string &out, const T &object) { printRole(out, object.role, Names); },
+          [](std::string_view text, T &object) { return readRole(text, object.role, Names); }};
 }
 
 /// The fields that a line gives, one after the other.

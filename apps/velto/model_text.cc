@@ -7,6 +7,9 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <set>
+#include <utility>
 
 namespace velto {
 
@@ -102,7 +105,7 @@ constexpr Field<CHGemEventVid> kVariableFields[] = {
     field<&CHGemEventVid::vid>("vid"),
     field<&CHGemEventVid::kind, variableKinds>("kind"),
     field<&CHGemEventVid::nodeType, itemTypes>("type"),
-    field<&CHGemEventVid::role, variableRoleNames>("role"),
+    roleField<CHGemEventVid, variableRoleNames>("role"),
     field<&CHGemEventVid::minimum>("min"),
     field<&CHGemEventVid::maximum>("max"),
     field<&CHGemEventVid::defaultValue>("default"),
@@ -120,7 +123,7 @@ constexpr Field<CHGemEventReport> kReportFields[] = {
 
 constexpr Field<CHGemEventCeid> kEventFields[] = {
     field<&CHGemEventCeid::ceid>("ceid"),
-    field<&CHGemEventCeid::role, eventRoleNames>("role"),
+    roleField<CHGemEventCeid, eventRoleNames>("role"),
     field<&CHGemEventCeid::enable>("enable"),
     field<&CHGemEventCeid::reports>("reports"),
     field<&CHGemEventCeid::description>("description"),
@@ -132,11 +135,11 @@ constexpr Field<CHGemAlarmAlid> kAlarmFields[] = {
     field<&CHGemAlarmAlid::altx>("text"),
 };
 
-// Whether a list has an object of that number.
-bool holds(const auto &list, const auto &object) { return list.find(object.number()) != nullptr; }
-bool holds(const CHGemEventReportList &list, const CHGemEventReport &report) {
-  return list.FindReport(report.rptid) != nullptr;
+// Lists in order of number are sorted once all lines are read.
+template <typename T> void append(NumberedList<T> &list, T &&object) {
+  list.Append(std::move(object));
 }
+void append(CHGemEventReportList &list, CHGemEventReport &&report) { list.Add(std::move(report)); }
 
 // Gives an object what depends on its other fields.
 void complete(auto &, uint32_t) {}
@@ -156,7 +159,7 @@ template <auto List, const auto &Fields> void printList(std::string &out, const 
 }
 
 template <auto List, const auto &Fields>
-std::string readObject(std::string_view line, GemData &data) {
+std::string readObject(std::string_view line, GemData &data, std::set<uint32_t> &numbers) {
   auto &list = data.*List;
   std::remove_cvref_t<decltype(list.at(0))> object;
   uint32_t given = 0;
@@ -165,10 +168,10 @@ std::string readObject(std::string_view line, GemData &data) {
   const std::string number(Fields[0].name);
   if ((given & 1) == 0)
     return number + " is missing";
-  if (holds(list, object))
+  if (!numbers.insert(object.number()).second)
     return number + " is that of an earlier line";
   complete(object, given);
-  list.Add(std::move(object));
+  append(list, std::move(object));
   return "";
 }
 
@@ -178,16 +181,17 @@ void printSettings(std::string &out, const GemData &data) {
 }
 
 template <auto Member, const auto &Fields>
-std::string readSettings(std::string_view line, GemData &data) {
+std::string readSettings(std::string_view line, GemData &data, std::set<uint32_t> &) {
   uint32_t given = 0;
   return readFields(line, Fields, data.*Member, given);
 }
 
-/// A section: how it is printed, and how one line of it is read.
+/// A section: how it is printed, and how one line of it is read. `numbers` are those of its objects
+/// so far.
 struct Section {
   std::string_view name;
   void (*print)(std::string &out, const GemData &data);
-  std::string (*read)(std::string_view line, GemData &data);
+  std::string (*read)(std::string_view line, GemData &data, std::set<uint32_t> &numbers);
 };
 
 template <auto Member, const auto &Fields> constexpr Section settings(std::string_view name) {
@@ -219,10 +223,15 @@ public:
     if (line[0] == '[')
       return enter(line);
     return section_ == nullptr ? "a section such as [variables] must come first"
-                               : section_->read(line, data_);
+                               : section_->read(line, data_, numbers_[section_]);
   }
 
-  GemData take() { return std::move(data_); }
+  GemData take() {
+    data_.variables.Sort();
+    data_.events.Sort();
+    data_.alarms.Sort();
+    return std::move(data_);
+  }
 
 private:
   std::string enter(std::string_view line) {
@@ -236,6 +245,7 @@ private:
   }
 
   GemData data_;
+  std::map<const Section *, std::set<uint32_t>> numbers_;
   const Section *section_ = nullptr;
 };
 

@@ -148,6 +148,18 @@ const Script kEvents[] = {
      "! s.Changed \"x\", 3\n! t.Changed \"y\", 3\ninner\nouter\n"},
     {"Every", "every 10 s.Count = s.Add(s.Count, 1); s.Count\nwait 35\n", "= 4\n= 5\n= 6\n"},
     {"EverySkipsWhileItWaits", "every 10 print 1; wait 25\nwait 55\n", "1\n1\n"},
+    {"Ramp",
+     "ramp s.Ratio 1 -1 0.4\ns.Ratio\nwait 250\ns.Ratio\nwait 200\ns.Ratio\ns.Ratio = 9\n"
+     "wait 200\ns.Ratio\n",
+     "= 1\n= 0\n= -1\n= 9\n"},
+    {"RampOfWholeNumbers", "ramp s.Count 0 5 1\nwait 350\ns.Count\nramp s.Count 7 7 0\ns.Count\n",
+     "= 2\n= 7\n"},
+    {"RampReplacesRamp",
+     "ramp s.Slot(1) 0 10 1\nramp s.Slot(2) 0 10 1\nwait 50\nramp s.slot(1) \"100\" 100 10\n"
+     "wait 250\ns.Slot(1)\ns.Slot(2)\n",
+     "= \"100\"\n= \"3\"\n"},
+    {"RampFails", "ramp s.Ratio 0 1 1\ndelete s\nwait\n", "",
+     "error: dir/main:2: there is no control s\n"},
     {"EveryFails", "every 10 foo.x\nwait\n", "", "error: dir/main:2: there is no control foo\n"},
 };
 
@@ -193,6 +205,10 @@ TEST(Container, RefusesBadLines) {
       {"delete t", "there is no control t"},
       {"show t", "there is no control t"},
       {"describe 1", "name of a control expected, not 1"},
+      {"ramp 1 2 3 4", "property expected, not 1"},
+      {"ramp s.Count 1 2", "value is missing"},
+      {"ramp s.Count 1 \"x\" 2", "\"x\" is no number"},
+      {"ramp s.Count 1 2 -1", "-1 is no time in seconds"},
       {"s.", "name of a member is missing"},
       {"s.Add", "Add is a method and needs parentheses"},
       {"s.Changed", "Changed is an event"},

@@ -67,7 +67,8 @@ void runConsole(const std::string &block) {
 }
 
 TEST(Documentation, ItsExamplesRun) {
-  for (const char *page : {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md"}) {
+  for (const char *page :
+       {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md", "docs/gem.md"}) {
     const std::string text = source(page);
     for (const std::string &block : blocks(text, "console"))
       runConsole(block);
@@ -98,19 +99,6 @@ TEST(Examples, TheContainerScriptsRun) {
        {"hsms_links.ini", "hsms_links.log", "hsms_links001.log", "hsms_links002.log"})
     EXPECT_TRUE(std::filesystem::exists(folder / file)) << file;
   EXPECT_FALSE(std::filesystem::exists(folder / "hsms_links003.log"));
-}
-
-TEST(Demo, TellsItsStory) {
-  const Result result = run("velto demo", ".");
-  EXPECT_EQ(result.status, 0) << result.output;
-  for (const char *line :
-       {"  host --> equipment  SelectReq\n", "  equipment --> host  SelectRsp\n",
-        "  host --> equipment  S1F13W\n", "  equipment --> host  S1F14\n",
-        "  host --> equipment  S1F1W\n", "  equipment --> host  S1F2\n",
-        "  host --> equipment  LinktestReq\n", "  equipment --> host  LinktestRsp\n",
-        "  equipment --> host  S6F11W\n", "        <a 'LOT-0042'>\n",
-        "  host --> equipment  S6F12\n", "  host --> equipment  SeparateReq\n"})
-    EXPECT_THAT(result.output, HasSubstr(line));
 }
 
 TEST(Program, MindsItsStandardStreams) {

@@ -5,6 +5,7 @@
 #include "support/temporary_directory.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
@@ -109,12 +110,14 @@ TEST(DataFile, HasTheBytesOfTheArchive) {
 }
 
 TEST(DataFile, ReadsTheOlderCommunicationModel) {
-  const auto loaded = loadGemData(head(1, "\x01\x02"
-                                          "EQ\x03"
-                                          "1.0") +
-                                  u16(0) + emptyRest());
-  ASSERT_TRUE(loaded);
-  EXPECT_EQ(loaded->communication, (CommunicationSettings{1, "EQ", "1.0", true}));
+  for (const uint32_t schema : {0U, 1U}) {
+    const auto loaded = loadGemData(head(schema, "\x01\x02"
+                                                 "EQ\x03"
+                                                 "1.0") +
+                                    u16(0) + emptyRest());
+    ASSERT_TRUE(loaded) << schema;
+    EXPECT_EQ(loaded->communication, (CommunicationSettings{1, "EQ", "1.0", true}));
+  }
   EXPECT_TRUE(loadGemData(head(77) + u16(0) + emptyRest())) << "any schema is read as the newest";
 }
 
@@ -232,28 +235,34 @@ public:
   int failing = std::numeric_limits<int>::max(); ///< which operation, from 0
   bool crash = false;                            ///< and all that follow
   bool links = true;
+  std::string broken; ///< "write", "rename" or "sync" of `target`: what always fails
+  std::string target;
 
   int operations() const { return operations_; }
 
   bool write(const std::string &path, std::string_view bytes) override {
-    if (works())
+    if (works() && !isBroken("write", path, ".new"))
       return FileSystem::write(path, bytes);
-    if (operations_ == failing + 1)
+    if (operations_ - 1 == failing)
       FileSystem::write(path, bytes.substr(0, bytes.size() / 2));
     return false;
   }
   bool rename(const std::string &from, const std::string &to) override {
-    return works() && FileSystem::rename(from, to);
+    return works() && !isBroken("rename", to) && FileSystem::rename(from, to);
   }
   bool remove(const std::string &path) override { return works() && FileSystem::remove(path); }
   bool link(const std::string &path, const std::string &name) override {
     return links && works() && FileSystem::link(path, name);
   }
   bool syncDirectory(const std::string &path) override {
-    return works() && FileSystem::syncDirectory(path);
+    return works() && !isBroken("sync", path) && FileSystem::syncDirectory(path);
   }
 
 private:
+  bool isBroken(std::string_view operation, const std::string &path,
+                const char *suffix = "") const {
+    return broken == operation && path == target + suffix;
+  }
   bool works() {
     const int operation = operations_++;
     return crash ? operation < failing : operation != failing;
@@ -296,7 +305,7 @@ TEST_F(SaveTest, NeverLosesTheModel) {
     for (const bool crash : {false, true}) {
       for (int failing = 0;; ++failing) {
         SCOPED_TRACE(testing::Message() << links << crash << failing);
-        for (const char *suffix : {"", "001", "002", ".new"})
+        for (const char *suffix : {"", "000", "001", "002", ".new"})
           systemFiles().remove(path_ + suffix);
         ASSERT_TRUE(saveDataFile(systemFiles(), path_, 2, "the oldest model"));
         ASSERT_TRUE(saveDataFile(systemFiles(), path_, 2, old));
@@ -318,10 +327,51 @@ TEST_F(SaveTest, NeverLosesTheModel) {
   }
 }
 
+TEST_F(SaveTest, KeepsTheBackupsHoweverOftenItFails) {
+  const struct {
+    const char *what;
+    const char *failing;    ///< contents and backups after three saves of 5 that fail
+    const char *afterwards; ///< and after one of 6 that does not
+  } rows[] = {{"write", "4321", "6432"}, {"rename", "4321", "6432"}, {"sync", "5321", "6432"}};
+  const auto all = [this] {
+    return contents() + contents("001") + contents("002") + contents("003");
+  };
+  for (const auto &row : rows) {
+    for (const bool links : {true, false}) {
+      SCOPED_TRACE(testing::Message() << row.what << links);
+      for (const char *model : {"1", "2", "3", "4"})
+        ASSERT_TRUE(saveDataFile(systemFiles(), path_, 3, model));
+      FaultyFiles files;
+      files.links = links;
+      files.broken = row.what;
+      files.target = path_;
+      for (int i = 0; i < 3; ++i)
+        EXPECT_FALSE(saveDataFile(files, path_, 3, "5"));
+      EXPECT_EQ(all(), row.failing);
+      files.broken = "";
+      EXPECT_TRUE(saveDataFile(files, path_, 3, "6"));
+      EXPECT_EQ(all(), row.afterwards);
+      EXPECT_EQ(contents("000"), "-");
+    }
+  }
+}
+
+TEST_F(SaveTest, NumbersItsBackupsInThreeDigits) {
+  for (const char *model : {"1", "2"})
+    ASSERT_TRUE(systemFiles().write(path_ + (model[0] == '1' ? "999" : "998"), model));
+  ASSERT_TRUE(saveDataFile(systemFiles(), path_, 0, "3"));
+  ASSERT_TRUE(saveDataFile(systemFiles(), path_, 32767, "4"));
+  EXPECT_EQ(contents() + contents("001") + contents("998") + contents("999") + contents("1000"),
+            "43-2-");
+}
+
 TEST_F(SaveTest, ReportsWhatCannotBeDone) {
   EXPECT_EQ(readDataFile(systemFiles(), path_), std::nullopt);
   EXPECT_EQ(readDataFile(systemFiles(), "/dev/zero"), std::nullopt) << "it would never end";
   EXPECT_FALSE(saveDataFile(systemFiles(), directory_ / "missing/model.kel", 2, "x"));
+  ASSERT_TRUE(systemFiles().write(path_, "x"));
+  std::filesystem::resize_file(path_, kMaxDataFile + 1);
+  EXPECT_EQ(readDataFile(systemFiles(), path_), std::nullopt) << "too long";
 }
 
 } // namespace

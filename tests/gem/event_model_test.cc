@@ -1,7 +1,9 @@
 #include "gem/event_model.h"
 
+#include "gem/items.h"
 #include "gem/receive.h"
 
+#include <cmath>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -143,6 +145,24 @@ TEST_F(EventModel, AnswersQuestions) {
   EXPECT_FALSE(model.modified());
 }
 
+TEST_F(EventModel, UsesNoDataIdForAnAnswerThatTheHostHeldBack) {
+  CHSecsVerifier slot;
+  slot.message.SetFromSml("s6f15w<u4 10>");
+  slot.Verify(true);
+  slot.partner()->replyValid = false;
+  EXPECT_TRUE(model.OnReceive(slot));
+  EXPECT_EQ(model.dataId(), 1U);
+}
+
+TEST_F(EventModel, AnswersWithVariablesOfExactlyTheKind) {
+  addVariable(6, EquipmentConstant | StatusVariable, SecsByte, "1"); // as only a data file has it
+  EXPECT_EQ(receive(model, "s1f3w{<u1 6>}"), taken("s1f4{{}}"));
+  EXPECT_EQ(receive(model, "s1f11w{<u1 6>}"), taken("s1f12{{<u4 6><a><a>}}"));
+  EXPECT_EQ(receive(model, "s2f13w{}"), taken("s2f14{<u4 15><a'old'>}"));
+  EXPECT_EQ(receive(model, "s2f29w<u1 6>"), taken("s2f30{{<u4 6><a><a><a><a><a>}}"));
+  EXPECT_EQ(receive(model, "s2f15w{{<u1 6><u1 2>}}"), notTaken("s2f16<b 1>"));
+}
+
 TEST_F(EventModel, AnswersByteForByte) {
   std::string text("\0it's\r\n", 7);
   for (int c = 0; c < 256; ++c)
@@ -164,6 +184,44 @@ TEST_F(EventModel, AnswersNothingLongerThanAMessage) {
   data.reports.FindReport(1)->variables.assign(11, 1);
   EXPECT_EQ(receive(model, "s6f19w<u1 1>"), notTaken("s6f20{}"));
   EXPECT_FALSE(model.InvokeEvent(10));
+}
+
+TEST_F(EventModel, AnswersWhatOneMessageJustCarries) {
+  data.events.FindCeid(10)->reports = {1};
+  data.reports.FindReport(1)->variables = {1, 1};
+  const struct {
+    const char *request;
+    size_t around; ///< bytes of the answer beside the two values
+  } rows[] = {{"s1f3w<u1 1 1>", 10 + 2 + 2 * 4},
+              {"s6f15w<u4 10>", 10 + 2 + 6 + 6 + 2 + 10 + 2 * 4}};
+  for (const auto &row : rows) {
+    for (const bool fits : {true, false}) {
+      SCOPED_TRACE(testing::Message() << row.request << fits);
+      const size_t length = (CHSecsMessage::kMaxEncodedSize - row.around) / 2 + (fits ? 0 : 1);
+      data.variables.FindVid(1)->rawValue = "<a'" + std::string(length, 'x') + "'>";
+      CHSecsVerifier slot;
+      slot.message.SetFromSml(row.request);
+      slot.Verify(true);
+      EXPECT_EQ(model.OnReceive(slot), fits);
+      Bytes bytes;
+      EXPECT_TRUE(slot.partner()->message.Encode(bytes));
+      EXPECT_EQ(bytes.size(), fits ? CHSecsMessage::kMaxEncodedSize : 12);
+    }
+  }
+}
+
+// It takes very long when the text is parsed each time that the variable is named.
+TEST_F(EventModel, ParsesALongTextOnce) {
+  data.variables.FindVid(1)->rawValue = "{" + std::string(1'000'000, ' ') + "}";
+  data.reports.FindReport(1)->variables.assign(20'000, 1);
+  std::string elements;
+  std::string entries;
+  for (int i = 0; i < 20'000; ++i) {
+    elements += " 1";
+    entries += "{}";
+  }
+  EXPECT_EQ(receive(model, "s1f3w<u1" + elements + ">"), taken("s1f4{" + entries + "}"));
+  EXPECT_EQ(receive(model, "s6f19w<u1 1>"), taken("s6f20{" + entries + "}"));
 }
 
 struct Change {
@@ -284,6 +342,25 @@ TEST_F(EventModelChanges, SetsConstants) {
   EXPECT_TRUE(model.modified());
 }
 
+TEST_F(EventModelChanges, TakesNoValueThatSmlCannotState) {
+  addVariable(6, EquipmentConstant, SecsBoolean, "0");
+  addVariable(7, EquipmentConstant, SecsFloat, "0");
+  EXPECT_EQ(receive(model, "s2f15w{{<u1 6><bool 255>}}"), taken("s2f16<b 0>"));
+  EXPECT_EQ(receive(model, "s2f13w<u1 6>"), taken("s2f14{<bool 255>}"));
+  const auto set = [this](uint32_t ecid, CHSecsItem value) {
+    CHSecsMessage message = fromSml("s2f15w");
+    message.root = listItem(listItem(numberItem(ecid), std::move(value)));
+    return receive(model, message);
+  };
+  const Answer refused = notTaken("s2f16<b 1>");
+  EXPECT_EQ(set(4, textItem(std::string_view("a\0b", 3))), refused);
+  for (const double value : {std::nan(""), -HUGE_VAL, 1e39}) {
+    CHSecsItem item;
+    item.setNumber(value, format::kF8);
+    EXPECT_EQ(set(7, std::move(item)), refused) << value;
+  }
+}
+
 TEST_F(EventModelChanges, SetsConstantsThatAreLeftAfterTheHostReplacedThem) {
   CHSecsVerifier slot;
   slot.message.SetFromSml("s2f15w{{<u4 4><a'new'>}{<u4 3><u4 20>}{<u4 4><a'newer'>}}");
@@ -299,14 +376,16 @@ TEST_F(EventModelChanges, SetsConstantsThatAreLeftAfterTheHostReplacedThem) {
   EXPECT_THAT(owner.take(), ElementsAre("variable 4", "variable 4"));
 }
 
+// The numbers are such that a hash table of their remainders has all of them in one place.
 TEST_F(EventModelChanges, TakesManyReportsAtOnce) {
-  constexpr uint32_t kCount = 50'000;
+  constexpr uint32_t kCount = 42'000;
+  constexpr uint32_t kStep = 42'043;
   CHSecsMessage define = fromSml("s2f33w{<u4 1>{}}");
   CHSecsMessage link = fromSml("s2f35w{<u4 1>{}}");
   CHSecsMessage undefine = fromSml("s2f33w{<u4 1>{}}");
-  for (uint32_t i = 1000; i < 1000 + kCount; ++i) {
-    const std::string id = std::to_string(i);
-    model.RegisterCEID(i, kNoRole, "");
+  for (uint32_t i = 1; i <= kCount; ++i) {
+    const std::string id = std::to_string(i * kStep);
+    model.RegisterCEID(i * kStep, kNoRole, "");
     const auto add = [](CHSecsMessage &message, const std::string &entry) {
       message.root.children()[1].appendChild(fromSml(entry).root.clone());
     };
@@ -317,10 +396,10 @@ TEST_F(EventModelChanges, TakesManyReportsAtOnce) {
   EXPECT_TRUE(receive(model, define).taken);
   EXPECT_TRUE(receive(model, link).taken);
   EXPECT_EQ(data.reports.Count(), kCount + 2);
-  EXPECT_EQ(data.events.FindCeid(1000)->reports.size(), 2U);
+  EXPECT_EQ(data.events.FindCeid(kStep)->reports.size(), 2U);
   EXPECT_TRUE(receive(model, undefine).taken);
   EXPECT_EQ(definitions(data), "1:1,5 2:3");
-  EXPECT_THAT(data.events.FindCeid(1000)->reports, ElementsAre(1));
+  EXPECT_THAT(data.events.FindCeid(kStep)->reports, ElementsAre(1));
 }
 
 TEST_F(EventModel, IgnoresWhatIsNotVerified) {

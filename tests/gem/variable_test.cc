@@ -50,6 +50,22 @@ TEST(Variable, SetsItsValueAsAnItemOfItsType) {
       {SecsDWord8, "+7 items", "<u8 7>", "7"},
       {SecsWord, "1> <u2 2", "<u2 1>", "1"},
       {SecsDouble, "1e3", "<f8 1000.000000>", "1000.000000"},
+      // Of what SML takes beside numbers nothing is kept.
+      {SecsDWord, "5> /* x */", "<u4 5>", "5"},
+      {SecsDWord, "5> // x", "<u4 5>", "5"},
+      {SecsDWord, "5  [2]\t6 /* x */", "<u4 5 6>", "5 6"},
+      {SecsDWord, "0000000000000000000000000000000005", "<u4 5>", "5"},
+      {SecsFloat, "-0.000001  1.5", "<f4 -0.000001 1.500000>", "-0.000001 1.500000"},
+      {SecsList, "", "{ }", ""},
+      // Bytes have no sign, Boolean is true but for 0.
+      {SecsBoolean, "-1", "<bool 255>", "-1"},
+      {SecsBoolean, "-1 true 0", "<bool 255 1 0>", "-1 1 0"},
+      {SecsBinary, "1 -1", "<b 1 255>", "1 255"},
+      {SecsByte, "-2", "<u1 254>", "254"},
+      // What is not finite.
+      {SecsDouble, "nan", "<f8 0>", "0.000000"},
+      {SecsDouble, "-inf", "<f8 0>", "0.000000"},
+      {SecsFloat, "2.5 1.0e39", "<f4 2.500000 0>", "2.500000 0.000000"},
       // Types that there are none of.
       {SecsInvalid, "5", "<u4 0>", "0"},
       {17, "5", "<u4 0>", "0"},
@@ -112,8 +128,9 @@ TEST(Variable, ComparesWithItsBoundsAsItsTypeAsks) {
       {SecsDWord, "10", "", {"10", "4294967295"}, {"9"}},
       {SecsChar, "-5", "-1", {"-5", "-1"}, {"-6", "0"}},
       {SecsDWord8, "0", "9223372036854775807", {"9223372036854775808"}, {"-1"}}, // saturates
-      {SecsFloat, "-1.5", "", {"-1.5", "7"}, {"-1.6", "nan", "-inf"}},
-      {SecsDouble, "", "1e3", {"1000", "-inf"}, {"1000.5", "nan", "inf"}},
+      {SecsFloat, "-1.5", "", {"-1.5", "7"}, {"-1.6", "nan", "inf"}},
+      {SecsFloat, "", "", {"1e38", "", "abc"}, {"1e39", "1 2 nan"}},
+      {SecsDouble, "", "1e3", {"1000", "-1e300"}, {"1000.5", "nan", "-inf", "-1e999"}},
       {SecsBinary, "1", "255", {"1", "255"}, {"0", "-1"}}, // -1 is a large unsigned number
       {SecsBoolean, "0", "1", {"0", "1"}, {"-1"}},
       {SecsAscii, "b", "c", {"a", "d", ""}, {}},
@@ -130,6 +147,9 @@ TEST(Variable, ComparesWithItsBoundsAsItsTypeAsks) {
     for (const char *text : row.outside)
       EXPECT_FALSE(tested.IsInRange(text)) << int(row.type) << " " << text;
   }
+  CHGemEventVid text;
+  text.nodeType = SecsAscii;
+  EXPECT_FALSE(text.IsInRange(std::string_view("a\0b", 3))) << "no text in SML holds it";
 }
 
 TEST(Variable, StatesBoundsAsItemsOfItsType) {
@@ -141,6 +161,10 @@ TEST(Variable, StatesBoundsAsItemsOfItsType) {
       {SecsDWord, "", "<u4 >"},
       {SecsDWord, "10.9", "<u4 10>"},
       {SecsByte, "300", "<u1 44>"},
+      {SecsByte, "-1", "<u1 255>"},
+      {SecsBinary, "-1", "<b 255>"},
+      {SecsBoolean, "-1", "<bool 255>"},
+      {SecsDouble, "nan", "<f8 0>"},
       {SecsFloat, "1.5", "<f4 1.500000>"},
       {SecsDWord8, "18446744073709551615", "<u8 18446744073709551615>"},
       {SecsAscii, "it's", "<a'it' 0x27 's'>"},
@@ -172,6 +196,19 @@ TEST(VariableList, KeepsTheOrderOfNumbers) {
   EXPECT_TRUE(list.Remove(5));
   EXPECT_FALSE(list.Remove(5));
   EXPECT_THAT(numbers(), ElementsAre(-1, 3, 7, -1, -1));
+}
+
+TEST(VariableList, SortsWhatWasAppended) {
+  CHGemEventVidList list;
+  for (const uint32_t vid : {7, 3, 5})
+    list.Append(variable(vid, StatusVariable, static_cast<uint8_t>(vid)));
+  EXPECT_TRUE(list.Sort());
+  EXPECT_EQ(list.numberAt(0), 3);
+  EXPECT_EQ(list.FindVid(7), &list.at(2));
+  EXPECT_EQ(list.FindByRole(5), &list.at(1));
+  list.Append(variable(5, StatusVariable, 9));
+  EXPECT_FALSE(list.Sort());
+  EXPECT_EQ(list.FindByRole(9), &list.at(2));
 }
 
 TEST(VariableList, FindsByNumberAndKind) {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace velto {
 namespace {
@@ -86,6 +87,33 @@ TEST_F(FileTest, ReplacesInOneStep) {
     EXPECT_EQ(files_.read(path_), c.contents);
     EXPECT_EQ(entries(), 1U) << "nothing is left beside the file";
   }
+}
+
+TEST_F(FileTest, ReplacesRegularFilesOnly) {
+  ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+  std::filesystem::create_symlink(path_, directory_ / "alias");
+  std::filesystem::create_directory(directory_ / "folder");
+  for (const char *name : {"file", "alias", "folder"})
+    EXPECT_FALSE(files_.replace(directory_ / name, "x")) << name;
+  EXPECT_TRUE(std::filesystem::is_fifo(path_));
+  EXPECT_TRUE(std::filesystem::is_symlink(directory_ / "alias"));
+  EXPECT_TRUE(std::filesystem::is_directory(directory_ / "folder"));
+  EXPECT_EQ(entries(), 3U);
+}
+
+TEST_F(FileTest, GivesASecondName) {
+  const std::string second = directory_ / "second";
+  EXPECT_FALSE(files_.link(path_, second)) << "no file";
+  ASSERT_TRUE(files_.write(path_, "old"));
+  ASSERT_TRUE(files_.link(path_, second));
+  EXPECT_FALSE(files_.link(path_, second)) << "the name is taken";
+  ASSERT_TRUE(files_.replace(path_, "new"));
+  EXPECT_EQ(files_.read(second), "old");
+
+  const std::string alias = directory_ / "alias";
+  std::filesystem::create_symlink(path_, alias);
+  ASSERT_TRUE(files_.link(alias, directory_ / "third"));
+  EXPECT_FALSE(std::filesystem::is_symlink(directory_ / "third")) << "the file, not the way to it";
 }
 
 } // namespace

@@ -81,6 +81,13 @@ struct EveryCommand {
   Operand milliseconds;
   std::shared_ptr<const Body> body;
 };
+/// A property that goes from one number to another.
+struct RampCommand {
+  Access target;
+  Operand from;
+  Operand to;
+  Operand seconds;
+};
 struct WaitTimeCommand {
   Operand milliseconds;
 };
@@ -108,9 +115,9 @@ struct QuitCommand {};
 
 using Command =
     std::variant<NewCommand, DeleteCommand, ShowCommand, DescribeCommand, EvaluateCommand,
-                 AssignCommand, LetCommand, OnCommand, OffCommand, EveryCommand, WaitTimeCommand,
-                 WaitEventCommand, WaitForeverCommand, ExpectCommand, PrintCommand, AnswerCommand,
-                 IncludeCommand, QuitCommand>;
+                 AssignCommand, LetCommand, OnCommand, OffCommand, EveryCommand, RampCommand,
+                 WaitTimeCommand, WaitEventCommand, WaitForeverCommand, ExpectCommand, PrintCommand,
+                 AnswerCommand, IncludeCommand, QuitCommand>;
 
 struct Body {
   Location where;

@@ -27,6 +27,9 @@ public:
 
   void setOnError(OnError onError) { onError_ = onError; }
 
+  /// Makes a control of the program itself known to the commands; see Stage::adopt().
+  void adopt(const std::string &name, Control &control) { stage_.adopt(name, control); }
+
   /// Both are false when the file or line failed, which has been reported then.
   bool runFile(const std::string &path);
   bool runLine(std::string_view line, const Location &where);
@@ -60,6 +63,25 @@ private:
     bool busy = false;
   };
 
+  /// The way of a property from one number to another.
+  struct RampPath {
+    Location where;
+    std::string control;
+    std::string property;
+    std::vector<Variant> index = {};
+    double from = 0;
+    double to = 0;
+    uint32_t duration = 0;  ///< ms
+    uint32_t startedAt = 0; ///< tick
+  };
+  /// A property on that way; it has arrived when the timer rests.
+  struct Ramp {
+    Ramp(EventLoop &loop, RampPath way, std::function<void(Ramp &)> step)
+        : path(std::move(way)), timer(loop, [this, step = std::move(step)] { step(*this); }) {}
+    RampPath path;
+    Timer timer;
+  };
+
   void end(State state);
   bool fail(const Location &where, const std::string &reason);
   bool runSource(const std::string &path, std::string_view source, const Frame *frame);
@@ -76,7 +98,11 @@ private:
   Outcome evaluateMember(const Access &access, const Scope &scope);
   std::string evaluateAll(const std::vector<Operand> &values, const Scope &scope,
                           std::vector<Variant> &results);
+  std::optional<double> number(const Operand &value, const Scope &scope);
   std::optional<uint32_t> milliseconds(const Operand &value, const Scope &scope);
+  bool assign(const std::string &control, const std::string &property, const Variant &value,
+              Arguments index, const Location &where);
+  bool step(Ramp &ramp);
   const Member *findEvent(const EventRef &event, const Scope &scope);
 
   // False when the command failed, which has been reported then.
@@ -90,6 +116,7 @@ private:
   bool execute(const OnCommand &command, const Scope &scope);
   bool execute(const OffCommand &command, const Scope &scope);
   bool execute(const EveryCommand &command, const Scope &scope);
+  bool execute(const RampCommand &command, const Scope &scope);
   bool execute(const WaitTimeCommand &command, const Scope &scope);
   bool execute(const WaitEventCommand &command, const Scope &scope);
   bool execute(const WaitForeverCommand &command, const Scope &scope);
@@ -110,6 +137,7 @@ private:
   ContainerFrontEnd frontEnd_;
   Stage stage_;
   std::vector<std::unique_ptr<Periodic>> periodics_;
+  std::vector<std::unique_ptr<Ramp>> ramps_;
 };
 
 } // namespace velto::container

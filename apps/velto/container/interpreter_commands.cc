@@ -2,13 +2,18 @@
 
 #include "apps/velto/container/literal.h"
 #include "apps/velto/describe.h"
+#include "platform/text.h"
 
+#include <cmath>
 #include <limits>
 #include <utility>
 
 namespace velto::container {
 
 namespace {
+
+constexpr uint32_t kRampStep = 100; // ms between the values of a ramp
+constexpr double kLongestRamp = std::numeric_limits<int32_t>::max() / 1000; // s
 
 std::optional<double> numberIn(const Variant &value) {
   if (!value.isNumber() && !value.isText())
@@ -90,11 +95,16 @@ bool Interpreter::execute(const AssignCommand &command, const Scope &scope) {
   const Outcome value = evaluate(command.value, scope);
   if (!value)
     return fail(scope.where, value.error);
-  Control *control = stage_.find(command.target.control);
-  if (control == nullptr)
-    return fail(scope.where, Stage::noControl(command.target.control));
-  const Outcome written = control->set(command.target.member, value.value, index);
-  return written || fail(scope.where, written.error);
+  return assign(command.target.control, command.target.member, value.value, index, scope.where);
+}
+
+bool Interpreter::assign(const std::string &control, const std::string &property,
+                         const Variant &value, Arguments index, const Location &where) {
+  Control *target = stage_.find(control);
+  if (target == nullptr)
+    return fail(where, Stage::noControl(control));
+  const Outcome written = target->set(property, value, index);
+  return written || fail(where, written.error);
 }
 
 bool Interpreter::execute(const LetCommand &command, const Scope &scope) {
@@ -135,6 +145,62 @@ bool Interpreter::execute(const EveryCommand &command, const Scope &scope) {
   }));
   periodics_.back()->timer.startPeriodic(*period);
   return true;
+}
+
+// A ramp replaces the one that its property is on.
+bool Interpreter::execute(const RampCommand &command, const Scope &scope) {
+  RampPath path{scope.where, command.target.control, command.target.member};
+  if (const std::string error = evaluateAll(command.target.arguments, scope, path.index);
+      !error.empty())
+    return fail(scope.where, error);
+  const auto from = number(command.from, scope);
+  const auto to = from ? number(command.to, scope) : std::nullopt;
+  const auto seconds = to ? number(command.seconds, scope) : std::nullopt;
+  if (!seconds)
+    return false;
+  if (!(*seconds >= 0 && *seconds <= kLongestRamp))
+    return fail(scope.where, Variant(*seconds).text() + " is no time in seconds");
+  path.from = *from;
+  path.to = *to;
+  path.duration = static_cast<uint32_t>(*seconds * 1000);
+  path.startedAt = loop_.clock().ticks();
+  std::erase_if(ramps_, [&path](const std::unique_ptr<Ramp> &other) {
+    return !other->timer.running() ||
+           (other->path.control == path.control && other->path.index == path.index &&
+            equalsIgnoreCase(other->path.property, path.property));
+  });
+  ramps_.push_back(
+      std::make_unique<Ramp>(loop_, std::move(path), [this](Ramp &ramp) { step(ramp); }));
+  ramps_.back()->timer.startPeriodic(kRampStep);
+  return step(*ramps_.back());
+}
+
+std::optional<double> Interpreter::number(const Operand &value, const Scope &scope) {
+  const Outcome outcome = evaluate(value, scope);
+  const auto number = numberIn(outcome.value);
+  if (!outcome)
+    fail(scope.where, outcome.error);
+  else if (!number)
+    fail(scope.where, toLiteral(outcome.value) + " is no number");
+  return number;
+}
+
+// What is needed of the ramp is copied: the write may run handlers which end it.
+bool Interpreter::step(Ramp &ramp) {
+  const RampPath path = ramp.path;
+  const uint32_t elapsed = loop_.clock().ticks() - path.startedAt;
+  double value = path.to;
+  if (ended() || elapsed >= path.duration)
+    ramp.timer.stop();
+  else
+    value = path.from + (path.to - path.from) * elapsed / path.duration;
+  const Control *control = stage_.find(path.control);
+  const Member *property =
+      control != nullptr ? control->members().find(path.property, Member::Kind::Property) : nullptr;
+  if (property != nullptr && property->type != ValueType::Double &&
+      property->type != ValueType::Text)
+    value = std::round(value);
+  return ended() || assign(path.control, path.property, value, path.index, path.where);
 }
 
 bool Interpreter::execute(const WaitTimeCommand &command, const Scope &scope) {

@@ -154,6 +154,7 @@ private:
         {"on", &Parser::parseOn},
         {"off", &Parser::parseOff},
         {"every", &Parser::parseEvery},
+        {"ramp", &Parser::parseRamp},
         {"wait", &Parser::parseWait},
         {"expect", &Parser::parseExpect},
         {"print", &Parser::parsePrint},
@@ -230,6 +231,18 @@ private:
       return std::nullopt;
     auto body = parseBody();
     return body ? Parsed(EveryCommand{std::move(*period), std::move(body)}) : std::nullopt;
+  }
+
+  Parsed parseRamp() {
+    if (current().kind != Token::Kind::Word || !lexer_.dotFollows())
+      return fail(unexpected("property"));
+    auto target = parseAccess();
+    auto from = target ? parseOperand() : std::nullopt;
+    auto to = from ? parseOperand() : std::nullopt;
+    auto seconds = to ? parseOperand() : std::nullopt;
+    if (!seconds)
+      return std::nullopt;
+    return RampCommand{std::move(*target), std::move(*from), std::move(*to), std::move(*seconds)};
   }
 
   bool atEnd() const { return current().kind == Token::Kind::End || current().is(";"); }

@@ -20,10 +20,19 @@ std::string Stage::add(const std::string &name, const std::string &kind, const C
   auto control = factory_(kind, site);
   if (control == nullptr)
     return "unknown kind of control " + kind;
-  control->observe(
-      [this, name](const Member &event, Arguments arguments) { handle(name, event, arguments); });
-  entries_[name].control = std::move(control);
+  Control *const added = control.get();
+  keep(name, {std::move(control), added, {}});
   return "";
+}
+
+void Stage::adopt(const std::string &name, Control &control) {
+  keep(name, {nullptr, &control, {}});
+}
+
+void Stage::keep(const std::string &name, Entry entry) {
+  entry.control->observe(
+      [this, name](const Member &event, Arguments arguments) { handle(name, event, arguments); });
+  entries_[name] = std::move(entry);
 }
 
 // The name is free and the handlers are off before the control goes, for its end may take a while.
@@ -31,6 +40,8 @@ std::string Stage::remove(const std::string &name) {
   const auto found = entries_.find(name);
   if (found == entries_.end())
     return noControl(name);
+  if (found->second.owned == nullptr)
+    return name + " belongs to the program";
   const auto node = entries_.extract(found);
   retire(node.mapped());
   return "";
@@ -41,13 +52,13 @@ void Stage::retire(Entry &entry) {
   for (const auto &handler : entry.handlers)
     handler->active = false;
   for (Awaited *awaited : awaited_)
-    if (awaited->control_ == entry.control.get())
+    if (awaited->control_ == entry.control)
       awaited->gone_ = true;
 }
 
 Control *Stage::find(const std::string &name) const {
   const auto found = entries_.find(name);
-  return found == entries_.end() ? nullptr : found->second.control.get();
+  return found == entries_.end() ? nullptr : found->second.control;
 }
 
 bool Stage::addHandler(const std::string &name, const Member &event,
@@ -77,8 +88,10 @@ void Stage::handle(const std::string &name, const Member &event, Arguments argum
   for (Awaited *awaited : awaited_)
     if (awaited->control_ == control && !awaited->gone_ && &awaited->event_ == &event)
       awaited->came_ = true;
-  const auto handlers = entries_.at(name).handlers;
-  onEvent_(name, event, arguments);
+  const Entry &entry = entries_.at(name);
+  const auto handlers = entry.handlers;
+  if (entry.owned != nullptr)
+    onEvent_(name, event, arguments);
   for (const auto &handler : handlers)
     if (handler->active && &handler->event == &event)
       onHandler_(handler->body, event, arguments);

@@ -36,6 +36,9 @@ public:
   /// The reason why the control cannot be added or removed; empty on success.
   std::string add(const std::string &name, const std::string &kind, const ControlSite &site);
   std::string remove(const std::string &name);
+  /// Makes the program's own control known under a free name. It cannot be deleted from here, and
+  /// its events go to handlers alone. It must outlive this object.
+  void adopt(const std::string &name, Control &control);
   static std::string noControl(const std::string &name) { return "there is no control " + name; }
   /// Null when there is no such control. Ask again after each callback.
   Control *find(const std::string &name) const;
@@ -70,11 +73,13 @@ private:
     bool active = true; ///< false once removed, also while its event is on the way
   };
   struct Entry {
-    std::unique_ptr<Control> control;
+    std::unique_ptr<Control> owned; ///< null for the program's own
+    Control *control = nullptr;
     std::vector<std::shared_ptr<Handler>> handlers;
   };
 
   void handle(const std::string &name, const Member &event, Arguments arguments);
+  void keep(const std::string &name, Entry entry);
   void retire(Entry &entry);
 
   ControlFactory factory_;

@@ -1,0 +1,357 @@
+// velto equipment and velto host as people run them: child processes that talk to each other.
+#include "platform/file.h"
+#include "support/temporary_directory.h"
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace velto {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr std::chrono::seconds kPatience{40};
+
+/// The program with those arguments, run in a folder; its output is read as it comes.
+class Process {
+public:
+  Process(const std::string &folder, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), VELTO_PROGRAM);
+    std::vector<char *> argv;
+    for (std::string &argument : arguments)
+      argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    int in[2];
+    int out[2];
+    EXPECT_EQ(pipe2(in, O_CLOEXEC) | pipe2(out, O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+    posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
+    for (const int fd : {STDOUT_FILENO, STDERR_FILENO})
+      posix_spawn_file_actions_adddup2(&actions, out[1], fd);
+    pid_t pid = -1;
+    if (posix_spawn(&pid, VELTO_PROGRAM, &actions, nullptr, argv.data(), environ) == 0)
+      pid_ = pid;
+    EXPECT_GT(pid_, 0) << "the program could not be started";
+    posix_spawn_file_actions_destroy(&actions);
+    close(in[0]);
+    close(out[1]);
+    input_ = in[1];
+    output_ = out[0];
+  }
+  ~Process() {
+    signal(SIGKILL);
+    if (pid_ > 0)
+      waitpid(pid_, nullptr, 0);
+    close(input_);
+    close(output_);
+  }
+  Process(const Process &) = delete;
+  Process &operator=(const Process &) = delete;
+
+  /// Waits for a text in what the process has printed behind the last text waited for.
+  bool prints(const std::string &text) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    size_t found = 0;
+    while ((found = output.find(text, seen_)) == std::string::npos)
+      if (std::chrono::steady_clock::now() > deadline || !read())
+        return false;
+    seen_ = found + text.size();
+    return true;
+  }
+  void type(const std::string &line) {
+    EXPECT_EQ(write(input_, line.data(), line.size()), static_cast<ssize_t>(line.size()));
+  }
+  void interrupt() { signal(SIGINT); }
+  /// The exit status, once the output has ended; -1 after a signal, and when it does not end.
+  int status() {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (read())
+      if (std::chrono::steady_clock::now() > deadline)
+        signal(SIGKILL);
+    int status = 0;
+    const bool ended = pid_ > 0 && waitpid(pid_, &status, 0) == pid_;
+    pid_ = kNone;
+    return ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  std::string output; ///< standard output and standard error
+
+private:
+  static constexpr pid_t kNone = 0;
+
+  // Without a process of its own there is nobody to signal: 0 and -1 would mean others.
+  void signal(int number) {
+    if (pid_ > 0)
+      kill(pid_, number);
+  }
+
+  bool read() {
+    pollfd ready{output_, POLLIN, 0};
+    if (poll(&ready, 1, 200) == 0)
+      return true;
+    std::array<char, 4096> chunk{};
+    const ssize_t count = ::read(output_, chunk.data(), chunk.size());
+    if (count > 0)
+      output.append(chunk.data(), static_cast<size_t>(count));
+    return count > 0;
+  }
+
+  pid_t pid_ = kNone;
+  int input_ = -1;
+  int output_ = -1;
+  size_t seen_ = 0;
+};
+
+/// A folder with the example equipment, and the programs in it.
+class GemTools : public testing::Test {
+protected:
+  GemTools() {
+    const auto model = systemFiles().read(VELTO_SOURCE_DIR "/examples/etch_tool.model");
+    EXPECT_TRUE(model && systemFiles().write(folder / "etch.model", *model));
+  }
+
+  std::string file(const std::string &name, const std::string &text) {
+    EXPECT_TRUE(systemFiles().write(folder / name, text));
+    return name;
+  }
+
+  std::unique_ptr<Process> run(std::vector<std::string> arguments) {
+    return std::make_unique<Process>(folder / "", std::move(arguments));
+  }
+
+  /// The equipment on a free port, which `port` then is.
+  std::unique_ptr<Process> equipment(std::vector<std::string> options = {}) {
+    options.insert(options.begin(), {"equipment", "--data", "etch.model", "--port", "0"});
+    auto process = run(options);
+    EXPECT_TRUE(process->prints("listening")) << process->output;
+    EXPECT_TRUE(process->prints("\n"));
+    const std::string &output = process->output;
+    const size_t start = output.find_first_of("0123456789", output.find("listening"));
+    port = output.substr(start, output.find_first_not_of("0123456789", start) - start);
+    return process;
+  }
+
+  std::unique_ptr<Process> host(std::vector<std::string> options = {}) {
+    options.insert(options.begin(), {"host", "127.0.0.1:" + port, "--t5", "1"});
+    return run(options);
+  }
+
+  TemporaryDirectory folder;
+  std::string port;
+};
+
+// The first block of that language in the documentation.
+std::string documented(const std::string &language) {
+  const std::string page = systemFiles().read(VELTO_SOURCE_DIR "/docs/tools.md").value_or("");
+  const std::string fence = "```" + language + "\n";
+  const size_t start = page.find(fence) + fence.size();
+  return page.substr(start, page.find("```", start) - start);
+}
+
+TEST_F(GemTools, PlayTheExamplesOfTheDocumentation) {
+  const auto tool = equipment({"--script", file("etch.velto", documented("velto"))});
+  const auto visitor =
+      host({"--names", "etch.model", "--script", file("visit", documented("host"))});
+  EXPECT_EQ(visitor->status(), 0) << visitor->output;
+  for (const char *line : {"--> S1F14  Establish", "<-- S6F11W  Event Report Send\n", "--> S6F12",
+                           "--> S5F2", "* Etch started", "--> SeparateReq\n"})
+    EXPECT_THAT(visitor->output, HasSubstr(line));
+  EXPECT_TRUE(tool->prints("the host set constant 304")) << tool->output;
+  EXPECT_TRUE(tool->prints("<-- SeparateReq")) << tool->output;
+  tool->interrupt();
+  EXPECT_EQ(tool->status(), 0) << tool->output;
+}
+
+TEST_F(GemTools, AHostScriptStopsAtWhatFails) {
+  const auto tool = equipment();
+  const struct {
+    const char *script;
+    const char *reason;
+  } kRows[] = {
+      {"jump", ":1: there is no command jump; help lists them"},
+      {"# fine\n\nstatus 1 x", ":3: \"x\" is no number"},
+      {"are-you-there\nexpect ETCH-2", ":2: the last answer does not contain \"ETCH-2\""},
+      {"define 1 101", ":1: S2F34: a report is already defined (code 3)"},
+      {"define 77 999", "S2F34: a variable does not exist (code 4)"},
+      {"link 11 4", "S2F36: an event is already linked (code 3)"},
+      {"enable 1 2 99", "S2F38: an event does not exist (code 1)"},
+      {"enable-alarms 1001 7", "S5F4: not accepted (code 1)"},
+      {"set 304 hot", "\"hot\" is no value for constant 304"},
+      {"set 302 257", "\"257\" is no value for constant 302"},
+      {"set 304 500.5", "S2F16: a constant does not exist (code 1)"},
+      {"set 101 5", "there is no constant 101"},
+      {"send S1F3W {<u4", "parse error"},
+      {"send S3F17W", "S9F7: Illegal Data"},
+      {"send S99F1W", "S9F3: Unrecognized Stream Type"},
+      {"offline\nstatus 101", ":2: S1F0: the equipment aborted the transaction"},
+      {"online\nwait S6F11\nonline\nwait S6F11 0.1", ":4: S6F11 did not come in time"},
+      {"command START LOT", "\"LOT\" is no parameter: NAME=VALUE"},
+      {"time \"2026", "a quote is not closed"},
+  };
+  for (const auto &row : kRows) {
+    const auto visitor = host({"--script", file("script", row.script)});
+    EXPECT_EQ(visitor->status(), 1) << visitor->output;
+    EXPECT_THAT(visitor->output, HasSubstr(std::string("velto: script:")));
+    EXPECT_THAT(visitor->output, HasSubstr(row.reason));
+  }
+}
+
+/// Whether a line is an object of names with texts, whole numbers and truth values.
+bool isFlatObject(std::string_view line) {
+  const auto text = [&line] {
+    bool good = line.starts_with('"');
+    for (line.remove_prefix(good); good && !line.empty() && line[0] != '"';) {
+      const bool escape = line[0] == '\\';
+      const bool code = line.starts_with("\\u");
+      good = line[0] >= 0x20 && (!escape || std::string_view("nu\"\\").find(line[1]) < 4) &&
+             (!code || line.substr(2, 4).find_first_not_of("0123456789abcdef") > 3);
+      line.remove_prefix(code ? 6 : escape ? 2 : 1);
+    }
+    line.remove_prefix(!line.empty());
+    return good;
+  };
+  if (!line.starts_with('{'))
+    return false;
+  do {
+    line.remove_prefix(1);
+    if (!text() || !line.starts_with(':'))
+      return false;
+    line.remove_prefix(1);
+    if (line.starts_with('"') ? !text() : line.find_first_of(",}") == 0)
+      return false;
+    line.remove_prefix(std::min(line.find_first_not_of("-0123456789truefalse"), line.size()));
+  } while (line.starts_with(','));
+  return line == "}";
+}
+
+TEST_F(GemTools, PrintsJson) {
+  const auto tool = equipment(
+      {"--json", "--script",
+       file("script",
+            "eq.VIDValue(202) = \"\\x01\\xff\\\"\\\\\\n\"\nprint \"a\\tb\" eq.VIDValue(202)\n"
+            "on eq.VIDChanged quit\n")});
+  const auto visitor = host({"--script", file("visit", "define 30 202\nlink 21\nlink 21 30\n"
+                                                       "send S6F15W <u4 21>\nset 303 7\n")});
+  EXPECT_EQ(tool->status(), 0) << "the script ends it";
+  size_t lines = 0;
+  for (size_t at = 0; at < tool->output.size(); ++lines) {
+    const size_t end = tool->output.find('\n', at);
+    const std::string line = tool->output.substr(at, end - at);
+    EXPECT_TRUE(isFlatObject(line)) << line;
+    at = end + 1;
+  }
+  EXPECT_GT(lines, 10U);
+  for (const char *part :
+       {"\"event\":\"output\",\"text\":\"a\\u0009b \\u0001\\u00ff\\\"\\\\",
+        "\"event\":\"received\"",
+        "\"message\":\"S2F33W\",\"name\":\"Define Report\",\"system_bytes\":",
+        "0x01 '\\u00ff\\\"\\\\' 0x0a", "\"vid\":303,\"name\":\"Reflected power limit\""})
+    EXPECT_THAT(tool->output, HasSubstr(part));
+}
+
+TEST_F(GemTools, EitherEndsCleanlyAndTheOtherGoesOn) {
+  auto tool = equipment();
+  const auto visitor = host();
+  visitor->type("set 305 123\ncommand STOP\n");
+  EXPECT_TRUE(visitor->prints("<-- S2F42")) << visitor->output;
+  tool->interrupt();
+  EXPECT_EQ(tool->status(), 0) << tool->output;
+  EXPECT_THAT(tool->output, HasSubstr("--> SeparateReq\n"));
+  EXPECT_TRUE(visitor->prints("disconnected: ")) << visitor->output;
+  EXPECT_TRUE(visitor->prints("problem: cannot connect to 127.0.0.1:" + port)) << visitor->output;
+
+  // Back on the same port, with what the host had set: the import is not repeated.
+  tool = run({"equipment", "--data", "etch.model", "--port", port, "--quiet"});
+  visitor->type("constants 305\n");
+  EXPECT_TRUE(visitor->prints("305 = 123")) << visitor->output;
+  visitor->interrupt();
+  EXPECT_EQ(visitor->status(), 0) << visitor->output;
+  EXPECT_THAT(visitor->output, HasSubstr("--> SeparateReq\n"));
+
+  const auto next = host();
+  next->type("are-you-there\nnothing\nhelp\nquit\nonline\n");
+  EXPECT_EQ(next->status(), 0) << next->output;
+  for (const char *line :
+       {"<-- S1F2  On Line Data", "failed: there is no command nothing", "  names  "})
+    EXPECT_THAT(next->output, HasSubstr(line));
+  EXPECT_THAT(next->output, Not(HasSubstr("S1F17W"))) << "quit ends it at once";
+  tool->interrupt();
+  EXPECT_EQ(tool->status(), 0);
+  EXPECT_EQ(tool->output, "") << "quiet";
+}
+
+TEST_F(GemTools, AnEquipmentNeedsNoModel) {
+  for (int i = 0; i < 2; ++i) {
+    const auto tool =
+        run({"equipment", "--port", "0", "--script", file("script", "eq.VIDCount\nquit\n")});
+    EXPECT_EQ(tool->status(), 0) << tool->output;
+    EXPECT_THAT(tool->output, HasSubstr("= 2\n"));
+  }
+}
+
+TEST_F(GemTools, SayWhatIsWrong) {
+  const auto tool = equipment();
+  file("bad.model", "[variables]\nvid=x\n");
+  file("junk.kel", "no data file");
+  file("fails", "print 1\neq.Nothing\n");
+  file("deletes", "delete eq\n");
+  file("off.ini", "[LogicalConnection]\nObjectModel=0\n");
+  file("ask", "status\n");
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    std::string message;
+  } kRows[] = {
+      {{"equipment", "--help"}, 0, "usage: velto equipment"},
+      {{"host", "--help"}, 0, "usage: velto host"},
+      {{"equipment", "--fast"}, 2, "there is no option --fast"},
+      {{"equipment", "--port"}, 2, "--port needs a value"},
+      {{"equipment", "--port", "65536"}, 2, "--port takes a number from 0 to 65535"},
+      {{"equipment", "--quiet", "--json"}, 2, "exclude each other"},
+      {{"equipment", "--keep", "a.kel"}, 2, "--keep goes with --data FILE.model"},
+      {{"equipment", "a.ini", "b.ini"}, 2, "one settings file"},
+      {{"host"}, 2, "the address of one equipment"},
+      {{"host", "localhost:x"}, 2, "localhost:x is no address"},
+      {{"host", "localhost", "--t3", "0"}, 2, "take seconds"},
+      {{"host", "localhost", "--device", "32768"}, 2, "--device takes"},
+      {{"equipment", "none.ini"}, 1, "velto: none.ini: cannot be read\n"},
+      {{"equipment", "off.ini", "--port", "0"}, 1, "velto: off.ini: the equipment model is"},
+      {{"equipment", "--data", "none.kel"}, 1, "velto: none.kel: cannot be read\n"},
+      {{"equipment", "--data", "junk.kel"}, 1, "velto: junk.kel: is no model data file\n"},
+      {{"equipment", "--data", "none.model"}, 1, "velto: none.model: cannot be read\n"},
+      {{"equipment", "--data", "bad.model"}, 1, "velto: bad.model:2: vid must be"},
+      {{"equipment", "--port", port},
+       1,
+       "velto: cannot listen on port " + port + ": Address already in use\n"},
+      {{"equipment", "--port", "0", "--script", "none"}, 1, "none:0: cannot read the file"},
+      {{"equipment", "--port", "0", "--script", "fails"}, 1, "error: fails:2: VeltoGem has no"},
+      {{"equipment", "--port", "0", "--script", "deletes"}, 1, "eq belongs to the program"},
+      {{"host", "localhost", "--script", "none"}, 1, "velto: none: cannot be read\n"},
+      {{"host", "localhost", "--names", "bad.model"}, 1, "velto: bad.model:2: vid must be"},
+      {{"host", "127.0.0.1:1", "--t3", "1", "--script", "ask"},
+       1,
+       "problem: cannot connect to 127.0.0.1:1 (refused or not reachable)"},
+      {{"host", "127.0.0.1:1", "--t3", "1", "--script", "ask"},
+       1,
+       "velto: ask:1: no communications with 127.0.0.1:1 within 1 s\n"},
+  };
+  for (const auto &row : kRows) {
+    const auto process = run(row.arguments);
+    EXPECT_EQ(process->status(), row.status) << process->output;
+    EXPECT_THAT(process->output, HasSubstr(row.message));
+  }
+}
+
+} // namespace
+} // namespace velto

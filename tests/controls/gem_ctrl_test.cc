@@ -1,0 +1,432 @@
+// The properties and methods of a Gem control by itself.
+#include "controls/gem_ctrl.h"
+
+#include "controls/gem_pair.h"
+#include "gem/data_file.h"
+
+namespace velto {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+std::vector<Variant> indexOf(int index) {
+  return index < 0 ? std::vector<Variant>{} : std::vector{Variant(int32_t{index})};
+}
+
+std::string read(Control &control, const char *name, int index = -1) {
+  const Outcome outcome = control.get(name, indexOf(index));
+  return outcome ? outcome.value.text() : outcome.error;
+}
+
+void put(Control &control, const char *name, const char *value, int index = -1) {
+  const Outcome outcome = control.set(name, Variant(std::string(value)), indexOf(index));
+  EXPECT_TRUE(outcome) << name << ": " << outcome.error;
+}
+
+class GemControl : public GemPair {
+protected:
+  CVeltoGemCtrl &eq = *equipment.control;
+  CVeltoGemCtrl fresh{ControlSite(net.loop, front)};
+};
+
+TEST_F(GemControl, StartsAsAnEquipmentWithAnEmptyModel) {
+  const struct {
+    const char *property;
+    const char *value;
+  } rows[] = {
+      {"ALIDCount", "0"},
+      {"CEIDCount", "0"},
+      {"VIDCount", "0"},
+      {"ControlState", "0"},
+      {"OnlineRequest", "true"},
+      {"CommunicationState", "0"},
+      {"OfflineRequest", "true"},
+      {"ControlStateSwitch", "false"},
+      {"WorkSpace", "0"},
+      {"Reply", "false"},
+      {"ViewStyle", "3"},
+      {"LogicalConnection", "1"},
+      {"Host", "false"},
+      {"PhysicalConnection", "false"},
+      {"DataBakCount", "0"},
+      {"DataFileName", "./VeltoGem.kel"},
+      {"T3", "45"},
+      {"IniFileName", "./Velto.ini"},
+      {"Node", ""},
+      {"NodeCount", "0"},
+  };
+  for (const auto &row : rows)
+    EXPECT_EQ(read(fresh, row.property), row.value) << row.property;
+}
+
+TEST_F(GemControl, PropertiesKeepWhatIsPutWithinTheirRules) {
+  const struct {
+    const char *property;
+    const char *value;
+    const char *result;
+  } rows[] = {
+      {"T3", "30", "30"},
+      {"T5", "31", "31"},
+      {"T6", "-1", "0"},
+      {"T7", "2147484", "2147483"},
+      {"T8", "2147483647", "2147483"},
+      {"T1", "5", "0"},
+      {"T2", "5", "0"},
+      {"T4", "5", "0"},
+      {"DeviceID", "65541", "5"},
+      {"Host", "true", "false"},
+      {"IniFileName", "", "./Velto.ini"},
+      {"IniFileName", "./other.ini", "./other.ini"},
+      {"DataFileName", "./a.kel", "./a.kel"},
+      {"DataBakCount", "3", "3"},
+      {"IPAddress", "10.0.0.7", "10.0.0.7"},
+      {"MyPortNumber", "5003", "5003"},
+      {"Server", "true", "true"},
+      {"DiscardDuplicatedBlock", "false", "false"},
+      {"LogFileName", "./b", "./b"},
+      {"LogSize", "9", "9"},
+      {"LogBakCount", "2", "2"},
+      {"LogCommunication", "false", "false"},
+      {"OnlineRequest", "false", "false"},
+      {"OfflineRequest", "false", "false"},
+      {"WorkSpace", "2", "2"},
+      {"WorkSpace", "3", "2"},
+      {"WorkSpace", "-1", "2"},
+      {"Wbit", "true", "true"},
+      {"Stream", "129", "1"},
+      {"Function", "257", "1"},
+      {"Wbit", "true", "true"},
+      {"PType", "258", "2"},
+      {"SType", "7", "7"},
+      {"PType", "0", "0"},
+      {"SType", "0", "0"},
+      {"SessionID", "65541", "5"},
+      {"SystemBytes", "-2", "-2"},
+      {"Verification", "5", "0"},
+      {"CommunicationState", "2", "0"},
+      {"ControlState", "4", "0"},
+      {"ViewStyle", "1", "1"},
+  };
+  for (const auto &row : rows) {
+    put(fresh, row.property, row.value);
+    EXPECT_EQ(read(fresh, row.property), row.result) << row.property << " = " << row.value;
+  }
+  EXPECT_EQ(fresh.engine().gem()->T3(), 30000U) << "milliseconds in the model";
+  EXPECT_EQ(fresh.engine().physical().t7, 2'147'483'000);
+  EXPECT_TRUE(fresh.modified());
+}
+
+TEST_F(GemControl, TheCurrentMessageIsThatOfTheWorkSpaceOrItsReply) {
+  eq.SetDeviceID(5);
+  eq.SetWorkSpace(0);
+  eq.SetSML("s1f3w{<u4 1><u4 2>}");
+  eq.SetSystemBytes(77);
+  EXPECT_EQ(eq.SessionID(), 5) << "a data message gets the device ID";
+  EXPECT_EQ(eq.Msg(), "0005810300000000004d0102b10400000001b10400000002");
+  EXPECT_EQ(eq.SML(),
+            "S1F3W\r\n{\r\n  <u4 1>            * State\r\n  <u4 2>            * Position\r\n}\r\n");
+  eq.SetReply(true);
+  eq.SetSML("s1f4{<a'x'><b 1 255>}");
+  EXPECT_EQ(eq.SystemBytes(), 77) << "a reply has the system bytes of its message";
+  const struct {
+    const char *node;
+    int32_t count;
+    int16_t type;
+    const char *value;
+    const char *hex;
+  } rows[] = {{"", 2, SecsList, "", ""},
+              {"1", 1, SecsAscii, "x", "x"},
+              {"2", 2, SecsBinary, "1 255", "01 ff"},
+              {"2[1]", 2, SecsBinary, "255", "ff"},
+              {"9", 0, 0, "", ""}};
+  for (const auto &row : rows) {
+    eq.SetNode(row.node);
+    EXPECT_EQ(eq.Node(), row.node);
+    EXPECT_EQ(eq.NodeCount(), row.count) << row.node;
+    EXPECT_EQ(eq.NodeType(), row.type) << row.node;
+    EXPECT_EQ(eq.NodeValue(), row.value) << row.node;
+    EXPECT_EQ(eq.NodeValueHex(), row.hex) << row.node;
+  }
+  eq.SetWorkSpace(2);
+  EXPECT_EQ(eq.Stream(), 0) << "each work space has a reply of its own";
+  eq.SetReply(false);
+  eq.SetSML("SelectReq");
+  EXPECT_EQ(eq.SessionID(), 0xFFFF) << "a control message belongs to no device";
+  eq.SetMsg("0005810100000000000");
+  EXPECT_EQ(eq.SType(), 1) << "19 digits are too few";
+  eq.SetMsg("00058101000000000009");
+  EXPECT_EQ(eq.SystemBytes(), 9);
+  EXPECT_TRUE(eq.Wbit());
+  eq.SetStream(0x86);
+  EXPECT_EQ(eq.Stream(), 6);
+  EXPECT_TRUE(eq.Wbit()) << "the W-bit is kept";
+  eq.SetWorkSpace(0);
+  EXPECT_EQ(eq.Function(), 3);
+}
+
+TEST_F(GemControl, AShortMessageIsShownToAUserWhoWantsToSeeErrors) {
+  const auto shownWith = [this](const char *settings) {
+    systemFiles().write(folder / "VeltoActiveX.ini", settings);
+    front.shown.clear();
+    eq.SetMsg("0005");
+    return front.shown;
+  };
+  setenv("XDG_CONFIG_HOME", (folder / "").c_str(), 1);
+  EXPECT_THAT(shownWith("[VeltoActiveX]\nShowMessageBox=1\n"), ElementsAre("Invalid string"));
+  EXPECT_THAT(shownWith("[VeltoActiveX]\nShowMessageBox=0\n"), IsEmpty());
+  unsetenv("XDG_CONFIG_HOME");
+}
+
+TEST_F(GemControl, VariablesEventsAndAlarmsAreReachedByNumber) {
+  const struct {
+    const char *property;
+    int number;
+    const char *before;
+    const char *value;
+    const char *after;
+  } rows[] = {
+      {"VIDValue", 2, "7", "12", "12"},
+      {"VIDRawValue", 2, "<u4 12>", "<u4\r\n 1\n3>", "<u4 13>"},
+      {"VIDRawValue", 4, "<a'LOT'>", "<a'one\r\ntwo'>", "<a'onetwo'>"},
+      {"VIDValue", 4, "onetwo", "x'y", "x'y"},
+      {"VIDMin", 3, "10", "11", "11"},
+      {"VIDMax", 3, "20", "21", "21"},
+      {"VIDDefault", 3, "", "12", "12"},
+      {"VIDUnit", 2, "mm", "nm", "nm"},
+      {"VIDDescription", 2, "Position", "Place", "Place"},
+      {"VIDType", 2, "2", "4", "4"},
+      {"VIDNodeType", 2, "15", "14", "14"},
+      {"CEIDDescription", 7, "Done", "Made", "Made"},
+      {"CEIDEnable", 7, "true", "false", "false"},
+      {"ALCD", 5, "5", "135", "7"},
+      {"ALTX", 5, "Hot", "Burnt", "Burnt"},
+      {"ALIDEnable", 5, "true", "false", "false"},
+      {"ALIDSet", 5, "false", "true", "true"},
+      {"ALCD", 5, "7", "6", "6"},
+      {"ALIDSet", 5, "true", "true", "true"},
+      {"ALIDSet", 5, "true", "false", "false"},
+      // Of numbers that nothing has.
+      {"VIDValue", 99, "", "1", ""},
+      {"VIDRawValue", 99, "", "<u4 1>", ""},
+      {"VIDMin", 99, "", "1", ""},
+      {"VIDType", 99, "0", "1", "0"},
+      {"VIDNodeType", 99, "0", "1", "0"},
+      {"CEIDDescription", 99, "", "x", ""},
+      {"CEIDEnable", 99, "false", "true", "false"},
+      {"ALCD", 99, "65535", "1", "65535"},
+      {"ALTX", 99, "", "x", ""},
+      {"ALIDEnable", 99, "false", "true", "false"},
+      {"ALIDSet", 99, "false", "true", "false"},
+  };
+  for (const auto &row : rows) {
+    const std::string name = std::string(row.property) + " " + std::to_string(row.number);
+    EXPECT_EQ(read(eq, row.property, row.number), row.before) << name;
+    put(eq, row.property, row.value, row.number);
+    EXPECT_EQ(read(eq, row.property, row.number), row.after) << name;
+  }
+  EXPECT_THAT(equipment.take(), IsEmpty()) << "nothing is reported";
+}
+
+TEST_F(GemControl, RegistrationKeepsTheOrderAndTheFile) {
+  const auto variable = [this](int32_t vid, int16_t kind) {
+    return fresh.RegisterVID(vid, kind, SecsDWord, "1", "9", "5", "mm", "Width");
+  };
+  fresh.SetIniFileName(folder / "fresh.ini");
+  fresh.SetDataFileName(folder / "fresh.kel");
+  EXPECT_FALSE(variable(5, 3));
+  EXPECT_FALSE(variable(5, 0x102));
+  EXPECT_TRUE(variable(7, StatusVariable));
+  EXPECT_TRUE(variable(3, EquipmentConstant));
+  EXPECT_TRUE(variable(5, DataVariable));
+  EXPECT_FALSE(variable(5, EquipmentConstant)) << "the number is taken";
+  EXPECT_EQ(fresh.VIDValue(5), "5") << "the default";
+  EXPECT_TRUE(fresh.RegisterCEID(9, 1, "To local"));
+  EXPECT_FALSE(fresh.RegisterCEID(9, 255, ""));
+  EXPECT_TRUE(fresh.RegisterALID(4, 0x185, "Hot")) << "of the ALCD the low eight bits count";
+  EXPECT_FALSE(fresh.RegisterALID(4, 1, ""));
+  EXPECT_TRUE(fresh.ALIDSet(4));
+  EXPECT_EQ(fresh.ALCD(4), 5);
+  EXPECT_TRUE(fresh.ALIDEnable(4));
+  EXPECT_TRUE(fresh.CEIDEnable(9));
+
+  std::vector<int32_t> order;
+  for (int32_t i = -1; i <= fresh.VIDCount(); ++i)
+    order.push_back(fresh.ToVID(i));
+  EXPECT_THAT(order, ElementsAre(-1, 3, 5, 7, -1));
+  EXPECT_EQ(fresh.ToCEID(0), 9);
+  EXPECT_EQ(fresh.ToALID(0), 4);
+  EXPECT_EQ(fresh.ToALID(1), -1);
+  EXPECT_TRUE(fresh.IsValidVID(7));
+  EXPECT_TRUE(fresh.UnregisterVID(7));
+  EXPECT_FALSE(fresh.UnregisterVID(7));
+  EXPECT_FALSE(fresh.IsValidVID(7));
+
+  CVeltoGemCtrl copy(net.loop);
+  copy.SetIniFileName(folder / "fresh.ini");
+  copy.SetDataFileName(folder / "fresh.kel");
+  EXPECT_TRUE(copy.LoadData());
+  EXPECT_EQ(copy.VIDCount(), 2) << "every change is in the file";
+  EXPECT_EQ(copy.CEIDDescription(9), "To local");
+  EXPECT_EQ(copy.ALTX(4), "Hot");
+  EXPECT_TRUE(fresh.UnregisterALID(4));
+  EXPECT_FALSE(fresh.UnregisterALID(4));
+  fresh.SetDataFileName(folder / "missing/fresh.kel");
+  EXPECT_TRUE(fresh.RegisterCEID(10, 255, "")) << "registered, though the file cannot be written";
+  EXPECT_FALSE(fresh.SaveData());
+}
+
+TEST_F(GemControl, LoadDataIsTrueWheneverThereIsAModel) {
+  eq.SetDataBakCount(1);
+  EXPECT_TRUE(eq.SaveData());
+  eq.SetVIDValue(2, "8");
+  EXPECT_TRUE(eq.SaveData());
+  const auto backup = readDataFile(systemFiles(), eq.DataFileName() + "001");
+  ASSERT_TRUE(backup);
+  EXPECT_EQ(loadGemData(*backup)->variables.FindVid(2)->GetValue(), "7");
+  eq.SetVIDValue(2, "9");
+  eq.SetControlState(0);
+  EXPECT_TRUE(eq.LoadIniFile());
+  EXPECT_EQ(eq.VIDValue(2), "8");
+  EXPECT_EQ(eq.ControlState(), 4) << "the initial state";
+  EXPECT_FALSE(eq.Host()) << "saved with the settings";
+  EXPECT_EQ(eq.DataBakCount(), 1);
+
+  eq.SetDataFileName(folder / "none.kel");
+  EXPECT_TRUE(eq.LoadData());
+  EXPECT_EQ(eq.VIDCount(), 0) << "no such file: an empty model";
+  eq.SetIniFileName(folder / "none.ini");
+  EXPECT_TRUE(eq.LoadData());
+  EXPECT_TRUE(eq.Host()) << "without the key the role is the host";
+  eq.SetHost(false);
+  EXPECT_FALSE(eq.Host());
+  systemFiles().write(folder / "none.ini", "[LogicalConnection]\nObjectModel=0\n");
+  EXPECT_FALSE(eq.LoadData());
+  EXPECT_EQ(eq.LogicalConnection(), 0);
+}
+
+TEST_F(GemControl, APlainConnectionHasNoModel) {
+  eq.SetT3(30);
+  eq.SetLogicalConnection(0);
+  const struct {
+    const char *property;
+    const char *value;
+    int index = -1;
+  } rows[] = {{"WorkSpace", "65535"},      {"Verification", "2"},       {"T3", "45"},
+              {"ALIDCount", "0"},          {"CEIDCount", "0"},          {"VIDCount", "0"},
+              {"ControlState", "0"},       {"CommunicationState", "0"}, {"OnlineRequest", "false"},
+              {"OfflineRequest", "false"}, {"Host", "false"},           {"VIDValue", "", 2},
+              {"ALCD", "65535", 5},        {"CEIDEnable", "false", 7}};
+  for (const auto &row : rows)
+    EXPECT_EQ(read(eq, row.property, row.index), row.value) << row.property;
+  eq.SetT3(30);
+  EXPECT_EQ(eq.T3(), 45) << "nowhere to keep it";
+  EXPECT_FALSE(eq.DefProc());
+  EXPECT_FALSE(eq.Send());
+  EXPECT_FALSE(eq.SaveData());
+  EXPECT_FALSE(eq.InvokeEvent(7));
+  EXPECT_FALSE(eq.InvokeAlarm(5, 0x80));
+  EXPECT_FALSE(eq.RegisterVID(9, 2, 15, "", "", "", "", ""));
+  EXPECT_FALSE(eq.RegisterCEID(9, 255, ""));
+  EXPECT_FALSE(eq.RegisterALID(9, 1, ""));
+  EXPECT_FALSE(eq.UnregisterVID(2));
+  EXPECT_FALSE(eq.UnregisterALID(5));
+  EXPECT_EQ(eq.ToVID(0), -1);
+  EXPECT_EQ(eq.ToCEID(0), -1);
+  EXPECT_EQ(eq.ToALID(0), -1);
+  eq.SetControlState(4);
+  eq.SetControlStateSwitch(true);
+  eq.SetSML("s1f1w");
+  EXPECT_EQ(eq.Function(), 1) << "messages can be composed all the same";
+  eq.SetHost(true);
+  EXPECT_TRUE(eq.Host());
+  eq.SetLogicalConnection(1);
+  EXPECT_FALSE(eq.Host()) << "a fresh model is an equipment";
+  EXPECT_EQ(eq.VIDCount(), 0);
+  eq.SetHost(true);
+  EXPECT_FALSE(eq.Host()) << "and stays one";
+}
+
+TEST_F(GemControl, SetupShowsOnlyThePagesThatThereAre) {
+  const struct {
+    int16_t model;
+    const char *caption;
+    int32_t options;
+    bool accepts;
+    const char *title; // empty: nothing is shown
+  } rows[] = {
+      {1, "", 0x1000, true, ""},
+      {1, "", 0, true, ""},
+      {1, "", 0x001, true, "VeltoGem Setup"},
+      {1, "Mine", 0xFFF, true, "Mine"},
+      {1, "Mine", 0x040, false, "Mine"},
+      {0, "", 0x040, true, ""},
+      {0, "", 0xDF8, true, ""},
+      {0, "", 0x200, true, "VeltoGem Setup"},
+  };
+  for (const auto &row : rows) {
+    fresh.SetLogicalConnection(row.model);
+    front.shown.clear();
+    front.accepts = row.accepts;
+    EXPECT_EQ(fresh.Setup(row.caption, row.options), row.title[0] != '\0' && row.accepts);
+    EXPECT_EQ(front.shown, row.title[0] == '\0' ? Lines{} : Lines{row.title}) << row.options;
+  }
+  fresh.AboutBox();
+  EXPECT_THAT(front.shown.back(), HasSubstr("VeltoGem"));
+}
+
+TEST_F(GemControl, TheWindowShowsTheTreeOfTheViewStyle) {
+  const auto roots = [this] {
+    std::vector<std::string> labels;
+    for (const TreeNode &root : eq.view().roots)
+      labels.push_back(root.label);
+    return labels;
+  };
+  EXPECT_THAT(roots(), ElementsAre("Entire System"));
+  EXPECT_EQ(eq.view().roots[0].children.size(), 3U);
+  eq.SetViewStyle(1);
+  EXPECT_THAT(roots(), ElementsAre("Physical Connection"));
+  eq.SetViewStyle(2);
+  EXPECT_THAT(roots(), ElementsAre("Logical Connection", "Gem"));
+  EXPECT_THAT(eq.window(), HasSubstr("State : On Line Remote"));
+  eq.SetControlState(3);
+  EXPECT_THAT(eq.window(), HasSubstr("State : On Line Local"));
+  for (const int none : {0, 4, -1}) {
+    eq.SetViewStyle(static_cast<int16_t>(none));
+    EXPECT_EQ(eq.window(), "");
+  }
+}
+
+TEST_F(GemControl, WritesToTheLogWhileItIsOn) {
+  eq.SetLogFileName(folder / "log");
+  EXPECT_FALSE(eq.WriteLogFile("first"));
+  eq.SetLog(true);
+  EXPECT_TRUE(eq.WriteLogFile("second"));
+  const std::string log = systemFiles().read(folder / "log.log").value_or("");
+  EXPECT_THAT(log, HasSubstr("second"));
+  EXPECT_THAT(log, testing::Not(HasSubstr("first")));
+}
+
+TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
+  fresh.SetT3(30);
+  fresh.SetPortNumber(5009);
+  fresh.SetDeviceID(5);
+  const PropertyBag bag = *PropertyBag::parse(fresh.save().text());
+  EXPECT_FALSE(fresh.modified());
+  for (const char *name :
+       {"IniFileName", "IPAddress", "PortNumber",  "MyPortNumber", "Server",
+        "T1",          "T2",        "T3",          "T4",           "T5",
+        "T6",          "T7",        "T8",          "DeviceID",     "DiscardDuplicatedBlock",
+        "Host",        "LogSize",   "LogBakCount", "Log",          "LogCommunication"})
+    EXPECT_NE(bag.find(name), nullptr) << name;
+  EXPECT_EQ(bag.size(), 20U);
+  CVeltoGemCtrl copy(net.loop);
+  copy.load(bag);
+  EXPECT_EQ(copy.T3(), 30);
+  EXPECT_EQ(copy.PortNumber(), 5009);
+  EXPECT_EQ(copy.DeviceID(), 5);
+}
+
+} // namespace
+} // namespace velto

@@ -1,0 +1,172 @@
+#pragma once
+
+#include "controls/gem_ctrl.h"
+#include "gem/fake_owner.h"
+#include "support/temporary_directory.h"
+#include "transport/network.h"
+
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velto {
+
+/// A front end whose operator accepts or cancels; keeps what was shown.
+class OperatorPanel final : public FrontEnd {
+public:
+  void messageBox(const std::string &text) override { shown.push_back(text); }
+  bool showSheet(PropertySheet &sheet) override {
+    shown.push_back(sheet.title);
+    return accepts;
+  }
+  bool accepts = true;
+  std::vector<std::string> shown;
+};
+
+/// Files as they are, but nothing waits for the disk.
+class UnflushedFiles final : public FileSystem {
+public:
+  bool write(const std::string &path, std::string_view bytes) override {
+    std::ofstream file(path, std::ios::binary);
+    file << bytes;
+    return file.good();
+  }
+  bool syncDirectory(const std::string &) override { return true; }
+};
+
+/// A Gem control with files of its own and the model of a small tool. It keeps its events as lines
+/// ("Received S1F1W", "ControlStateChanged 2 4"), and answers by DefProc() unless a test acts.
+class GemStation {
+public:
+  GemStation(const ControlSite &site, const std::string &pathPrefix)
+      : control(std::make_unique<CVeltoGemCtrl>(site)) {
+    control->SetIniFileName(pathPrefix + ".ini");
+    control->SetDataFileName(pathPrefix + ".kel");
+    GemData &data = model().data();
+    data.communication = {1, "ETCH-1", "1.00", true};
+    data.variables.Add(variable(1, StatusVariable, SecsByte, "<u1 4>", RoleControlState));
+    data.variables.Add(variable(2, StatusVariable, SecsDWord, "<u4 7>"));
+    data.variables.Add(variable(3, EquipmentConstant, SecsDWord, "<u4 15>"));
+    data.variables.Add(variable(4, DataVariable, SecsAscii, "<a'LOT'>"));
+    data.variables.FindVid(1)->description = "State";
+    data.variables.FindVid(2)->description = "Position";
+    data.variables.FindVid(2)->unit = "mm";
+    data.variables.FindVid(3)->minimum = "10";
+    data.variables.FindVid(3)->maximum = "20";
+    model().events().RegisterCEID(7, kNoRole, "Done");
+    model().events().RegisterCEID(8, kNoRole, "Gone");
+    model().alarms().RegisterALID(5, 5, "Hot");
+    model().alarms().RegisterALID(6, 6, "Cold");
+    control->SaveData();
+    control->observe([this](const Member &event, Arguments arguments) { note(event, arguments); });
+  }
+
+  CHGem &model() { return *control->engine().gem(); }
+  std::vector<std::string> take() { return std::exchange(lines, {}); }
+  /// The message of a slot on one line, without annotations.
+  std::string slot(size_t index) { return FakeOwner::oneLine(model().slot(index).message); }
+  /// Sends a message from the free work space.
+  bool send(const std::string &sml) {
+    control->SetWorkSpace(CHGem::kWork);
+    control->SetReply(false);
+    control->SetSML(sml);
+    return control->Send();
+  }
+
+  std::unique_ptr<CVeltoGemCtrl> control;
+  bool answers = true;
+  std::vector<std::string> lines;
+  /// Runs inside every event; it may destroy the control.
+  std::function<void(const std::string &line)> onEvent;
+
+private:
+  static CHGemEventVid variable(uint32_t vid, uint8_t kind, uint8_t type, const char *value,
+                                uint8_t role = kNoRole) {
+    CHGemEventVid fresh;
+    fresh.vid = vid;
+    fresh.kind = kind;
+    fresh.nodeType = type;
+    fresh.rawValue = value;
+    fresh.role = role;
+    return fresh;
+  }
+
+  void note(const Member &event, Arguments arguments) {
+    std::string line = event.name;
+    if (event.name == "Received" || event.name == "Sent")
+      line += " " + HeaderText(currentHeader(), HeaderTextMode::Name);
+    else if (event.name != "Connected" && event.name != "Disconnected")
+      for (const Variant &argument : arguments)
+        line += " " + argument.text();
+    lines.push_back(line);
+    if (onEvent)
+      onEvent(line);
+    if (control != nullptr && answers && event.name == "Received")
+      control->DefProc();
+  }
+
+  CHSecsHeader currentHeader() const {
+    CHSecsMessage message;
+    message.SetMsg(control->Msg());
+    return message.header;
+  }
+};
+
+/// An equipment and a host, each a Gem control, on the loopback.
+struct GemLink {
+  GemLink() {
+    host.model().SetHost(true);
+    host.model().data().communication = {1, "", "", false};
+    equipment.control->SetServer(true);
+    equipment.control->SetPortNumber(0);
+    equipment.control->SetPhysicalConnection(true);
+    settle(1);
+    equipment.control->SetPortNumber(equipment.control->engine().physical().LocalPort());
+    host.control->SetIPAddress("127.0.0.1");
+    host.control->SetPortNumber(equipment.control->PortNumber());
+  }
+
+  /// Lets both work until nothing is left to do, for some milliseconds of their time.
+  void settle(int milliseconds = 8) {
+    for (int i = 0; i < milliseconds; ++i) {
+      net.clock.advance(1);
+      net.settle();
+    }
+  }
+
+  /// Both communicating, the events so far forgotten.
+  void establish() {
+    host.model().data().communication.establishCommunications = true;
+    equipment.model().data().communication.establishCommunications = false;
+    host.control->SetPhysicalConnection(true);
+    settle();
+    ASSERT_EQ(equipment.control->CommunicationState(), 2);
+    ASSERT_EQ(host.control->CommunicationState(), 2);
+    equipment.take();
+    host.take();
+  }
+
+  /// What the equipment answers to a message of the host; "" when nothing comes.
+  std::string ask(const std::string &sml) {
+    host.model().slot(CHGem::kReceived).message.Reset(0);
+    host.take();
+    if (!host.send(sml))
+      return "not sent";
+    settle(2);
+    const std::vector<std::string> lines = host.take();
+    const bool answered = std::ranges::any_of(
+        lines, [](const std::string &line) { return line.starts_with("Received"); });
+    return answered ? host.slot(CHGem::kReceived) : "";
+  }
+
+  Network net;
+  OperatorPanel front;
+  TemporaryDirectory folder;
+  UnflushedFiles files;
+  GemStation equipment{ControlSite(net.loop, front, files), folder / "equipment"};
+  GemStation host{ControlSite(net.loop, front, files), folder / "host"};
+};
+
+class GemPair : public testing::Test, protected GemLink {};
+
+} // namespace velto
