@@ -68,37 +68,27 @@ template <typename T> void storeObjects(ArchiveWriter &archive, const auto &list
   }
 }
 
-// Calls take(object) for each object, until it returns false; false when one is not as it should.
-template <typename T> bool loadObjects(ArchiveReader &archive, auto take) {
-  const uint32_t count = archive.count(kSmallestObject);
-  for (uint32_t i = 0; i < count; ++i) {
-    archive.object(Layout<T>::kClass.name);
-    T object;
-    Layout<T>::fields(archive, object);
-    if (archive.failed() || !take(std::move(object)))
-      return false;
-  }
-  return !archive.failed();
-}
-
 // Fills a list that is kept in order of number. Objects may come in any order: to insert each in
 // its place could take a time quadratic in their number.
 template <typename T> bool loadNumbered(ArchiveReader &archive, auto &list) {
-  return loadObjects<T>(archive,
-                        [&](T &&object) {
-                          list.Append(std::move(object));
-                          return true;
-                        }) &&
-         list.Sort();
+  for (uint32_t left = archive.count(kSmallestObject); left > 0 && !archive.failed(); --left) {
+    archive.object(Layout<T>::kClass.name);
+    Layout<T>::fields(archive, list.Append());
+  }
+  return !archive.failed() && list.Sort();
 }
 
 bool loadReports(ArchiveReader &archive, CHGemEventReportList &reports) {
-  return loadObjects<CHGemEventReport>(archive, [&](CHGemEventReport &&report) {
-    if (reports.FindReport(report.rptid) != nullptr)
+  using ReportLayout = Layout<CHGemEventReport>;
+  for (uint32_t left = archive.count(kSmallestObject); left > 0; --left) {
+    archive.object(ReportLayout::kClass.name);
+    CHGemEventReport report;
+    ReportLayout::fields(archive, report);
+    if (archive.failed() || reports.FindReport(report.rptid) != nullptr)
       return false;
     reports.Add(std::move(report));
-    return true;
-  });
+  }
+  return !archive.failed();
 }
 
 bool loadCommunication(ArchiveReader &archive, CommunicationSettings &communication) {

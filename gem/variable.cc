@@ -165,21 +165,23 @@ CHSecsItem itemFromSml(std::string_view sml) {
   return none;
 }
 
-CHSecsItem ParsedValue::item(std::string_view sml) {
-  if (kept_ != nullptr && kept_->sml == sml)
-    return kept_->item.clone();
-  CHSecsItem item = itemFromSml(sml);
-  if (!keeps(sml))
-    return item;
+const CHSecsItem &ParsedValue::kept(std::string_view sml) {
   if (kept_ == nullptr)
     kept_ = std::make_unique<Kept>();
-  kept_->sml = sml;
-  kept_->item = item.clone();
-  return item;
+  if (kept_->sml != sml || !kept_->item.hasData()) {
+    kept_->sml = sml;
+    kept_->item = itemFromSml(sml);
+  }
+  return kept_->item;
+}
+
+CHSecsItem CHGemEventVid::reportedItem() const {
+  return ParsedValue::keeps(rawValue) ? parsed_.kept(rawValue).clone() : itemFromSml(rawValue);
 }
 
 std::string CHGemEventVid::GetValue() const {
-  return valueText(itemFromSml(rawValue), ValueForm::Decimal);
+  return ParsedValue::keeps(rawValue) ? valueText(parsed_.kept(rawValue), ValueForm::Decimal)
+                                      : valueText(itemFromSml(rawValue), ValueForm::Decimal);
 }
 
 bool CHGemEventVid::SetValue(std::string_view text) {

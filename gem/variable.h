@@ -39,8 +39,8 @@ public:
 
   /// Whether a value is short enough to be kept.
   static bool keeps(std::string_view sml) { return sml.size() <= kMaxSize; }
-  /// As itemFromSml().
-  CHSecsItem item(std::string_view sml);
+  /// As itemFromSml(), for a value that keeps().
+  const CHSecsItem &kept(std::string_view sml);
 
 private:
   struct Kept {
@@ -85,7 +85,7 @@ public:
   /// A bound as the SML of an item of nodeType; empty for an unknown type.
   std::string FormatBound(Bound bound) const;
   /// The item that rawValue states, for a report: reports go out often.
-  CHSecsItem reportedItem() const { return parsed_.item(rawValue); }
+  CHSecsItem reportedItem() const;
 
   bool operator==(const CHGemEventVid &) const = default;
 

@@ -80,6 +80,11 @@ CHGemEventVid &CHGemEventVidList::Add(CHGemEventVid variable) {
   return NumberedList::Add(std::move(variable));
 }
 
+CHGemEventVid &CHGemEventVidList::Append() {
+  indexed_ = false;
+  return NumberedList::Append();
+}
+
 void CHGemEventVidList::Append(CHGemEventVid variable) {
   indexed_ = false;
   NumberedList::Append(std::move(variable));

@@ -23,6 +23,7 @@ public:
 
   CHGemEventVid &Add(CHGemEventVid variable);
   void Append(CHGemEventVid variable);
+  CHGemEventVid &Append();
   bool Remove(uint32_t vid);
   void Clear();
   void CopyFrom(const CHGemEventVidList &other);

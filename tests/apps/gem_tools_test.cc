@@ -164,7 +164,7 @@ TEST_F(GemTools, PlayTheExamplesOfTheDocumentation) {
   const auto visitor =
       host({"--names", "etch.model", "--script", file("visit", documented("host"))});
   EXPECT_EQ(visitor->status(), 0) << visitor->output;
-  for (const char *line : {"--> S1F14  Establish", "<-- S6F11W  Event Report Send\n", "--> S6F12",
+  for (const char *line : {"S1F14  Establish", "<-- S6F11W  Event Report Send\n", "--> S6F12",
                            "--> S5F2", "* Etch started", "--> SeparateReq\n"})
     EXPECT_THAT(visitor->output, HasSubstr(line));
   EXPECT_TRUE(tool->prints("the host set constant 304")) << tool->output;
