@@ -44,6 +44,7 @@ public:
   /// For loading many objects in any order: adds at the end, whatever the number. Sort() must
   /// follow before the list is used otherwise.
   void Append(T object) { items_.push_back(std::make_unique<T>(std::move(object))); }
+  /// The same for an object to be filled in place.
   T &Append() { return *items_.emplace_back(std::make_unique<T>()); }
   /// Puts appended objects in order; false when a number is there twice.
   bool Sort() {
