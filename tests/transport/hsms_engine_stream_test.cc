@@ -1,0 +1,223 @@
+#include "transport/hsms_engine_fixture.h"
+
+namespace velto {
+namespace {
+
+// How the engine cuts the byte stream into messages, and what a report may do meanwhile.
+
+TEST_F(HsmsEngineTest, LengthsAndT8AreChecked) {
+  const std::string max = kS1F1 + std::string(180, '0');
+  struct Case {
+    const char *name;
+    std::string arrival;
+    std::string report;
+    std::string afterT8;
+  };
+  for (const Case &row :
+       std::vector<Case>{{"zero", "00000000", "problem 1 00000000", ""},
+                         {"shorter than a header", "00000002ffff", "problem 1 00000002", ""},
+                         {"the maximum", frame(max), "data " + max, ""},
+                         {"above the maximum", "00000065", "problem 2 00000065", ""},
+                         {"huge", "ffffffff" + kS1F1, "problem 2 ffffffff", ""},
+                         {"unfinished", frame(kS1F1).substr(0, 20), "", "problem 3 "},
+                         {"unfinished length", "000000", "", "problem 3 "}}) {
+    SCOPED_TRACE(row.name);
+    openSelected();
+    wakes = 0;
+    remote->send(row.arrival);
+    net->settle();
+    EXPECT_EQ(row.report.empty() ? Lines{} : Lines{row.report}, owner.take());
+    if (!row.afterT8.empty()) {
+      EXPECT_EQ(1, wakes);
+      net->clock.advance(3000);
+      remote->send("00"); // growth restarts T8
+      net->settle();
+      if (owner.take().empty()) {
+        EXPECT_EQ(Lines{row.afterT8}, pollWhenDue(5000));
+      }
+    }
+    EXPECT_EQ("", exchange("00010103000000000000"));
+    EXPECT_EQ(Lines{"data 00010103000000000000"}, owner.take());
+  }
+}
+
+TEST_F(HsmsEngineTest, FramesAreHandledTheMomentTheyAreWhole) {
+  openSelected();
+  const std::string one = "00010103000000000001";
+  const std::string two = "0001010300000000000241026869";
+  const std::string both = frame(one) + frame(two);
+  for (const size_t cut : {2UL, 8UL, 26UL, 28UL, 30UL, 48UL}) {
+    SCOPED_TRACE(cut);
+    remote->send(both.substr(0, cut));
+    net->settle();
+    remote->send(both.substr(cut));
+    net->settle();
+    EXPECT_EQ((Lines{"data " + one, "data " + two}), owner.take());
+  }
+}
+
+TEST_F(HsmsEngineTest, DuplicatesAreDroppedUntilTheNextConnection) {
+  openSelected();
+  const Lines once{"data " + kS1F1};
+  exchange(kS1F1);
+  exchange(kS1F1);
+  EXPECT_EQ(once, owner.take());
+  EXPECT_NE("", exchange("00010000000800000001"));
+  EXPECT_EQ("", exchange("00010000000800000001")); // one answer to an invalid message, too
+  owner.take();
+  exchange(kS1F1);
+  EXPECT_EQ(once, owner.take());
+  engine->settings().discardDuplicates = false;
+  exchange(kS1F1);
+  EXPECT_EQ(once, owner.take());
+  engine->settings().discardDuplicates = true;
+  remote = join();
+  owner.take();
+  exchange(kS1F1);
+  EXPECT_EQ("data " + kS1F1 + " not selected", owner.take()[0]);
+}
+
+// The report of the first message pumps the loop, for long or until the connection has ended.
+TEST_F(HsmsEngineTest, WholeMessagesOutlastWhatHappensInAReport) {
+  const std::string second = "00010103000000000002";
+  struct Case {
+    const char *name;
+    bool selected;
+    std::string first;
+    bool remoteCloses;
+    uint32_t pump; // ms
+    bool delivered;
+  };
+  for (const Case &row : std::vector<Case>{{"long", true, kS1F1, false, 9000, true},
+                                           {"remote close", true, kS1F1, true, 0, true},
+                                           {"separate", true, kSeparateReq, false, 0, false},
+                                           {"T7", false, kS1F1, false, 10000, false}}) {
+    SCOPED_TRACE(row.name);
+    row.selected ? openSelected() : open();
+    owner.onReport = [&](const std::string &line) {
+      if (line.find(" " + row.first) == std::string::npos)
+        return;
+      if (row.remoteCloses)
+        remote->close();
+      net->settle();
+      net->clock.advance(row.pump);
+      for (int i = 0; i < 3; ++i)
+        engine->Poll();
+    };
+    remote->send(frame(row.first) + frame(second) + "0000000a00");
+    net->settle();
+    owner.onReport = nullptr;
+    const Lines lines = owner.take();
+    EXPECT_EQ(row.delivered ? 1 : 0, std::count(lines.begin(), lines.end(), "data " + second));
+    EXPECT_EQ(0, std::count(lines.begin(), lines.end(), "problem 3 "));
+    engine->Poll();
+    EXPECT_EQ(row.remoteCloses || !row.delivered, engine->State() == HsmsState::NotConnected);
+  }
+}
+
+TEST_F(HsmsEngineTest, TwoEnginesTalkAndStartOpenDoesNotWait) {
+  open();
+  RecordingOwner other;
+  CHHsms active(net->loop, other);
+  active.settings().portNumber = engine->LocalPort();
+  Lines outcome;
+  ASSERT_TRUE(active.StartOpen([&](bool ok) { outcome.push_back(ok ? "yes" : "no"); }));
+  EXPECT_EQ(Lines{}, other.take());
+  EXPECT_TRUE(net->until([&] { return active.State() == HsmsState::Selected; }));
+  EXPECT_EQ(Lines{"yes"}, outcome);
+  owner.onReport = [&](const std::string &line) {
+    if (line.starts_with("data"))
+      engine->SendMessage(fromHex("0001010200000000" + line.substr(line.size() - 4)));
+  };
+  other.take();
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(active.SendMessage(fromHex(kS1F1)));
+    net->settle();
+  }
+  EXPECT_EQ((Lines{"sent S1F1W", "data 00010102000000000002", "sent S1F1W",
+                   "data 00010102000000000003", "sent S1F1W", "data 00010102000000000004"}),
+            other.take());
+  owner.onReport = nullptr;
+  engine->Close();
+  EXPECT_EQ(0U, engine->NextPoll());
+  engine->Poll();
+  EXPECT_EQ(HsmsState::NotConnected, engine->State());
+  net->settle();
+  active.Poll();
+  EXPECT_EQ("state 20", other.take().back());
+}
+
+TEST_F(HsmsEngineTest, ReportsMayDestroyCloseReopenOrPump) {
+  const Lines reports{"connected",
+                      "control " + kSelectReq,
+                      "select? 0",
+                      "sent SelectRsp",
+                      "state 12",
+                      "data " + kS1F1,
+                      "problem 6 ffff8101000000000001",
+                      "problem 1 00000000",
+                      "problem 3 ",
+                      "problem 4 ffff0000000500000001",
+                      "problem 5 ",
+                      "state 01",
+                      "state 10"};
+  for (const auto &at : reports)
+    for (const std::string action : {"destroy", "close", "reopen", "pump"}) {
+      SCOPED_TRACE(at + " " + action);
+      int count = 0;
+      closed = false;
+      owner.onReport = [&](const std::string &line) {
+        if (line != at || count++ != 0)
+          return;
+        if (action == "destroy") {
+          engine.reset();
+        } else if (action == "pump") {
+          net->loop.runOnce(0);
+          engine->Poll();
+        } else {
+          engine->Close();
+          closed = true;
+          if (action == "reopen") {
+            EXPECT_TRUE(engine->Open());
+          }
+        }
+      };
+      open();
+      const auto tick = [&](uint32_t ms) {
+        net->settle();
+        net->clock.advance(ms);
+        for (int i = 0; i < 4 && engine; ++i)
+          engine->Poll();
+      };
+      tick(0);
+      const std::string data2 = "00018103000000000008";
+      if (engine && engine->PeerCount() != 0) {
+        remote->send(frame(kSelectReq) + frame(kS1F1) + frame(data2) +
+                     frame("ffff8101000000000001") + "00000000");
+        tick(0);
+      }
+      if (engine && engine->PeerCount() != 0) {
+        engine->SendMessage(fromHex(kLinktestReq));
+        remote->send("000000");
+        tick(5000);
+      }
+      if (engine && engine->PeerCount() != 0) {
+        remote->send(frame(kDeselectReq));
+        tick(0);
+        tick(10000);
+      }
+      owner.onReport = nullptr;
+      EXPECT_GE(count, 1);
+      const Lines lines = owner.take();
+      if (action == "pump") {
+        const auto first = std::find(lines.begin(), lines.end(), "data " + kS1F1);
+        const auto second = std::find(lines.begin(), lines.end(), "data " + data2);
+        EXPECT_LT(first, second);
+        EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "data " + kS1F1));
+        EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "data " + data2));
+      }
+    }
+}
+
+} // namespace
+} // namespace velto
