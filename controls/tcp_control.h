@@ -58,7 +58,7 @@ protected:
                  int16_t errorCode, const std::string &text) override;
   void OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
                            bool connected) override;
-  void OnTrace(ConnectionKind, const std::string &) override {}
+  void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
 
   /// To be called in the constructor of the class, whose newEngine() it calls.
   void makeEngine();

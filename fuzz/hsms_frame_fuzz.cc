@@ -23,7 +23,7 @@ class Owner final : public CHHsmsOwner, public CHConnectionSink {
   void OnProblem(ConnectionKind, const std::string &, int32_t, int16_t,
                  const std::string &) override {}
   void OnConnectionChanged(ConnectionKind, const std::string &, int32_t, bool) override {}
-  void OnTrace(ConnectionKind, const std::string &) override {}
+  void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
 };
 
 struct Ends {

@@ -29,7 +29,7 @@ struct CHHsmsConnection::OpenRequest {
 CHHsmsConnection::CHHsmsConnection(EventLoop &loop, ConnectionKind kind)
     : loop_(loop), kind_(kind) {}
 
-CHHsmsConnection::~CHHsmsConnection() { Close(); }
+CHHsmsConnection::~CHHsmsConnection() { CHHsmsConnection::Close(); }
 
 // Opening ---------------------------------------------------------------------------------------
 
@@ -156,7 +156,8 @@ void CHHsmsConnection::closeSocket() {
 // A watch for nothing would still be told of errors, again and again; so there is none then.
 void CHHsmsConnection::watchSocket() {
   unsigned events = 0;
-  if (connected_ && (listening_ ? !acceptPaused_ : received_.size() < bufferLimit()))
+  if (connected_ &&
+      (listening_ ? !acceptPaused_ && acceptsPeer() : received_.size() < bufferLimit()))
     events |= DescriptorWatch::kReadable;
   if (!connected_ || !output_.empty())
     events |= DescriptorWatch::kWritable;

@@ -83,7 +83,7 @@ public:
   bool StartOpen(std::function<void(bool connected)> done);
   /// Closes the socket, drops what is buffered and deletes every peer. Reports nothing. What waits
   /// to be sent is tried once more, without blocking.
-  void Close();
+  virtual void Close();
 
   /// Sends to the current target (see SetIPAddress); the count of bytes sent or queued, 0 when
   /// there is no target or the queue is full.
@@ -123,7 +123,14 @@ protected:
   virtual bool holdsUnit() const { return !received_.empty(); }
   /// Whether the buffer starts with a whole frame: four bytes of length, and what they count.
   bool holdsFrame() const;
-  /// Bytes were added to the buffer.
+  /// Whether a listener takes another peer now; while it does not, connections wait.
+  virtual bool acceptsPeer() const { return true; }
+  /// To be called when acceptsPeer() may have changed for another reason than a peer.
+  void watchListener() {
+    if (listening_)
+      watchSocket();
+  }
+  /// Bytes were added to the buffer; nothing else is done with this object afterwards.
   virtual void onArrived() { wake(); }
   /// The connection was made or ended by the remote end; reports it.
   virtual void onConnectionChanged(bool connected);
@@ -149,6 +156,7 @@ protected:
   void disconnect();
 
   // Reports to the sink. The sink may destroy this object in each of them.
+  CHConnectionSink *sink() const;
   void reportReceived(ByteView data);
   void reportProblem(int16_t errorCode, const std::string &text);
   /// Reports and forgets the socket error that was recorded since the last tick.
@@ -157,7 +165,6 @@ protected:
 private:
   struct OpenRequest;
 
-  CHConnectionSink *sink() const;
   int startListening();
   int startConnecting();
   void finishOpen(int error);

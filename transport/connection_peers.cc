@@ -63,6 +63,7 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   ipAddress_ = peer.ipAddress_;
   portNumber_ = peer.portNumber_;
   markChanged();
+  watchListener();
   Lifetime::Watch alive(lifetime_);
   peer.onConnectionChanged(true);
   if (alive)
@@ -97,6 +98,7 @@ bool CHHsmsConnection::RemovePeer(CHHsmsConnection *peer) {
   peers_.erase(found);
   ++peerGeneration_;
   markChanged();
+  watchListener();
   return true;
 }
 

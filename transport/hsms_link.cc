@@ -105,8 +105,8 @@ void CHHsmsLink::openTransaction(ByteView message) {
   const bool isPrimary = header->sType() == 0 && header->wbit() && header->function() % 2 != 0;
   if (!isPrimary && !isControlRequest(*header))
     return;
-  OpenList &list = open_[isPrimary ? Data : Control];
-  list.push_back({ticks(), sentCount_++, *header, Bytes(message.begin(), message.end())});
+  OpenTransactions &list = open_[isPrimary ? Data : Control];
+  list.open(*header, message, ticks(), sentCount_++);
   markChanged();
   if (list.size() == 1)
     wake();
@@ -127,16 +127,13 @@ uint32_t CHHsmsLink::timeLimit(OpenKind kind) const {
 bool CHHsmsLink::expireTransaction() {
   const uint32_t now = ticks();
   std::optional<OpenKind> due;
-  for (const OpenKind kind : {Data, Control}) {
-    const OpenList &list = open_[kind];
-    if (!list.empty() && timeLeft(now, list.front().sentAt, timeLimit(kind)) == 0 &&
-        (!due || list.front().number < open_[*due].front().number))
+  for (const OpenKind kind : {Data, Control})
+    if (open_[kind].next(now, timeLimit(kind)) == 0U &&
+        (!due || open_[kind].first().number < open_[*due].first().number))
       due = kind;
-  }
   if (!due)
     return false;
-  const OpenTransaction expired = std::move(open_[*due].front());
-  open_[*due].pop_front();
+  const OpenTransactions::Entry expired = open_[*due].takeFirst();
   const bool isT6 =
       due == Control && times_.t6 != 0 && timeLeft(now, expired.sentAt, times_.t6) == 0;
   markChanged();
@@ -144,27 +141,22 @@ bool CHHsmsLink::expireTransaction() {
   return true;
 }
 
-// A stream 9 message ends the transaction of the message that its MHEAD names (SEMI E5 10.13).
 void CHHsmsLink::closeTransaction(const CHSecsHeader &header, ByteView message) {
-  const auto closeFirst = [this](const auto &isAnswered) {
-    for (OpenList &list : open_)
-      if (const auto found = std::ranges::find_if(list, isAnswered); found != list.end()) {
-        list.erase(found);
-        return;
-      }
-  };
-  if (header.sType() != 0 || header.stream() != 9) {
-    closeFirst([&](const OpenTransaction &entry) { return answers(header, entry); });
-  } else if (const auto mhead = readMhead(message)) {
-    closeFirst([&](const OpenTransaction &entry) { return isSameMessage(*mhead, entry.header); });
+  for (OpenTransactions &list : open_) {
+    const bool closed = header.sType() == 0 && header.stream() == 9
+                            ? list.closeAnswered(header, message)
+                            : list.closeFirst([&](const OpenTransactions::Entry &entry) {
+                                return answers(header, entry.header);
+                              });
+    if (closed)
+      return;
   }
 }
 
-bool CHHsmsLink::answers(const CHSecsHeader &header, const OpenTransaction &transaction) const {
+bool CHHsmsLink::answers(const CHSecsHeader &header, const CHSecsHeader &request) const {
   if (times_.t6 == 0)
-    return isReply(header, transaction.header);
-  return isControlResponse(header, transaction.header) ||
-         (header.sType() == 0 && isReply(header, transaction.header));
+    return isReply(header, request);
+  return isControlResponse(header, request) || (header.sType() == 0 && isReply(header, request));
 }
 
 // Ticks -----------------------------------------------------------------------------------------
@@ -247,8 +239,8 @@ std::optional<uint32_t> CHHsmsLink::NextPoll() const {
   if (Connected() && !selected_ && times_.t7 != 0)
     next = timeLeft(now, notSelectedSince_, times_.t7);
   for (const OpenKind kind : {Data, Control})
-    if (!open_[kind].empty())
-      next = sooner(next, timeLeft(now, open_[kind].front().sentAt, timeLimit(kind)));
+    if (const auto wait = open_[kind].next(now, timeLimit(kind)))
+      next = sooner(next, *wait);
   if (hasLength())
     next = sooner(next, holdsFrame() ? 0 : timeLeft(now, lastArrival_, times_.t8));
   return next;

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "secs2/header.h"
 #include "transport/connection.h"
+#include "transport/open_transactions.h"
 
 #include <array>
-#include <deque>
 
 namespace velto {
 
@@ -76,13 +75,6 @@ private:
     uint32_t t7 = 10000;
     uint32_t t8 = 5000;
   };
-  struct OpenTransaction {
-    uint32_t sentAt; // tick
-    uint64_t number; // counts what was sent
-    CHSecsHeader header;
-    Bytes message;
-  };
-  using OpenList = std::deque<OpenTransaction>;
   enum OpenKind : size_t { Data, Control, OpenKindCount };
 
   CHHsmsLink *findLink(const std::string &ipAddress, int32_t portNumber) const;
@@ -98,15 +90,14 @@ private:
   void deliver(ByteView message);
   void trackSelected(const CHSecsHeader &header);
   void closeTransaction(const CHSecsHeader &header, ByteView message);
-  bool answers(const CHSecsHeader &header, const OpenTransaction &transaction) const;
+  bool answers(const CHSecsHeader &header, const CHSecsHeader &request) const;
 
   Times times_;
   bool selected_ = false;
   uint32_t notSelectedSince_ = 0; // tick, while connected and not selected
   uint32_t lastArrival_ = 0;      // tick, while bytes are buffered
   uint64_t sentCount_ = 0;
-  // Each in the order of sending; all of a kind share their limit, so the first one is due first.
-  std::array<OpenList, OpenKindCount> open_;
+  std::array<OpenTransactions, OpenKindCount> open_; // all of a kind share their limit
 };
 
 } // namespace velto

@@ -97,7 +97,7 @@ public:
                            bool connected) override {
     record(from, ipAddress, port, connected ? "connected" : "disconnected");
   }
-  void OnTrace(ConnectionKind, const std::string &) override {}
+  void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
 
   /// The reports since the last call.
   std::vector<std::string> take() { return std::exchange(lines_, {}); }
