@@ -133,8 +133,7 @@ void CHSerialPort::onReady(unsigned events) {
     lose(EIO);
   if ((events & DescriptorWatch::kWritable) != 0)
     flush();
-  if (wake_)
-    wake_();
+  onArrived();
 }
 
 void CHSerialPort::flush() {
@@ -163,8 +162,7 @@ void CHSerialPort::lose(int error) {
   device_.close();
   output_.clear();
   lostError_ = error;
-  if (wake_)
-    wake_();
+  wake();
 }
 
 } // namespace velto

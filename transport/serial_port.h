@@ -56,6 +56,8 @@ public:
   bool IsOpen() const override { return device_.isOpen() || !input_.empty(); }
   /// Bytes that wait to be read. Looks at the device when none are known of.
   size_t InputCount() override;
+  /// Those of them that were read from the device already.
+  size_t BufferedCount() const { return input_.size(); }
   /// The same, with those that the device got in the meantime.
   size_t FetchInput();
   uint8_t ReadByte() override;
@@ -66,6 +68,14 @@ public:
   /// Sends bytes and gives their sum, which is the checksum of a block (SEMI E4); 0 when they were
   /// not sent.
   uint16_t WriteBlock(ByteView bytes);
+
+protected:
+  /// Bytes have arrived, or the port has ended; nothing else is done with this object afterwards.
+  virtual void onArrived() { wake(); }
+  void wake() const {
+    if (wake_)
+      wake_();
+  }
 
 private:
   void onReady(unsigned events);

@@ -8,8 +8,10 @@
 #include <array>
 #include <cerrno>
 #include <functional>
+#include <gtest/gtest.h>
 #include <string>
 #include <sys/socket.h>
+#include <utility>
 #include <vector>
 
 namespace velto {
@@ -88,7 +90,10 @@ public:
     record(from, ipAddress, port,
            "received " + (data.size() > 64 ? std::to_string(data.size()) : toHex(data)));
   }
-  void OnSent(ConnectionKind, const std::string &, int32_t, ByteView, bool) override {}
+  void OnSent(ConnectionKind from, const std::string &ipAddress, int32_t port, ByteView data,
+              bool sent) override {
+    record(from, ipAddress, port, (sent ? "sent " : "failed ") + toHex(data));
+  }
   void OnProblem(ConnectionKind from, const std::string &ipAddress, int32_t port, int16_t code,
                  const std::string &text) override {
     record(from, ipAddress, port, "problem " + std::to_string(code) + " " + text);
@@ -104,12 +109,13 @@ public:
 
   std::function<void(const std::string &line)> onReport;
   ConnectionKind kind = ConnectionKind::Stream;
-  int32_t lastPort = 0; ///< that a report named
+  std::string address = "127.0.0.1"; ///< that every report names
+  int32_t lastPort = 0;              ///< that a report named
 
 private:
   void record(ConnectionKind from, const std::string &ipAddress, int32_t port, std::string line) {
     EXPECT_EQ(kind, from) << line;
-    EXPECT_EQ("127.0.0.1", ipAddress) << line;
+    EXPECT_EQ(address, ipAddress) << line;
     lastPort = port;
     lines_.push_back(line);
     if (onReport)

@@ -1,0 +1,130 @@
+#include "network.h"
+#include "support/pty.h"
+#include "transport/block.h"
+#include "transport/secsi.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace velto {
+namespace {
+
+const std::string kMessage = "80008101800000000007";
+const std::string kBlock = "0a" + kMessage + "0189"; // its sum: 80 00 81 01 80 07
+
+struct SecsILine : Network {
+  SecsILine() {
+    sink.kind = ConnectionKind::SecsI;
+    sink.address = "";
+    CHSerialPort::MapPort(41, pty.path());
+    port = std::make_unique<CHSecsI>(loop);
+    port->SetSink(&sink);
+  }
+  ~SecsILine() { CHSerialPort::MapPort(41, ""); }
+  bool open() { return port->Open("com41", 9600, 8, 0, 0); }
+  std::string far() {
+    settle();
+    if (port)
+      port->Poll();
+    settle();
+    return toHex(pty.read());
+  }
+  std::string say(const std::string &hex) {
+    pty.send(fromHex(hex));
+    return far();
+  }
+
+  PtyLine pty;
+  RecordingSink sink;
+  std::unique_ptr<CHSecsI> port;
+};
+
+TEST(SecsI, ExchangesMessagesOnASerialDevice) {
+  SecsILine line;
+  EXPECT_FALSE(line.port->QueueHex("00008101000000000007")) << "not open";
+  ASSERT_TRUE(line.open());
+  EXPECT_FALSE(line.open()) << "open already";
+  EXPECT_FALSE(line.port->QueueHex("000081010000000000")) << "no header";
+  EXPECT_TRUE(line.port->QueueHex("00008101000000000007"));
+  EXPECT_EQ("05", line.far());
+  EXPECT_EQ(kBlock, line.say("04"));
+  EXPECT_EQ("", line.say("06"));
+  EXPECT_EQ("04", line.say("05"));
+  EXPECT_EQ("06", line.say("0a"
+                           "00008102800000000009"
+                           "010c"));
+  EXPECT_EQ((Lines{"sent " + kMessage, "received 00008102800000000009"}), line.sink.take());
+}
+
+TEST(SecsI, CarriesEveryByteUnchanged) {
+  Network net;
+  NullModem modem(net.loop);
+  std::string all;
+  for (int round = 0; round < 4; ++round)
+    for (unsigned byte = 0; byte < 256; ++byte)
+      all += formatText("%02x", byte);
+  RecordingSink sink;
+  sink.kind = ConnectionKind::SecsI;
+  sink.address = "";
+  CHSecsI a(net.loop);
+  CHSecsI b(net.loop);
+  b.SetSink(&sink);
+  bool reported = false;
+  sink.onReport = [&](const std::string &) { reported = true; };
+  ASSERT_TRUE(a.Open(modem.a().path(), 115'200, 8, 0, 0));
+  ASSERT_TRUE(b.Open(modem.b().path(), 115'200, 8, 0, 0));
+  ASSERT_TRUE(a.QueueHex("00008101000000000007" + all));
+  EXPECT_TRUE(net.until([&] {
+    a.Poll();
+    b.Poll();
+    return reported;
+  }));
+  EXPECT_EQ((Lines{"received 1034"}), sink.take());
+}
+
+TEST(SecsI, ADeviceThatVanishesFailsTheQueueAndIsReportedOnce) {
+  SecsILine line;
+  ASSERT_TRUE(line.open());
+  line.port->QueueHex("00008101000000000007");
+  line.far();
+  line.pty.hangUp();
+  line.far();
+  line.port->Poll();
+  EXPECT_FALSE(line.port->IsOpen());
+  EXPECT_EQ((Lines{"failed " + kMessage, "problem 5 The serial device is gone."}),
+            line.sink.take());
+  EXPECT_EQ(std::nullopt, line.port->NextPoll());
+}
+
+TEST(SecsI, ClosingDropsWhatIsQueued) {
+  SecsILine line;
+  ASSERT_TRUE(line.open());
+  line.port->QueueHex("00008101000000000007");
+  line.port->Close();
+  EXPECT_EQ(0U, line.port->transfer().OutCount());
+  ASSERT_TRUE(line.open()) << "a port can be opened again";
+  EXPECT_EQ("", line.far());
+  EXPECT_EQ(Lines{}, line.sink.take());
+}
+
+TEST(SecsI, TheSinkMayDestroyThePort) {
+  for (const char *victim : {"received", "problem 1", "problem 5", "failed"}) {
+    SecsILine line;
+    ASSERT_TRUE(line.open());
+    line.sink.onReport = [&](const std::string &text) {
+      if (text.starts_with(victim))
+        line.port.reset();
+    };
+    line.say("41");
+    line.say("05" + kBlock);
+    if (line.port)
+      line.port->QueueHex("00008101000000000007");
+    line.far();
+    line.pty.hangUp();
+    line.settle();
+    EXPECT_EQ(nullptr, line.port) << victim;
+  }
+}
+
+} // namespace
+} // namespace velto
