@@ -2,6 +2,8 @@
 
 #include "controls/gem_ctrl.h"
 #include "controls/hsms_ctrl.h"
+#include "controls/secsi_ctrl.h"
+#include "controls/secsi_socket_ctrl.h"
 #include "controls/secsii_ctrl.h"
 #include "controls/socket_ctrl.h"
 #include "platform/text.h"
@@ -24,6 +26,7 @@ template <typename C> constexpr Row row() {
 }
 
 constexpr std::array kControls{row<CVeltoSecsIICtrl>(), row<CVeltoHsmsCtrl>(),
+                               row<CVeltoSecsICtrl>(),  row<CVeltoSecsISocketCtrl>(),
                                row<CVeltoSocketCtrl>(), row<CVeltoGemCtrl>()};
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "platform/text.h"
 #include "secs2/sml_printer.h"
+#include "transport/secsi_text.h"
 
 namespace velto {
 
@@ -25,13 +26,21 @@ std::string endpoint(const std::string &ipAddress, int32_t portNumber) {
   return "IP Address  : " + ipAddress + "\r\nPort Number : " + std::to_string(portNumber) + "\r\n";
 }
 
+// Empty for what cannot be decoded.
+std::string smlOf(ByteView bytes, bool hsms) {
+  CHSecsMessage message;
+  message.header.hsms = hsms;
+  return message.Decode(bytes) ? RenderSml(message) : std::string();
+}
+
 } // namespace
 
 LinkLog::LinkLog(const LogSettings &settings, std::string section, const Clock &clock,
                  FileSystem &files)
     : file_(settings.fileName, static_cast<uint32_t>(settings.size), settings.backupCount, clock,
             files),
-      section_(std::move(section)), enabled_(settings.log), verbose_(settings.verbose) {
+      section_(std::move(section)), enabled_(settings.log && !settings.fileName.empty()),
+      verbose_(settings.verbose) {
   file_.SetEnabled(enabled_);
 }
 
@@ -45,9 +54,18 @@ void LinkLog::message(const char *heading, ByteView bytes) {
   file_.WriteLine(heading + section_);
   if (verbose_)
     file_.Append(hexDump(bytes) + "\r\n\r\n");
-  CHSecsMessage decoded;
-  const bool complete = decoded.Decode(bytes);
-  file_.Append((complete ? RenderSml(decoded) : std::string()) + "\r\n");
+  file_.Append(smlOf(bytes, true) + "\r\n");
+}
+
+void LinkLog::receivedSecsI(ByteView bytes, bool msec) { secsI("Received from ", bytes, msec); }
+
+void LinkLog::sendingSecsI(ByteView bytes, bool msec) { secsI("Sending to ", bytes, msec); }
+
+void LinkLog::secsI(const char *heading, ByteView bytes, bool msec) {
+  if (!enabled_)
+    return;
+  file_.WriteLine(heading + section_);
+  file_.Append((msec ? secsIText(bytes, true) : smlOf(bytes, false)) + "\r\n");
 }
 
 void LinkLog::problem(int16_t code, const std::string &ipAddress, int32_t portNumber) {

@@ -176,6 +176,7 @@ PropertyBag Control::save() {
   for (const Member &member : members().members)
     if (member.persisted)
       bag.set(member.name, persistedValue(member));
+  saveExtras(bag);
   modified_ = false;
   return bag;
 }
@@ -183,6 +184,8 @@ PropertyBag Control::save() {
 void Control::load(const PropertyBag &bag) {
   Lifetime::Watch alive(lifetime_);
   prepareLoad();
+  if (alive)
+    loadExtras(bag);
   for (const Member &member : members().members) {
     if (!alive)
       return;

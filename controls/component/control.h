@@ -91,6 +91,9 @@ protected:
   virtual void prepareLoad() {}
   /// What the bag keeps of a persisted property: its value, unless the class knows better.
   virtual Variant persistedValue(const Member &member) { return member.get(*this, {}); }
+  /// What the bag keeps beside the properties.
+  virtual void saveExtras(PropertyBag &) const {}
+  virtual void loadExtras(const PropertyBag &) {}
   /// For the setters of persisted properties.
   void setModified() { modified_ = true; }
 

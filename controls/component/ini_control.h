@@ -11,6 +11,19 @@ namespace velto {
 /// are is data: names of properties (or of values that only the sheet and the file know).
 class IniControl : public Control {
 public:
+  /// One field of a property page. A flag is checked, a text typed, a number held in its range.
+  struct PageField {
+    const char *setting;
+    const char *label;
+    int64_t minimum = 0;
+    int64_t maximum = 0;
+    int32_t scale = 1; ///< what is shown times this is the setting (1000: seconds of ms)
+  };
+  struct Page {
+    const char *title;
+    std::span<const PageField> fields;
+  };
+
   IniControl(const ControlSite &site, std::string section)
       : Control(site), iniSection_(std::move(section)) {}
 
@@ -27,19 +40,6 @@ public:
   bool Setup(const std::string &caption);
 
 protected:
-  /// One field of a property page. A flag is checked, a text typed, a number held in its range.
-  struct PageField {
-    const char *setting;
-    const char *label;
-    int64_t minimum = 0;
-    int64_t maximum = 0;
-    int32_t scale = 1; ///< what is shown times this is the setting (1000: seconds of ms)
-  };
-  struct Page {
-    const char *title;
-    std::span<const PageField> fields;
-  };
-
   virtual std::span<const char *const> iniKeys() const = 0;
   virtual std::span<const Page> pages() const = 0;
 

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "controls/secsi_properties.h"
+#include "transport/secsi.h"
+
+namespace velto {
+
+/// `VeltoSecsI`: SECS-I (SEMI E4) on a serial port. Messages go in and come out as hexadecimal text
+/// of header and data; with MSEC, the data as characters.
+class CVeltoSecsICtrl final : public IniControl, public SecsIProperties, private CHConnectionSink {
+public:
+  explicit CVeltoSecsICtrl(const ControlSite &site);
+
+  static const MemberTable &table();
+  const MemberTable &members() const override { return table(); }
+
+  /// Whether the port is open; false again when the device is gone.
+  bool Connect() const { return port_.IsOpen(); }
+  /// Closes the port, dropping the queues, and with `connect` opens it: 8 data bits, no parity, one
+  /// stop bit. Connect() stays false when that fails.
+  void SetConnect(bool connect);
+  /// Bits per second, any rate of the device; below 1 becomes 9600. Counts from the next opening.
+  int32_t BaudRate() const { return baudRate_; }
+  void SetBaudRate(int32_t rate);
+  /// Index of the serial port: 0 is COM1; negative becomes 0. Counts from the next opening.
+  int16_t PortNumber() const { return portNumber_; }
+  void SetPortNumber(int16_t number);
+
+  /// Queues a message; false when it is shorter than a header or too long, when the port is not
+  /// open or the queue is full. Sent or Problem (8) tells how it went.
+  bool Send(const std::string &message);
+
+  /// "Out Queue" and "In Queue" with the messages in them.
+  TreeView view() const;
+  std::string window() const override { return toText(view()); }
+
+  Event<int16_t, std::string> onProblem{*this, 1};
+  Event<std::string> onReceived{*this, 2};
+  Event<std::string> onSent{*this, 3};
+
+private:
+  std::span<const char *const> iniKeys() const override;
+  std::span<const Page> pages() const override;
+  void prepareLoad() override;
+  void settingsChanged() override;
+  void scheduleTick();
+  LinkLog record();
+
+  void OnReceived(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
+                  ByteView data) override;
+  void OnSent(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber, ByteView data,
+              bool sent) override;
+  void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
+                 int16_t errorCode, const std::string &text) override;
+  void OnConnectionChanged(ConnectionKind, const std::string &, int32_t, bool) override {}
+  void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
+
+  CHSecsI port_;
+  Timer timer_;
+  int32_t baudRate_ = 9600;
+  int16_t portNumber_ = 0;
+};
+
+} // namespace velto
