@@ -2,6 +2,7 @@
 
 #include "controls/gem_ctrl.h"
 #include "controls/hsms_ctrl.h"
+#include "controls/log_ctrl.h"
 #include "controls/secsii_ctrl.h"
 #include "controls/socket_ctrl.h"
 #include "platform/text.h"
@@ -24,7 +25,7 @@ template <typename C> constexpr Row row() {
 }
 
 constexpr std::array kControls{row<CVeltoSecsIICtrl>(), row<CVeltoHsmsCtrl>(),
-                               row<CVeltoSocketCtrl>(), row<CVeltoGemCtrl>()};
+                               row<CVeltoSocketCtrl>(), row<CVeltoLogCtrl>(), row<CVeltoGemCtrl>()};
 
 } // namespace
 
