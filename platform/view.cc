@@ -83,4 +83,13 @@ std::string toText(const ListView &view) {
   return text;
 }
 
+std::string toText(const LineView &view) {
+  std::string text;
+  for (const std::string &line : view.lines) {
+    appendFlat(text, line);
+    text += '\n';
+  }
+  return text;
+}
+
 } // namespace velto

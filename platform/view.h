@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,9 +35,28 @@ struct ListView {
   bool visible = true;
 };
 
+/// What a window draws its text with.
+struct Font {
+  std::string face;
+  int32_t height = 0; ///< in pixels; negative: of the characters alone, 0: the window system's
+  int32_t weight = 400;
+  bool italic = false;
+  bool operator==(const Font &) const = default;
+};
+
+/// A list window of plain lines, cheap to add to at the end and to take from at the start. A front
+/// end reads the lines that it draws, when it draws.
+struct LineView {
+  std::deque<std::string> lines;
+  int64_t selected = -1; ///< index of the selected line; -1: none
+  Font font;
+};
+
 /// The tree as indented text, two spaces a level, one node a line.
 std::string toText(const TreeView &view);
 /// The list as text, columns padded to their widest entry and parted by two spaces.
 std::string toText(const ListView &view);
+/// The lines, each with a line end.
+std::string toText(const LineView &view);
 
 } // namespace velto

@@ -67,8 +67,8 @@ void runConsole(const std::string &block) {
 }
 
 TEST(Documentation, ItsExamplesRun) {
-  for (const char *page :
-       {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md", "docs/gem.md"}) {
+  for (const char *page : {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md",
+                           "docs/gem.md", "docs/log.md"}) {
     const std::string text = source(page);
     for (const std::string &block : blocks(text, "console"))
       runConsole(block);

@@ -1,6 +1,7 @@
 #include "controls/secsii_ctrl.h"
 
 #include "platform/ini_file.h"
+#include "support/operator.h"
 #include "support/temporary_directory.h"
 
 #include <cstdlib>
@@ -9,14 +10,6 @@
 
 namespace velto {
 namespace {
-
-class Boxes final : public FrontEnd {
-public:
-  void messageBox(const std::string &text) override { shown.push_back(text); }
-  bool showSheet(PropertySheet &sheet) override { return answer && answer(sheet); }
-  std::vector<std::string> shown;
-  std::function<bool(PropertySheet &)> answer;
-};
 
 /// A user without settings, whoever runs the tests.
 class FreshUser {
@@ -30,8 +23,8 @@ class SecsIIControl : public testing::Test {
 protected:
   FreshUser user;
   EventLoop loop;
-  Boxes boxes;
-  CVeltoSecsIICtrl control{ControlSite(loop, boxes)};
+  Operator front;
+  CVeltoSecsIICtrl control{ControlSite(loop, front)};
 };
 
 TEST_F(SecsIIControl, HeaderFieldsKeepTheBitsBesideThem) {
@@ -150,13 +143,13 @@ TEST_F(SecsIIControl, ReplyMakesTheHeader) {
 
 TEST_F(SecsIIControl, ShowsErrorsOnceWhenAsked) {
   control.SetSML("nonsense");
-  EXPECT_TRUE(boxes.shown.empty());
+  EXPECT_TRUE(front.boxes.empty());
   control.SetErrorDialog(true);
   control.SetSML("nonsense");
   control.SetSML("{{}}");
   control.SetNode("1");
   control.SetSML("{}");
-  EXPECT_THAT(boxes.shown, testing::ElementsAre("Parse error!", "Cannot create list array."));
+  EXPECT_THAT(front.boxes, testing::ElementsAre("Parse error!", "Cannot create list array."));
 }
 
 TEST_F(SecsIIControl, PersistsItsSettingsAndShowsTheMessage) {
@@ -182,7 +175,7 @@ TEST_F(SecsIIControl, KeepsTheDeviceIdThatWasSet) {
 }
 
 TEST_F(SecsIIControl, ThePropertyPageEditsWhatIsPersisted) {
-  boxes.answer = [](PropertySheet &sheet) {
+  front.answer = [](PropertySheet &sheet) {
     EXPECT_EQ(sheet.title, "VeltoSecsII Properties");
     sheet.find("DeviceID")->value = "12";
     sheet.find("Host")->value = "true";
@@ -191,7 +184,7 @@ TEST_F(SecsIIControl, ThePropertyPageEditsWhatIsPersisted) {
   EXPECT_TRUE(control.ShowPropertyPage());
   EXPECT_EQ(control.DeviceID(), 12);
   EXPECT_TRUE(control.Host());
-  boxes.answer = nullptr;
+  front.answer = nullptr;
   EXPECT_FALSE(control.ShowPropertyPage());
 }
 

@@ -1,0 +1,218 @@
+#include "controls/log_ctrl.h"
+
+#include "platform/date_time.h"
+#include "platform/text.h"
+#include "transport/log_file.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+namespace velto {
+
+namespace {
+
+constexpr int64_t kMaxInt16 = std::numeric_limits<int16_t>::max();
+constexpr int64_t kMaxInt32 = std::numeric_limits<int32_t>::max();
+constexpr int64_t kMinInt32 = std::numeric_limits<int32_t>::min();
+
+constexpr std::string_view kSeparator = "  |  ";
+constexpr int32_t kNormal = 400;
+constexpr int32_t kBold = 700;
+
+// A process without windows has no font of its own to start with.
+constexpr const char *kFontFace = "Tahoma";
+constexpr int32_t kFontHeight = -12;
+
+constexpr int16_t kNamedMonth = 3;
+
+/// The names are written out, other than those of CJTime.
+std::string namedMonthDate(const LocalTime &time) {
+  static constexpr std::array kMonths{"January",   "February", "March",    "April",
+                                      "May",       "June",     "July",     "August",
+                                      "September", "October",  "November", "December"};
+  const char *month =
+      time.month >= 1 && time.month <= kMonths.size() ? kMonths[time.month - 1U] : "???";
+  return formatText("%s, %s, %04u", month, ordinalDay(time.day).c_str(), unsigned{time.year});
+}
+
+std::string dateText(const CJTime &now, int16_t format) {
+  static constexpr std::array<int, kNamedMonth> kStyles{0, 5, 6};
+  return format == kNamedMonth ? namedMonthDate(now.time())
+                               : now.DateText(kStyles[static_cast<size_t>(format)]);
+}
+
+} // namespace
+
+const MemberTable &CVeltoLogCtrl::table() {
+  using C = CVeltoLogCtrl;
+  static const MemberTable table =
+      Members<C>("VeltoLog", "CVeltoLogCtrl",
+                 "A scrolling list of lines with date and time, copied into a log file.")
+          .property<&C::IniFileName, &C::SetIniFileName>(1, "IniFileName", "Path of the INI file.",
+                                                         "./Velto.ini")
+          .property<&C::IniSection, &C::SetIniSection>(2, "IniSection", "Section of the INI file.",
+                                                       "VeltoLog")
+          .property<&C::Log, &C::SetLog>(3, "Log", "Copies what is traced into the log file.",
+                                         false)
+          .property<&C::LogFileName, &C::SetLogFileName>(
+              4, "LogFileName", "Path of the log without its ending \".log\"; empty: none.",
+              "./Velto")
+          .property<&C::LogBakCount, &C::SetLogBakCount>(
+              5, "LogBakCount", "Numbered backups of the log; 0: it grows without limit.", 10)
+          .property<&C::LogSize, &C::SetLogSize>(6, "LogSize",
+                                                 "Size in KiB at which the log is backed up.", 1024)
+          .property<&C::Date, &C::SetDate>(7, "Date", "Puts the date in front of each line.", false)
+          .property<&C::Time, &C::SetTime>(
+              8, "Time", "Puts the time, with milliseconds, in front of each line.", false)
+          .property<&C::FontFaceName, &C::SetFontFaceName>(9, "FontFaceName", "Font of the window.",
+                                                           kFontFace)
+          .property<&C::FontSize, &C::SetFontSize>(
+              10, "FontSize", "Height of the font in pixels; negative: of its characters alone.",
+              kFontHeight)
+          .property<&C::FontBold, &C::SetFontBold>(11, "FontBold", "Weight 700 instead of 400.",
+                                                   false)
+          .property<&C::FontItalic, &C::SetFontItalic>(12, "FontItalic", "Slanted font.", false)
+          .property<&C::LineMax, &C::SetLineMax>(
+              13, "LineMax", "Most lines kept, 1 to 32767; a value below 1 is ignored.", 5000)
+          .property<&C::SelectedLine, &C::SetSelectedLine>(
+              14, "SelectedLine",
+              "Index of the selected line; -1: the list is empty. Setting a negative value selects "
+              "the last line, one beyond it is ignored.")
+          .property<&C::LastLine, &C::SetLastLine>(
+              15, "LastLine", "Always selects the newest line after a trace.", false)
+          .property<&C::DateFormat, &C::SetDateFormat>(
+              16, "DateFormat",
+              "0 \"2026/11/16\", 1 \"11/16/2026\", 2 \"16/11/2026\", 3 \"November, 16th, 2026\"; "
+              "any other value becomes 0.",
+              kNamedMonth)
+          .method<&C::LoadIniFile>(17, "LoadIniFile", {},
+                                   "Reads the INI file; false when its name or section is empty.")
+          .method<&C::Setup>(18, "Setup", {"lpszCaption"},
+                             "Shows the property sheet; true when it was accepted and stored.")
+          .method<&C::Trace>(19, "Trace", {"lpszText"}, "Adds one line per line of the text.")
+          .method<&C::Clear>(20, "Clear", {}, "Empties the list.")
+          .build();
+  return table;
+}
+
+// Whether lines go into the file is the host's to say; how they do, the operator's.
+std::span<const char *const> CVeltoLogCtrl::iniKeys() const {
+  static constexpr std::array kKeys{"LogFileName",  "LogBakCount", "LogSize",  "Date",
+                                    "DateFormat",   "Time",        "LineMax",  "LastLine",
+                                    "FontFaceName", "FontSize",    "FontBold", "FontItalic"};
+  return kKeys;
+}
+
+std::span<const IniControl::Page> CVeltoLogCtrl::pages() const {
+  static constexpr std::array kLines{
+      PageField{"Date", "Date"},
+      PageField{"DateFormat", "Date Format", 0, kNamedMonth},
+      PageField{"Time", "Time"},
+      PageField{"LineMax", "Most Lines", 1, kMaxInt16},
+      PageField{"LastLine", "Select Last Line"},
+  };
+  static constexpr std::array kFont{
+      PageField{"FontFaceName", "Face Name"},
+      PageField{"FontSize", "Size", kMinInt32, kMaxInt32},
+      PageField{"FontBold", "Bold"},
+      PageField{"FontItalic", "Italic"},
+  };
+  static constexpr std::array kLog{
+      PageField{"LogFileName", "File Name"},
+      PageField{"LogSize", "Size (KiB)", 0, kMaxInt32},
+      PageField{"LogBakCount", "Backups", 0, kMaxInt16},
+  };
+  static constexpr std::array kPages{Page{"Lines", kLines}, Page{"Font", kFont}, Page{"Log", kLog}};
+  return kPages;
+}
+
+// A file without a font asks for the default one; any other setting that it lacks stays.
+Variant CVeltoLogCtrl::missingSetting(const char *name) {
+  const bool font = std::string_view(name).starts_with("Font");
+  return font ? *members().find(name, Member::Kind::Property)->persisted : setting(name);
+}
+
+CVeltoLogCtrl::CVeltoLogCtrl(const ControlSite &site) : IniControl(site, "VeltoLog") {
+  view_.font = {kFontFace, kFontHeight, kNormal, false};
+}
+
+void CVeltoLogCtrl::SetDateFormat(int16_t format) {
+  change(dateFormat_, format >= 0 && format <= kNamedMonth ? format : int16_t{0});
+}
+
+bool CVeltoLogCtrl::FontBold() const { return view_.font.weight != kNormal; }
+
+void CVeltoLogCtrl::SetFontBold(bool bold) { change(view_.font.weight, bold ? kBold : kNormal); }
+
+void CVeltoLogCtrl::SetLineMax(int16_t count) {
+  if (count >= 1)
+    change(lineMax_, count);
+}
+
+void CVeltoLogCtrl::SetSelectedLine(int16_t line) {
+  if (line <= lastIndex())
+    view_.selected = line < 0 ? lastIndex() : line;
+}
+
+void CVeltoLogCtrl::Clear() {
+  view_.lines.clear();
+  view_.selected = -1;
+}
+
+// The text may be a line of this list, so nothing leaves the list before the text was used.
+void CVeltoLogCtrl::Trace(const std::string &text) {
+  if (text.empty())
+    return;
+  const bool follow = lastLine_ || view_.selected == lastIndex();
+  const std::string when = stamp();
+  const int64_t left = addLines(text, when);
+  if (log_ && !logFileName_.empty())
+    writeRecord(text, when);
+  const int64_t surplus = std::max(lastIndex() + 1 - lineMax_, int64_t{0});
+  view_.lines.erase(view_.lines.begin(), view_.lines.begin() + surplus);
+  view_.selected = follow ? lastIndex() : std::max(view_.selected - left - surplus, int64_t{0});
+}
+
+/// What stands in front of a line, without the separator; empty when neither date nor time is
+/// wanted.
+std::string CVeltoLogCtrl::stamp() const {
+  if (!date_ && !time_)
+    return "";
+  const CJTime now(site().loop.clock());
+  std::string text = date_ ? dateText(now, dateFormat_) : "";
+  if (date_ && time_)
+    text += ' ';
+  return time_ ? text + now.TimeText(0) : text;
+}
+
+/// Adds the lines of a text, at most as many as the list may hold; the number of those that came
+/// before and were left out.
+int64_t CVeltoLogCtrl::addLines(std::string_view text, const std::string &stamp) {
+  const auto count = std::count(text.begin(), text.end(), '\n') + 1;
+  const int64_t left = std::max(count - lineMax_, int64_t{0});
+  for (int64_t i = 0; i < left; ++i)
+    text.remove_prefix(text.find('\n') + 1);
+  for (int64_t i = left; i < count; ++i) {
+    const std::string_view piece = text.substr(0, text.find('\n'));
+    std::string &line = view_.lines.emplace_back();
+    line.reserve(stamp.size() + kSeparator.size() + piece.size());
+    if (!stamp.empty())
+      line.append(stamp).append(kSeparator);
+    line.append(piece);
+    std::erase(line, '\r');
+    text.remove_prefix(std::min(piece.size() + 1, text.size()));
+  }
+  return left;
+}
+
+// A record with a stamp takes lines of its own. One without is the bare text, so that the host may
+// write a line in pieces.
+void CVeltoLogCtrl::writeRecord(const std::string &text, const std::string &stamp) const {
+  CHLogFile file(logFileName_, static_cast<uint32_t>(logSize_), logBakCount_, site().loop.clock(),
+                 site().files);
+  file.SetEnabled(true);
+  file.Append(stamp.empty() ? text : stamp + "\r\n" + text + "\r\n");
+}
+
+} // namespace velto
