@@ -1,5 +1,6 @@
 #include "controls/registry.h"
 
+#include "controls/comm_ctrl.h"
 #include "controls/gem_ctrl.h"
 #include "controls/hsms_ctrl.h"
 #include "controls/secsii_ctrl.h"
@@ -24,7 +25,8 @@ template <typename C> constexpr Row row() {
 }
 
 constexpr std::array kControls{row<CVeltoSecsIICtrl>(), row<CVeltoHsmsCtrl>(),
-                               row<CVeltoSocketCtrl>(), row<CVeltoGemCtrl>()};
+                               row<CVeltoSocketCtrl>(), row<CVeltoCommCtrl>(),
+                               row<CVeltoGemCtrl>()};
 
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include "controls/registry.h"
 #include "controls/socket_ctrl.h"
+#include "support/operator.h"
 #include "support/temporary_directory.h"
 #include "transport/network.h"
 
@@ -16,19 +17,6 @@ using testing::HasSubstr;
 
 constexpr const char *kSelectReq = "ffff0000000100000001";
 constexpr const char *kSelectRsp = "ffff0000000200000001";
-
-/// Answers sheets by a function, and keeps what was shown.
-class Operator final : public FrontEnd {
-public:
-  void messageBox(const std::string &text) override { boxes.push_back(text); }
-  bool showSheet(PropertySheet &sheet) override {
-    titles.push_back(sheet.title);
-    return answer && answer(sheet);
-  }
-  std::vector<std::string> boxes;
-  std::vector<std::string> titles;
-  std::function<bool(PropertySheet &)> answer;
-};
 
 /// Every event of a control as a line.
 class Events {

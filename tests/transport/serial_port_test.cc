@@ -1,11 +1,9 @@
 #include "transport/serial_port.h"
 
 #include "support/pty.h"
-
-#include <gtest/gtest.h>
-
 #include "transport/network.h"
 
+#include <gtest/gtest.h>
 #include <numeric>
 
 namespace velto {
@@ -93,6 +91,7 @@ TEST_F(SerialPort, CountsWithoutTheLoopToo) {
   for (int i = 0; i < 1000 && port.InputCount() < 2; ++i)
     usleep(1000);
   EXPECT_EQ(port.InputCount(), 2U);
+  EXPECT_GT(wakes, 0) << "an owner that waits to be told is told";
   line.send(bytesOf("cd"));
   for (int i = 0; i < 1000 && port.FetchInput() < 4; ++i)
     usleep(1000);
