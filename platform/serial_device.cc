@@ -115,7 +115,7 @@ int SerialDevice::open(const std::string &path, const SerialSettings &settings) 
 // this process for as long as the other end exists.
 int SerialDevice::lock() const {
   if (!isatty(fd_))
-    return ENOTTY;
+    return errno;
   if (flock(fd_, LOCK_EX | LOCK_NB) != 0)
     return errno == EWOULDBLOCK ? EBUSY : errno;
   return isPseudoTerminal(fd_) || ioctl(fd_, TIOCEXCL) == 0 ? 0 : errno;

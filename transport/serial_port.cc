@@ -80,7 +80,7 @@ void CHSerialPort::Close() {
   device_.close();
   input_.clear();
   output_.clear();
-  lostError_ = 0;
+  openError_ = lostError_ = 0;
 }
 
 size_t CHSerialPort::InputCount() { return input_.empty() ? FetchInput() : input_.size(); }
@@ -91,11 +91,13 @@ size_t CHSerialPort::FetchInput() {
     return input_.size();
   const auto space = input_.space(room);
   const ssize_t count = device_.read(space.data(), space.size());
-  if (count > 0)
+  if (count > 0) {
     input_.added(static_cast<size_t>(count));
-  else if (count == 0 || !isPassing(errno))
+    watch();
+    wake();
+  } else if (count == 0 || !isPassing(errno)) {
     lose(count == 0 ? EIO : errno);
-  watch();
+  }
   return input_.size();
 }
 

@@ -41,14 +41,15 @@ public:
   bool Open(const std::string &portName, int32_t baudRate, int16_t byteSize, int16_t parity,
             int16_t stopBits);
   /// Why the last Open() failed, as an `errno` value (see SerialDevice::open); 0 when it did not.
+  /// Close() clears it.
   int OpenError() const { return openError_; }
   /// Drops what waits in both directions and closes the port.
   void Close();
   /// Why the port ended by itself (an unplugged adapter, a closed pseudo terminal), as an `errno`
   /// value; 0 when it did not. Close() clears it.
   int LostError() const { return lostError_; }
-  /// Called when bytes have arrived and when the port has ended by itself. It may schedule the
-  /// owner's work, nothing else.
+  /// Called when bytes have been read ahead and when the port has ended by itself, also from inside
+  /// the operations below. It may schedule the owner's work, nothing else.
   void SetWake(std::function<void()> wake) { wake_ = std::move(wake); }
 
   /// True from Open() to Close(). A port that ended by itself is open until the bytes are read that
@@ -70,8 +71,9 @@ public:
   uint16_t WriteBlock(ByteView bytes);
 
 protected:
-  /// Bytes have arrived, or the port has ended; nothing else is done with this object afterwards.
-  virtual void onArrived() { wake(); }
+  /// The loop has read what arrived, or found the port ended; nothing else is done with this object
+  /// afterwards. The owner has been woken already.
+  virtual void onArrived() {}
   void wake() const {
     if (wake_)
       wake_();

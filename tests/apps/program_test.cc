@@ -1,5 +1,6 @@
 // The program as people run it: its commands, the examples, and every example of the documentation.
 #include "platform/file.h"
+#include "support/pty.h"
 #include "support/temporary_directory.h"
 
 #include <array>
@@ -8,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <thread>
 
 namespace velto {
 namespace {
@@ -66,9 +68,31 @@ void runConsole(const std::string &block) {
   }
 }
 
+// COM1 and COM2 of the programs that run meanwhile, with a null modem cable between them.
+class SerialPair {
+public:
+  SerialPair() {
+    setenv("VELTO_COM1", modem_.a().path().c_str(), 1);
+    setenv("VELTO_COM2", modem_.b().path().c_str(), 1);
+  }
+  ~SerialPair() {
+    unsetenv("VELTO_COM1");
+    unsetenv("VELTO_COM2");
+  }
+
+private:
+  EventLoop loop_;
+  NullModem modem_{loop_};
+  std::jthread carrier_{[this](const std::stop_token &stop) {
+    while (!stop.stop_requested())
+      loop_.runOnce(10);
+  }};
+};
+
 TEST(Documentation, ItsExamplesRun) {
+  const SerialPair lines;
   for (const char *page : {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md",
-                           "docs/gem.md", "docs/log.md"}) {
+                           "docs/gem.md", "docs/log.md", "docs/serial.md"}) {
     const std::string text = source(page);
     for (const std::string &block : blocks(text, "console"))
       runConsole(block);

@@ -149,19 +149,5 @@ TEST(SerialDevice, TellsThatTheDeviceIsGone) {
   EXPECT_FALSE(device.isOpen());
 }
 
-TEST(SerialDevice, NeverBlocks) {
-  PtyLine line;
-  SerialDevice device;
-  ASSERT_EQ(device.open(line.path(), {}), 0);
-  const Bytes chunk(4096);
-  ssize_t count = 0;
-  size_t total = 0;
-  while ((count = device.write(chunk)) > 0)
-    total += static_cast<size_t>(count);
-  EXPECT_EQ(errno, EAGAIN);
-  EXPECT_GT(total, 0U);
-  device.close(); // and does not wait for the line to drain
-}
-
 } // namespace
 } // namespace velto

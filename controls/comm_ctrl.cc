@@ -1,0 +1,168 @@
+#include "controls/comm_ctrl.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+
+namespace velto {
+
+namespace {
+
+constexpr int32_t kNoByte = 65535;
+constexpr int32_t kDefaultRate = 9600;
+constexpr int16_t kLastParity = 4;
+constexpr int16_t kLastStopBit = 2;
+constexpr std::array kSettings{"PortNumber", "BaudRate", "ByteSize", "Parity", "StopBit"};
+
+} // namespace
+
+// Connect stands last, so that a loaded property bag opens the port when all else is set.
+const MemberTable &CVeltoCommCtrl::table() {
+  using C = CVeltoCommCtrl;
+  static const MemberTable table =
+      Members<C>("VeltoComm", "CVeltoCommCtrl", "A raw serial port: bytes and texts in and out.")
+          .readOnly<&C::Count>(2, "Count", "Bytes that wait to be read.")
+          .property<&C::ByteStream, &C::SetByteStream>(
+              3, "ByteStream",
+              "Reading takes the next byte, 65535 when there is none; writing sends one.")
+          .property<&C::BaudRate, &C::SetBaudRate>(
+              4, "BaudRate", "Bits per second, any rate of the device; below 1 becomes 9600.",
+              kDefaultRate)
+          .property<&C::ByteSize, &C::SetByteSize>(
+              5, "ByteSize", "Data bits: 8, or 7, which every other value becomes.", 8)
+          .property<&C::IniFileName, &C::SetIniFileName>(6, "IniFileName", "Path of the INI file.",
+                                                         "./Velto.ini")
+          .property<&C::IniSection, &C::SetIniSection>(7, "IniSection", "Section of the INI file.",
+                                                       "VeltoComm")
+          .property<&C::Parity, &C::SetParity>(
+              8, "Parity", "0 none, 1 odd, 2 even, 3 mark, 4 space; others become 0.", 0)
+          .property<&C::PortNumber, &C::SetPortNumber>(
+              9, "PortNumber", "Index of the port, 0 is COM1; negative ones become 0.", 0)
+          .property<&C::StopBit, &C::SetStopBit>(
+              10, "StopBit",
+              "Stop bits: 0 one, 1 one and a half (no device opens with it), 2 two; others become "
+              "0.",
+              0)
+          .property<&C::Connect, &C::SetConnect>(
+              1, "Connect",
+              "Opens and closes the port; false again when it cannot be opened or is unplugged.",
+              false)
+          .method<&C::Setup>(11, "Setup", {"lpszCaption"},
+                             "Shows the property sheet; true when it was accepted and stored.")
+          .method<&C::Send>(12, "Send", {"lpszData"},
+                            "Sends the characters as they are; false when the port is closed.")
+          .method<&C::LoadIniFile>(13, "LoadIniFile", {},
+                                   "Reads the INI file; false when its name or section is empty.")
+          .event<int32_t>(1, "Received", {"lDataCount"},
+                          "Bytes wait to be read; raised every millisecond while they do.")
+          .build();
+  return table;
+}
+
+CVeltoCommCtrl::CVeltoCommCtrl(const ControlSite &site)
+    : IniControl(site, "VeltoComm"), port_(site.loop), timer_(site.loop, [this] { tick(); }) {
+  port_.SetWake([this] { timer_.startWithin(1); });
+}
+
+std::span<const char *const> CVeltoCommCtrl::iniKeys() const { return kSettings; }
+
+std::span<const IniControl::Page> CVeltoCommCtrl::pages() const {
+  constexpr int64_t kMaxRate = std::numeric_limits<int32_t>::max();
+  constexpr int64_t kMaxPort = std::numeric_limits<int16_t>::max();
+  static constexpr std::array kCommunication{
+      PageField{"PortNumber", "Port (0 is COM1)", 0, kMaxPort},
+      PageField{"BaudRate", "Baud Rate", 1, kMaxRate},
+      PageField{"ByteSize", "Data Bits", 7, 8},
+      PageField{"Parity", "Parity (0 none, 1 odd, 2 even, 3 mark, 4 space)", 0, kLastParity},
+      PageField{"StopBit", "Stop Bits (0 one, 2 two)", 0, kLastStopBit},
+  };
+  static constexpr std::array kPages{Page{"Communication", kCommunication}};
+  return kPages;
+}
+
+void CVeltoCommCtrl::SetConnect(bool connect) {
+  port_.Close();
+  lostError_ = 0;
+  if (connect)
+    port_.Open(CHSerialPort::PortName(portNumber_), baudRate_, byteSize_, parity_, stopBit_);
+  setModified();
+}
+
+// A loaded bag finds the port closed, so that all its settings count.
+void CVeltoCommCtrl::prepareLoad() {
+  if (Connect())
+    SetConnect(false);
+}
+
+int32_t CVeltoCommCtrl::ByteStream() {
+  return port_.InputCount() == 0 ? kNoByte : port_.ReadByte();
+}
+
+void CVeltoCommCtrl::SetByteStream(int32_t byte) {
+  port_.WriteByte(static_cast<uint8_t>(byte & 0xFF));
+}
+
+template <typename T> void CVeltoCommCtrl::store(T &setting, T value) {
+  setting = value;
+  setModified();
+}
+
+void CVeltoCommCtrl::SetBaudRate(int32_t rate) { store(baudRate_, rate < 1 ? kDefaultRate : rate); }
+
+void CVeltoCommCtrl::SetByteSize(int16_t bits) { store<int16_t>(byteSize_, bits == 8 ? 8 : 7); }
+
+void CVeltoCommCtrl::SetParity(int16_t parity) {
+  store<int16_t>(parity_, parity < 0 || parity > kLastParity ? 0 : parity);
+}
+
+void CVeltoCommCtrl::SetPortNumber(int16_t number) {
+  store(portNumber_, std::max<int16_t>(number, 0));
+}
+
+void CVeltoCommCtrl::SetStopBit(int16_t stopBit) {
+  store<int16_t>(stopBit_, stopBit < 0 || stopBit > kLastStopBit ? 0 : stopBit);
+}
+
+bool CVeltoCommCtrl::Send(const std::string &data) {
+  return port_.Write({reinterpret_cast<const uint8_t *>(data.data()), data.size()});
+}
+
+// Stands for a timer of 1 ms: ticks on which nothing waits are left out. A device that is gone
+// gets one last event for what it had sent.
+void CVeltoCommCtrl::tick() {
+  if (raising_)
+    return;
+  const bool lost = port_.LostError() != 0;
+  if (const int32_t count = Count(); count != 0) {
+    const Lifetime::Watch alive(lifetime());
+    raising_ = true;
+    onReceived.raise(count);
+    if (!alive)
+      return;
+    raising_ = false;
+  }
+  if (lost && port_.LostError() != 0) {
+    lostError_ = port_.LostError();
+    port_.Close();
+  }
+  if (Count() != 0 || port_.LostError() != 0)
+    timer_.startWithin(1);
+}
+
+std::string CVeltoCommCtrl::window() const {
+  constexpr std::array kParities{"N", "O", "E", "M", "S"};
+  constexpr std::array kStopBits{"1", "1.5", "2"};
+  const std::string name = CHSerialPort::PortName(portNumber_);
+  const int error = lostError_ != 0 ? lostError_ : port_.OpenError();
+  std::string state = "closed";
+  if (Connect())
+    state = "open";
+  else if (error != 0)
+    state = std::strerror(error);
+  return name + " (" + CHSerialPort::DevicePath(name) + ") " + std::to_string(baudRate_) + ' ' +
+         std::to_string(byteSize_) + kParities[static_cast<size_t>(parity_)] +
+         kStopBits[static_cast<size_t>(stopBit_)] + ": " + state + '\n';
+}
+
+} // namespace velto
