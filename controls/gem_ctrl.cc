@@ -12,6 +12,9 @@ constexpr int32_t kMaxSeconds = 2'147'483; // whose milliseconds still fit 32 bi
 constexpr int32_t kPageBits = 0xFFF;
 constexpr int32_t kModelPageBits = 0xDF8;
 
+// The model refuses what is no state of its own.
+bool isByte(int16_t state) { return state >= 0 && state <= 0xFF; }
+
 int32_t milliseconds(int32_t seconds) { return std::clamp(seconds, 0, kMaxSeconds) * 1000; }
 
 } // namespace
@@ -218,11 +221,13 @@ void CVeltoGemCtrl::SetLogicalConnection(int16_t model) {
 }
 
 void CVeltoGemCtrl::SetCommunicationState(int16_t state) {
-  engine_.SetCommunicationState(static_cast<uint8_t>(state));
+  if (isByte(state))
+    engine_.SetCommunicationState(static_cast<uint8_t>(state));
 }
 
 void CVeltoGemCtrl::SetControlState(int16_t state) {
-  engine_.SetControlState(static_cast<uint8_t>(state));
+  if (isByte(state))
+    engine_.SetControlState(static_cast<uint8_t>(state));
 }
 
 void CVeltoGemCtrl::SetControlStateSwitch(bool on) { engine_.SetOnlineSwitch(on); }

@@ -62,6 +62,7 @@ void CVeltoGemCtrl::SetVIDValue(int32_t vid, const std::string &value) {
   if (CHGemEventVid *found = variable(vid))
     found->SetValue(value);
   setModified();
+  scheduleTick(); // the model may time by the value
 }
 
 std::string CVeltoGemCtrl::VIDRawValue(int32_t vid) const {
@@ -72,6 +73,7 @@ void CVeltoGemCtrl::SetVIDRawValue(int32_t vid, const std::string &sml) {
   std::string line = sml;
   std::erase_if(line, [](char c) { return c == '\r' || c == '\n'; });
   setVidText(vid, &CHGemEventVid::rawValue, line);
+  scheduleTick();
 }
 
 std::string CVeltoGemCtrl::vidText(int32_t vid, std::string CHGemEventVid::*field) const {
@@ -178,10 +180,12 @@ void CVeltoGemCtrl::SetALIDSet(int32_t alid, bool set) {
   setModified();
 }
 
-// The registration stands whether or not its file could be written: SaveData() tells that.
+// The registration stands whether or not its file could be written: a tick tries again then.
 bool CVeltoGemCtrl::saved(bool changed) {
-  if (changed)
+  if (changed) {
     SaveData();
+    scheduleTick();
+  }
   return changed;
 }
 

@@ -58,6 +58,8 @@ uint32_t CHGemCommunicationModel::timeoutMs() const {
 }
 
 std::optional<uint32_t> CHGemCommunicationModel::nextTick() const {
+  if (reported_)
+    return std::nullopt;
   const uint32_t now = owner().clock().ticks();
   if (state_ == NotCommunicating && delayStart_)
     return remaining(timeoutMs() + 1, now - *delayStart_);
@@ -69,6 +71,8 @@ std::optional<uint32_t> CHGemCommunicationModel::nextTick() const {
 }
 
 void CHGemCommunicationModel::Tick() {
+  if (reported_)
+    return; // what is due then depends on the state that comes
   if (state_ != NotCommunicating)
     delayStart_.reset();
   else if (delayStart_ && owner().clock().ticks() - *delayStart_ > timeoutMs())

@@ -28,8 +28,10 @@ private:
   std::string_view rest_;
 };
 
-// The first year that two digits name is 1981.
-uint16_t fullYear(uint16_t year) { return static_cast<uint16_t>(year + (year < 81 ? 2000 : 1900)); }
+// The first year that two characters name is 1981. They hold at most 99: what is above is negative.
+uint16_t fullYear(uint16_t year) {
+  return static_cast<uint16_t>(year + (year < 81 || year > 99 ? 2000 : 1900));
+}
 
 // Puts in the day of the week; false when there is no such time. Clocks differ in what they make of
 // a 13th month.

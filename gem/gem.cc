@@ -245,14 +245,15 @@ void CHGem::Reset() {
   processing_.Reset();
 }
 
-bool CHGem::LoadData(const std::string &fileName) {
+// The name is a copy: its owner may go inside the report of the state.
+bool CHGem::LoadData(std::string fileName) {
   communication_.SwitchState(Disabled);
   Reset();
-  SetDataFileName(fileName);
+  SetDataFileName(std::move(fileName));
   loadSettings();
   if (owner() == nullptr)
     return false;
-  const auto bytes = readDataFile(owner()->files(), fileName);
+  const auto bytes = readDataFile(owner()->files(), DataFileName());
   auto loaded = bytes ? loadGemData(*bytes) : std::nullopt;
   if (!loaded)
     return false;
@@ -263,15 +264,12 @@ bool CHGem::LoadData(const std::string &fileName) {
   return true;
 }
 
-// The model is written whatever becomes of the settings.
+// The model is written whatever becomes of the settings, and at once at the next change too.
 bool CHGem::SaveData() {
   const bool settingsSaved = saveSettings();
-  const bool saved = owner() != nullptr && writeData() && settingsSaved;
-  if (saved)
-    saveFailedAt_.reset();
-  else
-    saveFailedAt_ = clock().ticks();
-  return saved;
+  const bool saved = owner() != nullptr && writeData();
+  saveFailedAt_ = saved ? std::nullopt : std::optional(clock().ticks());
+  return saved && settingsSaved;
 }
 
 bool CHGem::writeData() {

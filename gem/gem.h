@@ -56,7 +56,7 @@ public:
 
   /// Resets the models and loads the data file. False when it cannot be read: the models stay at
   /// their defaults, the file as it is.
-  bool LoadData(const std::string &fileName);
+  bool LoadData(std::string fileName);
   /// Writes the settings and the data file; false when that fails, the old file being whole.
   bool SaveData();
   /// Every model at its defaults; model name and software revision stay.

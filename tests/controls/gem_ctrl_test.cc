@@ -4,6 +4,8 @@
 #include "controls/gem_pair.h"
 #include "gem/data_file.h"
 
+#include <filesystem>
+
 namespace velto {
 namespace {
 
@@ -275,6 +277,10 @@ TEST_F(GemControl, RegistrationKeepsTheOrderAndTheFile) {
   fresh.SetDataFileName(folder / "missing/fresh.kel");
   EXPECT_TRUE(fresh.RegisterCEID(10, 255, "")) << "registered, though the file cannot be written";
   EXPECT_FALSE(fresh.SaveData());
+  std::filesystem::create_directory(folder / "missing");
+  net.clock.advance(1000);
+  net.settle();
+  EXPECT_TRUE(readDataFile(systemFiles(), folder / "missing/fresh.kel")) << "tried again by itself";
 }
 
 TEST_F(GemControl, LoadDataIsTrueWheneverThereIsAModel) {

@@ -147,6 +147,36 @@ TEST_F(GemEvents, AChangeOfControlIsReportedToBoth) {
                                             "Received S1F2", "ControlStateChanged 4 1"));
 }
 
+TEST_F(GemEvents, NumbersThatAreNoStateAreRefused) {
+  establish();
+  for (const int16_t state : {int16_t{-253}, int16_t{5}, int16_t{0x103}}) // low bytes 3, 5, 3
+    eq.SetControlState(state);
+  for (const int16_t state : {int16_t{-255}, int16_t{3}, int16_t{0x100}}) // low bytes 1, 3, 0
+    eq.SetCommunicationState(state);
+  EXPECT_THAT(equipment.take(), IsEmpty());
+}
+
+TEST_F(GemEvents, AValueThatTheModelTimesByCountsAtOnce) {
+  GemData &data = equipment.model().data();
+  data.variables.SetRole(*data.variables.FindVid(3), RoleEstablishCommunicationsTimeout);
+  eq.SetVIDValue(3, "300");
+  eq.SetT3(1);
+  host.answers = false;
+  host.control->SetPhysicalConnection(true);
+  settle();
+  net.clock.advance(1000);
+  settle();
+  EXPECT_THAT(equipment.take(), Contains("Problem 12 Error : T3 time out."));
+  net.clock.advance(10000);
+  eq.SetVIDValue(3, "2");
+  settle();
+  EXPECT_THAT(equipment.take(), ElementsAre("Sent S1F13W"));
+  eq.SetVIDRawValue(1, "<u1 1>");
+  settle(2);
+  EXPECT_THAT(equipment.take(), ElementsAre("ControlStateChanged 2 1"))
+      << "nobody goes on-line without communications";
+}
+
 TEST_F(GemEvents, AReplyIsSeenWhenDefProcHandlesIt) {
   establish();
   eq.SetT3(2);
@@ -321,6 +351,7 @@ TEST(GemHost, MayDoAnythingInsideTheEventsOfItsOwnCalls) {
     std::function<void(CVeltoGemCtrl &)> call;
   } rows[] = {
       {"CommunicationStateChanged 1 2", [](CVeltoGemCtrl &c) { c.SetCommunicationState(1); }},
+      {"CommunicationStateChanged 0 2", [](CVeltoGemCtrl &c) { c.LoadData(); }},
       {"CommunicationStateChanged 1 0", [](CVeltoGemCtrl &c) { c.LoadData(); }},
       {"ControlStateChanged 3 4", [](CVeltoGemCtrl &c) { c.SetControlState(3); }},
       {"ControlStateChanged 0 4", [](CVeltoGemCtrl &c) { c.SetControlStateSwitch(false); }},

@@ -89,6 +89,23 @@ TEST_F(CommunicationModel, AChangeInsideAReportHolds) {
   EXPECT_EQ(model.State(), 0);
 }
 
+TEST_F(CommunicationModel, ATickInsideAReportWaitsForTheChange) {
+  enter(1);
+  owner.onNote = [&](const std::string &line) {
+    if (line.starts_with("communication"))
+      model.Tick();
+  };
+  CHSecsVerifier slot = receivedSlot("s1f13w{}");
+  EXPECT_TRUE(model.OnReceive(slot));
+  EXPECT_THAT(owner.take(), ElementsAre("communication 1 2")) << "nobody asks again";
+
+  enter(1);
+  model.Tick();
+  model.SwitchState(2);
+  reportTimeout("s1f13w{}");
+  EXPECT_EQ(model.nextTick(), 30001U) << "the delay goes on";
+}
+
 TEST_F(CommunicationModel, TheTickSendsOneRequest) {
   enter(1);
   EXPECT_EQ(model.nextTick(), 0U);

@@ -1,3 +1,4 @@
+#include "gem/data_file.h"
 #include "gem/station.h"
 
 #include <gmock/gmock.h>
@@ -27,6 +28,18 @@ TEST_F(GemEngine, OnlyTheHostAsksWhenTheEquipmentDoesNot) {
   EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
   EXPECT_EQ(equipment.sml(CHGem::kSent), "S1F14\r\n{\r\n  <b 0x00>\r\n  {\r\n    <a 'ETCH-1'>\r\n"
                                          "    <a '1.00'>\r\n  }\r\n}\r\n");
+}
+
+TEST_F(GemEngine, ADisabledEquipmentHearsNothingAndSaysNothing) {
+  equipment.engine->gem()->data().communication.initialState = 0;
+  host.engine->OpenConnection();
+  run();
+  EXPECT_EQ(equipment.engine->physical().State(), HsmsState::Selected);
+  EXPECT_THAT(equipment.take(), ElementsAre("connected", "sent SelectRsp", "link 0 2"));
+  EXPECT_FALSE(equipment.engine->SetCommunicationState(2)) << "communications are to be asked for";
+  EXPECT_TRUE(equipment.engine->SetCommunicationState(1));
+  run();
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
 }
 
 TEST_F(GemEngine, ASilentHostIsAskedAgainAfterTheDelay) {
@@ -60,6 +73,19 @@ TEST_F(GemEngine, AReplyTimeoutIsReportedOnceAndSentAsS9F9) {
   EXPECT_EQ(lines[1], "sent S9F9");
   EXPECT_EQ(lines[2], "problem 12 Error : T3 time out.");
   EXPECT_EQ(std::ranges::count(lines, "problem 12 Error : T3 time out."), 1);
+}
+
+TEST_F(GemEngine, AnUnansweredAttemptEndsBeforeTheHostHearsOfIt) {
+  establish();
+  host.answers = false;
+  equipment.engine->gem()->data().variables.FindByRole(RoleControlState)->SetValue("0");
+  equipment.engine->SetOnlineSwitch(true);
+  run();
+  EXPECT_THAT(equipment.take(), ElementsAre("control 0 1", "sent S1F1W"));
+  net.clock.advance(45000);
+  run(1);
+  EXPECT_THAT(equipment.take(), ElementsAre("communication 2 1", "control 1 2", "sent S9F9",
+                                            "problem 12 Error : T3 time out.", "sent S1F13W"));
 }
 
 TEST_F(GemEngine, TheGateFollowsTheStates) {
@@ -321,6 +347,17 @@ TEST_F(GemEngine, AFailedSaveIsTriedAgainAfterAPause) {
   run(1);
   EXPECT_FALSE(equipment.engine->gem()->events().modified());
   EXPECT_TRUE(systemFiles().read(equipmentFolder / "x.kel"));
+}
+
+TEST_F(GemEngine, EveryChangeIsOnDiskAtOnceThoughTheSettingsCannotBeWritten) {
+  establish();
+  equipment.engine->SetIniFileName(equipmentFolder / "missing/x.ini");
+  EXPECT_FALSE(equipment.engine->gem()->SaveData());
+  EXPECT_TRUE(send(host, "s2f33w{<u4 1>{{<u4 9>{<u4 16>}}}}"));
+  net.settle();
+  const auto model = loadGemData(*systemFiles().read(equipmentFolder / "station.kel"));
+  ASSERT_TRUE(model);
+  EXPECT_NE(model->reports.FindReport(9), nullptr);
 }
 
 TEST_F(GemEngine, TheModelMayBeReplacedInsideAReport) {

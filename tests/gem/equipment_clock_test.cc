@@ -37,6 +37,7 @@ TEST(EquipmentClock, ReadsTimesOfTwelveAndSixteenCharacters) {
   } rows[] = {
       {"800101000000", LocalTime{2080, 1, 4, 1, 0, 0, 0, 0}},
       {"810101000000", LocalTime{1981, 1, 4, 1, 0, 0, 0, 0}},
+      {"-51119080503", LocalTime{1995, 11, 4, 19, 8, 5, 3, 0}}, // 5 years before 2000
       {"991231235958", LocalTime{1999, 12, 4, 31, 23, 59, 58, 0}},
       {"2014111908050345", LocalTime{2014, 11, 4, 19, 8, 5, 3, 450}},
       {" 1 2 3 4 5 6", LocalTime{2001, 2, 4, 3, 4, 5, 6, 0}},
