@@ -64,6 +64,7 @@ void CHGemEngine::SetObjectModel(bool on) {
   if (logical_ != nullptr)
     logical_->detach();
   objectModel_ = on ? 1 : 0;
+  refused_ = false;
   LogicalConnectionOwner &owner = *this;
   if (on) {
     auto model = std::make_shared<CHGem>(owner, iniFileName_);
@@ -177,6 +178,7 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
     return;
   const auto keep = logical_;
   ++received_;
+  refused_ = storeOnly;
   CHSecsVerifier &slot = gem_->slot(CHGem::kReceived);
   slot.remoteHost = ipAddress;
   slot.remotePort = portNumber;
@@ -202,6 +204,7 @@ bool CHGemEngine::acceptsDevice(CHSecsVerifier &slot) {
   }
   if (logical_->Host())
     return true;
+  refused_ = true;
   MakeStream9(reply, kUnrecognizedDevice, &header);
   reply.header.idWord = logical_->DeviceID();
   if (header.function() % 2 == 1 && header.wbit())
@@ -209,14 +212,15 @@ bool CHGemEngine::acceptsDevice(CHSecsVerifier &slot) {
   return false;
 }
 
-// Control messages have been answered by the link. What is handled is a copy: a report may pump the
-// loop, and the next message then takes the slot.
+// Control messages have been answered by the link, and what the host was not told of has been
+// refused. What is handled is a copy: a report may pump the loop, and the next message then takes
+// the slot.
 bool CHGemEngine::DefProc() {
   if (gem_ == nullptr)
     return false;
   const auto keep = logical_;
   CHGem &gem = *gem_;
-  if (gem.slot(CHGem::kReceived).message.header.sType() != 0)
+  if (refused_ || gem.slot(CHGem::kReceived).message.header.sType() != 0)
     return true;
   const Lifetime::Watch alive(lifetime_);
   const uint32_t received = received_;
@@ -273,7 +277,8 @@ void CHGemEngine::OnSent(const CHSecsHeader &header, ByteView body) {
   sent.Decode(bytes);
   if (logCommunication)
     record().sent(bytes);
-  if (header.idWord == keep->DeviceID())
+  // Without a model nothing that arrives is looked at, and no reply would end a transaction.
+  if (gem_ != nullptr && header.idWord == keep->DeviceID())
     keep->OnSent(sent);
   if (!alive)
     return;

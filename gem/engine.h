@@ -116,6 +116,7 @@ private:
   std::shared_ptr<CHLogicalConnection> logical_;
   CHGem *gem_ = nullptr;
   uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
+  bool refused_ = false;  // the message in the slot came before the select, or for another device
   Lifetime lifetime_;
 };
 

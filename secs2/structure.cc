@@ -169,11 +169,13 @@ bool Structure::matches(const CHSecsItem &body, std::string &path) const {
 }
 
 bool Structure::matchItem(const CHSecsItem &item, Path &path) const {
-  switch (kind_) {
-  case Kind::Any:
+  if (kind_ == Kind::Any)
     return true;
+  if (item.decodeError())
+    return false; // what is left of it must not pass for an empty item, which may mean everything
+  switch (kind_) {
   case Kind::NoBody:
-    return !item.hasData() && !item.decodeError();
+    return !item.hasData();
   case Kind::Nothing:
     return false;
   case Kind::List:
@@ -182,6 +184,7 @@ bool Structure::matchItem(const CHSecsItem &item, Path &path) const {
     return rule_.matches(item);
   case Kind::Typed:
     return item.hasData() && item.format() == format_ && (!count_ || item.count() == *count_);
+  case Kind::Any:
   case Kind::Choice:
     break;
   }

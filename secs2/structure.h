@@ -24,6 +24,8 @@ namespace velto {
 ///     -              no body
 ///     !              nothing matches
 ///     (empty text)   any body, or none
+///
+/// An item that ends before its length says matches nothing but the empty text.
 class Structure {
 public:
   /// Nothing when the text is not of that notation.

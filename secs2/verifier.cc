@@ -106,8 +106,10 @@ VeltoSecsIIVerification CHSecsVerifier::classify() {
   if (stream != 0 && function != 0 &&
       (stream >= kFirstUserDefined || function >= kFirstUserDefined))
     return userDefined();
-  if (function == 0)
-    return header.wbit() || message.root.hasData() ? VerificationIncorrect : VerificationCorrect;
+  if (function == 0) {
+    const bool empty = !message.root.hasData() && !message.root.decodeError();
+    return header.wbit() || !empty ? VerificationIncorrect : VerificationCorrect;
+  }
   if (function % 2 == 0 && header.wbit())
     return VerificationIncorrect;
   if (!isKnownStream(stream))

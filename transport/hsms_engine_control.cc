@@ -168,7 +168,13 @@ void CHHsms::handleResponse(Link &link, const CHSecsHeader &header) {
     deselect(link);
 }
 
+// The end of another connection's selection is told first: what begins here is no part of it.
 void CHHsms::select(Link &link) {
+  Lifetime::Watch alive(link.lifetime());
+  if (state_ == HsmsState::Selected)
+    updateState();
+  if (!alive)
+    return;
   link.selected = true;
   updateState();
 }

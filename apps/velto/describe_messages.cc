@@ -27,7 +27,9 @@ constexpr const char *kIntroduction =
     "values,\n"
     "`@NAK` a binary byte other than 0. A reply never carries the W-bit. An `else` is the reply to "
     "a\n"
-    "wrong body, where the message has one of its own.\n\n"
+    "wrong body, where the message has one of its own. An item that ends before its length says "
+    "is\n"
+    "always wrong.\n\n"
     "| Message | Name | W-bit | Received by | Body | Suggested reply |\n"
     "| --- | --- | --- | --- | --- | --- |\n";
 

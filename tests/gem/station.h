@@ -64,6 +64,8 @@ public:
 
 private:
   std::string name(size_t slot) {
+    if (engine->gem() == nullptr)
+      return "";
     return HeaderText(engine->gem()->slot(slot).message.header, HeaderTextMode::Name);
   }
   void note(const std::string &line) {

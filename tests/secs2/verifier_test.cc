@@ -195,6 +195,27 @@ TEST(Verifier, MatchesTemplates) {
   }
 }
 
+// An empty item often stands for everything, and so must not be what is left of a longer one.
+TEST(Verifier, ItemsThatEndTooEarlyAreIllegal) {
+  const struct {
+    const char *message; ///< without the session ID
+    int result;
+  } rows[] = {
+      {"8103000000000007b1040000", 2},                                         // S1F3W
+      {"85030000000000070102210100b1040000", 2},                               // S5F3W
+      {"820f00000000000701010102b10400000003b1040000", 2},                     // S2F15W, the value
+      {"82210000000000070102b1040000000101010102b104000000010101b1040000", 3}, // S2F33W
+      {"810100000000000701", 2},                                               // S1F1W
+      {"010000000000000701", 2},                                               // S1F0
+      {"822b000000000007b1040000", 0}, // S2F43W: of any body
+  };
+  for (const auto &row : rows) {
+    CHSecsVerifier slot;
+    ASSERT_TRUE(slot.message.Decode(fromHex(std::string("0000") + row.message)));
+    EXPECT_EQ(slot.Verify(true), row.result) << row.message;
+  }
+}
+
 TEST(Verifier, ControlMessagesSuggestTheirResponse) {
   const struct {
     const char *header;

@@ -193,6 +193,17 @@ TEST_F(HsmsEngineTest, EachPeerIsSelectedForItself) {
   EXPECT_FALSE(engine->SendMessage("127.0.0.1", 1, fromHex(kS1F1)));
 }
 
+TEST_F(HsmsEngineTest, ASelectionEndsBeforeTheNextOneBegins) {
+  openSelected();
+  exchange(kSeparateReq);
+  remote = join();
+  EXPECT_EQ(frame(kSelectRsp0), exchange(kSelectReq)) << "no tick since the one before has ended";
+  const Lines lines = owner.take();
+  ASSERT_GE(lines.size(), 2U);
+  EXPECT_EQ("state 21", lines[lines.size() - 2]);
+  EXPECT_EQ("state 12", lines.back());
+}
+
 TEST_F(HsmsEngineTest, SentHeadersAreCompleted) {
   struct Case {
     std::string given;

@@ -1,0 +1,70 @@
+// Messages that the engine keeps from the host, and hosts that follow each other at once.
+#include "gem/station.h"
+
+#include <gmock/gmock.h>
+
+namespace velto {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class GemDispatch : public GemPair {};
+
+// Of a host that kept the message for later.
+TEST_F(GemDispatch, WhatWasRefusedIsNotCarriedOut) {
+  establish();
+  equipment.answers = false;
+  RawClient stranger(host.engine->physical().portNumber);
+  net.settle();
+  equipment.take();
+  stranger.send(frame("0000810f000000000001")); // S1F15W of a host that has not selected
+  net.settle();
+  EXPECT_THAT(equipment.take(), ElementsAre("sent RejectReq"));
+  EXPECT_TRUE(equipment.engine->DefProc());
+  host.engine->gem()->SetDeviceID(7);
+  EXPECT_TRUE(send(host, "s1f15w"));
+  run();
+  EXPECT_THAT(equipment.take(), ElementsAre("sent S9F1"));
+  EXPECT_TRUE(equipment.engine->DefProc());
+  EXPECT_THAT(equipment.take(), IsEmpty());
+  EXPECT_EQ(equipment.engine->GetControlState(), 4);
+
+  host.engine->gem()->SetDeviceID(0);
+  EXPECT_TRUE(send(host, "s1f15w"));
+  run();
+  EXPECT_TRUE(equipment.engine->DefProc());
+  EXPECT_EQ(equipment.engine->GetControlState(), 2) << "later is early enough for any other";
+}
+
+TEST_F(GemDispatch, ANewHostStartsWithoutThePastOfTheOneBefore) {
+  establish();
+  host.answers = false;
+  EXPECT_TRUE(send(equipment, "s6f11w{<u4 1><u4 2>{}}"));
+  net.settle();
+  host.engine->CloseConnection();
+  RawClient next(host.engine->physical().portNumber);
+  net.settle();
+  equipment.take();
+  next.send(frame("ffff0000000100000001"));
+  net.settle(); // without a tick of the equipment
+  EXPECT_THAT(equipment.take(), ElementsAre("received SelectReq", "sent SelectRsp", "link 2 1",
+                                            "communication 2 1", "link 1 2"));
+  EXPECT_EQ(equipment.engine->gem()->OpenTransactionCount(), 0U);
+}
+
+TEST_F(GemDispatch, APlainConnectionAwaitsNoReplies) {
+  establish();
+  host.engine->SetObjectModel(false);
+  CHSecsMessage request;
+  request.SetFromSml("s1f1w");
+  EXPECT_FALSE(host.engine->Send(request));
+  run();
+  net.clock.advance(45001);
+  run();
+  EXPECT_THAT(host.take(), ElementsAre("sent "));
+  EXPECT_EQ(equipment.take()[0], "received S1F1W");
+}
+
+} // namespace
+} // namespace velto
