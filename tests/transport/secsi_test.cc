@@ -22,16 +22,31 @@ struct SecsILine : Network {
   }
   ~SecsILine() { CHSerialPort::MapPort(41, ""); }
   bool open() { return port->Open("com41", 9600, 8, 0, 0); }
-  std::string far() {
-    settle();
-    if (port)
-      port->Poll();
-    settle();
-    return toHex(pty.read());
-  }
-  std::string say(const std::string &hex) {
+  // The kernel hands bytes on when it has time: so each step waits for what it has to bring, for
+  // about two seconds at most. Says something, and returns the answer of so many bytes.
+  std::string say(const std::string &hex, size_t length) {
     pty.send(fromHex(hex));
-    return far();
+    Bytes answer;
+    until([&] {
+      port->Poll();
+      const Bytes more = pty.read();
+      answer.insert(answer.end(), more.begin(), more.end());
+      return answer.size() >= length;
+    });
+    return toHex(answer);
+  }
+  // Says something, and waits until so many reports have come in all.
+  Lines reports(const std::string &hex, size_t count) {
+    pty.send(fromHex(hex));
+    Lines lines;
+    until([&] {
+      if (port)
+        port->Poll();
+      for (std::string &line : sink.take())
+        lines.push_back(std::move(line));
+      return lines.size() >= count || !port;
+    });
+    return lines;
   }
 
   PtyLine pty;
@@ -46,14 +61,12 @@ TEST(SecsI, ExchangesMessagesOnASerialDevice) {
   EXPECT_FALSE(line.open()) << "open already";
   EXPECT_FALSE(line.port->QueueHex("000081010000000000")) << "no header";
   EXPECT_TRUE(line.port->QueueHex("00008101000000000007"));
-  EXPECT_EQ("05", line.far());
-  EXPECT_EQ(kBlock, line.say("04"));
-  EXPECT_EQ("", line.say("06"));
-  EXPECT_EQ("04", line.say("05"));
-  EXPECT_EQ("06", line.say("0a"
-                           "00008102800000000009"
-                           "010c"));
-  EXPECT_EQ((Lines{"sent " + kMessage, "received 00008102800000000009"}), line.sink.take());
+  EXPECT_EQ("05", line.say("", 1));
+  EXPECT_EQ(kBlock, line.say("04", 13));
+  EXPECT_EQ((Lines{"sent " + kMessage}), line.reports("06", 1));
+  EXPECT_EQ("04", line.say("05", 1));
+  EXPECT_EQ("06", line.say("0a00008102800000000009010c", 1));
+  EXPECT_EQ((Lines{"received 00008102800000000009"}), line.sink.take());
 }
 
 TEST(SecsI, CarriesEveryByteUnchanged) {
@@ -86,14 +99,14 @@ TEST(SecsI, ADeviceThatVanishesFailsTheQueueAndIsReportedOnce) {
   SecsILine line;
   ASSERT_TRUE(line.open());
   line.port->QueueHex("00008101000000000007");
-  line.far();
+  EXPECT_EQ("05", line.say("", 1));
   line.pty.hangUp();
-  line.far();
+  EXPECT_EQ((Lines{"failed " + kMessage, "problem 5 The serial device is gone."}),
+            line.reports("", 2));
   line.port->Poll();
   EXPECT_FALSE(line.port->IsOpen());
-  EXPECT_EQ((Lines{"failed " + kMessage, "problem 5 The serial device is gone."}),
-            line.sink.take());
   EXPECT_EQ(std::nullopt, line.port->NextPoll());
+  EXPECT_EQ(Lines{}, line.sink.take());
 }
 
 TEST(SecsI, ClosingDropsWhatIsQueued) {
@@ -103,7 +116,7 @@ TEST(SecsI, ClosingDropsWhatIsQueued) {
   line.port->Close();
   EXPECT_EQ(0U, line.port->transfer().OutCount());
   ASSERT_TRUE(line.open()) << "a port can be opened again";
-  EXPECT_EQ("", line.far());
+  EXPECT_EQ("04", line.say("05", 1));
   EXPECT_EQ(Lines{}, line.sink.take());
 }
 
@@ -115,13 +128,12 @@ TEST(SecsI, TheSinkMayDestroyThePort) {
       if (text.starts_with(victim))
         line.port.reset();
     };
-    line.say("41");
-    line.say("05" + kBlock);
+    line.reports("41", 1);
+    line.reports("05" + kBlock, 1);
     if (line.port)
       line.port->QueueHex("00008101000000000007");
-    line.far();
     line.pty.hangUp();
-    line.settle();
+    line.reports("", 2);
     EXPECT_EQ(nullptr, line.port) << victim;
   }
 }
