@@ -177,7 +177,9 @@ void CVeltoGemCtrl::SetALIDSet(int32_t alid, bool set) {
   if (found == nullptr || found->isSet() == set)
     return;
   found->alcd ^= CHGemAlarmAlid::kSet;
+  engine_.gem()->alarms().setModified(); // saved on the next tick
   setModified();
+  scheduleTick();
 }
 
 // The registration stands whether or not its file could be written: a tick tries again then.

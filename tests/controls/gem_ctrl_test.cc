@@ -283,6 +283,12 @@ TEST_F(GemControl, RegistrationKeepsTheOrderAndTheFile) {
   EXPECT_TRUE(readDataFile(systemFiles(), folder / "missing/fresh.kel")) << "tried again by itself";
 }
 
+TEST_F(GemControl, AnAlarmSetWithoutAReportIsSaved) {
+  eq.SetALIDSet(5, true);
+  settle(2);
+  EXPECT_TRUE(loadGemData(*readDataFile(files, eq.DataFileName()))->alarms.FindAlid(5)->isSet());
+}
+
 TEST_F(GemControl, LoadDataIsTrueWheneverThereIsAModel) {
   eq.SetDataBakCount(1);
   EXPECT_TRUE(eq.SaveData());
