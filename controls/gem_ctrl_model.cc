@@ -14,8 +14,9 @@ uint32_t number(int32_t id) { return static_cast<uint32_t>(id); }
 
 } // namespace
 
+// Of any kind, also a number that is none: VIDType may set it, and another one afterwards.
 CHGemEventVid *CVeltoGemCtrl::variable(int32_t vid) const {
-  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().variables.FindVid(number(vid));
+  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().variables.find(number(vid));
 }
 
 CHGemEventCeid *CVeltoGemCtrl::event(int32_t ceid) const {

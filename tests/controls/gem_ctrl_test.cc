@@ -198,7 +198,8 @@ TEST_F(GemControl, VariablesEventsAndAlarmsAreReachedByNumber) {
       {"VIDDefault", 3, "", "12", "12"},
       {"VIDUnit", 2, "mm", "nm", "nm"},
       {"VIDDescription", 2, "Position", "Place", "Place"},
-      {"VIDType", 2, "2", "4", "4"},
+      {"VIDType", 2, "2", "8", "8"}, // no kind: the variable can still be reached
+      {"VIDType", 2, "8", "4", "4"},
       {"VIDNodeType", 2, "15", "14", "14"},
       {"CEIDDescription", 7, "Done", "Made", "Made"},
       {"CEIDEnable", 7, "true", "false", "false"},
