@@ -165,7 +165,7 @@ public:
   void SetALTX(int32_t alid, const std::string &text);
   bool ALIDEnable(int32_t alid) const;
   void SetALIDEnable(int32_t alid, bool enable);
-  /// The alarm's state; setting it reports nothing.
+  /// The alarm's state; setting it reports nothing. It is saved on the next tick.
   bool ALIDSet(int32_t alid) const;
   void SetALIDSet(int32_t alid, bool set);
 

@@ -14,8 +14,9 @@ uint32_t number(int32_t id) { return static_cast<uint32_t>(id); }
 
 } // namespace
 
+// Of any kind, also a number that is none: VIDType may set it, and another one afterwards.
 CHGemEventVid *CVeltoGemCtrl::variable(int32_t vid) const {
-  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().variables.FindVid(number(vid));
+  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().variables.find(number(vid));
 }
 
 CHGemEventCeid *CVeltoGemCtrl::event(int32_t ceid) const {
@@ -177,7 +178,9 @@ void CVeltoGemCtrl::SetALIDSet(int32_t alid, bool set) {
   if (found == nullptr || found->isSet() == set)
     return;
   found->alcd ^= CHGemAlarmAlid::kSet;
+  engine_.gem()->alarms().setModified(); // saved on the next tick
   setModified();
+  scheduleTick();
 }
 
 // The registration stands whether or not its file could be written: a tick tries again then.

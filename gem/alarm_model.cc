@@ -34,7 +34,7 @@ bool CHGemAlarmModel::InvokeAlarm(uint32_t alid, uint8_t alcd) {
   if (alarm == nullptr || !alarm->enable || alarm->isSet() == set)
     return false;
   alarm->alcd ^= CHGemAlarmAlid::kSet;
-  modified_ = true;
+  setModified();
   CHSecsMessage message;
   message.SetFromSml("s5f1w");
   message.root = alarmItem(*alarm);
@@ -49,20 +49,20 @@ bool CHGemAlarmModel::RegisterALID(uint32_t alid, uint8_t alcd, std::string altx
   alarm.alcd = alcd;
   alarm.altx = std::move(altx);
   data_.alarms.Add(std::move(alarm));
-  modified_ = true;
+  setModified();
   return true;
 }
 
 bool CHGemAlarmModel::UnregisterALID(uint32_t alid) {
   if (!data_.alarms.Remove(alid))
     return false;
-  modified_ = true;
+  setModified();
   return true;
 }
 
 void CHGemAlarmModel::Reset() {
   data_.alarms.Clear();
-  modified_ = false;
+  clearModified();
 }
 
 bool CHGemAlarmModel::OnReceive(CHSecsVerifier &slot) {
@@ -96,7 +96,7 @@ bool CHGemAlarmModel::enableAlarms(CHSecsVerifier &slot) {
     data_.alarms.FindAlid(alid)->enable = enable;
   for (size_t i = 0; alids.empty() && i < data_.alarms.Count(); ++i)
     data_.alarms.at(i).enable = enable;
-  modified_ = true;
+  setModified();
   return true;
 }
 

@@ -24,10 +24,6 @@ public:
   /// False when there is none.
   bool UnregisterALID(uint32_t alid);
 
-  /// Whether an alarm or the list changed since it was last written.
-  bool modified() const { return modified_; }
-  void setModified() { modified_ = true; }
-  void clearModified() { modified_ = false; }
   /// Empties the list.
   void Reset();
 
@@ -40,7 +36,6 @@ private:
   bool listEnabledAlarms(CHSecsVerifier &slot) const;
 
   GemData &data_;
-  bool modified_ = false;
 };
 
 } // namespace velto

@@ -72,7 +72,7 @@ bool CHGemEventModel::RegisterCEID(uint32_t ceid, uint8_t role, std::string desc
   event.role = role;
   event.description = std::move(description);
   data_.events.Add(std::move(event));
-  modified_ = true;
+  setModified();
   return true;
 }
 
@@ -84,21 +84,21 @@ bool CHGemEventModel::RegisterVID(CHGemEventVid variable) {
   if (std::string value = variable.FormatBound(Bound::Default); !value.empty())
     variable.rawValue = std::move(value);
   data_.variables.Add(std::move(variable));
-  modified_ = true;
+  setModified();
   return true;
 }
 
 bool CHGemEventModel::UnregisterVID(uint32_t vid) {
   if (!data_.variables.Remove(vid))
     return false;
-  modified_ = true;
+  setModified();
   return true;
 }
 
 bool CHGemEventModel::RemoveReport(uint32_t rptid) {
   if (!removeReports({rptid}))
     return false;
-  modified_ = true;
+  setModified();
   return true;
 }
 
@@ -114,7 +114,7 @@ void CHGemEventModel::Reset() {
   data_.reports.Clear();
   data_.variables.Clear();
   dataId_ = 1;
-  modified_ = false;
+  clearModified();
 }
 
 void CHGemEventModel::addStatus(TreeNode &parent) const {

@@ -44,10 +44,6 @@ public:
 
   /// The DATAID of the next event; counts from 1 after a reset.
   uint32_t dataId() const { return dataId_; }
-  /// Whether the lists changed since they were last written.
-  bool modified() const { return modified_; }
-  void setModified() { modified_ = true; }
-  void clearModified() { modified_ = false; }
   /// Empties all lists.
   void Reset();
 
@@ -85,7 +81,6 @@ private:
 
   GemData &data_;
   uint32_t dataId_ = 1;
-  bool modified_ = false;
 };
 
 } // namespace velto

@@ -129,8 +129,8 @@ bool CHGemEventModel::change(const Request &request, CHSecsVerifier &slot) {
   rebuildReply(slot, {std::to_string(acknowledge)});
   if (acknowledge != kAccepted)
     return false;
+  setModified(); // before the host hears of anything and may load another model
   (this->*request.apply)(slot.message.root);
-  modified_ = true;
   return true;
 }
 
@@ -156,6 +156,7 @@ void CHGemEventModel::setConstants(const CHSecsItem &body) {
     if (!accepts(constant, value))
       continue;
     constant->SetValue(value);
+    setModified();
     owner().reportVariable(ecid);
   }
 }

@@ -105,11 +105,12 @@ bool CHGem::handle(CHSecsVerifier &slot) {
   if (communication_.OnReceive(slot) || answerAreYouThere(slot) || control_.OnReceive(slot) ||
       answerClockAndTerminal(slot))
     return true;
+  const uint32_t before = changes();
   const bool processed = processing_.OnReceive(slot);
   const bool reported = events_.OnReceive(slot);
   const bool alarmed = alarms_.OnReceive(slot);
-  // What the host changed is on disk before its next message.
-  if (modified() && !savePausing())
+  // What the host changed is on disk before it hears of it; other changes wait while saving fails.
+  if (modified() && (changes() != before || !savePausing()))
     SaveData();
   return processed || reported || alarmed;
 }

@@ -82,6 +82,7 @@ private:
   bool handle(CHSecsVerifier &slot);
   bool savePausing() const;
   bool modified() const { return events_.modified() || alarms_.modified(); }
+  uint32_t changes() const { return events_.changes() + alarms_.changes(); }
   bool answerAreYouThere(CHSecsVerifier &slot);
   bool answerClockAndTerminal(CHSecsVerifier &slot);
   bool writeData();

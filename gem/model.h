@@ -57,11 +57,20 @@ public:
   /// A problem code; `header` is that of the message it concerns.
   virtual void OnProblem(int /*code*/, const CHSecsHeader & /*header*/) {}
 
+  /// Counts the changes of what the data file keeps of the model.
+  uint32_t changes() const { return changes_; }
+  /// Whether there are some since it was last written.
+  bool modified() const { return changes_ != written_; }
+  void setModified() { ++changes_; }
+  void clearModified() { written_ = changes_; }
+
 protected:
   GemModelOwner &owner() const { return owner_; }
 
 private:
   GemModelOwner &owner_;
+  uint32_t changes_ = 0;
+  uint32_t written_ = 0;
 };
 
 } // namespace velto

@@ -198,7 +198,8 @@ TEST_F(GemControl, VariablesEventsAndAlarmsAreReachedByNumber) {
       {"VIDDefault", 3, "", "12", "12"},
       {"VIDUnit", 2, "mm", "nm", "nm"},
       {"VIDDescription", 2, "Position", "Place", "Place"},
-      {"VIDType", 2, "2", "4", "4"},
+      {"VIDType", 2, "2", "8", "8"}, // no kind: the variable can still be reached
+      {"VIDType", 2, "8", "4", "4"},
       {"VIDNodeType", 2, "15", "14", "14"},
       {"CEIDDescription", 7, "Done", "Made", "Made"},
       {"CEIDEnable", 7, "true", "false", "false"},
@@ -281,6 +282,12 @@ TEST_F(GemControl, RegistrationKeepsTheOrderAndTheFile) {
   net.clock.advance(1000);
   net.settle();
   EXPECT_TRUE(readDataFile(systemFiles(), folder / "missing/fresh.kel")) << "tried again by itself";
+}
+
+TEST_F(GemControl, AnAlarmSetWithoutAReportIsSaved) {
+  eq.SetALIDSet(5, true);
+  settle(2);
+  EXPECT_TRUE(loadGemData(*readDataFile(files, eq.DataFileName()))->alarms.FindAlid(5)->isSet());
 }
 
 TEST_F(GemControl, LoadDataIsTrueWheneverThereIsAModel) {

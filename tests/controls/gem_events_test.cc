@@ -1,5 +1,6 @@
 // What a Gem control tells its host application, and what that may do meanwhile.
 #include "controls/gem_pair.h"
+#include "gem/data_file.h"
 
 namespace velto {
 namespace {
@@ -175,6 +176,22 @@ TEST_F(GemEvents, AValueThatTheModelTimesByCountsAtOnce) {
   settle(2);
   EXPECT_THAT(equipment.take(), ElementsAre("ControlStateChanged 2 1"))
       << "nobody goes on-line without communications";
+}
+
+TEST_F(GemEvents, AFailedLoadInsideAnEventLeavesTheFileAlone) {
+  establish();
+  const std::string path = folder / "broken.kel";
+  files.write(path, "what is left of a model");
+  equipment.onEvent = [&](const std::string &line) {
+    if (line != "VIDChanged 3")
+      return;
+    eq.SetDataFileName(path);
+    eq.LoadData();
+  };
+  ASSERT_TRUE(host.send("s2f15w{{<u4 3><u4 12>}{<u4 3><u4 13>}}"));
+  settle();
+  EXPECT_EQ(eq.VIDCount(), 0);
+  EXPECT_EQ(readDataFile(files, path), "what is left of a model");
 }
 
 TEST_F(GemEvents, AReplyIsSeenWhenDefProcHandlesIt) {

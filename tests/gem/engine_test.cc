@@ -343,6 +343,9 @@ TEST_F(GemEngine, AFailedSaveIsTriedAgainAfterAPause) {
   EXPECT_TRUE(equipment.engine->gem()->events().modified());
   EXPECT_GT(equipment.engine->NextTick(), 900U);
   equipment.engine->gem()->SetDataFileName(equipmentFolder / "x.kel");
+  EXPECT_TRUE(send(host, "s1f3w{}"));
+  run();
+  EXPECT_FALSE(systemFiles().read(equipmentFolder / "x.kel")) << "nor is it tried with a question";
   net.clock.advance(1000);
   run(1);
   EXPECT_FALSE(equipment.engine->gem()->events().modified());
@@ -358,6 +361,20 @@ TEST_F(GemEngine, EveryChangeIsOnDiskAtOnceThoughTheSettingsCannotBeWritten) {
   const auto model = loadGemData(*systemFiles().read(equipmentFolder / "station.kel"));
   ASSERT_TRUE(model);
   EXPECT_NE(model->reports.FindReport(9), nullptr);
+}
+
+TEST_F(GemEngine, AChangeOfTheHostIsSavedAtOnceAlsoAfterAFailedSave) {
+  establish();
+  equipment.engine->gem()->SetDataFileName(equipmentFolder / "missing/x.kel");
+  EXPECT_TRUE(send(host, "s2f33w{<u4 1>{{<u4 9>{<u4 16>}}}}"));
+  run();
+  equipment.engine->gem()->SetDataFileName(equipmentFolder / "x.kel");
+  EXPECT_TRUE(send(host, "s2f33w{<u4 1>{{<u4 10>{<u4 16>}}}}"));
+  run();
+  EXPECT_EQ(host.sml(CHGem::kReceived), "S2F34\r\n<b 0x00>\r\n");
+  const auto file = readDataFile(systemFiles(), equipmentFolder / "x.kel");
+  ASSERT_TRUE(file);
+  EXPECT_EQ(loadGemData(*file)->reports.Count(), 2U);
 }
 
 TEST_F(GemEngine, TheModelMayBeReplacedInsideAReport) {
