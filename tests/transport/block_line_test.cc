@@ -2,7 +2,10 @@
 
 #include "block_line.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <deque>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -163,6 +166,53 @@ TEST_P(FaultyLine, EveryMessageArrivesOnceOrIsReportedFailed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, FaultyLine, testing::Values(1U, 2U, 3U, 4U));
+
+// A line that takes its time for every byte.
+TEST(PacedLine, BlocksFollowEachOtherAtTheSpeedOfTheLine) {
+  constexpr double kByteTime = 10 * 1000.0 / 9600; // ms at 9,600 baud
+  BlockStation sender;
+  BlockStation receiver;
+  struct Byte {
+    double due;
+    uint8_t value;
+  };
+  double now = 0;
+  size_t carried = 0;
+  const auto wire = [&](std::deque<Byte> &bytes, ByteView written) {
+    for (const uint8_t byte : written) {
+      const double start = bytes.empty() ? now : std::max(now, bytes.back().due);
+      bytes.push_back({start + kByteTime, byte});
+      ++carried;
+    }
+  };
+  std::deque<Byte> there;
+  std::deque<Byte> back;
+  sender.line.onWrite = [&](ByteView bytes) { wire(there, bytes); };
+  receiver.line.onWrite = [&](ByteView bytes) { wire(back, bytes); };
+  ASSERT_TRUE(sender.engine->QueueMessage(Bytes(CHSecsHeader::kSize + 10 * kBlockData)));
+
+  std::string outcome;
+  while (outcome.empty() && now < 10'000) {
+    outcome = sender.poll(); // 1 ms ticks, and at every arrival
+    receiver.poll();
+    double next = std::floor(now) + 1;
+    for (const auto *bytes : {&there, &back})
+      if (!bytes->empty())
+        next = std::min(next, std::max(now, bytes->front().due));
+    const auto ms = static_cast<uint32_t>(std::floor(next) - std::floor(now));
+    now = next;
+    for (BlockStation *station : {&sender, &receiver})
+      station->clock.advance(ms);
+    const auto arrive = [&](std::deque<Byte> &bytes, BlockStation &station) {
+      for (; !bytes.empty() && bytes.front().due <= now; bytes.pop_front())
+        station.line.input.push_back(bytes.front().value);
+    };
+    arrive(there, receiver);
+    arrive(back, sender);
+  }
+  EXPECT_TRUE(outcome.starts_with("sent ")) << outcome;
+  EXPECT_LE(now, 1.05 * kByteTime * static_cast<double>(carried));
+}
 
 } // namespace
 } // namespace velto
