@@ -61,8 +61,10 @@ void CVeltoGemCtrl::OnConnectionStateChanged(int16_t next, int16_t previous) {
   onConnectionStateChanged.raise(next, previous);
 }
 
+// With a transaction that timed out ends the reply to it that the host may be composing.
 void CVeltoGemCtrl::OnProblem(int16_t code, const std::string &text) {
-  selection_.reply = false;
+  if (code == ErrorGemHsmsT3Timeout)
+    selection_.reply = false;
   onProblem.raise(code, std::string(text));
 }
 
