@@ -56,6 +56,7 @@ public:
 
 private:
   void OnConnected(const std::string &, int32_t) override {}
+  void OnDisconnected(const std::string &, int32_t) override {}
   void OnDataReceived(const std::string &ipAddress, int32_t port, ByteView message, bool) override {
     ++received;
     if (replier == nullptr)

@@ -61,8 +61,10 @@ void CVeltoGemCtrl::OnConnectionStateChanged(int16_t next, int16_t previous) {
   onConnectionStateChanged.raise(next, previous);
 }
 
+// A reply time-out also ends the reply that the host may be composing.
 void CVeltoGemCtrl::OnProblem(int16_t code, const std::string &text) {
-  selection_.reply = false;
+  if (code == ErrorGemHsmsT3Timeout)
+    selection_.reply = false;
   onProblem.raise(code, std::string(text));
 }
 
@@ -112,11 +114,12 @@ bool CVeltoGemCtrl::LoadData() {
     return false;
   const Lifetime::Watch alive(lifetime());
   engine_.LoadIniFile();
-  if (engine_.gem() != nullptr)
+  if (engine_.gem() != nullptr) {
+    engine_.gem()->SetDataBakCount(dataBackups_);
     engine_.LoadData(dataFileName_);
+  }
   if (!alive || engine_.gem() == nullptr)
     return false;
-  engine_.gem()->SetDataBakCount(dataBackups_);
   scheduleTick();
   return true;
 }
@@ -214,9 +217,17 @@ void CVeltoGemCtrl::SetHost(bool host) {
   setModified();
 }
 
+// The role that was kept comes back, though an equipment with its model on refuses the property.
+void CVeltoGemCtrl::loadExtras(const PropertyBag &bag) {
+  const Variant *kept = bag.find("Host");
+  if (const auto host = kept != nullptr ? kept->as(ValueType::Bool) : std::nullopt)
+    engine_.logical().SetHost(host->toBool());
+}
+
 void CVeltoGemCtrl::SetLogicalConnection(int16_t model) {
   engine_.SetObjectModel(model == 1);
   engine_.logical().SetHost(false);
+  engine_.logical().SetDataBakCount(dataBackups_);
   setModified();
 }
 

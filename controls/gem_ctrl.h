@@ -221,6 +221,8 @@ private:
     bool reply = false;
   };
 
+  void loadExtras(const PropertyBag &bag) override;
+
   void OnConnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnDisconnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnConnectionStateChanged(int16_t next, int16_t previous) override;

@@ -178,7 +178,7 @@ const MemberTable &CVeltoGemCtrl::table() {
               4, "ControlStateChanged", {"sNewState", "sPrevState"},
               "The control state changes (to off-line) or has changed (to on-line).")
           .event<std::string, int32_t>(5, "Disconnected", {"lpszIPAddress", "lPortNumber"},
-                                       "A connection ended.")
+                                       "The remote end closed a connection, or it was given up.")
           .event<int16_t, std::string>(6, "Problem", {"sErrorCode", "lpszAdditionalInfo"},
                                        "The link or the model reports an error.")
           .event<std::string, int32_t>(7, "Received", {"lpszIPAddress", "lPortNumber"},

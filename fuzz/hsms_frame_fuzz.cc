@@ -13,6 +13,7 @@ namespace {
 
 class Owner final : public CHHsmsOwner, public CHConnectionSink {
   void OnConnected(const std::string &, int32_t) override {}
+  void OnDisconnected(const std::string &, int32_t) override {}
   void OnDataReceived(const std::string &, int32_t, ByteView, bool) override {}
   void OnControlReceived(const std::string &, int32_t, ByteView) override {}
   void OnMessageSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {}

@@ -132,9 +132,11 @@ std::optional<uint32_t> CHPhysicalConnection::NextPoll() const {
 }
 
 void CHPhysicalConnection::OnConnected(const std::string &address, int32_t port) {
-  remoteAddress_ = address;
-  remotePort_ = port;
-  owner_.OnConnected(remoteAddress_, remotePort_, true);
+  owner_.OnConnected(address, port, true);
+}
+
+void CHPhysicalConnection::OnDisconnected(const std::string &address, int32_t port) {
+  owner_.OnConnected(address, port, false);
 }
 
 void CHPhysicalConnection::OnDataReceived(const std::string &address, int32_t port,
@@ -157,13 +159,7 @@ void CHPhysicalConnection::OnProblem(const std::string &, int32_t, int code, Byt
 }
 
 void CHPhysicalConnection::OnStateChanged(HsmsState next, HsmsState previous) {
-  const Lifetime::Watch alive(lifetime_);
-  const bool dropped = next == HsmsState::NotConnected;
-  const std::string address = remoteAddress_;
-  const int32_t port = remotePort_;
   owner_.OnLinkStateChanged(next, previous);
-  if (alive && dropped)
-    owner_.OnConnected(address, port, false);
 }
 
 void CHPhysicalConnection::addStatus(TreeNode &parent) const {

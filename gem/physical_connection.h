@@ -64,6 +64,7 @@ public:
 
 private:
   void OnConnected(const std::string &ipAddress, int32_t portNumber) override;
+  void OnDisconnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnDataReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
                       bool notSelected) override;
   void OnControlReceived(const std::string &ipAddress, int32_t portNumber,
@@ -87,8 +88,6 @@ private:
   bool openRequested_ = false;
   bool open_ = false;                // listening, connecting or connected
   std::optional<uint32_t> failedAt_; // tick: T5 runs from here
-  std::string remoteAddress_;        // of the connection that was made last
-  int32_t remotePort_ = 0;
   Lifetime lifetime_;
 };
 

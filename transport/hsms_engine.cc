@@ -92,6 +92,11 @@ void CHHsms::connected(Link &link) {
   send(link, request);
 }
 
+void CHHsms::disconnected(Link &link) {
+  const std::string address = link.IPAddress();
+  owner_.OnDisconnected(address, link.PortNumber());
+}
+
 void CHHsms::wake() const {
   if (wake_)
     wake_();
@@ -283,7 +288,10 @@ void CHHsms::expireT7(Link &link) {
       timeLeft(link.ticks(), link.notSelectedSince, settings_.t7) != 0)
     return;
   link.disconnect();
+  Lifetime::Watch alive(link.lifetime());
   reportProblem(link, ErrorGemHsmsT7Timeout);
+  if (alive)
+    disconnected(link);
 }
 
 void CHHsms::expireT8(Link &link) {

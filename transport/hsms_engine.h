@@ -69,6 +69,9 @@ public:
     return proposed;
   }
   virtual void OnConnected(const std::string &ipAddress, int32_t portNumber) = 0;
+  /// A connection has ended: the remote end closed it or separated, or T7 ran out. Close() is not
+  /// told. The change of state follows on the next tick.
+  virtual void OnDisconnected(const std::string &ipAddress, int32_t portNumber) = 0;
   /// A data message, header and body. `notSelected`: it came outside the Selected state, and is
   /// rejected after this call.
   virtual void OnDataReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
@@ -146,6 +149,7 @@ private:
   void updateState();
 
   void connected(Link &link);
+  void disconnected(Link &link);
   void handleArrival(Link &link);
   void rejectLength(Link &link, int code, uint32_t length);
   void handleFrame(Link &link, uint32_t length);

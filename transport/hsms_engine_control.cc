@@ -111,6 +111,7 @@ void CHHsms::handleControl(Link &link, const CHSecsHeader &header) {
   case SType::SeparateReq:
     link.disconnect();
     wake();
+    disconnected(link);
     break;
   case SType::RejectReq:
   case SType::Data:

@@ -79,6 +79,8 @@ protected:
   void onConnectionChanged(bool connected) override {
     if (connected)
       engine_.connected(*this);
+    else
+      engine_.disconnected(*this);
   }
 
 private:

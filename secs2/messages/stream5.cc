@@ -16,7 +16,7 @@ constexpr MessageRow kRows[] = {
     // An ALID without values means all alarms.
     primary(5, 3, Equipment, "{<b 0> <a'i*|u*'>}", "Enable/Disable Alarm Send", {"0"}),
     reply(5, 4, Host, "<a'@ACK'>", "Enable/Disable Alarm Acknowledge", "s5f4<b %u>"),
-    primary(5, 5, Equipment, "<a'i*|u*'>", "List Alarms Request"),
+    primary(5, 5, Equipment, "<a'i*|u*'> or {<a'i*|u*'>...}", "List Alarms Request"),
     // An unknown alarm has an ALCD without a value.
     reply(5, 6, Host, "{{<b> <a'i*|u*'> <a>}...}", "List Alarm Data", "s5f6{\t%s}"),
     primary(5, 7, Equipment, "", "List Enabled Alarm Request"),

@@ -115,6 +115,9 @@ TEST_F(GemAcknowledges, OfAlarmsProgramsAndTerminals) {
       {"s5f3w{<b 128><u4 5 99>}", "S5F4 <b 0x01>"},
       {"s5f7w", "S5F8 { { <b 0x06> <u4 6> <a 'Cold'> } }"},
       {"s5f5w<u4 5 99>", "S5F6 { { <b 0x85> <u4 5> <a 'Hot'> } { <b> <u4 99> <a> } }", setAlarm},
+      {"s5f5w{<u2 6><u4 5>}",
+       "S5F6 { { <b 0x06> <u4 6> <a 'Cold'> } { <b 0x85> <u4 5> <a 'Hot'> } }"},
+      {"s5f5w{<b 5>}", "S9F7"},
       {"s5f5w<u4>", "S5F6 { { <b 0x85> <u4 5> <a 'Hot'> } { <b 0x06> <u4 6> <a 'Cold'> } }"},
       {"s5f3w{<b 128><u4>}", "S5F4 <b 0x00>"},
       {"s7f3w{<a'RECIPE'><b 1 2>}", "S7F4 <b 0x00>"},
@@ -123,6 +126,61 @@ TEST_F(GemAcknowledges, OfAlarmsProgramsAndTerminals) {
       {"s10f5w{<b 0>{<a'text'>}}", "S10F6 <b 0x00>"},
   });
   EXPECT_TRUE(equipment.control->ALIDEnable(5));
+}
+
+TEST_F(GemAcknowledges, OfStreamsWithoutAModel) {
+  expect({
+      {"s3f1w", "S3F2"},
+      {"s3f5w{<a'M'><b 1>}", "S9F7"}, // comes from equipment
+      {"s4f5{<b 1><a'M'>}", ""},
+      {"s4f5w{<b 1><a'M'>}", "S9F7"},
+      {"s6f17w<u4 7>", "S6F18"},
+      {"s6f25w", "S6F26 <b 0x00>"},
+      {"s7f17w{<a'R'>}", "S7F18 <b 0x00>"},
+      {"s7f25w<a'R'>", "S7F26"},
+      {"s8f3w", "S8F4"},
+      {"s10f9w<a'all'>", "S10F10 <b 0x00>"},
+      {"s13f11w", "S13F12"},
+      {"s14f21w", "S9F7"},
+      {"s15f1w{<u4 1><a'spec'><u4 9>}", "S15F2 <b 0x00>"},
+      {"s16f27w{<u1 1>}", "S16F28"},
+      {"s18f13w", "S18F14"},
+      {"s18f15w", "S9F5"},
+  });
+}
+
+// The same on the other side: what a host answers to an equipment.
+TEST_F(GemAcknowledges, OfAHost) {
+  establish();
+  const struct {
+    const char *primary;
+    const char *reply;
+  } rows[] = {
+      {"s5f1w{<b 129><u4 5><a'Hot'>}", "S5F2 <b 0x00>"},
+      {"s5f9w{<a'2026010203040500'><a'x'><a'ERROR'><a'text'>{}}", "S5F10"},
+      {"s5f15w", "S5F0"},
+      {"s6f1w{<u4 1><u4 1><a'260102030405'>{<u4 7>}}", "S6F2 <b 0x00>"},
+      {"s6f5w{<u4 1><u4 900>}", "S6F6 <b 0x00>"},
+      {"s6f11w{<u4 1><u4 7>{{<u4 9>{<u4 7>}}}}", "S6F12 <b 0x00>"},
+      {"s6f11w{<u4 1><u4 7>{<u4 9>}}", "S6F0"},
+      {"s6f13w", "S6F14 <b 0x00>"},
+      {"s7f27w", "S7F28"},
+      {"s10f1w{<b 0><a'help'>}", "S10F2 <b 0x00>"},
+      {"s10f3w{<b 0><a'help'>}", "S10F0"},
+      {"s3f1w", "S3F0"},
+      {"s4f23w{<b 1><a'J'><u1 1>{<bool 1>{}}}", "S4F24"},
+      {"s12f17w", "S12F18"},
+      {"s14f21w", "S14F22"},
+      {"s16f9w", "S16F10"},
+      {"s17f1w", "S17F0"},
+      {"s64f1w", "S64F2"},
+  };
+  for (const auto &row : rows) {
+    equipment.take();
+    ASSERT_TRUE(equipment.send(row.primary)) << row.primary;
+    settle(2);
+    EXPECT_EQ(equipment.slot(CHGem::kReceived), row.reply) << row.primary;
+  }
 }
 
 TEST_F(GemAcknowledges, OfWhatIsNoMessageOfTheStandard) {

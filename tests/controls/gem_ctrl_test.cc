@@ -437,8 +437,27 @@ TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
   CVeltoGemCtrl copy(net.loop);
   copy.load(bag);
   EXPECT_EQ(copy.T3(), 30);
+  EXPECT_FALSE(copy.Host());
   EXPECT_EQ(copy.PortNumber(), 5009);
   EXPECT_EQ(copy.DeviceID(), 5);
+}
+
+TEST_F(GemControl, TheBagBringsTheRoleBack) {
+  fresh.SetIniFileName(folder / "none.ini");
+  ASSERT_TRUE(fresh.LoadData()); // without the key the role is the host
+  ASSERT_TRUE(fresh.Host());
+  CVeltoGemCtrl copy(net.loop);
+  copy.load(fresh.save());
+  EXPECT_TRUE(copy.Host()) << "though no property makes a host of an equipment with its model on";
+  EXPECT_FALSE(copy.engine().gem()->slot(CHGem::kReceived).isEquipmentSide);
+}
+
+TEST_F(GemControl, AFreshModelKeepsTheBackupsOfTheControl) {
+  eq.SetDataBakCount(1);
+  eq.SetLogicalConnection(0);
+  eq.SetLogicalConnection(1);
+  EXPECT_EQ(eq.DataBakCount(), 1);
+  EXPECT_EQ(equipment.model().DataBakCount(), 1);
 }
 
 } // namespace

@@ -221,8 +221,9 @@ TEST_F(GemEvents, ALostLinkIsToldAndTriedAgain) {
   settle();
   EXPECT_FALSE(eq.PhysicalConnection());
   EXPECT_EQ(eq.CommunicationState(), 0);
-  EXPECT_THAT(host.take(), ElementsAre("ConnectionStateChanged 0 2", "Disconnected",
+  EXPECT_THAT(host.take(), ElementsAre("Disconnected", "ConnectionStateChanged 0 2",
                                        "CommunicationStateChanged 0 2"));
+  EXPECT_THAT(equipment.take(), Not(Contains("Disconnected"))) << "it closed the link itself";
   net.clock.advance(3000);
   settle();
   EXPECT_THAT(host.take(), ElementsAre("Problem 13 Error : T5 time out."));
@@ -231,6 +232,57 @@ TEST_F(GemEvents, ALostLinkIsToldAndTriedAgain) {
   net.clock.advance(3000);
   settle();
   EXPECT_EQ(host.control->CommunicationState(), 2);
+}
+
+TEST_F(GemEvents, EveryConnectionThatEndsIsNamed) {
+  establish();
+  std::vector<int32_t> ports; // of connections that ended
+  eq.onDisconnected = [&ports](const std::string &, int32_t port) { ports.push_back(port); };
+  int32_t first = 0;
+  eq.onReceived = [&first](const std::string &, int32_t port) { first = port; };
+  ask("s1f1w");
+  eq.onReceived = nullptr;
+  auto visitor = std::make_unique<RawClient>(eq.PortNumber());
+  auto leaver = std::make_unique<RawClient>(eq.PortNumber());
+  settle();
+  const int32_t visitorPort = visitor->port();
+  const int32_t leaverPort = leaver->port();
+  leaver->send("0000000affff0000000900000001"); // Separate.req
+  settle();
+  EXPECT_THAT(ports, ElementsAre(leaverPort));
+  visitor->close();
+  settle();
+  EXPECT_THAT(ports, ElementsAre(leaverPort, visitorPort));
+  EXPECT_EQ(eq.CommunicationState(), 2) << "the host's connection is still there";
+  host.control->SetPhysicalConnection(false);
+  settle();
+  EXPECT_THAT(ports, ElementsAre(leaverPort, visitorPort, first));
+  EXPECT_EQ(eq.CommunicationState(), 0);
+
+  ports.clear();
+  RawClient silent(eq.PortNumber()); // never selects
+  settle();
+  net.clock.advance(10'000);
+  settle();
+  EXPECT_THAT(ports, ElementsAre(silent.port()));
+}
+
+TEST_F(GemEvents, AProblemOfTheLinkLeavesTheHostsSelection) {
+  establish();
+  eq.SetT3(2);
+  equipment.answers = false;
+  RawClient visitor(eq.PortNumber());
+  visitor.send("ffffffff"); // a length that no message has
+  eq.SetReply(true);
+  settle();
+  EXPECT_THAT(equipment.take(), Contains("Problem 2 Error : Length exceeds maximum limit."));
+  EXPECT_TRUE(eq.Reply());
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  settle();
+  net.clock.advance(2000);
+  settle(3);
+  EXPECT_THAT(equipment.take(), Contains("Problem 12 Error : T3 time out."));
+  EXPECT_FALSE(eq.Reply()) << "the transaction is over";
 }
 
 TEST_F(GemEvents, ControlMessagesAreAnnouncedButAnsweredByTheLink) {

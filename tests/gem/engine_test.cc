@@ -158,7 +158,7 @@ TEST_F(GemEngine, ALostLinkComesBackAfterT5) {
   establish();
   equipment.engine->CloseConnection();
   run();
-  EXPECT_THAT(host.take(), ElementsAre("link 2 0", "disconnected", "communication 2 0"));
+  EXPECT_THAT(host.take(), ElementsAre("disconnected", "link 2 0", "communication 2 0"));
   listen();
   net.clock.advance(9000);
   run();

@@ -22,6 +22,7 @@ public:
     return selectStatus.value_or(proposed);
   }
   void OnConnected(const std::string &, int32_t) override { record("connected"); }
+  void OnDisconnected(const std::string &, int32_t) override { record("disconnected"); }
   void OnDataReceived(const std::string &, int32_t, ByteView message, bool notSelected) override {
     record("data " + toHex(message) + (notSelected ? " not selected" : ""));
   }

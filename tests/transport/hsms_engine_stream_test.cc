@@ -72,6 +72,7 @@ TEST_F(HsmsEngineTest, DuplicatesAreDroppedUntilTheNextConnection) {
   EXPECT_EQ(once, owner.take());
   engine->settings().discardDuplicates = true;
   remote = join();
+  net->settle();
   owner.take();
   exchange(kS1F1);
   EXPECT_EQ("data " + kS1F1 + " not selected", owner.take()[0]);
@@ -159,6 +160,7 @@ TEST_F(HsmsEngineTest, ReportsMayDestroyCloseReopenOrPump) {
                       "problem 3 ",
                       "problem 4 ffff0000000500000001",
                       "problem 5 ",
+                      "disconnected",
                       "state 01",
                       "state 10"};
   for (const auto &at : reports)

@@ -16,7 +16,7 @@ TEST_F(HsmsEngineTest, ActiveEntitySelectsAfterConnecting) {
   remote->close();
   net->settle();
   EXPECT_EQ(0U, engine->NextPoll());
-  EXPECT_EQ(Lines{"state 20"}, poll());
+  EXPECT_EQ((Lines{"disconnected", "state 20"}), poll());
   EXPECT_EQ(std::nullopt, engine->NextPoll());
   EXPECT_TRUE(engine->Open()); // again, with a fresh connection
   EXPECT_EQ((Lines{"connected", "sent SelectReq"}), owner.take());
@@ -62,7 +62,7 @@ TEST_F(HsmsEngineTest, TimersCountAcrossTheWrapOfTheTicks) {
     owner.take();
     EXPECT_EQ(Lines{"problem 4 ffff0000000500000001"}, pollWhenDue(4000));
     EXPECT_EQ(Lines{"problem 3 "}, pollWhenDue(1000));
-    EXPECT_EQ((Lines{"problem 5 ", "state 10"}), pollWhenDue(4000));
+    EXPECT_EQ((Lines{"problem 5 ", "disconnected", "state 10"}), pollWhenDue(4000));
   }
 }
 
@@ -173,6 +173,36 @@ TEST_F(HsmsEngineTest, OwnerDecidesOnTheSelectStatus) {
   EXPECT_EQ("state 02", owner.take().back()); // no tick has told state 1
 }
 
+TEST_F(HsmsEngineTest, TheEndOfAConnectionMayBeAnsweredWithAnything) {
+  for (const std::string end : {"closes", "separates"})
+    for (const std::string action : {"destroy", "close", "reopen", "pump"}) {
+      SCOPED_TRACE(end + " " + action);
+      openActive();
+      owner.take();
+      owner.onReport = [&](const std::string &line) {
+        if (line != "disconnected")
+          return;
+        if (action == "destroy")
+          engine.reset();
+        else if (action == "close")
+          engine->Close();
+        else if (action == "reopen")
+          EXPECT_TRUE(engine->Open());
+        else
+          engine->Poll();
+      };
+      if (end == "closes")
+        remote->close();
+      else
+        remote->send(frame(kSeparateReq));
+      net->settle();
+      owner.onReport = nullptr;
+      const Lines lines = owner.take();
+      EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "disconnected"));
+      EXPECT_EQ(action == "reopen", engine != nullptr && engine->IsOpen());
+    }
+}
+
 TEST_F(HsmsEngineTest, EachPeerIsSelectedForItself) {
   openSelected();
   const auto first = std::move(remote);
@@ -183,7 +213,7 @@ TEST_F(HsmsEngineTest, EachPeerIsSelectedForItself) {
   EXPECT_EQ(HsmsState::Selected, engine->State());
   EXPECT_EQ("data " + kS1F1 + " not selected", owner.take()[3]);
   // Only the second one runs into T7.
-  EXPECT_EQ(Lines{"problem 5 "}, pollWhenDue(10000));
+  EXPECT_EQ((Lines{"problem 5 ", "disconnected"}), pollWhenDue(10000));
   EXPECT_EQ(Lines{}, poll());
   EXPECT_TRUE(remote->ended());
   EXPECT_FALSE(first->ended());
@@ -250,7 +280,7 @@ TEST_F(HsmsEngineTest, DeselectedConnectionRunsIntoT7) {
   engine->SendMessage(fromHex(kDeselectReq));
   EXPECT_EQ("", exchange("ffff0001000400000001").substr(28)); // only the request itself
   EXPECT_EQ("state 21", owner.take().back());
-  EXPECT_EQ((Lines{"problem 5 ", "state 10"}), pollWhenDue(10000));
+  EXPECT_EQ((Lines{"problem 5 ", "disconnected", "state 10"}), pollWhenDue(10000));
   EXPECT_TRUE(remote->ended());
 }
 
@@ -259,7 +289,7 @@ TEST_F(HsmsEngineTest, AClientDisconnectsAfterT7) {
   engine->settings().t6 = 0;
   engine->Poll();
   owner.take();
-  EXPECT_EQ((Lines{"problem 5 ", "state 10"}), pollWhenDue(10000));
+  EXPECT_EQ((Lines{"problem 5 ", "disconnected", "state 10"}), pollWhenDue(10000));
   EXPECT_TRUE(remote->ended());
   EXPECT_EQ(std::nullopt, engine->NextPoll());
 }
