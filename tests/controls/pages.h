@@ -79,6 +79,7 @@ protected:
     data().reports.Add(report);
     data().events.FindCeid(7)->reports = {1};
     EXPECT_TRUE(eq().SaveData());
+    eq().save(); // no longer modified
   }
 
   CVeltoGemCtrl &eq() { return *station.control; }

@@ -162,6 +162,7 @@ TEST_F(SetupPages, ReportsGoWhenTheListsOnTheSheetChange) {
     model.variables.FindVid(3)->role = RoleTimeFormat;
     model.reports.Add(CHGemEventReport(data().reports.at(0)));
     model.events.FindCeid(7)->reports = {1};
+    other.control->save();
     front.onSheet = [&row](PropertySheet &sheet) {
       if (row.edit)
         row.edit(sheet);

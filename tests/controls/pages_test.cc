@@ -20,6 +20,7 @@ TEST_F(SetupPages, StandInTheirOrderAndShowWhatTheyEdit) {
   data().control.initialState = CHGemControlModel::HostOffline;
   data().events.FindCeid(8)->role = RoleGoToLocal;
   data().events.FindCeid(8)->enable = false;
+  eq().save();
   std::vector<std::string> pages;
   ASSERT_TRUE(setup(0xFFF, [&pages](PropertySheet &sheet) {
     for (const PropertyPage &page : sheet.pages)
@@ -126,7 +127,7 @@ TEST_F(SetupPages, AddEditAndDeleteRows) {
          3,
          {},
          {"question Confirmation (OK, Cancel): Are you sure to delete ALID #4294967295(Hotter)?"},
-         "3,Yes,7,Door 5,,5,Hotter >6,Yes,6,Cold 4294967295,,133,Hotter"},
+         "3,Yes,7,Door 5,,5,Hotter 6,Yes,6,Cold >4294967295,,133,Hotter"},
         {Step::Remove,
          3,
          {},
@@ -159,7 +160,7 @@ TEST_F(SetupPages, AddEditAndDeleteRows) {
          {{{"CEID", "7"}}},
          {"dialog: CEID#=8|Enable=true|Description=Gone",
           "stop Error: CEID #7 has already been registered."},
-         "7,Yes,Done,1 8,Yes,Gone, >9,Yes,,"},
+         "7,Yes,Done,1 >8,Yes,Gone, 9,Yes,,"},
         {Step::Remove,
          2,
          {},
@@ -194,8 +195,8 @@ TEST_F(SetupPages, AddEditAndDeleteRows) {
          {"dialog: VID#=3|Type=ECID|Node=DWORD|Description=|Minimum=10|Maximum=20|Default=|Unit=|"
           "Value=<u4 15>",
           "stop Error: VID #4 has already been registered."},
-         "1,SVID,BYTE,State,, 2,SVID,DWORD,Position,,mm 3,ECID,DWORD,,, 4,DVID,Ascii,,, "
-         ">9,ECID,Ascii,,x,K"},
+         "1,SVID,BYTE,State,, 2,SVID,DWORD,Position,,mm >3,ECID,DWORD,,, 4,DVID,Ascii,,, "
+         "9,ECID,Ascii,,x,K"},
         {Step::Remove,
          0,
          {},
@@ -213,6 +214,8 @@ TEST_F(SetupPages, AddEditAndDeleteRows) {
       for (const Step &step : c.steps) {
         front.seen.clear();
         front.dialogs.assign(step.dialogs.begin(), step.dialogs.end());
+        if (step.action != Step::Add)
+          shown.selected = step.row;
         front.confirms = step.action != Step::RefuseRemove;
         step.action == Step::Add    ? shown.add()
         : step.action == Step::Edit ? shown.edit(step.row)
@@ -252,15 +255,15 @@ TEST_F(SetupPages, ARoleHasOneHolder) {
     roles.edit(role("ControlState"));
     EXPECT_THAT(roles.view.rows[RoleControlState], ElementsAre("ControlState"));
     roles.edit(role("Clock"));
-    roles.edit(role("AlarmID"));
-    roles.remove(role("AlarmID"));
+    EXPECT_THAT(roles.view.rows[role("Clock")], ElementsAre("Clock", "4", ""));
+    roles.remove(role("Clock"));
     front.dialogs = {{{"VID", "3"}}};
     roles.edit(role("ControlState"));
   }));
   EXPECT_THAT(front.seen, ElementsAre("sheet: VeltoGem Setup", "dialog: VID#=1", "dialog: VID#=2",
                                       "dialog: VID#=none",
                                       "stop Error: VID# takes none, 1, 2, 3 or 4, not \"5\".",
-                                      "dialog: VID#=none", "dialog: VID#=none"));
+                                      "dialog: VID#=none"));
   EXPECT_EQ(data().variables.FindByRole(RoleControlState)->vid, 3U);
   EXPECT_EQ(data().variables.FindByRole(RoleTimeFormat), nullptr);
   EXPECT_EQ(data().variables.FindVid(4)->role, kNoRole);
