@@ -172,7 +172,7 @@ int runSheet(const Options &options, int32_t pages) {
   if (const std::string problem = load(control, options); !problem.empty())
     return fail(problem);
   if (control.LogicalConnection() == 0 && (pages & GemSetup::kLinkPages) == 0)
-    return fail("there is no such page: the settings file switches the object model off");
+    return fail(control.IniFileName() + " switches the object model off: there is no such page");
   frontEnd.queueAnswer(script.answer());
   return control.Setup("", pages) || script.cancelled() ? kExitDone : kExitFailed;
 }

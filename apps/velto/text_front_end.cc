@@ -108,7 +108,7 @@ bool ContainerFrontEnd::answerSheet(PropertySheet &sheet) {
         return false;
     } else if (sheet.accept(*this)) {
       return true;
-    } else if (!again() || !setFields(run_->current(), sheet)) {
+    } else if (!again() || !setFields(run_->current(), sheet) || run_->current().cancel) {
       return false;
     }
   }

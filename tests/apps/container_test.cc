@@ -395,7 +395,7 @@ TEST(FrontEnd, AnswersSheetsDialogsAndBoxesStepByStep) {
       {{{K::Fields, "", {{"Mode", "neither"}}, false}, ok},
        "neither",
        2,
-       "0 Works as takes host or equipment, not \"neither\".",
+       "1 Works as takes host or equipment, not \"neither\".",
        "[box stop] Error: Works as takes host or equipment, not \"neither\".\n"},
       {{{K::Fields, "", {{"Only to read", "x"}}, false}, ok},
        "host",
