@@ -199,7 +199,7 @@ TEST(SetupCommand, EditsEveryPage) {
       {"clock", "ChangePCClock = true; TimeFormat = 0", "set_machine_clock=yes"},
       {"clock", "TimeFormat = 1", "rptid=5 "},
       {"alid", "add ALTX=Late", "enable=yes text=\"Late\""},
-      {"alid", "delete 1", "rptid=5 "},
+      {"alid", "delete 4001", "rptid=5 "},
       {"vid", "edit 106 Max=200", "max=\"200\""},
       {"ceid", "add Description=\"Lid open\"", "description=\"Lid open\""},
       {"model", "GEM Object Model = false", "ObjectModel=0\n"},
