@@ -3,10 +3,10 @@
 #include "apps/velto/command.h"
 #include "apps/velto/container/interpreter.h"
 #include "apps/velto/gem_console.h"
+#include "apps/velto/loop_signals.h"
 #include "apps/velto/model_file.h"
 #include "apps/velto/model_text.h"
 #include "apps/velto/options.h"
-#include "apps/velto/stop_signals.h"
 #include "controls/registry.h"
 #include "platform/tcp_socket.h"
 
@@ -197,7 +197,7 @@ private:
   ScriptOutput scriptOutput_{console_};
   std::ostream scriptStream_{&scriptOutput_};
   container::Interpreter script_{loop_, systemFiles(), scriptStream_, std::cerr, createControl};
-  StopSignals signals_{loop_, [this] { script_.quit(); }};
+  LoopSignals signals_{loop_, kStopSignals, [this](int) { script_.quit(); }};
 };
 
 int usage(const std::string &problem) {

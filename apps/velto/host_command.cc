@@ -3,9 +3,9 @@
 #include "apps/velto/command.h"
 #include "apps/velto/container/line_reader.h"
 #include "apps/velto/host_commands.h"
+#include "apps/velto/loop_signals.h"
 #include "apps/velto/model_file.h"
 #include "apps/velto/options.h"
-#include "apps/velto/stop_signals.h"
 #include "platform/tcp_socket.h"
 
 #include <algorithm>
@@ -98,7 +98,7 @@ private:
   GemConsole console_{loop_.clock(), std::cout};
   GemHost host_;
   HostCommands commands_{host_, console_};
-  StopSignals signals_{loop_, [this] { host_.stop(); }};
+  LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
 };
 
 // ADDR or ADDR:PORT.

@@ -1,9 +1,10 @@
-// velto setup: the setup sheet of an equipment, answered by a script.
+// velto setup: the setup sheet of an equipment, on the whole screen or answered by a script.
 
 #include "apps/velto/command.h"
 #include "apps/velto/container/parser.h"
 #include "apps/velto/model_file.h"
 #include "apps/velto/options.h"
+#include "apps/velto/screen/full_screen_front_end.h"
 #include "controls/gem_ctrl.h"
 #include "controls/pages/gem_setup.h"
 #include "platform/text.h"
@@ -20,12 +21,15 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto setup [INI] [--data FILE.kel] [--page NAME,…] [--script FILE]\n\n"
-    "Shows the setup sheet of an equipment, lets a script answer it, and writes what was changed.\n"
-    "Not to be used on the files of an equipment that is running.\n\n"
+    "Shows the setup sheet of an equipment on the whole screen, and writes what was changed. A\n"
+    "script can do what the operator does. Not to be used on the files of an equipment that is\n"
+    "running.\n\n"
     "  INI            settings file (default ./Velto.ini); made when it is not there\n"
     "  --data FILE    model data file (default ./VeltoGem.kel); made when it is not there\n"
     "  --page NAME,…  these pages alone\n"
-    "  --script FILE  what the operator does, a step or several a line; standard input without\n\n"
+    "  --script FILE  what the operator does, a step or several a line; standard input when that "
+    "is\n"
+    "                 no terminal\n\n"
     "Pages:";
 
 struct Options {
@@ -45,7 +49,7 @@ void printUsage(std::ostream &out) {
   const char *comma = " ";
   for (const GemSetup::PageInfo &page : GemSetup::allPages())
     out << std::exchange(comma, ", ") << page.title;
-  out << "\n\ndocs/setup.md describes the pages and the script.\n";
+  out << "\n\ndocs/setup.md describes the pages, the keys and the script.\n";
 }
 
 // The option flag of the pages in a list of names; an empty list names all. Nothing when there is
@@ -155,26 +159,45 @@ std::string load(CVeltoGemCtrl &control, const Options &options) {
   return "";
 }
 
-int runSheet(const Options &options, int32_t pages) {
+// What Setup of the equipment in the files returns; nothing when it cannot be called, which has
+// been reported.
+std::optional<bool> runSetup(EventLoop &loop, FrontEnd &frontEnd, const Options &options,
+                             int32_t pages) {
+  CVeltoGemCtrl control(ControlSite(loop, frontEnd));
+  std::string problem = load(control, options);
+  if (problem.empty() && control.LogicalConnection() == 0 && (pages & GemSetup::kLinkPages) == 0)
+    problem = control.IniFileName() + " switches the object model off: there is no such page";
+  if (problem.empty())
+    return control.Setup("", pages);
+  fail(problem);
+  return std::nullopt;
+}
+
+int runOnScreen(const Options &options, int32_t pages) {
+  EventLoop loop;
+  FullScreenFrontEnd frontEnd(loop);
+  const auto written = runSetup(loop, frontEnd, options, pages);
+  return written && (*written || !frontEnd.sheetAccepted()) ? kExitDone : kExitFailed;
+}
+
+int runScript(const Options &options, int32_t pages) {
   const bool fromFile = !options.script.empty();
   if (!fromFile && isatty(STDIN_FILENO) != 0)
-    return fail("the steps come from --script FILE, or from standard input that is no terminal");
+    return fail(
+        "the sheet needs a terminal for its output too; or its steps from --script FILE, or "
+        "from standard input that is no terminal");
   const auto text = fromFile ? systemFiles().read(options.script)
                              : std::optional(std::string(std::istreambuf_iterator(std::cin), {}));
   if (!text)
     return fail(options.script + ": cannot be read");
   SetupScript script(fromFile ? options.script : "-");
-  EventLoop loop;
-  ContainerFrontEnd frontEnd(std::cout);
-  CVeltoGemCtrl control(ControlSite(loop, frontEnd));
   if (!script.read(*text))
     return kExitFailed;
-  if (const std::string problem = load(control, options); !problem.empty())
-    return fail(problem);
-  if (control.LogicalConnection() == 0 && (pages & GemSetup::kLinkPages) == 0)
-    return fail(control.IniFileName() + " switches the object model off: there is no such page");
+  EventLoop loop;
+  ContainerFrontEnd frontEnd(std::cout);
   frontEnd.queueAnswer(script.answer());
-  return control.Setup("", pages) || script.cancelled() ? kExitDone : kExitFailed;
+  const auto written = runSetup(loop, frontEnd, options, pages);
+  return written && (*written || script.cancelled()) ? kExitDone : kExitFailed;
 }
 
 } // namespace
@@ -205,7 +228,8 @@ int runSetupCommand(const CommandArguments &arguments) {
   }
   if (!files.empty())
     options.ini = files[0];
-  return runSheet(options, *pages);
+  const bool onScreen = options.script.empty() && Terminal::usable();
+  return onScreen ? runOnScreen(options, *pages) : runScript(options, *pages);
 }
 
 } // namespace velto

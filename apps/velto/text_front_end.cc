@@ -69,6 +69,8 @@ void printLine(std::ostream &out, std::string_view text) {
 void ContainerFrontEnd::messageBox(const std::string &text) { showBox({text}); }
 
 bool ContainerFrontEnd::showBox(const MessageBox &box) {
+  if (operator_ != nullptr && run_ == nullptr && (asking_ > 0 || box.cancel))
+    return operator_->showBox(box);
   printLine(out_,
             boxMark(box.icon) +
                 container::oneLine(box.title.empty() ? box.text : box.title + ": " + box.text));
@@ -81,7 +83,11 @@ bool ContainerFrontEnd::showBox(const MessageBox &box) {
   return accepted;
 }
 
+// The dialogs of a sheet that the operator has before him are his as well.
 bool ContainerFrontEnd::showSheet(PropertySheet &sheet) {
+  const bool dialog = asking_ > 0 && sheet.isDialog();
+  if (operator_ != nullptr && run_ == nullptr && (answers_.empty() || dialog))
+    return askOperator(sheet);
   printSheet(sheet);
   bool accepted = false;
   if (run_ != nullptr) {
@@ -95,6 +101,13 @@ bool ContainerFrontEnd::showSheet(PropertySheet &sheet) {
     run_ = nullptr;
   }
   printLine(out_, endMark(accepted));
+  return accepted;
+}
+
+bool ContainerFrontEnd::askOperator(PropertySheet &sheet) {
+  ++asking_;
+  const bool accepted = operator_->showSheet(sheet);
+  --asking_;
   return accepted;
 }
 

@@ -50,12 +50,15 @@ struct SheetAnswer {
 ///       columns and rows of a list; "> " marks the selected row
 ///     [ok] or [cancel]
 ///
-/// Sheets are answered from a queue and cancelled when it is empty.
+/// Sheets are answered from a queue. When that is empty, they are shown to the operator by another
+/// front end, as are their boxes and questions; without one they are cancelled.
 class ContainerFrontEnd final : public FrontEnd {
 public:
   explicit ContainerFrontEnd(std::ostream &out) : out_(out) {}
 
   void queueAnswer(SheetAnswer answer) { answers_.push_back(std::move(answer)); }
+  /// Where the operator sits; must outlive this object.
+  void setOperator(FrontEnd *frontEnd) { operator_ = frontEnd; }
 
   void messageBox(const std::string &text) override;
   bool showBox(const MessageBox &box) override;
@@ -72,6 +75,7 @@ private:
     const AnswerStep &current() const { return answer.steps[step]; }
   };
 
+  bool askOperator(PropertySheet &sheet);
   bool answerSheet(PropertySheet &sheet);
   bool answerDialog(PropertySheet &dialog);
   bool take(const AnswerStep &step, PropertySheet &sheet);
@@ -85,6 +89,8 @@ private:
   std::ostream &out_;
   std::deque<SheetAnswer> answers_;
   Run *run_ = nullptr;
+  FrontEnd *operator_ = nullptr;
+  int asking_ = 0;      ///< sheets that the operator has before him
   std::string refusal_; ///< the text of the last box
 };
 

@@ -17,6 +17,9 @@ public:
             container::ControlFactory factory)
       : loop_(loop), interpreter_(loop, files, out, err, std::move(factory)) {}
 
+  /// Who shows the sheets that no answer waits for, which are cancelled otherwise.
+  void setOperator(FrontEnd &frontEnd) { interpreter_.setOperator(&frontEnd); }
+
   /// Runs the files one after the other, with the same controls and variables. Stops at the first
   /// failing command. Returns the exit status: 0, or 1 after an error.
   int runFiles(const std::vector<std::string> &paths);
@@ -27,6 +30,7 @@ public:
 
   /// Ends a run from outside, as the command quit does.
   void quit() { interpreter_.quit(); }
+  bool ended() const { return interpreter_.ended(); }
 
 private:
   EventLoop &loop_;

@@ -26,6 +26,8 @@ public:
   Interpreter &operator=(const Interpreter &) = delete;
 
   void setOnError(OnError onError) { onError_ = onError; }
+  /// Who shows the sheets that no answer waits for; must outlive this object.
+  void setOperator(FrontEnd *frontEnd) { frontEnd_.setOperator(frontEnd); }
 
   /// Makes a control of the program itself known to the commands; see Stage::adopt().
   void adopt(const std::string &name, Control &control) { stage_.adopt(name, control); }

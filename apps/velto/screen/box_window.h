@@ -1,0 +1,27 @@
+#pragma once
+
+#include "apps/velto/screen/window.h"
+#include "platform/dialog.h"
+
+#include <string>
+#include <vector>
+
+namespace velto {
+
+/// A message box. One with a long text scrolls.
+class BoxWindow final : public Window {
+public:
+  explicit BoxWindow(const MessageBox &box);
+
+  void press(const Key &key) override;
+  void draw(Screen &screen, const Rect &area) override;
+  std::vector<std::string> hints() const override;
+
+private:
+  const MessageBox &box_;
+  ButtonRow buttons_;
+  int top_ = 0;   ///< first line in sight
+  int below_ = 0; ///< lines that are out of sight below the first ones
+};
+
+} // namespace velto

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "apps/velto/screen/held_output.h"
+#include "apps/velto/screen/terminal.h"
+#include "apps/velto/screen/window.h"
+#include "platform/dialog.h"
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace velto {
+
+/// Shows boxes and sheets on the whole screen of the terminal, one over the other. The loop runs
+/// meanwhile, so that links and timers go on; what is printed is held back until the screen is
+/// gone.
+///
+/// A signal that asks the program to end (SIGINT, SIGTERM, SIGHUP) cancels what is shown, and then
+/// has its usual effect. Ctrl-C cancels everything.
+class FullScreenFrontEnd final : public FrontEnd {
+public:
+  /// `ended`: what is shown shall be cancelled.
+  explicit FullScreenFrontEnd(EventLoop &loop, std::function<bool()> ended = nullptr)
+      : loop_(loop), ended_(std::move(ended)) {}
+
+  void messageBox(const std::string &text) override { showBox({text}); }
+  bool showBox(const MessageBox &box) override;
+  bool showSheet(PropertySheet &sheet) override;
+  /// The sheet that was shown last was accepted.
+  bool sheetAccepted() const { return sheetAccepted_; }
+
+private:
+  struct Display {
+    explicit Display(EventLoop &loop);
+    HeldOutput out;
+    HeldOutput err;
+    Terminal terminal;
+    std::vector<Window *> windows;
+    Screen screen;          ///< drawn last
+    bool outdated = true;   ///< and no longer right
+    bool cancelled = false; ///< by Ctrl-C
+  };
+
+  bool run(Window &window);
+  void work(Window &window);
+  bool isEnding() const;
+  void press(Window &window, const Key &key);
+  void draw();
+
+  EventLoop &loop_;
+  std::function<bool()> ended_;
+  std::optional<Display> display_; ///< as long as something is shown
+  bool sheetAccepted_ = false;
+};
+
+} // namespace velto

@@ -1,0 +1,112 @@
+#include "apps/velto/screen/glyph.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace velto {
+
+namespace {
+
+struct Range {
+  char32_t first;
+  char32_t last;
+};
+
+// East Asian characters and pictures take two cells, marks that combine with the character in front
+// of them none.
+constexpr Range kWide[] = {
+    {0x1100, 0x115f}, {0x2e80, 0x303e}, {0x3041, 0xa4cf}, {0xac00, 0xd7a3},   {0xf900, 0xfaff},
+    {0xfe30, 0xfe6f}, {0xff00, 0xff60}, {0xffe0, 0xffe6}, {0x1f300, 0x1f64f}, {0x20000, 0x3fffd},
+};
+constexpr Range kCombining[] = {
+    {0x300, 0x36f}, {0x200b, 0x200f}, {0x20d0, 0x20ff}, {0xfe00, 0xfe0f}, {0xfeff, 0xfeff}};
+
+bool isWithin(char32_t code, const auto &ranges) {
+  return std::ranges::any_of(
+      ranges, [code](const Range &range) { return code >= range.first && code <= range.last; });
+}
+
+struct Lead {
+  size_t bytes; ///< of the character in UTF-8; 0: none begins so
+  char32_t bits;
+};
+
+Lead lead(unsigned char byte) {
+  if (byte < 0x80)
+    return {1, byte};
+  if (byte >= 0xc2 && byte <= 0xdf)
+    return {2, byte & 0x1fU};
+  if (byte >= 0xe0 && byte <= 0xef)
+    return {3, byte & 0xfU};
+  if (byte >= 0xf0 && byte <= 0xf4)
+    return {4, byte & 7U};
+  return {0, 0};
+}
+
+bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
+
+bool isCharacter(char32_t code, size_t bytes) {
+  constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  return code >= kSmallest[bytes] && code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
+}
+
+Glyph drawn(char32_t code, size_t bytes) {
+  if (code == U'\t' || code == U'\r' || code == U'\n' || code == 0xa0)
+    return {U' ', 1, bytes};
+  if (code < 0x20 || (code >= 0x7f && code < 0xa0))
+    return {U'?', 1, bytes};
+  if (code < 0x300)
+    return {code, 1, bytes};
+  return {code, isWithin(code, kCombining) ? 0 : isWithin(code, kWide) ? 2 : 1, bytes};
+}
+
+} // namespace
+
+Glyph firstGlyph(std::string_view text) {
+  const auto byte = static_cast<unsigned char>(text[0]);
+  const Lead first = lead(byte);
+  char32_t code = first.bits;
+  size_t length = 1;
+  while (length < first.bytes && length < text.size() && isContinuation(text[length]))
+    code = code << 6 | (static_cast<unsigned char>(text[length++]) & 0x3fU);
+  if (length != first.bytes || !isCharacter(code, length))
+    return drawn(byte, 1);
+  return drawn(code, length);
+}
+
+size_t lastGlyph(std::string_view text) {
+  for (size_t back = 2; back <= 4 && back <= text.size(); ++back)
+    if (firstGlyph(text.substr(text.size() - back)).bytes == back)
+      return text.size() - back;
+  return text.empty() ? 0 : text.size() - 1;
+}
+
+bool isCutShort(std::string_view text) {
+  if (text.empty() || text.size() >= lead(static_cast<unsigned char>(text[0])).bytes)
+    return false;
+  return std::ranges::all_of(text.substr(1), isContinuation);
+}
+
+int cellCount(std::string_view text) {
+  int cells = 0;
+  while (!text.empty()) {
+    const Glyph glyph = firstGlyph(text);
+    cells += glyph.cells;
+    text.remove_prefix(glyph.bytes);
+  }
+  return cells;
+}
+
+size_t bytesWithin(std::string_view text, int cells) {
+  size_t at = 0;
+  while (at < text.size()) {
+    const Glyph glyph = firstGlyph(text.substr(at));
+    if (glyph.cells > cells)
+      break;
+    cells -= glyph.cells;
+    at += glyph.bytes;
+  }
+  return at;
+}
+
+} // namespace velto

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <ostream>
+#include <sstream>
+
+namespace velto {
+
+/// Holds back what is printed to a stream while a screen is shown, and prints it afterwards.
+class HeldOutput {
+public:
+  explicit HeldOutput(std::ostream &out);
+  ~HeldOutput();
+  HeldOutput(const HeldOutput &) = delete;
+  HeldOutput &operator=(const HeldOutput &) = delete;
+
+private:
+  /// Keeps the last lines alone when there are too many.
+  class Buffer final : public std::stringbuf {
+  public:
+    size_t dropped = 0; ///< bytes
+
+  private:
+    int sync() override;
+  };
+
+  std::ostream &out_;
+  Buffer buffer_;
+  std::streambuf *before_;
+};
+
+} // namespace velto

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velto {
+
+struct Size {
+  int rows = 0;
+  int columns = 0;
+  bool operator==(const Size &) const = default;
+};
+
+/// A part of the screen; row and column count from 0.
+struct Rect {
+  int row = 0;
+  int column = 0;
+  int rows = 0;
+  int columns = 0;
+};
+
+enum class Look : uint8_t { Plain, Bold, Reverse };
+
+/// What a terminal shows: characters in cells. Drawn in memory; only what differs from the last one
+/// goes to the terminal.
+class Screen {
+public:
+  explicit Screen(Size size = {});
+  Size size() const { return size_; }
+
+  /// Draws a text, as much of it as `width` cells and the row hold; returns the cells used. Places
+  /// outside the screen are left out.
+  int put(int row, int column, std::string_view text, int width, Look look = Look::Plain);
+  /// Fills a part with blanks, or with another character.
+  void fill(const Rect &part, Look look = Look::Plain, char character = ' ');
+  /// Draws a text in the middle of a part of one row.
+  void putCentred(const Rect &part, std::string_view text, Look look = Look::Plain);
+
+  /// The rows as text in UTF-8, without blanks at their ends.
+  std::string text() const;
+  /// The control sequences (ECMA-48) that make a terminal show this screen in place of `before`; of
+  /// another size: of whatever it shows. Without UTF-8 characters are single bytes.
+  std::string changes(const Screen &before, bool utf8) const;
+
+private:
+  struct Cell {
+    char32_t code = U' '; ///< 0: the right half of the character in front
+    Look look = Look::Plain;
+    bool operator==(const Cell &) const = default;
+  };
+
+  Cell &at(int row, int column) {
+    return cells_[static_cast<size_t>(row) * static_cast<size_t>(size_.columns) +
+                  static_cast<size_t>(column)];
+  }
+  const Cell &at(int row, int column) const { return const_cast<Screen *>(this)->at(row, column); }
+  void set(int row, int column, Cell cell);
+  bool differs(const Screen &before, int row, int column) const;
+
+  Size size_;
+  std::vector<Cell> cells_;
+};
+
+} // namespace velto

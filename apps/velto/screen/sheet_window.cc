@@ -1,0 +1,199 @@
+#include "apps/velto/screen/sheet_window.h"
+
+#include "apps/velto/screen/glyph.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace velto {
+
+namespace {
+
+constexpr int kFrameRows = 5; // title, tabs, two rules, buttons
+constexpr int kValueWidth = 46;
+
+} // namespace
+
+SheetWindow::SheetWindow(PropertySheet &sheet, FrontEnd &frontEnd)
+    : sheet_(sheet), frontEnd_(frontEnd) {
+  sheet_.active = std::min(sheet_.active, std::max(sheet_.pages.size(), size_t{1}) - 1);
+  turn(0);
+  if (!enter(Part::Tabs, 1))
+    enter(Part::Page, 1);
+}
+
+// Brings the next or previous page to the top.
+void SheetWindow::turn(int step) {
+  const size_t page = sheet_.active + static_cast<size_t>(step);
+  if (page >= sheet_.pages.size())
+    return;
+  sheet_.active = page;
+  page_.emplace(sheet_.pages[page]);
+}
+
+bool SheetWindow::enter(Part part, int step) {
+  if (part == Part::Tabs && !hasTabs())
+    return false;
+  if (part == Part::Page && (!page_ || !(step > 0 ? page_->enterFirst() : page_->enterLast())))
+    return false;
+  if (part == Part::Buttons)
+    step > 0 ? buttons_.toFirst() : buttons_.toLast();
+  focus_ = part;
+  return true;
+}
+
+// Within the part that has the focus, else to the next part that takes it.
+void SheetWindow::move(int step, bool around) {
+  if (focus_ == Part::Page && page_->move(step))
+    return;
+  if (focus_ == Part::Buttons && buttons_.move(step))
+    return;
+  constexpr int kParts = 3;
+  int part = static_cast<int>(focus_);
+  for (int i = 0; i < kParts; ++i) {
+    part += step;
+    if (!around && (part < 0 || part >= kParts))
+      return;
+    part = (part + kParts) % kParts;
+    if (enter(static_cast<Part>(part), step))
+      return;
+  }
+}
+
+void SheetWindow::press(const Key &key) {
+  using Code = Key::Code;
+  if (page_ && page_->isChoosing()) {
+    page_->press(key);
+  } else if (key.code == Code::Escape) {
+    close(false);
+  } else if (key.isControl('O')) {
+    accept();
+  } else if (key.code == Code::Tab || key.code == Code::BackTab) {
+    move(key.code == Code::Tab ? 1 : -1, true);
+  } else if (!pressPart(key)) {
+    if (key.code == Code::Down || key.code == Code::Enter)
+      move(1, false);
+    else if (key.code == Code::Up)
+      move(-1, false);
+    else if (key.code == Code::PageUp || key.code == Code::PageDown)
+      turn(key.code == Code::PageDown ? 1 : -1);
+  }
+}
+
+// True when the key was of use to what has the focus.
+bool SheetWindow::pressPart(const Key &key) {
+  const bool left = key.code == Key::Code::Left;
+  const bool sideways = left || key.code == Key::Code::Right;
+  switch (focus_) {
+  case Part::Page:
+    return page_->press(key);
+  case Part::Tabs:
+    if (sideways)
+      turn(left ? -1 : 1);
+    return sideways;
+  case Part::Buttons:
+    break;
+  }
+  if (sideways)
+    buttons_.move(left ? -1 : 1);
+  else if (key.code != Key::Code::Enter && !key.is(' '))
+    return false;
+  else if (buttons_.onCancel())
+    close(false);
+  else
+    accept();
+  return true;
+}
+
+// What the sheet refuses has its page on top then, and gets the focus.
+void SheetWindow::accept() {
+  const size_t before = sheet_.active;
+  if (sheet_.accept(frontEnd_))
+    return close(true);
+  if (sheet_.active != before)
+    turn(0);
+  if (page_ && page_->enterProblem())
+    focus_ = Part::Page;
+}
+
+std::vector<std::string> SheetWindow::hints() const {
+  std::vector<std::string> hints;
+  if (focus_ == Part::Page)
+    hints = page_->hints();
+  else if (focus_ == Part::Tabs)
+    hints = {"Left/Right: page"};
+  else
+    hints = {buttons_.onCancel() ? "Enter: Cancel" : "Enter: OK"};
+  if (!page_ || !page_->isChoosing())
+    hints.insert(hints.end(), {"Tab: next", "Esc: cancel", "Ctrl-O: OK"});
+  return hints;
+}
+
+// Frames return the part for the page, with the buttons two rows below it.
+void SheetWindow::draw(Screen &screen, const Rect &area) {
+  const Rect page = sheet_.isDialog() ? drawDialogFrame(screen, area) : drawFrame(screen, area);
+  if (page_)
+    page_->draw(screen, page, focus_ == Part::Page);
+  buttons_.draw(screen, {page.row + page.rows + 1, page.column, 1, page.columns},
+                focus_ == Part::Buttons);
+  if (page_)
+    page_->drawOver(screen, area);
+}
+
+Rect SheetWindow::drawFrame(Screen &screen, const Rect &area) const {
+  screen.fill(area);
+  const Rect title{area.row, area.column, 1, area.columns};
+  screen.fill(title, Look::Reverse);
+  screen.putCentred(title, sheet_.title, Look::Reverse);
+  drawTabs(screen, {area.row + 1, area.column, 1, area.columns});
+  const Rect page{area.row + 3, area.column, area.rows - kFrameRows, area.columns};
+  for (const int rule : {page.row - 1, page.row + page.rows})
+    screen.fill({rule, area.column, 1, area.columns}, Look::Plain, '-');
+  const auto &list = sheet_.pages.empty() ? std::nullopt : sheet_.pages[sheet_.active].list;
+  if (list && !list->view.rows.empty()) {
+    const std::string place = ' ' + std::to_string(list->selected + 1) + " of " +
+                              std::to_string(list->view.rows.size()) + ' ';
+    screen.put(page.row + page.rows, area.column + area.columns - cellCount(place) - 2, place,
+               area.columns);
+  }
+  return page;
+}
+
+Rect SheetWindow::drawDialogFrame(Screen &screen, const Rect &area) const {
+  constexpr int kButtonRows = 2;
+  const Rect inside =
+      drawBox(screen, area, sheet_.title,
+              {page_->wantedRows() + kButtonRows,
+               std::max(page_->labelWidth() + kValueWidth, cellCount(sheet_.title) + 2)});
+  return {inside.row, inside.column, inside.rows - kButtonRows, inside.columns};
+}
+
+// When the tabs are wider than the screen, those around the active one.
+void SheetWindow::drawTabs(Screen &screen, const Rect &row) const {
+  std::string line;
+  int start = 0;
+  int end = 0;
+  for (size_t i = 0; i < sheet_.pages.size(); ++i) {
+    const bool active = i == sheet_.active;
+    const int column = cellCount(line);
+    line += (active ? '[' : ' ') + sheet_.pages[i].title + (active ? ']' : ' ');
+    if (active) {
+      start = column;
+      end = cellCount(line);
+    }
+  }
+  const int width = cellCount(line);
+  const int left = std::clamp((start + end - row.columns) / 2, 0, std::max(width - row.columns, 0));
+  const size_t cut = bytesWithin(line, left);
+  screen.put(row.row, row.column, std::string_view(line).substr(cut), row.columns);
+  const size_t tab = bytesWithin(line, start);
+  screen.put(row.row, row.column + start - left,
+             std::string_view(line).substr(tab, bytesWithin(line, end) - tab), end - start,
+             focus_ == Part::Tabs ? Look::Reverse : Look::Bold);
+  if (left > 0)
+    screen.put(row.row, row.column, "<", 1);
+  if (left + row.columns < width)
+    screen.put(row.row, row.column + row.columns - 1, ">", 1);
+}
+
+} // namespace velto

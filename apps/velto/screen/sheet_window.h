@@ -1,0 +1,42 @@
+#pragma once
+
+#include "apps/velto/screen/page_pane.h"
+#include "apps/velto/screen/window.h"
+#include "platform/dialog.h"
+
+#include <optional>
+
+namespace velto {
+
+/// A property sheet, which fills the screen: title, tabs, the page on top, OK and Cancel. Or a
+/// dialog, which is a box.
+class SheetWindow final : public Window {
+public:
+  /// Both must outlive the window. Boxes are shown through the front end.
+  SheetWindow(PropertySheet &sheet, FrontEnd &frontEnd);
+
+  void press(const Key &key) override;
+  void draw(Screen &screen, const Rect &area) override;
+  std::vector<std::string> hints() const override;
+
+private:
+  enum class Part { Tabs, Page, Buttons };
+
+  bool hasTabs() const { return sheet_.pages.size() > 1; }
+  void turn(int step);
+  void move(int step, bool around);
+  bool enter(Part part, int step);
+  bool pressPart(const Key &key);
+  void accept();
+  Rect drawFrame(Screen &screen, const Rect &area) const;
+  Rect drawDialogFrame(Screen &screen, const Rect &area) const;
+  void drawTabs(Screen &screen, const Rect &row) const;
+
+  PropertySheet &sheet_;
+  FrontEnd &frontEnd_;
+  std::optional<PagePane> page_; ///< nothing in a sheet without pages
+  ButtonRow buttons_{true};
+  Part focus_ = Part::Buttons;
+};
+
+} // namespace velto

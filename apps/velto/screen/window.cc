@@ -1,0 +1,65 @@
+#include "apps/velto/screen/window.h"
+
+#include "apps/velto/screen/glyph.h"
+
+#include <algorithm>
+
+namespace velto {
+
+std::string joinHints(std::span<const std::string> hints, int columns) {
+  std::string line;
+  for (const std::string &hint : hints) {
+    const std::string longer = line + (line.empty() ? "" : "  ") + hint;
+    if (cellCount(longer) > columns)
+      break;
+    line = longer;
+  }
+  return line;
+}
+
+Rect drawBox(Screen &screen, const Rect &area, std::string_view title, Size inside) {
+  const int rows = std::min(inside.rows + 2, area.rows);
+  const int columns = std::min(inside.columns + 4, area.columns);
+  const Rect box{area.row + (area.rows - rows) / 2, area.column + (area.columns - columns) / 2,
+                 rows, columns};
+  screen.fill(box);
+  for (const int row : {box.row, box.row + rows - 1}) {
+    screen.fill({row, box.column, 1, columns}, Look::Plain, '-');
+    for (const int column : {box.column, box.column + columns - 1})
+      screen.put(row, column, "+", 1);
+  }
+  for (const int column : {box.column, box.column + columns - 1})
+    screen.fill({box.row + 1, column, rows - 2, 1}, Look::Plain, '|');
+  if (!title.empty()) {
+    const int room = columns - 6;
+    screen.putCentred({box.row, box.column + 2, 1, columns - 4},
+                      ' ' + std::string(title.substr(0, bytesWithin(title, room))) + ' ',
+                      Look::Bold);
+  }
+  return {box.row + 1, box.column + 2, rows - 2, columns - 4};
+}
+
+void ButtonRow::draw(Screen &screen, const Rect &row, bool focused) const {
+  constexpr std::string_view kOk = " [ OK ] ";
+  constexpr std::string_view kCancel = " [ Cancel ] ";
+  const auto width = static_cast<int>(kOk.size() + (cancel_ ? 1 + kCancel.size() : 0));
+  int column = row.column + std::max(row.columns - width, 0) / 2;
+  const auto button = [&](std::string_view text, bool on) {
+    screen.put(row.row, column, text, row.columns, on ? Look::Reverse : Look::Plain);
+    if (on)
+      screen.put(row.row, column, ">", 1, Look::Reverse);
+    column += static_cast<int>(text.size()) + 1;
+  };
+  button(kOk, focused && !onCancel_);
+  if (cancel_)
+    button(kCancel, focused && onCancel_);
+}
+
+bool ButtonRow::move(int step) {
+  if (!cancel_ || onCancel_ == (step > 0))
+    return false;
+  onCancel_ = !onCancel_;
+  return true;
+}
+
+} // namespace velto

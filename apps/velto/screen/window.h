@@ -1,0 +1,65 @@
+#pragma once
+
+#include "apps/velto/screen/keys.h"
+#include "apps/velto/screen/screen.h"
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velto {
+
+/// Something modal on the screen that the operator works with until he closes it.
+class Window {
+public:
+  virtual ~Window() = default;
+
+  bool closed() const { return closed_; }
+  /// It was closed with OK.
+  bool accepted() const { return accepted_; }
+
+  virtual void press(const Key &key) = 0;
+  /// Draws the window into a part of the screen, over what is there.
+  virtual void draw(Screen &screen, const Rect &area) = 0;
+  /// What the keys do here, the most important first.
+  virtual std::vector<std::string> hints() const = 0;
+
+protected:
+  void close(bool accepted) {
+    closed_ = true;
+    accepted_ = accepted;
+  }
+
+private:
+  bool closed_ = false;
+  bool accepted_ = false;
+};
+
+/// As many of the hints as fit into a width, with two blanks between.
+std::string joinHints(std::span<const std::string> hints, int columns);
+
+/// Draws a framed box of that inner size, at most as large as the area, in its middle. Returns the
+/// part inside.
+Rect drawBox(Screen &screen, const Rect &area, std::string_view title, Size inside);
+
+/// The keys OK and Cancel at the bottom of a window.
+class ButtonRow {
+public:
+  explicit ButtonRow(bool cancel) : cancel_(cancel) {}
+
+  /// Draws them in the middle of a row; `focused`: one of them has the focus.
+  void draw(Screen &screen, const Rect &row, bool focused) const;
+  /// The one that has the focus is Cancel.
+  bool onCancel() const { return onCancel_; }
+  void toFirst() { onCancel_ = false; }
+  void toLast() { onCancel_ = cancel_; }
+  /// Goes to the next or previous one; false when there is none.
+  bool move(int step);
+
+private:
+  bool cancel_; ///< there is a Cancel
+  bool onCancel_ = false;
+};
+
+} // namespace velto
