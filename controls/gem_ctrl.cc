@@ -1,5 +1,7 @@
 #include "controls/gem_ctrl.h"
 
+#include "controls/pages/gem_setup.h"
+
 #include <algorithm>
 
 namespace velto {
@@ -7,10 +9,6 @@ namespace velto {
 namespace {
 
 constexpr int32_t kMaxSeconds = 2'147'483; // whose milliseconds still fit 32 bits
-
-// The option bits of Setup(), and those whose pages need a model.
-constexpr int32_t kPageBits = 0xFFF;
-constexpr int32_t kModelPageBits = 0xDF8;
 
 // The model refuses what is no state of its own.
 bool isByte(int16_t state) { return state >= 0 && state <= 0xFF; }
@@ -135,12 +133,20 @@ bool CVeltoGemCtrl::SaveData() {
 bool CVeltoGemCtrl::WriteLogFile(const std::string &text) { return engine_.WriteLog(text); }
 
 bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
-  const int32_t pages = options & kPageBits & (engine_.gem() == nullptr ? ~kModelPageBits : ~0);
-  if (pages == 0)
+  GemSetup setup(*this, site().frontEnd, options);
+  PropertySheet &sheet = setup.sheet();
+  if (sheet.pages.empty())
     return false;
-  PropertySheet sheet;
   sheet.title = caption.empty() ? "VeltoGem Setup" : caption;
-  return site().frontEnd.showSheet(sheet);
+  if (!showSheet(sheet))
+    return false;
+  const GemSetup::Applied applied = setup.apply(*this);
+  if (applied.changed)
+    setModified();
+  scheduleTick();
+  if (!applied.problem.empty())
+    site().frontEnd.showBox(errorBox(applied.problem));
+  return applied.problem.empty();
 }
 
 TreeView CVeltoGemCtrl::view() const {

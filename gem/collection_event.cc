@@ -2,6 +2,8 @@
 
 #include "gem/list_text.h"
 
+#include <utility>
+
 namespace velto {
 
 const CHGemEventCeid *CHGemEventCeidList::FindByRole(uint8_t role) const {
@@ -10,6 +12,18 @@ const CHGemEventCeid *CHGemEventCeidList::FindByRole(uint8_t role) const {
       if (item->role == role)
         return item.get();
   return nullptr;
+}
+
+CHGemEventCeid *CHGemEventCeidList::FindByRole(uint8_t role) {
+  return const_cast<CHGemEventCeid *>(std::as_const(*this).FindByRole(role));
+}
+
+void CHGemEventCeidList::SetRole(CHGemEventCeid &event, uint8_t role) {
+  if (role != kNoRole)
+    for (const auto &item : items_)
+      if (item->role == role)
+        item->role = kNoRole;
+  event.role = role;
 }
 
 void CHGemEventCeidList::unlinkAll() {

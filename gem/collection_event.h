@@ -30,7 +30,10 @@ public:
   CHGemEventCeid *FindCeid(uint32_t ceid) { return find(ceid); }
   const CHGemEventCeid *FindCeid(uint32_t ceid) const { return find(ceid); }
   /// The first event with that role; null when there is none.
+  CHGemEventCeid *FindByRole(uint8_t role);
   const CHGemEventCeid *FindByRole(uint8_t role) const;
+  /// Gives an event a role (kNoRole: takes it away); whoever had it keeps no role.
+  void SetRole(CHGemEventCeid &event, uint8_t role);
 
   /// Empties every event's list of reports.
   void unlinkAll();

@@ -157,6 +157,21 @@ const char *variableKindLabel(uint8_t kind) {
   }
 }
 
+const char *variableTypeName(uint8_t nodeType) {
+  switch (nodeType) {
+  case SecsInvalid:
+    return "Invalid";
+  case SecsLong8:
+    return "I8";
+  case SecsDWord8:
+    return "U8";
+  default:
+    return nodeType > SecsAscii2 ? "Unknown" : TypeName(formatOf(nodeType), TypeNameMode::Display);
+  }
+}
+
+bool isItemSml(std::string_view sml) { return parseItem(sml).has_value(); }
+
 CHSecsItem itemFromSml(std::string_view sml) {
   if (std::optional<CHSecsItem> item = parseItem(sml))
     return std::move(*item);

@@ -22,6 +22,12 @@ inline constexpr uint8_t kAnyKind = 7;
 /// "ECID", "SVID", "DVID" or "Unknown".
 const char *variableKindLabel(uint8_t kind);
 
+/// The name of an item type of variables: "List", "Ascii", "DWORD" and so on; "Unknown" outside
+/// VeltoSecsIIType.
+const char *variableTypeName(uint8_t nodeType);
+
+/// Whether an SML text states one item, as the value of a variable does.
+bool isItemSml(std::string_view sml);
 /// The item that an SML text states, an empty list when it states none: what reports and replies
 /// hold of a variable.
 CHSecsItem itemFromSml(std::string_view sml);

@@ -8,19 +8,6 @@ namespace velto {
 
 namespace {
 
-const char *nodeTypeName(uint8_t nodeType) {
-  switch (nodeType) {
-  case SecsInvalid:
-    return "Invalid";
-  case SecsLong8:
-    return "I8";
-  case SecsDWord8:
-    return "U8";
-  default:
-    return nodeType > SecsAscii2 ? "Unknown" : TypeName(formatOf(nodeType), TypeNameMode::Display);
-  }
-}
-
 // A constant or status variable with all that is known of it.
 std::string fullLine(const CHGemEventVid &variable, const char *kind) {
   return numberedLine(variable.vid, kind)
@@ -120,7 +107,7 @@ ListView CHGemEventVidList::view() const {
   view.rows.reserve(items_.size());
   for (const auto &item : items_)
     view.rows.push_back({std::to_string(item->vid), variableKindLabel(item->kind),
-                         nodeTypeName(item->nodeType), item->minimum, item->maximum,
+                         variableTypeName(item->nodeType), item->minimum, item->maximum,
                          item->defaultValue, item->unit, item->description, item->rawValue,
                          roleText(item->role)});
   return view;

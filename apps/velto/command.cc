@@ -21,6 +21,7 @@ constexpr std::array kCommands{
     Command{"equipment", "a GEM equipment that answers a host and plays scripts",
             runEquipmentCommand},
     Command{"host", "a GEM host at the keyboard or from a script", runHostCommand},
+    Command{"setup", "edit an equipment's settings and model in its setup sheet", runSetupCommand},
     Command{"sml", "SML to hexadecimal and back, normalised SML, verification", runSmlCommand},
     Command{"model", "equipment models: readable text to a data file and back", runModelCommand},
     Command{"describe", "the members of the controls, the table of messages", runDescribeCommand},

@@ -31,6 +31,7 @@ int runDescribeCommand(const CommandArguments &arguments);
 int runEquipmentCommand(const CommandArguments &arguments);
 int runHostCommand(const CommandArguments &arguments);
 int runModelCommand(const CommandArguments &arguments);
+int runSetupCommand(const CommandArguments &arguments);
 int runSmlCommand(const CommandArguments &arguments);
 
 } // namespace velto

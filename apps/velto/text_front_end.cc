@@ -1,24 +1,15 @@
 #include "apps/velto/text_front_end.h"
 
 #include "apps/velto/container/literal.h"
+#include "platform/text.h"
+
+#include <algorithm>
 
 namespace velto {
 
 namespace {
 
-/// The reason why the sheet cannot take the answer; empty when it has.
-std::string apply(const SheetAnswer &answer, PropertySheet &sheet) {
-  for (const auto &[name, value] : answer.fields) {
-    Field *field = sheet.find(name);
-    if (field == nullptr || field->kind == Field::Kind::Label)
-      return sheet.title + " has no field " + name;
-    field->value = value;
-  }
-  if (!answer.accept)
-    return "";
-  const std::string invalid = sheet.firstInvalid();
-  return invalid.empty() ? "" : sheet.title + " cannot take this value: " + invalid;
-}
+using Kind = AnswerStep::Kind;
 
 std::string fieldText(const Field &field) {
   std::string text = "  " + field.label;
@@ -29,6 +20,43 @@ std::string fieldText(const Field &field) {
   return container::oneLine(text);
 }
 
+// The lines of a list: its columns, then its rows.
+std::vector<std::string> listLines(const PageList &list) {
+  const std::string text = toText(list.view);
+  std::vector<std::string> lines;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = text.find('\n', at);
+    const bool selected = lines.size() == list.selected + 1;
+    lines.push_back((selected ? "> " : "  ") + text.substr(at, end - at));
+    at = end + 1;
+  }
+  return lines;
+}
+
+const char *boxMark(MessageBox::Icon icon) {
+  switch (icon) {
+  case MessageBox::Icon::Stop:
+    return "[box stop] ";
+  case MessageBox::Icon::Question:
+    return "[box question] ";
+  case MessageBox::Icon::None:
+    break;
+  }
+  return "[box] ";
+}
+
+const char *kindName(Kind kind) {
+  return kind == Kind::Add ? "add" : kind == Kind::Edit ? "edit" : "delete";
+}
+
+bool offers(const PageList &list, Kind kind) {
+  return kind == Kind::Add    ? list.add != nullptr
+         : kind == Kind::Edit ? list.edit != nullptr
+                              : list.remove != nullptr;
+}
+
+const char *endMark(bool accepted) { return accepted ? "[ok]" : "[cancel]"; }
+
 } // namespace
 
 void printLine(std::ostream &out, std::string_view text) {
@@ -38,40 +66,150 @@ void printLine(std::ostream &out, std::string_view text) {
   out.flush();
 }
 
-void ContainerFrontEnd::messageBox(const std::string &text) {
-  printLine(out_, "[box] " + container::oneLine(text));
+void ContainerFrontEnd::messageBox(const std::string &text) { showBox({text}); }
+
+bool ContainerFrontEnd::showBox(const MessageBox &box) {
+  printLine(out_,
+            boxMark(box.icon) +
+                container::oneLine(box.title.empty() ? box.text : box.title + ": " + box.text));
+  if (box.icon == MessageBox::Icon::Stop)
+    refusal_ = box.text;
+  if (!box.cancel)
+    return true;
+  const bool accepted = run_ != nullptr && !run_->current().cancel;
+  printLine(out_, endMark(accepted));
+  return accepted;
 }
 
 bool ContainerFrontEnd::showSheet(PropertySheet &sheet) {
   printSheet(sheet);
-  const bool accepted = answered(sheet);
-  printLine(out_, accepted ? "[ok]" : "[cancel]");
+  bool accepted = false;
+  if (run_ != nullptr) {
+    accepted = answerDialog(sheet);
+  } else if (!answers_.empty()) {
+    const SheetAnswer answer = std::move(answers_.front());
+    answers_.pop_front();
+    Run run{answer};
+    run_ = &run;
+    accepted = answerSheet(sheet);
+    run_ = nullptr;
+  }
+  printLine(out_, endMark(accepted));
   return accepted;
 }
 
-bool ContainerFrontEnd::answered(PropertySheet &sheet) {
-  if (answers_.empty())
-    return false;
-  const SheetAnswer answer = std::move(answers_.front());
-  answers_.pop_front();
-  PropertySheet edited = sheet;
-  const std::string problem = apply(answer, edited);
-  if (!problem.empty()) {
-    answer.failed(problem);
-    return false;
+bool ContainerFrontEnd::answerSheet(PropertySheet &sheet) {
+  for (; run_->step < run_->answer.steps.size(); ++run_->step) {
+    const AnswerStep &step = run_->current();
+    if (step.kind == Kind::Cancel)
+      return false;
+    if (step.kind != Kind::Ok) {
+      if (!take(step, sheet))
+        return false;
+    } else if (sheet.accept(*this)) {
+      return true;
+    } else if (!again() || !setFields(run_->current(), sheet) || run_->current().cancel) {
+      return false;
+    }
   }
-  if (answer.accept)
-    sheet = std::move(edited);
-  return answer.accept;
+  return fail("the answer to " + sheet.title + " ends without ok or cancel");
+}
+
+bool ContainerFrontEnd::answerDialog(PropertySheet &dialog) {
+  for (;;) {
+    if (!setFields(run_->current(), dialog) || run_->current().cancel)
+      return false;
+    if (dialog.accept(*this))
+      return true;
+    if (!again())
+      return false;
+    printSheet(dialog);
+  }
+}
+
+// Goes on to the answer for what has been refused.
+bool ContainerFrontEnd::again() {
+  const size_t next = run_->step + 1;
+  if (next == run_->answer.steps.size() || run_->answer.steps[next].kind != Kind::Again)
+    return fail(refusal_);
+  run_->step = next;
+  return true;
+}
+
+bool ContainerFrontEnd::take(const AnswerStep &step, PropertySheet &sheet) {
+  if (step.kind == Kind::Fields)
+    return setFields(step, sheet);
+  if (step.kind == Kind::Again)
+    return fail("nothing was refused, so that nothing is answered again");
+  if (step.kind != Kind::Page)
+    return act(step, sheet.pages[sheet.active]);
+  const auto page = std::ranges::find_if(sheet.pages, [&step](const PropertyPage &candidate) {
+    return equalsIgnoreCase(candidate.title, step.name);
+  });
+  if (page == sheet.pages.end())
+    return fail(sheet.title + " has no page " + step.name);
+  sheet.active = static_cast<size_t>(page - sheet.pages.begin());
+  printPage(*page);
+  return true;
+}
+
+bool ContainerFrontEnd::act(const AnswerStep &step, PropertyPage &page) {
+  if (!page.list)
+    return fail("page " + page.title + " has no list");
+  PageList &list = *page.list;
+  if (!offers(list, step.kind))
+    return fail("page " + page.title + " offers no " + kindName(step.kind));
+  if (step.kind == Kind::Add) {
+    list.add();
+  } else {
+    const auto &rows = list.view.rows;
+    const auto row = std::ranges::find_if(rows, [&step](const std::vector<std::string> &cells) {
+      return !cells.empty() && equalsIgnoreCase(cells[0], step.name);
+    });
+    if (row == rows.end())
+      return fail("page " + page.title + " has no row " + step.name);
+    list.selected = static_cast<size_t>(row - rows.begin());
+    (step.kind == Kind::Edit ? list.edit : list.remove)(list.selected);
+  }
+  if (run_->failed)
+    return false;
+  const std::vector<std::string> lines = listLines(list);
+  if (list.selected + 1 < lines.size())
+    printLine(out_, lines[list.selected + 1]);
+  return true;
+}
+
+bool ContainerFrontEnd::setFields(const AnswerStep &step, PropertySheet &sheet) {
+  for (const auto &[name, value] : step.fields) {
+    Field *field = sheet.find(name);
+    if (field == nullptr || field->kind == Field::Kind::Label)
+      return fail(sheet.title + " has no field " + name);
+    field->value = value;
+  }
+  return true;
+}
+
+bool ContainerFrontEnd::fail(const std::string &reason) {
+  run_->failed = true;
+  run_->answer.failed(reason, run_->step);
+  return false;
 }
 
 void ContainerFrontEnd::printSheet(const PropertySheet &sheet) {
-  printLine(out_, "[sheet] " + container::oneLine(sheet.title));
-  for (const PropertyPage &page : sheet.pages) {
+  printLine(out_, (sheet.isDialog() ? "[dialog] " : "[sheet] ") + container::oneLine(sheet.title));
+  for (const PropertyPage &page : sheet.pages)
+    printPage(page);
+}
+
+void ContainerFrontEnd::printPage(const PropertyPage &page) {
+  if (!page.title.empty())
     printLine(out_, "[page] " + container::oneLine(page.title));
-    for (const Field &field : page.fields)
-      printLine(out_, fieldText(field));
-  }
+  for (const Field &field : page.fields)
+    printLine(out_, fieldText(field));
+  if (!page.list)
+    return;
+  for (const std::string &line : listLines(*page.list))
+    printLine(out_, line);
 }
 
 } // namespace velto

@@ -14,23 +14,43 @@ namespace velto {
 /// Writes text and flushes it, with a line end unless the text brings its own.
 void printLine(std::ostream &out, std::string_view text);
 
-/// What the operator does with the next sheet.
-struct SheetAnswer {
-  std::vector<std::pair<std::string, std::string>> fields; ///< label or property, new value
-  bool accept = false;
-  std::function<void(const std::string &reason)> failed; ///< the sheet could not take it
+/// One thing that the operator does with a sheet.
+struct AnswerStep {
+  enum class Kind {
+    Fields, ///< changes fields
+    Page,   ///< brings the page `name` to the top
+    Add,    ///< the actions of the page's list; all but Add on the row whose first column is `name`
+    Edit,
+    Delete,
+    Again, ///< answers what was refused once more
+    Ok,
+    Cancel,
+  };
+
+  Kind kind = Kind::Fields;
+  std::string name;
+  /// Label or property and the new value: of the sheet, or of the dialog of an action.
+  std::vector<std::pair<std::string, std::string>> fields;
+  bool cancel = false; ///< the dialog or question of an action is cancelled
 };
 
-/// Shows boxes and sheets as text:
+/// What the operator does with the next sheet, up to Ok or Cancel.
+struct SheetAnswer {
+  std::vector<AnswerStep> steps;
+  /// The sheet could not take the step of that index, or wants more of them.
+  std::function<void(const std::string &reason, size_t step)> failed;
+};
+
+/// Shows boxes and sheets as text, line ends inside a text as \r and \n:
 ///
 ///     [box] text
-///     [sheet] title
+///     [sheet] title                 and [dialog] title for a dialog
 ///     [page] title
 ///       label: value
+///       columns and rows of a list; "> " marks the selected row
 ///     [ok] or [cancel]
 ///
-/// Each on one line, line ends inside a text as \r and \n. Sheets are answered from a queue and
-/// cancelled when it is empty.
+/// Sheets are answered from a queue and cancelled when it is empty.
 class ContainerFrontEnd final : public FrontEnd {
 public:
   explicit ContainerFrontEnd(std::ostream &out) : out_(out) {}
@@ -38,16 +58,34 @@ public:
   void queueAnswer(SheetAnswer answer) { answers_.push_back(std::move(answer)); }
 
   void messageBox(const std::string &text) override;
-  /// An answer that names an unknown field or a value that its field cannot hold is reported to
-  /// its `failed`, and the sheet cancelled as it was.
+  bool showBox(const MessageBox &box) override;
+  /// A step that the sheet cannot take is reported to the answer's `failed`, and the sheet
+  /// cancelled.
   bool showSheet(PropertySheet &sheet) override;
 
 private:
-  bool answered(PropertySheet &sheet);
+  /// An answer at work. A dialog takes the steps from where the sheet around it is.
+  struct Run {
+    const SheetAnswer &answer;
+    size_t step = 0;
+    bool failed = false;
+    const AnswerStep &current() const { return answer.steps[step]; }
+  };
+
+  bool answerSheet(PropertySheet &sheet);
+  bool answerDialog(PropertySheet &dialog);
+  bool take(const AnswerStep &step, PropertySheet &sheet);
+  bool act(const AnswerStep &step, PropertyPage &page);
+  bool setFields(const AnswerStep &step, PropertySheet &sheet);
+  bool again();
+  bool fail(const std::string &reason);
   void printSheet(const PropertySheet &sheet);
+  void printPage(const PropertyPage &page);
 
   std::ostream &out_;
   std::deque<SheetAnswer> answers_;
+  Run *run_ = nullptr;
+  std::string refusal_; ///< the text of the last box
 };
 
 } // namespace velto

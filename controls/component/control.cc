@@ -136,6 +136,18 @@ void Control::notify(int eventId, Arguments arguments) {
     (*observer)(*event, arguments);
 }
 
+bool Control::showSheet(PropertySheet &sheet) {
+  if (sheetOpen_)
+    return false;
+  const Lifetime::Watch alive(lifetime_);
+  sheetOpen_ = true;
+  const bool accepted = site_.frontEnd.showSheet(sheet);
+  if (!alive)
+    return false;
+  sheetOpen_ = false;
+  return accepted && sheet.problem().empty();
+}
+
 // The page and the bag hold the same properties, so the page is a bag that the operator edits.
 bool Control::ShowPropertyPage() {
   PropertySheet sheet;
@@ -157,9 +169,9 @@ bool Control::ShowPropertyPage() {
     else
       page.text(member.name, member.name, value.text());
   }
-  const Lifetime::Watch alive(lifetime_);
-  if (!site_.frontEnd.showSheet(sheet) || !alive)
+  if (!showSheet(sheet))
     return false;
+  const Lifetime::Watch alive(lifetime_);
   for (const Field &field : sheet.pages[0].fields) {
     const Member *member = members().find(field.key, Member::Kind::Property);
     const auto value = Variant(field.value).as(member->type);

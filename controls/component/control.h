@@ -87,6 +87,10 @@ public:
 protected:
   const ControlSite &site() const { return site_; }
   Lifetime &lifetime() { return lifetime_; }
+  /// Shows a sheet of this control. True when the operator accepted it and every field can hold its
+  /// value. False, and the control may be gone, when the sheet was cancelled; at once while another
+  /// sheet of the control is open.
+  bool showSheet(PropertySheet &sheet);
   /// Called before a bag is loaded.
   virtual void prepareLoad() {}
   /// What the bag keeps of a persisted property: its value, unless the class knows better.
@@ -110,6 +114,7 @@ private:
   Lifetime lifetime_;
   std::shared_ptr<const Observer> observer_;
   bool modified_ = false;
+  bool sheetOpen_ = false;
   int16_t appearance_ = 0;
   int16_t borderStyle_ = 0;
 };

@@ -44,9 +44,7 @@ bool IniControl::saveIniFile() {
 
 bool IniControl::Setup(const std::string &caption) {
   PropertySheet sheet = makeSheet(caption);
-  const Lifetime::Watch alive(lifetime());
-  const bool accepted = site().frontEnd.showSheet(sheet);
-  if (!alive || !accepted)
+  if (!showSheet(sheet))
     return false;
   applySheet(sheet);
   return saveIniFile();

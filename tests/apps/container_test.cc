@@ -183,8 +183,16 @@ const Script kSheets[] = {
      "error: dir/main:2: Sample Setup has no field Color\n"},
     {"SheetRefusesTheValue", "answer Count = 101; ok\ns.Setup()\n",
      "[sheet] Sample Setup\n[page] General\n  Number of items: 3\n  In use: true\n[page] Names\n"
-     "  Title: none\n[cancel]\n",
-     "error: dir/main:2: Sample Setup cannot take this value: Number of items\n"},
+     "  Title: none\n[box stop] Error: Number of items takes a number from 0 to 100, not \"101\".\n"
+     "[cancel]\n",
+     "error: dir/main:2: Number of items takes a number from 0 to 100, not \"101\".\n"},
+    {"SheetIsAnsweredAgain",
+     "answer Count = 101; ok; again Count = -1, Title = \"x\"; ok; again Count = 100; page names; "
+     "ok\ns.Setup()\nprint s.Count s.Title\n",
+     "[sheet] Sample Setup\n[page] General\n  Number of items: 3\n  In use: true\n[page] Names\n"
+     "  Title: none\n[box stop] Error: Number of items takes a number from 0 to 100, not \"101\".\n"
+     "[box stop] Error: Number of items takes a number from 0 to 100, not \"-1\".\n"
+     "[page] Names\n  Title: x\n[ok]\n= true\n100 x\n"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Values, ScriptTest, testing::ValuesIn(kValues), caseName);
@@ -239,7 +247,15 @@ TEST(Container, RefusesBadLines) {
       {"wait s", "\".\" is missing"},
       {"wait \"soon\"", "\"soon\" is no time in milliseconds"},
       {"answer Count = 1", "\";\" and ok or cancel is missing"},
-      {"answer", "answer takes FIELD = VALUE; … and ok or cancel at its end"},
+      {"answer",
+       "answer takes FIELD = VALUE, page, add, edit, delete or again, and ok or cancel at "
+       "its end"},
+      {"answer edit; ok", "row expected, not ;"},
+      {"answer add A = 1, B; ok",
+       "answer takes FIELD = VALUE, page, add, edit, delete or again, and "
+       "ok or cancel at its end"},
+      {"answer add A = 1 B = 2; ok; page x", "end of line expected, not ;"},
+      {"answer ok; again A = 1", "\";\" and ok or cancel is missing"},
       {"answer Count = \"1; ok", "closing quote is missing"},
       {"include", "name of a file is missing"},
       {"include none", "cannot read none"},
@@ -329,40 +345,125 @@ TEST(Container, FlushesEachLine) {
                                                    "[box] a\n[sheet] T\n[cancel]\n"));
 }
 
-TEST(FrontEnd, ShowsEachKindOfFieldAndKeepsACancelledSheetAsItWas) {
-  std::ostringstream out;
-  ContainerFrontEnd frontEnd(out);
+/// A sheet with a field of each kind, and a list whose dialog takes the names that are not there.
+struct EachKind {
+  explicit EachKind(FrontEnd &frontEnd) {
+    sheet.title = "T\n";
+    sheet.pages.resize(2);
+    sheet.pages[0].title = "P";
+    sheet.pages[0].choice("Mode", "Works as", "host", {"host", "equipment"});
+    sheet.pages[0].text("Note", "Note", "two\r\nlines");
+    sheet.pages[0].label("", "Only to read");
+    sheet.pages[1].title = "L";
+    PageList &list = sheet.pages[1].list.emplace();
+    list.view = {{"Name", "Size"}, {{"a", "1"}, {"bb", "2"}}};
+    list.add = [&list, &frontEnd] {
+      PropertySheet dialog;
+      dialog.title = "New";
+      dialog.pages.emplace_back().text("Name", "Name", "c");
+      dialog.check = [&list](const PropertySheet &typed) {
+        for (const auto &row : list.view.rows)
+          if (row[0] == typed.pages[0].fields[0].value)
+            return "there is a " + row[0];
+        return std::string();
+      };
+      if (!frontEnd.showSheet(dialog))
+        return;
+      list.view.rows.push_back({dialog.value("Name"), "0"});
+      list.selected = list.view.rows.size() - 1;
+    };
+    list.remove = [&list, &frontEnd](size_t row) {
+      if (frontEnd.showBox({"Really?", "Sure", MessageBox::Icon::Question, true}))
+        list.view.rows.erase(list.view.rows.begin() + static_cast<std::ptrdiff_t>(row));
+      list.selected = 0;
+    };
+  }
   PropertySheet sheet;
-  sheet.title = "T\n";
-  sheet.pages.resize(1);
-  sheet.pages[0].title = "P";
-  sheet.pages[0].choice("Mode", "Works as", "host", {"host", "equipment"});
-  sheet.pages[0].text("Note", "Note", "two\r\nlines");
-  sheet.pages[0].fields.push_back({"", "Only to read", Field::Kind::Label, "", 0, 0, {}});
+};
 
+TEST(FrontEnd, AnswersSheetsDialogsAndBoxesStepByStep) {
+  using K = AnswerStep::Kind;
+  const AnswerStep ok{K::Ok, "", {}, false};
+  const AnswerStep list{K::Page, "l", {}, false};
   const struct {
-    SheetAnswer answer;
-    bool accepted;
+    std::vector<AnswerStep> steps;
     const char *mode;
-    const char *reason;
+    size_t rows;
+    const char *reason; // empty: accepted
+    const char *out;    // behind the sheet as it opened
   } kRows[] = {
-      {{{{"Mode", "equipment"}}, false, {}}, false, "host", ""},
-      {{{{"Mode", "neither"}}, true, {}}, false, "host", "T\n cannot take this value: Works as"},
-      {{{{"Only to read", "x"}}, true, {}}, false, "host", "T\n has no field Only to read"},
-      {{{{"works as", "equipment"}}, true, {}}, true, "equipment", ""},
+      {{{K::Fields, "", {{"Mode", "neither"}}, false}, ok},
+       "neither",
+       2,
+       "1 Works as takes host or equipment, not \"neither\".",
+       "[box stop] Error: Works as takes host or equipment, not \"neither\".\n"},
+      {{{K::Fields, "", {{"Only to read", "x"}}, false}, ok},
+       "host",
+       2,
+       "0 T\n has no field Only to read",
+       ""},
+      {{{K::Fields, "", {{"works as", "equipment"}}, false}, ok}, "equipment", 2, "", ""},
+      {{{K::Page, "x", {}, false}, ok}, "host", 2, "0 T\n has no page x", ""},
+      {{{K::Add, "", {}, false}, ok}, "host", 2, "0 page P has no list", ""},
+      {{list, {K::Edit, "a", {}, false}, ok},
+       "host",
+       2,
+       "1 page L offers no edit",
+       "[page] L\n  Name  Size\n> a     1\n  bb    2\n"},
+      {{list, {K::Delete, "x", {}, false}, ok},
+       "host",
+       2,
+       "1 page L has no row x",
+       "[page] L\n  Name  Size\n> a     1\n  bb    2\n"},
+      {{{K::Again, "", {}, false}, ok},
+       "host",
+       2,
+       "0 nothing was refused, so that nothing is answered again",
+       ""},
+      {{list, {K::Add, "", {{"Name", "bb"}}, false}, ok},
+       "host",
+       2,
+       "1 there is a bb",
+       "[page] L\n  Name  Size\n> a     1\n  bb    2\n[dialog] New\n  Name: c\n"
+       "[box stop] Error: there is a bb\n[cancel]\n"},
+      {{list,
+        {K::Add, "", {{"Name", "bb"}}, false},
+        {K::Again, "", {{"Name", "d"}}, false},
+        {K::Delete, "A", {}, true},
+        {K::Delete, "a", {}, false},
+        {K::Add, "", {}, true},
+        ok},
+       "host",
+       2,
+       "",
+       "[page] L\n  Name  Size\n> a     1\n  bb    2\n[dialog] New\n  Name: c\n"
+       "[box stop] Error: there is a bb\n[dialog] New\n  Name: bb\n[ok]\n> d     0\n"
+       "[box question] Sure: Really?\n[cancel]\n> a     1\n"
+       "[box question] Sure: Really?\n[ok]\n> bb    2\n"
+       "[dialog] New\n  Name: c\n[cancel]\n> bb    2\n"},
+      {{list},
+       "host",
+       2,
+       "1 the answer to T\n ends without ok or cancel",
+       "[page] L\n  Name  Size\n> a     1\n  bb    2\n"},
   };
   for (const auto &row : kRows) {
+    std::ostringstream out;
+    ContainerFrontEnd frontEnd(out);
+    EachKind shown(frontEnd);
     std::string reason;
-    SheetAnswer answer = row.answer;
-    answer.failed = [&reason](const std::string &text) { reason = text; };
-    frontEnd.queueAnswer(answer);
-    out.str("");
-    EXPECT_EQ(frontEnd.showSheet(sheet), row.accepted);
-    EXPECT_EQ(sheet.value("Mode"), row.mode);
+    frontEnd.queueAnswer({row.steps, [&reason](const std::string &text, size_t step) {
+                            reason = std::to_string(step) + ' ' + text;
+                          }});
+    const bool accepted = *row.reason == '\0';
+    EXPECT_EQ(frontEnd.showSheet(shown.sheet), accepted);
+    EXPECT_EQ(shown.sheet.value("Mode"), row.mode);
+    EXPECT_EQ(shown.sheet.pages[1].list->view.rows.size(), row.rows);
     EXPECT_EQ(reason, row.reason);
     EXPECT_EQ(out.str(), std::string("[sheet] T\\n\n[page] P\n  Works as: host\n"
-                                     "  Note: two\\r\\nlines\n  Only to read\n") +
-                             (row.accepted ? "[ok]\n" : "[cancel]\n"));
+                                     "  Note: two\\r\\nlines\n  Only to read\n"
+                                     "[page] L\n  Name  Size\n> a     1\n  bb    2\n") +
+                             row.out + (accepted ? "[ok]\n" : "[cancel]\n"));
   }
 }
 

@@ -15,6 +15,7 @@ namespace velto {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 struct Result {
   int status;
@@ -92,7 +93,7 @@ private:
 TEST(Documentation, ItsExamplesRun) {
   const SerialPair lines;
   for (const char *page : {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md",
-                           "docs/gem.md", "docs/log.md", "docs/serial.md"}) {
+                           "docs/gem.md", "docs/setup.md", "docs/log.md", "docs/serial.md"}) {
     const std::string text = source(page);
     for (const std::string &block : blocks(text, "console"))
       runConsole(block);
@@ -167,6 +168,88 @@ TEST(SmlCommand, ConvertsAndComplains) {
   for (const char *command : {"velto --help", "velto sml --help", "velto describe --help",
                               "velto container --help", "velto demo --help"})
     EXPECT_THAT(run(command, folder / "").output, HasSubstr("usage: velto")) << command;
+}
+
+// One model and settings file are edited page by page; what is written shows in either.
+TEST(SetupCommand, EditsEveryPage) {
+  const TemporaryDirectory folder;
+  const auto files = [&folder] { return run("cat t.ini; velto model export t.kel", folder / ""); };
+  EXPECT_EQ(
+      run("printf '[LogicalConnection]\\nHost=0\\n' > t.ini && velto model import " VELTO_SOURCE_DIR
+          "/examples/etch_tool.model t.kel",
+          folder / "")
+          .output,
+      "");
+  ASSERT_THAT(files().output, HasSubstr("\nrptid=5 "));
+  const struct {
+    const char *page;
+    const char *steps;
+    const char *written;
+  } rows[] = {
+      {"hsms", "Device ID = 12", "DeviceID=12\n"},
+      {"timeout", "T8 = 6", "T8=6000\n"},
+      {"log", "File Name = \"./etch log\"", "FileName=./etch log\n"},
+      {"revision", "ModelName = ETCH-2", "model_name=\"ETCH-2\""},
+      {"state", "On-line State = Local; OfflineState = Equipment off-line",
+       "initial_state=local initial_offline_state=host-offline offline_state=equipment-offline "
+       "online_state=local"},
+      {"predefined vid", "edit Clock VID=102; delete AlarmID",
+       "vid=102 kind=SV type=F4 role=Clock"},
+      {"predefined ceid", "edit MaterialInput CEID=1", "ceid=1 role=MaterialInput"},
+      {"clock", "ChangePCClock = true; TimeFormat = 0", "set_machine_clock=yes"},
+      {"clock", "TimeFormat = 1", "rptid=5 "},
+      {"alid", "add ALTX=Late", "enable=yes text=\"Late\""},
+      {"alid", "delete 4001", "rptid=5 "},
+      {"vid", "edit 106 Max=200", "max=\"200\""},
+      {"ceid", "add Description=\"Lid open\"", "description=\"Lid open\""},
+      {"model", "GEM Object Model = false", "ObjectModel=0\n"},
+  };
+  for (const auto &row : rows) {
+    const Result result =
+        run(std::string("echo '") + row.steps + "; ok' | velto setup t.ini --data t.kel --page '" +
+                row.page + "'",
+            folder / "");
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_THAT(files().output, HasSubstr(row.written)) << row.page;
+  }
+  EXPECT_THAT(files().output, Not(HasSubstr("rptid="))) << "the lists changed";
+  EXPECT_EQ(run("echo ok | velto setup t.ini --data t.kel --page state", folder / "").output,
+            "velto: t.ini switches the object model off: there is no such page\n");
+}
+
+TEST(SetupCommand, Complains) {
+  const TemporaryDirectory folder;
+  const struct {
+    const char *command;
+    int status;
+    const char *said;
+  } rows[] = {
+      {"echo cancel | velto setup", 0, "[cancel]\n"},
+      {"velto setup </dev/null", 1, "error: -:1: the answer to VeltoGem Setup ends without ok"},
+      {"printf '\\n\\nT9 = 1; ok' | velto setup", 1,
+       "error: -:3: VeltoGem Setup has no field T9\n"},
+      {"printf 'page VID\\nadd VID=1\\nadd VID=1\\nok' | velto setup", 1,
+       "error: -:3: VID #1 has already been registered.\n"},
+      {"echo 'T3 = $x; ok' | velto setup", 1, "error: -:1: there are no variables here\n"},
+      {"echo 'T3 = \"1; ok' | velto setup", 1, "error: -:1: closing quote is missing\n"},
+      {"velto setup --script none", 1, "velto: none: cannot be read\n"},
+      {"echo x > x.kel; echo ok | velto setup --data x.kel", 1, "velto: x.kel: "},
+      {"echo ok | velto setup --data x.model", 1, "velto: x.model: is text;"},
+      {"mkdir d.ini; echo ok | velto setup d.ini", 1, "velto: d.ini: cannot be read\n"},
+      {"echo 'ModelName = X; ok' | velto setup --data no/x.kel", 1,
+       "[box stop] Error: The model data file no/x.kel cannot be written.\n"},
+      {"echo 'T5 = 1; ok' | velto setup no/x.ini", 1,
+       "[box stop] Error: The settings file no/x.ini cannot be written.\n"},
+      {"velto setup --page Model,Chapter", 2, "velto: there is no page Chapter\n"},
+      {"velto setup a b", 2, "velto: one settings file at most\n"},
+      {"velto setup --help", 0, "Pages: Model, HSMS, Timeout, Log,"},
+  };
+  for (const auto &row : rows) {
+    const Result result = run(row.command, folder / "");
+    EXPECT_EQ(result.status, row.status) << row.command << result.output;
+    EXPECT_THAT(result.output, HasSubstr(row.said)) << row.command;
+  }
+  EXPECT_EQ(run("cat x.kel", folder / "").output, "x\n") << "what cannot be read is left alone";
 }
 
 } // namespace

@@ -239,7 +239,7 @@ TEST_F(LogControl, SetupStoresItsSheetInTheIniFile) {
     sheet.find("DateFormat")->value = "1";
     sheet.find("FontSize")->value = "-16";
     sheet.find("FontBold")->value = "true";
-    EXPECT_EQ(sheet.firstInvalid(), "");
+    EXPECT_EQ(sheet.problem(), "");
     return true;
   };
   EXPECT_TRUE(control.Setup("Mine"));

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "apps/velto/text_front_end.h"
 #include "controls/component/variant.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -104,9 +106,15 @@ struct ExpectCommand {
 struct PrintCommand {
   std::vector<Operand> values;
 };
-struct AnswerCommand {
+/// A step of an answer with its values as they are written.
+struct AnswerStepText {
+  AnswerStep::Kind kind = AnswerStep::Kind::Fields;
+  std::optional<Operand> name;
   std::vector<std::pair<std::string, Operand>> fields;
-  bool accept = false;
+  bool cancel = false;
+};
+struct AnswerCommand {
+  std::vector<AnswerStepText> steps;
 };
 struct IncludeCommand {
   std::string path;

@@ -98,6 +98,8 @@ private:
   Outcome evaluateMember(const Access &access, const Scope &scope);
   std::string evaluateAll(const std::vector<Operand> &values, const Scope &scope,
                           std::vector<Variant> &results);
+  bool evaluateSteps(const std::vector<AnswerStepText> &texts, const Scope &scope,
+                     std::vector<AnswerStep> &steps);
   std::optional<double> number(const Operand &value, const Scope &scope);
   std::optional<uint32_t> milliseconds(const Operand &value, const Scope &scope);
   bool assign(const std::string &control, const std::string &property, const Variant &value,

@@ -259,15 +259,32 @@ bool Interpreter::execute(const PrintCommand &command, const Scope &scope) {
 
 bool Interpreter::execute(const AnswerCommand &command, const Scope &scope) {
   SheetAnswer answer;
-  answer.accept = command.accept;
-  for (const auto &[field, value] : command.fields) {
-    const Outcome outcome = evaluate(value, scope);
-    if (!outcome)
-      return fail(scope.where, outcome.error);
-    answer.fields.emplace_back(field, outcome.value.text());
-  }
-  answer.failed = [this, where = scope.where](const std::string &reason) { fail(where, reason); };
+  if (!evaluateSteps(command.steps, scope, answer.steps))
+    return false;
+  answer.failed = [this, where = scope.where](const std::string &reason, size_t) {
+    fail(where, reason);
+  };
   frontEnd_.queueAnswer(std::move(answer));
+  return true;
+}
+
+bool Interpreter::evaluateSteps(const std::vector<AnswerStepText> &texts, const Scope &scope,
+                                std::vector<AnswerStep> &steps) {
+  for (const AnswerStepText &text : texts) {
+    AnswerStep &step = steps.emplace_back();
+    step.kind = text.kind;
+    step.cancel = text.cancel;
+    const auto take = [&](const Operand &value, std::string &result) {
+      const Outcome outcome = evaluate(value, scope);
+      result = outcome.value.text();
+      return outcome || fail(scope.where, outcome.error);
+    };
+    if (text.name && !take(*text.name, step.name))
+      return false;
+    for (const auto &[field, value] : text.fields)
+      if (!take(value, step.fields.emplace_back(field, "").second))
+        return false;
+  }
   return true;
 }
 

@@ -34,6 +34,11 @@ Token Lexer::take() {
   return token;
 }
 
+bool Lexer::followedBy(char c) const {
+  const size_t next = line_.find_first_not_of(" \t", position_);
+  return next != std::string_view::npos && line_[next] == c;
+}
+
 std::string Lexer::takeRaw(std::string_view stops) {
   size_t end = start_;
   while (end < line_.size() && line_[end] != '#' &&

@@ -37,6 +37,8 @@ public:
   Token take();
   /// True when a "." follows the current token.
   bool dotFollows() const { return position_ < line_.size() && line_[position_] == '.'; }
+  /// True when the token behind the current one begins with a character.
+  bool followedBy(char c) const;
   /// Takes the characters from the current token up to one of `stops`, trimmed.
   std::string takeRaw(std::string_view stops);
 

@@ -26,6 +26,19 @@ public:
     return {std::move(body), ""};
   }
 
+  ParsedSteps runSteps() {
+    std::vector<AnswerStepText> steps;
+    while (current().kind != Token::Kind::End) {
+      auto step = parseAnswerStep();
+      if (!step)
+        return {{}, error_};
+      steps.push_back(std::move(*step));
+      if (!accept(";") && current().kind != Token::Kind::End)
+        return {{}, unexpected("end of line")};
+    }
+    return {std::move(steps), ""};
+  }
+
 private:
   using Parsed = std::optional<Command>;
   struct Keyword {
@@ -298,32 +311,105 @@ private:
     return raw;
   }
 
-  // Labels may have blanks, and values such as 127.0.0.1 need no quotes.
+  struct AnswerWord {
+    std::string_view name;
+    AnswerStep::Kind kind;
+    bool hasName;   ///< a page or row follows
+    bool hasFields; ///< the fields of a dialog, or cancel, may follow
+  };
+
+  static const AnswerWord *findAnswerWord(std::string_view name) {
+    using enum AnswerStep::Kind;
+    static constexpr AnswerWord kWords[] = {
+        {"page", Page, true, false},      {"add", Add, false, true},     {"edit", Edit, true, true},
+        {"delete", Delete, true, true},   {"again", Again, false, true}, {"ok", Ok, false, false},
+        {"cancel", Cancel, false, false},
+    };
+    for (const AnswerWord &word : kWords)
+      if (word.name == name)
+        return &word;
+    return nullptr;
+  }
+
+  // An answer ends with its ok, unless that may be refused: "ok; again …".
   Parsed parseAnswer() {
     AnswerCommand answer;
     for (;;) {
-      auto label = parseText("=;");
-      if (!label)
+      auto step = parseAnswerStep();
+      if (!step)
         return std::nullopt;
-      if (*label == "ok" || *label == "cancel") {
-        answer.accept = *label == "ok";
+      const AnswerStep::Kind kind = step->kind;
+      answer.steps.push_back(std::move(*step));
+      if (kind == AnswerStep::Kind::Cancel || (kind == AnswerStep::Kind::Ok && !againFollows()))
         return answer;
-      }
-      if (label->empty() || !accept("="))
-        return fail("answer takes FIELD = VALUE; … and ok or cancel at its end");
-      auto value = parseFieldValue();
-      if (!value)
-        return std::nullopt;
-      answer.fields.emplace_back(std::move(*label), std::move(*value));
       if (!accept(";"))
         return fail(unexpected("\";\" and ok or cancel"));
     }
   }
 
-  std::optional<Operand> parseFieldValue() {
+  bool againFollows() const {
+    if (!current().is(";"))
+      return false;
+    Lexer ahead = lexer_;
+    ahead.take();
+    return ahead.current().kind == Token::Kind::Word && ahead.current().text == "again";
+  }
+
+  std::optional<AnswerStepText> parseAnswerStep() {
+    AnswerStepText step;
+    const AnswerWord *word =
+        current().kind == Token::Kind::Word ? findAnswerWord(current().text) : nullptr;
+    if (word == nullptr || lexer_.followedBy('='))
+      return parseAnswerFields(step, ";") ? std::optional(std::move(step)) : std::nullopt;
+    lexer_.take();
+    step.kind = word->kind;
+    if (word->hasName) {
+      step.name = word->hasFields ? parseRow() : parseFieldValue(";");
+      if (!step.name)
+        return std::nullopt;
+    }
+    if (word->hasFields && !atEnd() && !parseAnswerFields(step, ",;"))
+      return std::nullopt;
+    return step;
+  }
+
+  // The first column of a row: a number, a word, a quoted text or a variable.
+  std::optional<Operand> parseRow() {
+    if (current().kind == Token::Kind::Word)
+      return Operand{Variant(lexer_.take().text)};
+    if (current().kind == Token::Kind::Literal || current().kind == Token::Kind::Variable)
+      return parseOperand();
+    return fail(unexpected("row"));
+  }
+
+  // LABEL = VALUE, several where commas part them; or cancel. Labels may have blanks, and values
+  // such as 127.0.0.1 need no quotes.
+  bool parseAnswerFields(AnswerStepText &step, std::string_view stops) {
+    do {
+      auto label = parseText(std::string("=").append(stops));
+      if (!label)
+        return false;
+      if (*label == "cancel" && step.kind != AnswerStep::Kind::Fields && !current().is("=")) {
+        step.cancel = true;
+        return true;
+      }
+      if (label->empty() || !accept("=")) {
+        fail("answer takes FIELD = VALUE, page, add, edit, delete or again, and ok or cancel at "
+             "its end");
+        return false;
+      }
+      auto value = parseFieldValue(stops);
+      if (!value)
+        return false;
+      step.fields.emplace_back(std::move(*label), std::move(*value));
+    } while (stops.find(',') != std::string_view::npos && accept(","));
+    return true;
+  }
+
+  std::optional<Operand> parseFieldValue(std::string_view stops) {
     if (current().kind == Token::Kind::Variable)
       return parseOperand();
-    auto text = parseText(";");
+    auto text = parseText(stops);
     return text ? std::optional(Operand{Variant(std::move(*text))}) : std::nullopt;
   }
 
@@ -349,5 +435,7 @@ private:
 ParsedLine parseLine(std::string_view line, const Location &where) {
   return Parser(line, where).run();
 }
+
+ParsedSteps parseSteps(std::string_view line) { return Parser(line, {}).runSteps(); }
 
 } // namespace velto::container

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace velto::container {
 
@@ -19,5 +20,15 @@ inline constexpr int32_t kDefaultWait = 5000;
 
 /// Reads one line of the container's language. Names are not looked up yet.
 ParsedLine parseLine(std::string_view line, const Location &where);
+
+/// The steps of one line of answers to a sheet, or the reason why they are none.
+struct ParsedSteps {
+  std::vector<AnswerStepText> steps;
+  std::string error;
+};
+
+/// Reads steps parted by ";", as they stand in the command `answer`, whether or not they end with
+/// ok or cancel.
+ParsedSteps parseSteps(std::string_view line);
 
 } // namespace velto::container

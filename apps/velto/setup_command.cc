@@ -1,0 +1,211 @@
+// velto setup: the setup sheet of an equipment, answered by a script.
+
+#include "apps/velto/command.h"
+#include "apps/velto/container/parser.h"
+#include "apps/velto/model_file.h"
+#include "apps/velto/options.h"
+#include "controls/gem_ctrl.h"
+#include "controls/pages/gem_setup.h"
+#include "platform/text.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <unistd.h>
+
+namespace velto {
+
+namespace {
+
+constexpr const char *kUsage =
+    "usage: velto setup [INI] [--data FILE.kel] [--page NAME,…] [--script FILE]\n\n"
+    "Shows the setup sheet of an equipment, lets a script answer it, and writes what was changed.\n"
+    "Not to be used on the files of an equipment that is running.\n\n"
+    "  INI            settings file (default ./Velto.ini); made when it is not there\n"
+    "  --data FILE    model data file (default ./VeltoGem.kel); made when it is not there\n"
+    "  --page NAME,…  these pages alone\n"
+    "  --script FILE  what the operator does, a step or several a line; standard input without\n\n"
+    "Pages:";
+
+struct Options {
+  std::string ini;
+  std::string data;
+  std::string pages;
+  std::string script;
+};
+
+int fail(const std::string &problem) {
+  std::cerr << "velto: " << problem << '\n';
+  return kExitFailed;
+}
+
+void printUsage(std::ostream &out) {
+  out << kUsage;
+  const char *comma = " ";
+  for (const GemSetup::PageInfo &page : GemSetup::allPages())
+    out << std::exchange(comma, ", ") << page.title;
+  out << "\n\ndocs/setup.md describes the pages and the script.\n";
+}
+
+// The option flag of the pages in a list of names; an empty list names all. Nothing when there is
+// no such page, which `name` then is.
+std::optional<int32_t> pageBits(std::string_view list, std::string &name) {
+  int32_t bits = 0;
+  for (bool more = true; more;) {
+    const size_t comma = list.find(',');
+    more = comma != std::string_view::npos;
+    name = trim(list.substr(0, comma));
+    list.remove_prefix(more ? comma + 1 : list.size());
+    int32_t found = 0;
+    for (const GemSetup::PageInfo &page : GemSetup::allPages())
+      if (name.empty() || equalsIgnoreCase(name, page.title))
+        found |= page.bit;
+    if (found == 0)
+      return std::nullopt;
+    bits |= found;
+  }
+  return bits;
+}
+
+/// The steps of a script, and the line of each.
+class SetupScript {
+public:
+  explicit SetupScript(std::string name) : name_(std::move(name)) {}
+
+  /// False when a line is none of steps, which has been reported then.
+  bool read(std::string_view text) {
+    for (int line = 1; !text.empty(); ++line) {
+      const size_t end = std::min(text.find('\n'), text.size());
+      const std::string problem = readLine(text.substr(0, end), line);
+      if (!problem.empty())
+        return report(line, problem);
+      text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return true;
+  }
+
+  SheetAnswer answer() {
+    return {
+        steps_, [this](const std::string &reason, size_t step) {
+          failed_ = true;
+          report(step < lines_.size() ? lines_[step] : lines_.empty() ? 1 : lines_.back(), reason);
+        }};
+  }
+  /// The last step cancelled the sheet, as it should.
+  bool cancelled() const {
+    return !failed_ && !steps_.empty() && steps_.back().kind == AnswerStep::Kind::Cancel;
+  }
+
+private:
+  std::string readLine(std::string_view text, int line) {
+    container::ParsedSteps parsed = container::parseSteps(trim(text));
+    for (const container::AnswerStepText &step : parsed.steps) {
+      AnswerStep &taken = steps_.emplace_back();
+      lines_.push_back(line);
+      taken.kind = step.kind;
+      taken.cancel = step.cancel;
+      if (step.name && !literal(*step.name, taken.name))
+        return kNoVariables;
+      for (const auto &[field, value] : step.fields)
+        if (!literal(value, taken.fields.emplace_back(field, "").second))
+          return kNoVariables;
+    }
+    return parsed.error;
+  }
+
+  static bool literal(const container::Operand &value, std::string &text) {
+    const auto *written = std::get_if<Variant>(&value.form);
+    if (written != nullptr)
+      text = written->text();
+    return written != nullptr;
+  }
+
+  bool report(int line, const std::string &reason) const {
+    std::cerr << "error: " << name_ << ':' << line << ": " << reason << '\n';
+    return false;
+  }
+
+  static constexpr const char *kNoVariables = "there are no variables here";
+
+  std::string name_;
+  std::vector<AnswerStep> steps_;
+  std::vector<int> lines_;
+  bool failed_ = false;
+};
+
+// Gives the control the settings and model of the files. What is there and cannot be read, and thus
+// must not be overwritten, is the problem returned.
+std::string load(CVeltoGemCtrl &control, const Options &options) {
+  if (!options.ini.empty())
+    control.SetIniFileName(options.ini);
+  if (!options.data.empty())
+    control.SetDataFileName(options.data);
+  std::error_code ignored;
+  const std::string ini = control.IniFileName();
+  const std::string data = control.DataFileName();
+  if (std::filesystem::exists(ini, ignored) && !systemFiles().read(ini))
+    return ini + ": cannot be read";
+  if (isModelText(data))
+    return data + ": is text; make a model data file of it with velto model import";
+  std::string problem;
+  if (std::filesystem::exists(data, ignored) && !readModelData(data, problem))
+    return problem;
+  control.LoadData();
+  return "";
+}
+
+int runSheet(const Options &options, int32_t pages) {
+  const bool fromFile = !options.script.empty();
+  if (!fromFile && isatty(STDIN_FILENO) != 0)
+    return fail("the steps come from --script FILE, or from standard input that is no terminal");
+  const auto text = fromFile ? systemFiles().read(options.script)
+                             : std::optional(std::string(std::istreambuf_iterator(std::cin), {}));
+  if (!text)
+    return fail(options.script + ": cannot be read");
+  SetupScript script(fromFile ? options.script : "-");
+  EventLoop loop;
+  ContainerFrontEnd frontEnd(std::cout);
+  CVeltoGemCtrl control(ControlSite(loop, frontEnd));
+  if (!script.read(*text))
+    return kExitFailed;
+  if (const std::string problem = load(control, options); !problem.empty())
+    return fail(problem);
+  if (control.LogicalConnection() == 0 && (pages & GemSetup::kLinkPages) == 0)
+    return fail(control.IniFileName() + " switches the object model off: there is no such page");
+  frontEnd.queueAnswer(script.answer());
+  return control.Setup("", pages) || script.cancelled() ? kExitDone : kExitFailed;
+}
+
+} // namespace
+
+int runSetupCommand(const CommandArguments &arguments) {
+  if (std::ranges::find(arguments, "--help") != arguments.end()) {
+    printUsage(std::cout);
+    return kExitDone;
+  }
+  Options options;
+  const Option table[] = {
+      {.name = "--data", .value = &options.data},
+      {.name = "--page", .value = &options.pages},
+      {.name = "--script", .value = &options.script},
+  };
+  std::vector<std::string> files;
+  std::string problem = readOptions(arguments, table, files);
+  if (problem.empty() && files.size() > 1)
+    problem = "one settings file at most";
+  std::string name;
+  const auto pages = pageBits(options.pages, name);
+  if (problem.empty() && !pages)
+    problem = "there is no page " + name;
+  if (!problem.empty()) {
+    std::cerr << "velto: " << problem << "\n\n";
+    printUsage(std::cerr);
+    return kExitUsage;
+  }
+  if (!files.empty())
+    options.ini = files[0];
+  return runSheet(options, *pages);
+}
+
+} // namespace velto

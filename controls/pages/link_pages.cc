@@ -1,0 +1,136 @@
+#include "controls/pages/link_pages.h"
+
+#include "platform/text.h"
+
+#include <array>
+#include <limits>
+
+namespace velto {
+
+namespace {
+
+constexpr const char *kModel = "LogicalConnection";
+constexpr const char *kRole = "Host";
+constexpr const char *kEquipment = "Equipment";
+constexpr const char *kHost = "Host";
+
+constexpr int64_t kMaxWord = std::numeric_limits<uint16_t>::max();
+constexpr int64_t kMaxInt16 = std::numeric_limits<int16_t>::max();
+constexpr int64_t kMaxInt32 = std::numeric_limits<int32_t>::max();
+constexpr int64_t kMaxSeconds = kMaxInt32 / 1000; // kept as milliseconds
+constexpr int64_t kMaxText = 255;                 // in the INI file
+
+} // namespace
+
+// Model and role ---------------------------------------------------------------------------------
+
+void CPropModel::fill(CVeltoGemCtrl &control) {
+  const bool model = control.LogicalConnection() == 1;
+  mayBeHost_ = model && control.Host();
+  page().check(kModel, "GEM Object Model", model);
+  page().choice(kRole, "Role", control.Host() ? kHost : kEquipment, {kEquipment, kHost});
+}
+
+std::string CPropModel::problem() const {
+  const bool model = page().field(kModel).value == "true";
+  const Field &role = page().field(kRole);
+  if (!model || mayBeHost_ || role.value != kHost)
+    return "";
+  return role.label + " takes " + kEquipment +
+         " while the GEM object model is on: an equipment with a model cannot become a host.";
+}
+
+// A fresh model takes over what the connection was known by.
+void CPropModel::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
+  const Field &model = page().field(kModel);
+  const bool on = model.value == "true";
+  if (model.changed() && on != (control.LogicalConnection() == 1)) {
+    const uint16_t deviceId = control.engine().logical().DeviceID();
+    const uint32_t t3 = control.engine().logical().T3();
+    control.SetLogicalConnection(on ? 1 : 0);
+    control.engine().logical().SetDeviceID(deviceId);
+    control.engine().logical().SetT3(t3);
+    changes.settings = true;
+  }
+  const Field &role = page().field(kRole);
+  const bool host = role.value == kHost;
+  if (role.changed() && host != control.Host()) {
+    control.SetHost(host);
+    changes.settings = true;
+  }
+}
+
+// Properties -------------------------------------------------------------------------------------
+
+void PropertyFieldsPage::fill(CVeltoGemCtrl &control) {
+  for (const PropertyField &field : fields_) {
+    const Variant value = control.get(field.property).value;
+    if (value.isBool())
+      page().check(field.property, field.label, value.toBool());
+    else if (value.isInteger())
+      page().integer(field.property, field.label, value.toInteger(), field.minimum, field.maximum);
+    else {
+      page().text(field.property, field.label, value.text(), field.maximum);
+      page().fields.back().kind = field.textKind;
+    }
+  }
+}
+
+void PropertyFieldsPage::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
+  for (const Field &field : page().fields) {
+    const Variant wanted = field.kind == Field::Kind::Integer
+                               ? Variant(parseDecimal(field.value).value_or(0))
+                           : field.kind == Field::Kind::Check ? Variant(field.value == "true")
+                                                              : Variant(field.value);
+    if (!field.changed() || control.get(field.key).value == wanted)
+      continue;
+    control.set(field.key, wanted);
+    changes.settings = true;
+  }
+}
+
+CPropHsms::CPropHsms(SetupDesk &desk)
+    : PropertyFieldsPage(desk, [] {
+        static constexpr std::array kFields{
+            PropertyField{"Server", "Server"},
+            PropertyField{"IPAddress", "IP Address", 0, kMaxText, Field::Kind::Word},
+            PropertyField{"PortNumber", "Port Number", 0, kMaxWord},
+            PropertyField{"MyPortNumber", "My Port Number", 0, kMaxWord},
+            PropertyField{"DeviceID", "Device ID", 0, kMaxWord},
+            PropertyField{"DiscardDuplicatedBlock", "Discard Duplicated Block"},
+        };
+        return std::span<const PropertyField>(kFields);
+      }()) {}
+
+CPropTimeout::CPropTimeout(SetupDesk &desk)
+    : PropertyFieldsPage(desk, [] {
+        static constexpr std::array kFields{
+            PropertyField{"T3", "T3 (s)", 0, kMaxSeconds},
+            PropertyField{"T5", "T5 (s)", 0, kMaxSeconds},
+            PropertyField{"T6", "T6 (s)", 0, kMaxSeconds},
+            PropertyField{"T7", "T7 (s)", 0, kMaxSeconds},
+            PropertyField{"T8", "T8 (s)", 0, kMaxSeconds},
+        };
+        return std::span<const PropertyField>(kFields);
+      }()) {}
+
+// Without a model the property T3 takes no value.
+void CPropTimeout::fill(CVeltoGemCtrl &control) {
+  PropertyFieldsPage::fill(control);
+  if (control.LogicalConnection() == 0)
+    page().field("T3").kind = Field::Kind::Label;
+}
+
+CPropLog::CPropLog(SetupDesk &desk)
+    : PropertyFieldsPage(desk, [] {
+        static constexpr std::array kFields{
+            PropertyField{"Log", "Log"},
+            PropertyField{"LogCommunication", "Log Communication"},
+            PropertyField{"LogFileName", "File Name", 0, kMaxText},
+            PropertyField{"LogSize", "Size (KiB)", 0, kMaxInt32},
+            PropertyField{"LogBakCount", "Backups", 0, kMaxInt16},
+        };
+        return std::span<const PropertyField>(kFields);
+      }()) {}
+
+} // namespace velto

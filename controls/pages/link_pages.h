@@ -1,0 +1,66 @@
+#pragma once
+
+#include "controls/pages/setup_page.h"
+
+#include <span>
+
+namespace velto {
+
+/// Equipment model on or off, and the role.
+class CPropModel final : public SetupPage {
+public:
+  using SetupPage::SetupPage;
+  std::string problem() const override;
+  void apply(CVeltoGemCtrl &control, SetupChanges &changes) const override;
+
+private:
+  void fill(CVeltoGemCtrl &control) override;
+
+  bool mayBeHost_ = false; // with the model on
+};
+
+/// A page whose fields are properties of the control.
+class PropertyFieldsPage : public SetupPage {
+public:
+  void apply(CVeltoGemCtrl &control, SetupChanges &changes) const override;
+
+protected:
+  /// A flag is checked, a text typed, a number held in its range.
+  struct PropertyField {
+    const char *property;
+    const char *label;
+    int64_t minimum = 0;
+    int64_t maximum = 0; ///< of a text: its length
+    Field::Kind textKind = Field::Kind::Text;
+  };
+
+  PropertyFieldsPage(SetupDesk &desk, std::span<const PropertyField> fields)
+      : SetupPage(desk), fields_(fields) {}
+  void fill(CVeltoGemCtrl &control) override;
+
+private:
+  std::span<const PropertyField> fields_;
+};
+
+/// The HSMS connection.
+class CPropHsms final : public PropertyFieldsPage {
+public:
+  explicit CPropHsms(SetupDesk &desk);
+};
+
+/// The HSMS timeouts and T3, in seconds.
+class CPropTimeout final : public PropertyFieldsPage {
+public:
+  explicit CPropTimeout(SetupDesk &desk);
+
+private:
+  void fill(CVeltoGemCtrl &control) override;
+};
+
+/// The communication log.
+class CPropLog final : public PropertyFieldsPage {
+public:
+  explicit CPropLog(SetupDesk &desk);
+};
+
+} // namespace velto
