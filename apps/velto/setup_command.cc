@@ -177,7 +177,8 @@ int runOnScreen(const Options &options, int32_t pages) {
   EventLoop loop;
   FullScreenFrontEnd frontEnd(loop);
   const auto written = runSetup(loop, frontEnd, options, pages);
-  return written && (*written || !frontEnd.sheetAccepted()) ? kExitDone : kExitFailed;
+  const bool cancelled = !frontEnd.sheetAccepted() && !frontEnd.hasQuit();
+  return written && (*written || cancelled) ? kExitDone : kExitFailed;
 }
 
 int runScript(const Options &options, int32_t pages) {

@@ -8,16 +8,6 @@
 
 namespace velto {
 
-namespace {
-
-constexpr Size kSmallest{12, 40};
-
-bool isTooSmall(Size size) {
-  return size.rows < kSmallest.rows || size.columns < kSmallest.columns;
-}
-
-} // namespace
-
 FullScreenFrontEnd::Display::Display(EventLoop &loop)
     : out(std::cout), err(std::cerr), terminal(loop) {}
 
@@ -37,6 +27,7 @@ bool FullScreenFrontEnd::run(Window &window) {
     work(window);
     return window.accepted();
   }
+  quit_ = false;
   display_.emplace(loop_);
   work(window);
   const int signal = display_->terminal.stopSignal();
@@ -63,13 +54,13 @@ void FullScreenFrontEnd::work(Window &window) {
 }
 
 bool FullScreenFrontEnd::isEnding() const {
-  return display_->cancelled || display_->terminal.stopSignal() != 0 || (ended_ && ended_());
+  return quit_ || display_->terminal.stopSignal() != 0 || (ended_ && ended_());
 }
 
 // Nobody presses what he cannot see.
 void FullScreenFrontEnd::press(Window &window, const Key &key) {
   if (key.isControl('C'))
-    display_->cancelled = true;
+    quit_ = true;
   else if (!isTooSmall(display_->terminal.size()) || key.code == Key::Code::Escape)
     window.press(key);
   display_->outdated = true;
@@ -82,21 +73,7 @@ void FullScreenFrontEnd::draw() {
     return;
   display.outdated = false;
   display.screen = Screen(size);
-  if (isTooSmall(size)) {
-    display.screen.put(0, 0, "The window is too small.", size.columns);
-    display.screen.put(1, 0,
-                       "Needs " + std::to_string(kSmallest.columns) + " x " +
-                           std::to_string(kSmallest.rows) + ".",
-                       size.columns);
-    display.screen.put(2, 0, "Esc: cancel", size.columns);
-  } else {
-    const Rect help{size.rows - 1, 0, 1, size.columns};
-    for (Window *window : display.windows)
-      window->draw(display.screen, {0, 0, size.rows - 1, size.columns});
-    display.screen.fill(help, Look::Reverse);
-    display.screen.put(help.row, 1, joinHints(display.windows.back()->hints(), size.columns - 2),
-                       size.columns - 2, Look::Reverse);
-  }
+  drawWindows(display.screen, display.windows);
   display.terminal.draw(display.screen);
 }
 

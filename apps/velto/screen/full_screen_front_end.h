@@ -26,8 +26,9 @@ public:
   void messageBox(const std::string &text) override { showBox({text}); }
   bool showBox(const MessageBox &box) override;
   bool showSheet(PropertySheet &sheet) override;
-  /// The sheet that was shown last was accepted.
+  /// How the sheet that was shown last ended: with OK, or with Ctrl-C.
   bool sheetAccepted() const { return sheetAccepted_; }
+  bool hasQuit() const { return quit_; }
 
 private:
   struct Display {
@@ -36,9 +37,8 @@ private:
     HeldOutput err;
     Terminal terminal;
     std::vector<Window *> windows;
-    Screen screen;          ///< drawn last
-    bool outdated = true;   ///< and no longer right
-    bool cancelled = false; ///< by Ctrl-C
+    Screen screen;        ///< drawn last
+    bool outdated = true; ///< and no longer right
   };
 
   bool run(Window &window);
@@ -51,6 +51,7 @@ private:
   std::function<bool()> ended_;
   std::optional<Display> display_; ///< as long as something is shown
   bool sheetAccepted_ = false;
+  bool quit_ = false;
 };
 
 } // namespace velto

@@ -31,7 +31,7 @@ constexpr Number kNumbers[] = {
     {"5", Code::PageUp}, {"6", Code::PageDown}, {"7", Code::Home},   {"8", Code::End},
 };
 
-Code sequenceCode(std::string_view parameters, char finalByte) {
+Code plainCode(std::string_view parameters, char finalByte) {
   if (finalByte == '~') {
     const auto *found =
         std::ranges::find(kNumbers, parameters.substr(0, parameters.find(';')), &Number::text);
@@ -39,6 +39,16 @@ Code sequenceCode(std::string_view parameters, char finalByte) {
   }
   const auto *found = std::ranges::find(kFinalBytes, finalByte, &FinalByte::byte);
   return found == std::end(kFinalBytes) ? Code::Other : found->code;
+}
+
+// Keys mean the same with Shift and Alt; some do not with Ctrl.
+Code sequenceCode(std::string_view parameters, char finalByte) {
+  const Code code = plainCode(parameters, finalByte);
+  if (!parameters.ends_with(";5"))
+    return code;
+  if (code == Code::Left || code == Code::PageUp)
+    return Code::PreviousPage;
+  return code == Code::Right || code == Code::PageDown ? Code::NextPage : code;
 }
 
 Key controlKey(char byte) {
@@ -102,7 +112,9 @@ std::optional<Key> KeyDecoder::takeEscape(bool complete) {
   const bool ended = bytes_[end] >= 0x40 && bytes_[end] <= 0x7e;
   if (!ended) // something else begins
     return cut(end, Code::Other);
-  const Code code = sequenceCode(std::string_view(bytes_).substr(2, end - 2), bytes_[end]);
+  const std::string_view parameters = std::string_view(bytes_).substr(2, end - 2);
+  const Code code =
+      parameters.starts_with('[') ? Code::Other : sequenceCode(parameters, bytes_[end]);
   return cut(end + 1, code);
 }
 

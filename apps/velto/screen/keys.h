@@ -20,6 +20,8 @@ struct Key {
     End,
     PageUp,
     PageDown,
+    PreviousPage, ///< Ctrl-Left, Ctrl-PageUp
+    NextPage,     ///< Ctrl-Right, Ctrl-PageDown
     Insert,
     Delete,
     Backspace,

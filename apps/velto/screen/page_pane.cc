@@ -1,6 +1,7 @@
 #include "apps/velto/screen/page_pane.h"
 
 #include "apps/velto/screen/glyph.h"
+#include "platform/text.h"
 
 #include <algorithm>
 #include <string_view>
@@ -26,6 +27,15 @@ int inputWidth(const Field &field, int columns) {
   if (!number && field.maximum > 0 && field.maximum < width)
     width = static_cast<int>(field.maximum) + 1; // and the cursor behind it
   return std::max(width, 1);
+}
+
+// The choice `steps` on, around the ends; the first when there was none of the choices.
+void step(Field &field, int steps) {
+  if (field.choices.empty())
+    return;
+  const auto at = std::ranges::find(field.choices, field.value) - field.choices.begin();
+  const auto count = static_cast<std::ptrdiff_t>(field.choices.size());
+  field.value = field.choices[static_cast<size_t>(at == count ? 0 : (at + steps + count) % count)];
 }
 
 } // namespace
@@ -96,21 +106,22 @@ bool PagePane::pressField(const Key &key, Field &field) {
 }
 
 bool PagePane::pressChoice(const Key &key, Field &field) {
-  if (key.is(' ') || key.code == Key::Code::Enter) {
+  if (key.is(' ')) {
     choices_.emplace(field);
     return true;
   }
-  if (key.code != Key::Code::Left && key.code != Key::Code::Right)
-    return false;
-  const auto at = std::ranges::find(field.choices, field.value);
-  if (field.choices.empty())
+  if (key.code == Key::Code::Left || key.code == Key::Code::Right) {
+    step(field, key.code == Key::Code::Left ? -1 : 1);
     return true;
-  if (at == field.choices.end())
-    field.value = field.choices.front();
-  else if (key.code == Key::Code::Left && at != field.choices.begin())
-    field.value = *(at - 1);
-  else if (key.code == Key::Code::Right && at + 1 != field.choices.end())
-    field.value = *(at + 1);
+  }
+  if (key.code != Key::Code::Character)
+    return false;
+  // On to the next choice that begins so.
+  for (size_t i = 0; i < field.choices.size(); ++i) {
+    step(field, 1);
+    if (equalsIgnoreCase(field.value.substr(0, key.text.size()), key.text))
+      break;
+  }
   return true;
 }
 
@@ -119,6 +130,8 @@ bool PagePane::pressList(const Key &key, PageList &list) {
   const bool some = list.selected < list.view.rows.size();
   if (list.add && (key.code == Code::Insert || key.is('a')))
     list.add();
+  else if (list.edit && !some && key.code == Code::Enter)
+    return true; // nothing to edit, and no OK that was not meant
   else if (list.edit && some && (key.code == Code::Enter || key.is('e')))
     list.edit(list.selected);
   else if (list.remove && some && (key.code == Code::Delete || key.is('d')))
@@ -144,7 +157,7 @@ std::vector<std::string> PagePane::hints() const {
     if (field.kind == Field::Kind::Check)
       hints.emplace_back("Space: on or off");
     else if (field.kind == Field::Kind::Choice)
-      hints.emplace_back("Left/Right: change");
+      hints.emplace_back("Left/Right: change  Space: list");
     else if (field.kind == Field::Kind::Integer)
       hints.push_back(std::to_string(field.minimum) + " to " + std::to_string(field.maximum));
   }

@@ -50,6 +50,8 @@ public:
   std::vector<std::string> hints() const;
   /// A list of choices is open, and takes all keys.
   bool isChoosing() const { return choices_.has_value(); }
+  /// The list has the focus.
+  bool isInList() const { return item_ == listItem(); }
   /// What the page wants to show of itself: rows, and cells in front of the values.
   int wantedRows() const;
   int labelWidth() const;

@@ -16,19 +16,22 @@ constexpr int kValueWidth = 46;
 
 SheetWindow::SheetWindow(PropertySheet &sheet, FrontEnd &frontEnd)
     : sheet_(sheet), frontEnd_(frontEnd) {
-  sheet_.active = std::min(sheet_.active, std::max(sheet_.pages.size(), size_t{1}) - 1);
-  turn(0);
-  if (!enter(Part::Tabs, 1))
-    enter(Part::Page, 1);
+  if (!sheet_.pages.empty())
+    open(std::min(sheet_.active, sheet_.pages.size() - 1));
 }
 
-// Brings the next or previous page to the top.
-void SheetWindow::turn(int step) {
-  const size_t page = sheet_.active + static_cast<size_t>(step);
-  if (page >= sheet_.pages.size())
-    return;
+void SheetWindow::open(size_t page) {
   sheet_.active = page;
   page_.emplace(sheet_.pages[page]);
+  if (focus_ != Part::Tabs && !enter(Part::Page, 1))
+    enter(Part::Buttons, 1);
+}
+
+// Brings the next or previous page to the top, around the ends.
+void SheetWindow::turn(int step) {
+  const size_t count = sheet_.pages.size();
+  if (count > 1)
+    open((sheet_.active + count + static_cast<size_t>(step)) % count);
 }
 
 bool SheetWindow::enter(Part part, int step) {
@@ -42,41 +45,45 @@ bool SheetWindow::enter(Part part, int step) {
   return true;
 }
 
-// Within the part that has the focus, else to the next part that takes it.
-void SheetWindow::move(int step, bool around) {
+// Within the part that has the focus, else to the next part that takes it, around the ends.
+void SheetWindow::move(int step) {
   if (focus_ == Part::Page && page_->move(step))
     return;
   if (focus_ == Part::Buttons && buttons_.move(step))
     return;
   constexpr int kParts = 3;
   int part = static_cast<int>(focus_);
-  for (int i = 0; i < kParts; ++i) {
-    part += step;
-    if (!around && (part < 0 || part >= kParts))
-      return;
-    part = (part + kParts) % kParts;
-    if (enter(static_cast<Part>(part), step))
-      return;
-  }
+  do
+    part = (part + step + kParts) % kParts;
+  while (!enter(static_cast<Part>(part), step));
 }
 
 void SheetWindow::press(const Key &key) {
-  using Code = Key::Code;
   if (page_ && page_->isChoosing()) {
     page_->press(key);
-  } else if (key.code == Code::Escape) {
-    close(false);
-  } else if (key.isControl('O')) {
-    accept();
-  } else if (key.code == Code::Tab || key.code == Code::BackTab) {
-    move(key.code == Code::Tab ? 1 : -1, true);
-  } else if (!pressPart(key)) {
-    if (key.code == Code::Down || key.code == Code::Enter)
-      move(1, false);
-    else if (key.code == Code::Up)
-      move(-1, false);
-    else if (key.code == Code::PageUp || key.code == Code::PageDown)
-      turn(key.code == Code::PageDown ? 1 : -1);
+    return;
+  }
+  if (pressPart(key))
+    return;
+  switch (key.code) {
+  case Key::Code::Escape:
+    return close(false);
+  case Key::Code::Enter:
+    return accept();
+  case Key::Code::Tab:
+  case Key::Code::Down:
+    return move(1);
+  case Key::Code::BackTab:
+  case Key::Code::Up:
+    return move(-1);
+  case Key::Code::PageDown:
+  case Key::Code::NextPage:
+    return turn(1);
+  case Key::Code::PageUp:
+  case Key::Code::PreviousPage:
+    return turn(-1);
+  default:
+    return;
   }
 }
 
@@ -96,36 +103,39 @@ bool SheetWindow::pressPart(const Key &key) {
   }
   if (sideways)
     buttons_.move(left ? -1 : 1);
-  else if (key.code != Key::Code::Enter && !key.is(' '))
-    return false;
-  else if (buttons_.onCancel())
-    close(false);
+  else if (key.is(' ') || (key.code == Key::Code::Enter && buttons_.onCancel()))
+    buttons_.onCancel() ? close(false) : accept();
   else
-    accept();
+    return false;
   return true;
 }
 
-// What the sheet refuses has its page on top then, and gets the focus.
+// What the sheet refuses has its page on top and the focus, under the box that says why.
 void SheetWindow::accept() {
   const size_t before = sheet_.active;
-  if (sheet_.accept(frontEnd_))
-    return close(true);
+  const bool refused = !sheet_.problem().empty();
   if (sheet_.active != before)
-    turn(0);
-  if (page_ && page_->enterProblem())
+    open(sheet_.active);
+  if (refused && page_ && page_->enterProblem())
     focus_ = Part::Page;
+  if (sheet_.accept(frontEnd_))
+    close(true);
 }
 
 std::vector<std::string> SheetWindow::hints() const {
   std::vector<std::string> hints;
   if (focus_ == Part::Page)
     hints = page_->hints();
-  else if (focus_ == Part::Tabs)
-    hints = {"Left/Right: page"};
-  else
-    hints = {buttons_.onCancel() ? "Enter: Cancel" : "Enter: OK"};
-  if (!page_ || !page_->isChoosing())
-    hints.insert(hints.end(), {"Tab: next", "Esc: cancel", "Ctrl-O: OK"});
+  if (page_ && page_->isChoosing())
+    return hints;
+  if (focus_ == Part::Tabs)
+    hints.emplace_back("Left/Right: page");
+  const bool cancels = focus_ == Part::Buttons && buttons_.onCancel();
+  if (focus_ != Part::Page || !page_->isInList())
+    hints.emplace_back(cancels ? "Enter: Cancel" : "Enter: OK");
+  hints.insert(hints.end(), {"Tab: next", "Esc: cancel"});
+  if (hasTabs() && focus_ != Part::Tabs)
+    hints.emplace_back("Ctrl-Right: page");
   return hints;
 }
 

@@ -23,8 +23,9 @@ private:
   enum class Part { Tabs, Page, Buttons };
 
   bool hasTabs() const { return sheet_.pages.size() > 1; }
+  void open(size_t page);
   void turn(int step);
-  void move(int step, bool around);
+  void move(int step);
   bool enter(Part part, int step);
   bool pressPart(const Key &key);
   void accept();

@@ -6,6 +6,11 @@
 
 namespace velto {
 
+namespace {
+
+constexpr Size kSmallest{12, 40};
+
+// As many of the hints as fit.
 std::string joinHints(std::span<const std::string> hints, int columns) {
   std::string line;
   for (const std::string &hint : hints) {
@@ -15,6 +20,30 @@ std::string joinHints(std::span<const std::string> hints, int columns) {
     line = longer;
   }
   return line;
+}
+
+} // namespace
+
+bool isTooSmall(Size size) {
+  return size.rows < kSmallest.rows || size.columns < kSmallest.columns;
+}
+
+void drawWindows(Screen &screen, std::span<Window *const> windows) {
+  const auto [rows, columns] = screen.size();
+  if (isTooSmall(screen.size())) {
+    const std::string needed =
+        std::to_string(kSmallest.columns) + " x " + std::to_string(kSmallest.rows);
+    screen.put(0, 0, "The window is too small.", columns);
+    screen.put(1, 0, needed + " is needed.", columns);
+    screen.put(2, 0, "Esc: cancel", columns);
+    return;
+  }
+  for (Window *window : windows)
+    window->draw(screen, {0, 0, rows - 1, columns});
+  screen.fill({rows - 1, 0, 1, columns}, Look::Reverse);
+  if (!windows.empty())
+    screen.put(rows - 1, 1, joinHints(windows.back()->hints(), columns - 2), columns - 2,
+               Look::Reverse);
 }
 
 Rect drawBox(Screen &screen, const Rect &area, std::string_view title, Size inside) {

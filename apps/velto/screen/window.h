@@ -36,8 +36,11 @@ private:
   bool accepted_ = false;
 };
 
-/// As many of the hints as fit into a width, with two blanks between.
-std::string joinHints(std::span<const std::string> hints, int columns);
+/// Fewer than 40 columns or 12 rows.
+bool isTooSmall(Size size);
+/// Draws windows, the last one on top, and in the last row what the keys do there. A screen that is
+/// too small says so instead.
+void drawWindows(Screen &screen, std::span<Window *const> windows);
 
 /// Draws a framed box of that inner size, at most as large as the area, in its middle. Returns the
 /// part inside.
