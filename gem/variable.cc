@@ -135,7 +135,7 @@ int64_t signedValue(std::string_view text) { return parseDecimal(text).value_or(
 
 // An empty bound is none. What cannot be compared (not a number) is outside any bound.
 template <typename Convert>
-bool isWithin(std::string_view text, const std::string &minimum, const std::string &maximum,
+bool isWithin(std::string_view text, std::string_view minimum, std::string_view maximum,
               Convert convert) {
   const auto value = convert(text);
   return (minimum.empty() || value >= convert(minimum)) &&
@@ -176,18 +176,19 @@ const CHSecsItem &ParsedValue::kept(std::string_view sml) {
 }
 
 CHSecsItem CHGemEventVid::reportedItem() const {
-  return ParsedValue::keeps(rawValue) ? parsed_.kept(rawValue).clone() : itemFromSml(rawValue);
+  return ParsedValue::keeps(rawValue()) ? parsed_.kept(rawValue()).clone()
+                                        : itemFromSml(rawValue());
 }
 
 std::string CHGemEventVid::GetValue() const {
-  return ParsedValue::keeps(rawValue) ? valueText(parsed_.kept(rawValue), ValueForm::Decimal)
-                                      : valueText(itemFromSml(rawValue), ValueForm::Decimal);
+  return ParsedValue::keeps(rawValue()) ? valueText(parsed_.kept(rawValue()), ValueForm::Decimal)
+                                        : valueText(itemFromSml(rawValue()), ValueForm::Decimal);
 }
 
 bool CHGemEventVid::SetValue(std::string_view text) {
   std::string sml = isNumber(nodeType) ? numbersSml(nodeType, text) : itemSml(nodeType, text);
   if (!sml.empty())
-    rawValue = std::move(sml);
+    setRawValue(sml);
   return true;
 }
 
@@ -195,12 +196,12 @@ bool CHGemEventVid::IsInRange(std::string_view text) const {
   switch (kindOf(nodeType)) {
   case ElementKind::Binary:
   case ElementKind::Boolean:
-    return isWithin(text, minimum, maximum, unsignedValue);
+    return isWithin(text, minimum(), maximum(), unsignedValue);
   case ElementKind::Signed:
   case ElementKind::Unsigned:
-    return isWithin(text, minimum, maximum, signedValue);
+    return isWithin(text, minimum(), maximum(), signedValue);
   case ElementKind::Real:
-    return isFinite(nodeType, text) && isWithin(text, minimum, maximum, parseReal);
+    return isFinite(nodeType, text) && isWithin(text, minimum(), maximum(), parseReal);
   case ElementKind::Text:
     return text.find('\0') == std::string_view::npos;
   default:
@@ -209,18 +210,18 @@ bool CHGemEventVid::IsInRange(std::string_view text) const {
 }
 
 std::string CHGemEventVid::FormatBound(Bound bound) const {
-  const std::string &text = bound == Bound::Minimum   ? minimum
-                            : bound == Bound::Maximum ? maximum
-                                                      : defaultValue;
+  const std::string_view text = bound == Bound::Minimum   ? minimum()
+                                : bound == Bound::Maximum ? maximum()
+                                                          : defaultValue();
   return itemSml(nodeType, normalized(nodeType, text));
 }
 
 CHSecsItem ReportedValues::item(const CHGemEventVid &variable) {
-  if (ParsedValue::keeps(variable.rawValue))
+  if (ParsedValue::keeps(variable.rawValue()))
     return variable.reportedItem();
   const auto [entry, added] = long_.try_emplace(&variable);
   if (added)
-    entry->second = itemFromSml(variable.rawValue);
+    entry->second = itemFromSml(variable.rawValue());
   return entry->second.clone();
 }
 
