@@ -129,7 +129,7 @@ bool CHGem::answerClockAndTerminal(CHSecsVerifier &slot) {
   const CHSecsMessage &message = slot.message;
   if (is(message, 2, 17)) {
     const CHGemEventVid *format = data_.variables.FindByRole(RoleTimeFormat);
-    const int32_t style = format == nullptr ? 1 : decimal32(format->GetValue());
+    const int32_t style = format == nullptr ? 1 : static_cast<int32_t>(format->GetNumber());
     rebuildReply(slot, {currentTimeText(clock(), style)});
   } else if (is(message, 2, 18)) {
     setClockFromHost(clock(), data_.changePCClock, message);

@@ -1,5 +1,6 @@
 #include "gem/variable.h"
 
+#include "gem/items.h"
 #include "platform/text.h"
 #include "secs2/item_value.h"
 #include "secs2/reply_text.h"
@@ -176,13 +177,19 @@ const CHSecsItem &ParsedValue::kept(std::string_view sml) {
 }
 
 CHSecsItem CHGemEventVid::reportedItem() const {
-  return ParsedValue::keeps(rawValue()) ? parsed_.kept(rawValue()).clone()
-                                        : itemFromSml(rawValue());
+  const std::string_view sml = rawValue();
+  return ParsedValue::keeps(sml) ? parsed_.kept(sml).clone() : itemFromSml(sml);
 }
 
 std::string CHGemEventVid::GetValue() const {
-  return ParsedValue::keeps(rawValue()) ? valueText(parsed_.kept(rawValue()), ValueForm::Decimal)
-                                        : valueText(itemFromSml(rawValue()), ValueForm::Decimal);
+  const std::string_view sml = rawValue();
+  return ParsedValue::keeps(sml) ? valueText(parsed_.kept(sml), ValueForm::Decimal)
+                                 : valueText(itemFromSml(sml), ValueForm::Decimal);
+}
+
+uint32_t CHGemEventVid::GetNumber() const {
+  const std::string_view sml = rawValue();
+  return ParsedValue::keeps(sml) ? numberOf(parsed_.kept(sml)) : numberOf(itemFromSml(sml));
 }
 
 bool CHGemEventVid::SetValue(std::string_view text) {

@@ -86,6 +86,8 @@ public:
 
   /// The value as text; empty when rawValue is no SML item.
   std::string GetValue() const;
+  /// The number that the value begins with, modulo 2^32; 0 when it is none.
+  uint32_t GetNumber() const;
   /// Makes rawValue an item of nodeType from a value text; always true (an unknown type leaves it
   /// as it is). A number's text that SML does not take becomes one number, as
   /// CHSecsMessage::SetNodeValue() reads it. Of what SML takes beside numbers (comments, runs of
