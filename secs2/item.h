@@ -114,6 +114,7 @@ private:
     std::vector<CHSecsItem> children;
   };
 
+  CHSecsItem cloneAlone() const;
   CHSecsItem *data() { return isList() ? data_.children.data() : nullptr; }
   void takeStorage(CHSecsItem &other) noexcept;
   void destroyChildren();
