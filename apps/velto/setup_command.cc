@@ -1,9 +1,10 @@
-// velto setup: the setup sheet of an equipment, answered by a script.
+// velto setup: the setup sheet of an equipment, on the screen or answered by a script.
 
 #include "apps/velto/command.h"
 #include "apps/velto/container/parser.h"
 #include "apps/velto/model_file.h"
 #include "apps/velto/options.h"
+#include "apps/velto/screen/screen_front_end.h"
 #include "controls/gem_ctrl.h"
 #include "controls/pages/gem_setup.h"
 #include "platform/text.h"
@@ -20,12 +21,15 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto setup [INI] [--data FILE.kel] [--page NAME,…] [--script FILE]\n\n"
-    "Shows the setup sheet of an equipment, lets a script answer it, and writes what was changed.\n"
-    "Not to be used on the files of an equipment that is running.\n\n"
+    "Shows the setup sheet of an equipment at a terminal, or has a script answer it, and writes "
+    "what\n"
+    "was changed. Not to be used on the files of an equipment that is running.\n\n"
     "  INI            settings file (default ./Velto.ini); made when it is not there\n"
     "  --data FILE    model data file (default ./VeltoGem.kel); made when it is not there\n"
     "  --page NAME,…  these pages alone\n"
-    "  --script FILE  what the operator does, a step or several a line; standard input without\n\n"
+    "  --script FILE  what the operator does, a step or several a line; without it standard "
+    "input,\n"
+    "                 unless that is a terminal\n\n"
     "Pages:";
 
 struct Options {
@@ -33,6 +37,7 @@ struct Options {
   std::string data;
   std::string pages;
   std::string script;
+  int32_t bits = 0;
 };
 
 int fail(const std::string &problem) {
@@ -155,10 +160,19 @@ std::string load(CVeltoGemCtrl &control, const Options &options) {
   return "";
 }
 
-int runSheet(const Options &options, int32_t pages) {
+/// Whether a control of the files has these pages; if not, that has been reported.
+bool prepare(CVeltoGemCtrl &control, const Options &options) {
+  std::string problem = load(control, options);
+  if (problem.empty() && control.LogicalConnection() == 0 &&
+      (options.bits & GemSetup::kLinkPages) == 0)
+    problem = control.IniFileName() + " switches the object model off: there is no such page";
+  if (!problem.empty())
+    fail(problem);
+  return problem.empty();
+}
+
+int runScript(const Options &options) {
   const bool fromFile = !options.script.empty();
-  if (!fromFile && isatty(STDIN_FILENO) != 0)
-    return fail("the steps come from --script FILE, or from standard input that is no terminal");
   const auto text = fromFile ? systemFiles().read(options.script)
                              : std::optional(std::string(std::istreambuf_iterator(std::cin), {}));
   if (!text)
@@ -167,14 +181,23 @@ int runSheet(const Options &options, int32_t pages) {
   EventLoop loop;
   ContainerFrontEnd frontEnd(std::cout);
   CVeltoGemCtrl control(ControlSite(loop, frontEnd));
-  if (!script.read(*text))
+  if (!script.read(*text) || !prepare(control, options))
     return kExitFailed;
-  if (const std::string problem = load(control, options); !problem.empty())
-    return fail(problem);
-  if (control.LogicalConnection() == 0 && (pages & GemSetup::kLinkPages) == 0)
-    return fail(control.IniFileName() + " switches the object model off: there is no such page");
   frontEnd.queueAnswer(script.answer());
-  return control.Setup("", pages) || script.cancelled() ? kExitDone : kExitFailed;
+  return control.Setup("", options.bits) || script.cancelled() ? kExitDone : kExitFailed;
+}
+
+// The loop stands still meanwhile, so that no link is opened.
+int runScreen(const Options &options) {
+  EventLoop loop;
+  screen::Terminal terminal;
+  screen::ScreenFrontEnd frontEnd(terminal);
+  CVeltoGemCtrl control(ControlSite(loop, frontEnd));
+  if (!prepare(control, options))
+    return kExitFailed;
+  const bool written = control.Setup("", options.bits);
+  const bool cancelled = !frontEnd.accepted() && !frontEnd.hasQuit();
+  return written || cancelled ? kExitDone : kExitFailed;
 }
 
 } // namespace
@@ -205,7 +228,9 @@ int runSetupCommand(const CommandArguments &arguments) {
   }
   if (!files.empty())
     options.ini = files[0];
-  return runSheet(options, *pages);
+  options.bits = *pages;
+  const bool atTerminal = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+  return options.script.empty() && atTerminal ? runScreen(options) : runScript(options);
 }
 
 } // namespace velto
