@@ -101,7 +101,6 @@ CHSecsItem CHSecsItem::clone() const {
     open.pop_back();
     to->format_ = from->format_;
     to->decodeError_ = from->decodeError_;
-    to->showMessageBoxes_ = from->showMessageBoxes_;
     if (from->isList()) {
       to->setList(std::vector<CHSecsItem>(from->count()));
       for (size_t i = 0; i < from->count(); ++i)
