@@ -98,7 +98,6 @@ CHSecsItem CHSecsItem::cloneAlone() const {
     std::ranges::copy(bytes(), copy.makeArray(format_, count_));
   copy.format_ = format_;
   copy.decodeError_ = decodeError_;
-  copy.showMessageBoxes_ = showMessageBoxes_;
   return copy;
 }
 
