@@ -1,6 +1,6 @@
 // The program as people run it: its commands, the examples, and every example of the documentation.
 #include "platform/file.h"
-#include "support/pty.h"
+#include "platform/null_modem.h"
 #include "support/temporary_directory.h"
 
 #include <array>
