@@ -104,7 +104,7 @@ private:
 CHGemEventVid variable(uint32_t vid, const std::string &sml, uint8_t role = kNoRole) {
   CHGemEventVid fresh;
   fresh.vid = vid;
-  fresh.rawValue = sml;
+  fresh.setRawValue(sml);
   fresh.role = role;
   return fresh;
 }
@@ -272,8 +272,8 @@ public:
     GemData &data = control.engine().gem()->data();
     for (uint32_t vid = 1; vid <= 100'000; ++vid) {
       CHGemEventVid fresh = variable(vid, "<u4 " + std::to_string(vid) + ">");
-      fresh.description = "Variable " + std::to_string(vid);
-      fresh.unit = "mTorr";
+      fresh.setDescription("Variable " + std::to_string(vid));
+      fresh.setUnit("mTorr");
       data.variables.Add(std::move(fresh));
     }
     control.SaveData();

@@ -1,4 +1,5 @@
 // SECS-I beside the same bytes without it, and what many serial ports at full speed take.
+#include "platform/pseudo_terminal.h"
 #include "platform/tcp_socket.h"
 #include "transport/secsi.h"
 #include "transport/secsi_socket.h"
@@ -6,13 +7,9 @@
 #include <array>
 #include <benchmark/benchmark.h>
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
-#include <fcntl.h>
 #include <memory>
-#include <termios.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -121,29 +118,17 @@ BENCHMARK(BM_SecsIBlocks)->Unit(benchmark::kMicrosecond);
 class FarEnd final : private ByteChannel, private BlockTransferOwner {
 public:
   explicit FarEnd(const Clock &clock)
-      : engine_(*this, *this, kSerialVariant, clock, systemFiles()), message_(message(10)) {
-    fd_ = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    grantpt(fd_);
-    unlockpt(fd_);
-    path_ = ptsname(fd_);
-    termios raw{};
-    tcgetattr(fd_, &raw);
-    cfmakeraw(&raw);
-    tcsetattr(fd_, TCSANOW, &raw);
-  }
-  ~FarEnd() override { close(fd_); }
-  const std::string &path() const { return path_; }
+      : engine_(*this, *this, kSerialVariant, clock, systemFiles()), message_(message(10)) {}
+  const std::string &path() const { return line_.path(); }
 
   // The bytes that a line carries in one millisecond, at ten bits each.
   void tick(size_t bytes) {
     if (queued_.size() - sent_ < bytes)
       refill();
     const size_t count = std::min(bytes, queued_.size() - sent_);
-    const ssize_t taken = count == 0 ? 0 : write(fd_, queued_.data() + sent_, count);
-    sent_ += static_cast<size_t>(std::max<ssize_t>(0, taken));
-    std::array<uint8_t, 256> buffer;
-    for (ssize_t got = 0; (got = read(fd_, buffer.data(), buffer.size())) > 0;)
-      input_.insert(input_.end(), buffer.begin(), buffer.begin() + got);
+    sent_ += line_.send(ByteView(queued_).subspan(sent_, count));
+    const Bytes got = line_.read();
+    input_.insert(input_.end(), got.begin(), got.end());
     engine_.Poll();
     if (engine_.OutCount() == 0)
       engine_.QueueMessage(next());
@@ -181,8 +166,7 @@ private:
   BlockTransfer engine_;
   Bytes message_;
   uint32_t number_ = 0;
-  int fd_ = -1;
-  std::string path_;
+  PseudoTerminal line_;
   Bytes queued_;
   size_t sent_ = 0;
   Bytes input_;

@@ -135,20 +135,26 @@ public:
   /// SML of one item; line ends are dropped.
   void SetVIDRawValue(int32_t vid, const std::string &sml);
   std::string VIDMin(int32_t vid) const { return vidText(vid, &CHGemEventVid::minimum); }
-  void SetVIDMin(int32_t vid, const std::string &v) { setVidText(vid, &CHGemEventVid::minimum, v); }
+  void SetVIDMin(int32_t vid, const std::string &v) {
+    setVidText(vid, &CHGemEventVid::setMinimum, v);
+  }
   std::string VIDMax(int32_t vid) const { return vidText(vid, &CHGemEventVid::maximum); }
-  void SetVIDMax(int32_t vid, const std::string &v) { setVidText(vid, &CHGemEventVid::maximum, v); }
+  void SetVIDMax(int32_t vid, const std::string &v) {
+    setVidText(vid, &CHGemEventVid::setMaximum, v);
+  }
   std::string VIDDefault(int32_t vid) const { return vidText(vid, &CHGemEventVid::defaultValue); }
   void SetVIDDefault(int32_t vid, const std::string &v) {
-    setVidText(vid, &CHGemEventVid::defaultValue, v);
+    setVidText(vid, &CHGemEventVid::setDefaultValue, v);
   }
   std::string VIDUnit(int32_t vid) const { return vidText(vid, &CHGemEventVid::unit); }
-  void SetVIDUnit(int32_t vid, const std::string &v) { setVidText(vid, &CHGemEventVid::unit, v); }
+  void SetVIDUnit(int32_t vid, const std::string &v) {
+    setVidText(vid, &CHGemEventVid::setUnit, v);
+  }
   std::string VIDDescription(int32_t vid) const {
     return vidText(vid, &CHGemEventVid::description);
   }
   void SetVIDDescription(int32_t vid, const std::string &v) {
-    setVidText(vid, &CHGemEventVid::description, v);
+    setVidText(vid, &CHGemEventVid::setDescription, v);
   }
   int16_t VIDType(int32_t vid) const;
   void SetVIDType(int32_t vid, int16_t kind);
@@ -249,8 +255,9 @@ private:
   CHGemEventVid *variable(int32_t vid) const;
   CHGemEventCeid *event(int32_t ceid) const;
   CHGemAlarmAlid *alarm(int32_t alid) const;
-  std::string vidText(int32_t vid, std::string CHGemEventVid::*field) const;
-  void setVidText(int32_t vid, std::string CHGemEventVid::*field, const std::string &value);
+  std::string vidText(int32_t vid, std::string_view (CHGemEventVid::*getter)() const) const;
+  void setVidText(int32_t vid, void (CHGemEventVid::*setter)(std::string_view),
+                  std::string_view text);
   // After a change of the lists: marks the model modified and saves it.
   bool saved(bool changed);
 

@@ -73,19 +73,20 @@ std::string CVeltoGemCtrl::VIDRawValue(int32_t vid) const {
 void CVeltoGemCtrl::SetVIDRawValue(int32_t vid, const std::string &sml) {
   std::string line = sml;
   std::erase_if(line, [](char c) { return c == '\r' || c == '\n'; });
-  setVidText(vid, &CHGemEventVid::rawValue, line);
+  setVidText(vid, &CHGemEventVid::setRawValue, line);
   scheduleTick();
 }
 
-std::string CVeltoGemCtrl::vidText(int32_t vid, std::string CHGemEventVid::*field) const {
+std::string CVeltoGemCtrl::vidText(int32_t vid,
+                                   std::string_view (CHGemEventVid::*getter)() const) const {
   const CHGemEventVid *found = variable(vid);
-  return found == nullptr ? "" : found->*field;
+  return std::string(found == nullptr ? "" : (found->*getter)());
 }
 
-void CVeltoGemCtrl::setVidText(int32_t vid, std::string CHGemEventVid::*field,
-                               const std::string &value) {
+void CVeltoGemCtrl::setVidText(int32_t vid, void (CHGemEventVid::*setter)(std::string_view),
+                               std::string_view text) {
   if (CHGemEventVid *found = variable(vid))
-    found->*field = value;
+    (found->*setter)(text);
   setModified();
 }
 
@@ -202,11 +203,11 @@ bool CVeltoGemCtrl::RegisterVID(int32_t vid, int16_t kind, int16_t nodeType,
   fresh.vid = number(vid);
   fresh.kind = static_cast<uint8_t>(kind);
   fresh.nodeType = static_cast<uint8_t>(nodeType);
-  fresh.minimum = minimum;
-  fresh.maximum = maximum;
-  fresh.defaultValue = defaultValue;
-  fresh.unit = unit;
-  fresh.description = description;
+  fresh.setMinimum(minimum);
+  fresh.setMaximum(maximum);
+  fresh.setDefaultValue(defaultValue);
+  fresh.setUnit(unit);
+  fresh.setDescription(description);
   return saved(engine_.gem()->events().RegisterVID(std::move(fresh)));
 }
 

@@ -102,7 +102,7 @@ std::span<const char *const> CVeltoHsmsCtrl::iniKeys() const {
 
 std::span<const IniControl::Page> CVeltoHsmsCtrl::pages() const {
   static constexpr std::array kConnection{
-      PageField{"IPAddress", "IP Address"},
+      PageField{"IPAddress", "IP Address", 0, 0, 1, true},
       PageField{"PortNumber", "Port Number", 0, kMaxPort},
       PageField{"MyPortNumber", "My Port Number", 0, kMaxPort},
       PageField{"Server", "Server"},

@@ -94,7 +94,7 @@ const MemberTable &CVeltoSecsICtrl::table() {
 
 CVeltoSecsICtrl::CVeltoSecsICtrl(const ControlSite &site)
     : IniControl(site, "VeltoSecsI"), port_(site.loop, site.files),
-      timer_(site.loop, [this] { port_.Poll(); }) {
+      timer_(site.loop, [this] { tick(); }) {
   port_.SetSink(this);
   port_.SetSettings(settings());
   port_.SetWake([this] { scheduleTick(); });
@@ -150,6 +150,13 @@ bool CVeltoSecsICtrl::Send(const std::string &text) {
 }
 
 // Stands for a timer of 1 ms: ticks on which nothing is due are left out.
+void CVeltoSecsICtrl::tick() {
+  const Lifetime::Watch alive(lifetime());
+  port_.Poll();
+  if (alive)
+    scheduleTick();
+}
+
 void CVeltoSecsICtrl::scheduleTick() {
   if (const auto wait = port_.NextPoll())
     timer_.startWithin(*wait);

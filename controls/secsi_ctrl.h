@@ -43,6 +43,7 @@ private:
   std::span<const Page> pages() const override;
   void prepareLoad() override;
   void settingsChanged() override;
+  void tick();
   void scheduleTick();
   LinkLog record();
 

@@ -29,7 +29,9 @@ const MemberTable &CVeltoSecsIICtrl::table() {
           .property<&C::BlockNumber, &C::SetBlockNumber>(1, "BlockNumber",
                                                          "SECS-I block number, 0 to 32767.")
           .property<&C::Msg, &C::SetMsg>(
-              2, "Msg", "Header and body in hexadecimal; setting it verifies the message.")
+              2, "Msg",
+              "Header and body in hexadecimal; setting it verifies the message, and Node is then "
+              "what was compared last.")
           .property<&C::DeviceID, &C::SetDeviceID>(
               3, "DeviceID", "Device ID, 0 to 32767; given to messages set from SML.", 0)
           .property<&C::Ebit, &C::SetEbit>(4, "Ebit", "SECS-I: the last block of the message.")

@@ -46,8 +46,8 @@ public:
   int32_t TransactionID() const { return header().transactionId(); }
   void SetTransactionID(int32_t id);
 
-  /// Header and body in hexadecimal. Setting it verifies the message; fewer than 20 digits are
-  /// ignored.
+  /// Header and body in hexadecimal. Setting it verifies the message and leaves Node at the item
+  /// that was compared last; fewer than 20 digits are ignored.
   std::string Msg() const { return slot_.message.GetMsg(); }
   void SetMsg(const std::string &hex);
   /// The message as SML. Setting it gives the message the device ID (but for control messages) and

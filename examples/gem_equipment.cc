@@ -14,7 +14,7 @@ void addControlState(velto::GemData &model) {
   velto::CHGemEventVid state;
   state.vid = 1;
   state.nodeType = velto::SecsByte;
-  state.rawValue = "<u1 4>"; // on-line remote
+  state.setRawValue("<u1 4>"); // on-line remote
   state.role = velto::RoleControlState;
   model.variables.Add(std::move(state));
 }

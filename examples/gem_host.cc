@@ -10,7 +10,7 @@ void addStatus(velto::GemData &model, uint32_t vid, const char *sml,
                uint8_t role = velto::kNoRole) {
   velto::CHGemEventVid variable;
   variable.vid = vid;
-  variable.rawValue = sml;
+  variable.setRawValue(sml);
   variable.role = role;
   model.variables.Add(std::move(variable));
 }

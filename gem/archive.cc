@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 namespace velto {
 
@@ -15,10 +14,7 @@ constexpr uint16_t kKnownClass = 0x8000; ///< or the number of the class
 constexpr uint16_t kLongForm = 0x7FFF;
 constexpr uint32_t kLongKnownClass = 0x80000000;
 
-// A length or count that the shorter form can't hold is announced by the form's greatest number.
-constexpr uint8_t kLongText = 0xFF;
-constexpr uint16_t kVeryLongText = 0xFFFF;
-constexpr uint16_t kOtherCharacters = 0xFFFE; ///< would announce a text of two-byte characters
+// A count that 16 bits can't hold is announced by their greatest number.
 constexpr uint16_t kLongCount = 0xFFFF;
 
 } // namespace
@@ -60,51 +56,16 @@ void ArchiveWriter::field(uint8_t value) { number(value); }
 void ArchiveWriter::field(bool value) { number(static_cast<uint8_t>(value)); }
 void ArchiveWriter::field(uint32_t value) { number(value); }
 
-void ArchiveWriter::field(std::string_view text) {
-  text = text.substr(0, std::numeric_limits<uint32_t>::max());
-  if (text.size() < kLongText) {
-    number(static_cast<uint8_t>(text.size()));
-  } else {
-    number(kLongText);
-    if (text.size() < kOtherCharacters) {
-      number(static_cast<uint16_t>(text.size()));
-    } else {
-      number(kVeryLongText);
-      number(static_cast<uint32_t>(text.size()));
-    }
-  }
-  bytes_ += text;
-}
-
 void ArchiveWriter::field(std::span<const uint32_t> numbers) {
   count(numbers.size());
   for (const uint32_t value : numbers)
     number(value);
 }
 
-std::string_view ArchiveReader::take(size_t size) {
-  if (size > rest_.size())
-    failed_ = true;
-  if (failed_)
-    return {};
-  const std::string_view taken = rest_.substr(0, size);
-  rest_.remove_prefix(size);
-  return taken;
-}
-
-template <typename T> T ArchiveReader::number() {
-  const std::string_view bytes = take(sizeof(T));
-  T value = 0;
-  if (bytes.size() == sizeof(T))
-    for (size_t i = 0; i < sizeof(T); ++i)
-      value = static_cast<T>(value | T{static_cast<unsigned char>(bytes[i])} << (8 * i));
-  return value;
-}
-
 uint16_t ArchiveReader::object(std::string_view name) {
   const ArchiveClass *type = readClass();
   if (failed_ || type == nullptr || type->name != name) {
-    failed_ = true;
+    fail();
     return 0;
   }
   ++next_; // the object's own
@@ -127,6 +88,8 @@ const ArchiveClass *ArchiveReader::readClass() {
 }
 
 const ArchiveClass *ArchiveReader::findClass(uint32_t number) const {
+  if (!classes_.empty() && classes_.back().number == number) // as most are
+    return &classes_.back().type;
   const auto found = std::ranges::lower_bound(classes_, number, {}, &KnownClass::number);
   return found != classes_.end() && found->number == number ? &found->type : nullptr;
 }
@@ -135,25 +98,17 @@ uint32_t ArchiveReader::count(size_t smallest) {
   uint32_t value = number<uint16_t>();
   if (value == kLongCount)
     value = number<uint32_t>();
-  if (value > rest_.size() / smallest)
-    failed_ = true;
+  if (value > rest().size() / smallest)
+    fail();
   return failed_ ? 0 : value;
 }
 
-void ArchiveReader::field(uint8_t &value) { value = number<uint8_t>(); }
-void ArchiveReader::field(bool &value) { value = number<uint8_t>() != 0; }
-void ArchiveReader::field(uint32_t &value) { value = number<uint32_t>(); }
-
 void ArchiveReader::field(std::string &text) {
-  size_t size = number<uint8_t>();
-  if (size == kLongText) {
-    size = number<uint16_t>();
-    if (size == kOtherCharacters)
-      failed_ = true;
-    if (size == kVeryLongText)
-      size = number<uint32_t>();
-  }
-  text = take(size);
+  const PackedSize size = packedSize(rest());
+  text = rest().substr(size.length, size.text);
+  if (size.all() == 0)
+    fail();
+  take(size.all());
 }
 
 void ArchiveReader::field(std::vector<uint32_t> &numbers) {

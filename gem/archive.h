@@ -1,5 +1,7 @@
 #pragma once
 
+#include "gem/packed_texts.h"
+
 #include <cstdint>
 #include <map>
 #include <span>
@@ -31,8 +33,12 @@ public:
   void field(uint8_t value);
   void field(bool value);
   void field(uint32_t value);
-  void field(std::string_view text); ///< cut to 2^32 - 1 bytes
+  void field(std::string_view text) { appendPacked(bytes_, text); }
   void field(std::span<const uint32_t> numbers);
+  template <size_t Count> void field(const PackedTexts<Count> &texts) {
+    for (size_t i = 0; i < Count; ++i)
+      field(texts.at(i));
+  }
   template <typename... Fields> void fields(const Fields &...values) { (field(values), ...); }
 
   const std::string &bytes() const { return bytes_; }
@@ -53,7 +59,8 @@ private:
 class ArchiveReader {
 public:
   /// `bytes` must outlive the reader.
-  explicit ArchiveReader(std::string_view bytes) : rest_(bytes) {}
+  explicit ArchiveReader(std::string_view bytes)
+      : at_(bytes.data()), end_(bytes.data() + bytes.size()) {}
 
   /// Enters a new object of the class of that name; its fields are to follow. Returns the schema
   /// that it was written with.
@@ -61,16 +68,28 @@ public:
   /// A number of objects or elements, each of `smallest` bytes at the least.
   uint32_t count(size_t smallest);
 
-  void field(uint8_t &value);
-  void field(bool &value);
-  void field(uint32_t &value);
+  void field(uint8_t &value) { value = number<uint8_t>(); }
+  void field(bool &value) { value = number<uint8_t>() != 0; }
+  void field(uint32_t &value) { value = number<uint32_t>(); }
   void field(std::string &text);
   void field(std::vector<uint32_t> &numbers);
+  /// Borrows the texts from the archive.
+  template <size_t Count> void field(PackedTexts<Count> &texts) {
+    const std::string_view packed = rest();
+    size_t all = 0;
+    for (size_t i = 0; i < Count; ++i) {
+      const size_t size = packedSize(packed.substr(all)).all();
+      if (size == 0)
+        return fail();
+      all += size;
+    }
+    texts.borrow(take(all));
+  }
   template <typename... Fields> void fields(Fields &...values) { (field(values), ...); }
 
   bool failed() const { return failed_; }
   /// Whether all was read, and nothing failed.
-  bool finished() const { return !failed_ && rest_.empty(); }
+  bool finished() const { return !failed_ && at_ == end_; }
 
 private:
   struct KnownClass {
@@ -78,12 +97,31 @@ private:
     ArchiveClass type; ///< the name lies in the archive
   };
 
-  std::string_view take(size_t size);
-  template <typename T> T number();
+  /// Nothing is left to be read from then on.
+  void fail() {
+    failed_ = true;
+    at_ = end_;
+  }
+  std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
+  std::string_view take(size_t size) {
+    if (size > rest().size()) {
+      fail();
+      return {};
+    }
+    return {std::exchange(at_, at_ + size), size};
+  }
+  template <typename T> T number() {
+    const std::string_view bytes = take(sizeof(T));
+    T value = 0;
+    for (size_t i = 0; i < bytes.size(); ++i)
+      value = static_cast<T>(value | T{static_cast<uint8_t>(bytes[i])} << (8 * i));
+    return value;
+  }
   const ArchiveClass *readClass();
   const ArchiveClass *findClass(uint32_t number) const;
 
-  std::string_view rest_;
+  const char *at_;
+  const char *end_;
   std::vector<KnownClass> classes_; ///< in order of number
   uint32_t next_ = 1;
   bool failed_ = false;

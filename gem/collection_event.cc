@@ -10,7 +10,7 @@ const CHGemEventCeid *CHGemEventCeidList::FindByRole(uint8_t role) const {
   if (role != kNoRole)
     for (const auto &item : items_)
       if (item->role == role)
-        return item.get();
+        return item;
   return nullptr;
 }
 

@@ -63,7 +63,7 @@ CHGemEventVid *CHGemControlModel::stateVariable() const {
 uint8_t CHGemControlModel::GetState() const {
   const CHGemEventVid *variable = stateVariable();
   return variable == nullptr ? uint8_t{EquipmentOffline}
-                             : static_cast<uint8_t>(decimal32(variable->GetValue()));
+                             : static_cast<uint8_t>(variable->GetNumber());
 }
 
 bool CHGemControlModel::isAllowed(uint8_t current, uint8_t next) const {

@@ -19,14 +19,13 @@ constexpr ArchiveClass kReports{"CHGemEventReportList"};
 constexpr ArchiveClass kVariables{"CHGemEventVidList"};
 constexpr ArchiveClass kAlarmModel{"CHGemAlarmModel"};
 
-constexpr size_t kSmallestObject = 2; ///< the number of its class
-
-// The objects of lists: their class and their fields in the order of the file, once for both
-// directions.
+// The objects of lists: their class, what one takes at the least with the number of its class, and
+// their fields in the order of the file, once for both directions.
 template <typename T> struct Layout;
 
 template <> struct Layout<CHGemEventCeid> {
   static constexpr ArchiveClass kClass{"CHGemEventCeid"};
+  static constexpr size_t kSmallest = 11;
   static void fields(auto &archive, auto &event) {
     archive.fields(event.ceid, event.enable, event.description, event.role, event.reports);
   }
@@ -34,6 +33,7 @@ template <> struct Layout<CHGemEventCeid> {
 
 template <> struct Layout<CHGemEventReport> {
   static constexpr ArchiveClass kClass{"CHGemEventReport"};
+  static constexpr size_t kSmallest = 9;
   static void fields(auto &archive, auto &report) {
     archive.fields(report.rptid, report.description, report.variables);
   }
@@ -41,15 +41,15 @@ template <> struct Layout<CHGemEventReport> {
 
 template <> struct Layout<CHGemEventVid> {
   static constexpr ArchiveClass kClass{"CHGemEventVid"};
+  static constexpr size_t kSmallest = 15;
   static void fields(auto &archive, auto &variable) {
-    archive.fields(variable.vid, variable.kind, variable.nodeType, variable.minimum,
-                   variable.maximum, variable.defaultValue, variable.unit, variable.description,
-                   variable.rawValue, variable.role);
+    archive.fields(variable.vid, variable.kind, variable.nodeType, variable.texts(), variable.role);
   }
 };
 
 template <> struct Layout<CHGemAlarmAlid> {
   static constexpr ArchiveClass kClass{"CHGemAlarmAlid"};
+  static constexpr size_t kSmallest = 9;
   static void fields(auto &archive, auto &alarm) {
     archive.fields(alarm.alid, alarm.alcd, alarm.enable, alarm.altx);
   }
@@ -71,7 +71,8 @@ template <typename T> void storeObjects(ArchiveWriter &archive, const auto &list
 // Fills a list that is kept in order of number. Objects may come in any order: to insert each in
 // its place could take a time quadratic in their number.
 template <typename T> bool loadNumbered(ArchiveReader &archive, auto &list) {
-  for (uint32_t left = archive.count(kSmallestObject); left > 0 && !archive.failed(); --left) {
+  uint32_t left = archive.count(Layout<T>::kSmallest);
+  for (list.Reserve(left); left > 0 && !archive.failed(); --left) {
     archive.object(Layout<T>::kClass.name);
     Layout<T>::fields(archive, list.Append());
   }
@@ -80,7 +81,7 @@ template <typename T> bool loadNumbered(ArchiveReader &archive, auto &list) {
 
 bool loadReports(ArchiveReader &archive, CHGemEventReportList &reports) {
   using ReportLayout = Layout<CHGemEventReport>;
-  for (uint32_t left = archive.count(kSmallestObject); left > 0; --left) {
+  for (uint32_t left = archive.count(ReportLayout::kSmallest); left > 0; --left) {
     archive.object(ReportLayout::kClass.name);
     CHGemEventReport report;
     ReportLayout::fields(archive, report);
@@ -150,8 +151,9 @@ std::string storeGemData(const GemData &data) {
   return archive.take();
 }
 
-std::optional<GemData> loadGemData(std::string_view bytes) {
-  ArchiveReader archive(bytes);
+std::optional<GemData> loadGemData(std::string bytes) {
+  const auto file = std::make_shared<const std::string>(std::move(bytes));
+  ArchiveReader archive(*file);
   GemData data;
   archive.object(kGem.name);
   archive.field(data.changePCClock);
@@ -170,6 +172,7 @@ std::optional<GemData> loadGemData(std::string_view bytes) {
   archive.object(kVariables.name);
   if (!loadNumbered<CHGemEventVid>(archive, data.variables))
     return std::nullopt;
+  data.variables.KeepAlive(file);
 
   archive.object(kAlarmModel.name);
   if (!loadNumbered<CHGemAlarmAlid>(archive, data.alarms) || !archive.finished())

@@ -17,7 +17,7 @@ std::string storeGemData(const GemData &data);
 /// behind it, an object is of a wrong class or missing, or two of a list have the same number.
 /// Lists out of order are sorted; schemas are not compared, but a communication model of a schema
 /// below 2 has one field less.
-std::optional<GemData> loadGemData(std::string_view bytes);
+std::optional<GemData> loadGemData(std::string bytes);
 
 /// The longest model data file that is read or written, in bytes.
 inline constexpr size_t kMaxDataFile = 256 * 1024 * 1024;

@@ -14,20 +14,32 @@ constexpr uint8_t kCommunicating = 2;
 constexpr uint8_t kAttemptOnline = 1;
 constexpr int32_t kAnnounced = 1; // the protocol whose messages are announced
 
-void copyMessage(const CHSecsMessage &from, CHSecsMessage &to) {
+void copyHead(const CHSecsMessage &from, CHSecsMessage &to) {
   to.node = from.node;
   to.header = from.header;
-  to.root = from.root.clone();
 }
 
-void copySlot(const CHSecsVerifier &from, CHSecsVerifier &to) {
+// All but the bodies of the two messages.
+void copyHeads(const CHSecsVerifier &from, CHSecsVerifier &to) {
   to.remoteHost = from.remoteHost;
   to.remotePort = from.remotePort;
   to.isEquipmentSide = from.isEquipmentSide;
   to.result = from.result;
-  copyMessage(from.message, to.message);
   to.partner()->replyValid = from.partner()->replyValid;
-  copyMessage(from.partner()->message, to.partner()->message);
+  copyHead(from.message, to.message);
+  copyHead(from.partner()->message, to.partner()->message);
+}
+
+void copySlot(const CHSecsVerifier &from, CHSecsVerifier &to) {
+  copyHeads(from, to);
+  to.message.root = from.message.root.clone();
+  to.partner()->message.root = from.partner()->message.root.clone();
+}
+
+void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
+  copyHeads(from, to);
+  to.message.root = std::move(from.message.root);
+  to.partner()->message.root = std::move(from.partner()->message.root);
 }
 
 std::string problemText(int code) { return std::string("Error : ") + gemErrorText(code); }
@@ -182,7 +194,7 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
   CHSecsVerifier &slot = gem_->slot(CHGem::kReceived);
   slot.remoteHost = ipAddress;
   slot.remotePort = portNumber;
-  if (logCommunication)
+  if (logsMessages())
     record().received(message);
   if (!slot.message.Decode(message) || storeOnly)
     return;
@@ -234,7 +246,7 @@ bool CHGemEngine::DefProc() {
   if (!alive)
     return true;
   if (received == received_)
-    copySlot(work, gem.slot(CHGem::kReceived));
+    moveSlot(work, gem.slot(CHGem::kReceived));
   wake();
   return true;
 }
@@ -271,11 +283,13 @@ void CHGemEngine::OnSent(const CHSecsHeader &header, ByteView body) {
   const Lifetime::Watch alive(lifetime_);
   CHSecsMessage plain;
   CHSecsMessage &sent = gem_ != nullptr ? gem_->slot(CHGem::kSent).message : plain;
-  Bytes bytes(CHSecsHeader::kSize);
+  Bytes bytes;
+  bytes.reserve(CHSecsHeader::kSize + body.size());
+  bytes.resize(CHSecsHeader::kSize);
   EncodeHeader(header, std::span(bytes).first<CHSecsHeader::kSize>());
   bytes.insert(bytes.end(), body.begin(), body.end());
   sent.Decode(bytes);
-  if (logCommunication)
+  if (logsMessages())
     record().sent(bytes);
   // Without a model nothing that arrives is looked at, and no reply would end a transaction.
   if (gem_ != nullptr && header.idWord == keep->DeviceID())

@@ -97,6 +97,7 @@ private:
 
   LogSettings logSettings() const;
   LinkLog record() const;
+  bool logsMessages() const { return logEnabled != 0 && logCommunication; }
   bool acceptsDevice(CHSecsVerifier &slot);
   void linkReady();
   void endFailedAttempt();

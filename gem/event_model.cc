@@ -82,7 +82,7 @@ bool CHGemEventModel::RegisterVID(CHGemEventVid variable) {
       data_.variables.find(variable.vid) != nullptr)
     return false;
   if (std::string value = variable.FormatBound(Bound::Default); !value.empty())
-    variable.rawValue = std::move(value);
+    variable.setRawValue(value);
   data_.variables.Add(std::move(variable));
   setModified();
   return true;

@@ -65,7 +65,7 @@ std::optional<CHSecsItem> listValues(const CHGemEventVidList &variables, const C
 CHSecsItem statusEntry(uint32_t vid, const CHGemEventVid *variable) {
   if (variable == nullptr)
     return listItem(numberItem(vid), textItem(""), textItem(""));
-  return listItem(numberItem(vid), textItem(variable->description), textItem(variable->unit));
+  return listItem(numberItem(vid), textItem(variable->description()), textItem(variable->unit()));
 }
 
 CHSecsItem constantEntry(uint32_t vid, const CHGemEventVid *variable) {
@@ -73,8 +73,8 @@ CHSecsItem constantEntry(uint32_t vid, const CHGemEventVid *variable) {
     return listItem(numberItem(vid), textItem(""), textItem(""), textItem(""), textItem(""),
                     textItem(""));
   const auto bound = [variable](Bound which) { return itemFromSml(variable->FormatBound(which)); };
-  return listItem(numberItem(vid), textItem(variable->description), bound(Bound::Minimum),
-                  bound(Bound::Maximum), bound(Bound::Default), textItem(variable->unit));
+  return listItem(numberItem(vid), textItem(variable->description()), bound(Bound::Minimum),
+                  bound(Bound::Maximum), bound(Bound::Default), textItem(variable->unit()));
 }
 
 } // namespace

@@ -129,7 +129,7 @@ bool CHGem::answerClockAndTerminal(CHSecsVerifier &slot) {
   const CHSecsMessage &message = slot.message;
   if (is(message, 2, 17)) {
     const CHGemEventVid *format = data_.variables.FindByRole(RoleTimeFormat);
-    const int32_t style = format == nullptr ? 1 : decimal32(format->GetValue());
+    const int32_t style = format == nullptr ? 1 : static_cast<int32_t>(format->GetNumber());
     rebuildReply(slot, {currentTimeText(clock(), style)});
   } else if (is(message, 2, 18)) {
     setClockFromHost(clock(), data_.changePCClock, message);
@@ -254,8 +254,8 @@ bool CHGem::LoadData(std::string fileName) {
   loadSettings();
   if (owner() == nullptr)
     return false;
-  const auto bytes = readDataFile(owner()->files(), DataFileName());
-  auto loaded = bytes ? loadGemData(*bytes) : std::nullopt;
+  auto bytes = readDataFile(owner()->files(), DataFileName());
+  auto loaded = bytes ? loadGemData(std::move(*bytes)) : std::nullopt;
   if (!loaded)
     return false;
   data_ = std::move(*loaded);
@@ -291,7 +291,7 @@ void CHGem::addStatus(TreeNode &parent) const {
 
 std::optional<std::string> CHGem::variableName(int32_t id) const {
   const CHGemEventVid *variable = data_.variables.FindVid(static_cast<uint32_t>(id));
-  return variable == nullptr ? std::nullopt : std::optional(variable->description);
+  return variable == nullptr ? std::nullopt : std::optional(std::string(variable->description()));
 }
 
 std::optional<std::string> CHGem::eventName(int32_t id) const {

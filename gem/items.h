@@ -93,6 +93,18 @@ inline const CHSecsItem &childOf(const CHSecsItem &item, size_t number) {
 /// An identifier or code in whatever format it came: the low 32 bits of an element in decimal; 0
 /// when it is no number.
 inline uint32_t numberOf(const CHSecsItem &item, size_t index = 0) {
+  if (index < item.count()) {
+    switch (item.format()) { // the usual ones, without a text
+    case format::kU1:
+      return item.element<uint8_t>(index);
+    case format::kU2:
+      return item.element<uint16_t>(index);
+    case format::kU4:
+      return item.element<uint32_t>(index);
+    default:
+      break;
+    }
+  }
   return static_cast<uint32_t>(decimal32(valueText(item, ValueForm::Decimal, index)));
 }
 

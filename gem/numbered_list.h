@@ -1,8 +1,10 @@
 #pragma once
 
+#include "gem/object_pool.h"
+
 #include <algorithm>
 #include <cstdint>
-#include <memory>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -20,8 +22,7 @@ public:
   T *find(uint32_t number) { return const_cast<T *>(std::as_const(*this).find(number)); }
   const T *find(uint32_t number) const {
     const size_t index = lowerBound(number);
-    return index < items_.size() && items_[index]->number() == number ? items_[index].get()
-                                                                      : nullptr;
+    return index < items_.size() && items_[index]->number() == number ? items_[index] : nullptr;
   }
   /// The number at a position, or -1 beyond the end.
   int32_t numberAt(int32_t index) const {
@@ -36,21 +37,27 @@ public:
   T &Add(T object) {
     auto position = items_.end();
     if (!items_.empty() && items_.back()->number() > object.number())
-      position = std::upper_bound(
-          items_.begin(), items_.end(), object.number(),
-          [](uint32_t number, const std::unique_ptr<T> &item) { return number < item->number(); });
-    return **items_.insert(position, std::make_unique<T>(std::move(object)));
+      position =
+          std::upper_bound(items_.begin(), items_.end(), object.number(),
+                           [](uint32_t number, const T *item) { return number < item->number(); });
+    T &added = pool_.make();
+    added = std::move(object);
+    items_.insert(position, &added);
+    return added;
   }
   /// For loading many objects in any order: adds at the end, whatever the number. Sort() must
   /// follow before the list is used otherwise.
-  void Append(T object) { items_.push_back(std::make_unique<T>(std::move(object))); }
+  void Append(T object) { Append() = std::move(object); }
   /// The same for an object to be filled in place.
-  T &Append() { return *items_.emplace_back(std::make_unique<T>()); }
+  T &Append() { return *items_.emplace_back(&pool_.make()); }
+  /// Makes room for that many objects to be appended.
+  void Reserve(size_t count) { items_.reserve(items_.size() + count); }
   /// Puts appended objects in order; false when a number is there twice.
   bool Sort() {
-    const auto number = [](const std::unique_ptr<T> &item) { return item->number(); };
-    if (!std::ranges::is_sorted(items_, {}, number))
-      std::ranges::stable_sort(items_, {}, number);
+    const auto number = [](const T *item) { return item->number(); };
+    if (std::ranges::adjacent_find(items_, std::ranges::greater_equal{}, number) == items_.end())
+      return true;
+    std::ranges::stable_sort(items_, {}, number);
     return std::ranges::adjacent_find(items_, {}, number) == items_.end();
   }
   /// Removes the first object of that number; false when there is none.
@@ -58,18 +65,21 @@ public:
     const size_t index = lowerBound(number);
     if (index == items_.size() || items_[index]->number() != number)
       return false;
+    pool_.release(*items_[index]);
     items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
     return true;
   }
-  void Clear() { items_.clear(); }
+  void Clear() {
+    items_.clear();
+    pool_.clear();
+  }
   /// Makes this a list of copies of the other's objects.
   void CopyFrom(const NumberedList &other) {
     if (this == &other)
       return;
-    items_.clear();
-    items_.reserve(other.items_.size());
-    for (const auto &item : other.items_)
-      items_.push_back(std::make_unique<T>(*item));
+    Clear();
+    for (const T *item : other.items_)
+      Append() = *item;
   }
 
   bool operator==(const NumberedList &other) const {
@@ -79,14 +89,16 @@ public:
 
 protected:
   size_t lowerBound(uint32_t number) const {
-    return static_cast<size_t>(std::lower_bound(items_.begin(), items_.end(), number,
-                                                [](const std::unique_ptr<T> &item, uint32_t value) {
-                                                  return item->number() < value;
-                                                }) -
-                               items_.begin());
+    return static_cast<size_t>(
+        std::lower_bound(items_.begin(), items_.end(), number,
+                         [](const T *item, uint32_t value) { return item->number() < value; }) -
+        items_.begin());
   }
 
-  std::vector<std::unique_ptr<T>> items_;
+  std::vector<T *> items_; ///< of the pool
+
+private:
+  ObjectPool<T> pool_;
 };
 
 } // namespace velto

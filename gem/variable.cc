@@ -1,5 +1,6 @@
 #include "gem/variable.h"
 
+#include "gem/items.h"
 #include "platform/text.h"
 #include "secs2/item_value.h"
 #include "secs2/reply_text.h"
@@ -135,7 +136,7 @@ int64_t signedValue(std::string_view text) { return parseDecimal(text).value_or(
 
 // An empty bound is none. What cannot be compared (not a number) is outside any bound.
 template <typename Convert>
-bool isWithin(std::string_view text, const std::string &minimum, const std::string &maximum,
+bool isWithin(std::string_view text, std::string_view minimum, std::string_view maximum,
               Convert convert) {
   const auto value = convert(text);
   return (minimum.empty() || value >= convert(minimum)) &&
@@ -191,18 +192,25 @@ const CHSecsItem &ParsedValue::kept(std::string_view sml) {
 }
 
 CHSecsItem CHGemEventVid::reportedItem() const {
-  return ParsedValue::keeps(rawValue) ? parsed_.kept(rawValue).clone() : itemFromSml(rawValue);
+  const std::string_view sml = rawValue();
+  return ParsedValue::keeps(sml) ? parsed_.kept(sml).clone() : itemFromSml(sml);
 }
 
 std::string CHGemEventVid::GetValue() const {
-  return ParsedValue::keeps(rawValue) ? valueText(parsed_.kept(rawValue), ValueForm::Decimal)
-                                      : valueText(itemFromSml(rawValue), ValueForm::Decimal);
+  const std::string_view sml = rawValue();
+  return ParsedValue::keeps(sml) ? valueText(parsed_.kept(sml), ValueForm::Decimal)
+                                 : valueText(itemFromSml(sml), ValueForm::Decimal);
+}
+
+uint32_t CHGemEventVid::GetNumber() const {
+  const std::string_view sml = rawValue();
+  return ParsedValue::keeps(sml) ? numberOf(parsed_.kept(sml)) : numberOf(itemFromSml(sml));
 }
 
 bool CHGemEventVid::SetValue(std::string_view text) {
   std::string sml = isNumber(nodeType) ? numbersSml(nodeType, text) : itemSml(nodeType, text);
   if (!sml.empty())
-    rawValue = std::move(sml);
+    setRawValue(sml);
   return true;
 }
 
@@ -210,12 +218,12 @@ bool CHGemEventVid::IsInRange(std::string_view text) const {
   switch (kindOf(nodeType)) {
   case ElementKind::Binary:
   case ElementKind::Boolean:
-    return isWithin(text, minimum, maximum, unsignedValue);
+    return isWithin(text, minimum(), maximum(), unsignedValue);
   case ElementKind::Signed:
   case ElementKind::Unsigned:
-    return isWithin(text, minimum, maximum, signedValue);
+    return isWithin(text, minimum(), maximum(), signedValue);
   case ElementKind::Real:
-    return isFinite(nodeType, text) && isWithin(text, minimum, maximum, parseReal);
+    return isFinite(nodeType, text) && isWithin(text, minimum(), maximum(), parseReal);
   case ElementKind::Text:
     return text.find('\0') == std::string_view::npos;
   default:
@@ -224,18 +232,18 @@ bool CHGemEventVid::IsInRange(std::string_view text) const {
 }
 
 std::string CHGemEventVid::FormatBound(Bound bound) const {
-  const std::string &text = bound == Bound::Minimum   ? minimum
-                            : bound == Bound::Maximum ? maximum
-                                                      : defaultValue;
+  const std::string_view text = bound == Bound::Minimum   ? minimum()
+                                : bound == Bound::Maximum ? maximum()
+                                                          : defaultValue();
   return itemSml(nodeType, normalized(nodeType, text));
 }
 
 CHSecsItem ReportedValues::item(const CHGemEventVid &variable) {
-  if (ParsedValue::keeps(variable.rawValue))
+  if (ParsedValue::keeps(variable.rawValue()))
     return variable.reportedItem();
   const auto [entry, added] = long_.try_emplace(&variable);
   if (added)
-    entry->second = itemFromSml(variable.rawValue);
+    entry->second = itemFromSml(variable.rawValue());
   return entry->second.clone();
 }
 

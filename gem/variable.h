@@ -1,5 +1,6 @@
 #pragma once
 
+#include "gem/packed_texts.h"
 #include "gem/roles.h"
 #include "secs2/item.h"
 
@@ -67,18 +68,32 @@ public:
   uint32_t vid = 0;
   uint8_t kind = StatusVariable;
   uint8_t nodeType = SecsDWord; ///< VeltoSecsIIType of the value
-  std::string minimum;          ///< value text; empty: no bound
-  std::string maximum;
-  std::string defaultValue;
-  std::string unit;
-  std::string description;
-  std::string rawValue = "<u4 0>";
-  uint8_t role = kNoRole; ///< to be changed through the list, which finds variables by role
+  uint8_t role = kNoRole;       ///< to be changed through the list, which finds variables by role
 
   uint32_t number() const { return vid; }
 
+  // Texts; valid until one of the variable's texts is changed.
+  std::string_view minimum() const { return texts_.at(Minimum); } ///< value text; empty: no bound
+  std::string_view maximum() const { return texts_.at(Maximum); }
+  std::string_view defaultValue() const { return texts_.at(Default); }
+  std::string_view unit() const { return texts_.at(Unit); }
+  std::string_view description() const { return texts_.at(Description); }
+  std::string_view rawValue() const { return texts_.at(RawValue); } ///< at first "<u4 0>"
+  void setMinimum(std::string_view text) { texts_.set(Minimum, text); }
+  void setMaximum(std::string_view text) { texts_.set(Maximum, text); }
+  void setDefaultValue(std::string_view text) { texts_.set(Default, text); }
+  void setUnit(std::string_view text) { texts_.set(Unit, text); }
+  void setDescription(std::string_view text) { texts_.set(Description, text); }
+  void setRawValue(std::string_view sml) { texts_.set(RawValue, sml); }
+  /// All of them in the order from minimum to rawValue, as the data file has them.
+  using Texts = PackedTexts<6>;
+  Texts &texts() { return texts_; }
+  const Texts &texts() const { return texts_; }
+
   /// The value as text; empty when rawValue is no SML item.
   std::string GetValue() const;
+  /// The number that the value begins with, modulo 2^32; 0 when it is none.
+  uint32_t GetNumber() const;
   /// Makes rawValue an item of nodeType from a value text; always true (an unknown type leaves it
   /// as it is). A number's text that SML does not take becomes one number, as
   /// CHSecsMessage::SetNodeValue() reads it. Of what SML takes beside numbers (comments, runs of
@@ -96,6 +111,9 @@ public:
   bool operator==(const CHGemEventVid &) const = default;
 
 private:
+  enum TextIndex : uint8_t { Minimum, Maximum, Default, Unit, Description, RawValue };
+
+  Texts texts_{std::string_view("\0\0\0\0\0\6<u4 0>", 12)};
   mutable ParsedValue parsed_;
 };
 

@@ -11,9 +11,18 @@ namespace {
 // A constant or status variable with all that is known of it.
 std::string fullLine(const CHGemEventVid &variable, const char *kind) {
   return numberedLine(variable.vid, kind)
-      .append(" " + variable.GetValue() + " [" + variable.unit + "] '" + variable.description)
-      .append("' (min=" + variable.minimum + ", max=" + variable.maximum)
-      .append(", default=" + variable.defaultValue + ")  " + variable.rawValue);
+      .append(" " + variable.GetValue() + " [")
+      .append(variable.unit())
+      .append("] '")
+      .append(variable.description())
+      .append("' (min=")
+      .append(variable.minimum())
+      .append(", max=")
+      .append(variable.maximum())
+      .append(", default=")
+      .append(variable.defaultValue())
+      .append(")  ")
+      .append(variable.rawValue());
 }
 
 std::string statusLine(const CHGemEventVid &variable) {
@@ -24,7 +33,9 @@ std::string statusLine(const CHGemEventVid &variable) {
     return fullLine(variable, "SV");
   default:
     return numberedLine(variable.vid, variable.kind == DataVariable ? "DV '" : "'")
-        .append(variable.description + "'  " + variable.rawValue);
+        .append(variable.description())
+        .append("'  ")
+        .append(variable.rawValue());
   }
 }
 
@@ -33,7 +44,7 @@ std::string statusLine(const CHGemEventVid &variable) {
 const CHGemEventVid *CHGemEventVidList::FindVid(uint32_t vid, uint8_t kindMask) const {
   for (size_t i = lowerBound(vid); i < items_.size() && items_[i]->vid == vid; ++i)
     if ((items_[i]->kind & kindMask) != 0)
-      return items_[i].get();
+      return items_[i];
   return nullptr;
 }
 
@@ -67,11 +78,6 @@ CHGemEventVid &CHGemEventVidList::Add(CHGemEventVid variable) {
   return NumberedList::Add(std::move(variable));
 }
 
-CHGemEventVid &CHGemEventVidList::Append() {
-  indexed_ = false;
-  return NumberedList::Append();
-}
-
 void CHGemEventVidList::Append(CHGemEventVid variable) {
   indexed_ = false;
   NumberedList::Append(std::move(variable));
@@ -85,18 +91,21 @@ bool CHGemEventVidList::Remove(uint32_t vid) {
 void CHGemEventVidList::Clear() {
   indexed_ = false;
   NumberedList::Clear();
+  lender_.reset();
 }
 
 void CHGemEventVidList::CopyFrom(const CHGemEventVidList &other) {
   indexed_ = false;
-  NumberedList::CopyFrom(other);
+  NumberedList::CopyFrom(other); // a copy has borrowed nothing
+  if (this != &other)
+    lender_.reset();
 }
 
 // From the back, so that the first variable of a role stays.
 void CHGemEventVidList::indexRoles() const {
   byRole_.fill(nullptr);
   for (size_t i = items_.size(); i-- > 0;)
-    byRole_[items_[i]->role] = items_[i].get();
+    byRole_[items_[i]->role] = items_[i];
   indexed_ = true;
 }
 
@@ -107,9 +116,10 @@ ListView CHGemEventVidList::view() const {
   view.rows.reserve(items_.size());
   for (const auto &item : items_)
     view.rows.push_back({std::to_string(item->vid), variableKindLabel(item->kind),
-                         variableTypeName(item->nodeType), item->minimum, item->maximum,
-                         item->defaultValue, item->unit, item->description, item->rawValue,
-                         roleText(item->role)});
+                         variableTypeName(item->nodeType), std::string(item->minimum()),
+                         std::string(item->maximum()), std::string(item->defaultValue()),
+                         std::string(item->unit()), std::string(item->description()),
+                         std::string(item->rawValue()), roleText(item->role)});
   return view;
 }
 

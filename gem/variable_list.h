@@ -5,6 +5,8 @@
 #include "platform/view.h"
 
 #include <array>
+#include <memory>
+#include <utility>
 
 namespace velto {
 
@@ -23,10 +25,15 @@ public:
 
   CHGemEventVid &Add(CHGemEventVid variable);
   void Append(CHGemEventVid variable);
-  CHGemEventVid &Append();
+  CHGemEventVid &Append() {
+    indexed_ = false;
+    return NumberedList::Append();
+  }
   bool Remove(uint32_t vid);
   void Clear();
   void CopyFrom(const CHGemEventVidList &other);
+  /// Holds on to what the texts of variables have been borrowed from, until the list is cleared.
+  void KeepAlive(std::shared_ptr<const void> lender) { lender_ = std::move(lender); }
 
   /// The list window: VID, ID Type, Type, Min, Max, Default, Unit, Description, SML, Definition.
   ListView view() const;
@@ -36,6 +43,7 @@ public:
 private:
   void indexRoles() const;
 
+  std::shared_ptr<const void> lender_;
   mutable std::array<CHGemEventVid *, 256> byRole_{};
   mutable bool indexed_ = false;
 };

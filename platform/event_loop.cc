@@ -272,13 +272,16 @@ Timer::~Timer() { stop(); }
 void Timer::start(uint32_t delay) {
   stop();
   period_ = 0;
-  deadline_ = loop_.now() + std::max(delay, 1U);
+  delay_ = std::max(delay, 1U);
+  deadline_ = loop_.now() + delay_;
   loop_.insert(*this);
   loop_.armDescriptor();
 }
 
+// A timer that was started for as short a delay before is due by then: no need to read the clock.
 void Timer::startWithin(uint32_t delay) {
-  if (!running() || deadline_ > loop_.now() + std::max(delay, 1U))
+  delay = std::max(delay, 1U);
+  if (!running() || (delay_ > delay && deadline_ > loop_.now() + delay))
     start(delay);
 }
 

@@ -126,6 +126,7 @@ private:
   EventLoop &loop_;
   std::shared_ptr<const std::function<void()>> task_;
   uint64_t deadline_ = 0;
+  uint32_t delay_ = 0; ///< it is due no later than that after it was started, and between periods
   uint32_t period_ = 0;
   size_t index_ = kIdle;
 };

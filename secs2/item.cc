@@ -89,25 +89,35 @@ void CHSecsItem::assignFrom(CHSecsItem &&other) noexcept {
   takeStorage(taken);
 }
 
+// The item without its children: a list is left empty.
+CHSecsItem CHSecsItem::cloneAlone() const {
+  CHSecsItem copy;
+  if (isList())
+    copy.setList();
+  else if (hasData())
+    std::ranges::copy(bytes(), copy.makeArray(format_, count_));
+  copy.format_ = format_;
+  copy.decodeError_ = decodeError_;
+  return copy;
+}
+
 CHSecsItem CHSecsItem::clone() const {
-  struct Pair {
-    const CHSecsItem *from;
+  struct Lists {
+    std::span<const CHSecsItem> from;
     CHSecsItem *to;
   };
-  CHSecsItem copy;
-  std::vector<Pair> open{{this, &copy}};
+  CHSecsItem copy = cloneAlone();
+  std::vector<Lists> open;
+  if (!children().empty())
+    open.push_back({children(), &copy});
   while (!open.empty()) {
     const auto [from, to] = open.back();
     open.pop_back();
-    to->format_ = from->format_;
-    to->decodeError_ = from->decodeError_;
-    to->showMessageBoxes_ = from->showMessageBoxes_;
-    if (from->isList()) {
-      to->setList(std::vector<CHSecsItem>(from->count()));
-      for (size_t i = 0; i < from->count(); ++i)
-        open.push_back({&from->children()[i], &to->children()[i]});
-    } else if (from->hasData()) {
-      std::ranges::copy(from->bytes(), to->makeArray(from->format_, from->count_));
+    to->reserveChildren(from.size());
+    for (const CHSecsItem &child : from) {
+      CHSecsItem &added = to->appendChild(child.cloneAlone());
+      if (!child.children().empty())
+        open.push_back({child.children(), &added});
     }
   }
   return copy;

@@ -22,9 +22,7 @@ public:
   static constexpr size_t kMaxDepth = 128;
 
   CHSecsItem() = default;
-  CHSecsItem(CHSecsItem &&other) noexcept : showMessageBoxes_(other.showMessageBoxes_) {
-    takeStorage(other);
-  }
+  CHSecsItem(CHSecsItem &&other) noexcept { takeStorage(other); }
   CHSecsItem &operator=(CHSecsItem &&other) noexcept {
     assignFrom(std::move(other));
     return *this;
@@ -45,9 +43,6 @@ public:
   /// Set by the decoder when the item's length ran past the input.
   bool decodeError() const { return decodeError_; }
   void setDecodeError(bool error) { decodeError_ = error; }
-  /// Whether path operations below this root show their errors in a message box.
-  bool showMessageBoxes() const { return showMessageBoxes_; }
-  void setShowMessageBoxes(bool show) { showMessageBoxes_ = show; }
 
   /// The children of a list; empty for any other item.
   std::span<CHSecsItem> children() { return {data(), isList() ? count() : 0}; }
@@ -114,6 +109,7 @@ private:
     std::vector<CHSecsItem> children;
   };
 
+  CHSecsItem cloneAlone() const;
   CHSecsItem *data() { return isList() ? data_.children.data() : nullptr; }
   void takeStorage(CHSecsItem &other) noexcept;
   void destroyChildren();
@@ -123,7 +119,6 @@ private:
   uint8_t format_ = format::kList;
   Storage storage_ = Storage::None;
   bool decodeError_ = false;
-  bool showMessageBoxes_ = false;
 };
 
 /// Calls `visit(item)` for an item and everything below it, parents before their children.

@@ -10,11 +10,6 @@
 
 namespace velto {
 
-void CHSecsMessage::setShowMessageBoxes(bool show) {
-  showMessageBoxes_ = show;
-  root.setShowMessageBoxes(show);
-}
-
 void CHSecsMessage::show(const char *text) const {
   if (text != nullptr && messageBox)
     messageBox(text);
@@ -76,7 +71,7 @@ bool CHSecsMessage::SetNodeValue(int type, std::string_view text) {
 
 bool CHSecsMessage::put(CHSecsItem &&item) {
   const PutResult result = PutNode(root, node, std::move(item));
-  if (root.showMessageBoxes())
+  if (showMessageBoxes_)
     show(putErrorText(result));
   return result == PutResult::Done;
 }
@@ -93,16 +88,19 @@ void CHSecsMessage::deleteNode() {
 
 bool CHSecsMessage::SetFromSml(std::string_view text, SmlError *error) {
   const bool whole = node.empty();
-  if (whole)
-    Reset(0);
-  if (text.empty()) {
-    deleteNode();
-    return true;
-  }
   CHSmlParser parser;
   CHSecsMessage parsed;
   parsed.header.hsms = header.hsms;
-  if (!parser.Parse(parsed, text)) {
+  // The text may lie in an item of this message: it is read before anything changes.
+  const bool deletes = text.empty();
+  const bool accepted = deletes || parser.Parse(parsed, text);
+  if (whole)
+    Reset(0);
+  if (deletes) {
+    deleteNode();
+    return true;
+  }
+  if (!accepted) {
     if (error != nullptr)
       *error = parser.error();
     if (showMessageBoxes_)

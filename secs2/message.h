@@ -30,7 +30,7 @@ public:
 
   /// Errors of hexadecimal text, SML and paths go to `messageBox` while this is set.
   bool showMessageBoxes() const { return showMessageBoxes_; }
-  void setShowMessageBoxes(bool show);
+  void setShowMessageBoxes(bool show) { showMessageBoxes_ = show; }
   std::function<void(const std::string &text)> messageBox;
 
   /// A fresh header (stream 0, function 0) with `idWord` = `deviceId`, and no body.

@@ -15,6 +15,12 @@ namespace {
 constexpr size_t kAnnotationColumn = 19;
 constexpr size_t kCharacterSetSize = 2;
 
+// Blanks of indentation for each byte of a body, and for any body: those of lists nested sixteen
+// deep, whatever they hold, and more in a small body. Small items further down could otherwise fill
+// hundreds of times the memory of their message.
+constexpr size_t kBlanksPerByte = 32;
+constexpr size_t kSpareBlanks = 65'536;
+
 enum class Lookup : uint8_t { None, Variable, Event };
 
 // The items that are annotated. Without a path: every item but the root.
@@ -149,8 +155,9 @@ void appendElements(std::string &out, uint8_t code, ByteView data) {
 
 class Renderer {
 public:
-  Renderer(std::string &out, SmlItemPlace &place, const SmlContext *context)
-      : out_(out), place_(place), context_(context), annotated_(isAnnotated(place)) {}
+  Renderer(std::string &out, SmlItemPlace &place, const SmlContext *context, size_t bodySize)
+      : out_(out), place_(place), context_(context), annotated_(isAnnotated(place)),
+        blanksLeft_(kBlanksPerByte * bodySize + kSpareBlanks) {}
 
   size_t item(ByteView bytes, size_t depth) {
     if (bytes.empty())
@@ -166,7 +173,7 @@ public:
     length = std::min(length, rest.size());
 
     const size_t start = out_.size();
-    out_.append(2 * depth, ' ');
+    indent(depth);
     out_ += TypeName(code, TypeNameMode::LowerTag);
     const size_t values = out_.size();
     if (code == format::kList) {
@@ -199,9 +206,15 @@ private:
       consumed += item(rest.subspan(consumed), depth + 1);
       place_.path.resize(pathLength);
     }
-    out_.append(2 * depth, ' ');
+    indent(depth);
     out_ += '}';
     return consumed;
+  }
+
+  void indent(size_t depth) {
+    const size_t blanks = std::min(2 * depth, blanksLeft_);
+    blanksLeft_ -= blanks;
+    out_.append(blanks, ' ');
   }
 
   void annotate(size_t start, size_t values) {
@@ -222,13 +235,14 @@ private:
   SmlItemPlace &place_;
   const SmlContext *context_;
   bool annotated_;
+  size_t blanksLeft_;
 };
 
 } // namespace
 
 size_t RenderItems(std::string &out, ByteView bytes, SmlItemPlace &place, const SmlContext *context,
                    size_t depth) {
-  return Renderer(out, place, context).item(bytes, depth);
+  return Renderer(out, place, context, bytes.size()).item(bytes, depth);
 }
 
 std::string RenderSml(const CHSecsMessage &message, const SmlContext *context) {

@@ -30,7 +30,7 @@ std::string label(const CHSecsItem &item) {
 
 void addItem(TreeNode &parent, const CHSecsItem &item, size_t depth) {
   TreeNode &node = parent.add(label(item));
-  if (depth == CHSecsItem::kMaxDepth)
+  if (depth > CHSecsItem::kMaxDepth)
     return;
   for (const CHSecsItem &child : item.children())
     if (child.hasData())

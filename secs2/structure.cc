@@ -7,6 +7,21 @@ namespace velto {
 
 using Token = SmlToken::Kind;
 
+namespace {
+
+// Whether the input was used up before the body was complete, which shows in what comes last.
+bool endsEarly(const CHSecsItem &body) {
+  const CHSecsItem *last = &body;
+  while (!last->decodeError() && !last->children().empty()) {
+    last = &last->children().back();
+    if (!last->hasData())
+      return true;
+  }
+  return last->decodeError();
+}
+
+} // namespace
+
 // A structure's text is cut by the scanner of SML; its additions are single characters there.
 class Structure::Parser {
 public:
@@ -15,33 +30,39 @@ public:
   std::optional<Structure> parse() {
     if (token_.kind == Token::Period)
       return Structure();
-    std::vector<Structure> alternatives;
-    do {
-      auto structure = alternative();
-      if (!structure)
-        return std::nullopt;
-      alternatives.push_back(std::move(*structure));
-    } while (takeOr());
+    auto structure = choice();
     if (token_.kind != Token::Period || lexer_.next().kind != Token::End)
       return std::nullopt;
-    if (alternatives.size() == 1)
-      return std::move(alternatives.front());
-    Structure choice;
-    choice.kind_ = Kind::Choice;
-    choice.children_ = std::move(alternatives);
-    return choice;
+    return structure;
   }
 
 private:
   void advance() { token_ = lexer_.next(); }
 
+  bool isOther(std::string_view text) const {
+    return token_.kind == Token::Other && token_.text == text;
+  }
   bool takeOther(std::string_view text) {
-    if (token_.kind != Token::Other || token_.text != text)
+    if (!isOther(text))
       return false;
     advance();
     return true;
   }
   bool takeOr() { return takeOther("o") && takeOther("r"); }
+
+  std::optional<Structure> choice() {
+    Structure choice;
+    choice.kind_ = Kind::Choice;
+    do {
+      auto structure = alternative();
+      if (!structure)
+        return std::nullopt;
+      choice.children_.push_back(std::move(*structure));
+    } while (takeOr());
+    if (choice.children_.size() == 1)
+      return std::move(choice.children_.front());
+    return choice;
+  }
 
   std::optional<Structure> alternative() {
     Structure structure;
@@ -80,8 +101,8 @@ private:
       list.count_ = static_cast<uint32_t>(token_.integer);
       advance();
     }
-    while (token_.kind == Token::List || token_.kind == Token::Item) {
-      auto child = item();
+    while (token_.kind == Token::List || token_.kind == Token::Item || isOther("(")) {
+      auto child = isOther("(") ? enclosedChoice() : item();
       if (!child)
         return std::nullopt;
       list.children_.push_back(std::move(*child));
@@ -96,6 +117,12 @@ private:
       return std::nullopt;
     --depth_;
     return close(std::move(list));
+  }
+
+  std::optional<Structure> enclosedChoice() {
+    advance();
+    auto structure = choice();
+    return takeOther(")") ? std::move(structure) : std::nullopt;
   }
 
   std::optional<Structure> rule() {
@@ -158,7 +185,7 @@ Structure Structure::ofTemplate(const CHSecsItem &item) {
 
 bool Structure::matches(const CHSecsItem &body, std::string &path) const {
   Path numbers;
-  const bool matched = matchItem(body, numbers);
+  const bool matched = matchItem(body, numbers) && (kind_ == Kind::Any || !endsEarly(body));
   path.clear();
   for (const uint32_t number : numbers) {
     if (!path.empty())
@@ -188,8 +215,9 @@ bool Structure::matchItem(const CHSecsItem &item, Path &path) const {
   case Kind::Choice:
     break;
   }
+  const size_t depth = path.size();
   for (const Structure &alternative : children_) {
-    path.clear();
+    path.resize(depth);
     if (alternative.matchItem(item, path))
       return true;
   }
@@ -241,7 +269,9 @@ void Structure::append(std::string &out) const {
       out += std::to_string(*count_) + (children_.empty() ? "" : " ");
     for (const Structure &child : children_) {
       out += &child == &children_.front() ? "" : " ";
+      out += child.kind_ == Kind::Choice ? "(" : "";
       child.append(out);
+      out += child.kind_ == Kind::Choice ? ")" : "";
     }
     out += repeats_ ? "...}" : "}";
     break;

@@ -20,12 +20,12 @@ namespace velto {
 ///     { A B ... }    … and whose other children, from B on, all match B: none or more of B
 ///     {}             any list
 ///     {3 A}          a list of exactly three children that begins with A; {0} the empty list
-///     A or B         one of them
+///     A or B         one of them; inside a list (A or B)
 ///     -              no body
 ///     !              nothing matches
 ///     (empty text)   any body, or none
 ///
-/// An item that ends before its length says matches nothing but the empty text.
+/// A body that ends before its lengths say matches nothing but the empty text.
 class Structure {
 public:
   /// Nothing when the text is not of that notation.

@@ -20,38 +20,41 @@ bool expectsReply(const CHSecsHeader &header) {
   return header.function() % 2 == 1 && header.wbit();
 }
 
-// The structures of the message table, parsed once.
-class Structures {
-public:
-  Structures() {
-    const auto rows = messageTable();
-    bodies_.reserve(rows.size());
-    for (const MessageRow &row : rows) {
-      const char *hostBody = row.hostBody == nullptr ? row.body : row.hostBody;
-      bodies_.push_back({parse(row.body), parse(hostBody)});
-    }
+// A row of the message table for one of the sides, parsed.
+struct ParsedRow {
+  ParsedRow(const MessageRow &row, bool equipmentSide) {
+    const char *body = !equipmentSide && row.hostBody != nullptr ? row.hostBody : row.body;
+    structure = Structure::parse(body == nullptr ? "!" : body).value_or(Structure());
+    hasProposal = row.wbit == WBit::Required &&
+                  MakeReply(proposal, row.stream, static_cast<uint8_t>(row.function + 1),
+                            equipmentSide, row.proposal);
   }
-  const Structure &of(const MessageRow &row, bool equipmentSide) const {
-    const Bodies &bodies = bodies_[static_cast<size_t>(&row - messageTable().data())];
-    return equipmentSide ? bodies.equipment : bodies.host;
+
+  Structure structure;
+  CHSecsMessage proposal; ///< the reply that is proposed to the message
+  bool hasProposal;
+};
+
+// The message table, parsed once.
+class ParsedTable {
+public:
+  ParsedTable() {
+    rows_.reserve(2 * messageTable().size());
+    for (const MessageRow &row : messageTable())
+      for (const bool equipmentSide : {false, true})
+        rows_.emplace_back(row, equipmentSide);
+  }
+  const ParsedRow &of(const MessageRow &row, bool equipmentSide) const {
+    return rows_[2 * static_cast<size_t>(&row - messageTable().data()) + (equipmentSide ? 1 : 0)];
   }
 
 private:
-  struct Bodies {
-    Structure equipment;
-    Structure host;
-  };
-
-  static Structure parse(const char *body) {
-    return Structure::parse(body == nullptr ? "!" : body).value_or(Structure());
-  }
-
-  std::vector<Bodies> bodies_;
+  std::vector<ParsedRow> rows_;
 };
 
-const Structure &structureOf(const MessageRow &row, bool equipmentSide) {
-  static const Structures structures;
-  return structures.of(row, equipmentSide);
+const ParsedRow &parsed(const MessageRow &row, bool equipmentSide) {
+  static const ParsedTable table;
+  return table.of(row, equipmentSide);
 }
 
 } // namespace
@@ -141,18 +144,30 @@ VeltoSecsIIVerification CHSecsVerifier::check(const MessageRow &row) {
     return VerificationWBit;
   if (row.side != Side::Both && (row.side == Side::Equipment) != isEquipmentSide)
     return VerificationWrongDirection;
-  if (!structureOf(row, isEquipmentSide).matches(message.root, message.node)) {
+  if (!parsed(row, isEquipmentSide).structure.matches(message.root, message.node)) {
     if (row.refusal[0].empty())
       return VerificationIncorrect;
-    propose(row.refusal);
+    refuse(row.refusal);
     return VerificationIncorrectAndReply;
   }
   if (row.wbit == WBit::Required)
-    propose(row.proposal);
+    propose(row);
   return VerificationCorrect;
 }
 
-void CHSecsVerifier::propose(const ReplyArguments &arguments) {
+void CHSecsVerifier::propose(const MessageRow &row) {
+  const ParsedRow &known = parsed(row, partner_->isEquipmentSide);
+  if (!known.hasProposal)
+    return;
+  CHSecsMessage &reply = partner_->message;
+  const bool hsms = reply.header.hsms;
+  reply.header = known.proposal.header;
+  reply.header.hsms = hsms;
+  reply.root = known.proposal.root.clone();
+  MakeReplyIds(reply, message.header);
+}
+
+void CHSecsVerifier::refuse(const ReplyArguments &arguments) {
   const CHSecsHeader &header = message.header;
   if (MakeReply(partner_->message, header.stream(), static_cast<uint8_t>(header.function() + 1),
                 partner_->isEquipmentSide, arguments))

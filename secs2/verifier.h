@@ -60,7 +60,8 @@ private:
   VeltoSecsIIVerification classify();
   VeltoSecsIIVerification userDefined();
   VeltoSecsIIVerification check(const MessageRow &row);
-  void propose(const ReplyArguments &arguments);
+  void propose(const MessageRow &row);
+  void refuse(const ReplyArguments &arguments);
   void applyReplyPolicy();
 
   std::unique_ptr<CHSecsVerifier> partner_;

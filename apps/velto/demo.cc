@@ -1,7 +1,8 @@
-// velto demo: an equipment and a host in one process talk over the loopback.
+// velto demo: an equipment and a host in one process talk to each other.
 
 #include "apps/velto/command.h"
 #include "apps/velto/demo_hsms.h"
+#include "apps/velto/demo_secsi.h"
 #include "apps/velto/demo_story.h"
 
 #include <iostream>
@@ -12,7 +13,9 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto demo           a day of an etch tool and its host\n"
-    "       velto demo --hsms    messages between two HSMS ends, without an equipment model\n\n"
+    "       velto demo --hsms    messages between two HSMS ends, without an equipment model\n"
+    "       velto demo --secs1   the same by SECS-I over a serial line, with blocks and "
+    "contention\n\n"
     "Connects a host to an equipment in one process, lets them work with each other and prints\n"
     "every message. The exit status is 0 when all of it went as it should.\n";
 
@@ -23,6 +26,8 @@ int runDemoCommand(const CommandArguments &arguments) {
     return tellGemStory() ? kExitDone : kExitFailed;
   if (arguments.size() == 1 && arguments[0] == "--hsms")
     return tellHsmsStory() ? kExitDone : kExitFailed;
+  if (arguments.size() == 1 && arguments[0] == "--secs1")
+    return tellSecsIStory() ? kExitDone : kExitFailed;
   if (arguments[0] == "--help") {
     std::cout << kUsage;
     return kExitDone;

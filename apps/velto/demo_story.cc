@@ -183,8 +183,8 @@ private:
 
   // What the host defined survives a power loss.
   bool isOnDisk() {
-    const auto bytes = readDataFile(systemFiles(), equipment_.control.DataFileName());
-    const auto model = bytes ? loadGemData(*bytes) : std::nullopt;
+    auto bytes = readDataFile(systemFiles(), equipment_.control.DataFileName());
+    const auto model = bytes ? loadGemData(std::move(*bytes)) : std::nullopt;
     return equipment_.check(model && model->reports.Count() == 2, "two reports in the data file");
   }
 

@@ -132,8 +132,8 @@ std::string HostCommands::learnNames(VariableKind kind) {
       known = &variables.Add(std::move(fresh));
     }
     known->kind = kind;
-    known->description = childOf(entry, 2).text();
-    known->unit = childOf(entry, isStatus ? 3 : 6).text();
+    known->setDescription(childOf(entry, 2).text());
+    known->setUnit(childOf(entry, isStatus ? 3 : 6).text());
   }
   return "";
 }
@@ -176,8 +176,10 @@ std::string HostCommands::showValues(VariableKind kind, const Line &line) {
            std::to_string(vids.size());
   for (size_t i = 0; i < vids.size(); ++i) {
     const CHGemEventVid *known = host_.known().variables.FindVid(vids[i], kind);
-    const std::string unit = known == nullptr || known->unit.empty() ? "" : ' ' + known->unit;
-    host_.say(variableTitle(vids[i], host_.known()) + " = " + readableItem(values[i]) + unit);
+    std::string shown = variableTitle(vids[i], host_.known()) + " = " + readableItem(values[i]);
+    if (known != nullptr && !known->unit().empty())
+      shown.append(" ").append(known->unit());
+    host_.say(shown);
   }
   return "";
 }

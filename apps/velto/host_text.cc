@@ -89,8 +89,8 @@ void appendItem(std::string &out, const CHSecsItem &item, size_t depth) {
   out += '}';
 }
 
-std::string titled(uint32_t number, const std::string &name) {
-  return std::to_string(number) + (name.empty() ? "" : ' ' + name);
+std::string titled(uint32_t number, std::string_view name) {
+  return std::to_string(number).append(name.empty() ? "" : " ").append(name);
 }
 
 std::string explainReport(const CHSecsItem &item, const GemData &known) {
@@ -165,7 +165,7 @@ std::string readableItem(const CHSecsItem &item) {
 
 std::string variableTitle(uint32_t vid, const GemData &known) {
   const CHGemEventVid *variable = known.variables.FindVid(vid);
-  return titled(vid, variable != nullptr ? variable->description : "");
+  return titled(vid, variable != nullptr ? variable->description() : "");
 }
 
 std::vector<std::string> explainPrimary(const CHSecsMessage &message, const GemData &known) {

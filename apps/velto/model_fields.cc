@@ -74,7 +74,7 @@ std::string readValue(std::string_view text, bool &value) {
   return value || text == "no" ? "" : "yes or no";
 }
 
-void printValue(std::string &out, const std::string &value) { out += container::quoted(value); }
+void printValue(std::string &out, std::string_view value) { out += container::quoted(value); }
 
 std::string readValue(std::string_view text, std::string &value) {
   value = text;

@@ -31,7 +31,7 @@ std::string readValue(std::string_view text, uint32_t &value);
 void printValue(std::string &out, bool value);
 std::string readValue(std::string_view text, bool &value);
 
-void printValue(std::string &out, const std::string &value);
+void printValue(std::string &out, std::string_view value);
 std::string readValue(std::string_view text, std::string &value);
 
 /// Numbers with commas between them, or "none".
@@ -52,6 +52,18 @@ template <auto Member, ValueNames... Names> constexpr auto field(std::string_vie
         name, [](std::string &out, const T &object) { printValue(out, object.*Member, Names...); },
         [](std::string_view text, T &object) { return readValue(text, object.*Member, Names...); }};
   }(Member);
+}
+
+/// The field that a text of the object is which has a getter and a setter.
+template <auto Get, auto Set> constexpr auto textField(std::string_view name) {
+  return [name]<typename T>(std::string_view (T::*)() const) {
+    return Field<T>{name,
+                    [](std::string &out, const T &object) { printValue(out, (object.*Get)()); },
+                    [](std::string_view text, T &object) {
+                      (object.*Set)(text);
+                      return std::string();
+                    }};
+  }(Get);
 }
 
 /// The field that an object's role is.

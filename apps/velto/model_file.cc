@@ -9,8 +9,8 @@ namespace velto {
 bool isModelText(std::string_view path) { return path.ends_with(".model"); }
 
 std::optional<GemData> readModelData(const std::string &path, std::string &problem) {
-  const auto bytes = readDataFile(systemFiles(), path);
-  auto data = bytes ? loadGemData(*bytes) : std::nullopt;
+  auto bytes = readDataFile(systemFiles(), path);
+  auto data = bytes ? loadGemData(std::move(*bytes)) : std::nullopt;
   if (!data)
     problem = path + (bytes ? ": is no model data file" : ": cannot be read");
   return data;

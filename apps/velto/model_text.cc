@@ -101,17 +101,18 @@ constexpr Field<ControlSettings> kControlFields[] = {
 
 // The number of an object is the first of its fields.
 
-constexpr Field<CHGemEventVid> kVariableFields[] = {
-    field<&CHGemEventVid::vid>("vid"),
-    field<&CHGemEventVid::kind, variableKinds>("kind"),
-    field<&CHGemEventVid::nodeType, itemTypes>("type"),
-    roleField<CHGemEventVid, variableRoleNames>("role"),
-    field<&CHGemEventVid::minimum>("min"),
-    field<&CHGemEventVid::maximum>("max"),
-    field<&CHGemEventVid::defaultValue>("default"),
-    field<&CHGemEventVid::unit>("unit"),
-    field<&CHGemEventVid::description>("description"),
-    field<&CHGemEventVid::rawValue>("value"),
+using V = CHGemEventVid;
+constexpr Field<V> kVariableFields[] = {
+    field<&V::vid>("vid"),
+    field<&V::kind, variableKinds>("kind"),
+    field<&V::nodeType, itemTypes>("type"),
+    roleField<V, variableRoleNames>("role"),
+    textField<&V::minimum, &V::setMinimum>("min"),
+    textField<&V::maximum, &V::setMaximum>("max"),
+    textField<&V::defaultValue, &V::setDefaultValue>("default"),
+    textField<&V::unit, &V::setUnit>("unit"),
+    textField<&V::description, &V::setDescription>("description"),
+    textField<&V::rawValue, &V::setRawValue>("value"),
 };
 constexpr uint32_t kValueGiven = uint32_t{1} << (std::size(kVariableFields) - 1);
 
@@ -147,8 +148,8 @@ void complete(CHGemEventVid &variable, uint32_t given) {
   if ((given & kValueGiven) != 0)
     return;
   const ElementKind kind = formatInfo(formatOf(variable.nodeType)).kind;
-  if (!variable.defaultValue.empty())
-    variable.rawValue = variable.FormatBound(Bound::Default);
+  if (!variable.defaultValue().empty())
+    variable.setRawValue(variable.FormatBound(Bound::Default));
   else
     variable.SetValue(kind == ElementKind::Text || kind == ElementKind::List ? "" : "0");
 }

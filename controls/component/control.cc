@@ -130,9 +130,10 @@ void Control::observe(Observer observer) {
 }
 
 void Control::notify(int eventId, Arguments arguments) {
-  const Member *event = members().find(eventId, Member::Kind::Event);
   const auto observer = observer_;
-  if (event != nullptr && observer)
+  if (observer == nullptr)
+    return;
+  if (const Member *event = members().find(eventId, Member::Kind::Event))
     (*observer)(*event, arguments);
 }
 

@@ -128,8 +128,10 @@ public:
   Event(const Event &) = delete;
   Event &operator=(const Event &) = delete;
 
+  /// An empty function is no handler.
   template <typename F> Event &operator=(F handler) {
-    handler_ = std::make_shared<const std::function<void(const A &...)>>(std::move(handler));
+    Handler function(std::move(handler));
+    handler_ = function ? std::make_shared<const Handler>(std::move(function)) : nullptr;
     return *this;
   }
   Event &operator=(std::nullptr_t) {
@@ -151,9 +153,11 @@ public:
   }
 
 private:
+  using Handler = std::function<void(const A &...)>;
+
   Control &owner_;
   int id_;
-  std::shared_ptr<const std::function<void(const A &...)>> handler_;
+  std::shared_ptr<const Handler> handler_;
 };
 
 } // namespace velto

@@ -2,6 +2,12 @@
 
 namespace velto {
 
+namespace {
+
+constexpr int64_t kMaxText = 128; // which the INI file gives back
+
+} // namespace
+
 void IniControl::SetIniFileName(const std::string &name) {
   iniFileName_ = name;
   setModified();
@@ -65,8 +71,10 @@ PropertySheet IniControl::makeSheet(const std::string &caption) {
     shown.title = page.title;
     for (const PageField &field : page.fields) {
       const Variant value = setting(field.setting);
-      if (value.isText())
-        shown.text(field.setting, field.label, value.toString());
+      if (value.isText() && field.word)
+        shown.word(field.setting, field.label, value.toString(), kMaxText);
+      else if (value.isText())
+        shown.text(field.setting, field.label, value.toString(), kMaxText);
       else if (value.isBool())
         shown.check(field.setting, field.label, value.toBool());
       else

@@ -18,6 +18,7 @@ public:
     int64_t minimum = 0;
     int64_t maximum = 0;
     int32_t scale = 1; ///< what is shown times this is the setting (1000: seconds of ms)
+    bool word = false; ///< a text without blanks, such as an address
   };
   struct Page {
     const char *title;

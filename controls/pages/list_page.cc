@@ -97,7 +97,7 @@ template <typename List> void ListPage<List>::edit(size_t row) {
 
 template <typename List> void ListPage<List>::remove(size_t row) {
   const uint32_t number = edited().at(row).number();
-  const std::string &text = edited().at(row).*traits_.text;
+  const std::string text = traits_.text(edited().at(row));
   MessageBox box;
   box.text = std::string("Are you sure to delete ") + traits_.name + " #" + std::to_string(number) +
              (text.empty() ? "" : "(" + text + ")") + "?";

@@ -18,6 +18,19 @@ template <typename T> void mergeField(T &live, const T &before, const T &after) 
     live = after;
 }
 
+struct VariableText {
+  std::string_view (CHGemEventVid::*get)() const;
+  void (CHGemEventVid::*set)(std::string_view);
+};
+constexpr VariableText kVariableTexts[] = {
+    {&CHGemEventVid::minimum, &CHGemEventVid::setMinimum},
+    {&CHGemEventVid::maximum, &CHGemEventVid::setMaximum},
+    {&CHGemEventVid::defaultValue, &CHGemEventVid::setDefaultValue},
+    {&CHGemEventVid::unit, &CHGemEventVid::setUnit},
+    {&CHGemEventVid::description, &CHGemEventVid::setDescription},
+    {&CHGemEventVid::rawValue, &CHGemEventVid::setRawValue},
+};
+
 bool isChecked(const PropertyPage &dialog, const char *key) {
   return dialog.field(key).value == "true";
 }
@@ -29,7 +42,7 @@ bool isChecked(const PropertyPage &dialog, const char *key) {
 CPropAlid::CPropAlid(SetupDesk &desk)
     : ListPage(desk, {.name = "ALID",
                       .number = &CHGemAlarmAlid::alid,
-                      .text = &CHGemAlarmAlid::altx,
+                      .text = [](const CHGemAlarmAlid &alarm) { return alarm.altx; },
                       .copy = &ModelLists::alarms,
                       .live = &GemData::alarms,
                       .columns = {"ALID#", "Enable", "Code", "Text"}}) {}
@@ -63,7 +76,7 @@ void CPropAlid::merge(CHGemAlarmAlid &live, const CHGemAlarmAlid &before,
 CPropCeid::CPropCeid(SetupDesk &desk)
     : ListPage(desk, {.name = "CEID",
                       .number = &CHGemEventCeid::ceid,
-                      .text = &CHGemEventCeid::description,
+                      .text = [](const CHGemEventCeid &event) { return event.description; },
                       .copy = &ModelLists::events,
                       .live = &GemData::events,
                       .columns = {"CEID#", "Enable", "Description", "Linked Report#"},
@@ -94,14 +107,18 @@ void CPropCeid::merge(CHGemEventCeid &live, const CHGemEventCeid &before,
 CPropVid::CPropVid(SetupDesk &desk)
     : ListPage(desk, {.name = "VID",
                       .number = &CHGemEventVid::vid,
-                      .text = &CHGemEventVid::description,
+                      .text =
+                          [](const CHGemEventVid &variable) {
+                            return std::string(variable.description());
+                          },
                       .copy = &ModelLists::variables,
                       .live = &GemData::variables,
                       .columns = {"VID#", "Type", "Node", "Description", "Default", "Unit"}}) {}
 
 std::vector<std::string> CPropVid::row(const CHGemEventVid &variable) const {
   return {variableKindLabel(variable.kind), variableTypeName(variable.nodeType),
-          variable.description, variable.defaultValue, variable.unit};
+          std::string(variable.description()), std::string(variable.defaultValue()),
+          std::string(variable.unit())};
 }
 
 void CPropVid::ask(PropertyPage &dialog, const CHGemEventVid &variable) const {
@@ -113,12 +130,12 @@ void CPropVid::ask(PropertyPage &dialog, const CHGemEventVid &variable) const {
     types.emplace_back(variableTypeName(type));
   dialog.choice("Type", "Type", variableKindLabel(variable.kind), std::move(kinds));
   dialog.choice("Node", "Node", variableTypeName(variable.nodeType), std::move(types));
-  dialog.text("Description", "Description", variable.description);
-  dialog.text("Min", "Minimum", variable.minimum);
-  dialog.text("Max", "Maximum", variable.maximum);
-  dialog.text("Default", "Default", variable.defaultValue);
-  dialog.text("Unit", "Unit", variable.unit);
-  dialog.text("Value", "Value", variable.rawValue);
+  dialog.text("Description", "Description", std::string(variable.description()));
+  dialog.text("Min", "Minimum", std::string(variable.minimum()));
+  dialog.text("Max", "Maximum", std::string(variable.maximum()));
+  dialog.text("Default", "Default", std::string(variable.defaultValue()));
+  dialog.text("Unit", "Unit", std::string(variable.unit()));
+  dialog.text("Value", "Value", std::string(variable.rawValue()));
 }
 
 std::string CPropVid::entryProblem(const PropertyPage &dialog) const {
@@ -136,24 +153,21 @@ void CPropVid::take(const PropertyPage &dialog, CHGemEventVid &variable) const {
   for (uint8_t type = SecsList; type <= SecsAscii2; ++type)
     if (dialog.field("Node").value == variableTypeName(type))
       variable.nodeType = type;
-  variable.description = dialog.field("Description").value;
-  variable.minimum = dialog.field("Min").value;
-  variable.maximum = dialog.field("Max").value;
-  variable.defaultValue = dialog.field("Default").value;
-  variable.unit = dialog.field("Unit").value;
-  variable.rawValue = dialog.field("Value").value;
+  variable.setDescription(dialog.field("Description").value);
+  variable.setMinimum(dialog.field("Min").value);
+  variable.setMaximum(dialog.field("Max").value);
+  variable.setDefaultValue(dialog.field("Default").value);
+  variable.setUnit(dialog.field("Unit").value);
+  variable.setRawValue(dialog.field("Value").value);
 }
 
 void CPropVid::merge(CHGemEventVid &live, const CHGemEventVid &before,
                      const CHGemEventVid &after) const {
   mergeField(live.kind, before.kind, after.kind);
   mergeField(live.nodeType, before.nodeType, after.nodeType);
-  mergeField(live.minimum, before.minimum, after.minimum);
-  mergeField(live.maximum, before.maximum, after.maximum);
-  mergeField(live.defaultValue, before.defaultValue, after.defaultValue);
-  mergeField(live.unit, before.unit, after.unit);
-  mergeField(live.description, before.description, after.description);
-  mergeField(live.rawValue, before.rawValue, after.rawValue);
+  for (const VariableText &text : kVariableTexts)
+    if ((before.*text.get)() != (after.*text.get)())
+      (live.*text.set)((after.*text.get)());
 }
 
 } // namespace velto

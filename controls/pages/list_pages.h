@@ -21,7 +21,7 @@ protected:
   struct Traits {
     const char *name; ///< "VID", "CEID" or "ALID"
     uint32_t Entry::*number;
-    std::string Entry::*text; ///< named when the entry is deleted
+    std::string (*text)(const Entry &); ///< named when the entry is deleted
     List ModelLists::*copy;
     List GemData::*live;
     std::vector<std::string> columns;

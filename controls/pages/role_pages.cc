@@ -9,6 +9,9 @@ namespace {
 
 constexpr const char *kNone = "none";
 
+std::string describe(const CHGemEventVid &variable) { return std::string(variable.description()); }
+std::string describe(const CHGemEventCeid &event) { return event.description; }
+
 } // namespace
 
 template <typename List> void RolePage<List>::fill(CVeltoGemCtrl &) {
@@ -25,7 +28,7 @@ template <typename List> void RolePage<List>::refresh() {
   for (size_t role = 0; role < traits_.roles.size(); ++role) {
     auto &row = rows.emplace_back(std::vector{std::string(traits_.roles[role])});
     if (const auto *holder = edited().FindByRole(static_cast<uint8_t>(role)))
-      row.insert(row.end(), {std::to_string(holder->number()), holder->description});
+      row.insert(row.end(), {std::to_string(holder->number()), describe(*holder)});
   }
 }
 

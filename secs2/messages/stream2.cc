@@ -23,6 +23,12 @@ constexpr const char *kConstantNames =
 constexpr const char *kLimits =
     "{<a'@DATAID'> {{<a'@VID'> {{<a'@ACK'> {<a'i*|u*|a|bool|f*'>...}}...}}...}}";
 
+// For each variable UNITS, LIMITMIN, LIMITMAX and its limits (LIMITID, UPPERDB, LOWERDB); an empty
+// list for one that has no limits.
+constexpr const char *kLimitData =
+    "{{<a'@VID'> ({0} or {<a> <a'i*|u*|a|bool|f*'> <a'i*|u*|a|bool|f*'>"
+    " {{<a'@ACK'> <a'i*|u*|a|bool|f*'> <a'i*|u*|a|bool|f*'>}...}})}...}";
+
 // clang-format off
 constexpr MessageRow kRows[] = {
     primary(2, 1, Both, "{<a'=6'> <a'i*|u*'>}", "Service Program Load Inquire", {"0"}),
@@ -82,7 +88,7 @@ constexpr MessageRow kRows[] = {
     reply(2, 46, Host, "{<a'@ACK'> {{<a'@VID'> <a'@ACK'> {<a'@ACK'>...}}...}}",
           "Variable Limit Attribute Acknowledge", "s2f46{\t%s}"),
     primary(2, 47, Equipment, "{<a'@VID'>...}", "Variable Limit Attribute Request"),
-    reply(2, 48, Host, "{{<a'@VID'> {}}...}", "Variable Limit Attributes Send", "s2f48"),
+    reply(2, 48, Host, kLimitData, "Variable Limit Attributes Send", "s2f48"),
     primary(2, 49, Equipment,
             "{<a'@DATAID'> <a> <a'i1|u1|a'> {{<a'@CPNAME'> <a'@ITEM'>}...}}",
             "Enhanced Remote Command", {"<b 0>{}"}),

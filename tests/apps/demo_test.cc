@@ -1,4 +1,4 @@
-// The two stories of velto demo, as people see them.
+// The stories of velto demo, as people see them.
 #include "apps/velto/command.h"
 #include "support/temporary_directory.h"
 
@@ -73,6 +73,23 @@ TEST(Demo, TwoHsmsEndsExchangeMessages) {
                  "  host --> equipment  LinktestReq\n", "  equipment --> host  LinktestRsp\n",
                  "  equipment --> host  S6F11W\n", "        <a 'LOT-0042'>\n",
                  "  host --> equipment  S6F12\n", "  host --> equipment  SeparateReq\n"});
+}
+
+TEST(Demo, ASecsIHostAndEquipmentShareALine) {
+  const auto [status, story] = runDemo({"--secs1"}, ".");
+  EXPECT_EQ(status, kExitDone) << story;
+  expectInOrder(story, {"  host ENQ, equipment EOT, host last block 1 (10 bytes), equipment ACK\n",
+                        "  host --> equipment  S1F1W\n", "  equipment --> host  S1F2\n",
+                        "  host ENQ, equipment EOT, host block 1 (254 bytes), equipment ACK\n",
+                        "  host ENQ, equipment EOT, host block 8 (254 bytes), equipment ACK\n",
+                        "  host ENQ, equipment EOT, host last block 9 (84 bytes), equipment ACK\n",
+                        "  host --> equipment  S2F33W\n", "  equipment --> host  S2F34\n",
+                        " ENQ, host EOT, equipment last block 1 (52 bytes), host ACK\n",
+                        "  host ENQ, equipment EOT, host last block 1 (18 bytes), equipment ACK\n",
+                        "  equipment --> host  S6F11W\n", "  host --> equipment  S1F3W\n",
+                        "  host --> equipment  S6F12\n", "  equipment --> host  S1F4\n",
+                        "  equipment --> host  S5F1W\n",
+                        "  equipment: problem 12, no reply to: 800085018001"});
 }
 
 TEST(Demo, FailsWithALineThatTellsWhy) {

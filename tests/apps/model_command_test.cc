@@ -85,7 +85,7 @@ TEST(ModelText, SurvivesBothWays) {
   EXPECT_TRUE(full.changePCClock);
   EXPECT_EQ(full.variables.at(1).role, RoleTimeFormat);
   EXPECT_EQ(full.variables.at(1).nodeType, SecsDouble);
-  EXPECT_EQ(full.variables.at(1).description, "Pressure # 1");
+  EXPECT_EQ(full.variables.at(1).description(), "Pressure # 1");
   EXPECT_EQ(full.reports.at(1).variables, (std::vector<uint32_t>{5, 5, 4294967295}));
   EXPECT_EQ(full.alarms.at(0).alcd, 0x81);
   EXPECT_EQ(storeGemData(read(modelToText(full))), storeGemData(full));
@@ -144,7 +144,7 @@ TEST(ModelText, GivesVariablesTheirDefault) {
   };
   for (const auto &row : rows) {
     const GemData data = read(std::string("[variables]\n") + row.line);
-    EXPECT_EQ(data.variables.at(0).rawValue, row.value) << row.line;
+    EXPECT_EQ(data.variables.at(0).rawValue(), row.value) << row.line;
   }
 }
 
@@ -204,7 +204,7 @@ TEST(ModelCommand, ImportsAndExports) {
   EXPECT_EQ(data->control.initialState, 4);
   ASSERT_EQ(data->variables.Count(), 30U);
   for (size_t i = 0; i < data->variables.Count(); ++i)
-    EXPECT_TRUE(CHSecsMessage().SetFromSml(data->variables.at(i).rawValue))
+    EXPECT_TRUE(CHSecsMessage().SetFromSml(data->variables.at(i).rawValue()))
         << data->variables.at(i).vid;
   for (size_t i = 0; i < data->reports.Count(); ++i)
     for (const uint32_t vid : data->reports.at(i).variables)

@@ -42,7 +42,7 @@ public:
     engine.gem()->data().communication.initialState = 1;
     CHGemEventVid state;
     state.vid = 1;
-    state.rawValue = "<u4 4>";
+    state.setRawValue("<u4 4>");
     state.role = RoleControlState;
     engine.gem()->data().variables.Add(state);
     engine.physical().ipAddress = "127.0.0.1";
@@ -105,7 +105,7 @@ TEST(PowerLoss, WhatWasAcknowledgedSurvivesAKill) {
   GemData data;
   CHGemEventVid state;
   state.vid = 1;
-  state.rawValue = "<u4 4>";
+  state.setRawValue("<u4 4>");
   state.role = RoleControlState;
   data.variables.Add(state);
   data.communication.initialState = 1;

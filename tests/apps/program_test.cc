@@ -1,6 +1,6 @@
 // The program as people run it: its commands, the examples, and every example of the documentation.
 #include "platform/file.h"
-#include "support/pty.h"
+#include "platform/null_modem.h"
 #include "support/temporary_directory.h"
 
 #include <array>
@@ -92,8 +92,9 @@ private:
 
 TEST(Documentation, ItsExamplesRun) {
   const SerialPair lines;
-  for (const char *page : {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md",
-                           "docs/gem.md", "docs/setup.md", "docs/log.md", "docs/serial.md"}) {
+  for (const char *page :
+       {"README.md", "docs/container.md", "docs/sml.md", "docs/hsms.md", "docs/gem.md",
+        "docs/setup.md", "docs/log.md", "docs/serial.md", "docs/secsi.md"}) {
     const std::string text = source(page);
     for (const std::string &block : blocks(text, "console"))
       runConsole(block);
@@ -114,8 +115,10 @@ TEST(Documentation, TheReferenceIsWhatTheProgramDescribes) {
 }
 
 TEST(Examples, TheContainerScriptsRun) {
+  const SerialPair lines;
   const TemporaryDirectory folder;
-  for (const char *script : {"hsms_links.velto", "verification.velto"}) {
+  for (const char *script :
+       {"hsms_links.velto", "verification.velto", "secsi_faulty_partner.velto"}) {
     const Result result =
         run("velto container " VELTO_SOURCE_DIR "/examples/" + std::string(script), folder / "");
     EXPECT_EQ(result.status, 0) << result.output;
@@ -124,6 +127,17 @@ TEST(Examples, TheContainerScriptsRun) {
        {"hsms_links.ini", "hsms_links.log", "hsms_links001.log", "hsms_links002.log"})
     EXPECT_TRUE(std::filesystem::exists(folder / file)) << file;
   EXPECT_FALSE(std::filesystem::exists(folder / "hsms_links003.log"));
+}
+
+TEST(Examples, AHostAndAnEquipmentTalkOverASerialLine) {
+  const SerialPair lines;
+  const Result result = run("velto container " VELTO_SOURCE_DIR "/examples/secsi_equipment.velto & "
+                            "velto container " VELTO_SOURCE_DIR "/examples/secsi_host.velto && "
+                            "wait $!",
+                            ".");
+  EXPECT_EQ(result.status, 0) << result.output;
+  EXPECT_THAT(result.output, HasSubstr("! host.Received \"8000860b8000"));
+  EXPECT_THAT(result.output, HasSubstr("! eq.Received \"0000060c8000"));
 }
 
 TEST(Program, MindsItsStandardStreams) {

@@ -177,6 +177,16 @@ TEST_F(ComponentTest, HandlersMayReplaceThemselves) {
   EXPECT_EQ(log, "first watched second ");
 }
 
+TEST_F(ComponentTest, AnEmptyHandlerIsNone) {
+  int seen = 0;
+  control_->observe([&seen](const Member &, Arguments) { ++seen; });
+  control_->onChanged = std::function<void(const std::string &, int32_t)>();
+  control_->Raise("x");
+  control_->onChanged = static_cast<void (*)(const std::string &, int32_t)>(nullptr);
+  control_->Raise("y");
+  EXPECT_EQ(seen, 2);
+}
+
 TEST_F(ComponentTest, HandlersMayDestroyTheControl) {
   bool observed = false;
   control_->observe([&observed](const Member &, Arguments) { observed = true; });

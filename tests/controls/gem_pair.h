@@ -48,11 +48,11 @@ public:
     data.variables.Add(variable(2, StatusVariable, SecsDWord, "<u4 7>"));
     data.variables.Add(variable(3, EquipmentConstant, SecsDWord, "<u4 15>"));
     data.variables.Add(variable(4, DataVariable, SecsAscii, "<a'LOT'>"));
-    data.variables.FindVid(1)->description = "State";
-    data.variables.FindVid(2)->description = "Position";
-    data.variables.FindVid(2)->unit = "mm";
-    data.variables.FindVid(3)->minimum = "10";
-    data.variables.FindVid(3)->maximum = "20";
+    data.variables.FindVid(1)->setDescription("State");
+    data.variables.FindVid(2)->setDescription("Position");
+    data.variables.FindVid(2)->setUnit("mm");
+    data.variables.FindVid(3)->setMinimum("10");
+    data.variables.FindVid(3)->setMaximum("20");
     model().events().RegisterCEID(7, kNoRole, "Done");
     model().events().RegisterCEID(8, kNoRole, "Gone");
     model().alarms().RegisterALID(5, 5, "Hot");
@@ -86,7 +86,7 @@ private:
     fresh.vid = vid;
     fresh.kind = kind;
     fresh.nodeType = type;
-    fresh.rawValue = value;
+    fresh.setRawValue(value);
     fresh.role = role;
     return fresh;
   }

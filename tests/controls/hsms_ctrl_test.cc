@@ -322,6 +322,13 @@ TEST_F(HsmsControl, KeepsItsSettingsInAnIniFile) {
   EXPECT_TRUE(control.Server());
 
   front.answer = [](PropertySheet &sheet) {
+    sheet.find("T5")->value = "12";
+    sheet.find("IP Address")->value = "10.0.0. 7";
+    return true;
+  };
+  EXPECT_FALSE(control.Setup("Blank")) << "no address";
+  EXPECT_EQ(control.T5(), 10000) << "and no half of the sheet";
+  front.answer = [](PropertySheet &sheet) {
     EXPECT_EQ(sheet.value("T3"), "4") << "seconds";
     sheet.find("T5")->value = "12";
     sheet.find("Device ID")->value = "77";
@@ -348,7 +355,7 @@ TEST_F(HsmsControl, KeepsItsSettingsInAnIniFile) {
   EXPECT_FALSE(control.Setup(""));
   EXPECT_FALSE(control.LoadIniFile());
   EXPECT_THAT(front.titles,
-              ElementsAre("VeltoHsms - VeltoHsms", "Mine", "Mine", "VeltoHsms Setup"));
+              ElementsAre("Blank", "VeltoHsms - VeltoHsms", "Mine", "Mine", "VeltoHsms Setup"));
 }
 
 TEST_F(HsmsControl, ABagOpensTheLinkWithItsSettings) {

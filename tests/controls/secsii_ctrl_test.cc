@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <memory>
 
 namespace velto {
 namespace {
@@ -109,6 +110,7 @@ TEST_F(SecsIIControl, MsgIsVerifiedAndSuggestsAReply) {
                  "0102410161410162");
   EXPECT_EQ(control.Verify(), VerificationCorrect);
   EXPECT_EQ(control.SuggestedReplyMsg(), "");
+  EXPECT_EQ(control.Node(), "2") << "compared last";
 }
 
 TEST_F(SecsIIControl, ReplyMakesTheHeader) {
@@ -186,6 +188,40 @@ TEST_F(SecsIIControl, ThePropertyPageEditsWhatIsPersisted) {
   EXPECT_TRUE(control.Host());
   front.answer = nullptr;
   EXPECT_FALSE(control.ShowPropertyPage());
+}
+
+/// An operator's desk that closes the form, and the control with it, whatever is shown.
+class ClosingDesk final : public FrontEnd {
+public:
+  void messageBox(const std::string &) override { control.reset(); }
+  bool showSheet(PropertySheet &) override {
+    control.reset();
+    return true;
+  }
+  std::unique_ptr<CVeltoSecsIICtrl> control;
+};
+
+TEST(ClosingForm, DestroysTheControlWhileABoxIsShown) {
+  const FreshUser user;
+  EventLoop loop;
+  void (*const actions[])(CVeltoSecsIICtrl &) = {
+      [](CVeltoSecsIICtrl &c) { c.SetSML("nonsense"); },
+      [](CVeltoSecsIICtrl &c) { c.set("SML", Variant("{<a}")); },
+      [](CVeltoSecsIICtrl &c) {
+        c.SetSML("{{}}");
+        c.SetNode("1");
+        c.SetSML("{}");
+      },
+      [](CVeltoSecsIICtrl &c) { c.AboutBox(); },
+      [](CVeltoSecsIICtrl &c) { EXPECT_FALSE(c.ShowPropertyPage()); },
+  };
+  for (const auto &action : actions) {
+    ClosingDesk desk;
+    desk.control = std::make_unique<CVeltoSecsIICtrl>(ControlSite(loop, desk));
+    desk.control->SetErrorDialog(true);
+    action(*desk.control);
+    EXPECT_EQ(desk.control, nullptr);
+  }
 }
 
 TEST(UserSettings, DecideOnErrorDialogs) {

@@ -278,7 +278,7 @@ TEST_F(CommunicationModel, TheTimeoutComesFromItsVariable) {
       {"<i4 2147483647>", 2147483000},
   };
   for (const auto &row : rows) {
-    variable.rawValue = row.raw;
+    variable.setRawValue(row.raw);
     EXPECT_EQ(model.timeoutMs(), row.ms) << row.raw;
   }
 }

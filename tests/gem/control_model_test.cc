@@ -73,12 +73,12 @@ TEST_F(ControlModel, SwitchesAsTheGuardsAllow) {
 TEST_F(ControlModel, TheStateIsTheValueOfItsVariable) {
   CHGemEventVid other;
   other.vid = 17;
-  other.rawValue = "<a '3'>";
+  other.setRawValue("<a '3'>");
   owner.list.SetRole(owner.list.Add(other), RoleControlState);
   EXPECT_EQ(model.GetState(), 3);
   EXPECT_TRUE(model.SwitchState(4));
   EXPECT_EQ(owner.list.FindVid(17)->GetValue(), "4");
-  owner.list.FindVid(17)->rawValue = "<u4 260>";
+  owner.list.FindVid(17)->setRawValue("<u4 260>");
   EXPECT_EQ(model.GetState(), 4) << "the low byte counts";
 
   owner.list.Remove(17);

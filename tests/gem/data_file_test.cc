@@ -58,12 +58,12 @@ GemData sampleModel() {
   pressure.vid = 5;
   pressure.kind = EquipmentConstant;
   pressure.nodeType = SecsFloat;
-  pressure.minimum = "-1.5";
-  pressure.maximum = "20";
-  pressure.defaultValue = "3";
-  pressure.unit = "Torr";
-  pressure.description = std::string(300, 'd');
-  pressure.rawValue = "<f4 3.000000>";
+  pressure.setMinimum("-1.5");
+  pressure.setMaximum("20");
+  pressure.setDefaultValue("3");
+  pressure.setUnit("Torr");
+  pressure.setDescription(std::string(300, 'd'));
+  pressure.setRawValue("<f4 3.000000>");
   pressure.role = RoleTimeFormat;
   data.variables.Add(pressure);
   data.alarms.Add({3, 0x84, "hot", false});
@@ -204,6 +204,28 @@ TEST(DataFile, KeepsTextsOfEveryLength) {
     const size_t prefix = size < 255 ? 1 : size < 65534 ? 3 : 7;
     EXPECT_EQ(storeGemData(data).size(), storeGemData(GemData{}).size() + size + prefix - 1 + 4);
   }
+}
+
+TEST(DataFile, LeavesNothingBehindInVariablesThatOutliveIt) {
+  CHGemEventVid copied;
+  CHGemEventVid moved;
+  CHGemEventVidList list;
+  {
+    auto first = loadGemData(sampleFile());
+    auto second = loadGemData(sampleFile());
+    ASSERT_TRUE(first && second);
+    copied = first->variables.at(0);
+    list.CopyFrom(first->variables);
+    first->variables.at(0).setUnit("Pa");
+    EXPECT_EQ(first->variables.at(0).description(), std::string(300, 'd'));
+    *first = std::move(*second);
+    EXPECT_EQ(first->variables.at(0).unit(), "Torr");
+    moved = std::move(first->variables.at(0));
+  }
+  const GemData expected = sampleModel();
+  EXPECT_EQ(copied, expected.variables.at(0));
+  EXPECT_EQ(moved, expected.variables.at(0));
+  EXPECT_EQ(list, expected.variables);
 }
 
 // Classes and objects beyond the 32766th are numbered in 32 bits; lists of 65535 have long counts.

@@ -19,12 +19,12 @@ using testing::IsEmpty;
 class EventModel : public testing::Test {
 protected:
   EventModel() {
-    addVariable(1, StatusVariable, SecsAscii, "it's").description = "Lot's ID";
-    addVariable(2, StatusVariable, SecsFloat, "1.5").unit = "s";
+    addVariable(1, StatusVariable, SecsAscii, "it's").setDescription("Lot's ID");
+    addVariable(2, StatusVariable, SecsFloat, "1.5").setUnit("s");
     CHGemEventVid &limit = addVariable(3, EquipmentConstant, SecsDWord, "15");
-    limit.minimum = "10";
-    limit.maximum = "20";
-    limit.description = "Limit";
+    limit.setMinimum("10");
+    limit.setMaximum("20");
+    limit.setDescription("Limit");
     addVariable(4, EquipmentConstant, SecsAscii, "old");
     addVariable(5, DataVariable, SecsByte, "7");
     data.reports.Add({1, "first", {1, 5}});
@@ -68,7 +68,7 @@ protected:
 TEST_F(EventModel, SendsTheReportsOfAnEvent) {
   EXPECT_TRUE(model.InvokeEvent(10));
   EXPECT_TRUE(model.InvokeEvent(11));
-  data.variables.FindVid(5)->rawValue = "no item";
+  data.variables.FindVid(5)->setRawValue("no item");
   EXPECT_TRUE(model.InvokeEvent(10));
   EXPECT_TRUE(model.InvokeRole(RoleGoToLocal));
   EXPECT_FALSE(model.InvokeRole(RoleGoToRemote));
@@ -167,7 +167,7 @@ TEST_F(EventModel, AnswersByteForByte) {
   std::string text("\0it's\r\n", 7);
   for (int c = 0; c < 256; ++c)
     text += static_cast<char>(c);
-  data.variables.FindVid(1)->description = text;
+  data.variables.FindVid(1)->setDescription(text);
   CHSecsVerifier slot;
   slot.message.SetFromSml("s1f11w{<u4 1>}");
   slot.Verify(true);
@@ -176,7 +176,7 @@ TEST_F(EventModel, AnswersByteForByte) {
 }
 
 TEST_F(EventModel, AnswersNothingLongerThanAMessage) {
-  data.variables.FindVid(1)->rawValue = "<a'" + std::string(1'000'000, 'x') + "'>";
+  data.variables.FindVid(1)->setRawValue("<a'" + std::string(1'000'000, 'x') + "'>");
   std::string elements;
   for (int i = 0; i < 11; ++i)
     elements += " 1";
@@ -198,7 +198,7 @@ TEST_F(EventModel, AnswersWhatOneMessageJustCarries) {
     for (const bool fits : {true, false}) {
       SCOPED_TRACE(testing::Message() << row.request << fits);
       const size_t length = (CHSecsMessage::kMaxEncodedSize - row.around) / 2 + (fits ? 0 : 1);
-      data.variables.FindVid(1)->rawValue = "<a'" + std::string(length, 'x') + "'>";
+      data.variables.FindVid(1)->setRawValue("<a'" + std::string(length, 'x') + "'>");
       CHSecsVerifier slot;
       slot.message.SetFromSml(row.request);
       slot.Verify(true);
@@ -212,7 +212,7 @@ TEST_F(EventModel, AnswersWhatOneMessageJustCarries) {
 
 // It takes very long when the text is parsed each time that the variable is named.
 TEST_F(EventModel, ParsesALongTextOnce) {
-  data.variables.FindVid(1)->rawValue = "{" + std::string(1'000'000, ' ') + "}";
+  data.variables.FindVid(1)->setRawValue("{" + std::string(1'000'000, ' ') + "}");
   data.reports.FindReport(1)->variables.assign(20'000, 1);
   std::string elements;
   std::string entries;
@@ -338,7 +338,7 @@ TEST_F(EventModelChanges, SetsConstants) {
   EXPECT_EQ(receive(model, "s2f15w{{<u4 4><a'it' 0x27 's'>}{<a'3'><i2 20>}}"), taken("s2f16<b 0>"));
   EXPECT_THAT(owner.take(), ElementsAre("variable 4", "variable 3"));
   EXPECT_EQ(data.variables.FindVid(4)->GetValue(), "it's");
-  EXPECT_EQ(data.variables.FindVid(3)->rawValue, "<u4 20>");
+  EXPECT_EQ(data.variables.FindVid(3)->rawValue(), "<u4 20>");
   EXPECT_TRUE(model.modified());
 }
 
@@ -417,12 +417,12 @@ TEST_F(EventModel, RegistersAndRemoves) {
   CHGemEventVid variable;
   variable.vid = 20;
   variable.kind = 3;
-  variable.defaultValue = "12.5";
+  variable.setDefaultValue("12.5");
   EXPECT_FALSE(model.RegisterVID(variable)) << "no kind";
   variable.kind = DataVariable;
   EXPECT_FALSE(model.modified());
   EXPECT_TRUE(model.RegisterVID(variable));
-  EXPECT_EQ(data.variables.FindVid(20)->rawValue, "<u4 12>");
+  EXPECT_EQ(data.variables.FindVid(20)->rawValue(), "<u4 12>");
   variable.kind = EquipmentConstant;
   EXPECT_FALSE(model.RegisterVID(variable)) << "exists";
   EXPECT_FALSE(model.RegisterCEID(10, kNoRole, "")) << "exists";

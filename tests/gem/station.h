@@ -25,7 +25,7 @@ public:
     CHGemEventVid state;
     state.vid = 16;
     state.nodeType = SecsByte;
-    state.rawValue = "<u1 4>";
+    state.setRawValue("<u1 4>");
     state.role = RoleControlState;
     engine->gem()->data().variables.Add(state);
   }

@@ -74,7 +74,7 @@ TEST(Variable, SetsItsValueAsAnItemOfItsType) {
     CHGemEventVid tested;
     tested.nodeType = row.type;
     EXPECT_TRUE(tested.SetValue(row.text));
-    EXPECT_EQ(tested.rawValue, row.raw);
+    EXPECT_EQ(tested.rawValue(), row.raw);
     EXPECT_EQ(tested.GetValue(), row.value) << row.raw;
   }
 }
@@ -86,15 +86,35 @@ TEST(Variable, KeepsEveryByteOfAText) {
   CHGemEventVid tested;
   tested.nodeType = SecsAscii;
   tested.SetValue(text);
-  tested.defaultValue = text;
+  tested.setDefaultValue(text);
   EXPECT_EQ(tested.GetValue(), text);
-  EXPECT_EQ(tested.FormatBound(Bound::Default), tested.rawValue);
+  EXPECT_EQ(tested.FormatBound(Bound::Default), tested.rawValue());
+}
+
+TEST(Variable, KeepsItsOtherTextsWhenOneChanges) {
+  CHGemEventVid tested;
+  for (const size_t size : {3, 0, 254, 255, 65533, 65534, 65535, 3}) {
+    const std::string text(size, 'd');
+    tested.setMaximum("9");
+    tested.setDescription(text);
+    tested.setUnit(tested.maximum()); // one of its own
+    EXPECT_EQ(tested.description(), text);
+    EXPECT_EQ(tested.unit(), "9");
+    EXPECT_EQ(tested.minimum(), "");
+    EXPECT_EQ(tested.rawValue(), "<u4 0>");
+  }
+  CHGemEventVid taken = std::move(tested);
+  EXPECT_EQ(taken.unit(), "9");
+  tested = taken;
+  taken.setUnit("s");
+  EXPECT_EQ(tested.unit(), "9");
+  EXPECT_FALSE(tested == taken);
 }
 
 TEST(Variable, ReportsAnEmptyListForWhatIsNoItem) {
   CHGemEventVid tested;
   for (const char *raw : {"", "garbage", "<u4 abc>", "<u4 1> <u4 2>", "s1f1", "{<u4 1>", "}{"}) {
-    tested.rawValue = raw;
+    tested.setRawValue(raw);
     EXPECT_EQ(tested.GetValue(), "") << raw;
     EXPECT_EQ(hexOf(tested.reportedItem()), "0100") << raw;
   }
@@ -106,12 +126,12 @@ TEST(Variable, ReportsItsValueOfNow) {
   for (const std::string &raw :
        {std::string("<u4 1>"), std::string("<u4 2>"), std::string("{<b 1>{}}"),
         "<a'" + longText + "'>", std::string("<a'x'>"), std::string("<u4 2>")}) {
-    tested.rawValue = raw;
+    tested.setRawValue(raw);
     EXPECT_EQ(hexOf(tested.reportedItem()), bodyHex(raw));
     EXPECT_EQ(hexOf(tested.reportedItem()), bodyHex(raw));
   }
   CHGemEventVid copy = tested;
-  copy.rawValue = "<u4 3>";
+  copy.setRawValue("<u4 3>");
   EXPECT_EQ(hexOf(copy.reportedItem()), bodyHex("<u4 3>"));
   EXPECT_EQ(hexOf(tested.reportedItem()), bodyHex("<u4 2>"));
 }
@@ -140,8 +160,8 @@ TEST(Variable, ComparesWithItsBoundsAsItsTypeAsks) {
   for (const auto &row : kCases) {
     CHGemEventVid tested;
     tested.nodeType = row.type;
-    tested.minimum = row.minimum;
-    tested.maximum = row.maximum;
+    tested.setMinimum(row.minimum);
+    tested.setMaximum(row.maximum);
     for (const char *text : row.inside)
       EXPECT_TRUE(tested.IsInRange(text)) << int(row.type) << " " << text;
     for (const char *text : row.outside)
@@ -174,8 +194,9 @@ TEST(Variable, StatesBoundsAsItemsOfItsType) {
   for (const auto &row : kCases) {
     CHGemEventVid tested;
     tested.nodeType = row.type;
-    tested.maximum = row.bound;
-    tested.minimum = tested.defaultValue = "7";
+    tested.setMaximum(row.bound);
+    tested.setMinimum("7");
+    tested.setDefaultValue("7");
     EXPECT_EQ(tested.FormatBound(Bound::Maximum), row.sml);
   }
 }
@@ -193,9 +214,14 @@ TEST(VariableList, KeepsTheOrderOfNumbers) {
   };
   EXPECT_THAT(numbers(), ElementsAre(-1, 3, 5, 7, -1));
   EXPECT_EQ(list.nextFree(), 8U);
+  const CHGemEventVid *last = list.FindVid(7);
+  list.FindVid(5)->setUnit("s");
   EXPECT_TRUE(list.Remove(5));
   EXPECT_FALSE(list.Remove(5));
   EXPECT_THAT(numbers(), ElementsAre(-1, 3, 7, -1, -1));
+  list.Add(variable(4)).setUnit("m");
+  EXPECT_EQ(list.Append().unit(), "") << "nothing of the one that was removed";
+  EXPECT_EQ(list.FindVid(7), last) << "it stays where it is";
 }
 
 TEST(VariableList, SortsWhatWasAppended) {
@@ -248,7 +274,7 @@ TEST(VariableList, FindsRolesWhateverChanges) {
   EXPECT_TRUE(copy == list);
   EXPECT_EQ(copy.FindByRole(RoleControlState), copy.FindVid(4));
   EXPECT_EQ(copy.FindByRole(RoleTimeFormat), nullptr);
-  copy.FindVid(4)->unit = "s";
+  copy.FindVid(4)->setUnit("s");
   EXPECT_FALSE(copy == list);
   list.Clear();
   EXPECT_EQ(holder(RoleControlState), 0U);
@@ -257,11 +283,11 @@ TEST(VariableList, FindsRolesWhateverChanges) {
 TEST(VariableList, ShowsItsVariables) {
   CHGemEventVidList list;
   CHGemEventVid pressure = variable(1, EquipmentConstant, RoleTimeFormat);
-  pressure.minimum = "10";
-  pressure.maximum = "20";
-  pressure.defaultValue = "15";
-  pressure.unit = "mTorr";
-  pressure.description = "Pressure";
+  pressure.setMinimum("10");
+  pressure.setMaximum("20");
+  pressure.setDefaultValue("15");
+  pressure.setUnit("mTorr");
+  pressure.setDescription("Pressure");
   list.Add(pressure);
   pressure.vid = 2;
   pressure.kind = DataVariable;

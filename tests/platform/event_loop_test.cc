@@ -85,6 +85,27 @@ TEST_F(EventLoopTest, AcceptsDelaysUpToTheTickRange) {
   EXPECT_EQ(log_, "!");
 }
 
+TEST_F(EventLoopTest, StartsTimersWithinADelayUnlessTheyFireEarlier) {
+  Timer timer(loop_, [this] { log_ += '!'; });
+  timer.startWithin(10);
+  timer.startWithin(50);
+  advance(7);
+  timer.startWithin(5); // 3 ms are left
+  advance(3);
+  EXPECT_EQ(log_, "!");
+  timer.startWithin(10);
+  advance(2);
+  timer.startWithin(5); // before the 8 ms that are left
+  advance(5);
+  EXPECT_EQ(log_, "!!");
+  timer.start(5);
+  advance(1);
+  timer.start(20);
+  timer.startWithin(5); // of the last start alone
+  advance(5);
+  EXPECT_EQ(log_, "!!!");
+}
+
 TEST_F(EventLoopTest, PeriodicTimersSkipMissedPeriodsAndDoNotDrift) {
   Timer timer(loop_, [this] { log_ += '!'; });
   timer.startPeriodic(10);

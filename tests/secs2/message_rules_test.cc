@@ -146,7 +146,9 @@ const std::vector<Rule> kRules{
          "{<b>{}}|{<b 0>}|{<b 0>{{<b 2><b 1>{}}}}"),
     Rule(2, {47}, 'W', 'E', "{}|{<u4 1><a'v'>}", "{<b 1>}|<b 1>"),
     Rule(2, {48}, '-', 'H', "{}|{{<u4 1>{}}{<u4 1>{<a'mm'><f4 0><f4 9>{{<b 1><f4 2><f4 1>}}}}}",
-         "{{<b 1>{}}}|<u4 1>"),
+         "{{<b 1>{}}}|<u4 1>|{{<u4 1>{<a'mm'><f4 0><f4 9>}}}|{{<u4 1>{<a'mm'><f4 0><b 9>{}}}}|"
+         "{{<u4 1>{<a'mm'><f4 0><f4 9>{{<u1 1><f4 2><f4 1>}}}}}|"
+         "{{<u4 1>{<a'mm'><f4 0><f4 9>{{<b 1><f4 2>}}}}}"),
     Rule(2, {49}, 'W', 'E', "{<u4 1><a'O'><a'GO'>{}}|{<u4 1><a><u1 1>{{<a'P'><u4 1>}}}",
          "{<u4 1><a'O'><a'GO'>}|{<b 1><a'O'><a'GO'>{}}|{<u4 1><a'O'><u4 1>{}}", kHcack),
     Rule(2, {50}, '-', 'H', "{<b 0>{}}|{<b 3>{{<a'P'><u1 1>}}}", "{<b>{}}|{<b 0>}"),
@@ -402,6 +404,27 @@ TEST(MessageRules, EveryMessageIsJudgedAsStated) {
         for (const std::string &body : wrong)
           expectVerdict(equipment, rule.stream, function, wbit, body,
                         resultOf(rule, function, equipment, wbit, wrongResult), rule.refusal);
+      }
+    }
+}
+
+TEST(MessageRules, NoBodyThatEndsEarlyIsRight) {
+  for (const Rule &rule : kRules)
+    for (const bool equipment : {false, true}) {
+      if (*rule.wrong[equipment] == '?')
+        continue; // of any body
+      for (const std::string &body : bodiesOf(rule.right[equipment])) {
+        const char *wbit = rule.wbit == 'W' ? "w" : "";
+        Bytes whole;
+        fromSml(formatText("s%uf%u%s", rule.stream, rule.functions[0], wbit) + body).Encode(whole);
+        for (size_t size = CHSecsHeader::kSize + 1; size < whole.size(); ++size) {
+          CHSecsVerifier slot;
+          slot.isEquipmentSide = equipment;
+          ASSERT_TRUE(slot.message.Decode(ByteView(whole).first(size)));
+          EXPECT_NE(slot.Verify(true), VerificationCorrect)
+              << "S" << +rule.stream << "F" << +rule.functions[0] << " " << toHex(whole)
+              << " cut to " << size << " bytes";
+        }
       }
     }
 }

@@ -222,13 +222,16 @@ TEST(HexadecimalText, NeedsTenBytes) {
 }
 
 TEST(Item, CopiesAreIndependent) {
-  CHSecsMessage message = fromSml("{<u4 1 2 3 4 5 6 7 8> {<a 'x'>}}");
+  CHSecsMessage message = fromSml("{<u4 1 2 3 4 5 6 7 8> {<a 'x'>} {{<b>} {}}}");
+  const std::string before = RenderSml(message);
+  message.root.children()[1].setDecodeError(true);
   CHSecsItem copy = message.root.clone();
   message.root.clear();
-  EXPECT_EQ(EncodedItemSize(copy), 2 + 34 + 2 + 3U);
+  EXPECT_EQ(EncodedItemSize(copy), 2 + 34 + 2 + 3 + 2 + 4 + 2U);
+  EXPECT_TRUE(copy.children()[1].decodeError());
+  EXPECT_FALSE(copy.decodeError());
   message.root = std::move(copy);
-  EXPECT_EQ(RenderSml(message),
-            "S0F0\r\n{\r\n  <u4 1 2 3 4 5 6 7 8>\r\n  {\r\n    <a 'x'>\r\n  }\r\n}\r\n");
+  EXPECT_EQ(RenderSml(message), before);
 }
 
 TEST(Item, TakesItsOwnChildOrText) {

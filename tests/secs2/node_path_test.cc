@@ -80,6 +80,18 @@ TEST(PutNode, ReplacesAppendsAddsAndFails) {
   }
 }
 
+TEST(PutNode, ShowsItsErrorsInAMessageThatWasMoved) {
+  CHSecsMessage shows;
+  std::string shown;
+  shows.messageBox = [&shown](const std::string &text) { shown += text; };
+  shows.setShowMessageBoxes(true);
+  CHSecsMessage message;
+  message = std::move(shows);
+  message.node = "1";
+  EXPECT_FALSE(message.SetNodeValue(SecsByte, "1"));
+  EXPECT_EQ(shown, "Cannot find parent node.");
+}
+
 TEST(PutNode, NeverBuildsDeeperThanCanBeDecoded) {
   CHSecsMessage message = fromSml("{}");
   std::string path;

@@ -208,6 +208,13 @@ TEST(SmlParser, ShowsParseErrorsWhenAsked) {
   EXPECT_EQ(shown, 1);
 }
 
+TEST(SmlParser, TakesTheTextOfTheMessageItself) {
+  CHSecsMessage message;
+  message.root.setText("{<a 'carried in a text item'> <u1 1>}", format::kAscii);
+  EXPECT_TRUE(message.SetFromSml(message.root.text()));
+  EXPECT_EQ(valueAt(message, "1"), "carried in a text item");
+}
+
 class Names : public SmlContext {
   std::optional<std::string> variableName(int32_t id) const override {
     return id == 5 || id == 0 ? std::optional<std::string>("Clock\r\nx") : std::nullopt;
@@ -284,6 +291,22 @@ TEST(SmlPrinter, NeverReadsBeyondTheBytes) {
   }
 }
 
+// Indentation is twice the depth a line; the text of a body of many small items far down must not
+// be hundreds of times its size.
+TEST(SmlPrinter, StaysWithinAMultipleOfTheBody) {
+  std::string body;
+  for (size_t i = 0; i < CHSmlParser::kMaxListDepth - 1; ++i)
+    body += "0101";
+  body += "02c350"; // 50,000 empty lists
+  for (int i = 0; i < 50'000; ++i)
+    body += "0100";
+  const CHSecsMessage message = fromBody(body);
+  const std::string sml = RenderSml(message);
+  EXPECT_LT(sml.size(), 50 * body.size() / 2);
+  EXPECT_NE(sml.find("\r\n" + std::string(100, ' ') + "{\r\n"), std::string::npos);
+  EXPECT_TRUE(bodyHex(sml) == body) << "nothing but blanks is left out";
+}
+
 // A random item whose SML reads back as the same item.
 void fill(CHSecsItem &item, std::mt19937 &random, int depth) {
   static constexpr uint8_t kCodes[] = {0, 8, 9, 16, 17, 18, 24, 25, 26, 28, 32, 36, 40, 41, 42, 44};
@@ -340,6 +363,14 @@ TEST(MessageTree, LabelsItems) {
                                       "    1 2\n"
                                       "    1.500000\n"
                                       "    List (0 items)\n");
+}
+
+TEST(MessageTree, ShowsTheDeepestItems) {
+  std::string body;
+  for (size_t i = 0; i < CHSecsItem::kMaxDepth; ++i)
+    body += "0101";
+  const std::string text = toText(TreeView{{MessageTree(fromBody(body + "a5012a"))}});
+  EXPECT_TRUE(text.ends_with("List (1 items)\n" + std::string(258, ' ') + "42\n"));
 }
 
 } // namespace

@@ -109,6 +109,9 @@ TEST(Structure, MatchesBodies) {
       {"{0} or {2 <b> <b>}", "{<b> <b>}", true, "2"},
       {"{0} or {2 <b> <b>}", "{<b>}", false, ""},
       {"<f4 0 0> or <j>", "<f4 1 2>", true, ""},
+      {"{<a> ({0} or {<b> <b>})...}", "{<a> {} {<b> <b>}}", true, "3/2"},
+      {"{<a> ({0} or {<b> <b>})...}", "{<a> {<b> <b>} {<b>}}", false, "3/2"},
+      {"{({<a> (<b> or <u1>)} or <a>) <j>}", "{{<a> <u1>} <j>}", true, "2"},
   };
   for (const auto &row : rows) {
     const auto structure = Structure::parse(row.structure);
@@ -119,8 +122,9 @@ TEST(Structure, MatchesBodies) {
     EXPECT_EQ(structure->matches(message.root, path), row.matches) << row.structure << row.body;
     EXPECT_EQ(path, row.path) << row.structure << row.body;
   }
-  for (const char *text : {"{", "<a", "{} {}", "x", "{...}", "{2 <a>...}", "<a> or", "<a> . .",
-                           "{<a>..}", "{-1 <a>}", "{4294967296 <a>}"})
+  for (const char *text :
+       {"{", "<a", "{} {}", "x", "{...}", "{2 <a>...}", "<a> or", "<a> . .", "{<a>..}", "{-1 <a>}",
+        "{4294967296 <a>}", "{(<a> or)}", "{(<a>}", "{()}", "(<a> <b>)"})
     EXPECT_FALSE(Structure::parse(text)) << text;
 }
 
@@ -207,6 +211,11 @@ TEST(Verifier, ItemsThatEndTooEarlyAreIllegal) {
       {"82210000000000070102b1040000000101010102b104000000010101b1040000", 3}, // S2F33W
       {"810100000000000701", 2},                                               // S1F1W
       {"010000000000000701", 2},                                               // S1F0
+      // S3F35W, whose items the structure leaves open: whole, without its third item, and with a
+      // list that holds none of its items.
+      {"83230000000000070102a50101b10400000001", 0},
+      {"83230000000000070103a50101a50102", 2},
+      {"832300000000000701020100010b", 2},
       {"822b000000000007b1040000", 0}, // S2F43W: of any body
   };
   for (const auto &row : rows) {

@@ -1,4 +1,5 @@
 #include "network.h"
+#include "platform/null_modem.h"
 #include "support/pty.h"
 #include "transport/block.h"
 #include "transport/secsi.h"
