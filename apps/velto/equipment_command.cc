@@ -7,6 +7,7 @@
 #include "apps/velto/model_file.h"
 #include "apps/velto/model_text.h"
 #include "apps/velto/options.h"
+#include "apps/velto/watch_view.h"
 #include "controls/registry.h"
 #include "platform/tcp_socket.h"
 
@@ -22,7 +23,7 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto equipment [INI] [--data FILE] [--keep FILE.kel] [--port N] [--script FILE]\n"
-    "                       [--quiet | --json]\n\n"
+    "                       [--quiet | --json | --watch]\n\n"
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens\n"
     "until Ctrl-C ends it (or SIGTERM). Then it separates from the host and saves its model.\n\n"
     "  INI            settings file: device ID, port, times, log (default ./Velto.ini)\n"
@@ -35,7 +36,9 @@ constexpr const char *kUsage =
     "  --script FILE  commands of the container, in which the equipment is there as eq: value\n"
     "                 changes, events and alarms. `quit` ends the equipment\n"
     "  --quiet        prints problems alone\n"
-    "  --json         prints a JSON object a line\n\n"
+    "  --json         prints a JSON object a line\n"
+    "  --watch        shows states, alarms, variables and messages on the whole screen of a\n"
+    "                 terminal; q ends the equipment\n\n"
     "docs/tools.md tells more and has examples; docs/container.md lists the script's commands.\n";
 
 constexpr const char *kBareModel = R"([communication]
@@ -56,6 +59,7 @@ struct Options {
   std::string script;
   bool quiet = false;
   bool json = false;
+  bool watch = false;
 };
 
 /// Hands what a script prints to the console line by line.
@@ -81,7 +85,7 @@ private:
 class Equipment {
 public:
   explicit Equipment(const Options &options)
-      : options_(options), console_(loop_.clock(), std::cout,
+      : options_(options), console_(loop_.clock(), options.watch ? recentStream_ : std::cout,
                                     options.json    ? GemConsole::Style::Json
                                     : options.quiet ? GemConsole::Style::Quiet
                                                     : GemConsole::Style::Text) {
@@ -97,15 +101,21 @@ public:
   int run() {
     if (!load() || !listen())
       return kExitFailed;
+    if (options_.watch)
+      watch_.emplace(loop_, control_, recent_, [this] { script_.quit(); });
     if (!options_.script.empty())
       script_.runFile(options_.script);
     while (!script_.ended())
       loop_.runOnce(-1);
+    watch_.reset();
     separate(control_);
     const bool saved = control_.SaveData();
-    if (!saved)
-      console_.problem("the model cannot be saved to " + control_.DataFileName() + " and " +
-                       control_.IniFileName());
+    const std::string problem = "the model cannot be saved to " + control_.DataFileName() +
+                                " and " + control_.IniFileName();
+    if (!saved && options_.watch)
+      fail(problem);
+    else if (!saved)
+      console_.problem(problem);
     console_.event("stopped", "stopped");
     return saved && !script_.failed() ? kExitDone : kExitFailed;
   }
@@ -193,10 +203,13 @@ private:
   const Options &options_;
   EventLoop loop_;
   CVeltoGemCtrl control_{loop_};
+  RecentLines recent_;
+  std::ostream recentStream_{&recent_};
   GemConsole console_;
   ScriptOutput scriptOutput_{console_};
   std::ostream scriptStream_{&scriptOutput_};
   container::Interpreter script_{loop_, systemFiles(), scriptStream_, std::cerr, createControl};
+  std::optional<WatchView> watch_;
   LoopSignals signals_{loop_, kStopSignals, [this](int) { script_.quit(); }};
 };
 
@@ -217,20 +230,25 @@ int runEquipmentCommand(const CommandArguments &arguments) {
       {.name = "--data", .value = &options.data},   {.name = "--keep", .value = &options.keep},
       {.name = "--port", .value = &options.port},   {.name = "--script", .value = &options.script},
       {.name = "--quiet", .given = &options.quiet}, {.name = "--json", .given = &options.json},
+      {.name = "--watch", .given = &options.watch},
   };
   std::vector<std::string> files;
   if (const std::string problem = readOptions(arguments, table, files); !problem.empty())
     return usage(problem);
   if (files.size() > 1)
     return usage("one settings file at most");
-  if (options.quiet && options.json)
-    return usage("--quiet and --json exclude each other");
+  if (options.quiet + options.json + options.watch > 1)
+    return usage("--quiet, --json and --watch exclude each other");
   if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
     return usage("--port takes a number from 0 to 65535");
   if (!options.keep.empty() && !isModelText(options.data))
     return usage("--keep goes with --data FILE.model");
   if (!files.empty())
     options.ini = files[0];
+  if (options.watch && !Terminal::usable()) {
+    std::cerr << "velto: --watch needs a terminal for its keys and its screen\n";
+    return kExitFailed;
+  }
   return Equipment(options).run();
 }
 
