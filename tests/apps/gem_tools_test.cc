@@ -319,6 +319,8 @@ TEST_F(GemTools, SayWhatIsWrong) {
       {{"equipment", "--port"}, 2, "--port needs a value"},
       {{"equipment", "--port", "65536"}, 2, "--port takes a number from 0 to 65535"},
       {{"equipment", "--quiet", "--json"}, 2, "exclude each other"},
+      {{"equipment", "--watch", "--json"}, 2, "exclude each other"},
+      {{"equipment", "--watch"}, 1, "velto: --watch needs a terminal"},
       {{"equipment", "--keep", "a.kel"}, 2, "--keep goes with --data FILE.model"},
       {{"equipment", "a.ini", "b.ini"}, 2, "one settings file"},
       {{"host"}, 2, "the address of one equipment"},

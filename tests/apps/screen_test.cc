@@ -2,6 +2,8 @@
 #include "apps/velto/screen/box_window.h"
 #include "apps/velto/screen/glyph.h"
 #include "apps/velto/screen/held_output.h"
+#include "apps/velto/screen/recent_lines.h"
+#include "apps/velto/screen/scroll_pane.h"
 #include "apps/velto/screen/sheet_window.h"
 
 #include <deque>
@@ -361,6 +363,32 @@ TEST(Screen, SendsOnlyWhatChanged) {
   after.put(1, 1, "\xe9", 1);
   EXPECT_EQ(after.changes(before, false), "\x1b[2;1H \xe9") << "the left half goes too";
   EXPECT_EQ(Screen({1, 1}).changes(before, true), "\x1b[0m\x1b[2J") << "another size: all anew";
+}
+
+TEST(ScrollPane, FollowsItsLastLineUntilItIsScrolled) {
+  RecentLines recent;
+  std::ostream out(&recent);
+  ScrollPane pane("Log", true);
+  const auto shown = [&] {
+    Screen screen({3, 27});
+    pane.draw(screen, {0, 0, 3, 27},
+              {recent.lines().size(), [&](size_t line) { return recent.lines()[line]; }}, true);
+    return screen.text();
+  };
+  EXPECT_EQ(shown(), "-[Log]---------------------\n\n\n");
+  for (const char *text : {"1\nbody", "2\n", "3\n"})
+    out << text << std::flush;
+  EXPECT_EQ(shown(), "-[Log]------- 2 to 3 of 3 -\n 2\n 3\n");
+  pane.press({Code::PageUp});
+  out << "4\n" << std::flush;
+  EXPECT_EQ(shown(), "-[Log]------- 1 to 2 of 4 -\n 1\n 2\n");
+  pane.press({Code::Down});
+  EXPECT_THAT(shown(), HasSubstr(" 2\n 3\n"));
+  pane.press({Code::End});
+  for (int i = 0; i < 2000; ++i)
+    out << "line " << i << '\n' << std::flush;
+  EXPECT_THAT(shown(), HasSubstr(" 999 to 1000 of 1000 ")) << "the last lines alone are kept";
+  EXPECT_THAT(shown(), HasSubstr(" line 1998\n line 1999\n"));
 }
 
 TEST(HeldOutput, ComesAfterwards) {

@@ -4,6 +4,8 @@
 #include "support/tmux.h"
 
 #include <gmock/gmock.h>
+#include <optional>
+#include <regex>
 
 namespace velto {
 namespace {
@@ -22,6 +24,21 @@ protected:
   void expectAsBefore() {
     terminal->run("stty -g > after; cmp before after && echo same");
     terminal->waitFor("same\nready>");
+  }
+
+  /// Sends a signal to the process whose number is in the file "pid".
+  void kill(const std::string &signal) {
+    const int pid = atoi(systemFiles().read(folder / "pid").value_or("").c_str());
+    ASSERT_GT(pid, 0);
+    outputOf("kill -" + signal + ' ' + std::to_string(pid));
+  }
+  void expectStored(const std::string &name, const std::string &screens) {
+    const std::string file = "/screens_" + name + ".txt";
+    const std::string stored =
+        systemFiles().read(VELTO_SOURCE_DIR "/tests/apps" + file).value_or("");
+    if (screens != stored)
+      systemFiles().write(VELTO_BINARY_DIR + file, screens);
+    EXPECT_EQ(screens, stored) << "what was seen is in " VELTO_BINARY_DIR << file;
   }
 
   const TemporaryDirectory folder;
@@ -70,18 +87,47 @@ TEST_F(InTerminal, AnOperatorEditsAnEquipment) {
   EXPECT_THAT(outputOf("'" VELTO_PROGRAM "' model export '" + folder / "t.kel" + "'"),
               HasSubstr("alid=6 category=attention set=no enable=yes text=\"\"\n"
                         "alid=9 category=0 set=no enable=yes text=\"Hotter\"\n"));
-  const std::string stored =
-      systemFiles().read(VELTO_SOURCE_DIR "/tests/apps/screens.txt").value_or("");
-  if (screens != stored)
-    systemFiles().write(VELTO_BINARY_DIR "/screens.txt", screens);
-  EXPECT_EQ(screens, stored) << "what was seen is in " VELTO_BINARY_DIR "/screens.txt";
+  expectStored("setup", screens);
+}
+
+TEST_F(InTerminal, AnEquipmentIsWatched) {
+  systemFiles().write(folder / "script", "eq.VIDValue(101) = 45.5\n"
+                                         "eq.ALIDSet(3001) = true\n"
+                                         "wait 100\n"
+                                         "eq.VIDValue(102) = 600\n");
+  const std::string watch =
+      "exec '" VELTO_PROGRAM "' equipment --data '" VELTO_SOURCE_DIR
+      "/examples/etch_tool.model' --keep t.kel --port 0 --script script --watch";
+  terminal->run("stty -g > before; (" + watch + "); echo ended=$?");
+  std::string screens = terminal->waitFor("600.0");
+  const struct {
+    const char *keys;
+    const char *wait;
+  } steps[] = {{"Down Down", " 3 to "}, {"Tab", "[Messages]"}, {"BTab BTab", "[Alarms set]"}};
+  for (const auto &step : steps) {
+    terminal->press(step.keys);
+    screens += std::string("--- ") + step.keys + '\n' + terminal->waitFor(step.wait);
+  }
+  terminal->resize(40, 12);
+  screens += "--- 40 x 12\n" + terminal->waitFor("3001   Chamber pressure drifting\n\n");
+  screens = std::regex_replace(screens, std::regex("[0-9:]{8}\\.[0-9]{3}"), "hh:mm:ss.mmm");
+  screens = std::regex_replace(screens, std::regex("port [0-9]+"), "port N");
+  expectStored("watch", screens);
+  terminal->press("q");
+  terminal->waitFor("ended=0");
+  expectAsBefore();
+  for (const char *name : {"TERM", "HUP"}) {
+    terminal->run("sh -c 'echo $$ > pid; " + std::regex_replace(watch, std::regex("'"), "") +
+                  "'; echo ended=$?");
+    terminal->waitFor("q: end");
+    kill(name);
+    terminal->waitFor("ended=0");
+    expectAsBefore();
+  }
 }
 
 TEST_F(InTerminal, TheTerminalIsLeftAsItWas) {
   const std::string setup = "sh -c 'echo $$ > pid; exec \"" VELTO_PROGRAM "\" setup'";
-  const auto kill = [this](const char *name) {
-    outputOf(std::string("kill -") + name + " \"$(cat '" + folder / "pid" + "')\"");
-  };
   terminal->run("stty -g > before; set -m; " + setup + "; echo ended=$?");
   terminal->waitFor("GEM Object Model");
   terminal->resize(39, 20);
