@@ -99,6 +99,10 @@ TEST_F(ConnectionTest, LocalCloseReportsNothingAndIsFinal) {
 TEST_F(ConnectionTest, OpenFailsAndMayBeTriedAgain) {
   ASSERT_TRUE(listener->Open());
   const int32_t port = listener->LocalPort();
+  TcpSocket any;
+  any.create(0, false);
+  const int32_t freePort = any.localPort();
+  any.close();
   struct Case {
     const char *name;
     std::function<void(CHHsmsConnection &)> prepare;
@@ -108,7 +112,11 @@ TEST_F(ConnectionTest, OpenFailsAndMayBeTriedAgain) {
                          {"local port out of range", [](auto &c) { c.SetMyPortNumber(-1); }},
                          {"local port taken", [&](auto &c) { c.SetMyPortNumber(port); }},
                          {"unknown host", [](auto &c) { c.SetIPAddress("no.such.host.invalid"); }},
-                         {"nobody listens", [](auto &c) { c.SetPortNumber(1); }}}) {
+                         {"nobody listens", [](auto &c) { c.SetPortNumber(1); }},
+                         {"its own port", [&](auto &c) {
+                            c.SetMyPortNumber(freePort);
+                            c.SetPortNumber(freePort);
+                          }}}) {
     auto active = client(port);
     row.prepare(*active);
     EXPECT_FALSE(active->Open()) << row.name;
