@@ -156,8 +156,7 @@ void CHHsmsConnection::closeSocket() {
 // A watch for nothing would still be told of errors, again and again; so there is none then.
 void CHHsmsConnection::watchSocket() {
   unsigned events = 0;
-  if (connected_ &&
-      (listening_ ? !acceptPaused_ && acceptsPeer() : received_.size() < bufferLimit()))
+  if (connected_ && (listening_ ? listensNow() : received_.size() < bufferLimit()))
     events |= DescriptorWatch::kReadable;
   if (!connected_ || !output_.empty())
     events |= DescriptorWatch::kWritable;

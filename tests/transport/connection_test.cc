@@ -347,6 +347,25 @@ TEST_F(ConnectionTest, SurplusPeersAreTurnedAway) {
   EXPECT_FALSE(third.ended());
 }
 
+TEST_F(ConnectionTest, PeersThatComeAndGoFasterThanTheTicksDoNotPileUp) {
+  listener->SetMaxPeers(2);
+  ASSERT_TRUE(listener->Open());
+  for (int i = 0; i < 8; ++i) {
+    RawClient brief(listener->LocalPort());
+    net.settle();
+  }
+  EXPECT_LE(listener->PeerCount(), 6U);
+  EXPECT_FALSE(net.loop.runOnce(0));
+  for (int tick = 0; tick < 8; ++tick) {
+    listener->Poll();
+    net.settle();
+  }
+  const Lines lines = sink.take();
+  EXPECT_EQ(8, std::count(lines.begin(), lines.end(), "connected")) << "the others have waited";
+  EXPECT_EQ(8, std::count(lines.begin(), lines.end(), "disconnected"));
+  EXPECT_EQ(0U, listener->PeerCount());
+}
+
 /// Leaves the process `left` descriptors while it exists.
 class DescriptorShortage {
 public:
