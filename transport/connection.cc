@@ -114,6 +114,7 @@ void CHHsmsConnection::finishOpen(int error) {
     connected_ = created_ = true;
     watchSocket();
     markChanged();
+    wake();
     onConnectionChanged(true);
     if (!alive || opening_ != request)
       return;
@@ -202,14 +203,13 @@ void CHHsmsConnection::receive() {
   }
 }
 
+// The owner is woken before a report, which may pump the loop: the ticks go on meanwhile.
 void CHHsmsConnection::closedByRemote(int error) {
   recordError(error);
   closeSocket();
   markChanged();
-  Lifetime::Watch alive(lifetime_);
+  wake();
   onConnectionChanged(false);
-  if (alive)
-    wake();
 }
 
 void CHHsmsConnection::recordError(int error) {

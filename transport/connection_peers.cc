@@ -70,10 +70,8 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   portNumber_ = peer.portNumber_;
   markChanged();
   watchListener();
-  Lifetime::Watch alive(lifetime_);
+  wake();
   peer.onConnectionChanged(true);
-  if (alive)
-    wake();
 }
 
 std::unique_ptr<CHHsmsConnection> CHHsmsConnection::CreatePeer() {
