@@ -235,6 +235,7 @@ TEST_F(HsmsEngineTest, ReportsMayDestroyCloseReopenOrPump) {
         EXPECT_LT(first, second);
         EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "data " + kS1F1));
         EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "data " + data2));
+        EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "disconnected"));
       }
     }
 }
