@@ -62,9 +62,12 @@ void CHHsms::handleMessage(Link &link, ByteView message) {
   const std::string address = link.IPAddress();
   Lifetime::Watch alive(link.lifetime());
   if (header.isControl()) {
+    link.reportingControl = true;
     owner_.OnControlReceived(address, link.PortNumber(), message);
-    if (alive)
-      handleControl(link, header);
+    if (!alive)
+      return;
+    link.reportingControl = false;
+    handleControl(link, header);
     return;
   }
   const bool notSelected = !link.selected;

@@ -254,6 +254,40 @@ TEST_F(HsmsControl, MayBeDestroyedInsideEveryEvent) {
   }
 }
 
+TEST_F(HsmsControl, TicksGoOnWhileAnEventPumpsTheLoop) {
+  std::vector<std::string> log;
+  eq.onConnected = [&](const std::string &, int32_t) {
+    net.clock.advance(10000);
+    settle();
+    log.push_back("joined");
+  };
+  eq.onProblem = [&](const std::string &, int32_t, int16_t code, const std::string &) {
+    log.push_back(std::to_string(code));
+  };
+  eq.onReceived = [&](const std::string &, int32_t, const std::string &message) {
+    log.push_back(message);
+    settle();
+    log.push_back("done");
+  };
+  auto client = join();
+  EXPECT_THAT(log, ElementsAre("-8", "joined")) << "T7 runs";
+  log.clear();
+  const std::vector<std::string> messages{"00000101000000000001", "00000103000000000002"};
+  for (const std::string &message : messages)
+    client->Send(message);
+  settle();
+  EXPECT_THAT(log, ElementsAre(messages[0], messages[1], "done", "done"))
+      << "the second message had arrived with the first";
+  client->onDisconnected = [&](const std::string &, int32_t) {
+    settle();
+    EXPECT_FALSE(client->Connect());
+    log.push_back("dropped");
+  };
+  eq.SetConnect(false);
+  settle();
+  EXPECT_EQ(log.back(), "dropped");
+}
+
 TEST_F(HsmsControl, WritesItsLog) {
   auto client = join();
   client->SetLogFileName(directory / "link");

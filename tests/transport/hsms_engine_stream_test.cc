@@ -116,6 +116,24 @@ TEST_F(HsmsEngineTest, WholeMessagesOutlastWhatHappensInAReport) {
   }
 }
 
+// The remote end sends data as soon as it has accepted the select; the report of its response pumps
+// the loop.
+TEST_F(HsmsEngineTest, WhatFollowsAControlMessageIsHandledAfterIt) {
+  const std::string selectRsp = "ffff0000000200000001";
+  openActive();
+  owner.onReport = [&](const std::string &line) {
+    if (line != "control " + selectRsp)
+      return;
+    remote->send(frame(kS1F1));
+    net->settle();
+  };
+  remote->send(frame(selectRsp));
+  engine->Poll();
+  owner.take();
+  net->settle();
+  EXPECT_EQ((Lines{"control " + selectRsp, "state 12", "data " + kS1F1}), owner.take());
+}
+
 TEST_F(HsmsEngineTest, TwoEnginesTalkAndStartOpenDoesNotWait) {
   open();
   RecordingOwner other;
@@ -217,6 +235,7 @@ TEST_F(HsmsEngineTest, ReportsMayDestroyCloseReopenOrPump) {
         EXPECT_LT(first, second);
         EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "data " + kS1F1));
         EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "data " + data2));
+        EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "disconnected"));
       }
     }
 }
