@@ -110,7 +110,7 @@ void CHHsms::wake() const {
 void CHHsms::handleArrival(Link &link) {
   link.grownAt = link.ticks();
   Lifetime::Watch alive(link.lifetime());
-  while (link.holdsUnit() && !link.reportingControl) {
+  while (link.holdsUnit() && !link.held) {
     const uint32_t length = link.PeekLength();
     if (length > link.MaxLength())
       rejectLength(link, ErrorGemHsmsExceedMaxLength, length);

@@ -116,22 +116,39 @@ TEST_F(HsmsEngineTest, WholeMessagesOutlastWhatHappensInAReport) {
   }
 }
 
-// The remote end sends data as soon as it has accepted the select; the report of its response pumps
-// the loop.
+// The remote end sends data as soon as it counts as selected; a report of the select pumps the
+// loop.
 TEST_F(HsmsEngineTest, WhatFollowsAControlMessageIsHandledAfterIt) {
   const std::string selectRsp = "ffff0000000200000001";
-  openActive();
-  owner.onReport = [&](const std::string &line) {
-    if (line != "control " + selectRsp)
-      return;
-    remote->send(frame(kS1F1));
-    net->settle();
+  struct Case {
+    bool active;
+    std::string message;
+    std::string pumpAt;
+    Lines lines;
   };
-  remote->send(frame(selectRsp));
-  engine->Poll();
-  owner.take();
-  net->settle();
-  EXPECT_EQ((Lines{"control " + selectRsp, "state 12", "data " + kS1F1}), owner.take());
+  for (const Case &row : std::vector<Case>{
+           {true, selectRsp, "control " + selectRsp, {"control " + selectRsp, "state 12"}},
+           {false,
+            kSelectReq,
+            "sent SelectRsp",
+            {"control " + kSelectReq, "select? 0", "sent SelectRsp", "state 12"}}}) {
+    SCOPED_TRACE(row.pumpAt);
+    row.active ? openActive() : open();
+    engine->Poll();
+    owner.take();
+    owner.onReport = [&](const std::string &line) {
+      if (line != row.pumpAt)
+        return;
+      remote->send(frame(kS1F1));
+      net->settle();
+    };
+    remote->send(frame(row.message));
+    net->settle();
+    owner.onReport = nullptr;
+    Lines expected = row.lines;
+    expected.push_back("data " + kS1F1);
+    EXPECT_EQ(expected, owner.take());
+  }
 }
 
 TEST_F(HsmsEngineTest, TwoEnginesTalkAndStartOpenDoesNotWait) {
