@@ -179,7 +179,7 @@ int runScript(const Options &options) {
     return fail(options.script + ": cannot be read");
   SetupScript script(fromFile ? options.script : "-");
   EventLoop loop;
-  ContainerFrontEnd frontEnd(std::cout);
+  ContainerFrontEnd frontEnd(std::cout, std::cerr);
   CVeltoGemCtrl control(ControlSite(loop, frontEnd));
   if (!script.read(*text) || !prepare(control, options))
     return kExitFailed;

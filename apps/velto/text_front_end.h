@@ -50,14 +50,16 @@ struct SheetAnswer {
 ///       columns and rows of a list; "> " marks the selected row
 ///     [ok] or [cancel]
 ///
-/// Sheets are answered from a queue and cancelled when it is empty.
+/// Sheets are answered from a queue and cancelled when it is empty. Remarks go to the stream of
+/// errors.
 class ContainerFrontEnd final : public FrontEnd {
 public:
-  explicit ContainerFrontEnd(std::ostream &out) : out_(out) {}
+  ContainerFrontEnd(std::ostream &out, std::ostream &err) : out_(out), err_(err) {}
 
   void queueAnswer(SheetAnswer answer) { answers_.push_back(std::move(answer)); }
 
   void messageBox(const std::string &text) override;
+  void remark(const std::string &text) override;
   bool showBox(const MessageBox &box) override;
   /// A step that the sheet cannot take is reported to the answer's `failed`, and the sheet
   /// cancelled.
@@ -83,6 +85,7 @@ private:
   void printPage(const PropertyPage &page);
 
   std::ostream &out_;
+  std::ostream &err_;
   std::deque<SheetAnswer> answers_;
   Run *run_ = nullptr;
   std::string refusal_; ///< the text of the last box

@@ -170,6 +170,11 @@ TEST(SmlCommand, ConvertsAndComplains) {
        "VerificationCorrect\nS1F2\n{\n  <a 'Kel'>\n  <a '1.00'>\n}\n\n"
        "VerificationIncorrectAndReply\nS2F34\n<b 0x02>\n\nVerificationCorrect\n"},
       {"printf 's1f3w{}' | velto sml --verify --host", 0, "VerificationWrongDirection\nS1F0\n"},
+      {"printf 'new m VeltoSecsII\nm.SML = \"{\\\\n<u1 1.5>}\"\nm.Error\nm.SML = \"s1f1\"\nm.Error\n"
+       "new eq VeltoGem\neq.WorkSpace = 2\neq.SML = \"<u1\"' | velto container",
+       0,
+       "remark: SML line 2: parse error at \"1.5\"\n= true\n= false\n"
+       "remark: SML line 1: parse error at \".\"\n"},
       {"velto describe Nothing", 1, "velto: there is no control \"Nothing\"\n"},
   };
   for (const auto &row : rows) {
