@@ -33,11 +33,14 @@ std::string CVeltoGemCtrl::SML() const { return RenderSml(message(), engine_.gem
 
 void CVeltoGemCtrl::SetSML(const std::string &sml) {
   CHSecsMessage &current = message();
-  current.SetFromSml(sml);
+  SmlError error;
+  const bool parsed = current.SetFromSml(sml, &error);
   if (current.header.sType() == 0)
     current.header.idWord = engine_.logical().DeviceID();
   if (selection_.reply)
     current.header.systemBytes = slot().message.header.systemBytes;
+  if (!parsed)
+    site().frontEnd.remark(error.whatAndWhere());
 }
 
 void CVeltoGemCtrl::SetStream(int16_t stream) {

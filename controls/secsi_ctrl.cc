@@ -142,10 +142,9 @@ void CVeltoSecsICtrl::settingsChanged() {
 }
 
 bool CVeltoSecsICtrl::Send(const std::string &text) {
-  const Bytes message = fromSecsIText(text, MSEC());
-  if (!port_.QueueMessage(message))
+  if (!port_.QueueMessage(fromSecsIText(text, MSEC())))
     return false;
-  record().sendingSecsI(message, MSEC());
+  record().sendingSecsI(text, MSEC());
   return true;
 }
 

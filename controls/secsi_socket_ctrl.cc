@@ -157,11 +157,10 @@ void CVeltoSecsISocketCtrl::SetOneOnOne(bool oneOnOne) {
 
 bool CVeltoSecsISocketCtrl::Send(const std::string &text) {
   const bool msec = MSEC();
-  const Bytes message = fromSecsIText(text, msec);
   const Lifetime::Watch alive(lifetime());
-  if (!link().QueueMessage(message) || !alive)
+  if (!link().QueueMessage(fromSecsIText(text, msec)) || !alive)
     return false;
-  record().sendingSecsI(message, msec);
+  record().sendingSecsI(text, msec);
   return true;
 }
 

@@ -105,7 +105,8 @@ std::string CVeltoSecsIICtrl::SML() const { return RenderSml(slot_.message); }
 
 void CVeltoSecsIICtrl::SetSML(const std::string &sml) {
   const Lifetime::Watch alive(lifetime());
-  const bool parsed = slot_.message.SetFromSml(sml);
+  SmlError error;
+  const bool parsed = slot_.message.SetFromSml(sml, &error);
   if (!alive)
     return;
   error_ = !parsed;
@@ -114,6 +115,8 @@ void CVeltoSecsIICtrl::SetSML(const std::string &sml) {
   header().systemBytes = nextSystemBytes_;
   if (++nextSystemBytes_ == 0)
     nextSystemBytes_ = 1;
+  if (!parsed)
+    site().frontEnd.remark(error.whatAndWhere());
 }
 
 std::string CVeltoSecsIICtrl::SuggestedReplyMsg() const {

@@ -49,15 +49,19 @@ void TcpControl::prepareLoad() {
     SetConnect(false);
 }
 
-// Stands for a timer of 1 ms: ticks on which nothing is due are left out.
+// Stands for a timer of 1 ms: ticks on which nothing is due are left out. They go on while a report
+// of the tick pumps the loop.
 void TcpControl::tick() {
   if (!engine_->Connected() && !engine_->Opening())
     connect_ = false;
   engine_->setChanged(false); // the window is made when it is asked for
   const Lifetime::Watch alive(lifetime());
+  timer_.start(1);
   engine_->Poll();
-  if (alive)
-    scheduleTick();
+  if (!alive)
+    return;
+  timer_.stop();
+  scheduleTick();
 }
 
 void TcpControl::scheduleTick() {

@@ -105,12 +105,15 @@ struct PropertySheet {
   bool accept(FrontEnd &frontEnd);
 };
 
-/// What shows message boxes and sheets to the operator. All are modal: the call returns when the
+/// What shows message boxes and sheets to the operator. These are modal: the call returns when the
 /// operator has answered. Meanwhile anything may happen, unless the front end holds the loop back.
 class FrontEnd {
 public:
   virtual ~FrontEnd() = default;
   virtual void messageBox(const std::string &text) = 0;
+  /// Tells those who write the host what went wrong in their call, beside its result. No box, and
+  /// nobody answers; dropped unless the front end has a place for it.
+  virtual void remark(const std::string &) {}
   /// True when the operator pressed OK. A front end without boxes of this kind shows the text
   /// alone; a question then counts as cancelled.
   virtual bool showBox(const MessageBox &box);

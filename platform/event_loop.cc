@@ -52,8 +52,9 @@ uint64_t EventLoop::now() {
 }
 
 bool EventLoop::runOnce(int timeout) {
-  bool worked = dispatchDescriptors(waitTime(timeout));
-  worked |= fireTimers();
+  uint64_t due = 0;
+  bool worked = dispatchDescriptors(waitTime(timeout), due);
+  worked |= fireTimers(due);
   worked |= runPosted();
   armDescriptor();
   return worked;
@@ -99,9 +100,12 @@ int EventLoop::waitTime(int timeout) {
   return timeout < 0 ? static_cast<int>(left) : std::min(timeout, static_cast<int>(left));
 }
 
-bool EventLoop::dispatchDescriptors(int timeout) {
+// Timers are due by the end of the wait: one that falls due while the handlers run waits for the
+// next turn, so that a handler that took long does not make a time-out of what arrived meanwhile.
+bool EventLoop::dispatchDescriptors(int timeout, uint64_t &due) {
   std::array<epoll_event, 32> events{};
   const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), timeout);
+  due = now();
   bool worked = false;
   for (int i = 0; i < count; ++i) {
     const epoll_event &event = events[static_cast<size_t>(i)];
@@ -121,15 +125,14 @@ bool EventLoop::dispatchDescriptors(int timeout) {
   return worked;
 }
 
-bool EventLoop::fireTimers() {
+bool EventLoop::fireTimers(uint64_t due) {
   bool worked = false;
-  const uint64_t limit = now();
-  while (!heap_.empty() && heap_.front()->deadline_ <= limit) {
+  while (!heap_.empty() && heap_.front()->deadline_ <= due) {
     Timer &timer = *heap_.front();
     remove(timer);
     if (timer.period_ != 0) {
-      const uint64_t late = limit - timer.deadline_;
-      timer.deadline_ = limit + timer.period_ - late % timer.period_;
+      const uint64_t late = due - timer.deadline_;
+      timer.deadline_ = due + timer.period_ - late % timer.period_;
       insert(timer);
     }
     const auto task = timer.task_;

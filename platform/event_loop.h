@@ -30,7 +30,8 @@ public:
 
   /// Waits up to `timeout` milliseconds (-1: without limit) for something to do, and does it.
   /// Returns whether anything ran. With a clock that does not run by itself, timers fire when the
-  /// clock has been advanced; the wait itself is always in real time.
+  /// clock has been advanced; the wait itself is always in real time. Timers that fall due while
+  /// handlers run wait for the next turn, so that what arrived meanwhile is handled before them.
   bool runOnce(int timeout);
   /// Runs until quit() is called.
   void run();
@@ -57,8 +58,8 @@ private:
 
   uint64_t now();
   int waitTime(int timeout);
-  bool dispatchDescriptors(int timeout);
-  bool fireTimers();
+  bool dispatchDescriptors(int timeout, uint64_t &due);
+  bool fireTimers(uint64_t due);
   bool runPosted();
   void armDescriptor();
 

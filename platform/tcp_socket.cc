@@ -30,6 +30,18 @@ int setOption(int fd, int level, int option) {
   return result(setsockopt(fd, level, option, &on, sizeof on));
 }
 
+/// Whether a socket is connected to itself: TCP lets it be when nobody listens on the port that the
+/// socket is bound to.
+bool metItself(int fd) {
+  sockaddr_in local{};
+  sockaddr_in remote{};
+  socklen_t localSize = sizeof local;
+  socklen_t remoteSize = sizeof remote;
+  return getsockname(fd, reinterpret_cast<sockaddr *>(&local), &localSize) == 0 &&
+         getpeername(fd, reinterpret_cast<sockaddr *>(&remote), &remoteSize) == 0 &&
+         local.sin_port == remote.sin_port && local.sin_addr.s_addr == remote.sin_addr.s_addr;
+}
+
 } // namespace
 
 std::string localHostName() {
@@ -92,13 +104,17 @@ int TcpSocket::connect(const std::string &ipAddress, uint16_t port) {
   address.sin_port = htons(port);
   if (inet_pton(AF_INET, ipAddress.c_str(), &address.sin_addr) != 1)
     return EADDRNOTAVAIL;
-  return result(::connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address));
+  const int error =
+      result(::connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address));
+  return error == 0 ? takeError() : error;
 }
 
 int TcpSocket::takeError() {
   int error = 0;
   socklen_t size = sizeof error;
-  return getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+  if (getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &size) != 0)
+    return errno;
+  return error == 0 && metItself(fd_) ? ECONNREFUSED : error;
 }
 
 std::optional<TcpSocket::Peer> TcpSocket::accept(int &error) {

@@ -32,7 +32,7 @@ public:
   int listen(int backlog);
   /// 0 when connected at once, EINPROGRESS while connecting.
   int connect(const std::string &ipAddress, uint16_t port);
-  /// The outcome of a connect that was in progress.
+  /// The outcome of a connect that was in progress; ECONNREFUSED when the socket met itself.
   int takeError();
   /// The next pending connection; nothing when there is none or it failed (`error` tells which;
   /// EAGAIN when there is none).

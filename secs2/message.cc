@@ -10,6 +10,12 @@
 
 namespace velto {
 
+std::string SmlError::what() const { return reason + " at \"" + token + '"'; }
+
+std::string SmlError::whatAndWhere() const {
+  return "SML line " + std::to_string(line) + ": " + what();
+}
+
 void CHSecsMessage::show(const char *text) const {
   if (text != nullptr && messageBox)
     messageBox(text);

@@ -15,6 +15,9 @@ struct SmlError {
   int line = 0;      ///< counted from 1
   std::string token; ///< the text that could not be taken; "." at the end of the text
   std::string reason;
+
+  std::string what() const;         ///< parse error at "<u1"
+  std::string whatAndWhere() const; ///< SML line 3: parse error at "<u1"
 };
 
 /// A SECS-II message (SEMI E5): the header, and the body as a tree of items. A message without a

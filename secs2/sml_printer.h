@@ -18,8 +18,8 @@ public:
 
 /// The message as SML text: a header line, then one line per item, lists in braces, each line ended
 /// by "\r\n" and indented by two blanks a level. Items of well-known messages get their name behind
-/// " * ". Empty when the message is too long to encode. Indentation takes at most 32 blanks for each
-/// byte of the body, and 65,536; lines beyond that have none.
+/// " * ". Empty when the message is too long to encode. Indentation takes at most 32 blanks for
+/// each byte of the body, and 65,536; lines beyond that have none.
 std::string RenderSml(const CHSecsMessage &message, const SmlContext *context = nullptr);
 
 /// What names the items of a rendering.

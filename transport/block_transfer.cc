@@ -267,7 +267,7 @@ void BlockTransfer::assemble(ByteView block) {
 
 void BlockTransfer::deliver(ByteView message) {
   const CHSecsHeader header = *readHeader(message);
-  if (settings_.equipment && (header.idWord & kDeviceIdMask) != settings_.deviceId) {
+  if (settings_.equipment && ((header.idWord ^ settings_.deviceId) & kDeviceIdMask) != 0) {
     queueStream9(1, message);
     problem(ErrorSecsBadDeviceID);
     return;

@@ -114,6 +114,7 @@ void CHHsmsConnection::finishOpen(int error) {
     connected_ = created_ = true;
     watchSocket();
     markChanged();
+    wake();
     onConnectionChanged(true);
     if (!alive || opening_ != request)
       return;
@@ -156,8 +157,7 @@ void CHHsmsConnection::closeSocket() {
 // A watch for nothing would still be told of errors, again and again; so there is none then.
 void CHHsmsConnection::watchSocket() {
   unsigned events = 0;
-  if (connected_ &&
-      (listening_ ? !acceptPaused_ && acceptsPeer() : received_.size() < bufferLimit()))
+  if (connected_ && (listening_ ? listensNow() : received_.size() < bufferLimit()))
     events |= DescriptorWatch::kReadable;
   if (!connected_ || !output_.empty())
     events |= DescriptorWatch::kWritable;
@@ -203,14 +203,13 @@ void CHHsmsConnection::receive() {
   }
 }
 
+// The owner is woken before a report, which may pump the loop: the ticks go on meanwhile.
 void CHHsmsConnection::closedByRemote(int error) {
   recordError(error);
   closeSocket();
   markChanged();
-  Lifetime::Watch alive(lifetime_);
+  wake();
   onConnectionChanged(false);
-  if (alive)
-    wake();
 }
 
 void CHHsmsConnection::recordError(int error) {

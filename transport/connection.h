@@ -174,6 +174,7 @@ private:
   void acceptPeer();
   void acceptFailed(int error);
   void addPeer(TcpSocket::Peer accepted);
+  bool listensNow() const;
   bool finished() const { return !connected_ && !holdsUnit(); }
   void pollPeers();
   void flush();

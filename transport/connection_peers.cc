@@ -19,6 +19,12 @@ bool isShortage(int error) {
 
 } // namespace
 
+// Peers that have ended do not count as served, but each stays until a tick removes it: when they
+// come and go faster than that, further connections wait.
+bool CHHsmsConnection::listensNow() const {
+  return !acceptPaused_ && acceptsPeer() && peers_.size() / 2 <= maxPeers_;
+}
+
 void CHHsmsConnection::acceptPeer() {
   int error = 0;
   auto accepted = socket_.accept(error);
@@ -64,10 +70,8 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   portNumber_ = peer.portNumber_;
   markChanged();
   watchListener();
-  Lifetime::Watch alive(lifetime_);
+  wake();
   peer.onConnectionChanged(true);
-  if (alive)
-    wake();
 }
 
 std::unique_ptr<CHHsmsConnection> CHHsmsConnection::CreatePeer() {

@@ -110,7 +110,7 @@ void CHHsms::wake() const {
 void CHHsms::handleArrival(Link &link) {
   link.grownAt = link.ticks();
   Lifetime::Watch alive(link.lifetime());
-  while (link.holdsUnit()) {
+  while (link.holdsUnit() && !link.held) {
     const uint32_t length = link.PeekLength();
     if (length > link.MaxLength())
       rejectLength(link, ErrorGemHsmsExceedMaxLength, length);
@@ -283,15 +283,19 @@ void CHHsms::expireT6(Link &link) {
   reportProblem(link, ErrorGemHsmsT6Timeout, header);
 }
 
+// The end is told even when the report of T7 pumps the loop, whose ticks remove a peer that has
+// ended.
 void CHHsms::expireT7(Link &link) {
   if (link.selected || settings_.t7 == 0 ||
       timeLeft(link.ticks(), link.notSelectedSince, settings_.t7) != 0)
     return;
   link.disconnect();
-  Lifetime::Watch alive(link.lifetime());
+  const std::string address = link.IPAddress();
+  const int32_t port = link.PortNumber();
+  Lifetime::Watch alive(lifetime_);
   reportProblem(link, ErrorGemHsmsT7Timeout);
   if (alive)
-    disconnected(link);
+    owner_.OnDisconnected(address, port);
 }
 
 void CHHsms::expireT8(Link &link) {

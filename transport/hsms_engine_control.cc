@@ -62,9 +62,12 @@ void CHHsms::handleMessage(Link &link, ByteView message) {
   const std::string address = link.IPAddress();
   Lifetime::Watch alive(link.lifetime());
   if (header.isControl()) {
+    link.held = true;
     owner_.OnControlReceived(address, link.PortNumber(), message);
-    if (alive)
-      handleControl(link, header);
+    if (!alive)
+      return;
+    link.held = false;
+    handleControl(link, header);
     return;
   }
   const bool notSelected = !link.selected;
@@ -187,11 +190,16 @@ void CHHsms::deselect(Link &link) {
   updateState();
 }
 
+// The remote end may act on the answer before the report of it has returned.
 void CHHsms::answer(Link &link, const CHSecsHeader &request, SType type, uint8_t status) {
   CHSecsHeader header = request;
   header.setSType(type);
   header.functionByte = status;
+  Lifetime::Watch alive(link.lifetime());
+  link.held = true;
   send(link, header);
+  if (alive)
+    link.held = false;
 }
 
 void CHHsms::reject(Link &link, const CHSecsHeader &rejected, uint8_t reason) {

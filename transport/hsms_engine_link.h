@@ -62,6 +62,7 @@ public:
   bool holdsPart() const { return BufferedLength() != 0 && !holdsUnit(); }
 
   bool selected = false;
+  bool held = false; // what has arrived waits for a control message before it to take effect
   uint32_t notSelectedSince = 0; // tick
   uint32_t grownAt = 0;          // tick when the buffer last grew
   std::vector<Request> requests; // open control transactions in the order they were sent

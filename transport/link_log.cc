@@ -57,15 +57,19 @@ void LinkLog::message(const char *heading, ByteView bytes) {
   file_.Append(smlOf(bytes, true) + "\r\n");
 }
 
-void LinkLog::receivedSecsI(ByteView bytes, bool msec) { secsI("Received from ", bytes, msec); }
+void LinkLog::receivedSecsI(ByteView bytes, bool msec) {
+  if (enabled_)
+    secsI("Received from ", msec ? secsIText(bytes, true) : smlOf(bytes, false));
+}
 
-void LinkLog::sendingSecsI(ByteView bytes, bool msec) { secsI("Sending to ", bytes, msec); }
+void LinkLog::sendingSecsI(const std::string &text, bool msec) {
+  if (enabled_)
+    secsI("Sending to ", msec ? text : smlOf(fromHex(text), false));
+}
 
-void LinkLog::secsI(const char *heading, ByteView bytes, bool msec) {
-  if (!enabled_)
-    return;
+void LinkLog::secsI(const char *heading, const std::string &body) {
   file_.WriteLine(heading + section_);
-  file_.Append((msec ? secsIText(bytes, true) : smlOf(bytes, false)) + "\r\n");
+  file_.Append(body + "\r\n");
 }
 
 void LinkLog::problem(int16_t code, const std::string &ipAddress, int32_t portNumber) {

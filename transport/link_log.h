@@ -26,15 +26,15 @@ public:
   /// An HSMS message, header and body, with its SML.
   void received(ByteView message);
   void sent(ByteView message);
-  /// A SECS-I message with its SML, or with MSEC its text.
+  /// A SECS-I message with its SML, or with MSEC its text. What is sent comes as the owner's text.
   void receivedSecsI(ByteView message, bool msec);
-  void sendingSecsI(ByteView message, bool msec);
+  void sendingSecsI(const std::string &text, bool msec);
   void problem(int16_t code, const std::string &ipAddress, int32_t portNumber);
   void connection(bool connected, const std::string &ipAddress, int32_t portNumber);
 
 private:
   void message(const char *heading, ByteView message);
-  void secsI(const char *heading, ByteView message, bool msec);
+  void secsI(const char *heading, const std::string &body);
 
   CHLogFile file_;
   std::string section_;

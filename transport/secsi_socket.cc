@@ -71,11 +71,13 @@ void CHSecsISocket::onArrived() {
     wake();
 }
 
+// The owner may replace this object as soon as it hears of the end: what was queued comes first.
 void CHSecsISocket::onConnectionChanged(bool connected) {
   Lifetime::Watch alive(lifetime());
-  CHHsmsConnection::onConnectionChanged(connected);
-  if (alive && !connected)
+  if (!connected)
     transfer_.FailAll();
+  if (alive)
+    CHHsmsConnection::onConnectionChanged(connected);
 }
 
 uint8_t CHSecsISocket::ReadByte() {

@@ -9,7 +9,7 @@ namespace velto {
 
 /// SECS-I (SEMI E4) over a TCP connection: the characters and blocks of the serial line are the
 /// bytes of the stream. A connection acts the moment something arrives; every peer of a listener is
-/// a line of its own.
+/// a line of its own. When the remote end closes it, every queued message is reported failed first.
 class CHSecsISocket : public CHHsmsConnection, private ByteChannel, private BlockTransferOwner {
 public:
   explicit CHSecsISocket(EventLoop &loop, FileSystem &files = systemFiles());

@@ -5,9 +5,11 @@
 #include "controls/secsi_ctrl.h"
 #include "platform/null_modem.h"
 #include "platform/text.h"
+#include "transport/block.h"
 
 #include <algorithm>
 #include <iostream>
+#include <vector>
 
 namespace velto {
 
@@ -115,10 +117,11 @@ private:
     if (!host_.send(message) || !equipment_.expect(message))
       return false;
     std::vector<std::string> blocks;
-    for (int left = bodyLength(message), number = 1; left > 0; left -= 244, ++number)
-      blocks.push_back(formatText("host ENQ, equipment EOT, host %sblock %d (%d bytes), "
-                                  "equipment ACK",
-                                  left > 244 ? "" : "last ", number, std::min(left, 244) + 10));
+    constexpr int kMost = kBlockData;
+    for (int left = bodyLength(message), number = 1; left > 0; left -= kMost, ++number)
+      blocks.push_back(formatText(
+          "host ENQ, equipment EOT, host %sblock %d (%d bytes), equipment ACK",
+          left > kMost ? "" : "last ", number, std::min(left, kMost) + int{CHSecsHeader::kSize}));
     if (transfers_ != blocks)
       return host_.fail("the blocks are not those of the message");
     return equipment_.reply("s2f34<b 0>") && host_.expect("s2f34<b 0>");

@@ -327,7 +327,7 @@ std::string HostCommands::send(const Line &line) {
   if (line.rest.empty())
     return "send takes a message in SML";
   if (!message.SetFromSml(line.rest, &error))
-    return error.reason + " at \"" + error.token + '"';
+    return error.what();
   return host_.request(message);
 }
 

@@ -195,7 +195,7 @@ int runScript(const Options &options, int32_t pages) {
   if (!script.read(*text))
     return kExitFailed;
   EventLoop loop;
-  ContainerFrontEnd frontEnd(std::cout);
+  ContainerFrontEnd frontEnd(std::cout, std::cerr);
   frontEnd.queueAnswer(script.answer());
   const auto written = runSetup(loop, frontEnd, options, pages);
   return written && (*written || script.cancelled()) ? kExitDone : kExitFailed;

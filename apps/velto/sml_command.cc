@@ -104,7 +104,7 @@ private:
       SmlError error;
       const std::string_view sml = source.text.empty() ? " " : source.text;
       if (!message.SetFromSml(sml, &error))
-        return fail(source.line + error.line - 1, error.reason + " at \"" + error.token + "\"");
+        return fail(source.line + error.line - 1, error.what());
       const int status = options_.mode == Mode::Verify
                              ? verify(std::move(message), &source != &sources.front())
                              : print(message, source.line, sources.size() > 1);

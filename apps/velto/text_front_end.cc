@@ -68,6 +68,10 @@ void printLine(std::ostream &out, std::string_view text) {
 
 void ContainerFrontEnd::messageBox(const std::string &text) { showBox({text}); }
 
+void ContainerFrontEnd::remark(const std::string &text) {
+  printLine(err_, "remark: " + container::oneLine(text));
+}
+
 bool ContainerFrontEnd::showBox(const MessageBox &box) {
   if (operator_ != nullptr && run_ == nullptr && (asking_ > 0 || box.cancel))
     return operator_->showBox(box);

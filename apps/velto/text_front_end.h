@@ -52,15 +52,17 @@ struct SheetAnswer {
 ///
 /// Sheets are answered from a queue. When that is empty, they are shown to the operator by another
 /// front end, as are their boxes and questions; without one they are cancelled.
+/// Remarks go to the stream of errors.
 class ContainerFrontEnd final : public FrontEnd {
 public:
-  explicit ContainerFrontEnd(std::ostream &out) : out_(out) {}
+  ContainerFrontEnd(std::ostream &out, std::ostream &err) : out_(out), err_(err) {}
 
   void queueAnswer(SheetAnswer answer) { answers_.push_back(std::move(answer)); }
   /// Where the operator sits; must outlive this object.
   void setOperator(FrontEnd *frontEnd) { operator_ = frontEnd; }
 
   void messageBox(const std::string &text) override;
+  void remark(const std::string &text) override;
   bool showBox(const MessageBox &box) override;
   /// A step that the sheet cannot take is reported to the answer's `failed`, and the sheet
   /// cancelled.
@@ -87,6 +89,7 @@ private:
   void printPage(const PropertyPage &page);
 
   std::ostream &out_;
+  std::ostream &err_;
   std::deque<SheetAnswer> answers_;
   Run *run_ = nullptr;
   FrontEnd *operator_ = nullptr;

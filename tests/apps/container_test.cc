@@ -336,7 +336,7 @@ TEST(Container, FlushesEachLine) {
     std::vector<std::string> flushed;
   } buffer;
   std::ostream out(&buffer);
-  ContainerFrontEnd frontEnd(out);
+  ContainerFrontEnd frontEnd(out, out);
   frontEnd.messageBox("a");
   PropertySheet sheet;
   sheet.title = "T";
@@ -449,7 +449,7 @@ TEST(FrontEnd, AnswersSheetsDialogsAndBoxesStepByStep) {
   };
   for (const auto &row : kRows) {
     std::ostringstream out;
-    ContainerFrontEnd frontEnd(out);
+    ContainerFrontEnd frontEnd(out, out);
     EachKind shown(frontEnd);
     std::string reason;
     frontEnd.queueAnswer({row.steps, [&reason](const std::string &text, size_t step) {

@@ -12,12 +12,6 @@ namespace {
 
 constexpr int kRounds = 100;
 
-uint16_t freePort() {
-  TcpSocket probe;
-  probe.create(0, false);
-  return probe.localPort();
-}
-
 pid_t startEquipment(const std::string &folder, const std::string &port) {
   const pid_t child = fork();
   if (child == 0) {

@@ -145,6 +145,30 @@ TEST(Program, MindsItsStandardStreams) {
   EXPECT_EQ(run("velto container <&-", ".").status, 0) << "closed input is empty";
 }
 
+TEST(Container, ShowsTheWindowOfEveryControl) {
+  const struct {
+    const char *control;
+    const char *prepare;
+    const char *window; // begins so
+  } rows[] = {
+      {"VeltoGem", "", "Entire System\n  Physical Connection\n"},
+      {"VeltoSecsII", "c.SML = \"s1f1w\"", "S1F1W\n"},
+      {"VeltoHsms", "c.Server = true", "Server\n"},
+      {"VeltoSecsI", "", "Out Queue\nIn Queue\n"},
+      {"VeltoSecsISocket", "", "Client\n"},
+      {"VeltoSocket", "", "Client\n"},
+      {"VeltoComm", "c.PortNumber = 3", "com3 (/dev/ttyS2) "},
+      {"VeltoLog", "c.Trace(\"a line\")", "a line\n"},
+  };
+  const TemporaryDirectory folder;
+  for (const auto &row : rows) {
+    systemFiles().write(folder / "script",
+                        std::string("new c ") + row.control + '\n' + row.prepare + "\nshow c\n");
+    const Result shown = run("velto container script", folder / "");
+    EXPECT_THAT(shown.output, testing::StartsWith(row.window)) << row.control;
+  }
+}
+
 TEST(SmlCommand, ConvertsAndComplains) {
   const TemporaryDirectory folder;
   const struct {
@@ -170,6 +194,12 @@ TEST(SmlCommand, ConvertsAndComplains) {
        "VerificationCorrect\nS1F2\n{\n  <a 'Kel'>\n  <a '1.00'>\n}\n\n"
        "VerificationIncorrectAndReply\nS2F34\n<b 0x02>\n\nVerificationCorrect\n"},
       {"printf 's1f3w{}' | velto sml --verify --host", 0, "VerificationWrongDirection\nS1F0\n"},
+      {"printf 'new m VeltoSecsII\nm.SML = \"{\\\\n<u1 1.5>}\"\nm.Error\nm.SML = "
+       "\"s1f1\"\nm.Error\n"
+       "new eq VeltoGem\neq.WorkSpace = 2\neq.SML = \"<u1\"' | velto container",
+       0,
+       "remark: SML line 2: parse error at \"1.5\"\n= true\n= false\n"
+       "remark: SML line 1: parse error at \".\"\n"},
       {"velto describe Nothing", 1, "velto: there is no control \"Nothing\"\n"},
   };
   for (const auto &row : rows) {

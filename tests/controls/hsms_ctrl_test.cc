@@ -2,6 +2,7 @@
 
 #include "controls/registry.h"
 #include "controls/socket_ctrl.h"
+#include "support/event_lines.h"
 #include "support/operator.h"
 #include "support/temporary_directory.h"
 #include "transport/network.h"
@@ -18,35 +19,12 @@ using testing::HasSubstr;
 constexpr const char *kSelectReq = "ffff0000000100000001";
 constexpr const char *kSelectRsp = "ffff0000000200000001";
 
-/// Every event of a control as a line.
-class Events {
-public:
-  explicit Events(Control &control) {
-    control.observe([this](const Member &event, Arguments arguments) {
-      std::string line = event.name;
-      for (const Variant &argument : arguments)
-        line += " " + argument.text();
-      lines_.push_back(line);
-    });
-  }
-  std::vector<std::string> take() { return std::exchange(lines_, {}); }
-
-private:
-  std::vector<std::string> lines_;
-};
-
 class HsmsControl : public testing::Test {
 protected:
   HsmsControl() {
     eq.SetServer(true);
     eq.SetMyPortNumber(freePort());
     eq.SetConnect(true);
-  }
-
-  static uint16_t freePort() {
-    TcpSocket probe;
-    probe.create(0, false);
-    return probe.localPort();
   }
 
   /// Lets what was sent arrive and be handled on ticks.
@@ -93,8 +71,8 @@ TEST_F(HsmsControl, TheAddressedPeerGetsWhatIsSent) {
   const int32_t firstPort = eq.PortNumber();
   auto second = join();
   EXPECT_NE(eq.PortNumber(), firstPort) << "the newest peer is addressed";
-  Events firstEvents(*first);
-  Events secondEvents(*second);
+  EventLines firstEvents(*first);
+  EventLines secondEvents(*second);
   eq.SetPortNumber(firstPort);
   EXPECT_TRUE(eq.Send("FFFF000000010000000"
                       "17"))
@@ -120,7 +98,7 @@ TEST_F(HsmsControl, SendsTheLengthInFront) {
 }
 
 TEST_F(HsmsControl, RefusesWhatCannotBeSent) {
-  Events events(eq);
+  EventLines events(eq);
   EXPECT_FALSE(eq.Send(kSelectReq)) << "no peer";
   EXPECT_THAT(events.take(), ElementsAre("Problem 127.0.0.1 0 -1 "));
   auto client = join();
@@ -151,7 +129,7 @@ TEST_F(HsmsControl, SelectedFollowsTheMessagesAndTheOwner) {
 
 TEST_F(HsmsControl, ConnectFollowsTheLink) {
   auto client = join();
-  Events events(*client);
+  EventLines events(*client);
   eq.SetServer(false);
   EXPECT_TRUE(eq.Server()) << "not while connected";
   EXPECT_FALSE(client->Disconnect("127.0.0.1", client->PortNumber()));
@@ -214,7 +192,7 @@ TEST_F(HsmsControl, TheWaitForAConnectionMayBeEndedFromInside) {
   };
   for (const auto &row : rows) {
     CVeltoHsmsCtrl client(net.loop);
-    Events events(client);
+    EventLines events(client);
     client.SetPortNumber(silent.number());
     net.loop.post([&] { row.act(client); });
     client.SetConnect(true);
@@ -233,8 +211,8 @@ TEST_F(HsmsControl, TheWaitForAConnectionMayBeEndedFromInside) {
 
 TEST_F(HsmsControl, ClicksNameTheConnection) {
   auto client = join();
-  Events serverEvents(eq);
-  Events clientEvents(*client);
+  EventLines serverEvents(eq);
+  EventLines clientEvents(*client);
   eq.ClickConnection(0);
   eq.ClickConnection(1);
   client->ClickConnection(0);
@@ -274,6 +252,40 @@ TEST_F(HsmsControl, MayBeDestroyedInsideEveryEvent) {
     }
     EXPECT_EQ(client, nullptr) << row.event;
   }
+}
+
+TEST_F(HsmsControl, TicksGoOnWhileAnEventPumpsTheLoop) {
+  std::vector<std::string> log;
+  eq.onConnected = [&](const std::string &, int32_t) {
+    net.clock.advance(10000);
+    settle();
+    log.push_back("joined");
+  };
+  eq.onProblem = [&](const std::string &, int32_t, int16_t code, const std::string &) {
+    log.push_back(std::to_string(code));
+  };
+  eq.onReceived = [&](const std::string &, int32_t, const std::string &message) {
+    log.push_back(message);
+    settle();
+    log.push_back("done");
+  };
+  auto client = join();
+  EXPECT_THAT(log, ElementsAre("-8", "joined")) << "T7 runs";
+  log.clear();
+  const std::vector<std::string> messages{"00000101000000000001", "00000103000000000002"};
+  for (const std::string &message : messages)
+    client->Send(message);
+  settle();
+  EXPECT_THAT(log, ElementsAre(messages[0], messages[1], "done", "done"))
+      << "the second message had arrived with the first";
+  client->onDisconnected = [&](const std::string &, int32_t) {
+    settle();
+    EXPECT_FALSE(client->Connect());
+    log.push_back("dropped");
+  };
+  eq.SetConnect(false);
+  settle();
+  EXPECT_EQ(log.back(), "dropped");
 }
 
 TEST_F(HsmsControl, WritesItsLog) {
@@ -393,7 +405,7 @@ TEST_F(HsmsControl, RawSocketsDeliverWhatCameSinceTheLastTick) {
   client.SetPortNumber(server.MyPortNumber());
   client.SetConnect(true);
   settle();
-  Events events(server);
+  EventLines events(server);
   EXPECT_FALSE(client.Send(""));
   EXPECT_FALSE(client.Send("0"));
   EXPECT_TRUE(client.Send("0A0b4gg4"));

@@ -169,6 +169,27 @@ TEST_F(EventLoopTest, HandlersMayPumpTheLoop) {
   EXPECT_EQ(log_, "outer( inner task ) ");
 }
 
+// A host that was busy must not find a time-out of what has arrived meanwhile.
+TEST_F(EventLoopTest, TimersThatFallDueWhileAHandlerRunsLetWhatArrivedGoFirst) {
+  Pipe busy;
+  Pipe other;
+  DescriptorWatch slow(loop_, busy.readEnd(), DescriptorWatch::kReadable, [&](unsigned) {
+    busy.take();
+    clock_.advance(10);
+    other.put();
+  });
+  DescriptorWatch quick(loop_, other.readEnd(), DescriptorWatch::kReadable, [&](unsigned) {
+    other.take();
+    log_ += "arrival ";
+  });
+  Timer limit(loop_, [this] { log_ += "limit "; });
+  limit.start(5);
+  busy.put();
+  while (loop_.runOnce(0))
+    continue;
+  EXPECT_EQ(log_, "arrival limit ");
+}
+
 TEST_F(EventLoopTest, RunsPostedTasksInOrderAndLaterOnesInTheNextTurn) {
   loop_.post([this] {
     log_ += "1 ";

@@ -288,8 +288,12 @@ TEST(BlockTransfer, AnEquipmentRefusesOtherDevices) {
   EXPECT_EQ("> 16800509018001", sent.substr(0, 16)) << "S9F1";
   EXPECT_NE(std::string::npos, sent.find("210a" + header(0x8001)));
   station.receive("06");
-  const std::string right = "00058101800000000007";
-  EXPECT_EQ("> 0406; received " + right, station.receive("05" + blockHex(right)));
+  for (const uint16_t own :
+       {uint16_t{5}, uint16_t{0x8005}}) { // as it is stored: only 15 bits count
+    station.engine->settings().deviceId = own;
+    const std::string right = formatText("80058101800000%06x", unsigned{own});
+    EXPECT_EQ("> 0406; received " + right, station.receive("05" + blockHex(right)));
+  }
 }
 
 TEST(BlockTransfer, WatchesForReplies) {

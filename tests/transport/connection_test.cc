@@ -99,6 +99,10 @@ TEST_F(ConnectionTest, LocalCloseReportsNothingAndIsFinal) {
 TEST_F(ConnectionTest, OpenFailsAndMayBeTriedAgain) {
   ASSERT_TRUE(listener->Open());
   const int32_t port = listener->LocalPort();
+  TcpSocket any;
+  any.create(0, false);
+  const int32_t freePort = any.localPort();
+  any.close();
   struct Case {
     const char *name;
     std::function<void(CHHsmsConnection &)> prepare;
@@ -108,7 +112,11 @@ TEST_F(ConnectionTest, OpenFailsAndMayBeTriedAgain) {
                          {"local port out of range", [](auto &c) { c.SetMyPortNumber(-1); }},
                          {"local port taken", [&](auto &c) { c.SetMyPortNumber(port); }},
                          {"unknown host", [](auto &c) { c.SetIPAddress("no.such.host.invalid"); }},
-                         {"nobody listens", [](auto &c) { c.SetPortNumber(1); }}}) {
+                         {"nobody listens", [](auto &c) { c.SetPortNumber(1); }},
+                         {"its own port", [&](auto &c) {
+                            c.SetMyPortNumber(freePort);
+                            c.SetPortNumber(freePort);
+                          }}}) {
     auto active = client(port);
     row.prepare(*active);
     EXPECT_FALSE(active->Open()) << row.name;
@@ -337,6 +345,25 @@ TEST_F(ConnectionTest, SurplusPeersAreTurnedAway) {
   net.settle();
   RawClient third = join(); // the first one does not count, although no tick has removed it yet
   EXPECT_FALSE(third.ended());
+}
+
+TEST_F(ConnectionTest, PeersThatComeAndGoFasterThanTheTicksDoNotPileUp) {
+  listener->SetMaxPeers(2);
+  ASSERT_TRUE(listener->Open());
+  for (int i = 0; i < 8; ++i) {
+    RawClient brief(listener->LocalPort());
+    net.settle();
+  }
+  EXPECT_LE(listener->PeerCount(), 6U);
+  EXPECT_FALSE(net.loop.runOnce(0));
+  for (int tick = 0; tick < 8; ++tick) {
+    listener->Poll();
+    net.settle();
+  }
+  const Lines lines = sink.take();
+  EXPECT_EQ(8, std::count(lines.begin(), lines.end(), "connected")) << "the others have waited";
+  EXPECT_EQ(8, std::count(lines.begin(), lines.end(), "disconnected"));
+  EXPECT_EQ(0U, listener->PeerCount());
 }
 
 /// Leaves the process `left` descriptors while it exists.

@@ -116,6 +116,41 @@ TEST_F(HsmsEngineTest, WholeMessagesOutlastWhatHappensInAReport) {
   }
 }
 
+// The remote end sends data as soon as it counts as selected; a report of the select pumps the
+// loop.
+TEST_F(HsmsEngineTest, WhatFollowsAControlMessageIsHandledAfterIt) {
+  const std::string selectRsp = "ffff0000000200000001";
+  struct Case {
+    bool active;
+    std::string message;
+    std::string pumpAt;
+    Lines lines;
+  };
+  for (const Case &row : std::vector<Case>{
+           {true, selectRsp, "control " + selectRsp, {"control " + selectRsp, "state 12"}},
+           {false,
+            kSelectReq,
+            "sent SelectRsp",
+            {"control " + kSelectReq, "select? 0", "sent SelectRsp", "state 12"}}}) {
+    SCOPED_TRACE(row.pumpAt);
+    row.active ? openActive() : open();
+    engine->Poll();
+    owner.take();
+    owner.onReport = [&](const std::string &line) {
+      if (line != row.pumpAt)
+        return;
+      remote->send(frame(kS1F1));
+      net->settle();
+    };
+    remote->send(frame(row.message));
+    net->settle();
+    owner.onReport = nullptr;
+    Lines expected = row.lines;
+    expected.push_back("data " + kS1F1);
+    EXPECT_EQ(expected, owner.take());
+  }
+}
+
 TEST_F(HsmsEngineTest, TwoEnginesTalkAndStartOpenDoesNotWait) {
   open();
   RecordingOwner other;
@@ -217,6 +252,7 @@ TEST_F(HsmsEngineTest, ReportsMayDestroyCloseReopenOrPump) {
         EXPECT_LT(first, second);
         EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "data " + kS1F1));
         EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "data " + data2));
+        EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "disconnected"));
       }
     }
 }

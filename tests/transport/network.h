@@ -36,6 +36,13 @@ struct Network {
   EventLoop loop{clock};
 };
 
+/// A port that nobody listens on.
+inline uint16_t freePort() {
+  TcpSocket probe;
+  probe.create(0, false);
+  return probe.localPort();
+}
+
 /// The far end of a connection, without any protocol.
 class RawClient {
 public:

@@ -1,5 +1,5 @@
+#include "block_line.h"
 #include "network.h"
-#include "transport/block.h"
 #include "transport/secsi_socket.h"
 
 #include <gtest/gtest.h>
@@ -8,12 +8,6 @@ namespace velto {
 namespace {
 
 const std::string kMessage = "80008101800100000007";
-
-std::string blockHex(const std::string &hex) {
-  const uint16_t sum = blockSum(fromHex(hex));
-  return formatText("%02x", static_cast<unsigned>(hex.size() / 2)) + hex +
-         formatText("%04x", unsigned{sum});
-}
 
 struct SecsISockets : Network {
   SecsISockets() {
@@ -104,7 +98,7 @@ TEST(SecsISocket, ALostConnectionFailsWhatIsQueued) {
   net.listener.QueueHex("00008101000000000007");
   client.close();
   net.tick();
-  EXPECT_EQ((Lines{"connected", "disconnected", "failed " + kMessage}), net.sink.take());
+  EXPECT_EQ((Lines{"connected", "failed " + kMessage, "disconnected"}), net.sink.take());
 }
 
 TEST(SecsISocket, SettingsReachThePeers) {

@@ -33,7 +33,10 @@ protected:
       all.push_back(port.ReadByte());
     return all;
   }
-  bool idle() { return !net.loop.runOnce(20); }
+  /// Whether the loop comes to rest, once the kernel has handed on what was on its way.
+  bool idle() {
+    return net.until([&] { return !net.loop.runOnce(20); });
+  }
 
   Network net;
   PtyLine line;

@@ -17,7 +17,7 @@ Outcome failure(std::string reason) { return {{}, std::move(reason)}; }
 
 Interpreter::Interpreter(EventLoop &loop, FileSystem &files, std::ostream &out, std::ostream &err,
                          ControlFactory factory)
-    : loop_(loop), files_(files), out_(out), err_(err), frontEnd_(out),
+    : loop_(loop), files_(files), out_(out), err_(err), frontEnd_(out, err),
       stage_(
           std::move(factory),
           [this](const std::string &control, const Member &event, Arguments arguments) {

@@ -1,0 +1,492 @@
+#include "controls/secsi_ctrl.h"
+
+#include "controls/registry.h"
+#include "support/event_lines.h"
+#include "support/operator.h"
+#include "support/pty.h"
+#include "support/temporary_directory.h"
+#include "transport/block_line.h"
+#include "transport/network.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <map>
+
+namespace velto {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+// What the two SECS-I controls share -------------------------------------------------------------
+
+TEST(SecsIControls, HoldTheirPropertiesInRange) {
+  const struct {
+    const char *property;
+    int32_t set;
+    int32_t kept;
+  } rows[] = {{"T1", 1, 1},
+              {"T1", 0, 500},
+              {"T1", -9, 500},
+              {"T2", 1, 1},
+              {"T2", 0, 10'000},
+              {"T3", 0, 0},
+              {"T3", -1, -1},
+              {"T4", 0, 0},
+              {"Retry", 0, 0},
+              {"Retry", -1, 3},
+              {"LogBakCount", 0, 0},
+              {"LogBakCount", 999, 999},
+              {"LogBakCount", -1, 1},
+              {"LogBakCount", 5, 5},
+              {"LogBakCount", 1000, 1},
+              {"LogSize", 1, 1},
+              {"LogSize", 0, 1024},
+              {"LogVerbose", 1, 0},
+              {"Log", 1, 1},
+              {"LogVerbose", 1, 1},
+              {"Log", 0, 0},
+              {"LogVerbose", 0, 0},
+              {"PortNumber", -1, 0},
+              {"PortNumber", 32'767, 32'767},
+              {"BaudRate", 0, 9600},
+              {"BaudRate", 300, 300},
+              {"DeviceID", 65'535, 65'535},
+              {"DeviceID", -1, 65'535}};
+  EventLoop loop;
+  for (const char *name : {"VeltoSecsI", "VeltoSecsISocket"}) {
+    const bool serial = std::string(name) == "VeltoSecsI";
+    const auto control = createControl(name, loop);
+    for (const auto &row : rows) {
+      const std::string property = row.property;
+      if (!serial && (property == "PortNumber" || !control->get(property)))
+        continue;
+      EXPECT_TRUE(control->set(property, row.set));
+      EXPECT_EQ(control->get(property).value.as(ValueType::Int32), Variant(row.kept))
+          << name << '.' << property << ' ' << row.set;
+      EXPECT_TRUE(control->modified());
+    }
+  }
+}
+
+using Settings = std::vector<std::pair<std::string, std::string>>;
+
+// What the sheet of a control shows, flags as the INI file has them. The operator cancels.
+Settings shown(IniControl &control, Operator &front, const Settings &keys) {
+  Settings settings;
+  front.answer = [&](PropertySheet &sheet) {
+    for (const auto &[key, value] : keys) {
+      const std::string text = sheet.find(key) == nullptr ? "no field" : sheet.value(key);
+      settings.emplace_back(key, text == "true" ? "1" : text == "false" ? "0" : text);
+    }
+    return false;
+  };
+  EXPECT_FALSE(control.Setup(""));
+  return settings;
+}
+
+TEST(TransportControls, KeepTheirSettingsInSheetFileAndBag) {
+  const struct {
+    const char *control;
+    Settings settings; // in the order of the file
+  } rows[] = {
+      {"VeltoSecsI",
+       {{"PortNumber", "4"},
+        {"BaudRate", "19200"},
+        {"T1", "11"},
+        {"T2", "12"},
+        {"T3", "13"},
+        {"T4", "14"},
+        {"Retry", "5"},
+        {"Master", "0"},
+        {"Log", "1"},
+        {"LogVerbose", "1"},
+        {"LogFileName", "./line"},
+        {"DeviceID", "291"},
+        {"LogSize", "77"},
+        {"LogBakCount", "8"},
+        {"MSEC", "1"}}},
+      {"VeltoSecsISocket",
+       {{"PortNumber", "4"},
+        {"MyPortNumber", "5001"},
+        {"IPAddress", "10.0.0.7"},
+        {"Server", "1"},
+        {"OneOnOne", "0"},
+        {"T1", "11"},
+        {"T2", "12"},
+        {"T3", "13"},
+        {"T4", "14"},
+        {"Retry", "5"},
+        {"Master", "0"},
+        {"MSEC", "1"},
+        {"DeviceID", "291"},
+        {"Log", "1"},
+        {"LogVerbose", "1"},
+        {"LogFileName", "./line"},
+        {"LogSize", "77"},
+        {"LogBakCount", "8"}}},
+      {"VeltoSocket",
+       {{"PortNumber", "4"}, {"MyPortNumber", "5001"}, {"IPAddress", "10.0.0.7"}, {"Server", "1"}}},
+  };
+  const TemporaryDirectory folder;
+  EventLoop loop;
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.control);
+    Operator front;
+    const auto make = [&] {
+      auto made = createControl(row.control, ControlSite(loop, front));
+      auto &control = static_cast<IniControl &>(*made);
+      control.SetIniFileName(folder / (std::string(row.control) + ".ini"));
+      control.SetIniSection("Line");
+      return std::unique_ptr<IniControl>(static_cast<IniControl *>(made.release()));
+    };
+    const auto control = make();
+    std::string file = "[Line]\n";
+    for (const auto &[key, value] : row.settings)
+      file += key + "=" + value + "\n";
+
+    front.answer = [&](PropertySheet &sheet) {
+      for (const auto &[key, value] : row.settings) {
+        Field &field = *sheet.find(key);
+        const bool check = field.kind == Field::Kind::Check;
+        field.value = !check ? value : value == "1" ? "true" : "false";
+      }
+      return true;
+    };
+    EXPECT_TRUE(control->Setup(""));
+    EXPECT_EQ(systemFiles().read(control->IniFileName()), file);
+    const auto loaded = make();
+    EXPECT_TRUE(loaded->LoadIniFile());
+    EXPECT_EQ(shown(*loaded, front, row.settings), row.settings);
+
+    const PropertyBag bag = *PropertyBag::parse(loaded->save().text());
+    const auto copy = make();
+    copy->load(bag);
+    Settings persisted = row.settings;
+    for (auto &[key, value] : persisted)
+      if (key == "OneOnOne")
+        value = "1";
+    EXPECT_EQ(shown(*copy, front, row.settings), persisted);
+    copy->load({});
+    EXPECT_EQ(shown(*copy, front, row.settings), shown(*make(), front, row.settings));
+
+    front.answer = [](PropertySheet &) { return true; };
+    control->SetIniFileName(folder / "missing/velto.ini");
+    EXPECT_FALSE(control->Setup("Mine")) << "cannot be written";
+    control->SetIniSection("");
+    EXPECT_FALSE(control->Setup("")) << "nowhere to write";
+    EXPECT_FALSE(control->LoadIniFile());
+    EXPECT_EQ(front.titles.front(), std::string(row.control) + " - Line");
+    EXPECT_EQ(front.titles[front.titles.size() - 2], "Mine");
+    EXPECT_EQ(front.titles.back(), std::string(row.control) + " Setup");
+  }
+}
+
+TEST(SecsIControls, ReadWhatIsOutOfRangeAsTheDefault) {
+  const TemporaryDirectory folder;
+  systemFiles().write(folder / "velto.ini", "[Line]\nT1=0\nT2=-1\nRetry=-1\nLogSize=0\n"
+                                            "LogBakCount=1000\nLogVerbose=1\nT4=77\n");
+  EventLoop loop;
+  for (const char *name : {"VeltoSecsI", "VeltoSecsISocket"}) {
+    const auto control = createControl(name, loop);
+    control->set("IniFileName", folder / "velto.ini");
+    control->set("IniSection", "Line");
+    control->set("T3", 33);
+    EXPECT_EQ(control->call("LoadIniFile").value, Variant(true));
+    const std::map<const char *, int32_t> kept{
+        {"T1", 500}, {"T2", 10'000},     {"Retry", 3},      {"LogSize", 1024},
+        {"T3", 33},  {"LogBakCount", 1}, {"LogVerbose", 0}, {"T4", 77}};
+    for (const auto &[property, value] : kept)
+      EXPECT_EQ(control->get(property).value.as(ValueType::Int32), Variant(value)) << property;
+  }
+}
+
+// On a serial line ------------------------------------------------------------------------------
+
+constexpr int16_t kPort = 50; // index of a port that the tests map
+
+const std::string kPrimary = "00008101000000000007"; // S1F1W as the host gives it
+const std::string kSent = "80008101800000000007";    // and as it goes out
+const std::string kReply = "00000102800000000007";
+
+class SecsIControl : public testing::Test {
+protected:
+  SecsIControl() { renew(); }
+  ~SecsIControl() override { map(kPort, ""); }
+
+  static void map(int index, const std::string &path) { CHSerialPort::MapPort(index + 1, path); }
+  /// A fresh line and a fresh control on it.
+  void renew() {
+    control.reset();
+    line = std::make_unique<PtyLine>();
+    map(kPort, line->path());
+    control = std::make_unique<CVeltoSecsICtrl>(ControlSite(net.loop));
+    control->SetPortNumber(kPort);
+    events = std::make_unique<EventLines>(*control);
+  }
+  bool isOpen() const { return control != nullptr && control->Connect(); }
+  void open() {
+    control->SetConnect(true);
+    ASSERT_TRUE(isOpen());
+  }
+  /// Runs with a tick now and then: the kernel hands bytes on when it has time.
+  void until(const std::function<bool()> &done) {
+    int turns = 0;
+    net.until([&] {
+      net.clock.advance(++turns % 4 == 0 ? 1 : 0);
+      return done();
+    });
+  }
+  /// So many milliseconds at once.
+  void pass(uint32_t ms) {
+    net.clock.advance(ms);
+    net.settle();
+  }
+  /// The far end says something; what answers, that many bytes.
+  std::string answer(const std::string &hex, size_t length) {
+    line->send(fromHex(hex));
+    Bytes bytes;
+    until([&] {
+      const Bytes more = line->read();
+      bytes.insert(bytes.end(), more.begin(), more.end());
+      return bytes.size() >= length || !isOpen();
+    });
+    return toHex(bytes);
+  }
+  /// The far end says something; the events, that many.
+  Lines happens(const std::string &hex, size_t count) {
+    line->send(fromHex(hex));
+    until([&] { return events->size() >= count || control == nullptr; });
+    return events->take();
+  }
+  /// The far end sends a block; the events.
+  Lines receives(const std::string &hex) {
+    EXPECT_EQ(answer("05", 1), "04");
+    EXPECT_EQ(answer(blockHex(hex), 1), "06");
+    return events->take();
+  }
+  /// The far end takes the message that is sent next.
+  Lines accept(const std::string &sent) {
+    EXPECT_EQ(answer("", 1), "05");
+    EXPECT_EQ(answer("04", sent.size() / 2 + 3), blockHex(sent));
+    return happens("06", 1);
+  }
+
+  Network net;
+  TemporaryDirectory folder;
+  std::unique_ptr<PtyLine> line;
+  std::unique_ptr<CVeltoSecsICtrl> control;
+  std::unique_ptr<EventLines> events;
+};
+
+TEST_F(SecsIControl, ConnectOpensThePortOfItsIndex) {
+  PtyLine other;
+  map(0, line->path());
+  map(3, other.path());
+  control->SetBaudRate(31'250);
+  for (const auto &[index, wanted] : {std::pair<int16_t, PtyLine *>(0, line.get()), {3, &other}}) {
+    control->SetPortNumber(index);
+    open();
+    EXPECT_EQ(wanted->baudRate(), 31'250);
+    EXPECT_EQ(wanted->settings().c_cflag & (CSIZE | PARENB | CSTOPB), unsigned{CS8});
+  }
+  CVeltoSecsICtrl second(net.loop);
+  second.SetPortNumber(3);
+  second.SetConnect(true);
+  EXPECT_FALSE(second.Connect()) << "in use";
+  control->SetConnect(false);
+  EXPECT_FALSE(control->Connect());
+  map(0, "");
+  map(3, "");
+}
+
+TEST_F(SecsIControl, ExchangesMessagesAndShowsItsQueues) {
+  EXPECT_FALSE(control->Send(kPrimary)) << "closed";
+  open();
+  EXPECT_FALSE(control->Send(kPrimary.substr(1))) << "shorter than a header";
+  EXPECT_TRUE(control->Send(kPrimary));
+  EXPECT_EQ(control->window(), "Out Queue\n  S1F1W\nIn Queue\n");
+  EXPECT_THAT(accept(kSent), ElementsAre("Sent " + kSent));
+  EXPECT_THAT(receives("0000060b000100000009" + repeated("AA", 244)), ElementsAre());
+  EXPECT_EQ(control->window(), "Out Queue\nIn Queue\n  S6F11\n");
+  EXPECT_THAT(receives("0000060b800200000009ff"),
+              ElementsAre("Received 0000060b800200000009" + repeated("aa", 244) + "ff"));
+  EXPECT_EQ(control->window(), "Out Queue\nIn Queue\n  S6F11\n") << "for T4";
+
+  control->SetMaster(false);
+  control->SetDeviceID(0x8123);
+  EXPECT_TRUE(control->Send(kPrimary));
+  EXPECT_THAT(accept("01238101800000000007"), ElementsAre("Sent 01238101800000000007"))
+      << "settings count at once";
+  control->Send(kPrimary);
+  open();
+  EXPECT_EQ(control->window(), "Out Queue\nIn Queue\n") << "opening anew empties the queues";
+}
+
+// Nothing comes from the line meanwhile: the control's own timer has to find each of these.
+TEST_F(SecsIControl, FindsEveryTimeOut) {
+  open();
+  control->SetT2(50);
+  control->SetRetry(1);
+  control->Send(kPrimary);
+  control->Send("00008111000000000008");
+  EXPECT_EQ(answer("", 1), "05");
+  pass(50);
+  EXPECT_EQ(answer("", 1), "05");
+  EXPECT_THAT(events->take(), ElementsAre("Problem 10 "));
+  pass(50);
+  EXPECT_THAT(events->take(), ElementsAre("Problem 8 " + kSent, "Problem 8 80008111800000000008"))
+      << "a failed message takes the queue along";
+  EXPECT_EQ(control->window(), "Out Queue\nIn Queue\n");
+
+  control->SetT2(10'000);
+  for (const char *sent : {"80008101800000000001", "80008101800000000002"}) {
+    control->Send(sent);
+    accept(sent);
+  }
+  control->SetT3(200);
+  pass(200);
+  pass(1);
+  EXPECT_THAT(events->take(),
+              ElementsAre("Problem 12 80008101800000000001", "Problem 12 80008101800000000002"));
+  for (const char *first : {"00000105000100000003", "00000105000100000004"})
+    receives(first);
+  control->SetT4(300);
+  pass(300);
+  pass(1);
+  EXPECT_THAT(events->take(),
+              ElementsAre("Problem 9 00000105000100000003", "Problem 9 00000105000100000004"));
+  control->SetT1(10'000);
+  EXPECT_EQ(answer("05", 1), "04");
+  EXPECT_THAT(happens("09", 1), ElementsAre("Problem 2 "));
+  pass(10'000);
+  EXPECT_THAT(events->take(), ElementsAre("Problem 11 "));
+  EXPECT_EQ(answer("", 1), "15");
+}
+
+TEST_F(SecsIControl, WithMsecDataIsCharactersOfEvenParity) {
+  control->SetMSEC(true);
+  open();
+  control->Send("0000810100030000000A\x07"
+                "A\xC1");
+  EXPECT_EQ(control->window(), "Out Queue\n  \x07"
+                               "A\nIn Queue\n");
+  EXPECT_THAT(accept("0000810100030000000a874141"), ElementsAre("Sent 0000810100030000000a\x07"
+                                                                "AA"));
+  EXPECT_THAT(receives("0000010200050000000a8742"), ElementsAre("Received 0000010200050000000a\x07"
+                                                                "B"));
+  control->SetRetry(0);
+  control->Send("0000810100030000000bC");
+  EXPECT_EQ(answer("", 1), "05");
+  pass(10'000);
+  EXPECT_THAT(events->take(), ElementsAre("Problem 8 0000810100030000000bC"));
+}
+
+TEST_F(SecsIControl, WritesItsLog) {
+  const auto log = [&] {
+    std::string text = systemFiles().read(folder / "line.log").value_or("");
+    systemFiles().remove(folder / "line.log");
+    return text;
+  };
+  control->SetIniSection("Etcher");
+  control->SetLogFileName(folder / "line");
+  control->SetLog(true);
+  control->Send(kPrimary);
+  EXPECT_EQ(log(), "") << "closed: nothing is being sent";
+  open();
+  control->Send(kPrimary);
+  accept(kSent);
+  receives(kReply + "010241014141014d");
+  std::string text = log();
+  EXPECT_EQ(text.substr(0, 15), "1970/01/01 00:0");
+  EXPECT_THAT(text, HasSubstr("\r\nSending to Etcher\r\nS1F1W\r\n\r\n1970"));
+  EXPECT_TRUE(text.ends_with(
+      "\r\nReceived from Etcher\r\nS1F2\r\n{\r\n  <a 'A'>\r\n  <a 'M'>\r\n}\r\n\r\n"))
+      << text;
+  EXPECT_THAT(text, Not(HasSubstr("ENQ")));
+
+  control->SetLogVerbose(true);
+  control->SetMSEC(true);
+  control->Send("0000810100030000000A\x87"
+                "A");
+  accept("0000810100030000000a8741");
+  receives("0000010200050000000a87");
+  text = log();
+  EXPECT_THAT(text, HasSubstr("\r\nSending to Etcher\r\n0000810100030000000A\x87"
+                              "A\r\n1970"))
+      << "the text as the host gave it";
+  EXPECT_THAT(text, HasSubstr(" Sent ENQ\r\n"));
+  EXPECT_TRUE(text.ends_with("\r\nReceived from Etcher\r\n0000010200050000000a\x07\r\n")) << text;
+
+  control->SetLogFileName("");
+  control->Send("0000810100030000000A");
+  accept("0000810100030000000a");
+  EXPECT_EQ(log(), "");
+}
+
+TEST_F(SecsIControl, AnUnpluggedDeviceFailsTheQueue) {
+  open();
+  control->Send(kPrimary);
+  EXPECT_EQ(answer("", 1), "05");
+  line->hangUp();
+  until([&] { return events->size() >= 2; });
+  EXPECT_THAT(events->take(),
+              ElementsAre("Problem 8 " + kSent, "Problem 5 The serial device is gone."));
+  EXPECT_FALSE(control->Connect());
+  EXPECT_FALSE(control->Send(kPrimary));
+  line = std::make_unique<PtyLine>();
+  map(kPort, line->path());
+  open();
+  EXPECT_EQ(answer("05", 1), "04");
+}
+
+TEST_F(SecsIControl, TheHostMayDoAnythingInsideEveryEvent) {
+  const struct {
+    const char *name;
+    std::function<void()> act;
+  } actions[] = {
+      {"destroy", [this] { control.reset(); }},
+      {"close", [this] { control->SetConnect(false); }},
+      {"reopen", [this] { control->SetConnect(true); }},
+      {"pump", [this] { pass(1); }},
+      {"send", [this] { control->Send(kPrimary); }},
+  };
+  for (const char *event : {"Received", "Sent", "Problem"}) {
+    for (const auto &action : actions) {
+      SCOPED_TRACE(std::string(event) + ' ' + action.name);
+      renew();
+      int acted = 0;
+      events->onEvent = [&](const std::string &name) {
+        if (name == event && ++acted <= 3)
+          action.act();
+      };
+      control->SetMaster(false); // always answers a request to send
+      open();
+      const auto step = [&](const std::string &hex) {
+        if (isOpen())
+          happens(hex, 1);
+      };
+      step("41");
+      if (isOpen())
+        answer("05", 1);
+      step(blockHex(kReply));
+      if (isOpen()) {
+        control->Send(kPrimary);
+        control->Send(kPrimary);
+        answer("", 1);
+        answer("04", 13);
+      }
+      step("06");
+      if (isOpen()) {
+        line->hangUp();
+        until([&] { return !isOpen(); });
+      }
+      EXPECT_GT(acted, 0);
+      EXPECT_EQ(control == nullptr, action.name == std::string("destroy"));
+    }
+  }
+}
+
+} // namespace
+} // namespace velto
