@@ -173,9 +173,11 @@ std::optional<bool> runSetup(EventLoop &loop, FrontEnd &frontEnd, const Options 
   return std::nullopt;
 }
 
+// The screen has a loop of its own. That of the control stands still, so that no link is opened.
 int runOnScreen(const Options &options, int32_t pages) {
   EventLoop loop;
-  FullScreenFrontEnd frontEnd(loop);
+  EventLoop screenLoop;
+  FullScreenFrontEnd frontEnd(screenLoop);
   const auto written = runSetup(loop, frontEnd, options, pages);
   const bool cancelled = !frontEnd.sheetAccepted() && !frontEnd.hasQuit();
   return written && (*written || cancelled) ? kExitDone : kExitFailed;

@@ -157,7 +157,7 @@ TEST(Container, ShowsTheWindowOfEveryControl) {
       {"VeltoSecsI", "", "Out Queue\nIn Queue\n"},
       {"VeltoSecsISocket", "", "Client\n"},
       {"VeltoSocket", "", "Client\n"},
-      {"VeltoComm", "c.PortNumber = 3", "com3 (/dev/ttyS2) "},
+      {"VeltoComm", "c.PortNumber = 2", "com3 (/dev/ttyS2) "},
       {"VeltoLog", "c.Trace(\"a line\")", "a line\n"},
   };
   const TemporaryDirectory folder;
