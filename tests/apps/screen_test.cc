@@ -5,8 +5,12 @@
 #include "apps/velto/screen/recent_lines.h"
 #include "apps/velto/screen/scroll_pane.h"
 #include "apps/velto/screen/sheet_window.h"
+#include "apps/velto/screen/terminal.h"
+#include "platform/pseudo_terminal.h"
 
+#include <csignal>
 #include <deque>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -363,6 +367,48 @@ TEST(Screen, SendsOnlyWhatChanged) {
   after.put(1, 1, "\xe9", 1);
   EXPECT_EQ(after.changes(before, false), "\x1b[2;1H \xe9") << "the left half goes too";
   EXPECT_EQ(Screen({1, 1}).changes(before, true), "\x1b[0m\x1b[2J") << "another size: all anew";
+}
+
+TEST(Terminal, GoesOnWhenTheLineDoesNot) {
+  PseudoTerminal line;
+  const int device = open(line.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(device, 0);
+  EventLoop loop;
+  {
+    Terminal terminal(loop, nullptr, device, device);
+    Screen screen(terminal.size());
+    const auto [rows, columns] = terminal.size();
+    for (int i = 0; i < 1000; ++i) { // much more than a line takes that nobody reads
+      screen.fill({0, 0, rows, columns}, i % 2 == 0 ? Look::Bold : Look::Plain,
+                  static_cast<char>('a' + i % 26));
+      terminal.draw(screen);
+    }
+    screen.fill({0, 0, rows, columns});
+    screen.put(0, 0, "the last one", columns);
+    terminal.draw(screen);
+    std::string seen;
+    const auto cameToAnEnd = [&] {
+      const Bytes bytes = line.read();
+      seen.append(bytes.begin(), bytes.end());
+      return seen.find("the last one") != std::string::npos;
+    };
+    EXPECT_TRUE(loop.runUntil(cameToAnEnd, 10'000));
+    EXPECT_LT(seen.size(), 100'000U) << "those in between were left out";
+
+    line.send(Bytes{'x', 0x1b, '[', 'B', 0x1b});
+    std::vector<Key> keys;
+    const auto escaped = [&] {
+      while (const auto key = terminal.nextKey())
+        keys.push_back(*key);
+      return keys.size() == 3;
+    };
+    EXPECT_TRUE(loop.runUntil(escaped, 10'000));
+    EXPECT_EQ(keys, (std::vector<Key>{{Code::Character, "x"}, {Code::Down}, {Code::Escape}}));
+
+    line.hangUp();
+    EXPECT_TRUE(loop.runUntil([&] { return terminal.stopSignal() == SIGHUP; }, 10'000));
+  }
+  close(device);
 }
 
 TEST(ScrollPane, FollowsItsLastLineUntilItIsScrolled) {
