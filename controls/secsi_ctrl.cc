@@ -148,12 +148,16 @@ bool CVeltoSecsICtrl::Send(const std::string &text) {
   return true;
 }
 
-// Stands for a timer of 1 ms: ticks on which nothing is due are left out.
+// Stands for a timer of 1 ms: ticks on which nothing is due are left out. They go on while a report
+// of the tick pumps the loop.
 void CVeltoSecsICtrl::tick() {
   const Lifetime::Watch alive(lifetime());
+  timer_.start(1);
   port_.Poll();
-  if (alive)
-    scheduleTick();
+  if (!alive)
+    return;
+  timer_.stop();
+  scheduleTick();
 }
 
 void CVeltoSecsICtrl::scheduleTick() {

@@ -64,8 +64,10 @@ std::optional<uint32_t> CHSecsISocket::NextPoll() const {
   return listening() || socketErrorPending() ? CHHsmsConnection::NextPoll() : transfer_.NextPoll();
 }
 
+// Ticks go on while a report pumps the loop.
 void CHSecsISocket::onArrived() {
   Lifetime::Watch alive(lifetime());
+  wake();
   transfer_.Poll();
   if (alive)
     wake();

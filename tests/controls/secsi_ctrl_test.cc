@@ -365,6 +365,24 @@ TEST_F(SecsIControl, FindsEveryTimeOut) {
   EXPECT_EQ(answer("", 1), "15");
 }
 
+TEST_F(SecsIControl, TimeGoesOnWhileAHandlerPumpsTheLoop) {
+  open();
+  control->SetT2(50);
+  control->SetRetry(1);
+  size_t inside = 0;
+  events->onEvent = [&](const std::string &) {
+    if (events->size() == 1) {
+      pass(50);
+      inside = events->size();
+    }
+  };
+  control->Send(kPrimary);
+  EXPECT_EQ(answer("", 1), "05");
+  pass(50);
+  EXPECT_EQ(inside, 2U);
+  EXPECT_THAT(events->take(), ElementsAre("Problem 10 ", "Problem 8 " + kSent));
+}
+
 TEST_F(SecsIControl, WithMsecDataIsCharactersOfEvenParity) {
   control->SetMSEC(true);
   open();

@@ -170,6 +170,24 @@ TEST_F(SecsISocketControl, FindsTimeOutsAndFailsTheQueue) {
                                           problem + " 12 80058101800100000007"));
 }
 
+TEST_F(SecsISocketControl, TheQueueGoesOnWhileAHandlerPumpsTheLoop) {
+  RawClient client(eq->MyPortNumber());
+  settle();
+  eq->Send(kPrimary);
+  eq->Send(kPrimary);
+  settle();
+  EXPECT_EQ(answer(client, "04"), "05" + blockHex(kSent));
+  std::string inside;
+  events->onEvent = [&](const std::string &name) {
+    if (name == "Sent") {
+      settle();
+      inside = client.readHex();
+    }
+  };
+  answer(client, "06");
+  EXPECT_EQ(inside, "05");
+}
+
 // Most hosts connect anew inside Disconnected, which replaces the engine: by then everything that
 // was queued has been reported.
 TEST_F(SecsISocketControl, ALostConnectionFailsTheQueueBeforeItIsReported) {
