@@ -1,8 +1,11 @@
 #include "gem/engine.h"
 
+#include "secs2/item_codec.h"
 #include "secs2/reply_text.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace velto {
 
@@ -40,6 +43,12 @@ void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
   copyHeads(from, to);
   to.message.root = std::move(from.message.root);
   to.partner()->message.root = std::move(from.partner()->message.root);
+}
+
+Bytes joined(ByteView head, ByteView body) {
+  Bytes bytes(head.begin(), head.end());
+  bytes.insert(bytes.end(), body.begin(), body.end());
+  return bytes;
 }
 
 std::string problemText(int code) { return std::string("Error : ") + gemErrorText(code); }
@@ -278,19 +287,31 @@ bool CHGemEngine::transmit(const CHSecsMessage &message) {
   return message.Encode(bytes) && physical_.Send(bytes);
 }
 
+bool CHGemEngine::transmit(CHSecsMessage &&message) {
+  const Lifetime::Watch alive(lifetime_);
+  outgoing_ = &message;
+  const bool sent = transmit(std::as_const(message));
+  if (alive)
+    outgoing_ = nullptr;
+  return sent;
+}
+
+// The slot gets what went out: the body itself where the sender leaves it, else what its bytes say.
 void CHGemEngine::OnSent(const CHSecsHeader &header, ByteView body) {
   const auto keep = logical_;
   const Lifetime::Watch alive(lifetime_);
   CHSecsMessage plain;
   CHSecsMessage &sent = gem_ != nullptr ? gem_->slot(CHGem::kSent).message : plain;
-  Bytes bytes;
-  bytes.reserve(CHSecsHeader::kSize + body.size());
-  bytes.resize(CHSecsHeader::kSize);
-  EncodeHeader(header, std::span(bytes).first<CHSecsHeader::kSize>());
-  bytes.insert(bytes.end(), body.begin(), body.end());
-  sent.Decode(bytes);
+  CHSecsMessage *left = std::exchange(outgoing_, nullptr);
+  std::array<uint8_t, CHSecsHeader::kSize> head{};
+  EncodeHeader(header, head);
+  DecodeHeader(sent.header, head, static_cast<uint32_t>(head.size() + body.size()));
+  if (left != nullptr)
+    sent.root = std::move(left->root);
+  else
+    DecodeItem(sent.root, body);
   if (logsMessages())
-    record().sent(bytes);
+    record().sent(joined(head, body));
   // Without a model nothing that arrives is looked at, and no reply would end a transaction.
   if (gem_ != nullptr && header.idWord == keep->DeviceID())
     keep->OnSent(sent);

@@ -88,6 +88,7 @@ private:
   void OnLinkStateChanged(HsmsState next, HsmsState previous) override;
   // LogicalConnectionOwner
   bool transmit(const CHSecsMessage &message) override;
+  bool transmit(CHSecsMessage &&message) override;
   void reportReplyTimeout(const CHSecsHeader &primary) override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;
@@ -116,8 +117,9 @@ private:
   // Kept alive by whoever is at work in it, so that a report may replace it.
   std::shared_ptr<CHLogicalConnection> logical_;
   CHGem *gem_ = nullptr;
-  uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
-  bool refused_ = false;  // the message in the slot came before the select, or for another device
+  uint32_t received_ = 0;             // counts messages, to tell whether another one took the slot
+  CHSecsMessage *outgoing_ = nullptr; // being sent, and not needed afterwards
+  bool refused_ = false; // the message in the slot came before the select, or for another device
   Lifetime lifetime_;
 };
 

@@ -18,7 +18,7 @@ bool CHGemEventModel::InvokeEvent(uint32_t ceid) {
   message.root = std::move(*body);
   // Counted before it is sent: the host may invoke further events meanwhile.
   const uint32_t used = dataId_++;
-  if (owner().Send(message))
+  if (owner().Send(std::move(message)))
     return true;
   if (dataId_ == used + 1)
     dataId_ = used;

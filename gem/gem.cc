@@ -90,6 +90,13 @@ bool CHGem::Send(CHSecsMessage &message) {
   return mayPass(message.header) && CHLogicalConnection::Send(message);
 }
 
+bool CHGem::Send(CHSecsMessage &&message) {
+  if (!mayPass(message.header) || owner() == nullptr)
+    return false;
+  message.header.idWord = DeviceID();
+  return owner()->transmit(std::move(message));
+}
+
 bool CHGem::OnReceive(CHSecsVerifier &slot) {
   CHLogicalConnection::OnReceive(slot);
   const bool taken = handle(slot);

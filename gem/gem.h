@@ -39,6 +39,7 @@ public:
 
   /// The gate: what may go out depends on the communication and the control state.
   bool Send(CHSecsMessage &message) override;
+  bool Send(CHSecsMessage &&message) override;
   bool OnReceive(CHSecsVerifier &slot) override;
   void OnSent(const CHSecsMessage &message) override;
   void Tick() override;

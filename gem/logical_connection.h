@@ -10,6 +10,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace velto {
 
@@ -20,6 +21,8 @@ public:
 
   /// Sends over the selected connection; false when there is none.
   virtual bool transmit(const CHSecsMessage &message) = 0;
+  /// The same for a message that is not needed afterwards: its body may be taken over.
+  virtual bool transmit(CHSecsMessage &&message) { return transmit(std::as_const(message)); }
   /// The reply to a primary did not come within T3.
   virtual void reportReplyTimeout(const CHSecsHeader &primary) = 0;
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;

@@ -20,6 +20,8 @@ public:
   /// Sends through the gate of the communication and control states, with the device ID; false when
   /// it is refused or cannot be sent.
   virtual bool Send(CHSecsMessage &message) = 0;
+  /// The same for a message that is not needed afterwards: its body may be taken over.
+  virtual bool Send(CHSecsMessage &&message) { return Send(message); }
   virtual uint8_t communicationState() const = 0;
   virtual uint8_t controlState() const = 0;
   /// Whether this side is the host.

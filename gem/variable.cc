@@ -45,7 +45,7 @@ std::string itemSml(uint8_t nodeType, std::string_view text) {
 
 bool isUnsignedByte(uint8_t nodeType) {
   return isNumber(nodeType) && kindOf(nodeType) != ElementKind::Signed &&
-         formatInfo(formatOf(nodeType)).elementSize == 1;
+         elementSize(formatOf(nodeType)) == 1;
 }
 
 // Whether all numbers of a text are finite in a real type.
@@ -181,30 +181,22 @@ CHSecsItem itemFromSml(std::string_view sml) {
   return none;
 }
 
-const CHSecsItem &ParsedValue::kept(std::string_view sml) {
-  if (kept_ == nullptr)
-    kept_ = std::make_unique<Kept>();
-  if (kept_->sml != sml || !kept_->item.hasData()) {
-    kept_->sml = sml;
-    kept_->item = itemFromSml(sml);
-  }
-  return kept_->item;
-}
-
-CHSecsItem CHGemEventVid::reportedItem() const {
+const CHSecsItem *CHGemEventVid::parsedValue() const {
+  if (const CHSecsItem *item = parsed_.get())
+    return item;
   const std::string_view sml = rawValue();
-  return ParsedValue::keeps(sml) ? parsed_.kept(sml).clone() : itemFromSml(sml);
+  return ParsedValue::keeps(sml) ? &parsed_.keep(itemFromSml(sml)) : nullptr;
 }
 
 std::string CHGemEventVid::GetValue() const {
-  const std::string_view sml = rawValue();
-  return ParsedValue::keeps(sml) ? valueText(parsed_.kept(sml), ValueForm::Decimal)
-                                 : valueText(itemFromSml(sml), ValueForm::Decimal);
+  const CHSecsItem *item = parsedValue();
+  return item != nullptr ? valueText(*item, ValueForm::Decimal)
+                         : valueText(itemFromSml(rawValue()), ValueForm::Decimal);
 }
 
 uint32_t CHGemEventVid::GetNumber() const {
-  const std::string_view sml = rawValue();
-  return ParsedValue::keeps(sml) ? numberOf(parsed_.kept(sml)) : numberOf(itemFromSml(sml));
+  const CHSecsItem *item = parsedValue();
+  return item != nullptr ? numberOf(*item) : numberOf(itemFromSml(rawValue()));
 }
 
 bool CHGemEventVid::SetValue(std::string_view text) {
@@ -239,8 +231,8 @@ std::string CHGemEventVid::FormatBound(Bound bound) const {
 }
 
 CHSecsItem ReportedValues::item(const CHGemEventVid &variable) {
-  if (ParsedValue::keeps(variable.rawValue()))
-    return variable.reportedItem();
+  if (const CHSecsItem *item = variable.parsedValue())
+    return item->clone();
   const auto [entry, added] = long_.try_emplace(&variable);
   if (added)
     entry->second = itemFromSml(variable.rawValue());

@@ -33,30 +33,35 @@ bool isItemSml(std::string_view sml);
 /// hold of a variable.
 CHSecsItem itemFromSml(std::string_view sml);
 
-/// Keeps what a short value parsed to, so that it is parsed again only when it changed. Long values
-/// are not kept, which bounds what a variable takes. Copying takes nothing over.
+/// Keeps what a short value parsed to until the value changes. Long values are not kept, which
+/// bounds what a variable takes. Copying takes nothing over.
 class ParsedValue {
 public:
   ParsedValue() = default;
   ParsedValue(const ParsedValue &) {}
   ParsedValue(ParsedValue &&) = default;
-  ParsedValue &operator=(const ParsedValue &) { return *this; }
+  ParsedValue &operator=(const ParsedValue &) {
+    forget();
+    return *this;
+  }
   ParsedValue &operator=(ParsedValue &&) = default;
   bool operator==(const ParsedValue &) const { return true; }
 
   /// Whether a value is short enough to be kept.
   static bool keeps(std::string_view sml) { return sml.size() <= kMaxSize; }
-  /// As itemFromSml(), for a value that keeps().
-  const CHSecsItem &kept(std::string_view sml);
+  /// What is kept; null when nothing is.
+  const CHSecsItem *get() const { return item_.get(); }
+  const CHSecsItem &keep(CHSecsItem item) {
+    item_ = std::make_unique<CHSecsItem>(std::move(item));
+    return *item_;
+  }
+  /// To be called when the value changes.
+  void forget() { item_.reset(); }
 
 private:
-  struct Kept {
-    std::string sml;
-    CHSecsItem item;
-  };
   static constexpr size_t kMaxSize = 32;
 
-  std::unique_ptr<Kept> kept_;
+  std::unique_ptr<CHSecsItem> item_;
 };
 
 enum class Bound { Minimum, Maximum, Default };
@@ -84,10 +89,16 @@ public:
   void setDefaultValue(std::string_view text) { texts_.set(Default, text); }
   void setUnit(std::string_view text) { texts_.set(Unit, text); }
   void setDescription(std::string_view text) { texts_.set(Description, text); }
-  void setRawValue(std::string_view sml) { texts_.set(RawValue, sml); }
+  void setRawValue(std::string_view sml) {
+    texts_.set(RawValue, sml);
+    parsed_.forget();
+  }
   /// All of them in the order from minimum to rawValue, as the data file has them.
   using Texts = PackedTexts<6>;
-  Texts &texts() { return texts_; }
+  Texts &texts() {
+    parsed_.forget();
+    return texts_;
+  }
   const Texts &texts() const { return texts_; }
 
   /// The value as text; empty when rawValue is no SML item.
@@ -105,8 +116,9 @@ public:
   bool IsInRange(std::string_view text) const;
   /// A bound as the SML of an item of nodeType; empty for an unknown type.
   std::string FormatBound(Bound bound) const;
-  /// The item that rawValue states, for a report: reports go out often.
-  CHSecsItem reportedItem() const;
+  /// The item that rawValue states, parsed already: reports go out often. Null for a long value;
+  /// itemFromSml() makes its item.
+  const CHSecsItem *parsedValue() const;
 
   bool operator==(const CHGemEventVid &) const = default;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -53,7 +54,6 @@ enum class ElementKind : uint8_t { Unknown, List, Binary, Boolean, Text, Signed,
 struct FormatInfo {
   uint8_t code;
   VeltoSecsIIType type;
-  uint8_t elementSize; ///< bytes of one element
   ElementKind kind;
   const char *lowerTag; ///< SML tag that is printed
   const char *upperTag;
@@ -61,11 +61,27 @@ struct FormatInfo {
 };
 
 /// The row of a format code; codes that the standard does not name share one row of type
-/// SecsInvalid, element size 1 and tag "<?".
+/// SecsInvalid and tag "<?".
 const FormatInfo &formatInfo(uint8_t code);
 
+namespace detail {
+inline constexpr auto kElementSizes = [] {
+  std::array<uint8_t, 64> sizes{};
+  sizes.fill(1);
+  for (const uint8_t code : {format::kI8, format::kF8, format::kU8})
+    sizes[code] = 8;
+  for (const uint8_t code : {format::kI4, format::kF4, format::kU4})
+    sizes[code] = 4;
+  for (const uint8_t code : {format::kI2, format::kU2})
+    sizes[code] = 2;
+  return sizes;
+}();
+} // namespace detail
+
 /// Bytes of one element; 1 for unknown codes.
-inline size_t elementSize(uint8_t code) { return formatInfo(code).elementSize; }
+constexpr size_t elementSize(uint8_t code) {
+  return code < detail::kElementSizes.size() ? detail::kElementSizes[code] : 1;
+}
 /// SecsInvalid for unknown codes.
 inline VeltoSecsIIType typeOf(uint8_t code) { return formatInfo(code).type; }
 /// The format code of a type; 0 for types outside SecsList to SecsAscii2.

@@ -11,58 +11,22 @@ namespace velto {
 
 static_assert(sizeof(CHSecsItem) == 32, "decoded messages are bounded by this size");
 
-// Moves format, count and data out of `other` into this item, which has no data.
-void CHSecsItem::takeStorage(CHSecsItem &other) noexcept {
-  switch (other.storage_) {
-  case Storage::None:
-    break;
-  case Storage::Inline:
-    std::memcpy(data_.inlined, other.data_.inlined, kInlineSize);
-    break;
-  case Storage::Heap:
+// What lies outside the item: an array on the heap, or children.
+void CHSecsItem::takeOwned(CHSecsItem &other) noexcept {
+  if (other.storage_ == Storage::Heap) {
     std::construct_at(&data_.heap, std::move(other.data_.heap));
     std::destroy_at(&other.data_.heap);
-    break;
-  case Storage::Children:
+  } else {
     std::construct_at(&data_.children, std::move(other.data_.children));
     std::destroy_at(&other.data_.children);
-    break;
   }
-  format_ = other.format_;
-  count_ = std::exchange(other.count_, 0);
-  storage_ = std::exchange(other.storage_, Storage::None);
-  decodeError_ = other.decodeError_;
 }
 
-ByteView CHSecsItem::bytes() const {
-  const size_t size = count_ * elementSize(format_);
-  switch (storage_) {
-  case Storage::Inline:
-    return {data_.inlined, size};
-  case Storage::Heap:
-    return {data_.heap.bytes.get(), size};
-  case Storage::None:
-  case Storage::Children:
-    break;
-  }
-  return {};
-}
-
-void CHSecsItem::clear() {
-  switch (storage_) {
-  case Storage::None:
-  case Storage::Inline:
-    break;
-  case Storage::Heap:
+void CHSecsItem::destroyOwned() {
+  if (storage_ == Storage::Heap)
     std::destroy_at(&data_.heap);
-    break;
-  case Storage::Children:
+  else
     destroyChildren();
-    break;
-  }
-  storage_ = Storage::None;
-  count_ = 0;
-  decodeError_ = false;
 }
 
 // A tree may be of any depth, the stack is not: nested child lists are taken out and deleted one

@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velto {
@@ -51,7 +52,13 @@ public:
   }
 
   /// The elements as they lie in memory; empty for a list.
-  ByteView bytes() const;
+  ByteView bytes() const {
+    if (storage_ == Storage::Inline)
+      return {data_.inlined, count_ * elementSize(format_)};
+    if (storage_ == Storage::Heap)
+      return {data_.heap.bytes.get(), count_ * elementSize(format_)};
+    return {};
+  }
   /// The bytes of a text item as text.
   std::string_view text() const {
     return {reinterpret_cast<const char *>(bytes().data()), bytes().size()};
@@ -64,7 +71,13 @@ public:
   }
 
   /// Deletes the data and all children: count 0, no data, no decode error.
-  void clear();
+  void clear() {
+    if (ownsData())
+      destroyOwned();
+    storage_ = Storage::None;
+    count_ = 0;
+    decodeError_ = false;
+  }
   /// Takes over another item's format, count, data and decode error; the other, which may stand
   /// below this item, is left without data.
   void assignFrom(CHSecsItem &&other) noexcept;
@@ -111,7 +124,20 @@ private:
 
   CHSecsItem cloneAlone() const;
   CHSecsItem *data() { return isList() ? data_.children.data() : nullptr; }
-  void takeStorage(CHSecsItem &other) noexcept;
+  bool ownsData() const { return storage_ == Storage::Heap || storage_ == Storage::Children; }
+  // Moves format, count and data out of `other` into this item, which has no data.
+  void takeStorage(CHSecsItem &other) noexcept {
+    if (other.ownsData())
+      takeOwned(other);
+    else
+      std::memcpy(data_.inlined, other.data_.inlined, kInlineSize);
+    format_ = other.format_;
+    count_ = std::exchange(other.count_, 0);
+    storage_ = std::exchange(other.storage_, Storage::None);
+    decodeError_ = other.decodeError_;
+  }
+  void takeOwned(CHSecsItem &other) noexcept;
+  void destroyOwned();
   void destroyChildren();
 
   Data data_;

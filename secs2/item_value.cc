@@ -101,7 +101,7 @@ void appendNumber(CHSecsItem &item, double value) {
 
 void appendInteger(CHSecsItem &item, int64_t value) {
   const FormatInfo &info = formatInfo(item.format());
-  if (info.elementSize == 8 && info.kind != ElementKind::Real)
+  if (elementSize(info.code) == 8 && info.kind != ElementKind::Real)
     return item.appendElement(value);
   const bool isSigned = info.kind == ElementKind::Signed || info.kind == ElementKind::Real;
   appendNumber(item, isSigned ? static_cast<double>(value)
