@@ -1,7 +1,5 @@
 #include "gem/event_model.h"
 
-#include "gem/items.h"
-
 #include <utility>
 
 namespace velto {
@@ -40,8 +38,12 @@ std::optional<CHSecsItem> CHGemEventModel::BuildEventData(const CHGemEventCeid &
     const CHGemEventReport *report = data_.reports.FindReport(rptid);
     if (report == nullptr)
       return std::nullopt;
-    std::optional<CHSecsItem> values = buildReport(*report, reported);
-    if (!values || !reports.add(listItem(numberItem(rptid), std::move(*values))))
+    ItemCollector values;
+    if (!collectValues(*report, reported, values))
+      return std::nullopt;
+    CHSecsItem rptidItem = numberItem(rptid);
+    const size_t size = kShortListHead + bytesOf(rptidItem) + values.listSize();
+    if (!reports.add(listItem(std::move(rptidItem), values.list()), size))
       return std::nullopt;
   }
   return listItem(std::move(dataIdItem), std::move(ceidItem), reports.list());
@@ -49,19 +51,19 @@ std::optional<CHSecsItem> CHGemEventModel::BuildEventData(const CHGemEventCeid &
 
 std::optional<CHSecsItem> CHGemEventModel::BuildReportData(const CHGemEventReport &report) const {
   ReportedValues reported;
-  return buildReport(report, reported);
+  ItemCollector values;
+  return collectValues(report, reported, values) ? std::optional(values.list()) : std::nullopt;
 }
 
-std::optional<CHSecsItem> CHGemEventModel::buildReport(const CHGemEventReport &report,
-                                                       ReportedValues &reported) const {
-  ItemCollector values;
+bool CHGemEventModel::collectValues(const CHGemEventReport &report, ReportedValues &reported,
+                                    ItemCollector &values) const {
   values.reserve(report.variables.size());
   for (const uint32_t vid : report.variables) {
     const CHGemEventVid *variable = data_.variables.FindVid(vid);
     if (variable == nullptr || !values.add(reported.item(*variable)))
-      return std::nullopt;
+      return false;
   }
-  return values.list();
+  return true;
 }
 
 bool CHGemEventModel::RegisterCEID(uint32_t ceid, uint8_t role, std::string description) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "gem/items.h"
 #include "gem/model.h"
 #include "gem/model_data.h"
 
@@ -75,8 +76,9 @@ private:
   std::optional<CHSecsItem> eventReport(const CHSecsItem &request);
   std::optional<CHSecsItem> individualReport(const CHSecsItem &request);
 
-  std::optional<CHSecsItem> buildReport(const CHGemEventReport &report,
-                                        ReportedValues &reported) const;
+  /// False when a variable is missing, or when no message can carry the values.
+  bool collectValues(const CHGemEventReport &report, ReportedValues &reported,
+                     ItemCollector &values) const;
   bool removeReports(const std::set<uint32_t> &rptids);
 
   GemData &data_;

@@ -45,7 +45,8 @@ template <typename... Items> CHSecsItem listItem(Items &&...items) {
 
 /// The encoded bytes of an item; more than a message carries when it cannot be encoded.
 inline size_t bytesOf(const CHSecsItem &item) {
-  return EncodedItemSize(item).value_or(CHSecsMessage::kMaxEncodedSize);
+  return item.isList() ? EncodedItemSize(item).value_or(CHSecsMessage::kMaxEncodedSize)
+                       : EncodedLeafSize(item);
 }
 
 /// Bytes that a list of up to 255 items takes besides them (SEMI E5 9.2): format and count.
@@ -56,15 +57,23 @@ inline constexpr size_t kShortListHead = 2;
 class ItemCollector {
 public:
   /// `others`: bytes of the message's body beside the list.
-  explicit ItemCollector(size_t others = 0) : size_(CHSecsHeader::kSize + others) {}
+  explicit ItemCollector(size_t others = 0)
+      : others_(CHSecsHeader::kSize + others), size_(others_) {}
 
   void reserve(size_t count) { items_.reserve(count); }
   /// False when no message can carry the list any more.
   bool add(CHSecsItem &&item) {
-    size_ += bytesOf(item);
+    const size_t size = bytesOf(item);
+    return add(std::move(item), size);
+  }
+  /// The same with the encoded bytes of the item, for who knows them.
+  bool add(CHSecsItem &&item, size_t size) {
+    size_ += size;
     items_.push_back(std::move(item));
     return size_ + headSize() <= CHSecsMessage::kMaxEncodedSize;
   }
+  /// The encoded bytes of the list.
+  size_t listSize() const { return size_ - others_ + headSize(); }
   CHSecsItem list() {
     CHSecsItem item;
     item.setList(std::move(items_));
@@ -78,6 +87,7 @@ private:
   }
 
   std::vector<CHSecsItem> items_;
+  size_t others_;
   size_t size_; ///< of the message but for the list's head
 };
 

@@ -89,16 +89,24 @@ public:
 
 protected:
   size_t lowerBound(uint32_t number) const {
-    return static_cast<size_t>(
-        std::lower_bound(items_.begin(), items_.end(), number,
-                         [](const T *item, uint32_t value) { return item->number() < value; }) -
-        items_.begin());
+    if (!isFirst(expected_, number))
+      expected_ = static_cast<size_t>(
+          std::lower_bound(items_.begin(), items_.end(), number,
+                           [](const T *item, uint32_t value) { return item->number() < value; }) -
+          items_.begin());
+    return expected_++;
   }
 
   std::vector<T *> items_; ///< of the pool
 
 private:
+  bool isFirst(size_t index, uint32_t number) const {
+    return index < items_.size() && items_[index]->number() == number &&
+           (index == 0 || items_[index - 1]->number() < number);
+  }
+
   ObjectPool<T> pool_;
+  mutable size_t expected_ = 0; ///< look-ups of neighbours often follow each other
 };
 
 } // namespace velto

@@ -53,19 +53,15 @@ void CHSecsItem::assignFrom(CHSecsItem &&other) noexcept {
   takeStorage(taken);
 }
 
-// The item without its children: a list is left empty.
-CHSecsItem CHSecsItem::cloneAlone() const {
-  CHSecsItem copy;
-  if (isList())
-    copy.setList();
-  else if (hasData())
-    std::ranges::copy(bytes(), copy.makeArray(format_, count_));
-  copy.format_ = format_;
-  copy.decodeError_ = decodeError_;
-  return copy;
+// A new array, or no children yet.
+void CHSecsItem::copyOwned(const CHSecsItem &other) {
+  if (other.isList())
+    std::construct_at(&data_.children);
+  else
+    std::ranges::copy(other.bytes(), makeArray(other.format_, other.count_));
 }
 
-CHSecsItem CHSecsItem::clone() const {
+CHSecsItem CHSecsItem::cloneList() const {
   struct Lists {
     std::span<const CHSecsItem> from;
     CHSecsItem *to;

@@ -82,7 +82,7 @@ public:
   /// below this item, is left without data.
   void assignFrom(CHSecsItem &&other) noexcept;
   /// An independent copy of the item and all below it.
-  CHSecsItem clone() const;
+  CHSecsItem clone() const { return isList() ? cloneList() : cloneAlone(); }
 
   void setText(std::string_view text, uint8_t code);
   /// One element, converted from a double: integer formats keep the low bytes of the truncated
@@ -122,7 +122,21 @@ private:
     std::vector<CHSecsItem> children;
   };
 
-  CHSecsItem cloneAlone() const;
+  // The item without its children: a list is left empty.
+  CHSecsItem cloneAlone() const {
+    CHSecsItem copy;
+    if (ownsData())
+      copy.copyOwned(*this);
+    else
+      std::memcpy(copy.data_.inlined, data_.inlined, kInlineSize);
+    copy.count_ = count_;
+    copy.format_ = format_;
+    copy.storage_ = storage_;
+    copy.decodeError_ = decodeError_;
+    return copy;
+  }
+  CHSecsItem cloneList() const;
+  void copyOwned(const CHSecsItem &other);
   CHSecsItem *data() { return isList() ? data_.children.data() : nullptr; }
   bool ownsData() const { return storage_ == Storage::Heap || storage_ == Storage::Children; }
   // Moves format, count and data out of `other` into this item, which has no data.

@@ -41,19 +41,11 @@ void copyElements(uint8_t *to, const uint8_t *from, size_t count, size_t size) {
   }
 }
 
-size_t statedLength(const CHSecsItem &item) {
-  if (item.isList())
-    return item.count();
-  return item.bytes().size() + (item.format() == format::kMbcs ? kCharacterSetSize : 0);
-}
-
-size_t lengthBytes(size_t length) { return length < 0x100 ? 1 : length < 0x10000 ? 2 : 3; }
-
 uint8_t *encodeOne(const CHSecsItem &item, uint8_t *out) {
   if (!item.hasData())
     return out;
-  const size_t length = statedLength(item);
-  const size_t sizeOfLength = lengthBytes(length);
+  const size_t length = StatedLength(item);
+  const size_t sizeOfLength = LengthBytes(length);
   *out++ = static_cast<uint8_t>((item.format() << 2) | static_cast<int>(sizeOfLength));
   for (size_t i = sizeOfLength; i-- > 0;)
     *out++ = static_cast<uint8_t>(length >> (8 * i));
@@ -152,11 +144,8 @@ std::optional<size_t> EncodedItemSize(const CHSecsItem &root) {
   size_t size = 0;
   bool writable = true;
   forEachItem(root, [&](const CHSecsItem &item) {
-    if (!item.hasData())
-      return;
-    const size_t length = statedLength(item);
-    writable = writable && length <= kMaxItemLength;
-    size += 1 + lengthBytes(length) + (item.isList() ? 0 : length);
+    writable = writable && StatedLength(item) <= kMaxItemLength;
+    size += item.isList() ? 1 + LengthBytes(item.count()) : EncodedLeafSize(item);
   });
   return writable ? std::optional(size) : std::nullopt;
 }

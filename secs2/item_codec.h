@@ -7,6 +7,25 @@
 
 namespace velto {
 
+/// Bytes of an item's head that state a length.
+constexpr size_t LengthBytes(size_t length) {
+  return length < 0x100 ? 1 : length < 0x10000 ? 2 : 3;
+}
+
+/// The length that an item states: of its elements in bytes, or the count of its children.
+inline size_t StatedLength(const CHSecsItem &item) {
+  constexpr size_t kCharacterSetSize = 2;
+  if (item.isList())
+    return item.count();
+  return item.bytes().size() + (item.format() == format::kMbcs ? kCharacterSetSize : 0);
+}
+
+/// Bytes that an item which is no list takes when encoded; 0 for one without data.
+inline size_t EncodedLeafSize(const CHSecsItem &item) {
+  const size_t length = StatedLength(item);
+  return item.hasData() ? 1 + LengthBytes(length) + length : 0;
+}
+
 /// Bytes that an item takes when encoded; 0 for an item without data. Nothing when it holds a
 /// length that three length bytes cannot state.
 std::optional<size_t> EncodedItemSize(const CHSecsItem &item);
