@@ -17,6 +17,8 @@ public:
   CHGemCommunicationModel(GemModelOwner &owner, CommunicationSettings &settings);
 
   uint8_t State() const { return state_; }
+  /// Also while the host is told that it will be.
+  bool isDisabled() const { return state_ == Disabled || reported_ == Disabled; }
   /// S1F13 was sent and its S1F14 is awaited.
   bool WaitingCRA() const { return waitingCRA_; }
   /// Changes the state and reports it, before it changes. False for no change, for a number that is

@@ -28,6 +28,8 @@ public:
   CHGemControlModel(GemModelOwner &owner, ControlSettings &settings);
 
   uint8_t GetState() const;
+  /// Whether the host is being told of an off-line state, which comes when it has been.
+  bool isGoingOffline() const { return reported_.has_value(); }
   /// Changes the state where SEMI E30 and the settings allow it. To an off-line state (0 to 2) it
   /// is reported before the value changes, to an on-line state after it did; when the host changes
   /// the state inside the report, its change holds. An attempt to go on-line sends S1F1, and fails

@@ -386,7 +386,9 @@ void CHGemEngine::reportVariable(uint32_t vid) {
 
 // Ticking ---------------------------------------------------------------------------------------
 
-// Each step may end with another model in place, or with the engine gone.
+// Each step may end with another model in place, or with the engine gone. The host may pump the
+// loop while it is told of a change, which comes afterwards: nothing is to be done for that one
+// again.
 void CHGemEngine::Tick() {
   const Lifetime::Watch alive(lifetime_);
   physical_.Poll();
@@ -410,7 +412,7 @@ void CHGemEngine::endFailedAttempt() {
 void CHGemEngine::noticeLostLink() {
   const auto keep = logical_;
   if (gem_ == nullptr || physical_.State() == HsmsState::Selected ||
-      gem_->communication().State() == 0)
+      gem_->communication().isDisabled())
     return;
   CHGem &gem = *gem_;
   gem.OnLinkLost();
@@ -419,10 +421,11 @@ void CHGemEngine::noticeLostLink() {
 
 std::optional<uint32_t> CHGemEngine::NextTick() const {
   if (gem_ != nullptr) {
-    const uint8_t communication = gem_->communication().State();
-    const bool linkLost = communication != 0 && physical_.State() != HsmsState::Selected;
-    const bool attemptFailed =
-        communication != kCommunicating && gem_->control().GetState() == kAttemptOnline;
+    const CHGemCommunicationModel &communication = gem_->communication();
+    const CHGemControlModel &control = gem_->control();
+    const bool linkLost = !communication.isDisabled() && physical_.State() != HsmsState::Selected;
+    const bool attemptFailed = communication.State() != kCommunicating &&
+                               !control.isGoingOffline() && control.GetState() == kAttemptOnline;
     if (linkLost || attemptFailed)
       return 0;
   }

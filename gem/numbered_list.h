@@ -11,7 +11,7 @@
 namespace velto {
 
 /// Objects in ascending order of a number, found by binary search. Objects stay where they are
-/// while others come and go. T has `uint32_t number() const`.
+/// while others come and go, and when the list is moved. T has `uint32_t number() const`.
 template <typename T> class NumberedList {
 public:
   size_t Count() const { return items_.size(); }

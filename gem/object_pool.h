@@ -6,10 +6,14 @@
 
 namespace velto {
 
-/// Objects that stay where they are, many to a piece of memory. The place of one that was released
-/// goes to the next.
+/// Objects that stay where they are, many to a piece of memory, also when the pool is moved. The
+/// place of one that was released goes to the next.
 template <typename T> class ObjectPool {
 public:
+  ObjectPool() = default;
+  ObjectPool(ObjectPool &&) = default;
+  ObjectPool &operator=(ObjectPool &&) = default;
+
   T &make() {
     if (free_.empty())
       return objects_.emplace_back();

@@ -41,6 +41,14 @@ std::string statusLine(const CHGemEventVid &variable) {
 
 } // namespace
 
+// Both look for their roles anew: the variables of the other one are these now.
+CHGemEventVidList &CHGemEventVidList::operator=(CHGemEventVidList &&other) {
+  lender_ = std::move(other.lender_);
+  indexed_ = other.indexed_ = false;
+  NumberedList::operator=(std::move(other));
+  return *this;
+}
+
 const CHGemEventVid *CHGemEventVidList::FindVid(uint32_t vid, uint8_t kindMask) const {
   for (size_t i = lowerBound(vid); i < items_.size() && items_[i]->vid == vid; ++i)
     if ((items_[i]->kind & kindMask) != 0)

@@ -13,6 +13,10 @@ namespace velto {
 /// All variables, in order of VID.
 class CHGemEventVidList : public NumberedList<CHGemEventVid> {
 public:
+  CHGemEventVidList() = default;
+  CHGemEventVidList(CHGemEventVidList &&other) { *this = std::move(other); }
+  CHGemEventVidList &operator=(CHGemEventVidList &&other);
+
   /// The first variable with that VID whose kind shares a bit with the mask; null when there is
   /// none.
   CHGemEventVid *FindVid(uint32_t vid, uint8_t kindMask = kAnyKind);

@@ -137,9 +137,7 @@ constexpr Field<CHGemAlarmAlid> kAlarmFields[] = {
 };
 
 // Lists in order of number are sorted once all lines are read.
-template <typename T> void append(NumberedList<T> &list, T &&object) {
-  list.Append(std::move(object));
-}
+void append(auto &list, auto &&object) { list.Append(std::move(object)); }
 void append(CHGemEventReportList &list, CHGemEventReport &&report) { list.Add(std::move(report)); }
 
 // Gives an object what depends on its other fields.

@@ -308,6 +308,25 @@ TEST_F(GemEngine, MayBeDestroyedInsideEveryReport) {
   }
 }
 
+// As the ticks of a control do while the host pumps the loop.
+TEST_F(GemEngine, ATickInsideAReportDoesNotReportAgain) {
+  establish();
+  int ticks = 0;
+  equipment.onNote = [&](const std::string &line) {
+    if ((line != "communication 2 0" && line != "control 1 2") || ++ticks > 5)
+      return;
+    EXPECT_NE(equipment.engine->NextTick(), 0U) << line << ": the loop must not spin";
+    equipment.engine->Tick();
+  };
+  host.engine->CloseConnection();
+  run();
+  EXPECT_THAT(equipment.take(), Contains("communication 2 0").Times(1));
+  equipment.engine->gem()->data().variables.FindByRole(RoleControlState)->SetValue("1");
+  run();
+  EXPECT_THAT(equipment.take(), ElementsAre("control 1 2"));
+  EXPECT_EQ(ticks, 2);
+}
+
 TEST_F(GemEngine, DirectCallsSurviveTheEndOfTheEngine) {
   establish();
   equipment.onNote = [this](const std::string &line) {

@@ -250,6 +250,8 @@ TEST(VariableList, FindsByNumberAndKind) {
   EXPECT_EQ(list.FindVid(5), nullptr);
 }
 
+static_assert(!std::is_copy_constructible_v<CHGemEventVidList>, "copies are made by CopyFrom()");
+
 TEST(VariableList, FindsRolesWhateverChanges) {
   CHGemEventVidList list;
   const auto holder = [&list](uint8_t role) {
@@ -278,6 +280,11 @@ TEST(VariableList, FindsRolesWhateverChanges) {
   EXPECT_EQ(copy.FindByRole(RoleTimeFormat), nullptr);
   copy.FindVid(4)->setUnit("s");
   EXPECT_FALSE(copy == list);
+  const CHGemEventVidList taken = std::move(list);
+  EXPECT_EQ(holder(RoleControlState), 0U);
+  EXPECT_EQ(taken.FindByRole(RoleControlState), taken.FindVid(4));
+  list = std::move(copy);
+  EXPECT_EQ(holder(RoleControlState), 4U);
   list.Clear();
   EXPECT_EQ(holder(RoleControlState), 0U);
 }
