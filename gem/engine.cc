@@ -235,7 +235,7 @@ bool CHGemEngine::acceptsDevice(CHSecsVerifier &slot) {
 
 // Control messages have been answered by the link, and what the host was not told of has been
 // refused. What is handled is a copy: a report may pump the loop, and the next message then takes
-// the slot.
+// the slot, or another partner the link, which gets no reply to the one before.
 bool CHGemEngine::DefProc() {
   if (gem_ == nullptr)
     return false;
@@ -245,12 +245,14 @@ bool CHGemEngine::DefProc() {
     return true;
   const Lifetime::Watch alive(lifetime_);
   const uint32_t received = received_;
+  const uint32_t selects = selects_;
   CHSecsVerifier work;
   copySlot(gem.slot(CHGem::kReceived), work);
   if (physical_.State() != HsmsState::NotConnected)
     gem.OnReceive(work);
   const CHSecsHeader &header = work.message.header;
-  if (alive && header.function() % 2 == 1 && header.wbit() && work.partner()->replyValid)
+  if (alive && selects == selects_ && header.function() % 2 == 1 && header.wbit() &&
+      work.partner()->replyValid)
     gem.SendUngated(work.partner()->message);
   if (!alive)
     return true;
@@ -336,8 +338,10 @@ void CHGemEngine::OnConnected(const std::string &ipAddress, int32_t portNumber, 
 
 void CHGemEngine::OnLinkStateChanged(HsmsState next, HsmsState previous) {
   const Lifetime::Watch alive(lifetime_);
-  if (next == HsmsState::Selected)
+  if (next == HsmsState::Selected) {
+    ++selects_;
     linkReady();
+  }
   if (!alive)
     return;
   wake();

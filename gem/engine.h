@@ -117,7 +117,8 @@ private:
   // Kept alive by whoever is at work in it, so that a report may replace it.
   std::shared_ptr<CHLogicalConnection> logical_;
   CHGem *gem_ = nullptr;
-  uint32_t received_ = 0;             // counts messages, to tell whether another one took the slot
+  uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
+  uint32_t selects_ = 0;  // counts partners, to tell whether the one that asked is still there
   CHSecsMessage *outgoing_ = nullptr; // being sent, and not needed afterwards
   bool refused_ = false; // the message in the slot came before the select, or for another device
   Lifetime lifetime_;

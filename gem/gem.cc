@@ -223,7 +223,9 @@ void CHGem::reportCommunicationState(uint8_t next, uint8_t previous) {
     owner()->reportCommunicationState(next, previous);
 }
 
-// The event of the change is sent first: off-line changes are reported while still on-line.
+// The event of the change is sent first: off-line changes are reported while still on-line. When
+// the host changes the state while it is sent, an off-line change does not come, and is not
+// reported.
 void CHGem::reportControlState(uint8_t next, uint8_t previous) {
   const bool wasOnline = previous == OnlineLocal || previous == OnlineRemote;
   if (next == OnlineLocal)
@@ -232,7 +234,8 @@ void CHGem::reportControlState(uint8_t next, uint8_t previous) {
     events_.InvokeRole(RoleGoToRemote);
   else if (wasOnline)
     events_.InvokeRole(RoleOnlineToOffline);
-  if (owner() != nullptr)
+  const bool comes = next == OnlineLocal || next == OnlineRemote || controlState() == previous;
+  if (comes && owner() != nullptr)
     owner()->reportControlState(next, previous);
 }
 

@@ -2,12 +2,15 @@
 #include "gem/station.h"
 
 #include <gmock/gmock.h>
+#include <optional>
 
 namespace velto {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 
 class GemDispatch : public GemPair {};
 
@@ -51,6 +54,29 @@ TEST_F(GemDispatch, ANewHostStartsWithoutThePastOfTheOneBefore) {
   EXPECT_THAT(equipment.take(), ElementsAre("received SelectReq", "sent SelectRsp", "link 2 1",
                                             "communication 2 1", "link 1 2"));
   EXPECT_EQ(equipment.engine->gem()->OpenTransactionCount(), 0U);
+}
+
+TEST_F(GemDispatch, ANewHostGetsNoReplyToTheOneBefore) {
+  CHGemEventVid constant;
+  constant.vid = 20;
+  constant.kind = EquipmentConstant;
+  equipment.engine->gem()->data().variables.Add(constant);
+  establish();
+  std::optional<RawClient> next;
+  equipment.onNote = [&](const std::string &line) {
+    if (line != "variable 20")
+      return;
+    host.engine->CloseConnection();
+    next.emplace(host.engine->physical().portNumber);
+    net.settle();
+    next->send(frame("ffff0000000100000001"));
+    net.settle();
+  };
+  EXPECT_TRUE(send(host, "s2f15w{{<u4 20><u4 7>}}"));
+  net.settle();
+  const std::vector<std::string> lines = equipment.take();
+  EXPECT_THAT(lines, Contains("link 1 2"));
+  EXPECT_THAT(lines, Not(Contains("sent S2F16")));
 }
 
 TEST_F(GemDispatch, APlainConnectionAwaitsNoReplies) {

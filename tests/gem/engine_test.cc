@@ -327,6 +327,22 @@ TEST_F(GemEngine, ATickInsideAReportDoesNotReportAgain) {
   EXPECT_EQ(ticks, 2);
 }
 
+TEST_F(GemEngine, AChangeOvertakenWhileItsEventIsSentIsNotReported) {
+  establish();
+  equipment.engine->gem()->data().events.Add({1, "", true, {}, RoleOnlineToOffline});
+  bool overtaken = false;
+  equipment.onNote = [&](const std::string &line) {
+    if (line == "sent S6F11W" && !std::exchange(overtaken, true))
+      equipment.engine->SetControlState(0);
+  };
+  EXPECT_TRUE(send(host, "s1f15w"));
+  run();
+  EXPECT_EQ(equipment.engine->GetControlState(), 0);
+  const std::vector<std::string> lines = equipment.take();
+  EXPECT_THAT(lines, Contains("control 4 0"));
+  EXPECT_THAT(lines, testing::Not(Contains("control 4 2")));
+}
+
 TEST_F(GemEngine, DirectCallsSurviveTheEndOfTheEngine) {
   establish();
   equipment.onNote = [this](const std::string &line) {
