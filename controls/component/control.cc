@@ -149,7 +149,8 @@ bool Control::showSheet(PropertySheet &sheet) {
   return accepted && sheet.problem().empty();
 }
 
-// The page and the bag hold the same properties, so the page is a bag that the operator edits.
+// The page and the bag hold the same properties, so the page is a bag that the operator edits. What
+// he leaves alone stays as the host may have set it meanwhile.
 bool Control::ShowPropertyPage() {
   PropertySheet sheet;
   sheet.title = members().controlName + " Properties";
@@ -174,6 +175,8 @@ bool Control::ShowPropertyPage() {
     return false;
   const Lifetime::Watch alive(lifetime_);
   for (const Field &field : sheet.pages[0].fields) {
+    if (!field.changed())
+      continue;
     const Member *member = members().find(field.key, Member::Kind::Property);
     const auto value = Variant(field.value).as(member->type);
     if (value && persistedValue(*member) != *value)

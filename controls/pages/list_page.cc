@@ -132,15 +132,20 @@ void ListPage<List>::apply(CVeltoGemCtrl &control, SetupChanges &changes) const 
   for (size_t i = 0; i < edited().Count(); ++i) {
     const Entry &copy = edited().at(i);
     const Entry *before = shown.find(copy.number());
-    Entry *target = live.find(copy.number());
     if (before != nullptr && !wasEdited(*before, copy))
       continue;
     changed = true;
-    Entry fresh;
-    fresh.*traits_.number = copy.number();
+    Entry *target = live.find(copy.number());
+    // One that the operator edited while it was live has changes to be brought in. Any other is
+    // as he typed it, also when the host has registered the same number or removed it meanwhile.
+    const bool edit = before != nullptr && target != nullptr;
+    if (target == nullptr) {
+      Entry fresh;
+      fresh.*traits_.number = copy.number();
+      target = &live.Add(std::move(fresh));
+    }
     // A role comes with the page of roles, which asks whether another one has it.
-    merge(target != nullptr ? *target : live.Add(std::move(fresh)),
-          before != nullptr ? *before : Entry(), copy);
+    merge(*target, edit ? *before : Entry(*target), copy);
   }
   if (changed)
     changes.model = changes.lists = true;

@@ -285,6 +285,26 @@ TEST_F(SetupPages, OnlyTheOperatorsChangesAreApplied) {
   EXPECT_EQ(eq().ALIDCount(), 1);
 }
 
+// The host registers the number that the operator adds, and removes the one that he edits.
+TEST_F(SetupPages, AnEntryThatComesOrGoesMeanwhileIsAsTheOperatorTypedIt) {
+  EXPECT_TRUE(setup(AlarmPage, [this](PropertySheet &sheet) {
+    front.dialogs = {{{"ALID", "9"}, {"Code", "6"}, {"Enable", "true"}}, {{"Text", "Warm"}}};
+    list(sheet).add();
+    list(sheet).edit(0);
+    eq().RegisterALID(9, 3, "Host");
+    eq().SetALIDEnable(9, false);
+    eq().UnregisterALID(5);
+  }));
+  const CHGemAlarmAlid *added = data().alarms.FindAlid(9);
+  EXPECT_EQ(added->alcd, 6);
+  EXPECT_EQ(added->altx, "");
+  EXPECT_TRUE(added->enable);
+  const CHGemAlarmAlid *edited = data().alarms.FindAlid(5);
+  ASSERT_NE(edited, nullptr);
+  EXPECT_EQ(edited->alcd, 5);
+  EXPECT_EQ(edited->altx, "Warm");
+}
+
 TEST_F(SetupPages, AnythingMayHappenWhileTheSheetIsOpen) {
   EXPECT_TRUE(setup(EventPage, [this](PropertySheet &) {
     front.take();

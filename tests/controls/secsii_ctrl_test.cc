@@ -186,6 +186,14 @@ TEST_F(SecsIIControl, ThePropertyPageEditsWhatIsPersisted) {
   EXPECT_TRUE(control.ShowPropertyPage());
   EXPECT_EQ(control.DeviceID(), 12);
   EXPECT_TRUE(control.Host());
+  front.answer = [this](PropertySheet &sheet) {
+    control.SetDeviceID(99);
+    sheet.find("Host")->value = "false";
+    return true;
+  };
+  EXPECT_TRUE(control.ShowPropertyPage());
+  EXPECT_EQ(control.DeviceID(), 99) << "the host set it while the page was open";
+  EXPECT_FALSE(control.Host());
   front.answer = nullptr;
   EXPECT_FALSE(control.ShowPropertyPage());
 }
