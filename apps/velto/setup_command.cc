@@ -105,6 +105,8 @@ private:
   std::string readLine(std::string_view text, int line) {
     container::ParsedSteps parsed = container::parseSteps(trim(text));
     for (const container::AnswerStepText &step : parsed.steps) {
+      if (hasEnded(step.kind))
+        return "nothing follows ok or cancel, but again may follow ok";
       AnswerStep &taken = steps_.emplace_back();
       lines_.push_back(line);
       taken.kind = step.kind;
@@ -116,6 +118,13 @@ private:
           return kNoVariables;
     }
     return parsed.error;
+  }
+
+  // Whether the sheet is closed when this step would come. Only an ok that is refused goes on.
+  bool hasEnded(AnswerStep::Kind next) const {
+    using enum AnswerStep::Kind;
+    return !steps_.empty() &&
+           (steps_.back().kind == Cancel || (steps_.back().kind == Ok && next != Again));
   }
 
   static bool literal(const container::Operand &value, std::string &text) {

@@ -276,6 +276,8 @@ TEST(SetupCommand, Complains) {
        "error: -:3: VID #1 has already been registered.\n"},
       {"echo 'T3 = $x; ok' | velto setup", 1, "error: -:1: there are no variables here\n"},
       {"echo 'T3 = \"1; ok' | velto setup", 1, "error: -:1: closing quote is missing\n"},
+      {"printf 'T3 = 1; ok\\nT5 = 1; ok' | velto setup", 1, "error: -:2: nothing follows ok"},
+      {"echo 'cancel; again; ok' | velto setup", 1, "error: -:1: nothing follows ok or cancel"},
       {"velto setup --script none", 1, "velto: none: cannot be read\n"},
       {"echo x > x.kel; echo ok | velto setup --data x.kel", 1, "velto: x.kel: "},
       {"echo ok | velto setup --data x.model", 1, "velto: x.model: is text;"},
