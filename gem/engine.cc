@@ -22,11 +22,10 @@ void copyHead(const CHSecsMessage &from, CHSecsMessage &to) {
   to.header = from.header;
 }
 
-// All but the bodies of the two messages.
+// All but the bodies of the two messages and the side, which is that of the model.
 void copyHeads(const CHSecsVerifier &from, CHSecsVerifier &to) {
   to.remoteHost = from.remoteHost;
   to.remotePort = from.remotePort;
-  to.isEquipmentSide = from.isEquipmentSide;
   to.result = from.result;
   to.partner()->replyValid = from.partner()->replyValid;
   copyHead(from.message, to.message);
@@ -35,6 +34,7 @@ void copyHeads(const CHSecsVerifier &from, CHSecsVerifier &to) {
 
 void copySlot(const CHSecsVerifier &from, CHSecsVerifier &to) {
   copyHeads(from, to);
+  to.isEquipmentSide = from.isEquipmentSide;
   to.message.root = from.message.root.clone();
   to.partner()->message.root = from.partner()->message.root.clone();
 }
@@ -235,17 +235,19 @@ bool CHGemEngine::acceptsDevice(CHSecsVerifier &slot) {
 
 // Control messages have been answered by the link, and what the host was not told of has been
 // refused. What is handled is a copy: a report may pump the loop, and the next message then takes
-// the slot, or another partner the link, which gets no reply to the one before.
+// the slot, or another partner the link, which gets no reply to the one before. Inside such a
+// report the message itself is handled already.
 bool CHGemEngine::DefProc() {
   if (gem_ == nullptr)
     return false;
   const auto keep = logical_;
   CHGem &gem = *gem_;
-  if (refused_ || gem.slot(CHGem::kReceived).message.header.sType() != 0)
+  if (refused_ || handled_ == received_ || gem.slot(CHGem::kReceived).message.header.sType() != 0)
     return true;
   const Lifetime::Watch alive(lifetime_);
   const uint32_t received = received_;
   const uint32_t selects = selects_;
+  const std::optional<uint32_t> outer = std::exchange(handled_, received);
   CHSecsVerifier work;
   copySlot(gem.slot(CHGem::kReceived), work);
   if (physical_.State() != HsmsState::NotConnected)
@@ -256,6 +258,7 @@ bool CHGemEngine::DefProc() {
     gem.SendUngated(work.partner()->message);
   if (!alive)
     return true;
+  handled_ = outer;
   if (received == received_)
     moveSlot(work, gem.slot(CHGem::kReceived));
   wake();

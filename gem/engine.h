@@ -120,6 +120,7 @@ private:
   uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
   uint32_t selects_ = 0;  // counts partners, to tell whether the one that asked is still there
   CHSecsMessage *outgoing_ = nullptr; // being sent, and not needed afterwards
+  std::optional<uint32_t> handled_;   // the message at which DefProc() is at work
   bool refused_ = false; // the message in the slot came before the select, or for another device
   Lifetime lifetime_;
 };

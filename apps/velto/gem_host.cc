@@ -132,7 +132,8 @@ bool GemHost::isReply(const CHSecsMessage &message) const {
     return false;
   CHSecsHeader about;
   DecodeHeader(about, head.bytes().first<CHSecsHeader::kSize>(), CHSecsHeader::kUnknownLength);
-  return about.systemBytes == pending_->systemBytes;
+  return about.systemBytes == pending_->systemBytes && about.stream() == pending_->stream() &&
+         about.function() == pending_->function();
 }
 
 // The system bytes of a request are those with which it goes out.

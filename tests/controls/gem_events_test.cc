@@ -310,6 +310,32 @@ TEST_F(GemEvents, AMessageInsideAnEventIsAnsweredOnce) {
   EXPECT_EQ(eq.ControlState(), 2);
 }
 
+TEST_F(GemEvents, AMessageIsAnsweredOnceThoughSentAsksAgain) {
+  establish();
+  equipment.onEvent = [this](const std::string &line) {
+    if (line.starts_with("Sent") || line.starts_with("ControlStateChanged")) {
+      EXPECT_TRUE(eq.DefProc());
+    }
+  };
+  for (const char *sml : {"s1f3w{}", "s1f15w", "s1f17w", "s1f13w{}"}) {
+    ASSERT_TRUE(host.send(sml));
+    settle();
+    const std::vector<std::string> lines = equipment.take();
+    EXPECT_EQ(std::ranges::count_if(lines, [](auto &line) { return line.starts_with("Sent"); }), 1)
+        << sml;
+  }
+}
+
+TEST_F(GemEvents, ARoleThatIsLoadedInsideAnEventCountsForTheNextMessage) {
+  establish();
+  equipment.onEvent = [this](const std::string &line) {
+    if (line == "VIDChanged 3")
+      equipment.model().SetHost(true);
+  };
+  EXPECT_EQ(ask("s2f15w{{<u4 3><u4 12>}}"), "S2F16 <b 0x00>");
+  EXPECT_EQ(ask("s1f3w{}"), "S1F0") << "no question to a host";
+}
+
 // From the connection to its end, with every event in between.
 void live(GemLink &link) {
   const auto ask = [&link](const char *sml) {
