@@ -57,8 +57,8 @@ struct HsmsSettings {
 };
 
 /// What the engine tells its owner, naming the connection by the remote end's address. The owner
-/// may do anything inside a call: send, close, reopen, destroy the engine, pump the loop. Messages that
-/// arrive behind a control message meanwhile are handled once that has taken effect.
+/// may do anything inside a call: send, close, reopen, destroy the engine, pump the loop. Messages
+/// that arrive behind a control message meanwhile are handled once that has taken effect.
 class CHHsmsOwner {
 public:
   virtual ~CHHsmsOwner() = default;
