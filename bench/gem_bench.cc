@@ -3,7 +3,7 @@
 #include "bench_messages.h"
 #include "controls/gem_ctrl.h"
 #include "gem/data_file.h"
-#include "platform/tcp_socket.h"
+#include "raw_sockets.h"
 
 #include <algorithm>
 #include <array>
@@ -53,14 +53,6 @@ class RawPair {
 public:
   RawPair(EventLoop &loop, size_t request, size_t reply)
       : loop_(loop), request_(request), reply_(reply) {
-    TcpSocket listener;
-    listener.create(0, true);
-    listener.listen(1);
-    client_.create(0, false);
-    client_.connect("127.0.0.1", listener.localPort());
-    for (int error = EAGAIN; error == EAGAIN;)
-      if (auto peer = listener.accept(error))
-        server_ = std::move(peer->socket);
     answer_ = std::make_unique<DescriptorWatch>(
         loop, server_.fd(), DescriptorWatch::kReadable, [this](unsigned) {
           if (server_.receive(buffer_.data(), buffer_.size()) > 0 && !reply_.empty())
@@ -93,8 +85,9 @@ private:
   EventLoop &loop_;
   Bytes request_;
   Bytes reply_;
-  TcpSocket client_;
-  TcpSocket server_;
+  RawSockets sockets_;
+  TcpSocket &client_ = sockets_.client;
+  TcpSocket &server_ = sockets_.server;
   std::array<uint8_t, 65536> buffer_{};
   size_t got_ = 0;
   std::unique_ptr<DescriptorWatch> answer_;

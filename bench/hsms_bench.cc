@@ -2,6 +2,7 @@
 // cost of a control that has nothing to do.
 #include "controls/hsms_ctrl.h"
 #include "platform/text.h"
+#include "raw_sockets.h"
 #include "transport/hsms_engine.h"
 
 #include <array>
@@ -18,16 +19,9 @@ constexpr uint32_t kPatience = 5000;
 // Yardstick: 14 bytes there and 14 back.
 void BM_RawPingPong(benchmark::State &state) {
   EventLoop loop;
-  TcpSocket listener;
-  listener.create(0, true);
-  listener.listen(1);
-  TcpSocket client;
-  client.create(0, false);
-  client.connect("127.0.0.1", listener.localPort());
-  TcpSocket server;
-  for (int error = EAGAIN; error == EAGAIN;)
-    if (auto peer = listener.accept(error))
-      server = std::move(peer->socket);
+  RawSockets raw;
+  TcpSocket &client = raw.client;
+  TcpSocket &server = raw.server;
   std::array<uint8_t, 4096> buffer{};
   size_t got = 0;
   DescriptorWatch echo(loop, server.fd(), DescriptorWatch::kReadable, [&](unsigned) {

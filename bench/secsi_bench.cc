@@ -1,6 +1,6 @@
 // SECS-I beside the same bytes without it, and what many serial ports at full speed take.
 #include "platform/pseudo_terminal.h"
-#include "platform/tcp_socket.h"
+#include "raw_sockets.h"
 #include "transport/secsi.h"
 #include "transport/secsi_socket.h"
 
@@ -47,16 +47,9 @@ public:
 // loop.
 void BM_RawBlocks(benchmark::State &state) {
   EventLoop loop;
-  TcpSocket listener;
-  listener.create(0, true);
-  listener.listen(1);
-  TcpSocket client;
-  client.create(0, false);
-  client.connect("127.0.0.1", listener.localPort());
-  TcpSocket server;
-  for (int error = EAGAIN; error == EAGAIN;)
-    if (auto peer = listener.accept(error))
-      server = std::move(peer->socket);
+  RawSockets raw;
+  TcpSocket &client = raw.client;
+  TcpSocket &server = raw.server;
   std::array<uint8_t, 1024> buffer{};
   const Bytes block(kLineBytes);
   const Bytes character(1);

@@ -1,8 +1,6 @@
 #include "controls/secsi_ctrl.h"
 
-#include "controls/registry.h"
 #include "support/event_lines.h"
-#include "support/operator.h"
 #include "support/pty.h"
 #include "support/temporary_directory.h"
 #include "transport/block_line.h"
@@ -10,7 +8,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <map>
 
 namespace velto {
 namespace {
@@ -18,191 +15,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
-
-// What the two SECS-I controls share -------------------------------------------------------------
-
-TEST(SecsIControls, HoldTheirPropertiesInRange) {
-  const struct {
-    const char *property;
-    int32_t set;
-    int32_t kept;
-  } rows[] = {{"T1", 1, 1},
-              {"T1", 0, 500},
-              {"T1", -9, 500},
-              {"T2", 1, 1},
-              {"T2", 0, 10'000},
-              {"T3", 0, 0},
-              {"T3", -1, -1},
-              {"T4", 0, 0},
-              {"Retry", 0, 0},
-              {"Retry", -1, 3},
-              {"LogBakCount", 0, 0},
-              {"LogBakCount", 999, 999},
-              {"LogBakCount", -1, 1},
-              {"LogBakCount", 5, 5},
-              {"LogBakCount", 1000, 1},
-              {"LogSize", 1, 1},
-              {"LogSize", 0, 1024},
-              {"LogVerbose", 1, 0},
-              {"Log", 1, 1},
-              {"LogVerbose", 1, 1},
-              {"Log", 0, 0},
-              {"LogVerbose", 0, 0},
-              {"PortNumber", -1, 0},
-              {"PortNumber", 32'767, 32'767},
-              {"BaudRate", 0, 9600},
-              {"BaudRate", 300, 300},
-              {"DeviceID", 65'535, 65'535},
-              {"DeviceID", -1, 65'535}};
-  EventLoop loop;
-  for (const char *name : {"VeltoSecsI", "VeltoSecsISocket"}) {
-    const bool serial = std::string(name) == "VeltoSecsI";
-    const auto control = createControl(name, loop);
-    for (const auto &row : rows) {
-      const std::string property = row.property;
-      if (!serial && (property == "PortNumber" || !control->get(property)))
-        continue;
-      EXPECT_TRUE(control->set(property, row.set));
-      EXPECT_EQ(control->get(property).value.as(ValueType::Int32), Variant(row.kept))
-          << name << '.' << property << ' ' << row.set;
-      EXPECT_TRUE(control->modified());
-    }
-  }
-}
-
-using Settings = std::vector<std::pair<std::string, std::string>>;
-
-// What the sheet of a control shows, flags as the INI file has them. The operator cancels.
-Settings shown(IniControl &control, Operator &front, const Settings &keys) {
-  Settings settings;
-  front.answer = [&](PropertySheet &sheet) {
-    for (const auto &[key, value] : keys) {
-      const std::string text = sheet.find(key) == nullptr ? "no field" : sheet.value(key);
-      settings.emplace_back(key, text == "true" ? "1" : text == "false" ? "0" : text);
-    }
-    return false;
-  };
-  EXPECT_FALSE(control.Setup(""));
-  return settings;
-}
-
-TEST(TransportControls, KeepTheirSettingsInSheetFileAndBag) {
-  const struct {
-    const char *control;
-    Settings settings; // in the order of the file
-  } rows[] = {
-      {"VeltoSecsI",
-       {{"PortNumber", "4"},
-        {"BaudRate", "19200"},
-        {"T1", "11"},
-        {"T2", "12"},
-        {"T3", "13"},
-        {"T4", "14"},
-        {"Retry", "5"},
-        {"Master", "0"},
-        {"Log", "1"},
-        {"LogVerbose", "1"},
-        {"LogFileName", "./line"},
-        {"DeviceID", "291"},
-        {"LogSize", "77"},
-        {"LogBakCount", "8"},
-        {"MSEC", "1"}}},
-      {"VeltoSecsISocket",
-       {{"PortNumber", "4"},
-        {"MyPortNumber", "5001"},
-        {"IPAddress", "10.0.0.7"},
-        {"Server", "1"},
-        {"OneOnOne", "0"},
-        {"T1", "11"},
-        {"T2", "12"},
-        {"T3", "13"},
-        {"T4", "14"},
-        {"Retry", "5"},
-        {"Master", "0"},
-        {"MSEC", "1"},
-        {"DeviceID", "291"},
-        {"Log", "1"},
-        {"LogVerbose", "1"},
-        {"LogFileName", "./line"},
-        {"LogSize", "77"},
-        {"LogBakCount", "8"}}},
-      {"VeltoSocket",
-       {{"PortNumber", "4"}, {"MyPortNumber", "5001"}, {"IPAddress", "10.0.0.7"}, {"Server", "1"}}},
-  };
-  const TemporaryDirectory folder;
-  EventLoop loop;
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.control);
-    Operator front;
-    const auto make = [&] {
-      auto made = createControl(row.control, ControlSite(loop, front));
-      auto &control = static_cast<IniControl &>(*made);
-      control.SetIniFileName(folder / (std::string(row.control) + ".ini"));
-      control.SetIniSection("Line");
-      return std::unique_ptr<IniControl>(static_cast<IniControl *>(made.release()));
-    };
-    const auto control = make();
-    std::string file = "[Line]\n";
-    for (const auto &[key, value] : row.settings)
-      file += key + "=" + value + "\n";
-
-    front.answer = [&](PropertySheet &sheet) {
-      for (const auto &[key, value] : row.settings) {
-        Field &field = *sheet.find(key);
-        const bool check = field.kind == Field::Kind::Check;
-        field.value = !check ? value : value == "1" ? "true" : "false";
-      }
-      return true;
-    };
-    EXPECT_TRUE(control->Setup(""));
-    EXPECT_EQ(systemFiles().read(control->IniFileName()), file);
-    const auto loaded = make();
-    EXPECT_TRUE(loaded->LoadIniFile());
-    EXPECT_EQ(shown(*loaded, front, row.settings), row.settings);
-
-    const PropertyBag bag = *PropertyBag::parse(loaded->save().text());
-    const auto copy = make();
-    copy->load(bag);
-    Settings persisted = row.settings;
-    for (auto &[key, value] : persisted)
-      if (key == "OneOnOne")
-        value = "1";
-    EXPECT_EQ(shown(*copy, front, row.settings), persisted);
-    copy->load({});
-    EXPECT_EQ(shown(*copy, front, row.settings), shown(*make(), front, row.settings));
-
-    front.answer = [](PropertySheet &) { return true; };
-    control->SetIniFileName(folder / "missing/velto.ini");
-    EXPECT_FALSE(control->Setup("Mine")) << "cannot be written";
-    control->SetIniSection("");
-    EXPECT_FALSE(control->Setup("")) << "nowhere to write";
-    EXPECT_FALSE(control->LoadIniFile());
-    EXPECT_EQ(front.titles.front(), std::string(row.control) + " - Line");
-    EXPECT_EQ(front.titles[front.titles.size() - 2], "Mine");
-    EXPECT_EQ(front.titles.back(), std::string(row.control) + " Setup");
-  }
-}
-
-TEST(SecsIControls, ReadWhatIsOutOfRangeAsTheDefault) {
-  const TemporaryDirectory folder;
-  systemFiles().write(folder / "velto.ini", "[Line]\nT1=0\nT2=-1\nRetry=-1\nLogSize=0\n"
-                                            "LogBakCount=1000\nLogVerbose=1\nT4=77\n");
-  EventLoop loop;
-  for (const char *name : {"VeltoSecsI", "VeltoSecsISocket"}) {
-    const auto control = createControl(name, loop);
-    control->set("IniFileName", folder / "velto.ini");
-    control->set("IniSection", "Line");
-    control->set("T3", 33);
-    EXPECT_EQ(control->call("LoadIniFile").value, Variant(true));
-    const std::map<const char *, int32_t> kept{
-        {"T1", 500}, {"T2", 10'000},     {"Retry", 3},      {"LogSize", 1024},
-        {"T3", 33},  {"LogBakCount", 1}, {"LogVerbose", 0}, {"T4", 77}};
-    for (const auto &[property, value] : kept)
-      EXPECT_EQ(control->get(property).value.as(ValueType::Int32), Variant(value)) << property;
-  }
-}
-
-// On a serial line ------------------------------------------------------------------------------
 
 constexpr int16_t kPort = 50; // index of a port that the tests map
 
