@@ -2,7 +2,7 @@
 // loop, a ready-made message, plain files.
 #include "bench_messages.h"
 #include "controls/gem_ctrl.h"
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 #include "raw_sockets.h"
 
 #include <algorithm>

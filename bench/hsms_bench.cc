@@ -1,9 +1,9 @@
 // One HSMS pair on the loopback beside raw TCP of the same bytes through the same loop, and the
 // cost of a control that has nothing to do.
+#include "base/text.h"
 #include "controls/hsms_ctrl.h"
-#include "platform/text.h"
 #include "raw_sockets.h"
-#include "transport/hsms_engine.h"
+#include "transport/hsms/hsms_engine.h"
 
 #include <array>
 #include <benchmark/benchmark.h>

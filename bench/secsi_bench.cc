@@ -1,8 +1,8 @@
 // SECS-I beside the same bytes without it, and what many serial ports at full speed take.
 #include "platform/pseudo_terminal.h"
 #include "raw_sockets.h"
-#include "transport/secsi.h"
-#include "transport/secsi_socket.h"
+#include "transport/secsi/secsi.h"
+#include "transport/secsi/secsi_socket.h"
 
 #include <array>
 #include <benchmark/benchmark.h>

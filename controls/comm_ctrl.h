@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/component/ini_control.h"
-#include "transport/serial_port.h"
+#include "transport/secsi/serial_port.h"
 
 namespace velto {
 

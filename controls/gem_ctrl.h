@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/component/control.h"
-#include "gem/engine.h"
+#include "gem/engine/engine.h"
 
 #include <array>
 #include <string>

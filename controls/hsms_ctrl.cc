@@ -1,7 +1,7 @@
 #include "controls/hsms_ctrl.h"
 
+#include "base/text.h"
 #include "platform/tcp_socket.h"
-#include "platform/text.h"
 #include "secs2/message.h"
 
 #include <array>

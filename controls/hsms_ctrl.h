@@ -1,8 +1,8 @@
 #pragma once
 
 #include "controls/tcp_control.h"
-#include "transport/hsms_link.h"
-#include "transport/link_log.h"
+#include "transport/hsms/hsms_link.h"
+#include "transport/log/link_log.h"
 
 namespace velto {
 

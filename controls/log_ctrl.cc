@@ -1,8 +1,8 @@
 #include "controls/log_ctrl.h"
 
-#include "platform/date_time.h"
-#include "platform/text.h"
-#include "transport/log_file.h"
+#include "base/date_time.h"
+#include "base/text.h"
+#include "transport/log/log_file.h"
 
 #include <algorithm>
 #include <array>
@@ -179,7 +179,7 @@ void CVeltoLogCtrl::Trace(const std::string &text) {
 std::string CVeltoLogCtrl::stamp() const {
   if (!date_ && !time_)
     return "";
-  const CJTime now(site().loop.clock());
+  const CJTime now(site().loop.clock().localTime());
   std::string text = date_ ? dateText(now, dateFormat_) : "";
   if (date_ && time_)
     text += ' ';

@@ -1,5 +1,6 @@
 #include "controls/registry.h"
 
+#include "base/text.h"
 #include "controls/comm_ctrl.h"
 #include "controls/gem_ctrl.h"
 #include "controls/hsms_ctrl.h"
@@ -8,7 +9,6 @@
 #include "controls/secsi_socket_ctrl.h"
 #include "controls/secsii_ctrl.h"
 #include "controls/socket_ctrl.h"
-#include "platform/text.h"
 
 #include <array>
 

@@ -1,7 +1,7 @@
 #include "controls/secsi_ctrl.h"
 
-#include "platform/text.h"
-#include "transport/secsi_text.h"
+#include "base/text.h"
+#include "transport/link/secsi_text.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/secsi_properties.h"
-#include "transport/secsi.h"
+#include "transport/secsi/secsi.h"
 
 namespace velto {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/component/ini_control.h"
-#include "transport/secsi_settings.h"
+#include "transport/secsi/secsi_settings.h"
 
 #include <cstdint>
 #include <span>

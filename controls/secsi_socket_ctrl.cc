@@ -1,6 +1,6 @@
 #include "controls/secsi_socket_ctrl.h"
 
-#include "transport/secsi_text.h"
+#include "transport/link/secsi_text.h"
 
 #include <array>
 #include <string_view>

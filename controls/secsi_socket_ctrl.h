@@ -2,7 +2,7 @@
 
 #include "controls/secsi_properties.h"
 #include "controls/tcp_control.h"
-#include "transport/secsi_socket.h"
+#include "transport/secsi/secsi_socket.h"
 
 namespace velto {
 

@@ -1,7 +1,7 @@
 #include "controls/secsii_ctrl.h"
 
+#include "base/text.h"
 #include "controls/component/user_settings.h"
-#include "platform/text.h"
 #include "secs2/sml_printer.h"
 #include "secs2/sml_tree.h"
 

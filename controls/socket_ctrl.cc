@@ -1,6 +1,6 @@
 #include "controls/socket_ctrl.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <array>
 #include <cctype>

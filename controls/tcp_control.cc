@@ -1,6 +1,6 @@
 #include "controls/tcp_control.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace velto {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/component/ini_control.h"
-#include "transport/connection.h"
+#include "transport/tcp/connection.h"
 
 #include <memory>
 #include <string>

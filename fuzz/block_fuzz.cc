@@ -1,6 +1,6 @@
 // The far end of a SECS-I line sends any bytes and any blocks, with any pauses, to an engine that
 // sends, too; every message that was queued ends as sent or failed.
-#include "transport/block_transfer.h"
+#include "transport/secsi/block_transfer.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // Any bytes load as a model or are refused; a model that was loaded is stored, and loads again as
 // the same.
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 // A remote end sends any bytes, cut anywhere, with any pauses, to both engines; both go on serving.
 #include "platform/tcp_socket.h"
-#include "transport/hsms_engine.h"
-#include "transport/hsms_link.h"
+#include "transport/hsms/hsms_engine.h"
+#include "transport/hsms/hsms_link.h"
 
 #include <array>
 #include <cstdlib>

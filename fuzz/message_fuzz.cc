@@ -1,5 +1,5 @@
 // Any bytes decode; what was decoded encodes, prints and can be edited; what is printed reads back.
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/item_value.h"
 #include "secs2/message.h"
 #include "secs2/node_path.h"

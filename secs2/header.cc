@@ -1,6 +1,6 @@
 #include "secs2/header.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
 #include "secs2/message.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/item_codec.h"
 #include "secs2/item_value.h"
 #include "secs2/node_path.h"

@@ -1,6 +1,6 @@
 #include "secs2/node_path.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 

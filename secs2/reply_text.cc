@@ -1,6 +1,6 @@
 #include "secs2/reply_text.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <array>

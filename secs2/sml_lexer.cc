@@ -1,6 +1,6 @@
 #include "secs2/sml_lexer.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/format.h"
 #include "secs2/header.h"
 

@@ -1,6 +1,6 @@
 #include "secs2/sml_parser.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/item_value.h"
 
 #include <algorithm>

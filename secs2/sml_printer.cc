@@ -1,6 +1,6 @@
 #include "secs2/sml_printer.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/item_codec.h"
 
 #include <algorithm>

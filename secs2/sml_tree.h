@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/view.h"
 #include "secs2/message.h"
+#include "ui/view.h"
 
 namespace velto {
 

@@ -4,8 +4,8 @@
 #include "apps/velto/describe.h"
 #include "apps/velto/describe_messages.h"
 #include "apps/velto/screen/full_screen_front_end.h"
+#include "base/text.h"
 #include "controls/registry.h"
-#include "platform/text.h"
 
 #include <array>
 #include <iostream>

@@ -1,9 +1,9 @@
 #include "apps/velto/demo_end.h"
 
-#include "platform/date_time.h"
-#include "platform/text.h"
+#include "base/date_time.h"
+#include "base/text.h"
 #include "secs2/sml_printer.h"
-#include "transport/block.h"
+#include "transport/secsi/block.h"
 
 #include <algorithm>
 #include <iostream>
@@ -100,7 +100,7 @@ bool DemoEnd::fail(const std::string &reason) const {
 }
 
 void DemoEnd::print(const std::string &what) const {
-  std::cout << CJTime(clock_).TimeText(0) << "  " << what << std::flush;
+  std::cout << CJTime(clock_.localTime()).TimeText(0) << "  " << what << std::flush;
 }
 
 } // namespace velto

@@ -2,10 +2,10 @@
 
 #include "apps/velto/demo_end.h"
 #include "apps/velto/line_monitor.h"
+#include "base/text.h"
 #include "controls/secsi_ctrl.h"
 #include "platform/null_modem.h"
-#include "platform/text.h"
-#include "transport/block.h"
+#include "transport/secsi/block.h"
 
 #include <algorithm>
 #include <iostream>

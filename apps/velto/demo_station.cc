@@ -1,7 +1,7 @@
 #include "apps/velto/demo_station.h"
 
-#include "gem/data_file.h"
-#include "platform/date_time.h"
+#include "base/date_time.h"
+#include "gem/data/data_file.h"
 #include "secs2/sml_printer.h"
 
 #include <algorithm>
@@ -58,8 +58,8 @@ void DemoStation::narrate(const std::string &peer) {
 void DemoStation::print(const std::string &from, const std::string &to) {
   std::string sml = control.SML();
   std::erase(sml, '\r');
-  std::cout << CJTime(loop_.clock()).TimeText(0) << "  " << from << " --> " << to << "  " << sml
-            << std::flush;
+  std::cout << CJTime(loop_.clock().localTime()).TimeText(0) << "  " << from << " --> " << to
+            << "  " << sml << std::flush;
 }
 
 void DemoStation::receive() {

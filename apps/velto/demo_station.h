@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/gem_ctrl.h"
-#include "gem/model_data.h"
+#include "gem/data/model_data.h"
 
 #include <deque>
 #include <functional>

@@ -3,9 +3,9 @@
 #include "apps/velto/demo_examples.h"
 #include "apps/velto/demo_station.h"
 #include "apps/velto/model_text.h"
-#include "gem/data_file.h"
-#include "gem/equipment_clock.h"
-#include "platform/text.h"
+#include "base/text.h"
+#include "gem/data/data_file.h"
+#include "gem/models/equipment_clock.h"
 
 #include <cstdlib>
 #include <filesystem>

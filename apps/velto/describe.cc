@@ -1,7 +1,7 @@
 #include "apps/velto/describe.h"
 
 #include "apps/velto/container/literal.h"
-#include "platform/view.h"
+#include "ui/view.h"
 
 #include <array>
 

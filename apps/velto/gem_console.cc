@@ -1,7 +1,7 @@
 #include "apps/velto/gem_console.h"
 
-#include "platform/date_time.h"
-#include "platform/text.h"
+#include "base/date_time.h"
+#include "base/text.h"
 #include "secs2/message_table.h"
 
 #include <algorithm>

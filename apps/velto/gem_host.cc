@@ -1,7 +1,7 @@
 #include "apps/velto/gem_host.h"
 
 #include "apps/velto/host_text.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/sml_printer.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "apps/velto/host_commands.h"
 
 #include "apps/velto/host_text.h"
-#include "gem/items.h"
-#include "platform/text.h"
+#include "base/text.h"
+#include "gem/messages/items.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,6 +1,6 @@
 #include "apps/velto/host_text.h"
 
-#include "gem/items.h"
+#include "gem/messages/items.h"
 #include "secs2/message_table.h"
 #include "secs2/reply_text.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "gem/model_data.h"
+#include "gem/data/model_data.h"
 #include "secs2/message.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "apps/velto/host_words.h"
 
 #include "apps/velto/container/literal.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace velto {
 

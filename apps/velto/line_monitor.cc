@@ -1,7 +1,7 @@
 #include "apps/velto/line_monitor.h"
 
-#include "platform/text.h"
-#include "transport/block.h"
+#include "base/text.h"
+#include "transport/secsi/block.h"
 
 namespace velto {
 

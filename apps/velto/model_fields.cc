@@ -1,7 +1,7 @@
 #include "apps/velto/model_fields.h"
 
 #include "apps/velto/container/literal.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <charconv>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "gem/roles.h"
+#include "gem/data/roles.h"
 
 #include <cstdint>
 #include <span>

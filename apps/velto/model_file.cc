@@ -1,7 +1,7 @@
 #include "apps/velto/model_file.h"
 
 #include "apps/velto/model_text.h"
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 #include "platform/file.h"
 
 namespace velto {

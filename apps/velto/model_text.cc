@@ -2,7 +2,7 @@
 
 #include "apps/velto/container/literal.h"
 #include "apps/velto/model_fields.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/format.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "gem/model_data.h"
+#include "gem/data/model_data.h"
 
 #include <optional>
 #include <string>

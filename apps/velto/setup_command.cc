@@ -5,9 +5,9 @@
 #include "apps/velto/model_file.h"
 #include "apps/velto/options.h"
 #include "apps/velto/screen/full_screen_front_end.h"
+#include "base/text.h"
 #include "controls/gem_ctrl.h"
 #include "controls/pages/gem_setup.h"
-#include "platform/text.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,8 +1,8 @@
 // velto sml: SML text to hexadecimal and back, and verified.
 
 #include "apps/velto/command.h"
+#include "base/text.h"
 #include "platform/file.h"
-#include "platform/text.h"
 #include "secs2/message.h"
 #include "secs2/sml_lexer.h"
 #include "secs2/sml_printer.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/dialog.h"
+#include "ui/dialog.h"
 
 #include <deque>
 #include <functional>

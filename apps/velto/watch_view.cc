@@ -1,7 +1,7 @@
 #include "apps/velto/watch_view.h"
 
 #include "apps/velto/screen/glyph.h"
-#include "gem/gem.h"
+#include "gem/engine/gem.h"
 
 #include <algorithm>
 #include <iostream>

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "base/lifetime.h"
 #include "controls/component/member_table.h"
 #include "controls/component/property_bag.h"
-#include "platform/dialog.h"
 #include "platform/event_loop.h"
 #include "platform/file.h"
-#include "platform/lifetime.h"
-#include "platform/view.h"
+#include "ui/dialog.h"
+#include "ui/view.h"
 
 #include <functional>
 #include <memory>

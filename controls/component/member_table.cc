@@ -1,6 +1,6 @@
 #include "controls/component/member_table.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 

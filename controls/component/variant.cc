@@ -1,6 +1,6 @@
 #include "controls/component/variant.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <array>
 #include <charconv>

@@ -1,6 +1,6 @@
 #include "controls/pages/link_pages.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <array>
 #include <limits>

@@ -2,7 +2,7 @@
 
 #include "controls/pages/list_pages.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,7 +1,7 @@
 #include "controls/pages/list_pages.h"
 
-#include "gem/list_text.h"
-#include "platform/text.h"
+#include "base/text.h"
+#include "gem/data/list_text.h"
 
 #include <limits>
 

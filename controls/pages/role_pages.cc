@@ -1,7 +1,7 @@
 #include "controls/pages/role_pages.h"
 
-#include "gem/roles.h"
-#include "platform/text.h"
+#include "base/text.h"
+#include "gem/data/roles.h"
 
 namespace velto {
 

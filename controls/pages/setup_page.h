@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/gem_ctrl.h"
-#include "platform/dialog.h"
+#include "ui/dialog.h"
 
 #include <functional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "controls/pages/state_pages.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <span>

@@ -1,6 +1,6 @@
 // An equipment that is killed in the middle of a storm of changes: what it acknowledged is in its
 // data file, which loads.
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 #include "gem/station.h"
 
 #include <csignal>

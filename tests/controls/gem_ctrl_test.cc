@@ -2,7 +2,7 @@
 #include "controls/gem_ctrl.h"
 
 #include "controls/gem_pair.h"
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 
 #include <filesystem>
 

@@ -1,6 +1,6 @@
 // What a Gem control tells its host application, and what that may do meanwhile.
 #include "controls/gem_pair.h"
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 
 namespace velto {
 namespace {

@@ -1,7 +1,7 @@
 // How an accepted setup sheet is applied, and what may happen while it is open.
 #include "controls/pages.h"
 
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 
 namespace velto {
 namespace {

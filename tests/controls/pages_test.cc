@@ -1,7 +1,7 @@
 // What the pages of the Gem control's setup sheet show, and their dialogs.
 #include "controls/pages.h"
 
-#include "gem/roles.h"
+#include "gem/data/roles.h"
 
 namespace velto {
 namespace {

@@ -1,4 +1,4 @@
-#include "gem/alarm_model.h"
+#include "gem/models/alarm_model.h"
 
 #include "gem/receive.h"
 

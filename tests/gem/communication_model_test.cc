@@ -1,7 +1,7 @@
-#include "gem/communication_model.h"
+#include "gem/models/communication_model.h"
 
 #include "gem/fake_owner.h"
-#include "transport/hsms_engine.h"
+#include "transport/hsms/hsms_engine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
-#include "gem/control_model.h"
+#include "gem/models/control_model.h"
 
 #include "gem/fake_owner.h"
-#include "gem/processing_model.h"
-#include "transport/hsms_engine.h"
+#include "gem/models/processing_model.h"
+#include "transport/hsms/hsms_engine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // The model data file: its bytes, what is refused, and that a save never loses a model.
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 
-#include "gem/archive.h"
+#include "gem/data/archive.h"
 #include "support/temporary_directory.h"
 
 #include <algorithm>

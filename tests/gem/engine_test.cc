@@ -1,4 +1,4 @@
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 #include "gem/station.h"
 
 #include <gmock/gmock.h>

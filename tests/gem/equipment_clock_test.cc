@@ -1,4 +1,4 @@
-#include "gem/equipment_clock.h"
+#include "gem/models/equipment_clock.h"
 
 #include <gtest/gtest.h>
 

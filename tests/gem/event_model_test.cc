@@ -1,6 +1,6 @@
-#include "gem/event_model.h"
+#include "gem/models/event_model.h"
 
-#include "gem/items.h"
+#include "gem/messages/items.h"
 #include "gem/receive.h"
 
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "gem/model.h"
-#include "gem/variable_list.h"
+#include "gem/data/variable_list.h"
+#include "gem/models/model.h"
 #include "platform/clock.h"
 #include "secs2/sml_printer.h"
 

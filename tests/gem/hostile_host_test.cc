@@ -1,5 +1,5 @@
 // A partner that sends anything: the equipment goes on, and keeps its size and its model.
-#include "gem/data_file.h"
+#include "gem/data/data_file.h"
 #include "gem/station.h"
 
 #include <malloc.h>

@@ -1,4 +1,4 @@
-#include "gem/logical_connection.h"
+#include "gem/engine/logical_connection.h"
 
 #include "secs2/support.h"
 

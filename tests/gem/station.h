@@ -1,7 +1,7 @@
 #pragma once
 
-#include "gem/engine.h"
-#include "platform/text.h"
+#include "base/text.h"
+#include "gem/engine/engine.h"
 #include "secs2/sml_printer.h"
 #include "support/temporary_directory.h"
 

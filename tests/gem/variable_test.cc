@@ -1,6 +1,6 @@
-#include "gem/variable_list.h"
+#include "gem/data/variable_list.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/support.h"
 
 #include <gmock/gmock.h>

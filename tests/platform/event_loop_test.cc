@@ -1,5 +1,5 @@
+#include "base/lifetime.h"
 #include "platform/event_loop.h"
-#include "platform/lifetime.h"
 
 #include <array>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "secs2/item_codec.h"
 #include "secs2/message.h"
 #include "secs2/sml_printer.h"

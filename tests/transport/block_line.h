@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/text.h"
 #include "platform/clock.h"
-#include "platform/text.h"
-#include "transport/block_transfer.h"
+#include "transport/secsi/block_transfer.h"
 
 #include <deque>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "transport/connection.h"
+#include "transport/tcp/connection.h"
 
 #include "platform/socket_error.h"
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "transport/hsms_engine.h"
+#include "transport/hsms/hsms_engine.h"
 #include "transport/network.h"
 
 namespace velto {

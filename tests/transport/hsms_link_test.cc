@@ -1,6 +1,6 @@
-#include "transport/hsms_link.h"
+#include "transport/hsms/hsms_link.h"
 
-#include "transport/hsms_frame.h"
+#include "transport/hsms/hsms_frame.h"
 
 #include <gtest/gtest.h>
 

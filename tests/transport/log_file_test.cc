@@ -1,5 +1,5 @@
 #include "support/temporary_directory.h"
-#include "transport/log_file.h"
+#include "transport/log/log_file.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/text.h"
 #include "platform/event_loop.h"
 #include "platform/tcp_socket.h"
-#include "platform/text.h"
-#include "transport/connection_sink.h"
+#include "transport/link/connection_sink.h"
 
 #include <array>
 #include <cerrno>

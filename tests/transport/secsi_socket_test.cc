@@ -1,6 +1,6 @@
 #include "block_line.h"
 #include "network.h"
-#include "transport/secsi_socket.h"
+#include "transport/secsi/secsi_socket.h"
 
 #include <gtest/gtest.h>
 

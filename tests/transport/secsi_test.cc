@@ -1,8 +1,8 @@
 #include "network.h"
 #include "platform/null_modem.h"
 #include "support/pty.h"
-#include "transport/block.h"
-#include "transport/secsi.h"
+#include "transport/secsi/block.h"
+#include "transport/secsi/secsi.h"
 
 #include <gtest/gtest.h>
 #include <memory>

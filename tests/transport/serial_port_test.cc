@@ -1,4 +1,4 @@
-#include "transport/serial_port.h"
+#include "transport/secsi/serial_port.h"
 
 #include "support/pty.h"
 #include "transport/network.h"

@@ -2,7 +2,7 @@
 
 #include "apps/velto/container/literal.h"
 #include "apps/velto/describe.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <cmath>
 #include <limits>

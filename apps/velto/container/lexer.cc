@@ -1,7 +1,7 @@
 #include "apps/velto/container/lexer.h"
 
 #include "apps/velto/container/literal.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <array>

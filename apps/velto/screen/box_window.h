@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/velto/screen/window.h"
-#include "platform/dialog.h"
+#include "ui/dialog.h"
 
 #include <string>
 #include <vector>

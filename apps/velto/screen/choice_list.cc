@@ -1,7 +1,7 @@
 #include "apps/velto/screen/glyph.h"
 #include "apps/velto/screen/page_pane.h"
 #include "apps/velto/screen/window.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 #include "apps/velto/screen/held_output.h"
 #include "apps/velto/screen/terminal.h"
 #include "apps/velto/screen/window.h"
-#include "platform/dialog.h"
+#include "ui/dialog.h"
 
 #include <functional>
 #include <optional>

@@ -2,7 +2,7 @@
 
 #include "apps/velto/screen/keys.h"
 #include "apps/velto/screen/screen.h"
-#include "platform/dialog.h"
+#include "ui/dialog.h"
 
 namespace velto {
 

@@ -2,7 +2,7 @@
 
 #include "apps/velto/screen/list_pane.h"
 #include "apps/velto/screen/text_input.h"
-#include "platform/dialog.h"
+#include "ui/dialog.h"
 
 #include <cstddef>
 #include <optional>

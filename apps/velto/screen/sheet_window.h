@@ -2,7 +2,7 @@
 
 #include "apps/velto/screen/page_pane.h"
 #include "apps/velto/screen/window.h"
-#include "platform/dialog.h"
+#include "ui/dialog.h"
 
 #include <optional>
 

@@ -1,6 +1,6 @@
 #include "apps/velto/screen/terminal.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <array>
 #include <cerrno>

@@ -1,0 +1,86 @@
+#include "gem/data/roles.h"
+
+#include <algorithm>
+#include <array>
+
+namespace velto {
+
+namespace {
+
+constexpr auto kVariableRoles = std::to_array<std::string_view>({
+    "AlarmID",
+    "EventLimit",
+    "LimitVariable",
+    "PPChangeName",
+    "PPChangeStatus",
+    "PPError",
+    "RcpChangeName",
+    "RcpChangeStatus",
+    "TransitionType",
+    "EstablishCommunicationsTimeout",
+    "MaxSpoolTransmit",
+    "OverWriteSpool",
+    "TimeFormat",
+    "AlarmsEnabled",
+    "AlarmsSet",
+    "Clock",
+    "ControlState",
+    "EventsEnabled",
+    "PPExecName",
+    "PPFormat",
+    "PreviousProcessState",
+    "ProcessState",
+    "RcpExecName",
+    "SpoolCountActual",
+    "SpoolCountTotal",
+    "SpoolFullTime",
+    "SpoolStartTime",
+});
+
+// The spelling of the two boundary events is part of their names.
+constexpr auto kEventRoles = std::to_array<std::string_view>({
+    "OnlineToOffline",
+    "GoToLocal",
+    "GoToRemote",
+    "OperatorCommand",
+    "ProcessStarted",
+    "ProcessCompleted",
+    "ProcessStopped",
+    "ProcessStateChanged",
+    "AlarmSet",
+    "AlarmCleared",
+    "OperatorChangedECID",
+    "AccrossedHigherLimitBoundary",
+    "AccrossedLowerLimitBoundary",
+    "ProcessProgramChanged",
+    "ProcessProgramSelected",
+    "MaterialInput",
+    "MaterialOutput",
+    "StartSpooling",
+    "EndSpooling",
+    "SpoolTransferFailure",
+    "OperatorRecognizedMessage",
+    "NewRunningRecipe",
+    "RunningRecipeChanged",
+    "RecipeUploadCompleted",
+    "RecipeUploadFailed",
+});
+
+static_assert(kVariableRoles[RoleControlState] == "ControlState");
+static_assert(kVariableRoles[RoleTimeFormat] == "TimeFormat");
+static_assert(kEventRoles[RoleGoToRemote] == "GoToRemote");
+
+} // namespace
+
+std::span<const std::string_view> variableRoleNames() { return kVariableRoles; }
+
+std::span<const std::string_view> eventRoleNames() { return kEventRoles; }
+
+std::optional<uint8_t> findRole(std::span<const std::string_view> names, std::string_view name) {
+  const auto found = std::ranges::find(names, name);
+  if (found == names.end())
+    return std::nullopt;
+  return static_cast<uint8_t>(found - names.begin());
+}
+
+} // namespace velto

@@ -1,0 +1,128 @@
+#pragma once
+
+#include "gem/engine/event_sink.h"
+#include "gem/engine/gem.h"
+#include "gem/engine/physical_connection.h"
+#include "platform/file.h"
+#include "transport/log/link_log.h"
+
+#include <memory>
+#include <string>
+
+namespace velto {
+
+/// The engine of the Gem control: the link, the logical connection or equipment model, the
+/// settings, and the way of every message between them. Nothing is answered while the host is told
+/// of a message; the host calls DefProc(), or sends a reply of its own.
+class CHGemEngine final : private PhysicalConnectionOwner, private LogicalConnectionOwner {
+public:
+  CHGemEngine(EventLoop &loop, FileSystem &files = systemFiles());
+  ~CHGemEngine() override;
+  CHGemEngine(const CHGemEngine &) = delete;
+  CHGemEngine &operator=(const CHGemEngine &) = delete;
+
+  void SetSink(CHGemEventSink *sink) { sink_ = sink; }
+  /// Called whenever Tick() may have something to do earlier than NextTick() said.
+  void SetWake(std::function<void()> wake);
+
+  /// Log settings; section "Log".
+  int32_t logEnabled = 0;
+  std::string logFileName = "./kel";
+  int32_t logSize = 1024; ///< KiB
+  int32_t logBackups = 1;
+  bool logCommunication = true; ///< the log holds the messages, not only what befell the link
+  /// Appends a stamped text to the communication log; false when the log is off.
+  bool WriteLog(const std::string &text);
+
+  CHPhysicalConnection &physical() { return physical_; }
+  const CHPhysicalConnection &physical() const { return physical_; }
+  /// The logical connection; a CHGem when the equipment model is on.
+  CHLogicalConnection &logical() const { return *logical_; }
+  /// The equipment model; null when it is off.
+  CHGem *gem() const { return gem_; }
+
+  /// Switches the equipment model on or off: a fresh one, with the data file "./kel.kel".
+  void SetObjectModel(bool on);
+  const std::string &IniFileName() const { return iniFileName_; }
+  /// An empty name changes nothing.
+  void SetIniFileName(const std::string &name);
+  /// Reads the settings; requests an open when the file asks for it. When the object model setting
+  /// has changed, the logical connection is replaced.
+  void LoadIniFile();
+  bool SaveIniFile();
+  /// Loads the model; the communication state follows its initial state when the link is selected.
+  bool LoadData(const std::string &fileName);
+
+  void OpenConnection() { physical_.RequestOpen(); }
+  void CloseConnection();
+
+  uint8_t GetControlState() const;
+  bool SetControlState(uint8_t state);
+  void SetOnlineSwitch(bool on);
+  uint8_t GetCommunicationState() const;
+  bool SetCommunicationState(uint8_t state);
+
+  /// Handles the received message by the model and sends the prepared reply; false without a model.
+  bool DefProc();
+  /// Sends through the gate of the model's states; false with a plain connection.
+  bool Send(CHSecsMessage &message);
+  /// Sends S6F11 or S5F1; false without a model, and unless communicating and on-line.
+  bool InvokeEvent(uint32_t ceid);
+  bool InvokeAlarm(uint32_t alid, uint8_t alcd);
+
+  /// One tick of the control's timer.
+  void Tick();
+  /// Milliseconds until Tick() has something to do; nothing: never.
+  std::optional<uint32_t> NextTick() const;
+
+  /// The status tree: work space 0 the link's branch, 1 the model's, 2 "Entire System" with both.
+  TreeView status(int workSpace) const;
+
+private:
+  // PhysicalConnectionOwner
+  void OnConnected(const std::string &ipAddress, int32_t portNumber, bool connected) override;
+  void OnReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
+                  bool storeOnly) override;
+  void OnSent(const CHSecsHeader &header, ByteView body) override;
+  void OnLinkProblem(int code) override;
+  void OnLinkStateChanged(HsmsState next, HsmsState previous) override;
+  // LogicalConnectionOwner
+  bool transmit(const CHSecsMessage &message) override;
+  bool transmit(CHSecsMessage &&message) override;
+  void reportReplyTimeout(const CHSecsHeader &primary) override;
+  void reportCommunicationState(uint8_t next, uint8_t previous) override;
+  void reportControlState(uint8_t next, uint8_t previous) override;
+  void reportVariable(uint32_t vid) override;
+  Clock &clock() const override { return loop_.clock(); }
+  FileSystem &files() const override { return files_; }
+
+  LogSettings logSettings() const;
+  LinkLog record() const;
+  bool logsMessages() const { return logEnabled != 0 && logCommunication; }
+  bool acceptsDevice(CHSecsVerifier &slot);
+  void linkReady();
+  void endFailedAttempt();
+  void noticeLostLink();
+  void wake() const;
+
+  EventLoop &loop_;
+  FileSystem &files_;
+  CHGemEventSink *sink_ = nullptr;
+  std::function<void()> wake_;
+  SettingList settings_;
+  int32_t enableCommunication_ = 1;
+  int32_t objectModel_ = 1;
+  std::string iniFileName_ = "./kel.ini";
+  CHPhysicalConnection physical_;
+  // Kept alive by whoever is at work in it, so that a report may replace it.
+  std::shared_ptr<CHLogicalConnection> logical_;
+  CHGem *gem_ = nullptr;
+  uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
+  uint32_t selects_ = 0;  // counts partners, to tell whether the one that asked is still there
+  CHSecsMessage *outgoing_ = nullptr; // being sent, and not needed afterwards
+  std::optional<uint32_t> handled_;   // the message at which DefProc() is at work
+  bool refused_ = false; // the message in the slot came before the select, or for another device
+  Lifetime lifetime_;
+};
+
+} // namespace velto

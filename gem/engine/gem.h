@@ -1,0 +1,101 @@
+#pragma once
+
+#include "gem/data/model_data.h"
+#include "gem/engine/logical_connection.h"
+#include "gem/models/alarm_model.h"
+#include "gem/models/communication_model.h"
+#include "gem/models/control_model.h"
+#include "gem/models/event_model.h"
+#include "gem/models/processing_model.h"
+#include "secs2/sml_printer.h"
+
+#include <array>
+
+namespace velto {
+
+/// The equipment model (SEMI E30): the five models, the message slots, the gate that decides what
+/// may be sent in each state, and the data file.
+class CHGem final : public CHLogicalConnection, private GemModelOwner, public SmlContext {
+public:
+  /// The message slots.
+  static constexpr size_t kReceived = 0;
+  static constexpr size_t kSent = 1;
+  static constexpr size_t kWork = 2;
+  static constexpr size_t kSlots = 3;
+
+  CHGem(LogicalConnectionOwner &owner, std::string iniFileName);
+
+  CHSecsVerifier &slot(size_t index) { return slots_[index]; }
+  GemData &data() { return data_; }
+  const GemData &data() const { return data_; }
+  CHGemCommunicationModel &communication() { return communication_; }
+  CHGemControlModel &control() { return control_; }
+  CHGemProcessingModel &processing() { return processing_; }
+  CHGemEventModel &events() { return events_; }
+  CHGemAlarmModel &alarms() { return alarms_; }
+
+  /// Also marks the slots as those of an equipment or a host.
+  void SetHost(bool host) override;
+
+  /// The gate: what may go out depends on the communication and the control state.
+  bool Send(CHSecsMessage &message) override;
+  bool Send(CHSecsMessage &&message) override;
+  bool OnReceive(CHSecsVerifier &slot) override;
+  void OnSent(const CHSecsMessage &message) override;
+  void Tick() override;
+  std::optional<uint32_t> NextTick() const override;
+  void OnLinkReady() override;
+  void OnLinkLost() override;
+  void OnProblem(int code, const CHSecsHeader &header) override;
+  void addStatus(TreeNode &parent) const override;
+
+  /// Sends S6F11 or S5F1; false unless communicating and on-line.
+  bool InvokeEvent(uint32_t ceid);
+  bool InvokeAlarm(uint32_t alid, uint8_t alcd);
+  /// Where an attempt to go on-line ends that fails: 0 or 2.
+  uint8_t offlineState() const;
+
+  /// Resets the models and loads the data file. False when it cannot be read: the models stay at
+  /// their defaults, the file as it is.
+  bool LoadData(std::string fileName);
+  /// Writes the settings and the data file; false when that fails, the old file being whole.
+  bool SaveData();
+  /// Every model at its defaults; model name and software revision stay.
+  void Reset();
+
+  std::optional<std::string> variableName(int32_t id) const override;
+  std::optional<std::string> eventName(int32_t id) const override;
+
+private:
+  // GemModelOwner; Send() serves both.
+  uint8_t communicationState() const override { return communication_.State(); }
+  uint8_t controlState() const override { return control_.GetState(); }
+  bool isHost() const override { return Host(); }
+  CHGemEventVidList &variables() override { return data_.variables; }
+  Clock &clock() const override;
+  void reportCommunicationState(uint8_t next, uint8_t previous) override;
+  void reportControlState(uint8_t next, uint8_t previous) override;
+  void reportVariable(uint32_t vid) override;
+
+  template <typename Visit> void forEachModel(Visit visit);
+  bool mayPass(const CHSecsHeader &header) const;
+  bool isOnline() const;
+  bool handle(CHSecsVerifier &slot);
+  bool savePausing() const;
+  bool modified() const { return events_.modified() || alarms_.modified(); }
+  uint32_t changes() const { return events_.changes() + alarms_.changes(); }
+  bool answerAreYouThere(CHSecsVerifier &slot);
+  bool answerClockAndTerminal(CHSecsVerifier &slot);
+  bool writeData();
+
+  GemData data_;
+  std::array<CHSecsVerifier, kSlots> slots_;
+  CHGemCommunicationModel communication_;
+  CHGemControlModel control_;
+  CHGemProcessingModel processing_;
+  CHGemEventModel events_;
+  CHGemAlarmModel alarms_;
+  std::optional<uint32_t> saveFailedAt_; // tick
+};
+
+} // namespace velto

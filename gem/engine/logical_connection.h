@@ -1,0 +1,114 @@
+#pragma once
+
+#include "gem/engine/settings.h"
+#include "platform/clock.h"
+#include "platform/file.h"
+#include "secs2/verifier.h"
+#include "ui/view.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace velto {
+
+/// What a logical connection needs of the engine that holds it. Any call may run host code.
+class LogicalConnectionOwner {
+public:
+  virtual ~LogicalConnectionOwner() = default;
+
+  /// Sends over the selected connection; false when there is none.
+  virtual bool transmit(const CHSecsMessage &message) = 0;
+  /// The same for a message that is not needed afterwards: its body may be taken over.
+  virtual bool transmit(CHSecsMessage &&message) { return transmit(std::as_const(message)); }
+  /// The reply to a primary did not come within T3.
+  virtual void reportReplyTimeout(const CHSecsHeader &primary) = 0;
+  virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;
+  virtual void reportControlState(uint8_t next, uint8_t previous) = 0;
+  virtual void reportVariable(uint32_t vid) = 0;
+  virtual Clock &clock() const = 0;
+  virtual FileSystem &files() const = 0;
+};
+
+/// A connection with a partner of one device ID: its role, the reply time-out T3, and the primaries
+/// whose replies are awaited. Used as it is when the equipment model is switched off.
+class CHLogicalConnection {
+public:
+  enum class Kind : int { Plain = 0, Gem = 1 };
+
+  CHLogicalConnection(LogicalConnectionOwner &owner, std::string iniFileName,
+                      Kind kind = Kind::Plain);
+  virtual ~CHLogicalConnection() = default;
+  CHLogicalConnection(const CHLogicalConnection &) = delete;
+  CHLogicalConnection &operator=(const CHLogicalConnection &) = delete;
+
+  /// The owner is gone: nothing is sent or reported any more.
+  void detach() { owner_ = nullptr; }
+
+  Kind kind() const { return kind_; }
+  uint16_t DeviceID() const { return static_cast<uint16_t>(deviceId_); }
+  void SetDeviceID(uint16_t id) { deviceId_ = id; }
+  /// Reply time-out in ms. A reply ends its transaction when the host hands it to OnReceive(): one
+  /// that never calls DefProc() sees every T3 run out.
+  uint32_t T3() const { return t3_ < 0 ? 0 : static_cast<uint32_t>(t3_); }
+  void SetT3(uint32_t ms) { t3_ = static_cast<int32_t>(ms); }
+  /// True: this side is the host; false: the equipment.
+  bool Host() const { return host_ != 0; }
+  virtual void SetHost(bool host) { host_ = host ? 1 : 0; }
+  const std::string &DataFileName() const { return dataFileName_; }
+  void SetDataFileName(std::string name) { dataFileName_ = std::move(name); }
+  int32_t DataBakCount() const { return dataBackups_; }
+  void SetDataBakCount(int32_t count) { dataBackups_ = count; }
+  void SetIniFileName(std::string name) { iniFileName_ = std::move(name); }
+
+  /// Stamps the device ID and sends.
+  virtual bool Send(CHSecsMessage &message);
+  bool SendUngated(const CHSecsMessage &message);
+  /// Handles a received message; true when it was taken. The transaction that it answers ends.
+  virtual bool OnReceive(CHSecsVerifier &slot);
+  /// A message went out: a primary with the W-bit opens a transaction.
+  virtual void OnSent(const CHSecsMessage &message);
+  /// One tick of the engine's timer: at most one transaction times out.
+  virtual void Tick();
+  /// Milliseconds until Tick() has something to do; nothing: never.
+  virtual std::optional<uint32_t> NextTick() const;
+  virtual void OnLinkReady() {}
+  virtual void OnLinkLost() {}
+  virtual void OnProblem(int /*code*/, const CHSecsHeader & /*header*/) {}
+  /// Adds the branch of the status tree.
+  virtual void addStatus(TreeNode &parent) const;
+
+  /// Reads and writes the settings of section "LogicalConnection".
+  void loadSettings();
+  bool saveSettings() const;
+
+  size_t OpenTransactionCount() const { return open_.size(); }
+
+protected:
+  LogicalConnectionOwner *owner() const { return owner_; }
+  bool hasOpenTransaction(uint8_t stream, uint8_t function) const;
+  void clearTransactions() { open_.clear(); }
+
+private:
+  struct OpenTransaction {
+    CHSecsHeader header;
+    uint32_t sentAt; // tick
+  };
+
+  void closeTransaction(const CHSecsMessage &message);
+
+  LogicalConnectionOwner *owner_;
+  Kind kind_;
+  std::string iniFileName_;
+  std::string dataFileName_ = "./kel.kel";
+  int32_t dataBackups_ = 0;
+  int32_t deviceId_ = 0;
+  int32_t t3_ = 45000;
+  int32_t host_;
+  SettingList settings_;
+  std::deque<OpenTransaction> open_; // in the order they were sent
+};
+
+} // namespace velto

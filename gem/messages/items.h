@@ -1,0 +1,130 @@
+#pragma once
+
+#include "base/text.h"
+#include "secs2/item_codec.h"
+#include "secs2/item_value.h"
+#include "secs2/message.h"
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace velto {
+
+// What the models put into message bodies. They are built as items, so that a text arrives byte for
+// byte whatever it holds.
+
+inline CHSecsItem numberItem(uint32_t value, uint8_t code = format::kU4) {
+  CHSecsItem item;
+  item.setNumber(value, code);
+  return item;
+}
+
+inline CHSecsItem textItem(std::string_view text) {
+  CHSecsItem item;
+  item.setText(text, format::kAscii);
+  return item;
+}
+
+/// An array of no elements.
+inline CHSecsItem emptyItem(uint8_t code) {
+  CHSecsItem item;
+  item.makeArray(code, 0);
+  return item;
+}
+
+template <typename... Items> CHSecsItem listItem(Items &&...items) {
+  std::vector<CHSecsItem> children;
+  children.reserve(sizeof...(items));
+  (children.push_back(std::forward<Items>(items)), ...);
+  CHSecsItem list;
+  list.setList(std::move(children));
+  return list;
+}
+
+/// The encoded bytes of an item; more than a message carries when it cannot be encoded.
+inline size_t bytesOf(const CHSecsItem &item) {
+  return item.isList() ? EncodedItemSize(item).value_or(CHSecsMessage::kMaxEncodedSize)
+                       : EncodedLeafSize(item);
+}
+
+/// Bytes that a list of up to 255 items takes besides them (SEMI E5 9.2): format and count.
+inline constexpr size_t kShortListHead = 2;
+
+/// Collects the items of a list as long as one message can carry them: a short request may name a
+/// long value any number of times.
+class ItemCollector {
+public:
+  /// `others`: bytes of the message's body beside the list.
+  explicit ItemCollector(size_t others = 0)
+      : others_(CHSecsHeader::kSize + others), size_(others_) {}
+
+  void reserve(size_t count) { items_.reserve(count); }
+  /// False when no message can carry the list any more.
+  bool add(CHSecsItem &&item) {
+    const size_t size = bytesOf(item);
+    return add(std::move(item), size);
+  }
+  /// The same with the encoded bytes of the item, for who knows them.
+  bool add(CHSecsItem &&item, size_t size) {
+    size_ += size;
+    items_.push_back(std::move(item));
+    return size_ + headSize() <= CHSecsMessage::kMaxEncodedSize;
+  }
+  /// The encoded bytes of the list.
+  size_t listSize() const { return size_ - others_ + headSize(); }
+  CHSecsItem list() {
+    CHSecsItem item;
+    item.setList(std::move(items_));
+    return item;
+  }
+
+private:
+  size_t headSize() const {
+    const size_t count = items_.size();
+    return kShortListHead + (count > 0xFF ? 1 : 0) + (count > 0xFFFF ? 1 : 0);
+  }
+
+  std::vector<CHSecsItem> items_;
+  size_t others_;
+  size_t size_; ///< of the message but for the list's head
+};
+
+// What the models read from message bodies.
+
+/// Child `number` (from 1) of a list; an item without data when there is none.
+inline const CHSecsItem &childOf(const CHSecsItem &item, size_t number) {
+  static const CHSecsItem kNothing;
+  const auto children = item.children();
+  return number == 0 || number > children.size() ? kNothing : children[number - 1];
+}
+
+/// An identifier or code in whatever format it came: the low 32 bits of an element in decimal; 0
+/// when it is no number.
+inline uint32_t numberOf(const CHSecsItem &item, size_t index = 0) {
+  if (index < item.count()) {
+    switch (item.format()) { // the usual ones, without a text
+    case format::kU1:
+      return item.element<uint8_t>(index);
+    case format::kU2:
+      return item.element<uint16_t>(index);
+    case format::kU4:
+      return item.element<uint32_t>(index);
+    default:
+      break;
+    }
+  }
+  return static_cast<uint32_t>(decimal32(valueText(item, ValueForm::Decimal, index)));
+}
+
+/// The numbers that a request names: the children of a list, or the elements of a single array.
+inline std::vector<uint32_t> numbersOf(const CHSecsItem &item) {
+  std::vector<uint32_t> numbers;
+  numbers.reserve(item.count());
+  for (size_t i = 0; i < item.count(); ++i)
+    numbers.push_back(item.isList() ? numberOf(item.children()[i]) : numberOf(item, i));
+  return numbers;
+}
+
+} // namespace velto

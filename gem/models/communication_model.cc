@@ -1,0 +1,189 @@
+#include "gem/models/communication_model.h"
+
+#include "base/text.h"
+#include "gem/data/variable_list.h"
+#include "gem/messages/reply.h"
+#include "secs2/item_value.h"
+#include "secs2/node_path.h"
+#include "transport/hsms/hsms_engine.h"
+
+#include <algorithm>
+
+namespace velto {
+
+namespace {
+
+constexpr int32_t kDefaultTimeout = 30;               // s
+constexpr int32_t kLongestTimeout = INT32_MAX / 1000; // s
+constexpr uint32_t kRefusedPause = 100;               // ms, after S1F13 could not be sent
+constexpr uint8_t kRequest = 13;
+constexpr uint8_t kAnswer = 14;
+
+// COMMACK: communications are established.
+bool isAccepted(int32_t commack) { return commack == 0 || commack == 16; }
+
+// What is left of a wait that began at a tick; 0 when it is over.
+uint32_t remaining(uint32_t wait, uint32_t elapsed) { return elapsed >= wait ? 0 : wait - elapsed; }
+
+} // namespace
+
+CHGemCommunicationModel::CHGemCommunicationModel(GemModelOwner &owner,
+                                                 CommunicationSettings &settings)
+    : GemModel(owner), settings_(settings) {}
+
+bool CHGemCommunicationModel::SwitchState(uint8_t next) {
+  if (next > Communicating || next == state_ || next == reported_ ||
+      (state_ == Disabled && next != NotCommunicating))
+    return false;
+  reported_ = next;
+  owner().reportCommunicationState(next, state_);
+  if (reported_ != next)
+    return state_ == next; // the host had a change of its own
+  reported_.reset();
+  state_ = next;
+  return true;
+}
+
+void CHGemCommunicationModel::Reset() {
+  state_ = Disabled;
+  reported_.reset();
+  OnConnectionReset();
+}
+
+uint32_t CHGemCommunicationModel::timeoutMs() const {
+  const CHGemEventVid *variable =
+      owner().variables().FindByRole(RoleEstablishCommunicationsTimeout);
+  const int32_t seconds = variable == nullptr ? kDefaultTimeout : decimal32(variable->GetValue());
+  return static_cast<uint32_t>(std::clamp(seconds, 0, kLongestTimeout)) * 1000;
+}
+
+std::optional<uint32_t> CHGemCommunicationModel::nextTick() const {
+  if (reported_)
+    return std::nullopt;
+  const uint32_t now = owner().clock().ticks();
+  if (state_ == NotCommunicating && delayStart_)
+    return remaining(timeoutMs() + 1, now - *delayStart_);
+  if (delayStart_)
+    return 0;
+  if (state_ != NotCommunicating || waitingCRA_ || !settings_.establishCommunications)
+    return std::nullopt;
+  return refusedAt_ ? remaining(kRefusedPause, now - *refusedAt_) : 0;
+}
+
+void CHGemCommunicationModel::Tick() {
+  if (reported_)
+    return; // what is due then depends on the state that comes
+  if (state_ != NotCommunicating)
+    delayStart_.reset();
+  else if (delayStart_ && owner().clock().ticks() - *delayStart_ > timeoutMs())
+    delayStart_.reset(); // the next tick asks again
+  else if (!delayStart_ && !waitingCRA_ && settings_.establishCommunications)
+    sendRequest();
+}
+
+void CHGemCommunicationModel::sendRequest() {
+  CHSecsMessage request;
+  MakeReply(request, 1, kRequest, !owner().isHost(),
+            {settings_.modelName, settings_.softwareRevision});
+  waitingCRA_ = true; // the answer may come before Send() returns
+  refusedAt_.reset();
+  if (owner().Send(request))
+    return;
+  waitingCRA_ = false;
+  refusedAt_ = owner().clock().ticks();
+}
+
+bool CHGemCommunicationModel::OnReceive(CHSecsVerifier &slot) {
+  const CHSecsHeader &header = slot.message.header;
+  const bool answer = header.stream() == 1 && header.function() == kAnswer;
+  if (answer && !isVerified(slot))
+    OnUnanswered(); // what it says can't be read
+  if (answer)
+    waitingCRA_ = false;
+  if (!isVerified(slot))
+    return false;
+  if (state_ == Disabled) {
+    slot.partner()->replyValid = false;
+    return true;
+  }
+  if (answer)
+    return state_ == NotCommunicating && takeAnswer(slot.message);
+  return header.stream() == 1 && header.function() == kRequest && answerRequest(slot);
+}
+
+void CHGemCommunicationModel::OnUnanswered() {
+  if (!waitingCRA_)
+    return;
+  waitingCRA_ = false;
+  delayStart_ = owner().clock().ticks();
+}
+
+// The reply is there before the change is reported: the host may receive another message meanwhile.
+bool CHGemCommunicationModel::answerRequest(CHSecsVerifier &slot) {
+  rebuildReply(slot, {"0", settings_.modelName, settings_.softwareRevision});
+  if (state_ == NotCommunicating) {
+    delayStart_.reset();
+    SwitchState(Communicating);
+  }
+  return true;
+}
+
+// A refused request is repeated on the next tick.
+bool CHGemCommunicationModel::takeAnswer(const CHSecsMessage &answer) {
+  const CHSecsItem *commack = FindNode(answer.root, "1");
+  if (!isAccepted(commack == nullptr ? 0 : decimal32(valueText(*commack, ValueForm::Decimal))))
+    return false;
+  delayStart_.reset();
+  SwitchState(Communicating);
+  return true;
+}
+
+void CHGemCommunicationModel::OnConnectionReset() {
+  waitingCRA_ = false;
+  delayStart_.reset();
+  refusedAt_.reset();
+}
+
+void CHGemCommunicationModel::OnDisable() {
+  OnConnectionReset();
+  reported_.reset(); // a change that is just being reported does not survive the link
+  SwitchState(Disabled);
+}
+
+void CHGemCommunicationModel::OnProblem(int code, const CHSecsHeader &header) {
+  if (code != ErrorGemHsmsT3Timeout)
+    return;
+  const bool request = header.stream() == 1 && header.function() == kRequest;
+  const bool unanswered = request && waitingCRA_;
+  if (unanswered)
+    waitingCRA_ = false;
+  if (state_ == Disabled)
+    return;
+  delayStart_ = unanswered ? std::optional(owner().clock().ticks()) : std::nullopt;
+  SwitchState(NotCommunicating);
+}
+
+void CHGemCommunicationModel::fillParameters(ListView &view) const {
+  GemModel::fillParameters(view);
+  view.rows = {
+      {"Initial State", formatText("%u", settings_.initialState)},
+      {"Establish Communications", settings_.establishCommunications ? "1" : "0"},
+      {"Model Name", settings_.modelName},
+      {"Software Revision", settings_.softwareRevision},
+  };
+}
+
+void CHGemCommunicationModel::addStatus(TreeNode &parent) const {
+  static constexpr const char *kNames[] = {"Disabled", "Not Communicating", "Communicating"};
+  std::string state = kNames[state_];
+  if (state_ == NotCommunicating)
+    state += waitingCRA_ ? " - Wait CRA" : " - Wait Delay";
+  TreeNode &branch = parent.add("Communication Model");
+  branch.add("State : " + state);
+  branch.add(settings_.establishCommunications ? formatText("EC Timer : %u", timeoutMs())
+                                               : "EC disabled");
+  branch.add("Model Name : " + settings_.modelName);
+  branch.add("Software Revision : " + settings_.softwareRevision);
+}
+
+} // namespace velto

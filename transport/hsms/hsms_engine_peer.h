@@ -1,0 +1,105 @@
+#pragma once
+
+#include "transport/hsms/hsms_engine.h"
+#include "transport/hsms/hsms_frame.h"
+#include "transport/link/deadline.h"
+#include "transport/tcp/connection.h"
+
+#include <vector>
+
+namespace velto {
+
+/// A connection of the engine; of a listener, each peer is one of its own.
+class CHHsms::Link final : public CHHsmsConnection {
+public:
+  struct Request {
+    uint32_t sentAt; // tick
+    CHSecsHeader header;
+  };
+
+  Link(EventLoop &loop, CHHsms &engine)
+      : CHHsmsConnection(loop, ConnectionKind::Hsms), engine_(engine) {}
+
+  using CHHsmsConnection::disconnect;
+  using CHHsmsConnection::dropReceived;
+  using CHHsmsConnection::giveBack;
+  using CHHsmsConnection::lifetime;
+  using CHHsmsConnection::takeReceived;
+  using CHHsmsConnection::ticks;
+  using CHHsmsConnection::transmit;
+
+  /// Connected to a remote end (a listener itself never is).
+  bool usable() const { return Connected() && !listening(); }
+
+  void Poll() override {
+    if (listening()) {
+      CHHsmsConnection::Poll();
+      return;
+    }
+    reportSocketError(); // there is no sink: the change of state tells it all
+    engine_.pollLink(*this);
+  }
+
+  std::optional<uint32_t> NextPoll() const override {
+    if (listening())
+      return CHHsmsConnection::NextPoll();
+    const HsmsSettings &settings = engine_.settings_;
+    const uint32_t now = ticks();
+    std::optional<uint32_t> next;
+    if (!usable())
+      return next;
+    if (!requests.empty() && settings.t6 != 0)
+      next = timeLeft(now, requests.front().sentAt, settings.t6);
+    if (!selected && settings.t7 != 0)
+      next = sooner(next, timeLeft(now, notSelectedSince, settings.t7));
+    if (holdsPart())
+      next = sooner(next, timeLeft(now, grownAt, settings.t8));
+    return next;
+  }
+
+  /// A whole frame, or a length that is refused at once.
+  bool holdsUnit() const override { return holdsFrame() || PeekLength() > MaxLength(); }
+  bool holdsPart() const { return BufferedLength() != 0 && !holdsUnit(); }
+
+  bool selected = false;
+  bool held = false; // what has arrived waits for a control message before it to take effect
+  uint32_t notSelectedSince = 0; // tick
+  uint32_t grownAt = 0;          // tick when the buffer last grew
+  std::vector<Request> requests; // open control transactions in the order they were sent
+  Bytes lastMessage;             // to find a duplicate
+
+protected:
+  std::unique_ptr<CHHsmsConnection> CreatePeer() override {
+    auto peer = std::make_unique<Link>(loop(), engine_);
+    copySettings(*peer);
+    return peer;
+  }
+  size_t readSize() const override { return 102'400; }
+  size_t bufferLimit() const override { return size_t{MaxLength()} + kFrameLengthSize; }
+  void onArrived() override { engine_.handleArrival(*this); }
+  void onConnectionChanged(bool connected) override {
+    if (connected)
+      engine_.connected(*this);
+    else
+      engine_.disconnected(*this);
+  }
+
+private:
+  CHHsms &engine_;
+};
+
+/// True when a connection of the engine that is connected fulfils `predicate`.
+template <typename Predicate> bool CHHsms::anyLink(Predicate predicate) const {
+  if (link_ == nullptr)
+    return false;
+  if (link_->usable() && predicate(*link_))
+    return true;
+  for (size_t i = 0; i < link_->PeerCount(); ++i) {
+    const Link &peer = static_cast<const Link &>(link_->Peer(i));
+    if (peer.usable() && predicate(peer))
+      return true;
+  }
+  return false;
+}
+
+} // namespace velto

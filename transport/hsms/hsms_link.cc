@@ -1,0 +1,249 @@
+#include "transport/hsms/hsms_link.h"
+
+#include "base/text.h"
+#include "transport/hsms/hsms_frame.h"
+#include "transport/link/deadline.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace velto {
+
+namespace {
+
+std::string lengthText(const char *what, uint32_t length, uint32_t maxLength) {
+  return formatText("%s buffer is full.\nm_nLength=%d, m_nMaxLength=%d", what,
+                    static_cast<int>(length), static_cast<int>(maxLength));
+}
+
+} // namespace
+
+std::unique_ptr<CHHsmsConnection> CHHsmsLink::CreatePeer() {
+  auto peer = std::make_unique<CHHsmsLink>(loop());
+  copySettings(*peer);
+  peer->times_ = times_;
+  return peer;
+}
+
+// A frame of the greatest length must fit with its length field.
+size_t CHHsmsLink::bufferLimit() const { return size_t{MaxLength()} + kFrameLengthSize; }
+
+void CHHsmsLink::onArrived() {
+  lastArrival_ = ticks();
+  wake();
+}
+
+void CHHsmsLink::onConnectionChanged(bool connected) {
+  if (connected)
+    selected_ = false;
+  notSelectedSince_ = ticks();
+  CHHsmsConnection::onConnectionChanged(connected);
+}
+
+// Selected --------------------------------------------------------------------------------------
+
+CHHsmsLink *CHHsmsLink::findLink(const std::string &ipAddress, int32_t portNumber) const {
+  return static_cast<CHHsmsLink *>(FindPeer(ipAddress, portNumber));
+}
+
+bool CHHsmsLink::isNamed(const std::string &ipAddress, int32_t portNumber) const {
+  return ipAddress == IPAddress() && portNumber == PortNumber();
+}
+
+bool CHHsmsLink::Selected(const std::string &ipAddress, int32_t portNumber) const {
+  if (!listening())
+    return selected_ && isNamed(ipAddress, portNumber);
+  const CHHsmsLink *peer = findLink(ipAddress, portNumber);
+  return peer != nullptr && peer->selected_;
+}
+
+void CHHsmsLink::SetSelected(const std::string &ipAddress, int32_t portNumber, bool selected) {
+  if (CHHsmsLink *peer = findLink(ipAddress, portNumber); peer != nullptr)
+    peer->setSelected(selected);
+  else if (!listening() && isNamed(ipAddress, portNumber))
+    setSelected(selected);
+}
+
+void CHHsmsLink::setSelected(bool selected) {
+  if (selected == selected_)
+    return;
+  selected_ = selected;
+  notSelectedSince_ = ticks();
+  markChanged();
+  wake();
+}
+
+void CHHsmsLink::trackSelected(const CHSecsHeader &header) {
+  if (!header.isControl())
+    return;
+  const auto type = static_cast<SType>(header.sType());
+  if (type == SType::SelectReq || (type == SType::SelectRsp && header.functionByte <= 1))
+    setSelected(true);
+}
+
+// Transactions ----------------------------------------------------------------------------------
+
+int32_t CHHsmsLink::SendFrame(ByteView bytes) {
+  if (listening()) {
+    CHHsmsLink *peer = findLink(IPAddress(), PortNumber());
+    if (peer == nullptr)
+      return 0;
+    peer->times_ = times_;
+    return peer->SendFrame(bytes);
+  }
+  const int32_t sent = CHHsmsConnection::SendFrame(bytes);
+  if (sent > static_cast<int32_t>(kFrameLengthSize))
+    openTransaction(bytes.subspan(kFrameLengthSize));
+  return sent;
+}
+
+// The owner need not be woken for a transaction that times out after another one of its kind.
+void CHHsmsLink::openTransaction(ByteView message) {
+  const auto header = readHeader(message);
+  if (!header)
+    return;
+  const bool isPrimary = header->sType() == 0 && header->wbit() && header->function() % 2 != 0;
+  if (!isPrimary && !isControlRequest(*header))
+    return;
+  OpenTransactions &list = open_[isPrimary ? Data : Control];
+  list.open(*header, message, ticks(), sentCount_++);
+  markChanged();
+  if (list.size() == 1)
+    wake();
+}
+
+size_t CHHsmsLink::OpenTransactionCount() const {
+  size_t count = open_[Data].size() + open_[Control].size();
+  for (size_t i = 0; i < PeerCount(); ++i)
+    count += static_cast<const CHHsmsLink &>(Peer(i)).OpenTransactionCount();
+  return count;
+}
+
+uint32_t CHHsmsLink::timeLimit(OpenKind kind) const {
+  return kind == Control && times_.t6 != 0 ? std::min(times_.t3, times_.t6) : times_.t3;
+}
+
+// Reports at most one transaction a tick, the one sent first.
+bool CHHsmsLink::expireTransaction() {
+  const uint32_t now = ticks();
+  std::optional<OpenKind> due;
+  for (const OpenKind kind : {Data, Control})
+    if (open_[kind].next(now, timeLimit(kind)) == 0U &&
+        (!due || open_[kind].first().number < open_[*due].first().number))
+      due = kind;
+  if (!due)
+    return false;
+  const OpenTransactions::Entry expired = open_[*due].takeFirst();
+  const bool isT6 =
+      due == Control && times_.t6 != 0 && timeLeft(now, expired.sentAt, times_.t6) == 0;
+  markChanged();
+  reportProblem(isT6 ? ErrorHsmsT6 : ErrorHsmsT3, toHex(expired.message));
+  return true;
+}
+
+void CHHsmsLink::closeTransaction(const CHSecsHeader &header, ByteView message) {
+  for (OpenTransactions &list : open_) {
+    const bool closed = header.sType() == 0 && header.stream() == 9
+                            ? list.closeAnswered(header, message)
+                            : list.closeFirst([&](const OpenTransactions::Entry &entry) {
+                                return answers(header, entry.header);
+                              });
+    if (closed)
+      return;
+  }
+}
+
+bool CHHsmsLink::answers(const CHSecsHeader &header, const CHSecsHeader &request) const {
+  if (times_.t6 == 0)
+    return isReply(header, request);
+  return isControlResponse(header, request) || (header.sType() == 0 && isReply(header, request));
+}
+
+// Ticks -----------------------------------------------------------------------------------------
+
+void CHHsmsLink::Poll() {
+  if (listening()) {
+    CHHsmsConnection::Poll();
+    return;
+  }
+  if (expireTransaction())
+    return;
+  if (expireT7())
+    return;
+  Lifetime::Watch alive(lifetime());
+  receiveFrame();
+  if (alive)
+    reportSocketError();
+}
+
+bool CHHsmsLink::expireT7() {
+  const uint32_t now = ticks();
+  if (!Connected() || selected_ || times_.t7 == 0 ||
+      timeLeft(now, notSelectedSince_, times_.t7) != 0)
+    return false;
+  notSelectedSince_ = now;
+  reportProblem(ErrorHsmsT7, {});
+  return true;
+}
+
+bool CHHsmsLink::hasLength() const {
+  return BufferedLength() >= static_cast<int32_t>(kFrameLengthSize);
+}
+
+void CHHsmsLink::receiveFrame() {
+  if (!Connected() && !holdsFrame())
+    dropReceived(); // the rest will not come
+  if (!hasLength())
+    return;
+  const uint32_t length = PeekLength();
+  const bool tooLong = length > MaxLength();
+  if (!holdsFrame()) {
+    if (timeLeft(ticks(), lastArrival_, times_.t8) != 0)
+      return;
+    if (tooLong)
+      rejectBuffered(ErrorHsmsTooLong,
+                     lengthText("Receive not completed and", length, MaxLength()));
+    else
+      rejectBuffered(ErrorHsmsT8, {});
+  } else if (length == 0 || tooLong) {
+    rejectBuffered(ErrorHsmsTooLong, lengthText("Receive completed but", length, MaxLength()));
+  } else {
+    Lifetime::Watch alive(lifetime());
+    ByteQueue frame = takeReceived(length + kFrameLengthSize);
+    deliver(frame.view().subspan(kFrameLengthSize));
+    if (alive)
+      giveBack(std::move(frame));
+  }
+}
+
+void CHHsmsLink::rejectBuffered(int16_t errorCode, const std::string &text) {
+  dropReceived();
+  reportProblem(errorCode, text);
+}
+
+// The transaction is closed first: the owner may pump the loop or destroy the link in the report.
+void CHHsmsLink::deliver(ByteView message) {
+  if (const auto header = readHeader(message)) {
+    trackSelected(*header);
+    closeTransaction(*header, message);
+  }
+  markChanged();
+  reportReceived(message);
+}
+
+std::optional<uint32_t> CHHsmsLink::NextPoll() const {
+  if (listening() || socketErrorPending())
+    return CHHsmsConnection::NextPoll();
+  const uint32_t now = ticks();
+  std::optional<uint32_t> next;
+  if (Connected() && !selected_ && times_.t7 != 0)
+    next = timeLeft(now, notSelectedSince_, times_.t7);
+  for (const OpenKind kind : {Data, Control})
+    if (const auto wait = open_[kind].next(now, timeLimit(kind)))
+      next = sooner(next, *wait);
+  if (hasLength())
+    next = sooner(next, holdsFrame() ? 0 : timeLeft(now, lastArrival_, times_.t8));
+  return next;
+}
+
+} // namespace velto

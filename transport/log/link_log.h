@@ -1,0 +1,45 @@
+#pragma once
+
+#include "base/bytes.h"
+#include "transport/log/log_file.h"
+
+#include <cstdint>
+#include <string>
+
+namespace velto {
+
+/// The log properties that the transport controls share.
+struct LogSettings {
+  bool log = false;
+  bool verbose = false; ///< adds hexadecimal dumps
+  std::string fileName = "./Velto";
+  int32_t size = 1024; ///< KiB
+  int16_t backupCount = 1;
+};
+
+/// Writes what happens on a link to its communication log. Lives for one record.
+class LinkLog {
+public:
+  /// `section` names the link in the records.
+  LinkLog(const LogSettings &settings, std::string section, const Clock &clock, FileSystem &files);
+
+  /// An HSMS message, header and body, with its SML.
+  void received(ByteView message);
+  void sent(ByteView message);
+  /// A SECS-I message with its SML, or with MSEC its text. What is sent comes as the owner's text.
+  void receivedSecsI(ByteView message, bool msec);
+  void sendingSecsI(const std::string &text, bool msec);
+  void problem(int16_t code, const std::string &ipAddress, int32_t portNumber);
+  void connection(bool connected, const std::string &ipAddress, int32_t portNumber);
+
+private:
+  void message(const char *heading, ByteView message);
+  void secsI(const char *heading, const std::string &body);
+
+  CHLogFile file_;
+  std::string section_;
+  bool enabled_;
+  bool verbose_;
+};
+
+} // namespace velto

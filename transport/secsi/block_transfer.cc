@@ -1,0 +1,418 @@
+#include "transport/secsi/block_transfer.h"
+
+#include "base/text.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+namespace velto {
+
+namespace {
+
+constexpr uint16_t kDeviceIdMask = 0x7FFF;
+constexpr uint16_t kRBit = 0x8000;    // from the equipment
+constexpr uint8_t kBinaryItem = 0x21; // with one length byte
+
+std::string headerText(ByteView block) { return toHex(block.first(CHSecsHeader::kSize)); }
+
+// Of the data; the eighth bit of each byte makes it so.
+bool hasEvenParity(ByteView block) {
+  return std::ranges::all_of(block.subspan(CHSecsHeader::kSize),
+                             [](uint8_t byte) { return std::popcount(byte) % 2 == 0; });
+}
+
+} // namespace
+
+BlockTransfer::BlockTransfer(ByteChannel &channel, BlockTransferOwner &owner,
+                             const SecsIVariant &variant, const Clock &clock, FileSystem &files)
+    : channel_(channel), owner_(owner), variant_(variant), clock_(clock),
+      trace_(settings_, variant_, clock, files) {}
+
+// Ticks -----------------------------------------------------------------------------------------
+
+void BlockTransfer::Poll() {
+  if (!channel_.IsOpen()) {
+    open_.clear();
+    return;
+  }
+  Lifetime::Watch alive(lifetime_);
+  pollTimers();
+  while (alive && channel_.IsOpen() && channel_.InputCount() > 0)
+    handle(channel_.ReadByte());
+  if (alive && channel_.IsOpen())
+    pollReplyTimer();
+}
+
+std::optional<uint32_t> BlockTransfer::NextPoll() const {
+  if (!channel_.IsOpen())
+    return std::nullopt;
+  if (channel_.InputCount() > 0 || (state_ == State::Idle && !queue_.empty()))
+    return 0;
+  const uint32_t now = clock_.ticks();
+  auto next = open_.next(now, settings_.t3);
+  if (state_ != State::Idle)
+    next = sooner(next, timeLeft(now, since_, timeLimit()));
+  else if (const auto expiry = assembly_.nextExpiry(now, settings_.t4))
+    next = sooner(next, *expiry);
+  return next;
+}
+
+void BlockTransfer::enter(State state) {
+  state_ = state;
+  since_ = clock_.ticks();
+}
+
+// With MSEC the length byte, too, has to follow within T1.
+uint32_t BlockTransfer::timeLimit() const {
+  switch (state_) {
+  case State::Granted:
+    return settings_.msec ? settings_.t1 : settings_.t2;
+  case State::Receiving:
+  case State::Discarding:
+    return settings_.t1;
+  default:
+    return settings_.t2;
+  }
+}
+
+void BlockTransfer::pollTimers() {
+  if (state_ == State::Idle)
+    pollIdle();
+  else if (timeLeft(clock_.ticks(), since_, timeLimit()) != 0)
+    return;
+  else if (state_ == State::Requested || state_ == State::Sent)
+    retryOrFail(ErrorSecsT2, false);
+  else
+    receiveTimedOut();
+}
+
+void BlockTransfer::pollIdle() {
+  const uint32_t now = clock_.ticks();
+  assembly_.forgetComplete(now, settings_.t4);
+  if (const auto header = assembly_.expire(now, settings_.t4))
+    problem(ErrorSecsT4, toHex(*header));
+  else if (!queue_.empty())
+    startBlock();
+}
+
+void BlockTransfer::receiveTimedOut() {
+  const bool noLength = state_ == State::Granted && !settings_.msec;
+  if (state_ == State::Receiving)
+    trace_.received(block_);
+  enter(State::Idle);
+  trace_.line("Sent NAK");
+  write(kNak);
+  problem(noLength ? ErrorSecsT2 : ErrorSecsT1);
+}
+
+void BlockTransfer::pollReplyTimer() {
+  if (open_.next(clock_.ticks(), settings_.t3) != 0U)
+    return;
+  const OpenTransactions::Entry primary = open_.takeFirst();
+  if (settings_.equipment && variant_.sendsS9F9)
+    queueStream9(9, primary.message);
+  problem(ErrorSecsT3, toHex(primary.message));
+}
+
+// Input -----------------------------------------------------------------------------------------
+
+void BlockTransfer::handle(uint8_t byte) {
+  owner_.OnTransferTrace({&byte, 1}, TraceDirection::Received);
+  switch (state_) {
+  case State::Idle:
+    inIdle(byte);
+    break;
+  case State::Granted:
+    inGranted(byte);
+    break;
+  case State::Receiving:
+    inReceiving(byte);
+    break;
+  case State::Discarding:
+    since_ = clock_.ticks();
+    break;
+  case State::Requested:
+    inRequested(byte);
+    break;
+  case State::Sent:
+    inSent(byte);
+    break;
+  }
+}
+
+void BlockTransfer::inIdle(uint8_t byte) {
+  since_ = clock_.ticks();
+  if (byte == kEnq) {
+    trace_.line("Received ENQ");
+    grant();
+  } else {
+    unexpected(byte);
+  }
+}
+
+void BlockTransfer::inGranted(uint8_t byte) {
+  const bool inRange = byte >= kSmallestBlock && byte <= kLargestBlock;
+  trace_.lengthByte(byte, inRange);
+  if (inRange) {
+    expected_ = byte + kSumSize;
+    block_.clear();
+    enter(State::Receiving);
+  } else {
+    enter(State::Discarding);
+    problem(ErrorSecsBadLength);
+  }
+}
+
+void BlockTransfer::inReceiving(uint8_t byte) {
+  since_ = clock_.ticks();
+  block_.push_back(byte);
+  if (block_.size() == expected_)
+    handleBlock();
+}
+
+// In contention the slave gives way; the master's own request stands (SEMI E4 7.5).
+void BlockTransfer::inRequested(uint8_t byte) {
+  if (byte == kEot) {
+    trace_.line("Received EOT");
+    sendBlock();
+  } else if (byte == kEnq) {
+    trace_.line("Received ENQ (Contention)");
+    if (!settings_.master)
+      grant();
+  } else {
+    unexpected(byte);
+  }
+}
+
+void BlockTransfer::inSent(uint8_t byte) {
+  if (byte == kAck) {
+    trace_.line("Received ACK (Transferred successfully)\r\n");
+    blockAcknowledged();
+  } else if (byte == kNak) {
+    trace_.line("Received NAK");
+    retryOrFail(ErrorSecsNak, true);
+  } else {
+    trace_.unexpected(byte);
+    retryOrFail(ErrorSecsUnexpectedChar, true);
+  }
+}
+
+void BlockTransfer::unexpected(uint8_t byte) {
+  trace_.unexpected(byte);
+  problem(ErrorSecsUnexpectedChar);
+}
+
+void BlockTransfer::grant() {
+  enter(State::Granted);
+  trace_.line("Sent EOT");
+  write(kEot);
+}
+
+// Receiving a block -----------------------------------------------------------------------------
+
+// The block moves out of the way first: a report may pump the loop, and so receive the next one.
+void BlockTransfer::handleBlock() {
+  trace_.received(block_);
+  const ByteView block = ByteView(block_).first(expected_ - kSumSize);
+  if (blockSum(block) != readBigEndian<uint16_t>(block.data() + block.size())) {
+    enter(State::Discarding);
+    trace_.line("Sum error");
+    problem(ErrorSecsBadSum, headerText(block));
+    return;
+  }
+  if (settings_.msec && !hasEvenParity(block)) {
+    enter(State::Idle);
+    trace_.line("Sent NAK (Parity error)");
+    write(kNak);
+    problem(ErrorSecsBadParity);
+    return;
+  }
+  enter(State::Idle);
+  trace_.line("Sent ACK (Transferred successfully)\r\n");
+  write(kAck);
+  block_.resize(block.size());
+  const uint32_t now = clock_.ticks();
+  if (block_ == lastBlock_ && timeLeft(now, lastBlockAt_, settings_.t4) != 0)
+    return; // sent again because its acknowledge was lost (SEMI E4 9.4.3)
+  lastBlock_.swap(block_);
+  lastBlockAt_ = now;
+  assemble(lastBlock_);
+}
+
+void BlockTransfer::assemble(ByteView block) {
+  const uint32_t now = clock_.ticks();
+  if (settings_.msec) {
+    assembly_.remember(block, now);
+    owner_.OnMessage(Bytes(block.begin(), block.end()));
+    return;
+  }
+  const BlockAssembly::Outcome outcome = assembly_.add(block, now);
+  switch (outcome.result) {
+  case BlockAssembly::Result::Incomplete:
+    if (const auto header = assembly_.shed())
+      problem(ErrorSecsT4, toHex(*header));
+    break;
+  case BlockAssembly::Result::Complete:
+    deliver(outcome.message);
+    break;
+  case BlockAssembly::Result::BadMultiBlockNumber:
+    problem(ErrorSecsBadMultiBlockNumber, headerText(block));
+    break;
+  case BlockAssembly::Result::BadBlockNumber:
+    problem(ErrorSecsBadBlockNumber, headerText(block));
+    break;
+  }
+}
+
+void BlockTransfer::deliver(ByteView message) {
+  const CHSecsHeader header = *readHeader(message);
+  if (settings_.equipment && ((header.idWord ^ settings_.deviceId) & kDeviceIdMask) != 0) {
+    queueStream9(1, message);
+    problem(ErrorSecsBadDeviceID);
+    return;
+  }
+  open_.closeAnswered(header, message);
+  owner_.OnMessage(message);
+}
+
+// Sending ---------------------------------------------------------------------------------------
+
+bool BlockTransfer::QueueMessage(ByteView bytes) {
+  if (bytes.size() < CHSecsHeader::kSize || blockCount(bytes.size()) > kMostBlocks ||
+      queue_.size() >= kMostQueued || queuedBytes_ + bytes.size() > kMostQueuedBytes)
+    return false;
+  Bytes message(bytes.begin(), bytes.end());
+  if (!settings_.msec)
+    completeHeader(message);
+  queuedBytes_ += message.size();
+  queue_.emplace_back(std::move(message));
+  return true;
+}
+
+void BlockTransfer::completeHeader(Bytes &message) const {
+  CHSecsHeader header = *readHeader(message);
+  header.blockWord = variant_.numbersSingleBlocks ? kEBit | 1U : header.blockWord | kEBit;
+  if (settings_.equipment && header.function() % 2 == 0)
+    header.setWbit(false);
+  header.idWord = (settings_.deviceId & kDeviceIdMask) | (settings_.master ? kRBit : 0U);
+  EncodeHeader(header, std::span(message).first<CHSecsHeader::kSize>());
+}
+
+void BlockTransfer::queueStream9(uint8_t function, ByteView complaint) {
+  CHSecsHeader header;
+  header.hsms = false;
+  header.Reset(9, function);
+  header.setWbit(false);
+  Bytes message(CHSecsHeader::kSize);
+  EncodeHeader(header, std::span(message).first<CHSecsHeader::kSize>());
+  const ByteView mhead = complaint.first(CHSecsHeader::kSize);
+  message.insert(message.end(), {kBinaryItem, CHSecsHeader::kSize});
+  message.insert(message.end(), mhead.begin(), mhead.end());
+  QueueMessage(message);
+}
+
+void BlockTransfer::startBlock() {
+  retries_ = 0;
+  request();
+}
+
+void BlockTransfer::request() {
+  enter(State::Requested);
+  trace_.line("Sent ENQ");
+  write(kEnq);
+}
+
+void BlockTransfer::sendBlock() {
+  line_.clear();
+  queue_.front().appendBlock(line_);
+  enter(State::Sent);
+  trace_.sent(line_, queue_.front().isFirstOfSeveral());
+  writeLine(line_);
+}
+
+// Only a message that goes on keeps the line: between messages the other side has its chance.
+void BlockTransfer::blockAcknowledged() {
+  enter(State::Idle);
+  if (queue_.front().next()) {
+    startBlock();
+    return;
+  }
+  const OutgoingMessage sent = std::move(queue_.front());
+  queue_.pop_front();
+  queuedBytes_ -= sent.message().size();
+  const CHSecsHeader header = *readHeader(sent.message());
+  if (!settings_.msec && header.wbit() && header.function() % 2 != 0)
+    open_.open(header, sent.message(), clock_.ticks(), sentCount_++);
+  owner_.OnMessageSent(sent.message(), true);
+}
+
+// A T2 time-out that ends the last attempt is not reported: the failed message tells of it.
+void BlockTransfer::retryOrFail(VeltoSecsIError code, bool reportsLast) {
+  if (++retries_ > settings_.retry) {
+    failQueue(reportsLast ? std::optional(code) : std::nullopt);
+  } else {
+    request();
+    problem(code);
+  }
+}
+
+// A message that fails takes those behind it along. They leave the queue before the first report,
+// so that what the owner queues meanwhile stays.
+void BlockTransfer::failQueue(std::optional<VeltoSecsIError> code) {
+  enter(State::Idle);
+  const auto failed = std::exchange(queue_, {});
+  queuedBytes_ = 0;
+  Lifetime::Watch alive(lifetime_);
+  if (code)
+    problem(*code);
+  for (const OutgoingMessage &message : failed) {
+    if (!alive)
+      return;
+    owner_.OnMessageSent(message.message(), false);
+  }
+}
+
+void BlockTransfer::Reset() {
+  queue_.clear();
+  queuedBytes_ = 0;
+  startAnew();
+}
+
+void BlockTransfer::FailAll() {
+  startAnew();
+  failQueue({});
+}
+
+void BlockTransfer::startAnew() {
+  enter(State::Idle);
+  assembly_.clear();
+  open_.clear();
+  lastBlock_.clear();
+}
+
+std::vector<Bytes> BlockTransfer::OutHeads() const {
+  std::vector<Bytes> heads;
+  for (const OutgoingMessage &message : queue_) {
+    const ByteView head =
+        message.message().first(std::min(message.message().size(), CHSecsHeader::kSize + 2));
+    heads.emplace_back(head.begin(), head.end());
+  }
+  return heads;
+}
+
+// The line --------------------------------------------------------------------------------------
+
+// What the line does not take is lost; T2 notices.
+void BlockTransfer::writeLine(ByteView bytes) {
+  owner_.OnTransferTrace(bytes, TraceDirection::Sent);
+  channel_.Write(bytes);
+}
+
+void BlockTransfer::write(uint8_t character) { writeLine({&character, 1}); }
+
+void BlockTransfer::problem(VeltoSecsIError code, const std::string &text) {
+  owner_.OnTransferProblem(code, text);
+}
+
+} // namespace velto

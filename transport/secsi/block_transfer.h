@@ -1,0 +1,132 @@
+#pragma once
+
+#include "base/lifetime.h"
+#include "platform/clock.h"
+#include "transport/link/connection_sink.h"
+#include "transport/link/open_transactions.h"
+#include "transport/secsi/block_assembly.h"
+#include "transport/secsi/block_trace.h"
+#include "transport/secsi/byte_channel.h"
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velto {
+
+/// What the block transfer engine tells its owner, who may do anything inside a call (but for
+/// OnTrace): send, close, destroy the engine, pump the loop.
+class BlockTransferOwner {
+public:
+  virtual ~BlockTransferOwner() = default;
+  virtual void OnMessage(ByteView message) = 0;
+  /// `sent` false: the message was given up.
+  virtual void OnMessageSent(ByteView message, bool sent) = 0;
+  virtual void OnTransferProblem(VeltoSecsIError code, const std::string &text) = 0;
+  /// Bytes as they went over the line. Only to look at: the engine is in the midst of a step.
+  virtual void OnTransferTrace(ByteView bytes, TraceDirection direction) = 0;
+};
+
+/// The block transfer protocol of SECS-I (SEMI E4): messages in and out over a line of single
+/// bytes, with handshake, contention, retries, and time-outs. A serial port and a connection are
+/// driven by this one engine.
+class BlockTransfer {
+public:
+  static constexpr size_t kMostQueued = 10'000;
+  static constexpr size_t kMostQueuedBytes = 64U * 1024 * 1024;
+
+  /// All of what is given must outlive the engine. The rest of `variant` is the owner's business.
+  BlockTransfer(ByteChannel &channel, BlockTransferOwner &owner, const SecsIVariant &variant,
+                const Clock &clock, FileSystem &files);
+
+  SecsISettings &settings() { return settings_; }
+  const SecsISettings &settings() const { return settings_; }
+
+  /// Puts a message, header and data, at the end of the queue, with its header completed (unless
+  /// MSEC is set): E-bit, own device ID, R-bit; a reply of the equipment has no W-bit. False when
+  /// it is shorter than a header or has more than 32,767 blocks, or when the queue is full.
+  bool QueueMessage(ByteView message);
+
+  /// One tick: time-outs and the start of the next block, then what arrived, then T3. To be called
+  /// when something arrived as well.
+  void Poll();
+  /// Milliseconds until Poll() has something to do if nothing arrives meanwhile; 0: on the next
+  /// tick; nothing: never. Skipping the polls before that changes nothing.
+  std::optional<uint32_t> NextPoll() const;
+
+  /// Drops the queue and all that is being received, and starts anew. Reports nothing.
+  void Reset();
+  /// The line is gone: reports every queued message as failed and starts anew.
+  void FailAll();
+
+  // The queues, for those who look at them: of each message the header and up to two bytes of data.
+  size_t OutCount() const { return queue_.size(); }
+  size_t InCount() const { return assembly_.size(); }
+  std::vector<Bytes> OutHeads() const;
+  std::vector<Bytes> InHeads() const { return assembly_.heads(); }
+
+private:
+  // The states of the protocol (SEMI E4 7.6): idle, line granted and length byte awaited, receiving
+  // a block, discarding a bad one until the line is quiet, ENQ sent, block sent.
+  enum class State { Idle, Granted, Receiving, Discarding, Requested, Sent };
+
+  void enter(State state);
+  uint32_t timeLimit() const;
+  void pollTimers();
+  void pollIdle();
+  void receiveTimedOut();
+  void pollReplyTimer();
+
+  void handle(uint8_t byte);
+  void inIdle(uint8_t byte);
+  void inGranted(uint8_t byte);
+  void inReceiving(uint8_t byte);
+  void inRequested(uint8_t byte);
+  void inSent(uint8_t byte);
+  void unexpected(uint8_t byte);
+  void grant();
+
+  void handleBlock();
+  void assemble(ByteView block);
+  void deliver(ByteView message);
+
+  void completeHeader(Bytes &message) const;
+  void queueStream9(uint8_t function, ByteView complaint);
+  void startBlock();
+  void request();
+  void sendBlock();
+  void blockAcknowledged();
+  void retryOrFail(VeltoSecsIError code, bool reportsLast);
+  void failQueue(std::optional<VeltoSecsIError> code);
+  void startAnew();
+
+  void writeLine(ByteView bytes);
+  void write(uint8_t character);
+  void problem(VeltoSecsIError code, const std::string &text = {});
+
+  ByteChannel &channel_;
+  BlockTransferOwner &owner_;
+  const SecsIVariant &variant_;
+  const Clock &clock_;
+  SecsISettings settings_;
+  BlockTrace trace_;
+
+  State state_ = State::Idle;
+  uint32_t since_ = 0; // tick of the last event of this state
+  int retries_ = 0;
+  Bytes block_; // being received, without its length byte
+  size_t expected_ = 0;
+  Bytes lastBlock_; // accepted, to tell a duplicate
+  uint32_t lastBlockAt_ = 0;
+  Bytes line_; // a block on its way out
+
+  std::deque<OutgoingMessage> queue_;
+  size_t queuedBytes_ = 0;
+  BlockAssembly assembly_;
+  OpenTransactions open_;
+  uint64_t sentCount_ = 0;
+  Lifetime lifetime_;
+};
+
+} // namespace velto

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "transport/secsi/block_transfer.h"
+#include "transport/tcp/connection.h"
+
+#include <string_view>
+
+namespace velto {
+
+/// SECS-I (SEMI E4) over a TCP connection: the characters and blocks of the serial line are the
+/// bytes of the stream. A connection acts the moment something arrives; every peer of a listener is
+/// a line of its own. When the remote end closes it, every queued message is reported failed first.
+class CHSecsISocket : public CHHsmsConnection, private ByteChannel, private BlockTransferOwner {
+public:
+  explicit CHSecsISocket(EventLoop &loop, FileSystem &files = systemFiles());
+
+  /// Counts at once; of a listener, for its peers too.
+  void SetSettings(const SecsISettings &settings);
+  const SecsISettings &settings() const { return transfer_.settings(); }
+  /// A listener with a peer leaves further connections waiting until the peer has gone. Default
+  /// true.
+  void SetOneOnOne(bool oneOnOne);
+  bool OneOnOne() const { return oneOnOne_; }
+
+  /// Queues a message, header and data; of a listener, for the addressed peer (ErrorSecsNoPeer is
+  /// reported without one). False when there is no connection, and as BlockTransfer says.
+  bool QueueMessage(ByteView message);
+  /// The same from hexadecimal text; at least 20 digits.
+  bool QueueHex(std::string_view text);
+
+  void Close() override;
+  void Poll() override;
+  std::optional<uint32_t> NextPoll() const override;
+
+protected:
+  std::unique_ptr<CHHsmsConnection> CreatePeer() override;
+  bool holdsUnit() const override { return false; } // all of it is handled as it arrives
+  bool acceptsPeer() const override { return !oneOnOne_ || PeerCount() == 0; }
+  void onArrived() override;
+  void onConnectionChanged(bool connected) override;
+
+private:
+  bool IsOpen() const override { return Connected() && !listening(); }
+  size_t InputCount() override { return static_cast<size_t>(BufferedLength()); }
+  uint8_t ReadByte() override;
+  bool Write(ByteView bytes) override { return transmit(bytes); }
+
+  void OnMessage(ByteView message) override;
+  void OnMessageSent(ByteView message, bool sent) override;
+  void OnTransferProblem(VeltoSecsIError code, const std::string &text) override;
+  void OnTransferTrace(ByteView bytes, TraceDirection direction) override;
+
+  FileSystem &files_;
+  BlockTransfer transfer_;
+  bool oneOnOne_ = true;
+};
+
+} // namespace velto

@@ -1,0 +1,375 @@
+#include "transport/tcp/connection.h"
+
+#include "platform/socket_error.h"
+
+#include <cerrno>
+#include <limits>
+#include <utility>
+
+namespace velto {
+
+namespace {
+
+constexpr int kBacklog = 5;
+
+bool isPort(int32_t number) { return number >= 0 && number <= 0xFFFF; }
+
+// Errors after which the same call on the same socket may well succeed.
+bool isTransient(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
+
+} // namespace
+
+struct CHHsmsConnection::OpenRequest {
+  OpenRequest(EventLoop &loop, std::function<void(bool)> callback, std::function<void()> onLimit)
+      : done(std::move(callback)), limit(loop, std::move(onLimit)) {}
+  std::function<void(bool)> done;
+  Timer limit;
+};
+
+CHHsmsConnection::CHHsmsConnection(EventLoop &loop, ConnectionKind kind)
+    : loop_(loop), kind_(kind) {}
+
+CHHsmsConnection::~CHHsmsConnection() { CHHsmsConnection::Close(); }
+
+// Opening ---------------------------------------------------------------------------------------
+
+bool CHHsmsConnection::Open() {
+  if (serverMode_)
+    return !created_ && !Opening() && startListening() == 0;
+  bool opened = false;
+  Lifetime::Watch alive(lifetime_);
+  if (!StartOpen([&](bool outcome) { opened = outcome; }))
+    return false;
+  // The request ends with its outcome, with Close() and with the object.
+  const std::weak_ptr<OpenRequest> request = opening_;
+  loop_.runUntil([&] { return request.expired(); }, kOpenTimeout);
+  if (!request.expired())
+    finishOpen(ETIMEDOUT);
+  return opened && alive && connected_;
+}
+
+bool CHHsmsConnection::StartOpen(std::function<void(bool connected)> done) {
+  if (created_ || opening_ != nullptr)
+    return false;
+  const int error = serverMode_ ? startListening() : startConnecting();
+  if (error != 0 && error != EINPROGRESS)
+    return false;
+  opening_ =
+      std::make_shared<OpenRequest>(loop_, std::move(done), [this] { finishOpen(ETIMEDOUT); });
+  if (error == EINPROGRESS) {
+    opening_->limit.start(kOpenTimeout);
+    watchSocket();
+  } else {
+    loop_.post([this, request = std::weak_ptr(opening_)] {
+      if (!request.expired())
+        finishOpen(0);
+    });
+  }
+  return true;
+}
+
+int CHHsmsConnection::startListening() {
+  if (!isPort(myPortNumber_))
+    return EINVAL;
+  int error = socket_.create(static_cast<uint16_t>(myPortNumber_), true);
+  if (error == 0)
+    error = socket_.listen(kBacklog);
+  if (error != 0) {
+    socket_.close();
+    return error;
+  }
+  if (ipAddress_.empty())
+    ipAddress_ = localHostName();
+  spare_.acquire();
+  listening_ = connected_ = created_ = true;
+  watchSocket();
+  return 0;
+}
+
+int CHHsmsConnection::startConnecting() {
+  if (!isPort(myPortNumber_) || !isPort(portNumber_))
+    return EINVAL;
+  int error = socket_.create(static_cast<uint16_t>(myPortNumber_), myPortNumber_ != 0);
+  if (error == 0) {
+    if (ipAddress_.empty())
+      ipAddress_ = localHostName();
+    error = socket_.connect(resolveHost(ipAddress_), static_cast<uint16_t>(portNumber_));
+  }
+  if (error != 0 && error != EINPROGRESS)
+    socket_.close();
+  return error;
+}
+
+void CHHsmsConnection::finishOpen(int error) {
+  const auto request = opening_; // keeps the callback and the timer that may be calling
+  request->limit.stop();
+  if (error != 0) {
+    Close();
+    if (request->done)
+      request->done(false);
+    return;
+  }
+  Lifetime::Watch alive(lifetime_);
+  if (!listening_) {
+    connected_ = created_ = true;
+    watchSocket();
+    markChanged();
+    wake();
+    onConnectionChanged(true);
+    if (!alive || opening_ != request)
+      return;
+  }
+  opening_.reset();
+  wake();
+  if (request->done)
+    request->done(connected_);
+}
+
+void CHHsmsConnection::Close() {
+  opening_.reset();
+  disconnect();
+  acceptPaused_ = false;
+  spare_.release();
+  ++peerGeneration_;
+  while (!peers_.empty())
+    peers_.erase(peers_.begin());
+}
+
+void CHHsmsConnection::disconnect() {
+  if (connected_ && !listening_) {
+    if (!output_.empty())
+      socket_.send(output_.view());
+    socket_.finish();
+  }
+  closeSocket();
+  received_.clear();
+}
+
+void CHHsmsConnection::closeSocket() {
+  connected_ = false;
+  watch_.reset();
+  socket_.close();
+  output_.clear();
+}
+
+// What the socket says --------------------------------------------------------------------------
+
+// A watch for nothing would still be told of errors, again and again; so there is none then.
+void CHHsmsConnection::watchSocket() {
+  unsigned events = 0;
+  if (connected_ && (listening_ ? listensNow() : received_.size() < bufferLimit()))
+    events |= DescriptorWatch::kReadable;
+  if (!connected_ || !output_.empty())
+    events |= DescriptorWatch::kWritable;
+  if (events == 0)
+    watch_.reset();
+  else if (watch_ != nullptr)
+    watch_->setEvents(events);
+  else
+    watch_ = std::make_unique<DescriptorWatch>(loop_, socket_.fd(), events,
+                                               [this](unsigned ready) { onReady(ready); });
+}
+
+void CHHsmsConnection::onReady(unsigned events) {
+  if (!connected_) {
+    finishOpen(socket_.takeError());
+    return;
+  }
+  if ((events & DescriptorWatch::kWritable) != 0)
+    flush();
+  if ((events & DescriptorWatch::kReadable) == 0)
+    return;
+  if (listening_)
+    acceptPeer();
+  else
+    receive();
+}
+
+void CHHsmsConnection::receive() {
+  const size_t limit = bufferLimit();
+  if (received_.size() >= limit)
+    return;
+  const auto space = received_.space(std::min(readSize(), limit - received_.size()));
+  const ssize_t count = socket_.receive(space.data(), space.size());
+  if (count > 0) {
+    received_.added(static_cast<size_t>(count));
+    if (received_.size() >= limit)
+      watchSocket();
+    onArrived();
+  } else if (count == 0) {
+    closedByRemote(0);
+  } else if (!isTransient(errno)) {
+    closedByRemote(errno);
+  }
+}
+
+// The owner is woken before a report, which may pump the loop: the ticks go on meanwhile.
+void CHHsmsConnection::closedByRemote(int error) {
+  recordError(error);
+  closeSocket();
+  markChanged();
+  wake();
+  onConnectionChanged(false);
+}
+
+void CHHsmsConnection::recordError(int error) {
+  if (error != 0)
+    socketError_ = socketErrorNumber(error);
+}
+
+// Sending ---------------------------------------------------------------------------------------
+
+int32_t CHHsmsConnection::SendFrame(ByteView bytes) {
+  if (listening_) {
+    CHHsmsConnection *peer = FindPeer(ipAddress_, portNumber_);
+    return peer == nullptr ? 0 : peer->SendFrame(bytes);
+  }
+  return transmit(bytes) ? static_cast<int32_t>(bytes.size()) : 0;
+}
+
+// A frame that the socket took in part is always kept whole; only one that it did not take at all
+// can be turned away.
+bool CHHsmsConnection::transmit(ByteView first, ByteView second) {
+  const size_t size = first.size() + second.size();
+  if (!connected_ || listening_ || size > std::numeric_limits<int32_t>::max())
+    return false;
+  size_t taken = 0;
+  if (output_.empty()) {
+    const ssize_t count = socket_.send(first, second);
+    if (count < 0 && !isTransient(errno)) {
+      sendFailed(errno);
+      return false;
+    }
+    taken = count > 0 ? static_cast<size_t>(count) : 0;
+  }
+  if (taken < size) {
+    if (taken == 0 && output_.size() + size > maxQueued_)
+      return false;
+    if (taken < first.size())
+      output_.append(first.subspan(taken));
+    output_.append(second.subspan(taken - std::min(taken, first.size())));
+    watchSocket();
+  }
+  markChanged();
+  return true;
+}
+
+void CHHsmsConnection::flush() {
+  if (output_.empty())
+    return;
+  const ssize_t count = socket_.send(output_.view());
+  if (count > 0)
+    output_.drop(static_cast<size_t>(count));
+  else if (count < 0 && !isTransient(errno))
+    sendFailed(errno);
+  if (output_.empty())
+    watchSocket();
+}
+
+// The end of the connection itself is noticed by reading.
+void CHHsmsConnection::sendFailed(int error) {
+  output_.clear();
+  if (error != EPIPE)
+    recordError(error);
+  wake();
+}
+
+// Ticks -----------------------------------------------------------------------------------------
+
+void CHHsmsConnection::Poll() {
+  Lifetime::Watch alive(lifetime_);
+  if (listening_) {
+    pollPeers();
+  } else if (!received_.empty()) {
+    markChanged();
+    ByteQueue data = takeReceived(received_.size());
+    reportReceived(data.view());
+    if (alive)
+      giveBack(std::move(data));
+  }
+  if (alive)
+    reportSocketError();
+}
+
+// The receive buffer ----------------------------------------------------------------------------
+
+int32_t CHHsmsConnection::ReadBuffer(uint8_t *destination, int32_t count, bool remove) {
+  if (destination == nullptr) {
+    dropReceived();
+    return 0;
+  }
+  const size_t copied = std::min(received_.size(), static_cast<size_t>(std::max(count, 0)));
+  std::copy_n(received_.view().begin(), copied, destination);
+  if (remove) {
+    received_.drop(copied);
+    if (connected_)
+      watchSocket();
+  }
+  return static_cast<int32_t>(copied);
+}
+
+uint32_t CHHsmsConnection::PeekLength() const {
+  return received_.size() < sizeof(uint32_t) ? 0 : readBigEndian<uint32_t>(received_.view().data());
+}
+
+bool CHHsmsConnection::holdsFrame() const {
+  return received_.size() >= sizeof(uint32_t) &&
+         received_.size() - sizeof(uint32_t) >= PeekLength();
+}
+
+ByteQueue CHHsmsConnection::takeReceived(size_t count) {
+  ByteQueue taken = received_.take(count);
+  if (connected_)
+    watchSocket();
+  return taken;
+}
+
+void CHHsmsConnection::dropReceived() {
+  received_.clear();
+  if (connected_)
+    watchSocket();
+}
+
+// Reports ---------------------------------------------------------------------------------------
+
+void CHHsmsConnection::wake() const {
+  const CHHsmsConnection &owner = listener_ == nullptr ? *this : *listener_;
+  if (owner.wake_)
+    owner.wake_();
+}
+
+void CHHsmsConnection::markChanged() {
+  changed_ = true;
+  if (listener_ != nullptr)
+    listener_->changed_ = true;
+}
+
+CHConnectionSink *CHHsmsConnection::sink() const {
+  return listener_ == nullptr ? sink_ : listener_->sink_;
+}
+
+// The address goes out as a copy: the sink may still use it after it destroyed this object.
+void CHHsmsConnection::onConnectionChanged(bool connected) {
+  const std::string address = ipAddress_;
+  if (sink() != nullptr)
+    sink()->OnConnectionChanged(kind_, address, portNumber_, connected);
+}
+
+void CHHsmsConnection::reportReceived(ByteView data) {
+  const std::string address = ipAddress_;
+  if (sink() != nullptr)
+    sink()->OnReceived(kind_, address, portNumber_, data);
+}
+
+void CHHsmsConnection::reportProblem(int16_t errorCode, const std::string &text) {
+  const std::string address = ipAddress_;
+  if (sink() != nullptr)
+    sink()->OnProblem(kind_, address, portNumber_, errorCode, text);
+}
+
+void CHHsmsConnection::reportSocketError() {
+  if (const int error = std::exchange(socketError_, 0); error != 0)
+    reportProblem(static_cast<int16_t>(error), {});
+}
+
+} // namespace velto

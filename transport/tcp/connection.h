@@ -1,0 +1,218 @@
+#pragma once
+
+#include "base/lifetime.h"
+#include "platform/event_loop.h"
+#include "platform/tcp_socket.h"
+#include "transport/link/connection_sink.h"
+#include "transport/tcp/byte_queue.h"
+#include "transport/tcp/spare_descriptor.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velto {
+
+/// A TCP connection: an active entity that connects to a remote address, or a passive entity that
+/// listens on a local port and owns one connection per accepted peer, which it names by the pair
+/// of IP address and port.
+///
+/// A connection is opened once; to reconnect, its owner makes a new one with the same settings.
+/// The sink may destroy the connection from inside any report. The base class carries a plain byte
+/// stream; the protocols derive from it.
+class CHHsmsConnection {
+public:
+  static constexpr uint32_t kDefaultMaxLength = 10'485'760;
+  static constexpr uint32_t kLargestMaxLength = 0x7FFF'FF00;
+  static constexpr uint32_t kOpenTimeout = 5000; ///< ms that Open() waits for a connect
+
+  explicit CHHsmsConnection(EventLoop &loop, ConnectionKind kind = ConnectionKind::Stream);
+  virtual ~CHHsmsConnection();
+  CHHsmsConnection(const CHHsmsConnection &) = delete;
+  CHHsmsConnection &operator=(const CHHsmsConnection &) = delete;
+
+  // Settings, to be made before Open().
+  void SetServerMode(bool server) { serverMode_ = server; }
+  void SetMyPortNumber(int32_t port) { myPortNumber_ = port; }
+  /// Receive buffer limit and largest message accepted, in bytes; at most kLargestMaxLength counts.
+  void SetMaxLength(uint32_t bytes) { maxLength_ = std::min(bytes, kLargestMaxLength); }
+  /// Peers that a listener serves at most; further connections are closed at once. Default 1,024.
+  void SetMaxPeers(size_t count) { maxPeers_ = count; }
+  /// Bytes that wait at most for a peer that does not read. Default 64 MiB.
+  void SetMaxQueued(size_t bytes) { maxQueued_ = bytes; }
+
+  /// Client: the remote end. Listener: the peer that SendFrame() addresses; each accepted peer sets
+  /// it to itself.
+  void SetIPAddress(std::string address) { ipAddress_ = std::move(address); }
+  void SetPortNumber(int32_t port) { portNumber_ = port; }
+  void SetSink(CHConnectionSink *sink) { sink_ = sink; }
+  /// Called whenever Poll() has something to do on the next tick or NextPoll() may have become
+  /// earlier for another reason than Poll() itself. It may schedule a poll, nothing else.
+  void SetWake(std::function<void()> wake) { wake_ = std::move(wake); }
+
+  bool ServerMode() const { return serverMode_; }
+  int32_t MyPortNumber() const { return myPortNumber_; }
+  uint32_t MaxLength() const { return maxLength_; }
+  const std::string &IPAddress() const { return ipAddress_; }
+  int32_t PortNumber() const { return portNumber_; }
+  ConnectionKind Kind() const { return kind_; }
+  /// True once connected, listening or accepted, until the connection ends.
+  bool Connected() const { return connected_; }
+  /// True while a connect is on its way.
+  bool Opening() const { return opening_ != nullptr; }
+  /// True from a successful Open() on, also after the connection ended. Such an object cannot be
+  /// opened again.
+  bool Created() const { return created_; }
+  /// The port that the socket is bound to (also when the platform chose it).
+  int32_t LocalPort() const { return socket_.localPort(); }
+
+  /// Set when peers come or go, change their state, or exchange a message; the owner clears it.
+  bool changed() const { return changed_; }
+  void setChanged(bool changed) { changed_ = changed; }
+
+  /// Listens, or connects and waits for the outcome up to kOpenTimeout while the loop goes on.
+  /// False when that fails, when the object is open already, or when the connection has ended
+  /// meanwhile.
+  bool Open();
+  /// Starts to listen or connect and returns at once; false when that cannot even start. `done` is
+  /// called once with the outcome, not from inside this call; never after Close().
+  bool StartOpen(std::function<void(bool connected)> done);
+  /// Closes the socket, drops what is buffered and deletes every peer. Reports nothing. What waits
+  /// to be sent is tried once more, without blocking.
+  virtual void Close();
+
+  /// Sends to the current target (see SetIPAddress); the count of bytes sent or queued, 0 when
+  /// there is no target or the queue is full.
+  virtual int32_t SendFrame(ByteView bytes);
+  /// One tick of the owner's timer: hands over what arrived, and checks time-outs. What arrived
+  /// whole before the remote end closed is still handed over; a listener keeps the peer until then.
+  virtual void Poll();
+  /// Milliseconds until Poll() has something to do if nothing arrives meanwhile; 0: on the next
+  /// tick; nothing: never. Skipping the polls before that changes nothing.
+  virtual std::optional<uint32_t> NextPoll() const;
+
+  /// Copies up to `count` buffered bytes to `destination` and, with `remove`, drops them from the
+  /// buffer; the count copied. Without a destination, empties the buffer.
+  int32_t ReadBuffer(uint8_t *destination, int32_t count, bool remove);
+  int32_t BufferedLength() const { return static_cast<int32_t>(received_.size()); }
+  /// The first four buffered bytes as a big-endian number; 0 when fewer are there.
+  uint32_t PeekLength() const;
+
+  /// The peers in order of acceptance.
+  size_t PeerCount() const { return peers_.size(); }
+  CHHsmsConnection &Peer(size_t index) const { return *peers_[index]; }
+  /// The peer with exactly this address; null when there is none.
+  CHHsmsConnection *FindPeer(const std::string &ipAddress, int32_t portNumber) const;
+  /// Closes and deletes a peer; false when it is not one of this listener's.
+  bool RemovePeer(CHHsmsConnection *peer);
+
+protected:
+  /// A new unconnected object of the same class with the same protocol settings, to become a peer.
+  virtual std::unique_ptr<CHHsmsConnection> CreatePeer();
+  /// Gives a new peer the settings of this class.
+  void copySettings(CHHsmsConnection &peer) const;
+  /// Bytes read at most each time that the socket is ready.
+  virtual size_t readSize() const { return 1024; }
+  /// Bytes buffered at most; reading stops there until some were taken.
+  virtual size_t bufferLimit() const { return maxLength_; }
+  /// Whether the buffer holds something to hand over.
+  virtual bool holdsUnit() const { return !received_.empty(); }
+  /// Whether the buffer starts with a whole frame: four bytes of length, and what they count.
+  bool holdsFrame() const;
+  /// Whether a listener takes another peer now; while it does not, connections wait.
+  virtual bool acceptsPeer() const { return true; }
+  /// To be called when acceptsPeer() may have changed for another reason than a peer.
+  void watchListener() {
+    if (listening_)
+      watchSocket();
+  }
+  /// Bytes were added to the buffer; nothing else is done with this object afterwards.
+  virtual void onArrived() { wake(); }
+  /// The connection was made or ended by the remote end; reports it.
+  virtual void onConnectionChanged(bool connected);
+
+  bool listening() const { return listening_; }
+  bool socketErrorPending() const { return socketError_ != 0; }
+  EventLoop &loop() const { return loop_; }
+  uint32_t ticks() const { return loop_.clock().ticks(); }
+  Lifetime &lifetime() { return lifetime_; }
+  void wake() const;
+  void markChanged();
+
+  /// Sends `first` followed by `second` on this object's own socket, and queues what that does not
+  /// take. False, with nothing sent, when there is no connection or the queue is full.
+  bool transmit(ByteView first, ByteView second = {});
+  /// Moves the first bytes out of the receive buffer, to report them from; giveBack() afterwards
+  /// saves the next arrival an allocation.
+  ByteQueue takeReceived(size_t count);
+  void giveBack(ByteQueue &&taken) { received_.reuse(std::move(taken)); }
+  void dropReceived();
+  /// Ends the connection without a report and drops what is buffered; the object stays until its
+  /// owner deletes it.
+  void disconnect();
+
+  // Reports to the sink. The sink may destroy this object in each of them.
+  CHConnectionSink *sink() const;
+  void reportReceived(ByteView data);
+  void reportProblem(int16_t errorCode, const std::string &text);
+  /// Reports and forgets the socket error that was recorded since the last tick.
+  void reportSocketError();
+
+private:
+  struct OpenRequest;
+
+  int startListening();
+  int startConnecting();
+  void finishOpen(int error);
+  void watchSocket();
+  void onReady(unsigned events);
+  void receive();
+  void acceptPeer();
+  void acceptFailed(int error);
+  void addPeer(TcpSocket::Peer accepted);
+  bool listensNow() const;
+  bool finished() const { return !connected_ && !holdsUnit(); }
+  void pollPeers();
+  void flush();
+  void sendFailed(int error);
+  void recordError(int error);
+  void closedByRemote(int error);
+  void closeSocket();
+
+  EventLoop &loop_;
+  const ConnectionKind kind_;
+  CHHsmsConnection *listener_ = nullptr; // of a peer
+  CHConnectionSink *sink_ = nullptr;
+  std::function<void()> wake_;
+
+  std::string ipAddress_;
+  int32_t portNumber_ = 0;
+  int32_t myPortNumber_ = 0;
+  uint32_t maxLength_ = kDefaultMaxLength;
+  size_t maxPeers_ = 1024;
+  size_t maxQueued_ = 64U * 1024 * 1024;
+  bool serverMode_ = false;
+
+  bool listening_ = false;
+  bool connected_ = false;
+  bool created_ = false;
+  bool changed_ = false;
+  bool acceptPaused_ = false;
+  int socketError_ = 0; // the number to report, 0: none
+  uint32_t peerGeneration_ = 0;
+
+  ByteQueue received_;
+  ByteQueue output_; // what the socket has not taken yet
+  SpareDescriptor spare_;
+  TcpSocket socket_;
+  std::unique_ptr<DescriptorWatch> watch_;
+  std::shared_ptr<OpenRequest> opening_;
+  std::vector<std::unique_ptr<CHHsmsConnection>> peers_;
+  Lifetime lifetime_;
+};
+
+} // namespace velto

@@ -1,0 +1,144 @@
+#include "transport/tcp/connection.h"
+
+#include "transport/link/deadline.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+// The listener's side of a connection: the peers it accepts, and their ticks.
+
+namespace velto {
+
+namespace {
+
+// Errors that leave a pending connection in the backlog, so that the listener stays ready.
+bool isShortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+} // namespace
+
+// Peers that have ended do not count as served, but each stays until a tick removes it: when they
+// come and go faster than that, further connections wait.
+bool CHHsmsConnection::listensNow() const {
+  return !acceptPaused_ && acceptsPeer() && peers_.size() / 2 <= maxPeers_;
+}
+
+void CHHsmsConnection::acceptPeer() {
+  int error = 0;
+  auto accepted = socket_.accept(error);
+  if (!accepted) {
+    acceptFailed(error);
+    return;
+  }
+  const auto served =
+      std::ranges::count_if(peers_, [](const auto &peer) { return !peer->finished(); });
+  if (static_cast<size_t>(served) < maxPeers_)
+    addPeer(std::move(*accepted));
+}
+
+// Out of descriptors: the spare one makes it possible to turn the connection away. When that does
+// not help either, the listener rests until the next tick.
+void CHHsmsConnection::acceptFailed(int error) {
+  if (!isShortage(error))
+    return;
+  recordError(error);
+  if (spare_.held()) {
+    spare_.release();
+    socket_.accept(error);
+    spare_.acquire();
+  }
+  if (isShortage(error)) {
+    acceptPaused_ = true;
+    watchSocket();
+  }
+  wake();
+}
+
+void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
+  peers_.push_back(CreatePeer());
+  ++peerGeneration_;
+  CHHsmsConnection &peer = *peers_.back();
+  peer.listener_ = this;
+  peer.socket_ = std::move(accepted.socket);
+  peer.ipAddress_ = std::move(accepted.ipAddress);
+  peer.portNumber_ = accepted.port;
+  peer.connected_ = peer.created_ = true;
+  peer.watchSocket();
+  ipAddress_ = peer.ipAddress_;
+  portNumber_ = peer.portNumber_;
+  markChanged();
+  watchListener();
+  wake();
+  peer.onConnectionChanged(true);
+}
+
+std::unique_ptr<CHHsmsConnection> CHHsmsConnection::CreatePeer() {
+  auto peer = std::make_unique<CHHsmsConnection>(loop_, kind_);
+  copySettings(*peer);
+  return peer;
+}
+
+void CHHsmsConnection::copySettings(CHHsmsConnection &peer) const {
+  peer.maxLength_ = maxLength_;
+  peer.maxQueued_ = maxQueued_;
+}
+
+// An address can be there twice when its peer has reconnected; the newer connection counts.
+CHHsmsConnection *CHHsmsConnection::FindPeer(const std::string &ipAddress,
+                                             int32_t portNumber) const {
+  const auto found = std::find_if(peers_.rbegin(), peers_.rend(), [&](const auto &peer) {
+    return peer->portNumber_ == portNumber && peer->ipAddress_ == ipAddress;
+  });
+  return found == peers_.rend() ? nullptr : found->get();
+}
+
+bool CHHsmsConnection::RemovePeer(CHHsmsConnection *peer) {
+  const auto found = std::find_if(peers_.begin(), peers_.end(),
+                                  [peer](const auto &held) { return held.get() == peer; });
+  if (found == peers_.end())
+    return false;
+  peers_.erase(found);
+  ++peerGeneration_;
+  markChanged();
+  watchListener();
+  return true;
+}
+
+// A change of the list ends the walk; the next tick takes the others.
+void CHHsmsConnection::pollPeers() {
+  if (std::exchange(acceptPaused_, false)) {
+    spare_.acquire();
+    watchSocket();
+  }
+  Lifetime::Watch alive(lifetime_);
+  const uint32_t generation = peerGeneration_;
+  for (size_t i = 0; i < peers_.size(); ++i) {
+    if (peers_[i]->finished()) {
+      RemovePeer(peers_[i].get());
+      return;
+    }
+    peers_[i]->Poll();
+    if (!alive || generation != peerGeneration_)
+      return;
+  }
+}
+
+std::optional<uint32_t> CHHsmsConnection::NextPoll() const {
+  if (socketErrorPending() || acceptPaused_)
+    return 0;
+  if (!listening_)
+    return received_.empty() ? std::nullopt : std::optional<uint32_t>(0);
+  std::optional<uint32_t> next;
+  for (const auto &peer : peers_) {
+    const auto peerNext = peer->connected_ ? peer->NextPoll() : 0;
+    if (peerNext)
+      next = sooner(next, *peerNext);
+    if (next == 0U)
+      break;
+  }
+  return next;
+}
+
+} // namespace velto
