@@ -43,7 +43,7 @@ void BM_RawPingPong(benchmark::State &state) {
 }
 BENCHMARK(BM_RawPingPong)->UseRealTime();
 
-class Owner final : public CHHsmsOwner {
+class Owner final : public MessageLinkOwner {
 public:
   CHHsms *replier = nullptr; // answers S1F1 with S1F2
   size_t received = 0;
@@ -51,17 +51,18 @@ public:
 private:
   void OnConnected(const std::string &, int32_t) override {}
   void OnDisconnected(const std::string &, int32_t) override {}
-  void OnDataReceived(const std::string &ipAddress, int32_t port, ByteView message, bool) override {
+  void OnReceived(const std::string &ipAddress, int32_t port, ByteView message, bool) override {
+    if (message[5] != 0)
+      return;
     ++received;
     if (replier == nullptr)
       return;
     std::copy_n(message.begin() + 6, 4, reply_.begin() + 6);
     replier->SendMessage(ipAddress, port, reply_);
   }
-  void OnControlReceived(const std::string &, int32_t, ByteView) override {}
-  void OnMessageSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {}
-  void OnProblem(const std::string &, int32_t, int, ByteView) override {}
-  void OnStateChanged(HsmsState, HsmsState) override {}
+  void OnSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {}
+  void OnProblem(const std::string &, int32_t, LinkProblem, ByteView) override {}
+  void OnStateChanged(LinkState, LinkState) override {}
 
   Bytes reply_ = fromHex("00010102000000000000");
 };
@@ -70,20 +71,20 @@ void BM_HsmsS1F1(benchmark::State &state) {
   EventLoop loop;
   Owner equipmentOwner;
   Owner hostOwner;
-  CHHsms equipment(loop, equipmentOwner);
-  CHHsms host(loop, hostOwner);
-  equipmentOwner.replier = &equipment;
-  equipment.settings().server = true;
-  equipment.Open();
-  host.settings().portNumber = equipment.LocalPort();
-  host.Open();
-  const auto selected = [&host] { return host.State() == HsmsState::Selected; };
+  const auto equipment = makeHandle<CHHsms>(loop, equipmentOwner);
+  const auto host = makeHandle<CHHsms>(loop, hostOwner);
+  equipmentOwner.replier = equipment.get();
+  equipment->settings().server = true;
+  equipment->Open();
+  host->settings().portNumber = equipment->LocalPort();
+  host->Open();
+  const auto selected = [&host] { return host->State() == LinkState::Ready; };
   if (!loop.runUntil(selected, kPatience))
     return state.SkipWithError("not selected");
   const Bytes primary = fromHex("00018101000000000000");
   for (auto _ : state) {
     const size_t before = hostOwner.received;
-    host.SendMessage(primary);
+    host->SendMessage(primary);
     while (hostOwner.received == before)
       loop.runOnce(-1);
   }

@@ -32,8 +32,7 @@ class CountingSink final : public CHConnectionSink {
 public:
   void OnReceived(ConnectionKind, const std::string &, int32_t, ByteView) override { ++received; }
   void OnSent(ConnectionKind, const std::string &, int32_t, ByteView, bool) override {}
-  void OnProblem(ConnectionKind, const std::string &, int32_t, int16_t,
-                 const std::string &) override {
+  void OnProblem(ConnectionKind, const std::string &, int32_t, const Problem &) override {
     ++problems;
   }
   void OnConnectionChanged(ConnectionKind, const std::string &, int32_t, bool) override {}
@@ -81,23 +80,19 @@ BENCHMARK(BM_RawBlocks)->Unit(benchmark::kMicrosecond);
 void BM_SecsIBlocks(benchmark::State &state) {
   EventLoop loop;
   CountingSink sink;
-  CHSecsISocket listener(loop);
-  CHSecsISocket client(loop);
-  Timer listenerTick(loop, [&] { listener.Poll(); });
-  Timer clientTick(loop, [&] { client.Poll(); });
-  listener.SetWake([&] { listenerTick.startWithin(1); });
-  client.SetWake([&] { clientTick.startWithin(1); });
-  listener.SetSink(&sink);
-  client.SetSink(&sink);
-  listener.SetServerMode(true);
-  listener.Open();
-  client.SetIPAddress("127.0.0.1");
-  client.SetPortNumber(listener.LocalPort());
-  client.Open();
+  const auto listener = makeHandle<CHSecsISocket>(loop);
+  const auto client = makeHandle<CHSecsISocket>(loop);
+  listener->SetSink(&sink);
+  client->SetSink(&sink);
+  listener->SetServerMode(true);
+  listener->Open();
+  client->SetIPAddress("127.0.0.1");
+  client->SetPortNumber(listener->LocalPort());
+  client->Open();
   const Bytes bytes = message(kBlocks);
   while (state.KeepRunningBatch(kBlocks)) {
     const size_t before = sink.received;
-    client.QueueMessage(bytes);
+    client->QueueMessage(bytes);
     if (!loop.runUntil([&] { return sink.received != before; }, kPatience))
       return state.SkipWithError("lost");
   }
@@ -153,7 +148,7 @@ private:
   }
   void OnMessage(ByteView) override {}
   void OnMessageSent(ByteView, bool) override {}
-  void OnTransferProblem(VeltoSecsIError, const std::string &) override {}
+  void OnTransferProblem(LinkProblem, const std::string &) override {}
   void OnTransferTrace(ByteView, TraceDirection) override {}
 
   BlockTransfer engine_;
@@ -182,17 +177,11 @@ void BM_SerialPorts(benchmark::State &state) {
   std::vector<std::unique_ptr<FarEnd>> partners;
   EventLoop loop;
   CountingSink sink;
-  std::vector<std::unique_ptr<CHSecsI>> ports;
-  std::vector<std::unique_ptr<Timer>> ticks;
+  std::vector<Handle<CHSecsI>> ports;
   for (size_t i = 0; i < kPorts; ++i) {
     partners.push_back(std::make_unique<FarEnd>(farLoop.clock()));
-    CHSecsI &port = *ports.emplace_back(std::make_unique<CHSecsI>(loop));
-    ticks.push_back(std::make_unique<Timer>(loop, [&port] { port.Poll(); }));
+    CHSecsI &port = *ports.emplace_back(makeHandle<CHSecsI>(loop));
     port.SetSink(&sink);
-    port.SetWake([&port, &tick = *ticks.back()] {
-      if (const auto wait = port.NextPoll())
-        tick.startWithin(*wait);
-    });
     if (!port.Open(partners.back()->path(), kBaudRate, 8, 0, 0))
       return state.SkipWithError("cannot open");
   }

@@ -1,6 +1,7 @@
 #include "controls/gem_ctrl.h"
 
 #include "controls/pages/gem_setup.h"
+#include "gem/gem_problem.h"
 
 #include <algorithm>
 
@@ -18,31 +19,10 @@ int32_t milliseconds(int32_t seconds) { return std::clamp(seconds, 0, kMaxSecond
 } // namespace
 
 CVeltoGemCtrl::CVeltoGemCtrl(const ControlSite &site)
-    : Control(site), engine_(site.loop, site.files), timer_(site.loop, [this] { tick(); }) {
-  engine_.SetIniFileName("./Velto.ini");
-  engine_.gem()->SetDataFileName(dataFileName_);
-  engine_.SetSink(this);
-  engine_.SetWake([this] { timer_.startWithin(1); });
-}
-
-CVeltoGemCtrl::~CVeltoGemCtrl() { engine_.SetSink(nullptr); }
-
-// Stands for a timer of 1 ms: ticks on which nothing is due are left out. Time goes on while a
-// report of the tick pumps the loop.
-void CVeltoGemCtrl::tick() {
-  constexpr uint32_t kPumpedTick = 50; // ms
-  const Lifetime::Watch alive(lifetime());
-  timer_.start(kPumpedTick);
-  engine_.Tick();
-  if (!alive)
-    return;
-  timer_.stop();
-  scheduleTick();
-}
-
-void CVeltoGemCtrl::scheduleTick() {
-  if (const auto wait = engine_.NextTick())
-    timer_.startWithin(*wait);
+    : Control(site), engine_(makeHandle<CHGemEngine>(site.loop, site.files)) {
+  engine_->SetIniFileName("./Velto.ini");
+  engine_->gem()->SetDataFileName(dataFileName_);
+  engine_->SetSink(this);
 }
 
 // What the engine reports ------------------------------------------------------------------------
@@ -95,42 +75,41 @@ void CVeltoGemCtrl::OnVariableChanged(int32_t vid) { onVIDChanged.raise(vid); }
 
 // Methods ----------------------------------------------------------------------------------------
 
-bool CVeltoGemCtrl::DefProc() { return engine_.DefProc(); }
+bool CVeltoGemCtrl::DefProc() { return engine_->DefProc(); }
 
-bool CVeltoGemCtrl::Send() { return engine_.Send(message()); }
+bool CVeltoGemCtrl::Send() { return engine_->Send(message()); }
 
 bool CVeltoGemCtrl::InvokeEvent(int32_t ceid) {
-  return engine_.InvokeEvent(static_cast<uint32_t>(ceid));
+  return engine_->InvokeEvent(static_cast<uint32_t>(ceid));
 }
 
 bool CVeltoGemCtrl::InvokeAlarm(int32_t alid, int16_t alcd) {
-  return engine_.InvokeAlarm(static_cast<uint32_t>(alid), static_cast<uint8_t>(alcd));
+  return engine_->InvokeAlarm(static_cast<uint32_t>(alid), static_cast<uint8_t>(alcd));
 }
 
 bool CVeltoGemCtrl::LoadData() {
   if (IniFileName().empty())
     return false;
   const Lifetime::Watch alive(lifetime());
-  engine_.LoadIniFile();
-  if (engine_.gem() != nullptr) {
-    engine_.gem()->SetDataBakCount(dataBackups_);
-    engine_.LoadData(dataFileName_);
+  engine_->LoadIniFile();
+  if (engine_->gem() != nullptr) {
+    engine_->gem()->SetDataBakCount(dataBackups_);
+    engine_->LoadData(dataFileName_);
   }
-  if (!alive || engine_.gem() == nullptr)
+  if (!alive || engine_->gem() == nullptr)
     return false;
-  scheduleTick();
   return true;
 }
 
 bool CVeltoGemCtrl::SaveData() {
-  if (engine_.gem() == nullptr)
+  if (engine_->gem() == nullptr)
     return false;
-  engine_.gem()->SetDataFileName(dataFileName_);
-  engine_.gem()->SetDataBakCount(dataBackups_);
-  return engine_.gem()->SaveData();
+  engine_->gem()->SetDataFileName(dataFileName_);
+  engine_->gem()->SetDataBakCount(dataBackups_);
+  return engine_->gem()->SaveData();
 }
 
-bool CVeltoGemCtrl::WriteLogFile(const std::string &text) { return engine_.WriteLog(text); }
+bool CVeltoGemCtrl::WriteLogFile(const std::string &text) { return engine_->WriteLog(text); }
 
 bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
   GemSetup setup(*this, site().frontEnd, options);
@@ -143,7 +122,6 @@ bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
   const GemSetup::Applied applied = setup.apply(*this);
   if (applied.changed)
     setModified();
-  scheduleTick();
   if (!applied.problem.empty())
     site().frontEnd.showBox(errorBox(applied.problem));
   return applied.problem.empty();
@@ -152,41 +130,41 @@ bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
 TreeView CVeltoGemCtrl::view() const {
   if (viewStyle_ < 1 || viewStyle_ > 3)
     return {};
-  return engine_.status(viewStyle_ - 1);
+  return engine_->status(viewStyle_ - 1);
 }
 
 // Link settings ----------------------------------------------------------------------------------
 
 void CVeltoGemCtrl::SetIPAddress(const std::string &address) {
-  engine_.physical().ipAddress = address;
+  engine_->physical().settings().ipAddress = address;
   setModified();
 }
 
 void CVeltoGemCtrl::SetPortNumber(int32_t port) {
-  engine_.physical().portNumber = port;
+  engine_->physical().settings().portNumber = port;
   setModified();
 }
 
 void CVeltoGemCtrl::SetMyPortNumber(int32_t port) {
-  engine_.physical().localPortNumber = port;
+  engine_->physical().settings().myPortNumber = port;
   setModified();
 }
 
 void CVeltoGemCtrl::SetServer(bool server) {
-  engine_.physical().server = server ? 1 : 0;
+  engine_->physical().settings().server = server;
   setModified();
 }
 
 void CVeltoGemCtrl::SetDiscardDuplicatedBlock(bool discard) {
-  engine_.physical().discardDuplicates = discard ? 1 : 0;
+  engine_->physical().settings().discardDuplicates = discard;
   setModified();
 }
 
 void CVeltoGemCtrl::SetPhysicalConnection(bool open) {
   if (open)
-    engine_.OpenConnection();
+    engine_->OpenConnection();
   else
-    engine_.CloseConnection();
+    engine_->CloseConnection();
   setModified();
 }
 
@@ -195,31 +173,29 @@ void CVeltoGemCtrl::SetUnusedTime(int32_t) { setModified(); }
 void CVeltoGemCtrl::setTime(int32_t &time, int32_t seconds) {
   time = milliseconds(seconds);
   setModified();
-  scheduleTick();
 }
 
 int32_t CVeltoGemCtrl::T3() const {
-  return engine_.gem() == nullptr ? 45 : static_cast<int32_t>(engine_.gem()->T3() / 1000);
+  return engine_->gem() == nullptr ? 45 : static_cast<int32_t>(engine_->gem()->T3() / 1000);
 }
 
 void CVeltoGemCtrl::SetT3(int32_t seconds) {
-  if (engine_.gem() != nullptr)
-    engine_.gem()->SetT3(static_cast<uint32_t>(milliseconds(seconds)));
+  if (engine_->gem() != nullptr)
+    engine_->gem()->SetT3(static_cast<uint32_t>(milliseconds(seconds)));
   setModified();
-  scheduleTick();
 }
 
 // Logical connection and states ------------------------------------------------------------------
 
 void CVeltoGemCtrl::SetDeviceID(int32_t id) {
-  engine_.logical().SetDeviceID(static_cast<uint16_t>(id));
+  engine_->logical().SetDeviceID(static_cast<uint16_t>(id));
   setModified();
 }
 
 void CVeltoGemCtrl::SetHost(bool host) {
-  if (engine_.gem() != nullptr && !Host())
+  if (engine_->gem() != nullptr && !Host())
     return;
-  engine_.logical().SetHost(host);
+  engine_->logical().SetHost(host);
   setModified();
 }
 
@@ -227,52 +203,52 @@ void CVeltoGemCtrl::SetHost(bool host) {
 void CVeltoGemCtrl::loadExtras(const PropertyBag &bag) {
   const Variant *kept = bag.find("Host");
   if (const auto host = kept != nullptr ? kept->as(ValueType::Bool) : std::nullopt)
-    engine_.logical().SetHost(host->toBool());
+    engine_->logical().SetHost(host->toBool());
 }
 
 void CVeltoGemCtrl::SetLogicalConnection(int16_t model) {
-  engine_.SetObjectModel(model == 1);
-  engine_.logical().SetHost(false);
-  engine_.logical().SetDataBakCount(dataBackups_);
+  engine_->SetObjectModel(model == 1);
+  engine_->logical().SetHost(false);
+  engine_->logical().SetDataBakCount(dataBackups_);
   setModified();
 }
 
 void CVeltoGemCtrl::SetCommunicationState(int16_t state) {
   if (isByte(state))
-    engine_.SetCommunicationState(static_cast<uint8_t>(state));
+    engine_->SetCommunicationState(static_cast<uint8_t>(state));
 }
 
 void CVeltoGemCtrl::SetControlState(int16_t state) {
   if (isByte(state))
-    engine_.SetControlState(static_cast<uint8_t>(state));
+    engine_->SetControlState(static_cast<uint8_t>(state));
 }
 
-void CVeltoGemCtrl::SetControlStateSwitch(bool on) { engine_.SetOnlineSwitch(on); }
+void CVeltoGemCtrl::SetControlStateSwitch(bool on) { engine_->SetOnlineSwitch(on); }
 
 bool CVeltoGemCtrl::OnlineRequest() const {
-  return engine_.gem() != nullptr && engine_.gem()->data().control.acceptOnlineRequest;
+  return engine_->gem() != nullptr && engine_->gem()->data().control.acceptOnlineRequest;
 }
 
 void CVeltoGemCtrl::SetOnlineRequest(bool accept) {
-  if (engine_.gem() != nullptr)
-    engine_.gem()->data().control.acceptOnlineRequest = accept;
+  if (engine_->gem() != nullptr)
+    engine_->gem()->data().control.acceptOnlineRequest = accept;
   setModified();
 }
 
 bool CVeltoGemCtrl::OfflineRequest() const {
-  return engine_.gem() != nullptr && engine_.gem()->data().control.acceptOfflineRequest;
+  return engine_->gem() != nullptr && engine_->gem()->data().control.acceptOfflineRequest;
 }
 
 void CVeltoGemCtrl::SetOfflineRequest(bool accept) {
-  if (engine_.gem() != nullptr)
-    engine_.gem()->data().control.acceptOfflineRequest = accept;
+  if (engine_->gem() != nullptr)
+    engine_->gem()->data().control.acceptOfflineRequest = accept;
   setModified();
 }
 
 // Files and log ----------------------------------------------------------------------------------
 
 void CVeltoGemCtrl::SetIniFileName(const std::string &name) {
-  engine_.SetIniFileName(name);
+  engine_->SetIniFileName(name);
   setModified();
 }
 
@@ -283,33 +259,33 @@ void CVeltoGemCtrl::SetDataFileName(const std::string &name) {
 
 void CVeltoGemCtrl::SetDataBakCount(int16_t count) {
   dataBackups_ = count;
-  if (engine_.gem() != nullptr)
-    engine_.gem()->SetDataBakCount(count);
+  if (engine_->gem() != nullptr)
+    engine_->gem()->SetDataBakCount(count);
   setModified();
 }
 
 void CVeltoGemCtrl::SetLog(bool log) {
-  engine_.logEnabled = log ? 1 : 0;
+  engine_->logEnabled = log;
   setModified();
 }
 
 void CVeltoGemCtrl::SetLogCommunication(bool log) {
-  engine_.logCommunication = log;
+  engine_->logCommunication = log;
   setModified();
 }
 
 void CVeltoGemCtrl::SetLogFileName(const std::string &name) {
-  engine_.logFileName = name;
+  engine_->logFileName = name;
   setModified();
 }
 
 void CVeltoGemCtrl::SetLogSize(int32_t kib) {
-  engine_.logSize = kib;
+  engine_->logSize = kib;
   setModified();
 }
 
 void CVeltoGemCtrl::SetLogBakCount(int16_t count) {
-  engine_.logBackups = count;
+  engine_->logBackups = count;
   setModified();
 }
 

@@ -17,24 +17,23 @@ namespace velto {
 class CVeltoGemCtrl final : public Control, private CHGemEventSink {
 public:
   explicit CVeltoGemCtrl(const ControlSite &site);
-  ~CVeltoGemCtrl() override;
 
   static const MemberTable &table();
   const MemberTable &members() const override { return table(); }
 
   // Link. Settings count from the next open on.
-  std::string IPAddress() const { return engine_.physical().ipAddress; }
+  std::string IPAddress() const { return engine_->physical().settings().ipAddress; }
   void SetIPAddress(const std::string &address);
-  int32_t PortNumber() const { return engine_.physical().portNumber; }
+  int32_t PortNumber() const { return engine_->physical().settings().portNumber; }
   void SetPortNumber(int32_t port);
-  int32_t MyPortNumber() const { return engine_.physical().localPortNumber; }
+  int32_t MyPortNumber() const { return engine_->physical().settings().myPortNumber; }
   void SetMyPortNumber(int32_t port);
-  bool Server() const { return engine_.physical().server != 0; }
+  bool Server() const { return engine_->physical().settings().server; }
   void SetServer(bool server);
-  bool DiscardDuplicatedBlock() const { return engine_.physical().discardDuplicates != 0; }
+  bool DiscardDuplicatedBlock() const { return engine_->physical().settings().discardDuplicates; }
   void SetDiscardDuplicatedBlock(bool discard);
   /// The link is open or an open is requested.
-  bool PhysicalConnection() const { return engine_.physical().OpenRequested(); }
+  bool PhysicalConnection() const { return engine_->physical().OpenRequested(); }
   void SetPhysicalConnection(bool open);
   /// Always 0; SECS-I times are accepted and ignored.
   int32_t UnusedTime() const { return 0; }
@@ -42,27 +41,27 @@ public:
   // Times in seconds, 0 to 2,147,483.
   int32_t T3() const;
   void SetT3(int32_t seconds);
-  int32_t T5() const { return engine_.physical().t5 / 1000; }
-  void SetT5(int32_t seconds) { setTime(engine_.physical().t5, seconds); }
-  int32_t T6() const { return engine_.physical().t6 / 1000; }
-  void SetT6(int32_t seconds) { setTime(engine_.physical().t6, seconds); }
-  int32_t T7() const { return engine_.physical().t7 / 1000; }
-  void SetT7(int32_t seconds) { setTime(engine_.physical().t7, seconds); }
-  int32_t T8() const { return engine_.physical().t8 / 1000; }
-  void SetT8(int32_t seconds) { setTime(engine_.physical().t8, seconds); }
+  int32_t T5() const { return engine_->physical().t5 / 1000; }
+  void SetT5(int32_t seconds) { setTime(engine_->physical().t5, seconds); }
+  int32_t T6() const { return engine_->physical().settings().t6 / 1000; }
+  void SetT6(int32_t seconds) { setTime(engine_->physical().settings().t6, seconds); }
+  int32_t T7() const { return engine_->physical().settings().t7 / 1000; }
+  void SetT7(int32_t seconds) { setTime(engine_->physical().settings().t7, seconds); }
+  int32_t T8() const { return engine_->physical().settings().t8 / 1000; }
+  void SetT8(int32_t seconds) { setTime(engine_->physical().settings().t8, seconds); }
 
   // Logical connection and states.
-  int32_t DeviceID() const { return engine_.logical().DeviceID(); }
+  int32_t DeviceID() const { return engine_->logical().DeviceID(); }
   void SetDeviceID(int32_t id);
-  bool Host() const { return engine_.logical().Host(); }
+  bool Host() const { return engine_->logical().Host(); }
   /// An equipment with the model on stays an equipment.
   void SetHost(bool host);
   /// 1: the equipment model is on; 0: a plain connection. Setting it makes a fresh one.
-  int16_t LogicalConnection() const { return engine_.gem() != nullptr ? 1 : 0; }
+  int16_t LogicalConnection() const { return engine_->gem() != nullptr ? 1 : 0; }
   void SetLogicalConnection(int16_t model);
-  int16_t CommunicationState() const { return engine_.GetCommunicationState(); }
+  int16_t CommunicationState() const { return engine_->GetCommunicationState(); }
   void SetCommunicationState(int16_t state);
-  int16_t ControlState() const { return engine_.GetControlState(); }
+  int16_t ControlState() const { return engine_->GetControlState(); }
   void SetControlState(int16_t state);
   /// The operator's on-line switch; it has no position to read.
   bool ControlStateSwitch() const { return false; }
@@ -73,25 +72,25 @@ public:
   void SetOfflineRequest(bool accept);
 
   // Files and log.
-  std::string IniFileName() const { return engine_.IniFileName(); }
+  std::string IniFileName() const { return engine_->IniFileName(); }
   void SetIniFileName(const std::string &name);
   std::string DataFileName() const { return dataFileName_; }
   void SetDataFileName(const std::string &name);
   int16_t DataBakCount() const { return static_cast<int16_t>(dataBackups_); }
   void SetDataBakCount(int16_t count);
-  bool Log() const { return engine_.logEnabled != 0; }
+  bool Log() const { return engine_->logEnabled; }
   void SetLog(bool log);
-  bool LogCommunication() const { return engine_.logCommunication; }
+  bool LogCommunication() const { return engine_->logCommunication; }
   void SetLogCommunication(bool log);
-  std::string LogFileName() const { return engine_.logFileName; }
+  std::string LogFileName() const { return engine_->logFileName; }
   void SetLogFileName(const std::string &name);
-  int32_t LogSize() const { return engine_.logSize; }
+  int32_t LogSize() const { return engine_->logSize; }
   void SetLogSize(int32_t kib);
-  int16_t LogBakCount() const { return static_cast<int16_t>(engine_.logBackups); }
+  int16_t LogBakCount() const { return static_cast<int16_t>(engine_->logBackups); }
   void SetLogBakCount(int16_t count);
 
   // The current message: that of slot WorkSpace (0 received, 1 sent, 2 free), or its reply.
-  int32_t WorkSpace() const { return engine_.gem() != nullptr ? selection_.slot : 65535; }
+  int32_t WorkSpace() const { return engine_->gem() != nullptr ? selection_.slot : 65535; }
   void SetWorkSpace(int32_t slot);
   bool Reply() const { return selection_.reply; }
   void SetReply(bool reply);
@@ -211,7 +210,7 @@ public:
   TreeView view() const;
   std::string window() const override { return toText(view()); }
   /// The engine, for what no property reaches.
-  CHGemEngine &engine() { return engine_; }
+  CHGemEngine &engine() { return *engine_; }
 
   Event<int16_t, int16_t> onCommunicationStateChanged{*this, 1};
   Event<std::string, int32_t> onConnected{*this, 2};
@@ -241,8 +240,7 @@ private:
   void OnControlStateChanged(int16_t next, int16_t previous) override;
   void OnVariableChanged(int32_t vid) override;
 
-  void tick();
-  void scheduleTick();
+  void onModified() override { engine_->changed(); }
   template <typename Raise> void selected(uint8_t slot, Raise raise);
   void setTime(int32_t &milliseconds, int32_t seconds);
 
@@ -261,8 +259,7 @@ private:
   // After a change of the lists: marks the model modified and saves it.
   bool saved(bool changed);
 
-  CHGemEngine engine_;
-  Timer timer_;
+  Handle<CHGemEngine> engine_;
   std::array<CHSecsVerifier, CHGem::kSlots> plainSlots_; // while there is no model
   Selection selection_;
   std::string dataFileName_ = "./VeltoGem.kel";

@@ -8,8 +8,8 @@
 namespace velto {
 
 const CHSecsVerifier &CVeltoGemCtrl::slot() const {
-  return engine_.gem() != nullptr ? engine_.gem()->slot(selection_.slot)
-                                  : plainSlots_[selection_.slot];
+  return engine_->gem() != nullptr ? engine_->gem()->slot(selection_.slot)
+                                   : plainSlots_[selection_.slot];
 }
 
 const CHSecsMessage &CVeltoGemCtrl::message() const {
@@ -29,14 +29,14 @@ void CVeltoGemCtrl::SetMsg(const std::string &hex) {
     site().frontEnd.messageBox("Invalid string");
 }
 
-std::string CVeltoGemCtrl::SML() const { return RenderSml(message(), engine_.gem()); }
+std::string CVeltoGemCtrl::SML() const { return RenderSml(message(), engine_->gem()); }
 
 void CVeltoGemCtrl::SetSML(const std::string &sml) {
   CHSecsMessage &current = message();
   SmlError error;
   const bool parsed = current.SetFromSml(sml, &error);
   if (current.header.sType() == 0)
-    current.header.idWord = engine_.logical().DeviceID();
+    current.header.idWord = engine_->logical().DeviceID();
   if (selection_.reply)
     current.header.systemBytes = slot().message.header.systemBytes;
   if (!parsed)
@@ -72,8 +72,8 @@ void CVeltoGemCtrl::SetSystemBytes(int32_t bytes) {
 }
 
 int16_t CVeltoGemCtrl::Verification() const {
-  return engine_.gem() == nullptr ? int16_t{VerificationIncorrect}
-                                  : static_cast<int16_t>(slot().result);
+  return engine_->gem() == nullptr ? int16_t{VerificationIncorrect}
+                                   : static_cast<int16_t>(slot().result);
 }
 
 } // namespace velto

@@ -16,40 +16,42 @@ uint32_t number(int32_t id) { return static_cast<uint32_t>(id); }
 
 // Of any kind, also a number that is none: VIDType may set it, and another one afterwards.
 CHGemEventVid *CVeltoGemCtrl::variable(int32_t vid) const {
-  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().variables.find(number(vid));
+  return engine_->gem() == nullptr ? nullptr : engine_->gem()->data().variables.find(number(vid));
 }
 
 CHGemEventCeid *CVeltoGemCtrl::event(int32_t ceid) const {
-  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().events.FindCeid(number(ceid));
+  return engine_->gem() == nullptr ? nullptr : engine_->gem()->data().events.FindCeid(number(ceid));
 }
 
 CHGemAlarmAlid *CVeltoGemCtrl::alarm(int32_t alid) const {
-  return engine_.gem() == nullptr ? nullptr : engine_.gem()->data().alarms.FindAlid(number(alid));
+  return engine_->gem() == nullptr ? nullptr : engine_->gem()->data().alarms.FindAlid(number(alid));
 }
 
 int32_t CVeltoGemCtrl::VIDCount() const {
-  return engine_.gem() == nullptr ? 0
-                                  : static_cast<int32_t>(engine_.gem()->data().variables.Count());
+  return engine_->gem() == nullptr ? 0
+                                   : static_cast<int32_t>(engine_->gem()->data().variables.Count());
 }
 
 int32_t CVeltoGemCtrl::CEIDCount() const {
-  return engine_.gem() == nullptr ? 0 : static_cast<int32_t>(engine_.gem()->data().events.Count());
+  return engine_->gem() == nullptr ? 0
+                                   : static_cast<int32_t>(engine_->gem()->data().events.Count());
 }
 
 int32_t CVeltoGemCtrl::ALIDCount() const {
-  return engine_.gem() == nullptr ? 0 : static_cast<int32_t>(engine_.gem()->data().alarms.Count());
+  return engine_->gem() == nullptr ? 0
+                                   : static_cast<int32_t>(engine_->gem()->data().alarms.Count());
 }
 
 int32_t CVeltoGemCtrl::ToVID(int32_t index) const {
-  return engine_.gem() == nullptr ? -1 : engine_.gem()->data().variables.numberAt(index);
+  return engine_->gem() == nullptr ? -1 : engine_->gem()->data().variables.numberAt(index);
 }
 
 int32_t CVeltoGemCtrl::ToCEID(int32_t index) const {
-  return engine_.gem() == nullptr ? -1 : engine_.gem()->data().events.numberAt(index);
+  return engine_->gem() == nullptr ? -1 : engine_->gem()->data().events.numberAt(index);
 }
 
 int32_t CVeltoGemCtrl::ToALID(int32_t index) const {
-  return engine_.gem() == nullptr ? -1 : engine_.gem()->data().alarms.numberAt(index);
+  return engine_->gem() == nullptr ? -1 : engine_->gem()->data().alarms.numberAt(index);
 }
 
 bool CVeltoGemCtrl::IsValidVID(int32_t vid) const { return variable(vid) != nullptr; }
@@ -63,7 +65,6 @@ void CVeltoGemCtrl::SetVIDValue(int32_t vid, const std::string &value) {
   if (CHGemEventVid *found = variable(vid))
     found->SetValue(value);
   setModified();
-  scheduleTick(); // the model may time by the value
 }
 
 std::string CVeltoGemCtrl::VIDRawValue(int32_t vid) const {
@@ -74,7 +75,6 @@ void CVeltoGemCtrl::SetVIDRawValue(int32_t vid, const std::string &sml) {
   std::string line = sml;
   std::erase_if(line, [](char c) { return c == '\r' || c == '\n'; });
   setVidText(vid, &CHGemEventVid::setRawValue, line);
-  scheduleTick();
 }
 
 std::string CVeltoGemCtrl::vidText(int32_t vid,
@@ -179,16 +179,14 @@ void CVeltoGemCtrl::SetALIDSet(int32_t alid, bool set) {
   if (found == nullptr || found->isSet() == set)
     return;
   found->alcd ^= CHGemAlarmAlid::kSet;
-  engine_.gem()->alarms().setModified(); // saved on the next tick
+  engine_->gem()->alarms().setModified(); // saved on the next tick
   setModified();
-  scheduleTick();
 }
 
 // The registration stands whether or not its file could be written: a tick tries again then.
 bool CVeltoGemCtrl::saved(bool changed) {
   if (changed) {
     SaveData();
-    scheduleTick();
   }
   return changed;
 }
@@ -197,7 +195,7 @@ bool CVeltoGemCtrl::RegisterVID(int32_t vid, int16_t kind, int16_t nodeType,
                                 const std::string &minimum, const std::string &maximum,
                                 const std::string &defaultValue, const std::string &unit,
                                 const std::string &description) {
-  if (engine_.gem() == nullptr || kind < 0 || kind > 0xFF)
+  if (engine_->gem() == nullptr || kind < 0 || kind > 0xFF)
     return false;
   CHGemEventVid fresh;
   fresh.vid = number(vid);
@@ -208,25 +206,25 @@ bool CVeltoGemCtrl::RegisterVID(int32_t vid, int16_t kind, int16_t nodeType,
   fresh.setDefaultValue(defaultValue);
   fresh.setUnit(unit);
   fresh.setDescription(description);
-  return saved(engine_.gem()->events().RegisterVID(std::move(fresh)));
+  return saved(engine_->gem()->events().RegisterVID(std::move(fresh)));
 }
 
 bool CVeltoGemCtrl::UnregisterVID(int32_t vid) {
-  return engine_.gem() != nullptr && saved(engine_.gem()->events().UnregisterVID(number(vid)));
+  return engine_->gem() != nullptr && saved(engine_->gem()->events().UnregisterVID(number(vid)));
 }
 
 bool CVeltoGemCtrl::RegisterCEID(int32_t ceid, int16_t role, const std::string &description) {
-  return engine_.gem() != nullptr && saved(engine_.gem()->events().RegisterCEID(
-                                         number(ceid), static_cast<uint8_t>(role), description));
+  return engine_->gem() != nullptr && saved(engine_->gem()->events().RegisterCEID(
+                                          number(ceid), static_cast<uint8_t>(role), description));
 }
 
 bool CVeltoGemCtrl::RegisterALID(int32_t alid, int16_t alcd, const std::string &text) {
-  return engine_.gem() != nullptr && saved(engine_.gem()->alarms().RegisterALID(
-                                         number(alid), static_cast<uint8_t>(alcd), text));
+  return engine_->gem() != nullptr && saved(engine_->gem()->alarms().RegisterALID(
+                                          number(alid), static_cast<uint8_t>(alcd), text));
 }
 
 bool CVeltoGemCtrl::UnregisterALID(int32_t alid) {
-  return engine_.gem() != nullptr && saved(engine_.gem()->alarms().UnregisterALID(number(alid)));
+  return engine_->gem() != nullptr && saved(engine_->gem()->alarms().UnregisterALID(number(alid)));
 }
 
 } // namespace velto

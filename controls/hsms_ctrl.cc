@@ -146,15 +146,10 @@ CVeltoHsmsCtrl::CVeltoHsmsCtrl(const ControlSite &site) : TcpControl(site, "Velt
   makeEngine();
 }
 
-std::unique_ptr<CHHsmsConnection> CVeltoHsmsCtrl::newEngine(const CHHsmsConnection *old) {
-  auto fresh = std::make_unique<CHHsmsLink>(site().loop);
-  if (old != nullptr) {
-    fresh->SetT3(link().T3());
-    fresh->SetT5(link().T5());
-    fresh->SetT6(link().T6());
-    fresh->SetT7(link().T7());
-    fresh->SetT8(link().T8());
-  }
+std::shared_ptr<CHHsmsConnection> CVeltoHsmsCtrl::newEngine(const CHHsmsConnection *old) {
+  auto fresh = std::make_shared<CHHsmsLink>(site().loop);
+  if (old != nullptr)
+    fresh->SetTimes(static_cast<const CHHsmsLink *>(old)->times());
   return fresh;
 }
 
@@ -170,10 +165,9 @@ bool CVeltoHsmsCtrl::Send(const std::string &text) {
   const bool tooLong = message.size() > CHSecsMessage::kMaxEncodedSize;
   if (!tooLong && link().SendFrame(frame) == static_cast<int32_t>(frame.size())) {
     record().sent(message);
-    scheduleTick();
     return true;
   }
-  OnProblem(link().Kind(), IPAddress(), PortNumber(), ErrorHsmsCannotSend, "");
+  OnProblem(link().Kind(), IPAddress(), PortNumber(), {LinkProblem::CannotSend});
   return false;
 }
 
@@ -184,9 +178,9 @@ void CVeltoHsmsCtrl::OnReceived(ConnectionKind kind, const std::string &ipAddres
 }
 
 void CVeltoHsmsCtrl::OnProblem(ConnectionKind kind, const std::string &ipAddress,
-                               int32_t portNumber, int16_t errorCode, const std::string &text) {
-  record().problem(errorCode, ipAddress, portNumber);
-  TcpControl::OnProblem(kind, ipAddress, portNumber, errorCode, text);
+                               int32_t portNumber, const Problem &problem) {
+  record().problem(problemNumber(problem), ipAddress, portNumber);
+  TcpControl::OnProblem(kind, ipAddress, portNumber, problem);
 }
 
 void CVeltoHsmsCtrl::OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress,
@@ -203,8 +197,8 @@ void CVeltoHsmsCtrl::ClickConnection(size_t index) {
   if (!Server() && index == 0)
     onSelChanged.raise(IPAddress(), PortNumber());
   else if (index < link().PeerCount())
-    onSelChanged.raise(std::string(link().Peer(index).IPAddress()),
-                       link().Peer(index).PortNumber());
+    onSelChanged.raise(std::string(link().PeerAt(index).IPAddress()),
+                       link().PeerAt(index).PortNumber());
 }
 
 std::string CVeltoHsmsCtrl::MyHostName() const { return localHostName(); }
@@ -213,15 +207,13 @@ std::string CVeltoHsmsCtrl::ToIPAddress(const std::string &hostName) const {
   return resolveHost(hostName);
 }
 
-void CVeltoHsmsCtrl::SetSelected(bool selected) {
-  link().SetSelected(selected);
-  scheduleTick();
-}
+void CVeltoHsmsCtrl::SetSelected(bool selected) { link().SetSelected(selected); }
 
-void CVeltoHsmsCtrl::setTimer(void (CHHsmsLink::*setEngine)(uint32_t), int32_t ms) {
-  (link().*setEngine)(static_cast<uint32_t>(ms));
+void CVeltoHsmsCtrl::setTimer(uint32_t HsmsTimes::*timer, int32_t ms) {
+  HsmsTimes times = link().times();
+  times.*timer = static_cast<uint32_t>(ms);
+  link().SetTimes(times);
   setModified();
-  scheduleTick();
 }
 
 void CVeltoHsmsCtrl::SetLog(bool log) {

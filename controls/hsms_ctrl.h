@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controls/problem_numbers.h"
 #include "controls/tcp_control.h"
 #include "transport/hsms/hsms_link.h"
 #include "transport/log/link_log.h"
@@ -22,16 +23,16 @@ public:
   void SetSelected(bool selected);
 
   // Timers in ms (SEMI E37 9.2).
-  int32_t T3() const { return static_cast<int32_t>(link().T3()); }
-  void SetT3(int32_t ms) { setTimer(&CHHsmsLink::SetT3, ms); }
-  int32_t T5() const { return static_cast<int32_t>(link().T5()); }
-  void SetT5(int32_t ms) { setTimer(&CHHsmsLink::SetT5, ms); }
-  int32_t T6() const { return static_cast<int32_t>(link().T6()); }
-  void SetT6(int32_t ms) { setTimer(&CHHsmsLink::SetT6, ms); }
-  int32_t T7() const { return static_cast<int32_t>(link().T7()); }
-  void SetT7(int32_t ms) { setTimer(&CHHsmsLink::SetT7, ms); }
-  int32_t T8() const { return static_cast<int32_t>(link().T8()); }
-  void SetT8(int32_t ms) { setTimer(&CHHsmsLink::SetT8, ms); }
+  int32_t T3() const { return static_cast<int32_t>(link().times().t3); }
+  void SetT3(int32_t ms) { setTimer(&HsmsTimes::t3, ms); }
+  int32_t T5() const { return static_cast<int32_t>(link().times().t5); }
+  void SetT5(int32_t ms) { setTimer(&HsmsTimes::t5, ms); }
+  int32_t T6() const { return static_cast<int32_t>(link().times().t6); }
+  void SetT6(int32_t ms) { setTimer(&HsmsTimes::t6, ms); }
+  int32_t T7() const { return static_cast<int32_t>(link().times().t7); }
+  void SetT7(int32_t ms) { setTimer(&HsmsTimes::t7, ms); }
+  int32_t T8() const { return static_cast<int32_t>(link().times().t8); }
+  void SetT8(int32_t ms) { setTimer(&HsmsTimes::t8, ms); }
 
   bool Log() const { return log_.log; }
   void SetLog(bool log);
@@ -56,15 +57,18 @@ public:
   Event<std::string, int32_t> onSelChanged{*this, 5};
 
 private:
-  std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
+  std::shared_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
   bool isMarked(const CHHsmsConnection &connection) const override;
   void OnReceived(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
                   ByteView data) override;
   void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
-                 int16_t errorCode, const std::string &text) override;
+                 const Problem &problem) override;
   void OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
                            bool connected) override;
 
+  int16_t problemNumber(const Problem &problem) const override {
+    return hsmsProblemNumber(problem);
+  }
   std::span<const char *const> iniKeys() const override;
   std::span<const Page> pages() const override;
   Variant setting(const char *name) override;
@@ -72,7 +76,7 @@ private:
   Variant missingSetting(const char *name) override;
 
   CHHsmsLink &link() const { return static_cast<CHHsmsLink &>(engine()); }
-  void setTimer(void (CHHsmsLink::*set)(uint32_t), int32_t ms);
+  void setTimer(uint32_t HsmsTimes::*timer, int32_t ms);
   LinkLog record();
 
   LogSettings log_;

@@ -93,11 +93,9 @@ const MemberTable &CVeltoSecsICtrl::table() {
 }
 
 CVeltoSecsICtrl::CVeltoSecsICtrl(const ControlSite &site)
-    : IniControl(site, "VeltoSecsI"), port_(site.loop, site.files),
-      timer_(site.loop, [this] { tick(); }) {
-  port_.SetSink(this);
-  port_.SetSettings(settings());
-  port_.SetWake([this] { scheduleTick(); });
+    : IniControl(site, "VeltoSecsI"), port_(makeHandle<CHSecsI>(site.loop, site.files)) {
+  port_->SetSink(this);
+  port_->SetSettings(settings());
 }
 
 std::span<const char *const> CVeltoSecsICtrl::iniKeys() const { return kSettings; }
@@ -114,9 +112,9 @@ std::span<const IniControl::Page> CVeltoSecsICtrl::pages() const {
 }
 
 void CVeltoSecsICtrl::SetConnect(bool connect) {
-  port_.Close();
+  port_->Close();
   if (connect)
-    port_.Open(CHSerialPort::PortName(portNumber_), baudRate_, 8, 0, 0);
+    port_->Open(CHSerialPort::PortName(portNumber_), baudRate_, 8, 0, 0);
   setModified();
 }
 
@@ -137,32 +135,15 @@ void CVeltoSecsICtrl::SetPortNumber(int16_t number) {
 }
 
 void CVeltoSecsICtrl::settingsChanged() {
-  port_.SetSettings(settings());
+  port_->SetSettings(settings());
   setModified();
 }
 
 bool CVeltoSecsICtrl::Send(const std::string &text) {
-  if (!port_.QueueMessage(fromSecsIText(text, MSEC())))
+  if (!port_->QueueMessage(fromSecsIText(text, MSEC())))
     return false;
   record().sendingSecsI(text, MSEC());
   return true;
-}
-
-// Stands for a timer of 1 ms: ticks on which nothing is due are left out. They go on while a report
-// of the tick pumps the loop.
-void CVeltoSecsICtrl::tick() {
-  const Lifetime::Watch alive(lifetime());
-  timer_.start(1);
-  port_.Poll();
-  if (!alive)
-    return;
-  timer_.stop();
-  scheduleTick();
-}
-
-void CVeltoSecsICtrl::scheduleTick() {
-  if (const auto wait = port_.NextPoll())
-    timer_.startWithin(*wait);
 }
 
 TreeView CVeltoSecsICtrl::view() const {
@@ -173,8 +154,8 @@ TreeView CVeltoSecsICtrl::view() const {
     for (const Bytes &head : heads)
       root.add(queueLabel(head, MSEC()));
   };
-  add("Out Queue", port_.transfer().OutHeads());
-  add("In Queue", port_.transfer().InHeads());
+  add("Out Queue", port_->transfer().OutHeads());
+  add("In Queue", port_->transfer().InHeads());
   return view;
 }
 
@@ -192,12 +173,12 @@ void CVeltoSecsICtrl::OnSent(ConnectionKind, const std::string &, int32_t, ByteV
   if (sent)
     onSent.raise(secsIText(data, MSEC()));
   else
-    onProblem.raise(ErrorSecsRetry, secsIText(data, MSEC()));
+    onProblem.raise(int16_t{ErrorSecsRetry}, secsIText(data, MSEC()));
 }
 
-void CVeltoSecsICtrl::OnProblem(ConnectionKind, const std::string &, int32_t, int16_t errorCode,
-                                const std::string &text) {
-  onProblem.raise(errorCode, std::string(text));
+void CVeltoSecsICtrl::OnProblem(ConnectionKind, const std::string &, int32_t,
+                                const Problem &problem) {
+  onProblem.raise(secsIProblemNumber(problem), std::string(problem.text));
 }
 
 } // namespace velto

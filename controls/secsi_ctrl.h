@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/handle.h"
+#include "controls/problem_numbers.h"
 #include "controls/secsi_properties.h"
 #include "transport/secsi/secsi.h"
 
@@ -15,7 +17,7 @@ public:
   const MemberTable &members() const override { return table(); }
 
   /// Whether the port is open; false again when the device is gone.
-  bool Connect() const { return port_.IsOpen(); }
+  bool Connect() const { return port_->IsOpen(); }
   /// Closes the port, dropping the queues, and with `connect` opens it: 8 data bits, no parity, one
   /// stop bit. Connect() stays false when that fails.
   void SetConnect(bool connect);
@@ -43,8 +45,6 @@ private:
   std::span<const Page> pages() const override;
   void prepareLoad() override;
   void settingsChanged() override;
-  void tick();
-  void scheduleTick();
   LinkLog record();
 
   void OnReceived(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
@@ -52,12 +52,11 @@ private:
   void OnSent(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber, ByteView data,
               bool sent) override;
   void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
-                 int16_t errorCode, const std::string &text) override;
+                 const Problem &problem) override;
   void OnConnectionChanged(ConnectionKind, const std::string &, int32_t, bool) override {}
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
 
-  CHSecsI port_;
-  Timer timer_;
+  Handle<CHSecsI> port_;
   int32_t baudRate_ = 9600;
   int16_t portNumber_ = 0;
 };

@@ -105,8 +105,8 @@ CVeltoSecsISocketCtrl::CVeltoSecsISocketCtrl(const ControlSite &site)
   makeEngine();
 }
 
-std::unique_ptr<CHHsmsConnection> CVeltoSecsISocketCtrl::newEngine(const CHHsmsConnection *) {
-  auto fresh = std::make_unique<CHSecsISocket>(site().loop, site().files);
+std::shared_ptr<CHHsmsConnection> CVeltoSecsISocketCtrl::newEngine(const CHHsmsConnection *) {
+  auto fresh = std::make_shared<CHSecsISocket>(site().loop, site().files);
   fresh->SetSettings(settings());
   fresh->SetOneOnOne(oneOnOne_);
   return fresh;
@@ -179,14 +179,13 @@ void CVeltoSecsISocketCtrl::OnSent(ConnectionKind kind, const std::string &ipAdd
   if (sent)
     onSent.raise(std::string(ipAddress), portNumber, secsIText(data, MSEC()));
   else
-    OnProblem(kind, ipAddress, portNumber, ErrorSecsRetry, secsIText(data, MSEC()));
+    OnProblem(kind, ipAddress, portNumber, {LinkProblem::SendFailed, secsIText(data, MSEC())});
 }
 
 void CVeltoSecsISocketCtrl::OnProblem(ConnectionKind kind, const std::string &ipAddress,
-                                      int32_t portNumber, int16_t errorCode,
-                                      const std::string &text) {
-  record().problem(errorCode, ipAddress, portNumber);
-  TcpControl::OnProblem(kind, ipAddress, portNumber, errorCode, text);
+                                      int32_t portNumber, const Problem &problem) {
+  record().problem(problemNumber(problem), ipAddress, portNumber);
+  TcpControl::OnProblem(kind, ipAddress, portNumber, problem);
 }
 
 void CVeltoSecsISocketCtrl::OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controls/problem_numbers.h"
 #include "controls/secsi_properties.h"
 #include "controls/tcp_control.h"
 #include "transport/secsi/secsi_socket.h"
@@ -26,7 +27,10 @@ public:
   Event<std::string, int32_t, std::string> onSent{*this, 5};
 
 private:
-  std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
+  std::shared_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
+  int16_t problemNumber(const Problem &problem) const override {
+    return secsIProblemNumber(problem);
+  }
   std::span<const char *const> iniKeys() const override;
   std::span<const Page> pages() const override;
   Variant setting(const char *name) override;
@@ -42,7 +46,7 @@ private:
   void OnSent(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber, ByteView data,
               bool sent) override;
   void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
-                 int16_t errorCode, const std::string &text) override;
+                 const Problem &problem) override;
   void OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
                            bool connected) override;
 

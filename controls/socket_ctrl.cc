@@ -10,7 +10,6 @@ namespace velto {
 namespace {
 
 constexpr int64_t kMaxPort = 65535;
-constexpr int16_t kCannotSend = -1;
 constexpr std::array kSettings{"PortNumber", "MyPortNumber", "IPAddress", "Server"};
 
 bool isHexDigit(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
@@ -69,8 +68,8 @@ CVeltoSocketCtrl::CVeltoSocketCtrl(const ControlSite &site) : TcpControl(site, "
   makeEngine();
 }
 
-std::unique_ptr<CHHsmsConnection> CVeltoSocketCtrl::newEngine(const CHHsmsConnection *) {
-  return std::make_unique<CHHsmsConnection>(site().loop, ConnectionKind::Stream);
+std::shared_ptr<CHHsmsConnection> CVeltoSocketCtrl::newEngine(const CHHsmsConnection *) {
+  return std::make_shared<CHHsmsConnection>(site().loop, ConnectionKind::Stream);
 }
 
 std::span<const char *const> CVeltoSocketCtrl::iniKeys() const { return kSettings; }
@@ -95,7 +94,7 @@ bool CVeltoSocketCtrl::Send(const std::string &hexData) {
     return false;
   if (engine().SendFrame(bytes) == static_cast<int32_t>(bytes.size()))
     return true;
-  OnProblem(engine().Kind(), IPAddress(), PortNumber(), kCannotSend, "");
+  OnProblem(engine().Kind(), IPAddress(), PortNumber(), {LinkProblem::CannotSend});
   return false;
 }
 

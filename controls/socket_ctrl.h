@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controls/problem_numbers.h"
 #include "controls/tcp_control.h"
 
 namespace velto {
@@ -18,7 +19,10 @@ public:
   bool Send(const std::string &hexData);
 
 private:
-  std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
+  std::shared_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) override;
+  int16_t problemNumber(const Problem &problem) const override {
+    return socketProblemNumber(problem);
+  }
   std::span<const char *const> iniKeys() const override;
   std::span<const Page> pages() const override;
 };

@@ -5,12 +5,12 @@
 namespace velto {
 
 TcpControl::TcpControl(const ControlSite &site, std::string section)
-    : IniControl(site, std::move(section)), timer_(site.loop, [this] { tick(); }) {}
+    : IniControl(site, std::move(section)) {}
 
 // Replaces the engine by a fresh one with the same settings; the old one closes with all its peers.
 void TcpControl::makeEngine() {
   auto fresh = newEngine(engine_.get());
-  if (engine_ != nullptr) {
+  if (engine_) {
     fresh->SetServerMode(engine_->ServerMode());
     fresh->SetMyPortNumber(engine_->MyPortNumber());
     fresh->SetMaxLength(engine_->MaxLength());
@@ -18,8 +18,7 @@ void TcpControl::makeEngine() {
     fresh->SetIPAddress(engine_->IPAddress());
   }
   fresh->SetSink(this);
-  fresh->SetWake([this] { timer_.startWithin(1); });
-  engine_ = std::move(fresh);
+  engine_ = Handle<CHHsmsConnection>(std::move(fresh));
   ++engineCount_;
 }
 
@@ -40,7 +39,6 @@ void TcpControl::SetConnect(bool connect) {
       return;
     connect_ = opened;
   }
-  scheduleTick();
 }
 
 // A loaded bag finds the link closed, so that all its settings count.
@@ -49,27 +47,10 @@ void TcpControl::prepareLoad() {
     SetConnect(false);
 }
 
-// Stands for a timer of 1 ms: ticks on which nothing is due are left out. They go on while a report
-// of the tick pumps the loop.
-void TcpControl::tick() {
+void TcpControl::OnTick() {
   if (!engine_->Connected() && !engine_->Opening())
     connect_ = false;
   engine_->setChanged(false); // the window is made when it is asked for
-  const Lifetime::Watch alive(lifetime());
-  timer_.start(1);
-  engine_->Poll();
-  if (!alive)
-    return;
-  timer_.stop();
-  scheduleTick();
-}
-
-void TcpControl::scheduleTick() {
-  const bool dropped = connect_ && !engine_->Connected() && !engine_->Opening();
-  if (dropped)
-    timer_.startWithin(1);
-  else if (const auto wait = engine_->NextPoll())
-    timer_.startWithin(*wait);
 }
 
 TreeView TcpControl::view() const {
@@ -83,7 +64,7 @@ TreeView TcpControl::view() const {
   if (!Server())
     add(*engine_);
   for (size_t i = 0; i < engine_->PeerCount(); ++i)
-    add(engine_->Peer(i));
+    add(engine_->PeerAt(i));
   return view;
 }
 
@@ -122,8 +103,9 @@ void TcpControl::OnReceived(ConnectionKind, const std::string &ipAddress, int32_
 }
 
 void TcpControl::OnProblem(ConnectionKind, const std::string &ipAddress, int32_t portNumber,
-                           int16_t errorCode, const std::string &text) {
-  onProblem.raise(std::string(ipAddress), portNumber, errorCode, std::string(text));
+                           const Problem &problem) {
+  onProblem.raise(std::string(ipAddress), portNumber, problemNumber(problem),
+                  std::string(problem.text));
 }
 
 void TcpControl::OnConnectionChanged(ConnectionKind, const std::string &ipAddress,

@@ -47,7 +47,7 @@ protected:
   TcpControl(const ControlSite &site, std::string section);
 
   /// A fresh engine with the protocol's settings of `old`, which is null the first time.
-  virtual std::unique_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) = 0;
+  virtual std::shared_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) = 0;
   /// Whether the window marks a connection.
   virtual bool isMarked(const CHHsmsConnection &) const { return false; }
 
@@ -55,22 +55,21 @@ protected:
                   ByteView data) override;
   void OnSent(ConnectionKind, const std::string &, int32_t, ByteView, bool) override {}
   void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
-                 int16_t errorCode, const std::string &text) override;
+                 const Problem &problem) override;
   void OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
                            bool connected) override;
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
+  void OnTick() override;
+  /// The number by which the control reports a problem.
+  virtual int16_t problemNumber(const Problem &problem) const = 0;
 
   /// To be called in the constructor of the class, whose newEngine() it calls.
   void makeEngine();
   CHHsmsConnection &engine() const { return *engine_; }
-  void scheduleTick();
   void prepareLoad() override;
 
 private:
-  void tick();
-
-  std::unique_ptr<CHHsmsConnection> engine_;
-  Timer timer_;
+  Handle<CHHsmsConnection> engine_;
   bool connect_ = false;
   uint32_t engineCount_ = 0; // tells an engine from the one that took its place
 };

@@ -25,7 +25,7 @@ public:
       abort();
   }
   void OnMessageSent(ByteView, bool) override { --waiting; }
-  void OnTransferProblem(VeltoSecsIError, const std::string &) override {}
+  void OnTransferProblem(LinkProblem, const std::string &) override {}
   void OnTransferTrace(ByteView, TraceDirection) override {}
 
   std::deque<uint8_t> input;

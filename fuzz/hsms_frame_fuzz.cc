@@ -11,34 +11,32 @@ using namespace velto;
 
 namespace {
 
-class Owner final : public CHHsmsOwner, public CHConnectionSink {
+class Owner final : public MessageLinkOwner, public CHConnectionSink {
   void OnConnected(const std::string &, int32_t) override {}
   void OnDisconnected(const std::string &, int32_t) override {}
-  void OnDataReceived(const std::string &, int32_t, ByteView, bool) override {}
-  void OnControlReceived(const std::string &, int32_t, ByteView) override {}
-  void OnMessageSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {}
-  void OnProblem(const std::string &, int32_t, int, ByteView) override {}
-  void OnStateChanged(HsmsState, HsmsState) override {}
+  void OnReceived(const std::string &, int32_t, ByteView, bool) override {}
+  void OnSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {}
+  void OnProblem(const std::string &, int32_t, LinkProblem, ByteView) override {}
+  void OnStateChanged(LinkState, LinkState) override {}
   void OnReceived(ConnectionKind, const std::string &, int32_t, ByteView) override {}
   void OnSent(ConnectionKind, const std::string &, int32_t, ByteView, bool) override {}
-  void OnProblem(ConnectionKind, const std::string &, int32_t, int16_t,
-                 const std::string &) override {}
+  void OnProblem(ConnectionKind, const std::string &, int32_t, const Problem &) override {}
   void OnConnectionChanged(ConnectionKind, const std::string &, int32_t, bool) override {}
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
 };
 
 struct Ends {
   Ends() {
-    engine.settings().server = true;
-    link.SetServerMode(true);
-    link.SetSink(&owner);
-    if (!engine.Open() || !link.Open())
+    engine->settings().server = true;
+    link->SetServerMode(true);
+    link->SetSink(&owner);
+    if (!engine->Open() || !link->Open())
       abort();
   }
   void turn(uint32_t milliseconds) {
     clock.advance(milliseconds);
-    engine.Poll();
-    link.Poll();
+    engine->Poll();
+    link->Poll();
     for (int i = 0; i < 4; ++i)
       loop.runOnce(0);
   }
@@ -46,8 +44,8 @@ struct Ends {
   ManualClock clock;
   EventLoop loop{clock};
   Owner owner;
-  CHHsms engine{loop, owner};
-  CHHsmsLink link{loop};
+  Handle<CHHsms> engine = makeHandle<CHHsms>(loop, owner);
+  Handle<CHHsmsLink> link = makeHandle<CHHsmsLink>(loop);
 };
 
 // The first byte of the input says how the rest is cut, the second how long the pauses are.
@@ -66,7 +64,7 @@ void play(Ends &ends, uint16_t port, ByteView bytes) {
   setsockopt(remote.fd(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
   remote.close();
   // What is whole is still handed over, one message a tick; then the peer goes.
-  for (size_t ticks = 0; ends.engine.PeerCount() != 0 || ends.link.PeerCount() != 0; ++ticks) {
+  for (size_t ticks = 0; ends.engine->PeerCount() != 0 || ends.link->PeerCount() != 0; ++ticks) {
     if (ticks > bytes.size() + 2)
       abort();
     ends.turn(1);
@@ -78,7 +76,7 @@ void play(Ends &ends, uint16_t port, ByteView bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static Ends ends;
   const ByteView bytes(data, std::min<size_t>(size, 512));
-  play(ends, static_cast<uint16_t>(ends.engine.LocalPort()), bytes);
-  play(ends, static_cast<uint16_t>(ends.link.LocalPort()), bytes);
+  play(ends, static_cast<uint16_t>(ends.engine->LocalPort()), bytes);
+  play(ends, static_cast<uint16_t>(ends.link->LocalPort()), bytes);
   return 0;
 }

@@ -1,6 +1,7 @@
 #include "secs2/item_codec.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace velto {
@@ -148,6 +149,30 @@ std::optional<size_t> EncodedItemSize(const CHSecsItem &root) {
     size += item.isList() ? 1 + LengthBytes(item.count()) : EncodedLeafSize(item);
   });
   return writable ? std::optional(size) : std::nullopt;
+}
+
+bool ReadsBackAsItIs(const CHSecsItem &root) {
+  if (root.decodeError() || !root.isList())
+    return !root.decodeError();
+  std::array<std::span<const CHSecsItem>, CHSecsItem::kMaxDepth> levels; // what is left of each
+  levels[0] = root.children();
+  for (size_t depth = 1; depth > 0;) {
+    std::span<const CHSecsItem> &rest = levels[depth - 1];
+    if (rest.empty()) {
+      --depth;
+      continue;
+    }
+    const CHSecsItem &item = rest.front();
+    rest = rest.subspan(1);
+    if (!item.hasData() || item.decodeError())
+      return false;
+    if (!item.isList())
+      continue;
+    if (depth == levels.size())
+      return false;
+    levels[depth++] = item.children();
+  }
+  return true;
 }
 
 size_t EncodeItem(const CHSecsItem &root, uint8_t *out) {

@@ -30,6 +30,10 @@ inline size_t EncodedLeafSize(const CHSecsItem &item) {
 /// length that three length bytes cannot state.
 std::optional<size_t> EncodedItemSize(const CHSecsItem &item);
 
+/// Whether the encoded item decodes to just what it is: each item of a list has data, and none is
+/// deeper than what is decoded.
+bool ReadsBackAsItIs(const CHSecsItem &item);
+
 /// Writes the item and all below it (SEMI E5 9.2) to `out`, which has room for EncodedItemSize()
 /// bytes; returns the count of bytes written. An item without data writes nothing.
 size_t EncodeItem(const CHSecsItem &item, uint8_t *out);

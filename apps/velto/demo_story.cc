@@ -130,7 +130,7 @@ private:
       return false;
     std::cout << "An etch tool listens on port " << port << ", its host connects and selects.\n";
     host_.control.SetPhysicalConnection(true);
-    return host_.await([&] { return listener.State() == HsmsState::Selected; }, "the selection");
+    return host_.await([&] { return listener.State() == LinkState::Ready; }, "the selection");
   }
 
   bool establishCommunications() {
@@ -265,7 +265,7 @@ private:
 
   bool separate() {
     title("Separate");
-    if (!host_.check(host_.control.engine().physical().Send(fromHex(kSeparateRequest)),
+    if (!host_.check(host_.control.engine().SendEncoded(fromHex(kSeparateRequest)),
                      "to be still connected"))
       return false;
     host_.control.SetPhysicalConnection(false);

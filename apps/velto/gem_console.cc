@@ -3,6 +3,7 @@
 #include "base/date_time.h"
 #include "base/text.h"
 #include "secs2/message_table.h"
+#include "transport/hsms/hsms_engine.h"
 
 #include <algorithm>
 #include <iterator>
@@ -78,7 +79,7 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
   control.onConnected = peer("connected");
   control.onDisconnected = peer("disconnected");
   control.onConnectionStateChanged = [state](int16_t next, int16_t) {
-    state("link", hsmsStateText(static_cast<HsmsState>(next)));
+    state("link", hsmsStateText(static_cast<LinkState>(next)));
   };
   control.onCommunicationStateChanged = [state](int16_t next, int16_t) {
     state("communication", communicationStateName(next));
@@ -165,7 +166,7 @@ void separate(CVeltoGemCtrl &control) {
   request.header.setSType(SType::SeparateReq);
   Bytes bytes;
   if (request.Encode(bytes))
-    control.engine().physical().Send(bytes);
+    control.engine().SendEncoded(bytes);
   control.SetPhysicalConnection(false);
 }
 

@@ -2,6 +2,7 @@
 
 #include "apps/velto/host_text.h"
 #include "base/text.h"
+#include "gem/gem_problem.h"
 #include "secs2/sml_printer.h"
 
 #include <algorithm>
@@ -74,7 +75,7 @@ std::string GemHost::partner() const {
 // A connect that fails is not reported by the link; it shows in that T5 runs.
 void GemHost::watchLink() {
   const CHPhysicalConnection &link = control_.engine().physical();
-  if (link.State() != HsmsState::NotConnected) {
+  if (link.State() != LinkState::Down) {
     wasConnected_ = true;
     connectFailed_ = false;
   } else if (!wasConnected_ && !connectFailed_ && link.NextPoll().value_or(0) > 0) {
@@ -170,7 +171,7 @@ std::string GemHost::request(CHSecsMessage &message) {
   const CHPhysicalConnection &link = control_.engine().physical();
   loop_.runUntil(
       [this, &link] {
-        return stopped_ || replied_ || timedOut_ || link.State() != HsmsState::Selected;
+        return stopped_ || replied_ || timedOut_ || link.State() != LinkState::Ready;
       },
       milliseconds(settings_.t3) + kGrace);
   pending_.reset();
@@ -182,7 +183,7 @@ std::string GemHost::outcome() {
     return kInterrupted;
   if (replied_)
     return refusal(reply_);
-  return control_.engine().physical().State() != HsmsState::Selected
+  return control_.engine().physical().State() != LinkState::Ready
              ? "the link was lost before an answer came"
              : "no answer within " + std::to_string(settings_.t3) + " s";
 }

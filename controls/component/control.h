@@ -98,8 +98,13 @@ protected:
   /// What the bag keeps beside the properties.
   virtual void saveExtras(PropertyBag &) const {}
   virtual void loadExtras(const PropertyBag &) {}
-  /// For the setters of persisted properties.
-  void setModified() { modified_ = true; }
+  /// For the setters of properties.
+  void setModified() {
+    modified_ = true;
+    onModified();
+  }
+  /// A property was set: what depends on it may look at it anew.
+  virtual void onModified() {}
 
 private:
   template <typename...> friend class Event;

@@ -1,5 +1,7 @@
 #include "gem/engine/engine.h"
 
+#include "gem/gem_problem.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -10,40 +12,38 @@ namespace {
 constexpr uint8_t kCommunicating = 2;
 constexpr uint8_t kAttemptOnline = 1;
 
-std::string problemText(int code) { return std::string("Error : ") + gemErrorText(code); }
+constexpr uint32_t kPumpedTick = 50; // ms: time goes on while a report pumps the loop
 
 } // namespace
 
 CHGemEngine::CHGemEngine(EventLoop &loop, FileSystem &files)
-    : loop_(loop), files_(files), physical_(loop, *this) {
+    : loop_(loop), files_(files), ticker_(loop, *this, kPumpedTick),
+      physical_(loop, *this, ticker_) {
   settings_.section("Log");
-  settings_.integer("Enable", logEnabled, 0);
+  settings_.flag("Enable", logEnabled, false);
   settings_.text("FileName", logFileName, "./kel");
   settings_.integer("FileSize", logSize, 1024);
   settings_.integer("BakCount", logBackups, 1);
   settings_.section("HSMS");
-  settings_.integer("EnableCommunication", enableCommunication_, 1);
+  settings_.flag("EnableCommunication", enableCommunication_, true);
   settings_.section("LogicalConnection");
-  settings_.integer("ObjectModel", objectModel_, 1);
+  settings_.flag("ObjectModel", objectModel_, true);
   SetObjectModel(true);
 }
 
 CHGemEngine::~CHGemEngine() { logical_->detach(); }
 
-void CHGemEngine::SetWake(std::function<void()> wake) {
-  wake_ = std::move(wake);
-  physical_.SetWake(wake_);
-}
-
-void CHGemEngine::wake() const {
-  if (wake_)
-    wake_();
+void CHGemEngine::End() {
+  ended_ = true;
+  sink_ = nullptr;
+  physical_.End();
+  logical_->detach();
 }
 
 void CHGemEngine::SetObjectModel(bool on) {
   if (logical_ != nullptr)
     logical_->detach();
-  objectModel_ = on ? 1 : 0;
+  objectModel_ = on;
   refused_ = false;
   LogicalConnectionOwner &owner = *this;
   if (on) {
@@ -54,7 +54,7 @@ void CHGemEngine::SetObjectModel(bool on) {
     gem_ = nullptr;
     logical_ = std::make_shared<CHLogicalConnection>(owner, iniFileName_);
   }
-  wake();
+  ticker_.wake();
 }
 
 void CHGemEngine::SetIniFileName(const std::string &name) {
@@ -67,52 +67,51 @@ void CHGemEngine::SetIniFileName(const std::string &name) {
 void CHGemEngine::LoadIniFile() {
   const IniFile file(iniFileName_, files_);
   settings_.load(file);
-  physical_.settings().load(file);
-  if ((objectModel_ != 0) != (gem_ != nullptr))
-    SetObjectModel(objectModel_ != 0);
-  if (file.has("HSMS", "EnableCommunication") && enableCommunication_ != 0)
+  physical_.settingList().load(file);
+  if (objectModel_ != (gem_ != nullptr))
+    SetObjectModel(objectModel_);
+  if (file.has("HSMS", "EnableCommunication") && enableCommunication_)
     physical_.RequestOpen();
+  ticker_.arm();
 }
 
 bool CHGemEngine::SaveIniFile() {
-  enableCommunication_ = physical_.OpenRequested() ? 1 : 0;
+  enableCommunication_ = physical_.OpenRequested();
   IniFile file(iniFileName_, files_);
   settings_.store(file);
-  physical_.settings().store(file);
+  physical_.settingList().store(file);
   return file.save();
 }
 
 bool CHGemEngine::LoadData(const std::string &fileName) {
   if (gem_ == nullptr)
     return false;
-  const auto keep = logical_;
-  const Lifetime::Watch alive(lifetime_);
+  const Hold held(*this);
   const bool loaded = gem_->LoadData(fileName);
-  if (alive && physical_.State() == HsmsState::Selected)
+  if (physical_.State() == LinkState::Ready)
     linkReady();
-  if (alive)
-    wake();
+  ticker_.arm();
   return loaded;
 }
 
-void CHGemEngine::CloseConnection() {
-  physical_.Close();
-  wake();
-}
+void CHGemEngine::CloseConnection() { physical_.Close(); }
 
 uint8_t CHGemEngine::GetControlState() const {
   return gem_ == nullptr ? uint8_t{0} : gem_->control().GetState();
 }
 
 bool CHGemEngine::SetControlState(uint8_t state) {
-  const auto keep = logical_;
-  return gem_ != nullptr && gem_->control().SetStateByHost(state);
+  const Hold held(*this);
+  const bool switched = gem_ != nullptr && gem_->control().SetStateByHost(state);
+  ticker_.arm();
+  return switched;
 }
 
 void CHGemEngine::SetOnlineSwitch(bool on) {
-  const auto keep = logical_;
+  const Hold held(*this);
   if (gem_ != nullptr)
     gem_->control().SetOnlineSwitch(on);
+  ticker_.arm();
 }
 
 uint8_t CHGemEngine::GetCommunicationState() const {
@@ -120,11 +119,9 @@ uint8_t CHGemEngine::GetCommunicationState() const {
 }
 
 bool CHGemEngine::SetCommunicationState(uint8_t state) {
-  const auto keep = logical_;
-  const Lifetime::Watch alive(lifetime_);
+  const Hold held(*this);
   const bool switched = gem_ != nullptr && gem_->communication().SwitchState(state);
-  if (alive)
-    wake();
+  ticker_.arm();
   return switched;
 }
 
@@ -132,7 +129,7 @@ bool CHGemEngine::SetCommunicationState(uint8_t state) {
 
 LogSettings CHGemEngine::logSettings() const {
   LogSettings settings;
-  settings.log = logEnabled != 0;
+  settings.log = logEnabled;
   settings.fileName = logFileName;
   settings.size = logSize;
   settings.backupCount = static_cast<int16_t>(logBackups);
@@ -145,14 +142,24 @@ LinkLog CHGemEngine::record() const {
 
 bool CHGemEngine::WriteLog(const std::string &text) {
   CHLogFile log(logFileName, static_cast<uint32_t>(logSize), logBackups, loop_.clock(), files_);
-  log.SetEnabled(logEnabled != 0);
+  log.SetEnabled(logEnabled);
   log.WriteLine(text);
-  return logEnabled != 0;
+  return logEnabled;
 }
 
 // Link and problems -----------------------------------------------------------------------------
 
-void CHGemEngine::OnConnected(const std::string &ipAddress, int32_t portNumber, bool connected) {
+void CHGemEngine::OnConnected(const std::string &ipAddress, int32_t portNumber) {
+  reportConnection(ipAddress, portNumber, true);
+}
+
+void CHGemEngine::OnDisconnected(const std::string &ipAddress, int32_t portNumber) {
+  reportConnection(ipAddress, portNumber, false);
+}
+
+void CHGemEngine::reportConnection(const std::string &ipAddress, int32_t portNumber,
+                                   bool connected) {
+  const Hold held(*this);
   record().connection(connected, ipAddress, portNumber);
   if (sink_ == nullptr)
     return;
@@ -162,49 +169,53 @@ void CHGemEngine::OnConnected(const std::string &ipAddress, int32_t portNumber, 
     sink_->OnDisconnected(ipAddress, portNumber);
 }
 
-void CHGemEngine::OnLinkStateChanged(HsmsState next, HsmsState previous) {
-  const Lifetime::Watch alive(lifetime_);
-  if (next == HsmsState::Selected) {
+void CHGemEngine::OnStateChanged(LinkState next, LinkState previous) {
+  const Hold held(*this);
+  if (next == LinkState::Ready) {
     ++selects_;
     linkReady();
   }
-  if (!alive)
-    return;
-  wake();
+  ticker_.wake();
   if (sink_ != nullptr)
     sink_->OnConnectionStateChanged(static_cast<int16_t>(next), static_cast<int16_t>(previous));
 }
 
 void CHGemEngine::linkReady() {
-  const auto keep = logical_;
+  const Hold held(*this);
   logical_->OnLinkReady();
   if (gem_ != nullptr)
     gem_->communication().SwitchState(gem_->data().communication.initialState);
 }
 
-void CHGemEngine::OnLinkProblem(int code) {
-  record().problem(static_cast<int16_t>(code), physical_.ipAddress, physical_.portNumber);
+void CHGemEngine::OnProblem(const std::string &, int32_t, LinkProblem problem, ByteView) {
+  const Hold held(*this);
+  reportProblem(problem);
+}
+
+void CHGemEngine::reportProblem(LinkProblem problem) {
+  if (ended_)
+    return;
+  const auto number = static_cast<int16_t>(gemProblemNumber(problem));
+  record().problem(number, physical_.settings().ipAddress, physical_.settings().portNumber);
   if (sink_ != nullptr)
-    sink_->OnProblem(static_cast<int16_t>(code), problemText(code));
+    sink_->OnProblem(number, std::string("Error : ") + gemErrorText(number));
 }
 
 // The models hear of it first, then the partner (S9F9), then the host.
 void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
-  const auto keep = logical_;
-  const Lifetime::Watch alive(lifetime_);
+  const Hold held(*this);
   logical_->OnProblem(ErrorGemHsmsT3Timeout, primary);
-  if (alive)
-    OnLinkProblem(ErrorGemHsmsT3Timeout);
+  reportProblem(LinkProblem::T3);
 }
 
 void CHGemEngine::reportCommunicationState(uint8_t next, uint8_t previous) {
-  wake();
+  ticker_.wake();
   if (sink_ != nullptr)
     sink_->OnCommunicationStateChanged(next, previous);
 }
 
 void CHGemEngine::reportControlState(uint8_t next, uint8_t previous) {
-  wake();
+  ticker_.wake();
   if (sink_ != nullptr)
     sink_->OnControlStateChanged(next, previous);
 }
@@ -216,32 +227,30 @@ void CHGemEngine::reportVariable(uint32_t vid) {
 
 // Ticking ---------------------------------------------------------------------------------------
 
-// Each step may end with another model in place, or with the engine gone. The host may pump the
+// Each step may end with another model in place, or with the engine ended. The host may pump the
 // loop while it is told of a change, which comes afterwards: nothing is to be done for that one
 // again.
 void CHGemEngine::Tick() {
-  const Lifetime::Watch alive(lifetime_);
-  physical_.Poll();
-  if (alive)
-    endFailedAttempt();
-  if (alive)
-    noticeLostLink();
-  if (!alive)
+  if (physical_.Poll())
+    reportProblem(LinkProblem::T5);
+  endFailedAttempt();
+  noticeLostLink();
+  if (ended_)
     return;
-  const auto keep = logical_;
-  keep->Tick();
+  const Hold held(*this);
+  held.logical->Tick();
 }
 
 void CHGemEngine::endFailedAttempt() {
-  const auto keep = logical_;
-  if (gem_ != nullptr && gem_->communication().State() != kCommunicating &&
+  const Hold held(*this);
+  if (!ended_ && gem_ != nullptr && gem_->communication().State() != kCommunicating &&
       gem_->control().GetState() == kAttemptOnline)
     gem_->control().SwitchState(gem_->offlineState());
 }
 
 void CHGemEngine::noticeLostLink() {
-  const auto keep = logical_;
-  if (gem_ == nullptr || physical_.State() == HsmsState::Selected ||
+  const Hold held(*this);
+  if (ended_ || gem_ == nullptr || physical_.State() == LinkState::Ready ||
       gem_->communication().isDisabled())
     return;
   CHGem &gem = *gem_;
@@ -250,10 +259,12 @@ void CHGemEngine::noticeLostLink() {
 }
 
 std::optional<uint32_t> CHGemEngine::NextTick() const {
+  if (ended_)
+    return std::nullopt;
   if (gem_ != nullptr) {
     const CHGemCommunicationModel &communication = gem_->communication();
     const CHGemControlModel &control = gem_->control();
-    const bool linkLost = !communication.isDisabled() && physical_.State() != HsmsState::Selected;
+    const bool linkLost = !communication.isDisabled() && physical_.State() != LinkState::Ready;
     const bool attemptFailed = communication.State() != kCommunicating &&
                                !control.isGoingOffline() && control.GetState() == kAttemptOnline;
     if (linkLost || attemptFailed)

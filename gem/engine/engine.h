@@ -4,6 +4,7 @@
 #include "gem/engine/gem.h"
 #include "gem/engine/physical_connection.h"
 #include "platform/file.h"
+#include "transport/link/ticker.h"
 #include "transport/log/link_log.h"
 
 #include <memory>
@@ -14,23 +15,32 @@ namespace velto {
 /// The engine of the Gem control: the link, the logical connection or equipment model, the
 /// settings, and the way of every message between them. Nothing is answered while the host is told
 /// of a message; the host calls DefProc(), or sends a reply of its own.
-class CHGemEngine final : private PhysicalConnectionOwner, private LogicalConnectionOwner {
+///
+/// Owned through a Handle; ticks by itself.
+class CHGemEngine final : public std::enable_shared_from_this<CHGemEngine>,
+                          private Ticker::Client,
+                          private MessageLinkOwner,
+                          private LogicalConnectionOwner {
 public:
-  CHGemEngine(EventLoop &loop, FileSystem &files = systemFiles());
+  explicit CHGemEngine(EventLoop &loop, FileSystem &files = systemFiles());
   ~CHGemEngine() override;
   CHGemEngine(const CHGemEngine &) = delete;
   CHGemEngine &operator=(const CHGemEngine &) = delete;
 
   void SetSink(CHGemEventSink *sink) { sink_ = sink; }
-  /// Called whenever Tick() may have something to do earlier than NextTick() said.
-  void SetWake(std::function<void()> wake);
+  /// The owner gives the engine up: it closes and never reports again.
+  void End();
+
+  /// Settings or data were changed that the next tick may depend on. (Its own calls need no such
+  /// word.)
+  void changed() { ticker_.arm(); }
 
   /// Log settings; section "Log".
-  int32_t logEnabled = 0;
+  bool logEnabled = false;
   std::string logFileName = "./kel";
   int32_t logSize = 1024; ///< KiB
   int32_t logBackups = 1;
-  bool logCommunication = true; ///< the log holds the messages, not only what befell the link
+  bool logCommunication = true; ///< the log holds the messages, not only connections and problems
   /// Appends a stamped text to the communication log; false when the log is off.
   bool WriteLog(const std::string &text);
 
@@ -66,11 +76,14 @@ public:
   bool DefProc();
   /// Sends through the gate of the model's states; false with a plain connection.
   bool Send(CHSecsMessage &message);
+  /// Sends a message as it stands, header and body, past the model and its gate: a Separate.req,
+  /// for example.
+  bool SendEncoded(ByteView headerAndBody);
   /// Sends S6F11 or S5F1; false without a model, and unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
 
-  /// One tick of the control's timer.
+  /// One tick, which comes by itself.
   void Tick();
   /// Milliseconds until Tick() has something to do; nothing: never.
   std::optional<uint32_t> NextTick() const;
@@ -79,13 +92,28 @@ public:
   TreeView status(int workSpace) const;
 
 private:
-  // PhysicalConnectionOwner
-  void OnConnected(const std::string &ipAddress, int32_t portNumber, bool connected) override;
+  // Whoever is at work in the engine keeps it there, and the logical connection that it found, so
+  // that a report may end the one and replace the other.
+  struct Hold {
+    explicit Hold(CHGemEngine &at) : engine(at.shared_from_this()), logical(at.logical_) {}
+    std::shared_ptr<CHGemEngine> engine;
+    std::shared_ptr<CHLogicalConnection> logical;
+  };
+
+  // Ticker::Client
+  std::shared_ptr<void> hold() override { return shared_from_this(); }
+  void tick() override { Tick(); }
+  std::optional<uint32_t> nextTick() const override { return NextTick(); }
+  // MessageLinkOwner
+  void OnConnected(const std::string &ipAddress, int32_t portNumber) override;
+  void OnDisconnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
                   bool storeOnly) override;
-  void OnSent(const CHSecsHeader &header, ByteView body) override;
-  void OnLinkProblem(int code) override;
-  void OnLinkStateChanged(HsmsState next, HsmsState previous) override;
+  void OnSent(const std::string &ipAddress, int32_t portNumber, const CHSecsHeader &header,
+              ByteView body) override;
+  void OnProblem(const std::string &ipAddress, int32_t portNumber, LinkProblem problem,
+                 ByteView data) override;
+  void OnStateChanged(LinkState next, LinkState previous) override;
   // LogicalConnectionOwner
   bool transmit(const CHSecsMessage &message) override;
   bool transmit(CHSecsMessage &&message) override;
@@ -98,31 +126,31 @@ private:
 
   LogSettings logSettings() const;
   LinkLog record() const;
-  bool logsMessages() const { return logEnabled != 0 && logCommunication; }
+  bool logsMessages() const { return logEnabled && logCommunication; }
+  void reportConnection(const std::string &ipAddress, int32_t portNumber, bool connected);
+  void reportProblem(LinkProblem problem);
+  void reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root);
   bool acceptsDevice(CHSecsVerifier &slot);
   void linkReady();
   void endFailedAttempt();
   void noticeLostLink();
-  void wake() const;
 
   EventLoop &loop_;
   FileSystem &files_;
   CHGemEventSink *sink_ = nullptr;
-  std::function<void()> wake_;
+  bool ended_ = false;
   SettingList settings_;
-  int32_t enableCommunication_ = 1;
-  int32_t objectModel_ = 1;
+  bool enableCommunication_ = true;
+  bool objectModel_ = true;
   std::string iniFileName_ = "./kel.ini";
+  Ticker ticker_;
   CHPhysicalConnection physical_;
-  // Kept alive by whoever is at work in it, so that a report may replace it.
   std::shared_ptr<CHLogicalConnection> logical_;
   CHGem *gem_ = nullptr;
   uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
   uint32_t selects_ = 0;  // counts partners, to tell whether the one that asked is still there
-  CHSecsMessage *outgoing_ = nullptr; // being sent, and not needed afterwards
-  std::optional<uint32_t> handled_;   // the message at which DefProc() is at work
+  std::optional<uint32_t> handled_; // the message at which DefProc() is at work
   bool refused_ = false; // the message in the slot came before the select, or for another device
-  Lifetime lifetime_;
 };
 
 } // namespace velto

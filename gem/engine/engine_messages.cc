@@ -45,6 +45,23 @@ void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
   to.partner()->message.root = std::move(from.partner()->message.root);
 }
 
+CHSecsHeader headerOf(ByteView bytes) {
+  CHSecsHeader header;
+  DecodeHeader(header, bytes.first<CHSecsHeader::kSize>(), static_cast<uint32_t>(bytes.size()));
+  return header;
+}
+
+ByteView bodyOf(ByteView bytes) { return bytes.subspan(CHSecsHeader::kSize); }
+
+// The root item of a message that went out, as the partner will read it.
+CHSecsItem sentRoot(const CHSecsItem &root, ByteView body) {
+  if (ReadsBackAsItIs(root))
+    return root.clone();
+  CHSecsItem decoded;
+  DecodeItem(decoded, body);
+  return decoded;
+}
+
 Bytes joined(ByteView head, ByteView body) {
   Bytes bytes(head.begin(), head.end());
   bytes.insert(bytes.end(), body.begin(), body.end());
@@ -59,7 +76,7 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
                              bool storeOnly) {
   if (gem_ == nullptr || gem_->communication().State() == 0)
     return;
-  const auto keep = logical_;
+  const Hold held(*this);
   ++received_;
   refused_ = storeOnly;
   CHSecsVerifier &slot = gem_->slot(CHGem::kReceived);
@@ -70,9 +87,9 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
   if (!slot.message.Decode(message) || storeOnly)
     return;
   slot.Verify(true);
-  if (physical_.protocol != kAnnounced || !acceptsDevice(slot))
+  if (physical_.settings().sessionMode != kAnnounced || !acceptsDevice(slot))
     return;
-  wake();
+  ticker_.wake();
   if (sink_ != nullptr)
     sink_->OnReceived(std::string(ipAddress), portNumber);
 }
@@ -102,89 +119,107 @@ bool CHGemEngine::acceptsDevice(CHSecsVerifier &slot) {
 bool CHGemEngine::DefProc() {
   if (gem_ == nullptr)
     return false;
-  const auto keep = logical_;
+  const Hold held(*this);
   CHGem &gem = *gem_;
   if (refused_ || handled_ == received_ || gem.slot(CHGem::kReceived).message.header.sType() != 0)
     return true;
-  const Lifetime::Watch alive(lifetime_);
   const uint32_t received = received_;
   const uint32_t selects = selects_;
   const std::optional<uint32_t> outer = std::exchange(handled_, received);
   CHSecsVerifier work;
   copySlot(gem.slot(CHGem::kReceived), work);
-  if (physical_.State() != HsmsState::NotConnected)
+  if (physical_.State() != LinkState::Down)
     gem.OnReceive(work);
   const CHSecsHeader &header = work.message.header;
-  if (alive && selects == selects_ && header.function() % 2 == 1 && header.wbit() &&
+  if (selects == selects_ && header.function() % 2 == 1 && header.wbit() &&
       work.partner()->replyValid)
     gem.SendUngated(work.partner()->message);
-  if (!alive)
-    return true;
   handled_ = outer;
   if (received == received_)
     moveSlot(work, gem.slot(CHGem::kReceived));
-  wake();
+  ticker_.arm();
   return true;
 }
 
 // Sending ---------------------------------------------------------------------------------------
 
 bool CHGemEngine::Send(CHSecsMessage &message) {
-  const auto keep = logical_;
-  const bool sent = keep->Send(message);
-  return sent && keep->kind() == CHLogicalConnection::Kind::Gem;
+  const Hold held(*this);
+  const bool sent = held.logical->Send(message);
+  return sent && held.logical->kind() == CHLogicalConnection::Kind::Gem;
 }
 
 bool CHGemEngine::InvokeEvent(uint32_t ceid) {
-  const auto keep = logical_;
+  const Hold held(*this);
   return gem_ != nullptr && gem_->InvokeEvent(ceid);
 }
 
 bool CHGemEngine::InvokeAlarm(uint32_t alid, uint8_t alcd) {
-  const auto keep = logical_;
-  const Lifetime::Watch alive(lifetime_);
+  const Hold held(*this);
   const bool sent = gem_ != nullptr && gem_->InvokeAlarm(alid, alcd);
-  if (alive)
-    wake(); // the changed state is saved on the next tick
+  ticker_.arm(); // the changed state is saved on the next tick
   return sent;
 }
 
+// What went out is told by whoever still holds it: no message is decoded to be shown, but for one
+// that does not read back as it stands.
 bool CHGemEngine::transmit(const CHSecsMessage &message) {
   Bytes bytes;
-  return message.Encode(bytes) && physical_.Send(bytes);
+  const Hold held(*this);
+  if (!message.Encode(bytes))
+    return false;
+  const ByteView body = bodyOf(bytes);
+  const auto sent = physical_.Send(headerOf(bytes), body);
+  if (!sent)
+    return false;
+  reportSent(*sent, body, sentRoot(message.root, body));
+  return true;
 }
 
 bool CHGemEngine::transmit(CHSecsMessage &&message) {
-  const Lifetime::Watch alive(lifetime_);
-  outgoing_ = &message;
-  const bool sent = transmit(std::as_const(message));
-  if (alive)
-    outgoing_ = nullptr;
-  return sent;
+  Bytes bytes;
+  const Hold held(*this);
+  if (!message.Encode(bytes))
+    return false;
+  const auto sent = physical_.Send(headerOf(bytes), bodyOf(bytes));
+  if (!sent)
+    return false;
+  reportSent(*sent, bodyOf(bytes), std::move(message.root));
+  return true;
 }
 
-// The slot gets what went out: the body itself where the sender leaves it, else what its bytes say.
-void CHGemEngine::OnSent(const CHSecsHeader &header, ByteView body) {
-  const auto keep = logical_;
-  const Lifetime::Watch alive(lifetime_);
+bool CHGemEngine::SendEncoded(ByteView headerAndBody) {
+  if (headerAndBody.size() < CHSecsHeader::kSize)
+    return false;
+  const Hold held(*this);
+  const auto sent = physical_.Send(headerOf(headerAndBody), bodyOf(headerAndBody));
+  if (!sent)
+    return false;
+  OnSent({}, 0, *sent, bodyOf(headerAndBody));
+  return true;
+}
+
+void CHGemEngine::OnSent(const std::string &, int32_t, const CHSecsHeader &header, ByteView body) {
+  const Hold held(*this);
+  CHSecsItem root;
+  DecodeItem(root, body);
+  reportSent(header, body, std::move(root));
+}
+
+void CHGemEngine::reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root) {
+  const std::shared_ptr<CHLogicalConnection> logical = logical_;
   CHSecsMessage plain;
   CHSecsMessage &sent = gem_ != nullptr ? gem_->slot(CHGem::kSent).message : plain;
-  CHSecsMessage *left = std::exchange(outgoing_, nullptr);
   std::array<uint8_t, CHSecsHeader::kSize> head{};
   EncodeHeader(header, head);
   DecodeHeader(sent.header, head, static_cast<uint32_t>(head.size() + body.size()));
-  if (left != nullptr)
-    sent.root = std::move(left->root);
-  else
-    DecodeItem(sent.root, body);
+  sent.root = std::move(root);
   if (logsMessages())
     record().sent(joined(head, body));
   // Without a model nothing that arrives is looked at, and no reply would end a transaction.
-  if (gem_ != nullptr && header.idWord == keep->DeviceID())
-    keep->OnSent(sent);
-  if (!alive)
-    return;
-  wake();
+  if (gem_ != nullptr && header.idWord == logical->DeviceID())
+    logical->OnSent(sent);
+  ticker_.arm();
   if (sink_ != nullptr)
     sink_->OnSent();
 }

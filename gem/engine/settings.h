@@ -14,6 +14,8 @@ public:
   /// The settings that follow stand in this section.
   void section(const char *name) { section_ = name; }
   void integer(const char *key, int32_t &value, int32_t fallback);
+  /// Stored as 0 or 1; any other number reads as true.
+  void flag(const char *key, bool &value, bool fallback);
   /// Texts hold at most 255 characters.
   void text(const char *key, std::string &value, const char *fallback);
 
@@ -27,6 +29,7 @@ private:
     const char *key;
     int32_t *integer;
     std::string *text;
+    bool *flag;
     int32_t integerFallback;
     const char *textFallback;
   };

@@ -2,10 +2,10 @@
 
 #include "base/text.h"
 #include "gem/data/variable_list.h"
+#include "gem/gem_problem.h"
 #include "gem/messages/reply.h"
 #include "secs2/item_value.h"
 #include "secs2/node_path.h"
-#include "transport/hsms/hsms_engine.h"
 
 #include <algorithm>
 

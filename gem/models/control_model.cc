@@ -2,8 +2,8 @@
 
 #include "base/text.h"
 #include "gem/data/variable_list.h"
+#include "gem/gem_problem.h"
 #include "gem/messages/reply.h"
-#include "transport/hsms/hsms_engine.h"
 
 #include <iterator>
 #include <string>

@@ -29,21 +29,21 @@ pid_t startEquipment(const std::string &folder, const std::string &port) {
 class Storm final : public CHGemEventSink {
 public:
   explicit Storm(uint16_t port) {
-    engine.SetSink(this);
-    engine.SetIniFileName(folder / "host.ini");
-    engine.gem()->SetDataFileName(folder / "host.kel");
-    engine.gem()->SetHost(true);
-    engine.gem()->data().communication.initialState = 1;
+    engine->SetSink(this);
+    engine->SetIniFileName(folder / "host.ini");
+    engine->gem()->SetDataFileName(folder / "host.kel");
+    engine->gem()->SetHost(true);
+    engine->gem()->data().communication.initialState = 1;
     CHGemEventVid state;
     state.vid = 1;
     state.setRawValue("<u4 4>");
     state.role = RoleControlState;
-    engine.gem()->data().variables.Add(state);
-    engine.physical().ipAddress = "127.0.0.1";
-    engine.physical().portNumber = port;
-    engine.physical().t5 = 5;
+    engine->gem()->data().variables.Add(state);
+    engine->physical().settings().ipAddress = "127.0.0.1";
+    engine->physical().settings().portNumber = port;
+    engine->physical().t5 = 5;
     ticker.startPeriodic(1);
-    engine.OpenConnection();
+    engine->OpenConnection();
   }
 
   /// Runs until `count` changes are acknowledged; false when that takes too long.
@@ -61,23 +61,23 @@ private:
     CHSecsMessage message;
     ++pending;
     message.SetFromSml("s2f33w{<u4 1>{{<u4 " + std::to_string(pending) + ">{<u4 1>}}}}");
-    engine.Send(message);
+    engine->Send(message);
   }
   void OnConnected(const std::string &, int32_t) override {}
   void OnDisconnected(const std::string &, int32_t) override {}
   void OnConnectionStateChanged(int16_t, int16_t) override {}
   void OnProblem(int16_t, const std::string &) override {}
   void OnReceived(const std::string &, int32_t) override {
-    const CHSecsMessage &message = engine.gem()->slot(CHGem::kReceived).message;
+    const CHSecsMessage &message = engine->gem()->slot(CHGem::kReceived).message;
     if (message.header.stream() == 2 && message.header.function() == 34) {
       if (message.GetNodeValue(true) == "0") {
         ++acknowledged;
         lastReport = pending;
       }
-      engine.DefProc();
+      engine->DefProc();
       next();
     } else {
-      engine.DefProc();
+      engine->DefProc();
     }
   }
   void OnSent() override {}
@@ -89,8 +89,8 @@ private:
   void OnVariableChanged(int32_t) override {}
 
   TemporaryDirectory folder;
-  CHGemEngine engine{loop};
-  Timer ticker{loop, [this] { engine.Tick(); }};
+  Handle<CHGemEngine> engine = makeHandle<CHGemEngine>(loop);
+  Timer ticker{loop, [this] { engine->Tick(); }};
   uint32_t pending = 100;
 };
 

@@ -116,7 +116,7 @@ TEST_F(GemControl, PropertiesKeepWhatIsPutWithinTheirRules) {
     EXPECT_EQ(read(fresh, row.property), row.result) << row.property << " = " << row.value;
   }
   EXPECT_EQ(fresh.engine().gem()->T3(), 30000U) << "milliseconds in the model";
-  EXPECT_EQ(fresh.engine().physical().t7, 2'147'483'000);
+  EXPECT_EQ(fresh.engine().physical().settings().t7, 2'147'483'000);
   EXPECT_TRUE(fresh.modified());
 }
 

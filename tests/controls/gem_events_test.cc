@@ -287,7 +287,7 @@ TEST_F(GemEvents, AProblemOfTheLinkLeavesTheHostsSelection) {
 
 TEST_F(GemEvents, ControlMessagesAreAnnouncedButAnsweredByTheLink) {
   establish();
-  EXPECT_TRUE(host.control->engine().physical().Send(fromHex("ffff0000000500000009")));
+  EXPECT_TRUE(host.control->engine().SendEncoded(fromHex("ffff0000000500000009")));
   settle();
   EXPECT_THAT(equipment.take(), ElementsAre("Received LinktestReq", "Sent LinktestRsp"));
   EXPECT_THAT(host.take(), ElementsAre("Sent LinktestReq", "Received LinktestRsp"));

@@ -1,3 +1,4 @@
+#include "gem/gem_problem.h"
 #include "gem/models/communication_model.h"
 
 #include "gem/fake_owner.h"

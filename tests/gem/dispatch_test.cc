@@ -18,7 +18,7 @@ class GemDispatch : public GemPair {};
 TEST_F(GemDispatch, WhatWasRefusedIsNotCarriedOut) {
   establish();
   equipment.answers = false;
-  RawClient stranger(host.engine->physical().portNumber);
+  RawClient stranger(host.engine->physical().settings().portNumber);
   net.settle();
   equipment.take();
   stranger.send(frame("0000810f000000000001")); // S1F15W of a host that has not selected
@@ -46,7 +46,7 @@ TEST_F(GemDispatch, ANewHostStartsWithoutThePastOfTheOneBefore) {
   EXPECT_TRUE(send(equipment, "s6f11w{<u4 1><u4 2>{}}"));
   net.settle();
   host.engine->CloseConnection();
-  RawClient next(host.engine->physical().portNumber);
+  RawClient next(host.engine->physical().settings().portNumber);
   net.settle();
   equipment.take();
   next.send(frame("ffff0000000100000001"));
@@ -67,7 +67,7 @@ TEST_F(GemDispatch, ANewHostGetsNoReplyToTheOneBefore) {
     if (line != "variable 20")
       return;
     host.engine->CloseConnection();
-    next.emplace(host.engine->physical().portNumber);
+    next.emplace(host.engine->physical().settings().portNumber);
     net.settle();
     next->send(frame("ffff0000000100000001"));
     net.settle();

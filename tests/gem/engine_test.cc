@@ -34,7 +34,7 @@ TEST_F(GemEngine, ADisabledEquipmentHearsNothingAndSaysNothing) {
   equipment.engine->gem()->data().communication.initialState = 0;
   host.engine->OpenConnection();
   run();
-  EXPECT_EQ(equipment.engine->physical().State(), HsmsState::Selected);
+  EXPECT_EQ(equipment.engine->physical().State(), LinkState::Ready);
   EXPECT_THAT(equipment.take(), ElementsAre("connected", "sent SelectRsp", "link 0 2"));
   EXPECT_FALSE(equipment.engine->SetCommunicationState(2)) << "communications are to be asked for";
   EXPECT_TRUE(equipment.engine->SetCommunicationState(1));
@@ -170,7 +170,7 @@ TEST_F(GemEngine, ALostLinkComesBackAfterT5) {
   host.engine->CloseConnection();
   net.clock.advance(20000);
   run();
-  EXPECT_EQ(host.engine->physical().State(), HsmsState::NotConnected) << "closing cancels";
+  EXPECT_EQ(host.engine->physical().State(), LinkState::Down) << "closing cancels";
 }
 
 TEST_F(GemEngine, OurOwnEndsUnderstandEachOtherWhicheverAsks) {
@@ -215,7 +215,7 @@ TEST_F(GemEngine, ALinkThatIsClosedAtOnceIsTriedAgain) {
   TcpSocket listener;
   listener.create(0, true);
   listener.listen(5);
-  host.engine->physical().portNumber = listener.localPort();
+  host.engine->physical().settings().portNumber = listener.localPort();
   host.engine->OpenConnection();
   for (int i = 0; i < 3; ++i) {
     host.engine->Tick();
@@ -259,7 +259,7 @@ TEST_F(GemEngine, ControlMessagesAndOldOnesAreNotHandledAsData) {
   reject.SetMsg("ffff810d000700000001");
   Bytes bytes;
   reject.Encode(bytes);
-  EXPECT_TRUE(host.engine->physical().Send(bytes));
+  EXPECT_TRUE(host.engine->SendEncoded(bytes));
   run();
   EXPECT_THAT(equipment.take(), ElementsAre("received RejectReq"));
   EXPECT_TRUE(send(host, "s1f13w{}"));
@@ -289,18 +289,18 @@ TEST_F(GemEngine, AThousandReconnectsLeaveNothingBehind) {
 }
 
 TEST_F(GemEngine, MayBeDestroyedInsideEveryReport) {
-  for (const char *event : {"connected", "link 0 2", "communication 0 1", "sent S1F13W",
-                            "received S1F14", "received S1F13W", "communication 1 2"}) {
+  for (const char *event : {"connected", "link 1 2", "communication 0 1", "sent S1F13W",
+                            "received S1F14", "communication 1 2"}) {
     Station victim(net, hostFolder / "");
     victim.engine->gem()->SetHost(true);
-    victim.engine->physical().ipAddress = "127.0.0.1";
-    victim.engine->physical().portNumber = host.engine->physical().portNumber;
+    victim.engine->physical().settings().ipAddress = "127.0.0.1";
+    victim.engine->physical().settings().portNumber = host.engine->physical().settings().portNumber;
     victim.onNote = [&](const std::string &line) {
       if (line == event)
         victim.engine.reset();
     };
     victim.engine->OpenConnection();
-    for (int i = 0; i < 8 && victim.engine != nullptr; ++i) {
+    for (int i = 0; i < 8 && victim.engine; ++i) {
       victim.engine->Tick();
       run(1);
     }
@@ -322,6 +322,7 @@ TEST_F(GemEngine, ATickInsideAReportDoesNotReportAgain) {
   run();
   EXPECT_THAT(equipment.take(), Contains("communication 2 0").Times(1));
   equipment.engine->gem()->data().variables.FindByRole(RoleControlState)->SetValue("1");
+  equipment.engine->changed();
   run();
   EXPECT_THAT(equipment.take(), ElementsAre("control 1 2"));
   EXPECT_EQ(ticks, 2);
@@ -430,25 +431,25 @@ TEST_F(GemEngine, SettingsComeFromTheIniFile) {
                       "[HSMS]\nIPAddress=10.0.0.7\nT5=1234\nServer=1\n[LogicalConnection]\n"
                       "DeviceID=5\nT3=20000\n[Log]\nFileName=" +
                           std::string(300, 'x') + "\n");
-  CHGemEngine engine(net.loop);
-  engine.SetIniFileName(equipmentFolder / "x.ini");
-  engine.SetIniFileName("");
-  engine.LoadIniFile();
-  EXPECT_FALSE(engine.LoadData(equipmentFolder / "missing.kel"));
-  EXPECT_EQ(engine.physical().ipAddress, "10.0.0.7");
-  EXPECT_EQ(engine.physical().t5, 1234);
-  EXPECT_EQ(engine.physical().t6, 5000);
-  EXPECT_EQ(engine.logFileName, std::string(255, 'x'));
-  EXPECT_EQ(engine.logical().DeviceID(), 5);
-  EXPECT_EQ(engine.logical().T3(), 20000U);
-  EXPECT_TRUE(engine.logical().Host()) << "without the key the role is the host";
-  EXPECT_FALSE(engine.physical().OpenRequested()) << "the key is missing";
+  const auto engine = makeHandle<CHGemEngine>(net.loop);
+  engine->SetIniFileName(equipmentFolder / "x.ini");
+  engine->SetIniFileName("");
+  engine->LoadIniFile();
+  EXPECT_FALSE(engine->LoadData(equipmentFolder / "missing.kel"));
+  EXPECT_EQ(engine->physical().settings().ipAddress, "10.0.0.7");
+  EXPECT_EQ(engine->physical().t5, 1234);
+  EXPECT_EQ(engine->physical().settings().t6, 5000);
+  EXPECT_EQ(engine->logFileName, std::string(255, 'x'));
+  EXPECT_EQ(engine->logical().DeviceID(), 5);
+  EXPECT_EQ(engine->logical().T3(), 20000U);
+  EXPECT_TRUE(engine->logical().Host()) << "without the key the role is the host";
+  EXPECT_FALSE(engine->physical().OpenRequested()) << "the key is missing";
   systemFiles().write(equipmentFolder / "x.ini", "[HSMS]\nEnableCommunication=1\n"
                                                  "[LogicalConnection]\nObjectModel=0\n");
-  engine.LoadIniFile();
-  EXPECT_TRUE(engine.physical().OpenRequested());
-  EXPECT_EQ(engine.gem(), nullptr);
-  EXPECT_TRUE(engine.SaveIniFile());
+  engine->LoadIniFile();
+  EXPECT_TRUE(engine->physical().OpenRequested());
+  EXPECT_EQ(engine->gem(), nullptr);
+  EXPECT_TRUE(engine->SaveIniFile());
   EXPECT_THAT(*systemFiles().read(equipmentFolder / "x.ini"), HasSubstr("ObjectModel=0"));
 }
 

@@ -35,7 +35,7 @@ protected:
 
   /// Sends raw bytes as the host's message; the link comes back when they end it.
   void sendRaw(const Bytes &bytes) {
-    host.engine->physical().Send(bytes);
+    host.engine->SendEncoded(bytes);
     run(1);
     for (int i = 0; i < 20 && host.engine->GetCommunicationState() != 2; ++i) {
       net.clock.advance(10000);

@@ -15,7 +15,7 @@ namespace velto {
 class Station final : public CHGemEventSink {
 public:
   Station(Network &network, const std::string &folder)
-      : net(network), engine(std::make_unique<CHGemEngine>(net.loop)) {
+      : net(network), engine(makeHandle<CHGemEngine>(net.loop)) {
     engine->SetSink(this);
     engine->SetIniFileName(folder + "station.ini");
     engine->gem()->SetDataFileName(folder + "station.kel");
@@ -40,7 +40,7 @@ public:
   }
   void OnReceived(const std::string &, int32_t) override {
     note("received " + name(CHGem::kReceived));
-    if (answers && engine != nullptr)
+    if (answers && engine)
       engine->DefProc();
   }
   void OnSent() override { note("sent " + name(CHGem::kSent)); }
@@ -56,7 +56,7 @@ public:
   std::string sml(size_t slot) { return RenderSml(engine->gem()->slot(slot).message); }
 
   Network &net;
-  std::unique_ptr<CHGemEngine> engine;
+  Handle<CHGemEngine> engine;
   bool answers = true;
   bool keepsLines = true;
   std::function<void(const std::string &)> onNote;
@@ -81,8 +81,8 @@ class GemPair : public testing::Test {
 protected:
   void SetUp() override {
     host.engine->gem()->SetHost(true);
-    equipment.engine->physical().server = 1;
-    equipment.engine->physical().portNumber = 0;
+    equipment.engine->physical().settings().server = true;
+    equipment.engine->physical().settings().portNumber = 0;
     listen();
   }
 
@@ -90,18 +90,16 @@ protected:
   void listen() {
     equipment.engine->OpenConnection();
     equipment.engine->Tick();
-    host.engine->physical().ipAddress = "127.0.0.1";
-    host.engine->physical().portNumber = equipment.engine->physical().LocalPort();
-    equipment.engine->physical().localPortNumber = host.engine->physical().portNumber;
+    host.engine->physical().settings().ipAddress = "127.0.0.1";
+    host.engine->physical().settings().portNumber = equipment.engine->physical().LocalPort();
+    equipment.engine->physical().settings().myPortNumber =
+        host.engine->physical().settings().portNumber;
   }
 
   /// Runs both engines until nothing happens, in `turns` milliseconds of their time.
   void run(int turns = 6) {
     for (int i = 0; i < turns; ++i) {
       net.clock.advance(1);
-      for (Station *station : {&equipment, &host})
-        if (station->engine != nullptr)
-          station->engine->Tick();
       net.settle();
     }
   }

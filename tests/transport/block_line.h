@@ -70,8 +70,8 @@ public:
   void OnMessageSent(ByteView message, bool sent) override {
     note((sent ? "sent " : "failed ") + brief(message));
   }
-  void OnTransferProblem(VeltoSecsIError code, const std::string &text) override {
-    note("problem " + std::to_string(code) + (text.empty() ? "" : " " + text));
+  void OnTransferProblem(LinkProblem code, const std::string &text) override {
+    note(std::string("problem ") + linkProblemName(code) + (text.empty() ? "" : " " + text));
   }
   void OnTransferTrace(ByteView bytes, TraceDirection direction) override {
     traced += (direction == TraceDirection::Sent ? ">" : "<") + toHex(bytes);

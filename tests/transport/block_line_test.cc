@@ -110,7 +110,7 @@ public:
       arrived->second.clear();
     }
   }
-  void OnTransferProblem(VeltoSecsIError, const std::string &) override {}
+  void OnTransferProblem(LinkProblem, const std::string &) override {}
   void OnTransferTrace(ByteView, TraceDirection) override {}
 
   MemoryLine line;

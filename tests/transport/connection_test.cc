@@ -18,7 +18,6 @@ protected:
   ConnectionTest() {
     listener->SetServerMode(true);
     listener->SetSink(&sink);
-    listener->SetWake([count = &wakes] { ++*count; });
   }
 
   RawClient join() {
@@ -27,8 +26,8 @@ protected:
     EXPECT_TRUE(net.until([&] { return listener->PeerCount() > before; }));
     return client;
   }
-  std::unique_ptr<CHHsmsConnection> client(int32_t port) {
-    auto connection = std::make_unique<CHHsmsConnection>(net.loop);
+  Handle<CHHsmsConnection> client(int32_t port) {
+    auto connection = makeHandle<CHHsmsConnection>(net.loop);
     connection->SetIPAddress("127.0.0.1");
     connection->SetPortNumber(port);
     connection->SetSink(&sink);
@@ -37,8 +36,7 @@ protected:
 
   Network net;
   RecordingSink sink;
-  std::unique_ptr<CHHsmsConnection> listener = std::make_unique<CHHsmsConnection>(net.loop);
-  int wakes = 0;
+  Handle<CHHsmsConnection> listener = makeHandle<CHHsmsConnection>(net.loop);
 };
 
 TEST_F(ConnectionTest, ListenerSendsToTheAddressedPeerOnly) {
@@ -65,13 +63,11 @@ TEST_F(ConnectionTest, RemoteCloseIsReportedAtOnceAndThePeerLeavesOnTheNextTick)
   RawClient remote = join();
   sink.take();
   listener->setChanged(false);
-  wakes = 0;
   EXPECT_EQ(std::nullopt, listener->NextPoll());
   remote.close();
   net.settle();
   EXPECT_EQ(Lines{"disconnected"}, sink.take());
   EXPECT_EQ(1U, listener->PeerCount());
-  EXPECT_EQ(1, wakes);
   EXPECT_EQ(0U, listener->NextPoll());
   listener->Poll();
   EXPECT_EQ(0U, listener->PeerCount());
@@ -194,14 +190,14 @@ TEST_F(ConnectionTest, OpenFailsWhenTheConnectionHasEndedMeanwhile) {
 
 // The system still holds the first connection when the second one starts.
 TEST_F(ConnectionTest, AClientTakesItsFixedPortAgainAtOnce) {
-  CHHsmsConnection other(net.loop);
-  other.SetServerMode(true);
-  ASSERT_TRUE(listener->Open() && other.Open());
+  const auto other = makeHandle<CHHsmsConnection>(net.loop);
+  other->SetServerMode(true);
+  ASSERT_TRUE(listener->Open() && other->Open());
   TcpSocket any;
   any.create(0, false);
   const int32_t port = any.localPort();
   any.close();
-  for (const int32_t remote : {listener->LocalPort(), other.LocalPort()}) {
+  for (const int32_t remote : {listener->LocalPort(), other->LocalPort()}) {
     auto active = client(remote);
     active->SetMyPortNumber(port);
     EXPECT_TRUE(active->Open());
@@ -215,7 +211,7 @@ TEST_F(ConnectionTest, ABurstIsOneUnitOnTheNextTick) {
   sink.take();
   remote.send(Bytes(3000, 7));
   net.settle();
-  EXPECT_EQ(3000, listener->Peer(0).BufferedLength());
+  EXPECT_EQ(3000, listener->PeerAt(0).BufferedLength());
   EXPECT_EQ(Lines{}, sink.take());
   EXPECT_EQ(0U, listener->NextPoll());
   listener->Poll();
@@ -227,7 +223,7 @@ TEST_F(ConnectionTest, ABurstIsOneUnitOnTheNextTick) {
 TEST_F(ConnectionTest, BufferCanBeReadAndPeeked) {
   ASSERT_TRUE(listener->Open());
   RawClient remote = join();
-  CHHsmsConnection &peer = listener->Peer(0);
+  CHHsmsConnection &peer = listener->PeerAt(0);
   remote.send("000001");
   net.settle();
   EXPECT_EQ(0U, peer.PeekLength());
@@ -253,7 +249,7 @@ TEST_F(ConnectionTest, AFullBufferStopsReadingWithoutSpinningAndLosesNothing) {
   remote.reset(); // even a broken connection must not keep the loop busy
   for (int round = 0; round < 2; ++round) {
     net.settle();
-    EXPECT_EQ(1500, listener->Peer(0).BufferedLength());
+    EXPECT_EQ(1500, listener->PeerAt(0).BufferedLength());
     EXPECT_FALSE(net.loop.runOnce(0));
     listener->Poll();
     EXPECT_EQ(Lines{"received 1500"}, sink.take());
@@ -403,7 +399,7 @@ TEST_F(ConnectionTest, WithoutDescriptorsAConnectionIsTurnedAwayAndTheLoopSleeps
   EXPECT_EQ(0U, listener->PeerCount());
   EXPECT_TRUE(remote.ended());
   listener->Poll();
-  EXPECT_EQ(Lines{"problem 10024 "}, sink.take());
+  EXPECT_EQ(Lines{"problem System 10024 "}, sink.take());
   RawClient next = join();
 }
 
@@ -440,7 +436,7 @@ TEST_F(ConnectionTest, AResetIsReportedOnTheNextTick) {
   EXPECT_EQ(Lines{"disconnected"}, sink.take());
   EXPECT_EQ(0U, active->NextPoll());
   active->Poll();
-  EXPECT_EQ(Lines{"problem " + std::to_string(ECONNRESET) + " "}, sink.take());
+  EXPECT_EQ(Lines{"problem System " + std::to_string(ECONNRESET) + " "}, sink.take());
   EXPECT_EQ(std::nullopt, active->NextPoll());
 }
 
@@ -450,7 +446,7 @@ TEST_F(ConnectionTest, ReportsMayDestroyCloseOrPump) {
   for (const auto &at : reports)
     for (const auto &action : actions) {
       SCOPED_TRACE(at + " " + action);
-      listener = std::make_unique<CHHsmsConnection>(net.loop);
+      listener = makeHandle<CHHsmsConnection>(net.loop);
       listener->SetServerMode(true);
       listener->SetSink(&sink);
       sink.onReport = [&](const std::string &line) {
@@ -461,7 +457,7 @@ TEST_F(ConnectionTest, ReportsMayDestroyCloseOrPump) {
         else if (action == "close")
           listener->Close();
         else if (action == "remove")
-          EXPECT_TRUE(listener->RemovePeer(&listener->Peer(0)));
+          EXPECT_TRUE(listener->RemovePeer(&listener->PeerAt(0)));
         else if (net.loop.runOnce(0); listener)
           listener->Poll();
       };

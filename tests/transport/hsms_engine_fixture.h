@@ -15,7 +15,7 @@ inline const std::string kLinktestReq = "ffff0000000500000013";
 inline const std::string kSeparateReq = "ffff0000000900000014";
 
 /// Keeps what an engine reports as lines of text, and lets a test act inside the report.
-class RecordingOwner final : public CHHsmsOwner {
+class RecordingOwner final : public MessageLinkOwner {
 public:
   uint8_t OnSelectRequest(const std::string &, int32_t, uint8_t proposed) override {
     record("select? " + std::to_string(proposed));
@@ -23,20 +23,17 @@ public:
   }
   void OnConnected(const std::string &, int32_t) override { record("connected"); }
   void OnDisconnected(const std::string &, int32_t) override { record("disconnected"); }
-  void OnDataReceived(const std::string &, int32_t, ByteView message, bool notSelected) override {
-    record("data " + toHex(message) + (notSelected ? " not selected" : ""));
+  void OnReceived(const std::string &, int32_t, ByteView message, bool refused) override {
+    record((message[5] == 0 ? "data " : "control ") + toHex(message) +
+           (refused ? " not selected" : ""));
   }
-  void OnControlReceived(const std::string &, int32_t, ByteView message) override {
-    record("control " + toHex(message));
-  }
-  void OnMessageSent(const std::string &, int32_t, const CHSecsHeader &header,
-                     ByteView body) override {
+  void OnSent(const std::string &, int32_t, const CHSecsHeader &header, ByteView body) override {
     record("sent " + HeaderText(header, HeaderTextMode::Name) + toHex(body));
   }
-  void OnProblem(const std::string &, int32_t, int code, ByteView data) override {
-    record("problem " + std::to_string(code) + " " + toHex(data));
+  void OnProblem(const std::string &, int32_t, LinkProblem problem, ByteView data) override {
+    record(std::string("problem ") + linkProblemName(problem) + " " + toHex(data));
   }
-  void OnStateChanged(HsmsState newState, HsmsState oldState) override {
+  void OnStateChanged(LinkState newState, LinkState oldState) override {
     record("state " + std::to_string(int(oldState)) + std::to_string(int(newState)));
   }
 
@@ -60,11 +57,10 @@ protected:
   void open(HsmsSessionMode mode = HsmsSessionMode::Single, uint32_t ticks = 1000) {
     engine.reset();
     net = std::make_unique<Network>(ticks);
-    engine = std::make_unique<CHHsms>(net->loop, owner);
+    engine = makeHandle<CHHsms>(net->loop, owner);
     engine->settings().server = true;
     engine->settings().maxLength = 100;
     engine->settings().sessionMode = mode;
-    engine->SetWake([this] { ++wakes; });
     ASSERT_TRUE(engine->Open());
     remote = join();
   }
@@ -72,7 +68,7 @@ protected:
     open(mode);
     engine->Poll();
     exchange(kSelectReq);
-    EXPECT_EQ(HsmsState::Selected, engine->State());
+    EXPECT_EQ(LinkState::Ready, engine->State());
     owner.take();
   }
   /// An engine that connects to a plain socket, which takes the connection.
@@ -81,7 +77,7 @@ protected:
     net = std::make_unique<Network>();
     ASSERT_EQ(0, server.create(0, true));
     ASSERT_EQ(0, server.listen(5));
-    engine = std::make_unique<CHHsms>(net->loop, owner);
+    engine = makeHandle<CHHsms>(net->loop, owner);
     engine->settings().portNumber = server.localPort();
     engine->settings().sendSelectRequest = sendSelectRequest;
     ASSERT_TRUE(engine->Open());
@@ -117,10 +113,9 @@ protected:
 
   std::unique_ptr<Network> net;
   RecordingOwner owner;
-  std::unique_ptr<CHHsms> engine;
+  Handle<CHHsms> engine;
   std::unique_ptr<RawClient> remote;
   TcpSocket server;
-  int wakes = 0;
   bool closed = false; // by a report
 };
 

@@ -13,22 +13,20 @@ TEST_F(HsmsEngineTest, LengthsAndT8AreChecked) {
     std::string report;
     std::string afterT8;
   };
-  for (const Case &row :
-       std::vector<Case>{{"zero", "00000000", "problem 1 00000000", ""},
-                         {"shorter than a header", "00000002ffff", "problem 1 00000002", ""},
-                         {"the maximum", frame(max), "data " + max, ""},
-                         {"above the maximum", "00000065", "problem 2 00000065", ""},
-                         {"huge", "ffffffff" + kS1F1, "problem 2 ffffffff", ""},
-                         {"unfinished", frame(kS1F1).substr(0, 20), "", "problem 3 "},
-                         {"unfinished length", "000000", "", "problem 3 "}}) {
+  for (const Case &row : std::vector<Case>{
+           {"zero", "00000000", "problem LengthTooShort 00000000", ""},
+           {"shorter than a header", "00000002ffff", "problem LengthTooShort 00000002", ""},
+           {"the maximum", frame(max), "data " + max, ""},
+           {"above the maximum", "00000065", "problem LengthTooLong 00000065", ""},
+           {"huge", "ffffffff" + kS1F1, "problem LengthTooLong ffffffff", ""},
+           {"unfinished", frame(kS1F1).substr(0, 20), "", "problem T8 "},
+           {"unfinished length", "000000", "", "problem T8 "}}) {
     SCOPED_TRACE(row.name);
     openSelected();
-    wakes = 0;
     remote->send(row.arrival);
     net->settle();
     EXPECT_EQ(row.report.empty() ? Lines{} : Lines{row.report}, owner.take());
     if (!row.afterT8.empty()) {
-      EXPECT_EQ(1, wakes);
       net->clock.advance(3000);
       remote->send("00"); // growth restarts T8
       net->settle();
@@ -110,9 +108,9 @@ TEST_F(HsmsEngineTest, WholeMessagesOutlastWhatHappensInAReport) {
     owner.onReport = nullptr;
     const Lines lines = owner.take();
     EXPECT_EQ(row.delivered ? 1 : 0, std::count(lines.begin(), lines.end(), "data " + second));
-    EXPECT_EQ(0, std::count(lines.begin(), lines.end(), "problem 3 "));
+    EXPECT_EQ(0, std::count(lines.begin(), lines.end(), "problem T8 "));
     engine->Poll();
-    EXPECT_EQ(row.remoteCloses || !row.delivered, engine->State() == HsmsState::NotConnected);
+    EXPECT_EQ(row.remoteCloses || !row.delivered, engine->State() == LinkState::Down);
   }
 }
 
@@ -154,12 +152,12 @@ TEST_F(HsmsEngineTest, WhatFollowsAControlMessageIsHandledAfterIt) {
 TEST_F(HsmsEngineTest, TwoEnginesTalkAndStartOpenDoesNotWait) {
   open();
   RecordingOwner other;
-  CHHsms active(net->loop, other);
-  active.settings().portNumber = engine->LocalPort();
+  const auto active = makeHandle<CHHsms>(net->loop, other);
+  active->settings().portNumber = engine->LocalPort();
   Lines outcome;
-  ASSERT_TRUE(active.StartOpen([&](bool ok) { outcome.push_back(ok ? "yes" : "no"); }));
+  ASSERT_TRUE(active->StartOpen([&](bool ok) { outcome.push_back(ok ? "yes" : "no"); }));
   EXPECT_EQ(Lines{}, other.take());
-  EXPECT_TRUE(net->until([&] { return active.State() == HsmsState::Selected; }));
+  EXPECT_TRUE(net->until([&] { return active->State() == LinkState::Ready; }));
   EXPECT_EQ(Lines{"yes"}, outcome);
   owner.onReport = [&](const std::string &line) {
     if (line.starts_with("data"))
@@ -167,19 +165,19 @@ TEST_F(HsmsEngineTest, TwoEnginesTalkAndStartOpenDoesNotWait) {
   };
   other.take();
   for (int i = 0; i < 3; ++i) {
-    ASSERT_TRUE(active.SendMessage(fromHex(kS1F1)));
+    ASSERT_TRUE(active->SendMessage(fromHex(kS1F1)));
     net->settle();
   }
-  EXPECT_EQ((Lines{"sent S1F1W", "data 00010102000000000002", "sent S1F1W",
-                   "data 00010102000000000003", "sent S1F1W", "data 00010102000000000004"}),
+  EXPECT_EQ((Lines{"data 00010102000000000002", "data 00010102000000000003",
+                   "data 00010102000000000004"}),
             other.take());
   owner.onReport = nullptr;
   engine->Close();
   EXPECT_EQ(0U, engine->NextPoll());
   engine->Poll();
-  EXPECT_EQ(HsmsState::NotConnected, engine->State());
+  EXPECT_EQ(LinkState::Down, engine->State());
   net->settle();
-  active.Poll();
+  active->Poll();
   EXPECT_EQ("state 20", other.take().back());
 }
 
@@ -190,11 +188,11 @@ TEST_F(HsmsEngineTest, ReportsMayDestroyCloseReopenOrPump) {
                       "sent SelectRsp",
                       "state 12",
                       "data " + kS1F1,
-                      "problem 6 ffff8101000000000001",
-                      "problem 1 00000000",
-                      "problem 3 ",
-                      "problem 4 ffff0000000500000001",
-                      "problem 5 ",
+                      "problem InvalidSessionId ffff8101000000000001",
+                      "problem LengthTooShort 00000000",
+                      "problem T8 ",
+                      "problem T6 ffff0000000500000001",
+                      "problem T7 ",
                       "disconnected",
                       "state 01",
                       "state 10"};

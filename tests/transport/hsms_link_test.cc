@@ -21,7 +21,7 @@ protected:
   void open(uint32_t ticks = 1000) {
     link.reset();
     net = std::make_unique<Network>(ticks);
-    link = std::make_unique<CHHsmsLink>(net->loop);
+    link = makeHandle<CHHsmsLink>(net->loop);
     link->SetServerMode(true);
     link->SetSink(&sink);
     sink.kind = ConnectionKind::Hsms;
@@ -37,6 +37,11 @@ protected:
     return client;
   }
   void TearDown() override { link.reset(); }
+  void setTime(uint32_t HsmsTimes::*timer, uint32_t ms) {
+    HsmsTimes times = link->times();
+    times.*timer = ms;
+    link->SetTimes(times);
+  }
 
   void arrive(const std::string &hex) {
     remote->send(hex);
@@ -59,7 +64,7 @@ protected:
 
   std::unique_ptr<Network> net;
   RecordingSink sink;
-  std::unique_ptr<CHHsmsLink> link;
+  Handle<CHHsmsLink> link;
   std::unique_ptr<RawClient> remote;
 };
 
@@ -89,17 +94,21 @@ TEST_F(HsmsLinkTest, LengthsAreChecked) {
     std::string atOnce;
     std::string afterT8;
   };
-  for (const Case &row : std::vector<Case>{
-           {"zero", "00000000",
-            "problem -2 Receive completed but buffer is full.\nm_nLength=0, m_nMaxLength=20", ""},
-           {"shorter than a header", frame("0102"), "received 0102", ""},
-           {"exactly the maximum", frame(max), "received " + max, ""},
-           {"above the maximum", "00000015" + max, "",
-            "problem -2 Receive not completed and buffer is full.\nm_nLength=21, m_nMaxLength=20"},
-           {"huge", "ffffffff" + max + max, "",
-            "problem -2 Receive not completed and buffer is full.\nm_nLength=-1, m_nMaxLength=20"},
-           {"unfinished", "0000000a0102", "", "problem -4 "},
-           {"unfinished length", "000000", "", ""}}) {
+  for (const Case &row :
+       std::vector<Case>{{"zero", "00000000",
+                          "problem LengthTooLong Receive completed but buffer is "
+                          "full.\nm_nLength=0, m_nMaxLength=20",
+                          ""},
+                         {"shorter than a header", frame("0102"), "received 0102", ""},
+                         {"exactly the maximum", frame(max), "received " + max, ""},
+                         {"above the maximum", "00000015" + max, "",
+                          "problem LengthTooLong Receive not completed and buffer is "
+                          "full.\nm_nLength=21, m_nMaxLength=20"},
+                         {"huge", "ffffffff" + max + max, "",
+                          "problem LengthTooLong Receive not completed and buffer is "
+                          "full.\nm_nLength=-1, m_nMaxLength=20"},
+                         {"unfinished", "0000000a0102", "", "problem T8 "},
+                         {"unfinished length", "000000", "", ""}}) {
     SCOPED_TRACE(row.name);
     open();
     link->SetSelected(true);
@@ -119,7 +128,7 @@ TEST_F(HsmsLinkTest, T8CountsFromTheLastArrival) {
   arrive("0000000a01");
   net->clock.advance(4999);
   arrive("02");
-  EXPECT_EQ(Lines{"problem -4 "}, pollWhenDue(5000));
+  EXPECT_EQ(Lines{"problem T8 "}, pollWhenDue(5000));
   EXPECT_EQ(std::nullopt, link->NextPoll());
   arrive(frame(kS1F1));
   EXPECT_EQ(Lines{"received " + kS1F1}, poll());
@@ -127,13 +136,13 @@ TEST_F(HsmsLinkTest, T8CountsFromTheLastArrival) {
 
 TEST_F(HsmsLinkTest, T7IsReportedAgainAndAgainWhileNotSelected) {
   open();
-  EXPECT_EQ(Lines{"problem -8 "}, pollWhenDue(10000));
-  EXPECT_EQ(Lines{"problem -8 "}, pollWhenDue(10000));
+  EXPECT_EQ(Lines{"problem T7 "}, pollWhenDue(10000));
+  EXPECT_EQ(Lines{"problem T7 "}, pollWhenDue(10000));
   link->SetSelected(true);
   EXPECT_EQ(std::nullopt, link->NextPoll());
   net->clock.advance(50000);
   link->SetSelected(false);
-  EXPECT_EQ(Lines{"problem -8 "}, pollWhenDue(10000));
+  EXPECT_EQ(Lines{"problem T7 "}, pollWhenDue(10000));
   EXPECT_FALSE(remote->ended());
 }
 
@@ -159,7 +168,7 @@ TEST_F(HsmsLinkTest, RequestsTimeOutOneATick) {
                          {"0102", 5000, 0, ""}}) {
     SCOPED_TRACE(row.message);
     open();
-    link->SetT6(row.t6);
+    setTime(&HsmsTimes::t6, row.t6);
     link->SetSelected(true);
     const std::string out = frame(row.message);
     for (int i = 0; i < 2; ++i)
@@ -178,13 +187,13 @@ TEST_F(HsmsLinkTest, RequestsTimeOutOneATick) {
 }
 
 TEST_F(HsmsLinkTest, TransactionsThatAreDueTogetherTimeOutInTheOrderOfSending) {
-  const std::string data = "problem -5 " + kS1F1;
-  const std::string control = "problem -7 " + kLinktestReq;
+  const std::string data = "problem T3 " + kS1F1;
+  const std::string control = "problem T6 " + kLinktestReq;
   for (const bool dataFirst : {false, true})
     for (const uint32_t pause : {0U, 5U}) {
       open();
       link->SetSelected(true);
-      link->SetT3(5000);
+      setTime(&HsmsTimes::t3, 5000);
       link->SendFrame(fromHex(frame(dataFirst ? kS1F1 : kLinktestReq)));
       net->clock.advance(pause);
       link->SendFrame(fromHex(frame(dataFirst ? kLinktestReq : kS1F1)));
@@ -197,13 +206,13 @@ TEST_F(HsmsLinkTest, TransactionsThatAreDueTogetherTimeOutInTheOrderOfSending) {
 
 TEST_F(HsmsLinkTest, ARequestThatCannotBeSentOpensNoTransaction) {
   const auto fillQueue = [&] {
-    link->Peer(0).SetMaxQueued(10);
+    link->PeerAt(0).SetMaxQueued(10);
     while (link->SendFrame(Bytes(100'000)) != 0)
       continue;
   };
   for (const std::function<void()> &prepare : std::vector<std::function<void()>>{
            fillQueue, [&] { link->SetPortNumber(1); }, [&] { remote->reset(); },
-           [&] { link->Peer(0).Close(); }}) {
+           [&] { link->PeerAt(0).Close(); }}) {
     open();
     prepare();
     EXPECT_EQ(0, link->SendFrame(fromHex(frame(kS1F1))));
@@ -244,8 +253,8 @@ TEST_F(HsmsLinkTest, AnswersCloseTheirTransaction) {
     SCOPED_TRACE(row.name);
     open();
     link->SetMaxLength(100);
-    link->Peer(0).SetMaxLength(100);
-    link->SetT6(row.t6);
+    link->PeerAt(0).SetMaxLength(100);
+    setTime(&HsmsTimes::t6, row.t6);
     link->SendFrame(fromHex(frame(row.sent)));
     arrive(frame(row.received));
     EXPECT_EQ(1U, poll().size());
@@ -290,31 +299,31 @@ TEST_F(HsmsLinkTest, SelectMessagesSelectThePeerThatSentThem) {
 
 TEST_F(HsmsLinkTest, AClientTellsOfADroppedConnectionAndStillDeliversWholeFrames) {
   open();
-  CHHsmsLink client(net->loop);
-  client.SetIPAddress("127.0.0.1");
-  client.SetPortNumber(link->LocalPort());
-  client.SetSink(&sink);
-  client.SetSelected(true);
-  ASSERT_TRUE(client.Open());
-  EXPECT_FALSE(client.Selected()); // a new connection never is
+  const auto client = makeHandle<CHHsmsLink>(net->loop);
+  client->SetIPAddress("127.0.0.1");
+  client->SetPortNumber(link->LocalPort());
+  client->SetSink(&sink);
+  client->SetSelected(true);
+  ASSERT_TRUE(client->Open());
+  EXPECT_FALSE(client->Selected()); // a new connection never is
   net->settle();
   link->SendFrame(fromHex(frame(kSelectReq)));
   link->Close();
   net->settle();
-  EXPECT_FALSE(client.Connected());
+  EXPECT_FALSE(client->Connected());
   sink.take();
-  client.Poll();
+  client->Poll();
   EXPECT_EQ(Lines{"received " + kSelectReq}, sink.take());
-  EXPECT_TRUE(client.Selected());
-  EXPECT_EQ(0, client.SendFrame(fromHex(frame(kS1F1))));
-  EXPECT_EQ(0U, client.OpenTransactionCount());
+  EXPECT_TRUE(client->Selected());
+  EXPECT_EQ(0, client->SendFrame(fromHex(frame(kS1F1))));
+  EXPECT_EQ(0U, client->OpenTransactionCount());
 }
 
 TEST_F(HsmsLinkTest, APeerThatEndedStaysUntilItsWholeFramesAreDelivered) {
   const std::string separateReq = "ffff0000000900000014";
   open();
   const auto second = join();
-  link->Peer(0).SetMaxLength(100);
+  link->PeerAt(0).SetMaxLength(100);
   arrive(frame(kS1F2) + frame(separateReq) + "0000000a00");
   remote->close();
   net->settle();
@@ -331,13 +340,13 @@ TEST_F(HsmsLinkTest, APeerThatEndedStaysUntilItsWholeFramesAreDelivered) {
 }
 
 TEST_F(HsmsLinkTest, ReportsMayDestroyCloseOrPump) {
-  const Lines reports{"received " + kS1F2, "received " + kSelectReq, "problem -5 " + kS1F1,
-                      "problem -8 ", "problem -4 "};
+  const Lines reports{"received " + kS1F2, "received " + kSelectReq, "problem T3 " + kS1F1,
+                      "problem T7 ", "problem T8 "};
   for (const auto &at : reports)
     for (const char *action : {"destroy", "close", "pump"}) {
       SCOPED_TRACE(at + " " + action);
       open();
-      link->Peer(0).SetMaxLength(100);
+      link->PeerAt(0).SetMaxLength(100);
       Lines all;
       int count = 0;
       sink.onReport = [&](const std::string &line) {
@@ -353,7 +362,7 @@ TEST_F(HsmsLinkTest, ReportsMayDestroyCloseOrPump) {
           link->Poll();
         }
       };
-      link->SetT8(60000);
+      setTime(&HsmsTimes::t8, 60000);
       link->SendFrame(fromHex(frame(kS1F1)));
       arrive(frame(kS1F2) + frame(kSelectReq) + frame(kLinktestReq));
       for (int i = 0; i < 4 && link; ++i)

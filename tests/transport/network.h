@@ -101,9 +101,12 @@ public:
               bool sent) override {
     record(from, ipAddress, port, (sent ? "sent " : "failed ") + toHex(data));
   }
-  void OnProblem(ConnectionKind from, const std::string &ipAddress, int32_t port, int16_t code,
-                 const std::string &text) override {
-    record(from, ipAddress, port, "problem " + std::to_string(code) + " " + text);
+  void OnProblem(ConnectionKind from, const std::string &ipAddress, int32_t port,
+                 const Problem &problem) override {
+    record(from, ipAddress, port,
+           std::string("problem ") + linkProblemName(problem.code) +
+               (problem.number != 0 ? " " + std::to_string(problem.number) : "") + " " +
+               problem.text);
   }
   void OnConnectionChanged(ConnectionKind from, const std::string &ipAddress, int32_t port,
                            bool connected) override {

@@ -12,39 +12,39 @@ const std::string kMessage = "80008101800100000007";
 struct SecsISockets : Network {
   SecsISockets() {
     sink.kind = ConnectionKind::SecsI;
-    listener.SetServerMode(true);
-    listener.SetSink(&sink);
+    listener->SetServerMode(true);
+    listener->SetSink(&sink);
   }
   // As the control's timer would.
   void tick() {
     settle();
     for (int i = 0; i < 4; ++i) {
-      listener.Poll();
+      listener->Poll();
       settle();
     }
   }
-  void open() { ASSERT_TRUE(listener.Open()); }
+  void open() { ASSERT_TRUE(listener->Open()); }
   void answer(RawClient &client, const std::string &hex) {
     client.send(hex);
     tick();
   }
 
   RecordingSink sink;
-  CHSecsISocket listener{loop};
+  Handle<CHSecsISocket> listener = makeHandle<CHSecsISocket>(loop);
 };
 
 TEST(SecsISocket, SendsToTheAddressedPeerAndReceives) {
   SecsISockets net;
   net.open();
-  net.listener.SetOneOnOne(false);
-  RawClient a(net.listener.LocalPort());
+  net.listener->SetOneOnOne(false);
+  RawClient a(net.listener->LocalPort());
   net.tick();
-  RawClient b(net.listener.LocalPort());
+  RawClient b(net.listener->LocalPort());
   net.tick();
   EXPECT_EQ((Lines{"connected", "connected"}), net.sink.take());
 
-  net.listener.SetPortNumber(a.port());
-  EXPECT_TRUE(net.listener.QueueHex("00008101000000000007"));
+  net.listener->SetPortNumber(a.port());
+  EXPECT_TRUE(net.listener->QueueHex("00008101000000000007"));
   net.tick();
   EXPECT_EQ("05", a.readHex());
   EXPECT_EQ("", b.readHex());
@@ -62,40 +62,40 @@ TEST(SecsISocket, ReportsAMessageThatNoPeerCanTake) {
   SecsISockets net;
   net.open();
   net.sink.address = localHostName();
-  EXPECT_FALSE(net.listener.QueueHex("00008101000000000007"));
-  EXPECT_EQ((Lines{"problem 14 "}), net.sink.take());
-  CHSecsISocket client(net.loop);
-  EXPECT_FALSE(client.QueueHex("00008101000000000007")) << "not connected";
+  EXPECT_FALSE(net.listener->QueueHex("00008101000000000007"));
+  EXPECT_EQ((Lines{"problem NoPeer "}), net.sink.take());
+  const auto client = makeHandle<CHSecsISocket>(net.loop);
+  EXPECT_FALSE(client->QueueHex("00008101000000000007")) << "not connected";
 }
 
 TEST(SecsISocket, OneOnOneLetsOthersWait) {
   SecsISockets net;
   net.open();
-  RawClient first(net.listener.LocalPort());
+  RawClient first(net.listener->LocalPort());
   net.tick();
-  RawClient second(net.listener.LocalPort());
+  RawClient second(net.listener->LocalPort());
   net.tick();
-  EXPECT_EQ(1U, net.listener.PeerCount());
+  EXPECT_EQ(1U, net.listener->PeerCount());
   EXPECT_FALSE(second.ended());
   EXPECT_EQ((Lines{"connected"}), net.sink.take());
   first.close();
   net.tick();
   EXPECT_EQ((Lines{"disconnected", "connected"}), net.sink.take());
-  EXPECT_EQ(second.port(), net.listener.Peer(0).PortNumber());
-  RawClient third(net.listener.LocalPort());
+  EXPECT_EQ(second.port(), net.listener->PeerAt(0).PortNumber());
+  RawClient third(net.listener->LocalPort());
   net.tick();
-  EXPECT_EQ(1U, net.listener.PeerCount());
-  net.listener.SetOneOnOne(false);
+  EXPECT_EQ(1U, net.listener->PeerCount());
+  net.listener->SetOneOnOne(false);
   net.tick();
-  EXPECT_EQ(2U, net.listener.PeerCount());
+  EXPECT_EQ(2U, net.listener->PeerCount());
 }
 
 TEST(SecsISocket, ALostConnectionFailsWhatIsQueued) {
   SecsISockets net;
   net.open();
-  RawClient client(net.listener.LocalPort());
+  RawClient client(net.listener->LocalPort());
   net.tick();
-  net.listener.QueueHex("00008101000000000007");
+  net.listener->QueueHex("00008101000000000007");
   client.close();
   net.tick();
   EXPECT_EQ((Lines{"connected", "failed " + kMessage, "disconnected"}), net.sink.take());
@@ -104,14 +104,14 @@ TEST(SecsISocket, ALostConnectionFailsWhatIsQueued) {
 TEST(SecsISocket, SettingsReachThePeers) {
   SecsISockets net;
   net.open();
-  RawClient client(net.listener.LocalPort());
+  RawClient client(net.listener->LocalPort());
   net.tick();
   SecsISettings settings;
   settings.master = false;
   settings.t2 = 50;
   settings.retry = 0;
-  net.listener.SetSettings(settings);
-  net.listener.QueueHex("00008101000000000007");
+  net.listener->SetSettings(settings);
+  net.listener->QueueHex("00008101000000000007");
   net.tick();
   net.clock.advance(50);
   net.tick();
@@ -123,7 +123,7 @@ TEST(SecsISocket, TheSinkMayDestroyTheEngine) {
     Network net;
     RecordingSink sink;
     sink.kind = ConnectionKind::SecsI;
-    auto listener = std::make_unique<CHSecsISocket>(net.loop);
+    auto listener = makeHandle<CHSecsISocket>(net.loop);
     listener->SetServerMode(true);
     listener->SetSink(&sink);
     ASSERT_TRUE(listener->Open());

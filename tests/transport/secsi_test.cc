@@ -18,7 +18,7 @@ struct SecsILine : Network {
     sink.kind = ConnectionKind::SecsI;
     sink.address = "";
     CHSerialPort::MapPort(41, pty.path());
-    port = std::make_unique<CHSecsI>(loop);
+    port = makeHandle<CHSecsI>(loop);
     port->SetSink(&sink);
   }
   ~SecsILine() { CHSerialPort::MapPort(41, ""); }
@@ -52,7 +52,7 @@ struct SecsILine : Network {
 
   PtyLine pty;
   RecordingSink sink;
-  std::unique_ptr<CHSecsI> port;
+  Handle<CHSecsI> port;
 };
 
 TEST(SecsI, ExchangesMessagesOnASerialDevice) {
@@ -80,17 +80,17 @@ TEST(SecsI, CarriesEveryByteUnchanged) {
   RecordingSink sink;
   sink.kind = ConnectionKind::SecsI;
   sink.address = "";
-  CHSecsI a(net.loop);
-  CHSecsI b(net.loop);
-  b.SetSink(&sink);
+  const auto a = makeHandle<CHSecsI>(net.loop);
+  const auto b = makeHandle<CHSecsI>(net.loop);
+  b->SetSink(&sink);
   bool reported = false;
   sink.onReport = [&](const std::string &) { reported = true; };
-  ASSERT_TRUE(a.Open(modem.a().path(), 115'200, 8, 0, 0));
-  ASSERT_TRUE(b.Open(modem.b().path(), 115'200, 8, 0, 0));
-  ASSERT_TRUE(a.QueueHex("00008101000000000007" + all));
+  ASSERT_TRUE(a->Open(modem.a().path(), 115'200, 8, 0, 0));
+  ASSERT_TRUE(b->Open(modem.b().path(), 115'200, 8, 0, 0));
+  ASSERT_TRUE(a->QueueHex("00008101000000000007" + all));
   EXPECT_TRUE(net.until([&] {
-    a.Poll();
-    b.Poll();
+    a->Poll();
+    b->Poll();
     return reported;
   }));
   EXPECT_EQ((Lines{"received 1034"}), sink.take());
@@ -102,7 +102,7 @@ TEST(SecsI, ADeviceThatVanishesFailsTheQueueAndIsReportedOnce) {
   line.port->QueueHex("00008101000000000007");
   EXPECT_EQ("05", line.say("", 1));
   line.pty.hangUp();
-  EXPECT_EQ((Lines{"failed " + kMessage, "problem 5 The serial device is gone."}),
+  EXPECT_EQ((Lines{"failed " + kMessage, "problem System 5 The serial device is gone."}),
             line.reports("", 2));
   line.port->Poll();
   EXPECT_FALSE(line.port->IsOpen());
@@ -122,7 +122,8 @@ TEST(SecsI, ClosingDropsWhatIsQueued) {
 }
 
 TEST(SecsI, TheSinkMayDestroyThePort) {
-  for (const char *victim : {"received", "problem 1", "problem 5", "failed"}) {
+  for (const char *victim :
+       {"received", "problem UnexpectedCharacter", "problem System 5", "failed"}) {
     SecsILine line;
     ASSERT_TRUE(line.open());
     line.sink.onReport = [&](const std::string &text) {

@@ -8,98 +8,84 @@
 
 namespace velto {
 
-const char *gemErrorText(int code) {
-  static constexpr std::array kTexts{
-      "Unknown Error",
-      "Length is less than 10 bytes.",
-      "Length exceeds maximum limit.",
-      "T8 time out.",
-      "T6 time out.",
-      "T7 time out.",
-      "Invalid session ID.",
-      "P-type is not 0, which means SECS-II.",
-      "Received control message which is not 10 bytes.",
-      "Unknow S-type.",
-      "Reason code is not 0.",
-      "Invalid reject-reason code.",
-      "T3 time out.",
-      "T5 time out.",
-  };
-  return code > 0 && code < static_cast<int>(kTexts.size()) ? kTexts[static_cast<size_t>(code)]
-                                                            : kTexts[0];
-}
-
-const char *hsmsStateText(HsmsState state) {
+const char *hsmsStateText(LinkState state) {
   switch (state) {
-  case HsmsState::NotConnected:
+  case LinkState::Down:
     break;
-  case HsmsState::NotSelected:
+  case LinkState::Up:
     return "Connected / Not Selected";
-  case HsmsState::Selected:
+  case LinkState::Ready:
     return "Connected / Selected";
   }
   return "Not Connected";
 }
 
-CHHsms::CHHsms(EventLoop &loop, CHHsmsOwner &owner) : loop_(loop), owner_(owner) {}
+CHHsms::CHHsms(EventLoop &loop, MessageLinkOwner &owner)
+    : loop_(loop), owner_(&owner), ticker_(loop, *this) {}
 
 CHHsms::~CHHsms() = default;
 
-bool CHHsms::IsOpen() const { return link_ != nullptr && (link_->Connected() || link_->Opening()); }
+bool CHHsms::IsOpen() const { return root_ && (root_->Connected() || root_->Opening()); }
 
-int32_t CHHsms::LocalPort() const { return link_ == nullptr ? 0 : link_->LocalPort(); }
+int32_t CHHsms::LocalPort() const { return root_ ? root_->LocalPort() : 0; }
 
-size_t CHHsms::PeerCount() const { return link_ == nullptr ? 0 : link_->PeerCount(); }
+size_t CHHsms::PeerCount() const { return root_ ? root_->PeerCount() : 0; }
 
 // Opening ---------------------------------------------------------------------------------------
 
-bool CHHsms::Open() { return prepareOpen() && link_->Open(); }
+bool CHHsms::Open() {
+  const auto held = hold();
+  if (!prepareOpen())
+    return false;
+  const auto root = root_.shared();
+  return root->Open();
+}
 
 bool CHHsms::StartOpen(std::function<void(bool connected)> done) {
-  return prepareOpen() && link_->StartOpen(std::move(done));
+  return prepareOpen() && root_->StartOpen(std::move(done));
 }
 
 void CHHsms::Close() {
-  link_.reset();
-  wake();
+  root_.reset();
+  ticker_.wake();
+}
+
+void CHHsms::End() {
+  root_.reset();
+  owner_ = &silentOwner();
+  state_ = LinkState::Down;
+  ticker_.follow(nullptr);
 }
 
 // A connection is opened once, so every opening starts with a fresh one.
 bool CHHsms::prepareOpen() {
-  if (link_ != nullptr && (link_->Connected() || link_->Opening()))
+  if (IsOpen())
     return false;
-  link_ = std::make_unique<Link>(loop_, *this);
-  link_->SetServerMode(settings_.server);
-  link_->SetIPAddress(settings_.ipAddress.empty() ? "localhost" : settings_.ipAddress);
-  link_->SetPortNumber(settings_.portNumber);
-  link_->SetMyPortNumber(settings_.myPortNumber);
-  link_->SetMaxLength(settings_.maxLength);
-  link_->SetMaxPeers(settings_.maxPeers);
-  link_->SetMaxQueued(settings_.maxQueued);
-  link_->SetWake([this] { wake(); });
+  const bool ownPort = settings_.server && settings_.myPortNumber == 0;
+  root_ = makeHandle<Peer>(loop_, *this);
+  root_->SetServerMode(settings_.server);
+  root_->SetIPAddress(settings_.ipAddress.empty() ? "localhost" : settings_.ipAddress);
+  root_->SetPortNumber(settings_.portNumber);
+  root_->SetMyPortNumber(ownPort ? settings_.portNumber : settings_.myPortNumber);
+  root_->SetMaxLength(settings_.maxLength);
+  root_->SetMaxPeers(settings_.maxPeers);
+  root_->SetMaxQueued(settings_.maxQueued);
+  root_->TickWith(ticker_);
   return true;
 }
 
-void CHHsms::connected(Link &link) {
-  link.notSelectedSince = link.ticks();
-  const std::string address = link.IPAddress();
-  Lifetime::Watch alive(link.lifetime());
-  owner_.OnConnected(address, link.PortNumber());
-  if (!alive || !link.usable() || &link != link_.get() || !settings_.sendSelectRequest)
+void CHHsms::connected(Peer &peer) {
+  peer.notSelectedSince = peer.ticks();
+  owner_->OnConnected(peer.IPAddress(), peer.PortNumber());
+  if (!peer.usable() || &peer != root_.get() || !settings_.sendSelectRequest)
     return;
   CHSecsHeader request;
   request.setSType(SType::SelectReq);
-  send(link, request);
+  sendControl(peer, request);
 }
 
-void CHHsms::disconnected(Link &link) {
-  const std::string address = link.IPAddress();
-  owner_.OnDisconnected(address, link.PortNumber());
-}
-
-void CHHsms::wake() const {
-  if (wake_)
-    wake_();
+void CHHsms::disconnected(Peer &peer) {
+  owner_->OnDisconnected(peer.IPAddress(), peer.PortNumber());
 }
 
 // Receiving -------------------------------------------------------------------------------------
@@ -107,91 +93,90 @@ void CHHsms::wake() const {
 // A report may pump the loop, and so get here again: each frame is taken out before it is reported,
 // and what is left is looked at anew afterwards. That the remote end has closed meanwhile does not
 // matter; disconnect() empties the buffer. T8 starts anew after reports, which may take long.
-void CHHsms::handleArrival(Link &link) {
-  link.grownAt = link.ticks();
-  Lifetime::Watch alive(link.lifetime());
-  while (link.holdsUnit() && !link.held) {
-    const uint32_t length = link.PeekLength();
-    if (length > link.MaxLength())
-      rejectLength(link, ErrorGemHsmsExceedMaxLength, length);
+void CHHsms::handleArrival(Peer &peer) {
+  peer.grownAt = peer.ticks();
+  while (peer.holdsUnit() && !peer.held) {
+    const uint32_t length = peer.PeekLength();
+    if (length > peer.MaxLength())
+      rejectLength(peer, LinkProblem::LengthTooLong, length);
     else if (length < CHSecsHeader::kSize)
-      rejectLength(link, ErrorGemHsmsLengthTooShort, length);
+      rejectLength(peer, LinkProblem::LengthTooShort, length);
     else
-      handleFrame(link, length);
-    if (!alive)
-      return;
+      handleFrame(peer, length);
   }
-  link.grownAt = link.ticks();
-  if (link.holdsPart())
-    wake();
+  peer.grownAt = peer.ticks();
+  if (peer.holdsPart())
+    ticker_.arm();
 }
 
-void CHHsms::rejectLength(Link &link, int code, uint32_t length) {
-  link.dropReceived();
+void CHHsms::rejectLength(Peer &peer, LinkProblem problem, uint32_t length) {
+  peer.dropReceived();
   std::array<uint8_t, kFrameLengthSize> field{};
   writeBigEndian(field.data(), length);
-  reportProblem(link, code, field);
+  reportProblem(peer, problem, field);
 }
 
-void CHHsms::handleFrame(Link &link, uint32_t length) {
-  Lifetime::Watch alive(link.lifetime());
-  ByteQueue frame = link.takeReceived(length + kFrameLengthSize);
-  handleMessage(link, frame.view().subspan(kFrameLengthSize));
-  if (alive)
-    link.giveBack(std::move(frame));
+void CHHsms::handleFrame(Peer &peer, uint32_t length) {
+  ByteQueue frame = peer.takeReceived(length + kFrameLengthSize);
+  handleMessage(peer, frame.view().subspan(kFrameLengthSize));
+  peer.giveBack(std::move(frame));
 }
 
 // Sending ---------------------------------------------------------------------------------------
 
+std::optional<CHSecsHeader> CHHsms::Send(const CHSecsHeader &header, ByteView body) {
+  Peer *peer = selectedPeer();
+  return peer != nullptr ? transmit(*peer, header, body) : std::nullopt;
+}
+
 bool CHHsms::SendMessage(ByteView headerAndBody) { return sendTo(target(), headerAndBody); }
 
 bool CHHsms::SendMessage(const std::string &ipAddress, int32_t portNumber, ByteView headerAndBody) {
-  if (link_ == nullptr)
+  if (!root_)
     return false;
-  if (link_->usable() && link_->IPAddress() == ipAddress && link_->PortNumber() == portNumber)
-    return sendTo(link_.get(), headerAndBody);
-  return sendTo(static_cast<Link *>(link_->FindPeer(ipAddress, portNumber)), headerAndBody);
+  if (root_->usable() && root_->IPAddress() == ipAddress && root_->PortNumber() == portNumber)
+    return sendTo(root_.get(), headerAndBody);
+  return sendTo(static_cast<Peer *>(root_->FindPeer(ipAddress, portNumber)), headerAndBody);
 }
 
-bool CHHsms::SendToSelected(ByteView headerAndBody) {
-  return sendTo(selectedLink(), headerAndBody);
-}
-
-CHHsms::Link *CHHsms::selectedLink() const {
-  if (link_ == nullptr || link_->usable())
-    return link_ != nullptr && link_->selected ? link_.get() : nullptr;
-  for (size_t i = 0; i < link_->PeerCount(); ++i) {
-    auto &peer = static_cast<Link &>(link_->Peer(i));
+CHHsms::Peer *CHHsms::selectedPeer() const {
+  if (!root_ || root_->usable())
+    return root_ && root_->selected ? root_.get() : nullptr;
+  for (size_t i = 0; i < root_->PeerCount(); ++i) {
+    auto &peer = static_cast<Peer &>(root_->PeerAt(i));
     if (peer.usable() && peer.selected)
       return &peer;
   }
   return nullptr;
 }
 
-CHHsms::Link *CHHsms::target() const {
-  if (link_ == nullptr || link_->usable())
-    return link_.get();
-  return static_cast<Link *>(link_->FindPeer(link_->IPAddress(), link_->PortNumber()));
+CHHsms::Peer *CHHsms::target() const {
+  if (!root_ || root_->usable())
+    return root_.get();
+  return static_cast<Peer *>(root_->FindPeer(root_->IPAddress(), root_->PortNumber()));
 }
 
-bool CHHsms::sendTo(Link *link, ByteView headerAndBody) {
+bool CHHsms::sendTo(Peer *peer, ByteView headerAndBody) {
   const auto header = readHeader(headerAndBody);
-  return link != nullptr && header &&
-         send(*link, *header, headerAndBody.subspan(CHSecsHeader::kSize));
+  return peer != nullptr && header &&
+         transmit(*peer, *header, headerAndBody.subspan(CHSecsHeader::kSize));
 }
 
-bool CHHsms::send(Link &link, CHSecsHeader header, ByteView body) {
+std::optional<CHSecsHeader> CHHsms::transmit(Peer &peer, CHSecsHeader header, ByteView body) {
   complete(header);
   header.length = static_cast<uint32_t>(CHSecsHeader::kSize + body.size());
-  if (!link.transmit(frameHead(header, body.size()), body))
-    return false;
+  if (!peer.transmit(frameHead(header, body.size()), body))
+    return std::nullopt;
   if (isControlRequest(header)) {
-    link.requests.push_back({link.ticks(), header});
-    wake();
+    peer.requests.push_back({peer.ticks(), header});
+    ticker_.arm();
   }
-  const std::string address = link.IPAddress();
-  owner_.OnMessageSent(address, link.PortNumber(), header, body);
-  return true;
+  return header;
+}
+
+void CHHsms::sendControl(Peer &peer, const CHSecsHeader &header) {
+  if (const auto sent = transmit(peer, header, {}))
+    owner_->OnSent(peer.IPAddress(), peer.PortNumber(), *sent, {});
 }
 
 // What the standard fixes in a header (SEMI E37 8.2) is filled in here, whatever the owner gave.
@@ -234,80 +219,72 @@ uint32_t CHHsms::nextSystemBytes() {
 // Ticks -----------------------------------------------------------------------------------------
 
 void CHHsms::Poll() {
-  Lifetime::Watch alive(lifetime_);
   updateState();
-  if (!alive || link_ == nullptr)
+  if (!root_)
     return;
   t6Reported_ = false;
-  link_->Poll();
-  if (alive)
-    updateState();
+  const auto root = root_.shared();
+  root->Poll();
+  updateState();
 }
 
 std::optional<uint32_t> CHHsms::NextPoll() const {
   if (state_ != linkState())
     return 0;
-  return link_ == nullptr ? std::nullopt : link_->NextPoll();
+  return root_ ? root_->NextPoll() : std::nullopt;
 }
 
 // A listener is selected as soon as one of its peers is.
-HsmsState CHHsms::linkState() const {
-  if (anyLink([](const Link &link) { return link.selected; }))
-    return HsmsState::Selected;
-  return anyLink([](const Link &) { return true; }) ? HsmsState::NotSelected
-                                                    : HsmsState::NotConnected;
+LinkState CHHsms::linkState() const {
+  if (anyPeer([](const Peer &peer) { return peer.selected; }))
+    return LinkState::Ready;
+  return anyPeer([](const Peer &) { return true; }) ? LinkState::Up : LinkState::Down;
 }
 
 void CHHsms::updateState() {
-  const HsmsState old = std::exchange(state_, linkState());
+  const LinkState old = std::exchange(state_, linkState());
   if (state_ != old)
-    owner_.OnStateChanged(state_, old);
+    owner_->OnStateChanged(state_, old);
 }
 
-void CHHsms::pollLink(Link &link) {
-  Lifetime::Watch alive(link.lifetime());
+void CHHsms::pollPeer(Peer &peer) {
   for (const auto expire : {&CHHsms::expireT6, &CHHsms::expireT7, &CHHsms::expireT8})
-    if (alive && link.usable())
-      (this->*expire)(link);
+    if (peer.usable())
+      (this->*expire)(peer);
 }
 
 // At most one a tick.
-void CHHsms::expireT6(Link &link) {
-  if (t6Reported_ || settings_.t6 == 0 || link.requests.empty() ||
-      timeLeft(link.ticks(), link.requests.front().sentAt, settings_.t6) != 0)
+void CHHsms::expireT6(Peer &peer) {
+  if (t6Reported_ || settings_.t6 <= 0 || peer.requests.empty() ||
+      timeLeft(peer.ticks(), peer.requests.front().sentAt, milliseconds(settings_.t6)) != 0)
     return;
   t6Reported_ = true;
   std::array<uint8_t, CHSecsHeader::kSize> header{};
-  EncodeHeader(link.requests.front().header, header);
-  link.requests.erase(link.requests.begin());
-  reportProblem(link, ErrorGemHsmsT6Timeout, header);
+  EncodeHeader(peer.requests.front().header, header);
+  peer.requests.erase(peer.requests.begin());
+  reportProblem(peer, LinkProblem::T6, header);
 }
 
 // The end is told even when the report of T7 pumps the loop, whose ticks remove a peer that has
 // ended.
-void CHHsms::expireT7(Link &link) {
-  if (link.selected || settings_.t7 == 0 ||
-      timeLeft(link.ticks(), link.notSelectedSince, settings_.t7) != 0)
+void CHHsms::expireT7(Peer &peer) {
+  if (peer.selected || settings_.t7 <= 0 ||
+      timeLeft(peer.ticks(), peer.notSelectedSince, milliseconds(settings_.t7)) != 0)
     return;
-  link.disconnect();
-  const std::string address = link.IPAddress();
-  const int32_t port = link.PortNumber();
-  Lifetime::Watch alive(lifetime_);
-  reportProblem(link, ErrorGemHsmsT7Timeout);
-  if (alive)
-    owner_.OnDisconnected(address, port);
+  peer.disconnect();
+  reportProblem(peer, LinkProblem::T7);
+  disconnected(peer);
 }
 
-void CHHsms::expireT8(Link &link) {
-  if (!link.holdsPart() || timeLeft(link.ticks(), link.grownAt, settings_.t8) != 0)
+void CHHsms::expireT8(Peer &peer) {
+  if (!peer.holdsPart() || timeLeft(peer.ticks(), peer.grownAt, milliseconds(settings_.t8)) != 0)
     return;
-  link.dropReceived();
-  reportProblem(link, ErrorGemHsmsT8Timeout);
+  peer.dropReceived();
+  reportProblem(peer, LinkProblem::T8);
 }
 
-void CHHsms::reportProblem(Link &link, int code, ByteView data) {
-  const std::string address = link.IPAddress();
-  owner_.OnProblem(address, link.PortNumber(), code, data);
+void CHHsms::reportProblem(Peer &peer, LinkProblem problem, ByteView data) {
+  owner_->OnProblem(peer.IPAddress(), peer.PortNumber(), problem, data);
 }
 
 } // namespace velto

@@ -21,100 +21,96 @@ enum RejectReason : uint8_t {
   EntityNotSelected = 4,
 };
 
-// The first rule of the header that is broken; 0 when it is valid.
-int headerProblem(const CHSecsHeader &header, HsmsSessionMode mode) {
+// The first rule of the header that is broken; nothing when it is valid.
+std::optional<LinkProblem> headerProblem(const CHSecsHeader &header, int32_t sessionMode) {
   const auto type = static_cast<SType>(header.sType());
   const bool session = header.idWord != kNoSession;
   if (type == SType::Data && !session)
-    return ErrorGemHsmsInvalidSessionID;
+    return LinkProblem::InvalidSessionId;
   if (header.pType() != 0)
-    return ErrorGemHsmsInvalidPType;
+    return LinkProblem::InvalidPType;
   if (type == SType::Data)
-    return 0;
+    return std::nullopt;
   if (!header.isControl())
-    return ErrorGemHsmsInvalidSType;
+    return LinkProblem::InvalidSType;
   if (header.length != CHSecsHeader::kSize)
-    return ErrorGemHsmsControlMessageTooLong;
+    return LinkProblem::ControlMessageTooLong;
   const bool isLinktest = type == SType::LinktestReq || type == SType::LinktestRsp;
   const bool hasStatus =
       type == SType::SelectRsp || type == SType::DeselectRsp || type == SType::RejectReq;
   if (isLinktest && session)
-    return ErrorGemHsmsInvalidSessionID;
+    return LinkProblem::InvalidSessionId;
   if (!hasStatus && header.functionByte != 0)
-    return ErrorGemHsmsInvalidFunction;
+    return LinkProblem::InvalidFunction;
   if (type != SType::RejectReq && header.streamByte != 0)
-    return ErrorGemHsmsInvalidRejectReason;
-  if (mode == HsmsSessionMode::Single && session)
-    return ErrorGemHsmsInvalidSessionID;
-  return 0;
+    return LinkProblem::InvalidRejectReason;
+  if (sessionMode == HsmsSession::Single && session)
+    return LinkProblem::InvalidSessionId;
+  return std::nullopt;
 }
 
 } // namespace
 
-void CHHsms::handleMessage(Link &link, ByteView message) {
-  if (isDuplicate(link, message))
+void CHHsms::handleMessage(Peer &peer, ByteView message) {
+  if (isDuplicate(peer, message))
     return;
   const CHSecsHeader header = *readHeader(message);
-  if (const int code = headerProblem(header, settings_.sessionMode); code != 0) {
-    handleInvalid(link, header, message, code);
+  if (const auto problem = headerProblem(header, settings_.sessionMode)) {
+    handleInvalid(peer, header, message, *problem);
     return;
   }
-  const std::string address = link.IPAddress();
-  Lifetime::Watch alive(link.lifetime());
-  if (header.isControl()) {
-    link.held = true;
-    owner_.OnControlReceived(address, link.PortNumber(), message);
-    if (!alive)
-      return;
-    link.held = false;
-    handleControl(link, header);
+  const bool refused = !header.isControl() && !peer.selected;
+  peer.held = header.isControl();
+  owner_->OnReceived(peer.IPAddress(), peer.PortNumber(), message, refused);
+  peer.held = false;
+  if (peer.ended())
     return;
-  }
-  const bool notSelected = !link.selected;
-  owner_.OnDataReceived(address, link.PortNumber(), message, notSelected);
-  if (notSelected && alive)
-    reject(link, header, EntityNotSelected);
+  if (header.isControl())
+    handleControl(peer, header);
+  else if (refused)
+    reject(peer, header, EntityNotSelected);
 }
 
-bool CHHsms::isDuplicate(Link &link, ByteView message) {
+bool CHHsms::isDuplicate(Peer &peer, ByteView message) {
   if (!settings_.discardDuplicates)
-    link.lastMessage = Bytes();
-  else if (std::ranges::equal(link.lastMessage, message))
+    peer.lastMessage = Bytes();
+  else if (std::ranges::equal(peer.lastMessage, message))
     return true;
   else
-    link.lastMessage.assign(message.begin(), message.end());
+    peer.lastMessage.assign(message.begin(), message.end());
   return false;
 }
 
-void CHHsms::handleInvalid(Link &link, const CHSecsHeader &header, ByteView message, int code) {
-  if (settings_.rejectInvalidHeaders && code == ErrorGemHsmsInvalidPType)
-    reject(link, header, PTypeNotSupported);
-  else if (settings_.rejectInvalidHeaders && code == ErrorGemHsmsInvalidSType)
-    reject(link, header, STypeNotSupported);
+void CHHsms::handleInvalid(Peer &peer, const CHSecsHeader &header, ByteView message,
+                           LinkProblem problem) {
+  if (settings_.rejectInvalidHeaders && problem == LinkProblem::InvalidPType)
+    reject(peer, header, PTypeNotSupported);
+  else if (settings_.rejectInvalidHeaders && problem == LinkProblem::InvalidSType)
+    reject(peer, header, STypeNotSupported);
   else
-    reportProblem(link, code, message);
+    reportProblem(peer, problem, message);
 }
 
-void CHHsms::handleControl(Link &link, const CHSecsHeader &header) {
+void CHHsms::handleControl(Peer &peer, const CHSecsHeader &header) {
   switch (static_cast<SType>(header.sType())) {
   case SType::SelectReq:
-    answerSelect(link, header);
+    answerSelect(peer, header);
     break;
   case SType::DeselectReq:
-    answerDeselect(link, header);
+    answerDeselect(peer, header);
     break;
   case SType::LinktestReq:
-    answerLinktest(link, header);
+    answerLinktest(peer, header);
     break;
   case SType::SelectRsp:
   case SType::DeselectRsp:
   case SType::LinktestRsp:
-    handleResponse(link, header);
+    handleResponse(peer, header);
     break;
   case SType::SeparateReq:
-    link.disconnect();
-    wake();
-    disconnected(link);
+    peer.disconnect();
+    ticker_.wake();
+    disconnected(peer);
     break;
   case SType::RejectReq:
   case SType::Data:
@@ -122,92 +118,86 @@ void CHHsms::handleControl(Link &link, const CHSecsHeader &header) {
   }
 }
 
-void CHHsms::answerSelect(Link &link, const CHSecsHeader &header) {
+void CHHsms::answerSelect(Peer &peer, const CHSecsHeader &header) {
   uint8_t status = kStatusOk;
-  if (link.selected)
+  if (peer.selected)
     status = kStatusDone;
-  else if (settings_.sessionMode == HsmsSessionMode::Single &&
-           anyLink([](const Link &other) { return other.selected; }))
+  else if (settings_.sessionMode == HsmsSession::Single &&
+           anyPeer([](const Peer &other) { return other.selected; }))
     status = kStatusUsed;
-  const std::string address = link.IPAddress();
-  Lifetime::Watch alive(link.lifetime());
-  status = owner_.OnSelectRequest(address, link.PortNumber(), status);
-  if (!alive)
-    return;
-  answer(link, header, SType::SelectRsp, status);
-  if (alive && status == kStatusOk)
-    select(link);
+  status = owner_->OnSelectRequest(peer.IPAddress(), peer.PortNumber(), status);
+  answer(peer, header, SType::SelectRsp, status);
+  if (status == kStatusOk)
+    select(peer);
 }
 
-void CHHsms::answerDeselect(Link &link, const CHSecsHeader &header) {
-  const bool selected = link.selected;
-  Lifetime::Watch alive(link.lifetime());
-  answer(link, header, SType::DeselectRsp, selected ? kStatusOk : kStatusDone);
-  if (alive && selected)
-    deselect(link);
+void CHHsms::answerDeselect(Peer &peer, const CHSecsHeader &header) {
+  const bool selected = peer.selected;
+  answer(peer, header, SType::DeselectRsp, selected ? kStatusOk : kStatusDone);
+  if (selected)
+    deselect(peer);
 }
 
-void CHHsms::answerLinktest(Link &link, const CHSecsHeader &header) {
-  if (settings_.sessionMode == HsmsSessionMode::Single && !link.selected)
-    reject(link, header, EntityNotSelected);
-  else if (settings_.sessionMode >= HsmsSessionMode::Generic &&
-           settings_.sessionMode <= HsmsSessionMode::General)
-    answer(link, header, SType::LinktestRsp, kStatusOk);
+void CHHsms::answerLinktest(Peer &peer, const CHSecsHeader &header) {
+  if (settings_.sessionMode == HsmsSession::Single && !peer.selected)
+    reject(peer, header, EntityNotSelected);
+  else if (settings_.sessionMode >= HsmsSession::Generic &&
+           settings_.sessionMode <= HsmsSession::General)
+    answer(peer, header, SType::LinktestRsp, kStatusOk);
 }
 
-void CHHsms::handleResponse(Link &link, const CHSecsHeader &header) {
-  const auto found = std::ranges::find_if(link.requests, [&](const Link::Request &request) {
+void CHHsms::handleResponse(Peer &peer, const CHSecsHeader &header) {
+  const auto found = std::ranges::find_if(peer.requests, [&](const Peer::Request &request) {
     return isControlResponse(header, request.header);
   });
-  if (found == link.requests.end()) {
-    reject(link, header, TransactionNotOpen);
+  if (found == peer.requests.end()) {
+    reject(peer, header, TransactionNotOpen);
     return;
   }
-  link.requests.erase(found);
+  peer.requests.erase(found);
   const auto type = static_cast<SType>(header.sType());
   const bool accepted = header.functionByte <= kStatusDone;
   if (type == SType::SelectRsp && accepted)
-    select(link);
-  else if (type == SType::DeselectRsp && accepted && link.selected)
-    deselect(link);
+    select(peer);
+  else if (type == SType::DeselectRsp && accepted && peer.selected)
+    deselect(peer);
 }
 
 // The end of another connection's selection is told first: what begins here is no part of it.
-void CHHsms::select(Link &link) {
-  Lifetime::Watch alive(link.lifetime());
-  if (state_ == HsmsState::Selected)
+void CHHsms::select(Peer &peer) {
+  if (!peer.ended() && state_ == LinkState::Ready)
     updateState();
-  if (!alive)
+  if (peer.ended())
     return;
-  link.selected = true;
+  peer.selected = true;
   updateState();
 }
 
-void CHHsms::deselect(Link &link) {
-  link.selected = false;
-  link.notSelectedSince = link.ticks();
-  wake();
+void CHHsms::deselect(Peer &peer) {
+  if (peer.ended())
+    return;
+  peer.selected = false;
+  peer.notSelectedSince = peer.ticks();
+  ticker_.arm();
   updateState();
 }
 
 // The remote end may act on the answer before the report of it has returned.
-void CHHsms::answer(Link &link, const CHSecsHeader &request, SType type, uint8_t status) {
+void CHHsms::answer(Peer &peer, const CHSecsHeader &request, SType type, uint8_t status) {
   CHSecsHeader header = request;
   header.setSType(type);
   header.functionByte = status;
-  Lifetime::Watch alive(link.lifetime());
-  link.held = true;
-  send(link, header);
-  if (alive)
-    link.held = false;
+  peer.held = true;
+  sendControl(peer, header);
+  peer.held = false;
 }
 
-void CHHsms::reject(Link &link, const CHSecsHeader &rejected, uint8_t reason) {
+void CHHsms::reject(Peer &peer, const CHSecsHeader &rejected, uint8_t reason) {
   CHSecsHeader header = rejected;
   header.streamByte = reason == PTypeNotSupported ? rejected.pType() : rejected.sType();
   header.functionByte = reason;
   header.setSType(SType::RejectReq);
-  send(link, header);
+  sendControl(peer, header);
 }
 
 } // namespace velto

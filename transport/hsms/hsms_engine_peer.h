@@ -10,20 +10,20 @@
 namespace velto {
 
 /// A connection of the engine; of a listener, each peer is one of its own.
-class CHHsms::Link final : public CHHsmsConnection {
+class CHHsms::Peer final : public CHHsmsConnection {
 public:
   struct Request {
     uint32_t sentAt; // tick
     CHSecsHeader header;
   };
 
-  Link(EventLoop &loop, CHHsms &engine)
+  Peer(EventLoop &loop, CHHsms &engine)
       : CHHsmsConnection(loop, ConnectionKind::Hsms), engine_(engine) {}
 
   using CHHsmsConnection::disconnect;
   using CHHsmsConnection::dropReceived;
   using CHHsmsConnection::giveBack;
-  using CHHsmsConnection::lifetime;
+  using CHHsmsConnection::hold;
   using CHHsmsConnection::takeReceived;
   using CHHsmsConnection::ticks;
   using CHHsmsConnection::transmit;
@@ -37,23 +37,23 @@ public:
       return;
     }
     reportSocketError(); // there is no sink: the change of state tells it all
-    engine_.pollLink(*this);
+    engine_.pollPeer(*this);
   }
 
   std::optional<uint32_t> NextPoll() const override {
     if (listening())
       return CHHsmsConnection::NextPoll();
-    const HsmsSettings &settings = engine_.settings_;
+    const LinkSettings &settings = engine_.settings_;
     const uint32_t now = ticks();
     std::optional<uint32_t> next;
     if (!usable())
       return next;
-    if (!requests.empty() && settings.t6 != 0)
-      next = timeLeft(now, requests.front().sentAt, settings.t6);
-    if (!selected && settings.t7 != 0)
-      next = sooner(next, timeLeft(now, notSelectedSince, settings.t7));
+    if (!requests.empty() && settings.t6 > 0)
+      next = timeLeft(now, requests.front().sentAt, milliseconds(settings.t6));
+    if (!selected && settings.t7 > 0)
+      next = sooner(next, timeLeft(now, notSelectedSince, milliseconds(settings.t7)));
     if (holdsPart())
-      next = sooner(next, timeLeft(now, grownAt, settings.t8));
+      next = sooner(next, timeLeft(now, grownAt, milliseconds(settings.t8)));
     return next;
   }
 
@@ -69,19 +69,23 @@ public:
   Bytes lastMessage;             // to find a duplicate
 
 protected:
-  std::unique_ptr<CHHsmsConnection> CreatePeer() override {
-    auto peer = std::make_unique<Link>(loop(), engine_);
+  std::shared_ptr<CHHsmsConnection> CreatePeer() override {
+    auto peer = std::make_shared<Peer>(loop(), engine_);
     copySettings(*peer);
     return peer;
   }
   size_t readSize() const override { return 102'400; }
   size_t bufferLimit() const override { return size_t{MaxLength()} + kFrameLengthSize; }
-  void onArrived() override { engine_.handleArrival(*this); }
+  void onArrived() override {
+    const auto engine = engine_.shared_from_this();
+    engine->handleArrival(*this);
+  }
   void onConnectionChanged(bool connected) override {
+    const auto engine = engine_.shared_from_this();
     if (connected)
-      engine_.connected(*this);
+      engine->connected(*this);
     else
-      engine_.disconnected(*this);
+      engine->disconnected(*this);
   }
 
 private:
@@ -89,13 +93,13 @@ private:
 };
 
 /// True when a connection of the engine that is connected fulfils `predicate`.
-template <typename Predicate> bool CHHsms::anyLink(Predicate predicate) const {
-  if (link_ == nullptr)
+template <typename Predicate> bool CHHsms::anyPeer(Predicate predicate) const {
+  if (!root_)
     return false;
-  if (link_->usable() && predicate(*link_))
+  if (root_->usable() && predicate(*root_))
     return true;
-  for (size_t i = 0; i < link_->PeerCount(); ++i) {
-    const Link &peer = static_cast<const Link &>(link_->Peer(i));
+  for (size_t i = 0; i < root_->PeerCount(); ++i) {
+    const Peer &peer = static_cast<const Peer &>(root_->PeerAt(i));
     if (peer.usable() && predicate(peer))
       return true;
   }

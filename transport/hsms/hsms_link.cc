@@ -18,11 +18,16 @@ std::string lengthText(const char *what, uint32_t length, uint32_t maxLength) {
 
 } // namespace
 
-std::unique_ptr<CHHsmsConnection> CHHsmsLink::CreatePeer() {
-  auto peer = std::make_unique<CHHsmsLink>(loop());
+std::shared_ptr<CHHsmsConnection> CHHsmsLink::CreatePeer() {
+  auto peer = std::make_shared<CHHsmsLink>(loop());
   copySettings(*peer);
   peer->times_ = times_;
   return peer;
+}
+
+void CHHsmsLink::SetTimes(const HsmsTimes &times) {
+  times_ = times;
+  arm();
 }
 
 // A frame of the greatest length must fit with its length field.
@@ -70,7 +75,7 @@ void CHHsmsLink::setSelected(bool selected) {
   selected_ = selected;
   notSelectedSince_ = ticks();
   markChanged();
-  wake();
+  arm();
 }
 
 void CHHsmsLink::trackSelected(const CHSecsHeader &header) {
@@ -109,13 +114,13 @@ void CHHsmsLink::openTransaction(ByteView message) {
   list.open(*header, message, ticks(), sentCount_++);
   markChanged();
   if (list.size() == 1)
-    wake();
+    arm();
 }
 
 size_t CHHsmsLink::OpenTransactionCount() const {
   size_t count = open_[Data].size() + open_[Control].size();
   for (size_t i = 0; i < PeerCount(); ++i)
-    count += static_cast<const CHHsmsLink &>(Peer(i)).OpenTransactionCount();
+    count += static_cast<const CHHsmsLink &>(PeerAt(i)).OpenTransactionCount();
   return count;
 }
 
@@ -137,7 +142,7 @@ bool CHHsmsLink::expireTransaction() {
   const bool isT6 =
       due == Control && times_.t6 != 0 && timeLeft(now, expired.sentAt, times_.t6) == 0;
   markChanged();
-  reportProblem(isT6 ? ErrorHsmsT6 : ErrorHsmsT3, toHex(expired.message));
+  reportProblem({isT6 ? LinkProblem::T6 : LinkProblem::T3, toHex(expired.message)});
   return true;
 }
 
@@ -170,10 +175,8 @@ void CHHsmsLink::Poll() {
     return;
   if (expireT7())
     return;
-  Lifetime::Watch alive(lifetime());
   receiveFrame();
-  if (alive)
-    reportSocketError();
+  reportSocketError();
 }
 
 bool CHHsmsLink::expireT7() {
@@ -182,7 +185,7 @@ bool CHHsmsLink::expireT7() {
       timeLeft(now, notSelectedSince_, times_.t7) != 0)
     return false;
   notSelectedSince_ = now;
-  reportProblem(ErrorHsmsT7, {});
+  reportProblem({LinkProblem::T7});
   return true;
 }
 
@@ -201,24 +204,23 @@ void CHHsmsLink::receiveFrame() {
     if (timeLeft(ticks(), lastArrival_, times_.t8) != 0)
       return;
     if (tooLong)
-      rejectBuffered(ErrorHsmsTooLong,
-                     lengthText("Receive not completed and", length, MaxLength()));
+      rejectBuffered({LinkProblem::LengthTooLong,
+                      lengthText("Receive not completed and", length, MaxLength())});
     else
-      rejectBuffered(ErrorHsmsT8, {});
+      rejectBuffered({LinkProblem::T8});
   } else if (length == 0 || tooLong) {
-    rejectBuffered(ErrorHsmsTooLong, lengthText("Receive completed but", length, MaxLength()));
+    rejectBuffered(
+        {LinkProblem::LengthTooLong, lengthText("Receive completed but", length, MaxLength())});
   } else {
-    Lifetime::Watch alive(lifetime());
     ByteQueue frame = takeReceived(length + kFrameLengthSize);
     deliver(frame.view().subspan(kFrameLengthSize));
-    if (alive)
-      giveBack(std::move(frame));
+    giveBack(std::move(frame));
   }
 }
 
-void CHHsmsLink::rejectBuffered(int16_t errorCode, const std::string &text) {
+void CHHsmsLink::rejectBuffered(const Problem &problem) {
   dropReceived();
-  reportProblem(errorCode, text);
+  reportProblem(problem);
 }
 
 // The transaction is closed first: the owner may pump the loop or destroy the link in the report.

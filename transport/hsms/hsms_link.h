@@ -7,39 +7,28 @@
 
 namespace velto {
 
-/// The problems that an HSMS link reports. Socket errors are reported by their own numbers.
-enum VeltoHsmsError : int16_t {
-  ErrorHsmsCannotSend = -1, ///< for the owner, after a failed send
-  ErrorHsmsTooLong = -2,    ///< a length of 0 or above the maximum
-  ErrorHsmsLonger = -3,     ///< not raised
-  ErrorHsmsT8 = -4,         ///< a message stopped arriving
-  ErrorHsmsT3 = -5,         ///< no reply; the text is the primary in hexadecimal
-  ErrorHsmsT5 = -6,         ///< not raised
-  ErrorHsmsT6 = -7,         ///< no control response; the text is the request in hexadecimal
-  ErrorHsmsT7 = -8,         ///< connected but not selected
-  ErrorHsmsOther = -99,     ///< not raised
+/// The timers of HSMS (SEMI E37 9.2) in milliseconds.
+struct HsmsTimes {
+  uint32_t t3 = 45000; ///< reply
+  uint32_t t5 = 10000; ///< connect separation; kept for the owner
+  uint32_t t6 = 5000;  ///< control transaction; 0: T3 counts instead
+  uint32_t t7 = 10000; ///< not selected; 0: never
+  uint32_t t8 = 5000;  ///< between arrivals of one message
 };
 
-/// An HSMS connection (SEMI E37) that frames messages and watches over time-outs, and leaves the
-/// control messages to its owner: nothing is answered here.
+/// A bare HSMS connection (SEMI E37): frames messages, watches over time-outs, and leaves the
+/// control messages to its owner. Nothing is answered here.
 ///
-/// Times are milliseconds; a changed time counts at once, and NextPoll() with it. Each peer of a
-/// listener has its own open transactions, times and Selected flag; the listener gives it its
-/// current times with every send.
+/// Its reports are those of the time-outs (with the message that got no answer in hexadecimal) and
+/// LengthTooLong, for a length of 0 as well. Each peer of a listener has its own open transactions,
+/// times and Selected flag; the listener gives it its current times with every send.
 class CHHsmsLink : public CHHsmsConnection {
 public:
   explicit CHHsmsLink(EventLoop &loop) : CHHsmsConnection(loop, ConnectionKind::Hsms) {}
 
-  void SetT3(uint32_t ms) { times_.t3 = ms; } ///< reply
-  void SetT5(uint32_t ms) { times_.t5 = ms; } ///< connect separation; kept for the owner
-  void SetT6(uint32_t ms) { times_.t6 = ms; } ///< control transaction; 0: T3 counts instead
-  void SetT7(uint32_t ms) { times_.t7 = ms; } ///< not selected; 0: never
-  void SetT8(uint32_t ms) { times_.t8 = ms; } ///< between arrivals of one message
-  uint32_t T3() const { return times_.t3; }
-  uint32_t T5() const { return times_.t5; }
-  uint32_t T6() const { return times_.t6; }
-  uint32_t T7() const { return times_.t7; }
-  uint32_t T8() const { return times_.t8; }
+  const HsmsTimes &times() const { return times_; }
+  /// Changed times count at once.
+  void SetTimes(const HsmsTimes &times);
 
   /// Whether the connection (of a listener: the addressed peer) is selected. A new connection is
   /// not; received Select messages set it; only the owner clears it.
@@ -61,20 +50,13 @@ public:
   std::optional<uint32_t> NextPoll() const override;
 
 protected:
-  std::unique_ptr<CHHsmsConnection> CreatePeer() override;
+  std::shared_ptr<CHHsmsConnection> CreatePeer() override;
   size_t bufferLimit() const override;
   bool holdsUnit() const override { return holdsFrame(); }
   void onArrived() override;
   void onConnectionChanged(bool connected) override;
 
 private:
-  struct Times {
-    uint32_t t3 = 45000;
-    uint32_t t5 = 10000;
-    uint32_t t6 = 5000;
-    uint32_t t7 = 10000;
-    uint32_t t8 = 5000;
-  };
   enum OpenKind : size_t { Data, Control, OpenKindCount };
 
   CHHsmsLink *findLink(const std::string &ipAddress, int32_t portNumber) const;
@@ -86,13 +68,13 @@ private:
   bool expireT7();
   bool hasLength() const;
   void receiveFrame();
-  void rejectBuffered(int16_t errorCode, const std::string &text);
+  void rejectBuffered(const Problem &problem);
   void deliver(ByteView message);
   void trackSelected(const CHSecsHeader &header);
   void closeTransaction(const CHSecsHeader &header, ByteView message);
   bool answers(const CHSecsHeader &header, const CHSecsHeader &request) const;
 
-  Times times_;
+  HsmsTimes times_;
   bool selected_ = false;
   uint32_t notSelectedSince_ = 0; // tick, while connected and not selected
   uint32_t lastArrival_ = 0;      // tick, while bytes are buffered

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/bytes.h"
+#include "transport/link/problem.h"
 
 #include <cstdint>
 #include <string>
@@ -13,10 +14,13 @@ enum class ConnectionKind : int { SecsI = 0, Stream = 2, Hsms = 3 };
 enum class TraceDirection : int { Sent = 0, Received = 1 };
 
 /// What a transport engine tells its owner. Every call names the engine's kind and the remote end.
-/// The owner may do anything inside a call: send, close, destroy the engine.
+/// The owner may do anything inside a call: send, close, give the engine up, pump the loop.
 class CHConnectionSink {
 public:
   virtual ~CHConnectionSink() = default;
+
+  /// A tick begins.
+  virtual void OnTick() {}
 
   /// One unit of received data: a whole message (HSMS: without its length field), or what a raw
   /// stream brought since the last tick.
@@ -25,14 +29,16 @@ public:
   /// A message was sent; `sent` false: it failed and was given up.
   virtual void OnSent(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
                       ByteView data, bool sent) = 0;
-  /// A failure: the protocol's code or the platform's socket error number.
   virtual void OnProblem(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,
-                         int16_t errorCode, const std::string &text) = 0;
+                         const Problem &problem) = 0;
   virtual void OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress,
                                    int32_t portNumber, bool connected) = 0;
   /// The bytes that a SECS-I engine read or wrote, as they went over the line. The only report in
   /// which the owner may just look: the engine is in the midst of a step.
   virtual void OnTrace(ConnectionKind kind, ByteView bytes, TraceDirection direction) = 0;
 };
+
+/// The sink of an engine that nobody listens to.
+CHConnectionSink &silentSink();
 
 } // namespace velto

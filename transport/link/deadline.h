@@ -5,6 +5,9 @@
 
 namespace velto {
 
+/// A time that was set, which may be negative, as a period.
+inline uint32_t milliseconds(int32_t value) { return value < 0 ? 0 : static_cast<uint32_t>(value); }
+
 /// Milliseconds until `period` has passed since the tick `since`; 0 when it has. Right across the
 /// wrap of the tick count.
 inline uint32_t timeLeft(uint32_t now, uint32_t since, uint32_t period) {

@@ -36,11 +36,10 @@ void BlockTransfer::Poll() {
     open_.clear();
     return;
   }
-  Lifetime::Watch alive(lifetime_);
   pollTimers();
-  while (alive && channel_.IsOpen() && channel_.InputCount() > 0)
+  while (channel_.IsOpen() && channel_.InputCount() > 0)
     handle(channel_.ReadByte());
-  if (alive && channel_.IsOpen())
+  if (channel_.IsOpen())
     pollReplyTimer();
 }
 
@@ -82,7 +81,7 @@ void BlockTransfer::pollTimers() {
   else if (timeLeft(clock_.ticks(), since_, timeLimit()) != 0)
     return;
   else if (state_ == State::Requested || state_ == State::Sent)
-    retryOrFail(ErrorSecsT2, false);
+    retryOrFail(LinkProblem::T2, false);
   else
     receiveTimedOut();
 }
@@ -91,7 +90,7 @@ void BlockTransfer::pollIdle() {
   const uint32_t now = clock_.ticks();
   assembly_.forgetComplete(now, settings_.t4);
   if (const auto header = assembly_.expire(now, settings_.t4))
-    problem(ErrorSecsT4, toHex(*header));
+    problem(LinkProblem::T4, toHex(*header));
   else if (!queue_.empty())
     startBlock();
 }
@@ -103,7 +102,7 @@ void BlockTransfer::receiveTimedOut() {
   enter(State::Idle);
   trace_.line("Sent NAK");
   write(kNak);
-  problem(noLength ? ErrorSecsT2 : ErrorSecsT1);
+  problem(noLength ? LinkProblem::T2 : LinkProblem::T1);
 }
 
 void BlockTransfer::pollReplyTimer() {
@@ -112,7 +111,7 @@ void BlockTransfer::pollReplyTimer() {
   const OpenTransactions::Entry primary = open_.takeFirst();
   if (settings_.equipment && variant_.sendsS9F9)
     queueStream9(9, primary.message);
-  problem(ErrorSecsT3, toHex(primary.message));
+  problem(LinkProblem::T3, toHex(primary.message));
 }
 
 // Input -----------------------------------------------------------------------------------------
@@ -160,7 +159,7 @@ void BlockTransfer::inGranted(uint8_t byte) {
     enter(State::Receiving);
   } else {
     enter(State::Discarding);
-    problem(ErrorSecsBadLength);
+    problem(LinkProblem::BadBlockLength);
   }
 }
 
@@ -191,16 +190,16 @@ void BlockTransfer::inSent(uint8_t byte) {
     blockAcknowledged();
   } else if (byte == kNak) {
     trace_.line("Received NAK");
-    retryOrFail(ErrorSecsNak, true);
+    retryOrFail(LinkProblem::Nak, true);
   } else {
     trace_.unexpected(byte);
-    retryOrFail(ErrorSecsUnexpectedChar, true);
+    retryOrFail(LinkProblem::UnexpectedCharacter, true);
   }
 }
 
 void BlockTransfer::unexpected(uint8_t byte) {
   trace_.unexpected(byte);
-  problem(ErrorSecsUnexpectedChar);
+  problem(LinkProblem::UnexpectedCharacter);
 }
 
 void BlockTransfer::grant() {
@@ -218,14 +217,14 @@ void BlockTransfer::handleBlock() {
   if (blockSum(block) != readBigEndian<uint16_t>(block.data() + block.size())) {
     enter(State::Discarding);
     trace_.line("Sum error");
-    problem(ErrorSecsBadSum, headerText(block));
+    problem(LinkProblem::BadChecksum, headerText(block));
     return;
   }
   if (settings_.msec && !hasEvenParity(block)) {
     enter(State::Idle);
     trace_.line("Sent NAK (Parity error)");
     write(kNak);
-    problem(ErrorSecsBadParity);
+    problem(LinkProblem::BadParity);
     return;
   }
   enter(State::Idle);
@@ -251,16 +250,16 @@ void BlockTransfer::assemble(ByteView block) {
   switch (outcome.result) {
   case BlockAssembly::Result::Incomplete:
     if (const auto header = assembly_.shed())
-      problem(ErrorSecsT4, toHex(*header));
+      problem(LinkProblem::T4, toHex(*header));
     break;
   case BlockAssembly::Result::Complete:
     deliver(outcome.message);
     break;
   case BlockAssembly::Result::BadMultiBlockNumber:
-    problem(ErrorSecsBadMultiBlockNumber, headerText(block));
+    problem(LinkProblem::BadMultiBlockNumber, headerText(block));
     break;
   case BlockAssembly::Result::BadBlockNumber:
-    problem(ErrorSecsBadBlockNumber, headerText(block));
+    problem(LinkProblem::BadBlockNumber, headerText(block));
     break;
   }
 }
@@ -269,7 +268,7 @@ void BlockTransfer::deliver(ByteView message) {
   const CHSecsHeader header = *readHeader(message);
   if (settings_.equipment && ((header.idWord ^ settings_.deviceId) & kDeviceIdMask) != 0) {
     queueStream9(1, message);
-    problem(ErrorSecsBadDeviceID);
+    problem(LinkProblem::BadDeviceId);
     return;
   }
   open_.closeAnswered(header, message);
@@ -348,7 +347,7 @@ void BlockTransfer::blockAcknowledged() {
 }
 
 // A T2 time-out that ends the last attempt is not reported: the failed message tells of it.
-void BlockTransfer::retryOrFail(VeltoSecsIError code, bool reportsLast) {
+void BlockTransfer::retryOrFail(LinkProblem code, bool reportsLast) {
   if (++retries_ > settings_.retry) {
     failQueue(reportsLast ? std::optional(code) : std::nullopt);
   } else {
@@ -359,18 +358,14 @@ void BlockTransfer::retryOrFail(VeltoSecsIError code, bool reportsLast) {
 
 // A message that fails takes those behind it along. They leave the queue before the first report,
 // so that what the owner queues meanwhile stays.
-void BlockTransfer::failQueue(std::optional<VeltoSecsIError> code) {
+void BlockTransfer::failQueue(std::optional<LinkProblem> code) {
   enter(State::Idle);
   const auto failed = std::exchange(queue_, {});
   queuedBytes_ = 0;
-  Lifetime::Watch alive(lifetime_);
   if (code)
     problem(*code);
-  for (const OutgoingMessage &message : failed) {
-    if (!alive)
-      return;
+  for (const OutgoingMessage &message : failed)
     owner_.OnMessageSent(message.message(), false);
-  }
 }
 
 void BlockTransfer::Reset() {
@@ -411,7 +406,7 @@ void BlockTransfer::writeLine(ByteView bytes) {
 
 void BlockTransfer::write(uint8_t character) { writeLine({&character, 1}); }
 
-void BlockTransfer::problem(VeltoSecsIError code, const std::string &text) {
+void BlockTransfer::problem(LinkProblem code, const std::string &text) {
   owner_.OnTransferProblem(code, text);
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "base/lifetime.h"
 #include "platform/clock.h"
 #include "transport/link/connection_sink.h"
 #include "transport/link/open_transactions.h"
@@ -16,14 +15,14 @@
 namespace velto {
 
 /// What the block transfer engine tells its owner, who may do anything inside a call (but for
-/// OnTrace): send, close, destroy the engine, pump the loop.
+/// OnTransferTrace): send, close the line, pump the loop; but the engine outlives the call.
 class BlockTransferOwner {
 public:
   virtual ~BlockTransferOwner() = default;
   virtual void OnMessage(ByteView message) = 0;
   /// `sent` false: the message was given up.
   virtual void OnMessageSent(ByteView message, bool sent) = 0;
-  virtual void OnTransferProblem(VeltoSecsIError code, const std::string &text) = 0;
+  virtual void OnTransferProblem(LinkProblem code, const std::string &text) = 0;
   /// Bytes as they went over the line. Only to look at: the engine is in the midst of a step.
   virtual void OnTransferTrace(ByteView bytes, TraceDirection direction) = 0;
 };
@@ -97,13 +96,13 @@ private:
   void request();
   void sendBlock();
   void blockAcknowledged();
-  void retryOrFail(VeltoSecsIError code, bool reportsLast);
-  void failQueue(std::optional<VeltoSecsIError> code);
+  void retryOrFail(LinkProblem code, bool reportsLast);
+  void failQueue(std::optional<LinkProblem> code);
   void startAnew();
 
   void writeLine(ByteView bytes);
   void write(uint8_t character);
-  void problem(VeltoSecsIError code, const std::string &text = {});
+  void problem(LinkProblem code, const std::string &text = {});
 
   ByteChannel &channel_;
   BlockTransferOwner &owner_;
@@ -126,7 +125,6 @@ private:
   BlockAssembly assembly_;
   OpenTransactions open_;
   uint64_t sentCount_ = 0;
-  Lifetime lifetime_;
 };
 
 } // namespace velto

@@ -5,11 +5,14 @@
 namespace velto {
 
 CHSecsI::CHSecsI(EventLoop &loop, FileSystem &files)
-    : CHSerialPort(loop), transfer_(*this, *this, kSerialVariant, loop.clock(), files) {}
+    : CHSerialPort(loop), sink_(&silentSink()),
+      transfer_(*this, *this, kSerialVariant, loop.clock(), files), ticker_(loop, *this) {
+  SetWake([this] { ticker_.arm(); });
+}
 
 void CHSecsI::SetSettings(const SecsISettings &settings) {
   transfer_.settings() = settings;
-  wake();
+  ticker_.arm();
 }
 
 void CHSecsI::Close() {
@@ -17,19 +20,24 @@ void CHSecsI::Close() {
   CHSerialPort::Close();
 }
 
+void CHSecsI::End() {
+  Close();
+  sink_ = &silentSink();
+  ticker_.follow(nullptr);
+}
+
 bool CHSecsI::QueueMessage(ByteView message) {
   if (!IsOpen() || !transfer_.QueueMessage(message))
     return false;
-  wake();
+  ticker_.arm();
   return true;
 }
 
 bool CHSecsI::QueueHex(std::string_view text) { return QueueMessage(fromHex(text)); }
 
 void CHSecsI::Poll() {
-  Lifetime::Watch alive(lifetime_);
   transfer_.Poll();
-  if (alive && LostError() != 0 && !IsOpen())
+  if (LostError() != 0 && !IsOpen())
     reportLost();
 }
 
@@ -38,39 +46,33 @@ std::optional<uint32_t> CHSecsI::NextPoll() const {
 }
 
 void CHSecsI::onArrived() {
-  Lifetime::Watch alive(lifetime_);
+  const auto held = hold();
   Poll();
-  if (alive)
-    wake();
+  ticker_.arm();
 }
 
 void CHSecsI::reportLost() {
-  const auto error = static_cast<int16_t>(LostError());
+  const int error = LostError();
   CHSerialPort::Close();
-  Lifetime::Watch alive(lifetime_);
   transfer_.FailAll();
-  if (alive && sink_ != nullptr)
-    sink_->OnProblem(ConnectionKind::SecsI, {}, 0, error, "The serial device is gone.");
+  sink_->OnProblem(ConnectionKind::SecsI, {}, 0,
+                   {LinkProblem::System, "The serial device is gone.", error});
 }
 
 void CHSecsI::OnMessage(ByteView message) {
-  if (sink_ != nullptr)
-    sink_->OnReceived(ConnectionKind::SecsI, {}, 0, message);
+  sink_->OnReceived(ConnectionKind::SecsI, {}, 0, message);
 }
 
 void CHSecsI::OnMessageSent(ByteView message, bool sent) {
-  if (sink_ != nullptr)
-    sink_->OnSent(ConnectionKind::SecsI, {}, 0, message, sent);
+  sink_->OnSent(ConnectionKind::SecsI, {}, 0, message, sent);
 }
 
-void CHSecsI::OnTransferProblem(VeltoSecsIError code, const std::string &text) {
-  if (sink_ != nullptr)
-    sink_->OnProblem(ConnectionKind::SecsI, {}, 0, code, text);
+void CHSecsI::OnTransferProblem(LinkProblem code, const std::string &text) {
+  sink_->OnProblem(ConnectionKind::SecsI, {}, 0, {code, text});
 }
 
 void CHSecsI::OnTransferTrace(ByteView bytes, TraceDirection direction) {
-  if (sink_ != nullptr)
-    sink_->OnTrace(ConnectionKind::SecsI, bytes, direction);
+  sink_->OnTrace(ConnectionKind::SecsI, bytes, direction);
 }
 
 } // namespace velto

@@ -1,33 +1,43 @@
 #pragma once
 
+#include "base/handle.h"
+#include "transport/link/ticker.h"
 #include "transport/secsi/block_transfer.h"
 #include "transport/secsi/serial_port.h"
 
+#include <memory>
 #include <string_view>
 
 namespace velto {
 
-/// SECS-I (SEMI E4) on a serial port. Acts the moment something arrives.
+/// SECS-I (SEMI E4) on a serial port. Acts the moment something arrives, and ticks by itself. Owned
+/// through a Handle.
 ///
 /// Reports to its sink with an empty address and port 0. A device that vanishes ends in one problem
 /// with its `errno` number, after every queued message was reported failed.
-class CHSecsI : public CHSerialPort, private BlockTransferOwner {
+class CHSecsI final : public CHSerialPort,
+                      public std::enable_shared_from_this<CHSecsI>,
+                      private BlockTransferOwner,
+                      private Ticker::Client {
 public:
   explicit CHSecsI(EventLoop &loop, FileSystem &files = systemFiles());
 
-  void SetSink(CHConnectionSink *sink) { sink_ = sink; }
+  /// Null: nobody hears of anything.
+  void SetSink(CHConnectionSink *sink) { sink_ = sink != nullptr ? sink : &silentSink(); }
   /// All of it counts at once.
   void SetSettings(const SecsISettings &settings);
   const SecsISettings &settings() const { return transfer_.settings(); }
 
   /// Empties the queues and closes the port.
   void Close();
+  /// The owner gives the engine up: it closes and never reports again.
+  void End();
   /// Queues a message, header and data. False when the port is not open, and as BlockTransfer says.
   bool QueueMessage(ByteView message);
   /// The same from hexadecimal text; at least 20 digits.
   bool QueueHex(std::string_view text);
 
-  /// One tick of the owner's timer.
+  /// One tick, which comes by itself.
   void Poll();
   /// As BlockTransfer::NextPoll().
   std::optional<uint32_t> NextPoll() const;
@@ -36,20 +46,21 @@ public:
 
   size_t InputCount() override { return BufferedCount(); }
 
-protected:
-  void onArrived() override;
-
 private:
+  std::shared_ptr<void> hold() override { return shared_from_this(); }
+  void tick() override { Poll(); }
+  std::optional<uint32_t> nextTick() const override { return NextPoll(); }
+  void onArrived() override;
   void reportLost();
 
   void OnMessage(ByteView message) override;
   void OnMessageSent(ByteView message, bool sent) override;
-  void OnTransferProblem(VeltoSecsIError code, const std::string &text) override;
+  void OnTransferProblem(LinkProblem code, const std::string &text) override;
   void OnTransferTrace(ByteView bytes, TraceDirection direction) override;
 
-  CHConnectionSink *sink_ = nullptr;
+  CHConnectionSink *sink_; // never null
   BlockTransfer transfer_;
-  Lifetime lifetime_;
+  Ticker ticker_;
 };
 
 } // namespace velto

@@ -6,24 +6,6 @@
 
 namespace velto {
 
-/// The problems that a SECS-I line reports.
-enum VeltoSecsIError : int16_t {
-  ErrorSecsUnexpectedChar = 1,
-  ErrorSecsBadLength = 2,           ///< a length byte outside 10 to 254
-  ErrorSecsBadSum = 3,              ///< the text is the block's header
-  ErrorSecsBadParity = 4,           ///< of a data byte with MSEC
-  ErrorSecsBadMultiBlockNumber = 5, ///< a block is missing; the text is the header
-  ErrorSecsBadBlockNumber = 6,      ///< a first block numbered above 1; the text is the header
-  ErrorSecsNak = 7,
-  ErrorSecsRetry = 8, ///< for the owner: a message was given up
-  ErrorSecsT4 = 9,    ///< the next block did not come; the text is the header
-  ErrorSecsT2 = 10,
-  ErrorSecsT1 = 11,
-  ErrorSecsT3 = 12,          ///< no reply; the text is the primary
-  ErrorSecsBadDeviceID = 13, ///< answered with S9F1
-  ErrorSecsNoPeer = 14,      ///< a listener has no peer of the addressed name
-};
-
 /// How a station speaks SECS-I (SEMI E4). Times are milliseconds. All of it counts at once.
 struct SecsISettings {
   uint32_t t1 = 1000;     ///< between characters of a block (SEMI E4 7.3.1)
@@ -39,7 +21,7 @@ struct SecsISettings {
 };
 
 /// All in which SECS-I over a connection differs from a serial line. (That a listener reports
-/// ErrorSecsNoPeer is the one thing more; a serial line has no peers.)
+/// NoPeer is the one thing more; a serial line has no peers.)
 struct SecsIVariant {
   bool numbersSingleBlocks; ///< a queued message starts with block number 1, else with its own
   bool sendsS9F9;           ///< the equipment complains about a missing reply

@@ -11,8 +11,8 @@ CHSecsISocket::CHSecsISocket(EventLoop &loop, FileSystem &files)
 void CHSecsISocket::SetSettings(const SecsISettings &settings) {
   transfer_.settings() = settings;
   for (size_t i = 0; i < PeerCount(); ++i)
-    static_cast<CHSecsISocket &>(Peer(i)).transfer_.settings() = settings;
-  wake();
+    static_cast<CHSecsISocket &>(PeerAt(i)).transfer_.settings() = settings;
+  arm();
 }
 
 void CHSecsISocket::SetOneOnOne(bool oneOnOne) {
@@ -20,8 +20,8 @@ void CHSecsISocket::SetOneOnOne(bool oneOnOne) {
   watchListener();
 }
 
-std::unique_ptr<CHHsmsConnection> CHSecsISocket::CreatePeer() {
-  auto peer = std::make_unique<CHSecsISocket>(loop(), files_);
+std::shared_ptr<CHHsmsConnection> CHSecsISocket::CreatePeer() {
+  auto peer = std::make_shared<CHSecsISocket>(loop(), files_);
   copySettings(*peer);
   peer->transfer_.settings() = settings();
   return peer;
@@ -31,14 +31,14 @@ bool CHSecsISocket::QueueMessage(ByteView message) {
   if (listening()) {
     CHHsmsConnection *peer = FindPeer(IPAddress(), PortNumber());
     if (peer == nullptr) {
-      reportProblem(ErrorSecsNoPeer, {});
+      reportProblem({LinkProblem::NoPeer});
       return false;
     }
     return static_cast<CHSecsISocket *>(peer)->QueueMessage(message);
   }
   if (!Connected() || !transfer_.QueueMessage(message))
     return false;
-  wake();
+  arm();
   return true;
 }
 
@@ -54,10 +54,8 @@ void CHSecsISocket::Poll() {
     CHHsmsConnection::Poll();
     return;
   }
-  Lifetime::Watch alive(lifetime());
   transfer_.Poll();
-  if (alive)
-    reportSocketError();
+  reportSocketError();
 }
 
 std::optional<uint32_t> CHSecsISocket::NextPoll() const {
@@ -66,20 +64,16 @@ std::optional<uint32_t> CHSecsISocket::NextPoll() const {
 
 // Ticks go on while a report pumps the loop.
 void CHSecsISocket::onArrived() {
-  Lifetime::Watch alive(lifetime());
   wake();
   transfer_.Poll();
-  if (alive)
-    wake();
+  arm();
 }
 
 // The owner may replace this object as soon as it hears of the end: what was queued comes first.
 void CHSecsISocket::onConnectionChanged(bool connected) {
-  Lifetime::Watch alive(lifetime());
   if (!connected)
     transfer_.FailAll();
-  if (alive)
-    CHHsmsConnection::onConnectionChanged(connected);
+  CHHsmsConnection::onConnectionChanged(connected);
 }
 
 uint8_t CHSecsISocket::ReadByte() {
@@ -95,18 +89,15 @@ void CHSecsISocket::OnMessage(ByteView message) {
 
 void CHSecsISocket::OnMessageSent(ByteView message, bool sent) {
   markChanged();
-  const std::string address = IPAddress();
-  if (sink() != nullptr)
-    sink()->OnSent(Kind(), address, PortNumber(), message, sent);
+  sink().OnSent(Kind(), IPAddress(), PortNumber(), message, sent);
 }
 
-void CHSecsISocket::OnTransferProblem(VeltoSecsIError code, const std::string &text) {
-  reportProblem(code, text);
+void CHSecsISocket::OnTransferProblem(LinkProblem code, const std::string &text) {
+  reportProblem({code, text});
 }
 
 void CHSecsISocket::OnTransferTrace(ByteView bytes, TraceDirection direction) {
-  if (sink() != nullptr)
-    sink()->OnTrace(Kind(), bytes, direction);
+  sink().OnTrace(Kind(), bytes, direction);
 }
 
 } // namespace velto

@@ -22,7 +22,7 @@ public:
   void SetOneOnOne(bool oneOnOne);
   bool OneOnOne() const { return oneOnOne_; }
 
-  /// Queues a message, header and data; of a listener, for the addressed peer (ErrorSecsNoPeer is
+  /// Queues a message, header and data; of a listener, for the addressed peer (NoPeer is
   /// reported without one). False when there is no connection, and as BlockTransfer says.
   bool QueueMessage(ByteView message);
   /// The same from hexadecimal text; at least 20 digits.
@@ -33,7 +33,7 @@ public:
   std::optional<uint32_t> NextPoll() const override;
 
 protected:
-  std::unique_ptr<CHHsmsConnection> CreatePeer() override;
+  std::shared_ptr<CHHsmsConnection> CreatePeer() override;
   bool holdsUnit() const override { return false; } // all of it is handled as it arrives
   bool acceptsPeer() const override { return !oneOnOne_ || PeerCount() == 0; }
   void onArrived() override;
@@ -47,7 +47,7 @@ private:
 
   void OnMessage(ByteView message) override;
   void OnMessageSent(ByteView message, bool sent) override;
-  void OnTransferProblem(VeltoSecsIError code, const std::string &text) override;
+  void OnTransferProblem(LinkProblem code, const std::string &text) override;
   void OnTransferTrace(ByteView bytes, TraceDirection direction) override;
 
   FileSystem &files_;

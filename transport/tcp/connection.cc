@@ -27,7 +27,7 @@ struct CHHsmsConnection::OpenRequest {
 };
 
 CHHsmsConnection::CHHsmsConnection(EventLoop &loop, ConnectionKind kind)
-    : loop_(loop), kind_(kind) {}
+    : loop_(loop), kind_(kind), sink_(&silentSink()), ticker_(loop, *this) {}
 
 CHHsmsConnection::~CHHsmsConnection() { CHHsmsConnection::Close(); }
 
@@ -36,8 +36,8 @@ CHHsmsConnection::~CHHsmsConnection() { CHHsmsConnection::Close(); }
 bool CHHsmsConnection::Open() {
   if (serverMode_)
     return !created_ && !Opening() && startListening() == 0;
+  const auto held = hold();
   bool opened = false;
-  Lifetime::Watch alive(lifetime_);
   if (!StartOpen([&](bool outcome) { opened = outcome; }))
     return false;
   // The request ends with its outcome, with Close() and with the object.
@@ -45,7 +45,7 @@ bool CHHsmsConnection::Open() {
   loop_.runUntil([&] { return request.expired(); }, kOpenTimeout);
   if (!request.expired())
     finishOpen(ETIMEDOUT);
-  return opened && alive && connected_;
+  return opened && connected_;
 }
 
 bool CHHsmsConnection::StartOpen(std::function<void(bool connected)> done) {
@@ -101,6 +101,7 @@ int CHHsmsConnection::startConnecting() {
 }
 
 void CHHsmsConnection::finishOpen(int error) {
+  const auto held = hold();
   const auto request = opening_; // keeps the callback and the timer that may be calling
   request->limit.stop();
   if (error != 0) {
@@ -109,14 +110,13 @@ void CHHsmsConnection::finishOpen(int error) {
       request->done(false);
     return;
   }
-  Lifetime::Watch alive(lifetime_);
   if (!listening_) {
     connected_ = created_ = true;
     watchSocket();
     markChanged();
     wake();
     onConnectionChanged(true);
-    if (!alive || opening_ != request)
+    if (opening_ != request)
       return;
   }
   opening_.reset();
@@ -132,7 +132,19 @@ void CHHsmsConnection::Close() {
   spare_.release();
   ++peerGeneration_;
   while (!peers_.empty())
-    peers_.erase(peers_.begin());
+    dropPeer(peers_.begin());
+}
+
+void CHHsmsConnection::End() {
+  ended_ = true;
+  Close();
+  socketError_ = 0;
+  sink_ = &silentSink();
+  ticker_.follow(nullptr);
+}
+
+void CHHsmsConnection::SetSink(CHConnectionSink *sink) {
+  sink_ = sink != nullptr ? sink : &silentSink();
 }
 
 void CHHsmsConnection::disconnect() {
@@ -171,6 +183,7 @@ void CHHsmsConnection::watchSocket() {
 }
 
 void CHHsmsConnection::onReady(unsigned events) {
+  const auto held = hold();
   if (!connected_) {
     finishOpen(socket_.takeError());
     return;
@@ -276,19 +289,21 @@ void CHHsmsConnection::sendFailed(int error) {
 
 // Ticks -----------------------------------------------------------------------------------------
 
+void CHHsmsConnection::tick() {
+  sink_->OnTick();
+  Poll();
+}
+
 void CHHsmsConnection::Poll() {
-  Lifetime::Watch alive(lifetime_);
   if (listening_) {
     pollPeers();
   } else if (!received_.empty()) {
     markChanged();
     ByteQueue data = takeReceived(received_.size());
     reportReceived(data.view());
-    if (alive)
-      giveBack(std::move(data));
+    giveBack(std::move(data));
   }
-  if (alive)
-    reportSocketError();
+  reportSocketError();
 }
 
 // The receive buffer ----------------------------------------------------------------------------
@@ -332,44 +347,31 @@ void CHHsmsConnection::dropReceived() {
 
 // Reports ---------------------------------------------------------------------------------------
 
-void CHHsmsConnection::wake() const {
-  const CHHsmsConnection &owner = listener_ == nullptr ? *this : *listener_;
-  if (owner.wake_)
-    owner.wake_();
-}
-
 void CHHsmsConnection::markChanged() {
   changed_ = true;
   if (listener_ != nullptr)
     listener_->changed_ = true;
 }
 
-CHConnectionSink *CHHsmsConnection::sink() const {
-  return listener_ == nullptr ? sink_ : listener_->sink_;
+CHConnectionSink &CHHsmsConnection::sink() const {
+  return listener_ == nullptr ? *sink_ : *listener_->sink_;
 }
 
-// The address goes out as a copy: the sink may still use it after it destroyed this object.
 void CHHsmsConnection::onConnectionChanged(bool connected) {
-  const std::string address = ipAddress_;
-  if (sink() != nullptr)
-    sink()->OnConnectionChanged(kind_, address, portNumber_, connected);
+  sink().OnConnectionChanged(kind_, ipAddress_, portNumber_, connected);
 }
 
 void CHHsmsConnection::reportReceived(ByteView data) {
-  const std::string address = ipAddress_;
-  if (sink() != nullptr)
-    sink()->OnReceived(kind_, address, portNumber_, data);
+  sink().OnReceived(kind_, ipAddress_, portNumber_, data);
 }
 
-void CHHsmsConnection::reportProblem(int16_t errorCode, const std::string &text) {
-  const std::string address = ipAddress_;
-  if (sink() != nullptr)
-    sink()->OnProblem(kind_, address, portNumber_, errorCode, text);
+void CHHsmsConnection::reportProblem(const Problem &problem) {
+  sink().OnProblem(kind_, ipAddress_, portNumber_, problem);
 }
 
 void CHHsmsConnection::reportSocketError() {
   if (const int error = std::exchange(socketError_, 0); error != 0)
-    reportProblem(static_cast<int16_t>(error), {});
+    reportProblem({.code = LinkProblem::System, .number = error});
 }
 
 } // namespace velto

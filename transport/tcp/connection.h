@@ -1,9 +1,10 @@
 #pragma once
 
-#include "base/lifetime.h"
+#include "base/handle.h"
 #include "platform/event_loop.h"
 #include "platform/tcp_socket.h"
 #include "transport/link/connection_sink.h"
+#include "transport/link/ticker.h"
 #include "transport/tcp/byte_queue.h"
 #include "transport/tcp/spare_descriptor.h"
 
@@ -17,21 +18,22 @@
 
 namespace velto {
 
-/// A TCP connection: an active entity that connects to a remote address, or a passive entity that
-/// listens on a local port and owns one connection per accepted peer, which it names by the pair
-/// of IP address and port.
+/// The plain TCP connection, whatever the protocol: an active entity that connects to a remote
+/// address, or a passive entity that listens on a local port and owns one connection per accepted
+/// peer, which it names by the pair of IP address and port.
 ///
-/// A connection is opened once; to reconnect, its owner makes a new one with the same settings.
-/// The sink may destroy the connection from inside any report. The base class carries a plain byte
-/// stream; the protocols derive from it.
-class CHHsmsConnection {
+/// A connection is opened once; to reconnect, its owner makes a new one with the same settings. It
+/// is owned through a Handle, which the sink may destroy from inside any report. The base class
+/// carries a byte stream; the protocols derive from it.
+class CHHsmsConnection : public std::enable_shared_from_this<CHHsmsConnection>,
+                         protected Ticker::Client {
 public:
   static constexpr uint32_t kDefaultMaxLength = 10'485'760;
   static constexpr uint32_t kLargestMaxLength = 0x7FFF'FF00;
   static constexpr uint32_t kOpenTimeout = 5000; ///< ms that Open() waits for a connect
 
   explicit CHHsmsConnection(EventLoop &loop, ConnectionKind kind = ConnectionKind::Stream);
-  virtual ~CHHsmsConnection();
+  ~CHHsmsConnection() override;
   CHHsmsConnection(const CHHsmsConnection &) = delete;
   CHHsmsConnection &operator=(const CHHsmsConnection &) = delete;
 
@@ -49,10 +51,10 @@ public:
   /// it to itself.
   void SetIPAddress(std::string address) { ipAddress_ = std::move(address); }
   void SetPortNumber(int32_t port) { portNumber_ = port; }
-  void SetSink(CHConnectionSink *sink) { sink_ = sink; }
-  /// Called whenever Poll() has something to do on the next tick or NextPoll() may have become
-  /// earlier for another reason than Poll() itself. It may schedule a poll, nothing else.
-  void SetWake(std::function<void()> wake) { wake_ = std::move(wake); }
+  /// The connection is part of a larger engine, which calls Poll(): it ticks by itself no longer.
+  void TickWith(Ticker &whole) { ticker_.follow(&whole); }
+  /// Null: nobody hears of anything.
+  void SetSink(CHConnectionSink *sink);
 
   bool ServerMode() const { return serverMode_; }
   int32_t MyPortNumber() const { return myPortNumber_; }
@@ -67,6 +69,8 @@ public:
   /// True from a successful Open() on, also after the connection ended. Such an object cannot be
   /// opened again.
   bool Created() const { return created_; }
+  /// The owner has given it up.
+  bool ended() const { return ended_; }
   /// The port that the socket is bound to (also when the platform chose it).
   int32_t LocalPort() const { return socket_.localPort(); }
 
@@ -84,11 +88,13 @@ public:
   /// Closes the socket, drops what is buffered and deletes every peer. Reports nothing. What waits
   /// to be sent is tried once more, without blocking.
   virtual void Close();
+  /// The owner gives the connection up: it closes and never reports again.
+  void End();
 
   /// Sends to the current target (see SetIPAddress); the count of bytes sent or queued, 0 when
   /// there is no target or the queue is full.
   virtual int32_t SendFrame(ByteView bytes);
-  /// One tick of the owner's timer: hands over what arrived, and checks time-outs. What arrived
+  /// One tick, which comes by itself: hands over what arrived, and checks time-outs. What arrived
   /// whole before the remote end closed is still handed over; a listener keeps the peer until then.
   virtual void Poll();
   /// Milliseconds until Poll() has something to do if nothing arrives meanwhile; 0: on the next
@@ -104,7 +110,7 @@ public:
 
   /// The peers in order of acceptance.
   size_t PeerCount() const { return peers_.size(); }
-  CHHsmsConnection &Peer(size_t index) const { return *peers_[index]; }
+  CHHsmsConnection &PeerAt(size_t index) const { return *peers_[index]; }
   /// The peer with exactly this address; null when there is none.
   CHHsmsConnection *FindPeer(const std::string &ipAddress, int32_t portNumber) const;
   /// Closes and deletes a peer; false when it is not one of this listener's.
@@ -112,7 +118,7 @@ public:
 
 protected:
   /// A new unconnected object of the same class with the same protocol settings, to become a peer.
-  virtual std::unique_ptr<CHHsmsConnection> CreatePeer();
+  virtual std::shared_ptr<CHHsmsConnection> CreatePeer();
   /// Gives a new peer the settings of this class.
   void copySettings(CHHsmsConnection &peer) const;
   /// Bytes read at most each time that the socket is ready.
@@ -139,8 +145,11 @@ protected:
   bool socketErrorPending() const { return socketError_ != 0; }
   EventLoop &loop() const { return loop_; }
   uint32_t ticks() const { return loop_.clock().ticks(); }
-  Lifetime &lifetime() { return lifetime_; }
-  void wake() const;
+  std::shared_ptr<void> hold() override { return shared_from_this(); }
+  /// The next tick is due.
+  void wake() { ticker_.wake(); }
+  /// Something was set that the next tick may depend on.
+  void arm() { ticker_.arm(); }
   void markChanged();
 
   /// Sends `first` followed by `second` on this object's own socket, and queues what that does not
@@ -155,15 +164,19 @@ protected:
   /// owner deletes it.
   void disconnect();
 
-  // Reports to the sink. The sink may destroy this object in each of them.
-  CHConnectionSink *sink() const;
+  // Reports to the sink. In each of them the sink may close or end this object.
+  CHConnectionSink &sink() const;
   void reportReceived(ByteView data);
-  void reportProblem(int16_t errorCode, const std::string &text);
+  void reportProblem(const Problem &problem);
   /// Reports and forgets the socket error that was recorded since the last tick.
   void reportSocketError();
 
 private:
   struct OpenRequest;
+
+  // The ticks of what is no peer.
+  void tick() override;
+  std::optional<uint32_t> nextTick() const override { return NextPoll(); }
 
   int startListening();
   int startConnecting();
@@ -174,6 +187,7 @@ private:
   void acceptPeer();
   void acceptFailed(int error);
   void addPeer(TcpSocket::Peer accepted);
+  void dropPeer(std::vector<std::shared_ptr<CHHsmsConnection>>::iterator position);
   bool listensNow() const;
   bool finished() const { return !connected_ && !holdsUnit(); }
   void pollPeers();
@@ -186,8 +200,8 @@ private:
   EventLoop &loop_;
   const ConnectionKind kind_;
   CHHsmsConnection *listener_ = nullptr; // of a peer
-  CHConnectionSink *sink_ = nullptr;
-  std::function<void()> wake_;
+  CHConnectionSink *sink_;               // never null
+  Ticker ticker_;
 
   std::string ipAddress_;
   int32_t portNumber_ = 0;
@@ -201,6 +215,7 @@ private:
   bool connected_ = false;
   bool created_ = false;
   bool changed_ = false;
+  bool ended_ = false;
   bool acceptPaused_ = false;
   int socketError_ = 0; // the number to report, 0: none
   uint32_t peerGeneration_ = 0;
@@ -211,8 +226,7 @@ private:
   TcpSocket socket_;
   std::unique_ptr<DescriptorWatch> watch_;
   std::shared_ptr<OpenRequest> opening_;
-  std::vector<std::unique_ptr<CHHsmsConnection>> peers_;
-  Lifetime lifetime_;
+  std::vector<std::shared_ptr<CHHsmsConnection>> peers_;
 };
 
 } // namespace velto

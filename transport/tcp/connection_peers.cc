@@ -61,6 +61,7 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   ++peerGeneration_;
   CHHsmsConnection &peer = *peers_.back();
   peer.listener_ = this;
+  peer.ticker_.follow(&ticker_);
   peer.socket_ = std::move(accepted.socket);
   peer.ipAddress_ = std::move(accepted.ipAddress);
   peer.portNumber_ = accepted.port;
@@ -74,8 +75,8 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   peer.onConnectionChanged(true);
 }
 
-std::unique_ptr<CHHsmsConnection> CHHsmsConnection::CreatePeer() {
-  auto peer = std::make_unique<CHHsmsConnection>(loop_, kind_);
+std::shared_ptr<CHHsmsConnection> CHHsmsConnection::CreatePeer() {
+  auto peer = std::make_shared<CHHsmsConnection>(loop_, kind_);
   copySettings(*peer);
   return peer;
 }
@@ -99,11 +100,21 @@ bool CHHsmsConnection::RemovePeer(CHHsmsConnection *peer) {
                                   [peer](const auto &held) { return held.get() == peer; });
   if (found == peers_.end())
     return false;
-  peers_.erase(found);
+  dropPeer(found);
   ++peerGeneration_;
   markChanged();
   watchListener();
+  arm();
   return true;
+}
+
+// A peer that is still at work in one of its entry points finds itself closed, and its reports go
+// nowhere.
+void CHHsmsConnection::dropPeer(std::vector<std::shared_ptr<CHHsmsConnection>>::iterator position) {
+  const auto peer = *position;
+  peers_.erase(position);
+  peer->listener_ = nullptr;
+  peer->End();
 }
 
 // A change of the list ends the walk; the next tick takes the others.
@@ -112,15 +123,15 @@ void CHHsmsConnection::pollPeers() {
     spare_.acquire();
     watchSocket();
   }
-  Lifetime::Watch alive(lifetime_);
   const uint32_t generation = peerGeneration_;
   for (size_t i = 0; i < peers_.size(); ++i) {
     if (peers_[i]->finished()) {
       RemovePeer(peers_[i].get());
       return;
     }
-    peers_[i]->Poll();
-    if (!alive || generation != peerGeneration_)
+    const auto peer = peers_[i];
+    peer->Poll();
+    if (generation != peerGeneration_)
       return;
   }
 }

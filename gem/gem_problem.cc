@@ -1,0 +1,47 @@
+#include "gem/gem_problem.h"
+
+#include <algorithm>
+#include <array>
+
+namespace velto {
+
+namespace {
+
+struct Row {
+  LinkProblem problem;
+  VeltoGemError number;
+  const char *text;
+};
+
+constexpr std::array kRows{
+    Row{LinkProblem::LengthTooShort, ErrorGemHsmsLengthTooShort, "Length is less than 10 bytes."},
+    Row{LinkProblem::LengthTooLong, ErrorGemHsmsExceedMaxLength, "Length exceeds maximum limit."},
+    Row{LinkProblem::T8, ErrorGemHsmsT8Timeout, "T8 time out."},
+    Row{LinkProblem::T6, ErrorGemHsmsT6Timeout, "T6 time out."},
+    Row{LinkProblem::T7, ErrorGemHsmsT7Timeout, "T7 time out."},
+    Row{LinkProblem::InvalidSessionId, ErrorGemHsmsInvalidSessionID, "Invalid session ID."},
+    Row{LinkProblem::InvalidPType, ErrorGemHsmsInvalidPType,
+        "P-type is not 0, which means SECS-II."},
+    Row{LinkProblem::ControlMessageTooLong, ErrorGemHsmsControlMessageTooLong,
+        "Received control message which is not 10 bytes."},
+    Row{LinkProblem::InvalidSType, ErrorGemHsmsInvalidSType, "Unknow S-type."},
+    Row{LinkProblem::InvalidFunction, ErrorGemHsmsInvalidFunction, "Reason code is not 0."},
+    Row{LinkProblem::InvalidRejectReason, ErrorGemHsmsInvalidRejectReason,
+        "Invalid reject-reason code."},
+    Row{LinkProblem::T3, ErrorGemHsmsT3Timeout, "T3 time out."},
+    Row{LinkProblem::T5, ErrorGemHsmsT5Timeout, "T5 time out."},
+};
+
+} // namespace
+
+int gemProblemNumber(LinkProblem problem) {
+  const auto *row = std::ranges::find(kRows, problem, &Row::problem);
+  return row == kRows.end() ? 0 : row->number;
+}
+
+const char *gemErrorText(int number) {
+  const auto *row = std::ranges::find(kRows, number, &Row::number);
+  return row == kRows.end() ? "Unknown Error" : row->text;
+}
+
+} // namespace velto

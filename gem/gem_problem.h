@@ -1,0 +1,29 @@
+#pragma once
+
+#include "transport/link/problem.h"
+
+namespace velto {
+
+/// The numbers by which the Gem control reports problems.
+enum VeltoGemError : int {
+  ErrorGemHsmsLengthTooShort = 1,
+  ErrorGemHsmsExceedMaxLength = 2,
+  ErrorGemHsmsT8Timeout = 3,
+  ErrorGemHsmsT6Timeout = 4,
+  ErrorGemHsmsT7Timeout = 5,
+  ErrorGemHsmsInvalidSessionID = 6,
+  ErrorGemHsmsInvalidPType = 7,
+  ErrorGemHsmsControlMessageTooLong = 8,
+  ErrorGemHsmsInvalidSType = 9,
+  ErrorGemHsmsInvalidFunction = 10,
+  ErrorGemHsmsInvalidRejectReason = 11,
+  ErrorGemHsmsT3Timeout = 12,
+  ErrorGemHsmsT5Timeout = 13,
+};
+
+/// The number of a problem; 0 for one that has none.
+int gemProblemNumber(LinkProblem problem);
+/// The text of a number.
+const char *gemErrorText(int number);
+
+} // namespace velto

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "base/bytes.h"
+#include "secs2/header.h"
+#include "transport/link/problem.h"
+#include "transport/link/ticker.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace velto {
+
+/// Down: no connection. Up: connected, but messages are not exchanged yet (HSMS: not selected).
+/// Ready: messages go both ways.
+enum class LinkState : int { Down = 0, Up = 1, Ready = 2 };
+
+/// How sessions are used over HSMS (SEMI E37.1, E37.2). Other values are possible; linktests are
+/// then ignored.
+struct HsmsSession {
+  enum Mode : int32_t { Generic = 0, Single = 1, General = 2 };
+};
+using HsmsSessionMode = HsmsSession::Mode;
+
+/// How a message link is opened and how it behaves. Times are milliseconds; negative ones count as
+/// 0. Addresses and limits count from the next opening on, all else at once.
+struct LinkSettings {
+  std::string ipAddress;    ///< of the remote end to connect to; empty: "localhost"
+  int32_t portNumber = 0;   ///< of the remote end; of a listener whose own port is 0, its own
+  int32_t myPortNumber = 0; ///< to listen on, or to connect from; 0: any
+  bool server = false;      ///< listens (passive entity)
+  int32_t sessionMode = HsmsSession::Single;
+  int32_t t6 = 5000;                    ///< control transaction; 0: never
+  int32_t t7 = 10000;                   ///< not selected; 0: never
+  int32_t t8 = 5000;                    ///< between arrivals of one message
+  uint32_t maxLength = 10'485'760;      ///< of a message in bytes
+  size_t maxPeers = 1024;               ///< that a listener serves at once
+  size_t maxQueued = 64U * 1024 * 1024; ///< bytes that wait for a peer that does not read
+  bool rejectInvalidHeaders = true;     ///< answers a wrong PType or SType with Reject.req
+  bool sendSelectRequest = true;        ///< after connecting as an active entity
+  bool discardDuplicates = true;        ///< drops a message that equals the one before
+};
+
+/// What a message link tells its owner, naming the connection by the remote end's address. The
+/// owner may do anything inside a call: send, close, reopen, give the link up, pump the loop.
+class MessageLinkOwner {
+public:
+  virtual ~MessageLinkOwner() = default;
+
+  /// The status to answer a Select.req with; 0 accepts. Proposed: 0; 1 when this connection is
+  /// selected already; 3 in single-session mode when another one is (SEMI E37 7.2, E37.1).
+  virtual uint8_t OnSelectRequest(const std::string & /*ipAddress*/, int32_t /*portNumber*/,
+                                  uint8_t proposed) {
+    return proposed;
+  }
+  virtual void OnConnected(const std::string &ipAddress, int32_t portNumber) = 0;
+  /// A connection has ended: the remote end closed it or separated, or a time-out ended it. Close()
+  /// is not told. The change of state follows on the next tick.
+  virtual void OnDisconnected(const std::string &ipAddress, int32_t portNumber) = 0;
+  /// A message, header and body; a control message before the link acts on it. `refused`: it came
+  /// before the link was ready, and is rejected after this call.
+  virtual void OnReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
+                          bool refused) = 0;
+  /// A message went out that the link sent by itself, with the header as it went out. (What the
+  /// owner sends, the owner knows.)
+  virtual void OnSent(const std::string &ipAddress, int32_t portNumber, const CHSecsHeader &header,
+                      ByteView body) = 0;
+  /// `data`: the length field where a length is wrong, the header of the request for T6, the
+  /// message for an invalid header; else empty.
+  virtual void OnProblem(const std::string &ipAddress, int32_t portNumber, LinkProblem problem,
+                         ByteView data) = 0;
+  virtual void OnStateChanged(LinkState next, LinkState previous) = 0;
+};
+
+/// A link that carries SECS-II messages, whatever the transport. Owned through a Handle. It ticks
+/// by itself.
+class MessageLink {
+public:
+  virtual ~MessageLink() = default;
+
+  /// The settings in force; settingsChanged() after changes of them.
+  virtual LinkSettings &settings() = 0;
+  virtual void settingsChanged() = 0;
+
+  virtual LinkState State() const = 0;
+  /// The protocol ("HSMS") and the state, as an operator knows them.
+  virtual const char *protocolName() const = 0;
+  virtual const char *stateText() const = 0;
+  /// Listening, connecting or connected.
+  virtual bool IsOpen() const = 0;
+  /// The port that the socket is bound to.
+  virtual int32_t LocalPort() const = 0;
+
+  /// Starts to listen or connect and returns at once; false when that cannot even start. `done` is
+  /// called once with the outcome, not from inside this call; never after Close().
+  virtual bool StartOpen(std::function<void(bool connected)> done) = 0;
+  /// Closes the connection and every peer. The change of state is told on the next tick.
+  virtual void Close() = 0;
+  /// The owner gives the link up: it closes and never reports again.
+  virtual void End() = 0;
+
+  /// Sends a message to the partner (of a listener: the first peer that is ready). The link
+  /// completes the header, with new system bytes for every primary with the W-bit; returns it as it
+  /// went out, or nothing when the message cannot be sent.
+  virtual std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) = 0;
+
+  /// The link is part of a larger engine, which calls Poll(): it ticks by itself no longer.
+  virtual void TickWith(Ticker &whole) = 0;
+  /// One tick: state changes and time-outs.
+  virtual void Poll() = 0;
+  /// Milliseconds until Poll() has something to do if nothing arrives meanwhile; 0: on the next
+  /// tick; nothing: never. Skipping the polls before that changes nothing.
+  virtual std::optional<uint32_t> NextPoll() const = 0;
+};
+
+/// The owner of a link that nobody listens to.
+MessageLinkOwner &silentOwner();
+
+} // namespace velto
