@@ -157,10 +157,10 @@ TEST_F(HsmsLinkTest, RequestsTimeOutOneATick) {
     return std::string("problem ") + code + " " + message;
   };
   for (const Case &row :
-       std::vector<Case>{{kS1F1, 5000, 45000, timeout("-5", kS1F1)},
-                         {kLinktestReq, 5000, 5000, timeout("-7", kLinktestReq)},
-                         {kLinktestReq, 0, 45000, timeout("-5", kLinktestReq)},
-                         {kLinktestReq, 60000, 45000, timeout("-5", kLinktestReq)},
+       std::vector<Case>{{kS1F1, 5000, 45000, timeout("T3", kS1F1)},
+                         {kLinktestReq, 5000, 5000, timeout("T6", kLinktestReq)},
+                         {kLinktestReq, 0, 45000, timeout("T3", kLinktestReq)},
+                         {kLinktestReq, 60000, 45000, timeout("T3", kLinktestReq)},
                          {kS1F2, 5000, 0, ""},                  // a reply
                          {"00010101000000000001", 5000, 0, ""}, // no W-bit
                          {"00018102000000000001", 5000, 0, ""}, // even function
