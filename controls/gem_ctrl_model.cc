@@ -187,6 +187,7 @@ void CVeltoGemCtrl::SetALIDSet(int32_t alid, bool set) {
 bool CVeltoGemCtrl::saved(bool changed) {
   if (changed) {
     SaveData();
+    engine_->changed();
   }
   return changed;
 }

@@ -44,7 +44,7 @@ void CHGemEngine::SetObjectModel(bool on) {
   if (logical_ != nullptr)
     logical_->detach();
   objectModel_ = on;
-  refused_ = false;
+  dispatch_.modelChanged();
   LogicalConnectionOwner &owner = *this;
   if (on) {
     auto model = std::make_shared<CHGem>(owner, iniFileName_);
@@ -172,7 +172,7 @@ void CHGemEngine::reportConnection(const std::string &ipAddress, int32_t portNum
 void CHGemEngine::OnStateChanged(LinkState next, LinkState previous) {
   const Hold held(*this);
   if (next == LinkState::Ready) {
-    ++selects_;
+    dispatch_.partnerChanged();
     linkReady();
   }
   ticker_.wake();

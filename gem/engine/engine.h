@@ -3,6 +3,7 @@
 #include "gem/engine/event_sink.h"
 #include "gem/engine/gem.h"
 #include "gem/engine/physical_connection.h"
+#include "gem/messages/dispatch.h"
 #include "platform/file.h"
 #include "transport/link/ticker.h"
 #include "transport/log/link_log.h"
@@ -130,7 +131,6 @@ private:
   void reportConnection(const std::string &ipAddress, int32_t portNumber, bool connected);
   void reportProblem(LinkProblem problem);
   void reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root);
-  bool acceptsDevice(CHSecsVerifier &slot);
   void linkReady();
   void endFailedAttempt();
   void noticeLostLink();
@@ -147,10 +147,7 @@ private:
   CHPhysicalConnection physical_;
   std::shared_ptr<CHLogicalConnection> logical_;
   CHGem *gem_ = nullptr;
-  uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
-  uint32_t selects_ = 0;  // counts partners, to tell whether the one that asked is still there
-  std::optional<uint32_t> handled_; // the message at which DefProc() is at work
-  bool refused_ = false; // the message in the slot came before the select, or for another device
+  CHGemDispatch dispatch_;
 };
 
 } // namespace velto

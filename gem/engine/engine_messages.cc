@@ -13,38 +13,6 @@ namespace velto {
 
 namespace {
 
-constexpr uint16_t kAnyDevice = 0xFFFF;
-constexpr uint8_t kUnrecognizedDevice = 1; // S9F1
-constexpr int32_t kAnnounced = 1;          // the protocol whose messages are announced
-
-void copyHead(const CHSecsMessage &from, CHSecsMessage &to) {
-  to.node = from.node;
-  to.header = from.header;
-}
-
-// All but the bodies of the two messages and the side, which is that of the model.
-void copyHeads(const CHSecsVerifier &from, CHSecsVerifier &to) {
-  to.remoteHost = from.remoteHost;
-  to.remotePort = from.remotePort;
-  to.result = from.result;
-  to.partner()->replyValid = from.partner()->replyValid;
-  copyHead(from.message, to.message);
-  copyHead(from.partner()->message, to.partner()->message);
-}
-
-void copySlot(const CHSecsVerifier &from, CHSecsVerifier &to) {
-  copyHeads(from, to);
-  to.isEquipmentSide = from.isEquipmentSide;
-  to.message.root = from.message.root.clone();
-  to.partner()->message.root = from.partner()->message.root.clone();
-}
-
-void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
-  copyHeads(from, to);
-  to.message.root = std::move(from.message.root);
-  to.partner()->message.root = std::move(from.partner()->message.root);
-}
-
 CHSecsHeader headerOf(ByteView bytes) {
   CHSecsHeader header;
   DecodeHeader(header, bytes.first<CHSecsHeader::kSize>(), static_cast<uint32_t>(bytes.size()));
@@ -77,66 +45,21 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
   if (gem_ == nullptr || gem_->communication().State() == 0)
     return;
   const Hold held(*this);
-  ++received_;
-  refused_ = storeOnly;
-  CHSecsVerifier &slot = gem_->slot(CHGem::kReceived);
-  slot.remoteHost = ipAddress;
-  slot.remotePort = portNumber;
   if (logsMessages())
     record().received(message);
-  if (!slot.message.Decode(message) || storeOnly)
-    return;
-  slot.Verify(true);
-  if (physical_.settings().sessionMode != kAnnounced || !acceptsDevice(slot))
+  if (!dispatch_.receive(*gem_, ipAddress, portNumber, message, storeOnly,
+                         physical_.settings().sessionMode))
     return;
   ticker_.wake();
   if (sink_ != nullptr)
-    sink_->OnReceived(std::string(ipAddress), portNumber);
+    sink_->OnReceived(ipAddress, portNumber);
 }
 
-// An equipment answers a foreign device ID with S9F1 and keeps the message to itself.
-bool CHGemEngine::acceptsDevice(CHSecsVerifier &slot) {
-  const CHSecsHeader &header = slot.message.header;
-  CHSecsMessage &reply = slot.partner()->message;
-  if (header.idWord == kAnyDevice || header.idWord == logical_->DeviceID()) {
-    reply.header.idWord = header.idWord;
-    return true;
-  }
-  if (logical_->Host())
-    return true;
-  refused_ = true;
-  MakeStream9(reply, kUnrecognizedDevice, &header);
-  reply.header.idWord = logical_->DeviceID();
-  if (header.function() % 2 == 1 && header.wbit())
-    transmit(reply);
-  return false;
-}
-
-// Control messages have been answered by the link, and what the host was not told of has been
-// refused. What is handled is a copy: a report may pump the loop, and the next message then takes
-// the slot, or another partner the link, which gets no reply to the one before. Inside such a
-// report the message itself is handled already.
 bool CHGemEngine::DefProc() {
   if (gem_ == nullptr)
     return false;
   const Hold held(*this);
-  CHGem &gem = *gem_;
-  if (refused_ || handled_ == received_ || gem.slot(CHGem::kReceived).message.header.sType() != 0)
-    return true;
-  const uint32_t received = received_;
-  const uint32_t selects = selects_;
-  const std::optional<uint32_t> outer = std::exchange(handled_, received);
-  CHSecsVerifier work;
-  copySlot(gem.slot(CHGem::kReceived), work);
-  if (physical_.State() != LinkState::Down)
-    gem.OnReceive(work);
-  const CHSecsHeader &header = work.message.header;
-  if (selects == selects_ && header.function() % 2 == 1 && header.wbit() &&
-      work.partner()->replyValid)
-    gem.SendUngated(work.partner()->message);
-  handled_ = outer;
-  if (received == received_)
-    moveSlot(work, gem.slot(CHGem::kReceived));
+  dispatch_.handle(*gem_, physical_.State() != LinkState::Down);
   ticker_.arm();
   return true;
 }

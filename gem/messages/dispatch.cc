@@ -1,0 +1,98 @@
+#include "gem/messages/dispatch.h"
+
+#include "secs2/reply_text.h"
+#include "transport/link/message_link.h"
+
+#include <utility>
+
+namespace velto {
+
+namespace {
+
+constexpr uint16_t kAnyDevice = 0xFFFF;
+constexpr uint8_t kUnrecognizedDevice = 1; // S9F1
+
+bool awaitsReply(const CHSecsHeader &header) { return header.function() % 2 == 1 && header.wbit(); }
+
+void copyHead(const CHSecsMessage &from, CHSecsMessage &to) {
+  to.node = from.node;
+  to.header = from.header;
+}
+
+// All but the bodies of the two messages and the side, which is that of the model.
+void copyHeads(const CHSecsVerifier &from, CHSecsVerifier &to) {
+  to.remoteHost = from.remoteHost;
+  to.remotePort = from.remotePort;
+  to.result = from.result;
+  to.partner()->replyValid = from.partner()->replyValid;
+  copyHead(from.message, to.message);
+  copyHead(from.partner()->message, to.partner()->message);
+}
+
+void copySlot(const CHSecsVerifier &from, CHSecsVerifier &to) {
+  copyHeads(from, to);
+  to.isEquipmentSide = from.isEquipmentSide;
+  to.message.root = from.message.root.clone();
+  to.partner()->message.root = from.partner()->message.root.clone();
+}
+
+void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
+  copyHeads(from, to);
+  to.message.root = std::move(from.message.root);
+  to.partner()->message.root = std::move(from.partner()->message.root);
+}
+
+} // namespace
+
+bool CHGemDispatch::receive(CHGem &gem, const std::string &ipAddress, int32_t portNumber,
+                            ByteView message, bool storeOnly, int32_t sessionMode) {
+  ++received_;
+  refused_ = storeOnly;
+  CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+  slot.remoteHost = ipAddress;
+  slot.remotePort = portNumber;
+  if (!slot.message.Decode(message) || storeOnly)
+    return false;
+  slot.Verify(true);
+  return sessionMode == HsmsSession::Single && acceptsDevice(gem, slot);
+}
+
+bool CHGemDispatch::acceptsDevice(CHGem &gem, CHSecsVerifier &slot) {
+  const CHSecsHeader &header = slot.message.header;
+  CHSecsMessage &reply = slot.partner()->message;
+  if (header.idWord == kAnyDevice || header.idWord == gem.DeviceID()) {
+    reply.header.idWord = header.idWord;
+    return true;
+  }
+  if (gem.Host())
+    return true;
+  refused_ = true;
+  MakeStream9(reply, kUnrecognizedDevice, &header);
+  reply.header.idWord = gem.DeviceID();
+  if (awaitsReply(header))
+    gem.SendUngated(reply);
+  return false;
+}
+
+// Control messages have been answered by the link, and what the host was not told of has been
+// refused. What is handled is a copy: a report may pump the loop, and the next message then takes
+// the slot, or another partner the link, which gets no reply to the one before. Inside such a
+// report the message itself is handled already.
+void CHGemDispatch::handle(CHGem &gem, bool connected) {
+  if (refused_ || handled_ == received_ || gem.slot(CHGem::kReceived).message.header.sType() != 0)
+    return;
+  const uint32_t received = received_;
+  const uint32_t partners = partners_;
+  const std::optional<uint32_t> outer = std::exchange(handled_, received);
+  CHSecsVerifier work;
+  copySlot(gem.slot(CHGem::kReceived), work);
+  if (connected)
+    gem.OnReceive(work);
+  if (partners == partners_ && awaitsReply(work.message.header) && work.partner()->replyValid)
+    gem.SendUngated(work.partner()->message);
+  handled_ = outer;
+  if (received == received_)
+    moveSlot(work, gem.slot(CHGem::kReceived));
+}
+
+} // namespace velto

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "base/bytes.h"
+#include "gem/engine/gem.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace velto {
+
+/// The way of a received message: into the slot of received messages, past the checks, to the host;
+/// and, when the host asks for it, through the models to the reply.
+class CHGemDispatch {
+public:
+  /// Another partner has the link: what was received before gets no reply from now on.
+  void partnerChanged() { ++partners_; }
+  /// A fresh model took the place of the one before.
+  void modelChanged() { refused_ = false; }
+
+  /// Puts a message, header and body, into the slot and verifies it. True when the host is to be
+  /// told of it. `storeOnly`: it came before the link was ready. Other session modes than single
+  /// keep messages to themselves. An equipment answers a foreign device ID with S9F1.
+  bool receive(CHGem &gem, const std::string &ipAddress, int32_t portNumber, ByteView message,
+               bool storeOnly, int32_t sessionMode);
+  /// Handles the received message by the models, unless the link is down, and sends the prepared
+  /// reply.
+  void handle(CHGem &gem, bool connected);
+
+private:
+  bool acceptsDevice(CHGem &gem, CHSecsVerifier &slot);
+
+  uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
+  uint32_t partners_ = 0; // counts partners, to tell whether the one that asked is still there
+  std::optional<uint32_t> handled_; // the message at which handle() is at work
+  bool refused_ = false; // the message in the slot came before the select, or for another device
+};
+
+} // namespace velto
