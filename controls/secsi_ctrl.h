@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controls/component/ini_control.h"
 #include "controls/secsi_properties.h"
 #include "transport/secsi/secsi.h"
 

@@ -60,6 +60,8 @@ protected:
                            bool connected) override;
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
 
+  /// The fields of the page of the connection: the common ones, then those of the class.
+  static std::vector<PageField> connectionFields(const std::vector<PageField> &more = {});
   /// To be called in the constructor of the class, whose newEngine() it calls.
   void makeEngine();
   CHHsmsConnection &engine() const { return *engine_; }

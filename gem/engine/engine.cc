@@ -1,5 +1,7 @@
 #include "gem/engine/engine.h"
 
+#include "platform/ini_file.h"
+
 #include <algorithm>
 #include <utility>
 

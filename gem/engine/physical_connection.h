@@ -1,6 +1,6 @@
 #pragma once
 
-#include "gem/engine/settings.h"
+#include "base/setting_list.h"
 #include "transport/hsms/hsms_engine.h"
 #include "ui/view.h"
 
