@@ -1,7 +1,7 @@
 #include "apps/velto/container/container.h"
 
-#include "apps/velto/container/literal.h"
-#include "apps/velto/describe.h"
+#include "apps/velto/console/literal.h"
+#include "apps/velto/console/member_text.h"
 #include "support/sample_control.h"
 
 #include <gmock/gmock.h>
@@ -318,8 +318,8 @@ TEST(Container, PrintsTextAsItReadsIt) {
   for (int byte = 0; byte < 256; ++byte)
     bytes += static_cast<char>(byte);
   std::string problem;
-  const std::string literal = container::quoted(bytes);
-  EXPECT_EQ(container::unquoted(literal.substr(1, literal.size() - 2), problem), bytes);
+  const std::string literal = quotedText(bytes);
+  EXPECT_EQ(unquotedText(literal.substr(1, literal.size() - 2), problem), bytes);
 
   Session session;
   session.files.files["f"] = "new s Sample\ns.Title = " + literal + "\ns.Title";
@@ -336,7 +336,7 @@ TEST(Container, FlushesEachLine) {
     std::vector<std::string> flushed;
   } buffer;
   std::ostream out(&buffer);
-  ContainerFrontEnd frontEnd(out, out);
+  TextFrontEnd frontEnd(out, out);
   frontEnd.messageBox("a");
   PropertySheet sheet;
   sheet.title = "T";
@@ -449,7 +449,7 @@ TEST(FrontEnd, AnswersSheetsDialogsAndBoxesStepByStep) {
   };
   for (const auto &row : kRows) {
     std::ostringstream out;
-    ContainerFrontEnd frontEnd(out, out);
+    TextFrontEnd frontEnd(out, out);
     EachKind shown(frontEnd);
     std::string reason;
     frontEnd.queueAnswer({row.steps, [&reason](const std::string &text, size_t step) {

@@ -1,5 +1,5 @@
 // The stories of velto demo, as people see them.
-#include "apps/velto/command.h"
+#include "apps/velto/demo/demo_command.h"
 #include "support/temporary_directory.h"
 
 #include <filesystem>

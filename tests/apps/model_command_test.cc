@@ -1,6 +1,6 @@
 // The equipment model as text: read, written, and what is said of a text that is no model.
-#include "apps/velto/command.h"
-#include "apps/velto/model_text.h"
+#include "apps/velto/model/model_command.h"
+#include "apps/velto/model_text/model_text.h"
 #include "gem/data/data_file.h"
 #include "secs2/message.h"
 #include "support/temporary_directory.h"
