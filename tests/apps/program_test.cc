@@ -180,10 +180,11 @@ TEST(Container, ShowsTheWindowOfEveryControl) {
   }
 }
 
-TEST(Program, AnswersAndComplainsAsStored) {
-  for (const char *session : {"sml.console", "setup.console", "tools.console"})
-    runConsole(stored(session), Statuses::Shown);
-}
+TEST(Program, PlaysItsStoredSession) { runConsole(stored("tools.console"), Statuses::Shown); }
+
+TEST(SmlCommand, PlaysItsStoredSession) { runConsole(stored("sml.console"), Statuses::Shown); }
+
+TEST(SetupCommand, PlaysItsStoredSession) { runConsole(stored("setup.console"), Statuses::Shown); }
 
 // One model and settings file are edited page by page; what is written shows in either.
 TEST(SetupCommand, EditsEveryPage) {
