@@ -115,6 +115,13 @@ TEST_F(SecsISocketControl, TheAddressedPeerGetsWhatIsSent) {
   settle();
   EXPECT_EQ(first.readHex(), "05");
   EXPECT_EQ(second.readHex(), "");
+  events->take();
+  EXPECT_EQ(answer(second, "05"), "04") << "each peer has a state of its own";
+  EXPECT_EQ(answer(first, "04"), blockHex(kSent));
+  answer(first, "06");
+  EXPECT_EQ(answer(second, blockHex("00008102800100000009")), "06");
+  EXPECT_THAT(events->take(), ElementsAre("Sent " + peerOf(first) + " " + kSent,
+                                          "Received " + peerOf(second) + " 00008102800100000009"));
   EXPECT_FALSE(eq->Disconnect("127.0.0.1", 1));
   EXPECT_TRUE(eq->Disconnect("127.0.0.1", first.port()));
   settle();
@@ -141,6 +148,9 @@ TEST_F(SecsISocketControl, OneOnOneLetsOthersWait) {
   RawClient fourth(eq->MyPortNumber());
   settle();
   EXPECT_EQ(events->size(), 1U) << "a fresh engine keeps the setting";
+  eq->SetOneOnOne(false);
+  settle();
+  EXPECT_EQ(events->size(), 2U) << "nobody waits any more";
 }
 
 TEST_F(SecsISocketControl, FindsTimeOutsAndFailsTheQueue) {
