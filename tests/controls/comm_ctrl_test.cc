@@ -180,34 +180,6 @@ TEST_F(CommControl, AnUnpluggedDeviceEndsConnect) {
   open();
 }
 
-TEST_F(CommControl, TheHostMayDoAnythingInsideReceived) {
-  const struct {
-    const char *name;
-    std::function<void()> act;
-    size_t events;  ///< within ten ticks
-    bool connected; ///< after them
-  } rows[] = {
-      {"pump without reading", [this] { tick(5); }, 10, true},
-      {"close", [this] { comm->SetConnect(false); }, 1, false},
-      {"reopen", [this] { comm->SetConnect(true); }, 1, true},
-      {"destroy", [this] { comm.reset(); }, 1, false},
-  };
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.name);
-    open();
-    send("abc");
-    counts.clear();
-    onReceived = row.act;
-    for (int i = 0; i < 10; ++i)
-      tick();
-    onReceived = nullptr;
-    EXPECT_EQ(counts.size(), row.events);
-    EXPECT_EQ(comm != nullptr && comm->Connect(), row.connected);
-    if (comm != nullptr)
-      comm->SetConnect(false);
-  }
-}
-
 TEST_F(CommControl, ABagOpensThePortWithItsSettings) {
   CVeltoCommCtrl other(net.loop);
   other.SetPortNumber(kPort);

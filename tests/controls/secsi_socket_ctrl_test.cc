@@ -254,50 +254,5 @@ TEST_F(SecsISocketControl, WritesItsLog) {
   EXPECT_THAT(systemFiles().read(folder / "line.log").value_or(""), HasSubstr(" Sent EOT\r\n"));
 }
 
-TEST_F(SecsISocketControl, TheHostMayDoAnythingInsideEveryEvent) {
-  const struct {
-    const char *name;
-    std::function<void()> act;
-  } actions[] = {
-      {"destroy", [this] { eq.reset(); }},
-      {"close", [this] { eq->SetConnect(false); }},
-      {"reopen", [this] { eq->SetConnect(true); }},
-      {"drop the peer", [this] { eq->Disconnect(eq->IPAddress(), eq->PortNumber()); }},
-      {"pump", [this] { pass(1); }},
-      {"send", [this] { eq->Send(kPrimary); }},
-  };
-  for (const char *event : {"Connected", "Received", "Sent", "Problem", "Disconnected"}) {
-    for (const auto &action : actions) {
-      SCOPED_TRACE(std::string(event) + ' ' + action.name);
-      renew();
-      int acted = 0;
-      events->onEvent = [&](const std::string &name) {
-        if (name == event && ++acted <= 3)
-          action.act();
-      };
-      eq->SetMaster(false); // always answers a request to send
-      RawClient client(eq->MyPortNumber());
-      settle();
-      const auto step = [&](const std::string &hex) {
-        if (!client.ended())
-          answer(client, hex);
-      };
-      step("41");
-      step("05" + blockHex(kSent));
-      if (eq != nullptr && eq->Connect()) {
-        eq->Send(kPrimary);
-        eq->Send(kPrimary);
-      }
-      settle();
-      step("04");
-      step("06");
-      client.close();
-      settle();
-      EXPECT_GT(acted, 0);
-      EXPECT_EQ(eq == nullptr, action.name == std::string("destroy"));
-    }
-  }
-}
-
 } // namespace
 } // namespace velto
