@@ -371,7 +371,9 @@ void live(GemLink &link) {
     link.net.clock.advance(milliseconds);
     link.settle(2);
   };
-  send(frame("ffff0000000100000001") + frame("ffff8101000000000001") + "00000000", 0);
+  send(frame("ffff0000000100000001") + frame("ffff0000000500000003") +
+           frame("ffff8101000000000001") + "00000000",
+       0);
   if (listens())
     link.equipment.control->engine().physical().Send(fromHex("ffff0000000500000009"));
   send("000000", 5000);
@@ -426,6 +428,8 @@ void expectRevival(GemLink &link) {
 TEST(GemHost, MayDoAnythingInsideEveryEvent) {
   for (const char *event : {"Connected",
                             "Sent SelectRsp",
+                            "Received LinktestReq",
+                            "Sent LinktestRsp",
                             "Problem 6 ",
                             "Problem 1 ",
                             "Problem 3 ",
