@@ -375,7 +375,7 @@ void live(GemLink &link) {
            frame("ffff8101000000000001") + "00000000",
        0);
   if (listens())
-    link.equipment.control->engine().physical().Send(fromHex("ffff0000000500000009"));
+    link.equipment.control->engine().SendEncoded(fromHex("ffff0000000500000009"));
   send("000000", 5000);
   send(frame("ffff0000000300000002"), 10'000);
 }
