@@ -9,8 +9,8 @@ install(TARGETS velto_all ${layers} EXPORT velto-targets
 install(TARGETS velto RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${VELTO_INCLUDE}/velto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/velto)
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The package needs no other one, so that the list of its targets is all of its configuration.
 include(CMakePackageConfigHelpers)
