@@ -87,7 +87,7 @@ template <typename Item> void fillSiblings(std::vector<Item> &items) {
     if (++number == 1 && !item.key.empty())
       continue;
     for (;; ++number) {
-      item.key = std::string(name) + '#' + std::to_string(number);
+      item.key = std::string(name) + '.' + std::to_string(number);
       if (taken.emplace(item.key, 1).second)
         break;
     }

@@ -56,7 +56,7 @@ struct ListView {
 
 /// Gives the nodes that have no key one, and their value with it: for "T6 : 5 sec" the key "T6" and
 /// the value "5 sec", for "Reports (3)" the key "Reports" and the value "3", for any other label
-/// the key is the label. Siblings that would have the same key are "Key", "Key#2", "Key#3".
+/// the key is the label. Siblings that would have the same key are "Key", "Key.2", "Key.3".
 void fillKeys(TreeView &view);
 /// The same for rows: the key is the first cell, the value the second.
 void fillKeys(ListView &view);

@@ -39,7 +39,7 @@ TEST(View, ShowsAList) {
 // A front end finds its lines again by their keys, whatever they show meanwhile.
 TEST(View, KeysNodesAndRowsThatHaveNone) {
   TreeView view;
-  for (const char *label : {"State : SELECTED", "Reports (3)", "State : no", "A (b) c", "State#2",
+  for (const char *label : {"State : SELECTED", "Reports (3)", "State : no", "A (b) c", "State.2",
                             "Time : 12 : 30", "", "State"})
     view.add(label, 1);
   view.add("Server").key = "Mode";
@@ -48,9 +48,9 @@ TEST(View, KeysNodesAndRowsThatHaveNone) {
   const std::string text = toText(view);
   fillKeys(view);
   const std::vector<std::pair<std::string, std::string>> expected = {
-      {"State", "SELECTED"}, {"Reports", "3"},    {"State#2", "no"}, {"A (b) c", ""},
-      {"State#2#2", ""},     {"Time", "12 : 30"}, {"#1", ""},        {"State#3", ""},
-      {"Mode", ""},          {"Mode#2", "x"}};
+      {"State", "SELECTED"}, {"Reports", "3"},    {"State.2", "no"}, {"A (b) c", ""},
+      {"State.2.2", ""},     {"Time", "12 : 30"}, {".1", ""},        {"State.3", ""},
+      {"Mode", ""},          {"Mode.2", "x"}};
   ASSERT_EQ(view.roots.size(), expected.size());
   for (size_t i = 0; i < expected.size(); ++i) {
     EXPECT_EQ(view.roots[i].key, expected[i].first);
@@ -71,8 +71,8 @@ TEST(View, KeysNodesAndRowsThatHaveNone) {
   list.rows.emplace_back().key = "own";
   fillKeys(list);
   EXPECT_EQ(list.rows[0].key + list.rows[0].value, "5Set");
-  EXPECT_EQ(list.rows[1].key + list.rows[1].value, "5#2Clear");
-  EXPECT_EQ(list.rows[2].key + list.rows[2].value, "#1");
+  EXPECT_EQ(list.rows[1].key + list.rows[1].value, "5.2Clear");
+  EXPECT_EQ(list.rows[2].key + list.rows[2].value, ".1");
   EXPECT_EQ(list.rows[3].key + list.rows[3].value, "own");
 }
 
