@@ -80,13 +80,12 @@ char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' +
 std::string formatText(const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  va_list again;
-  va_copy(again, arguments);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
   va_end(arguments);
   std::string text(static_cast<size_t>(std::max(length, 0)), '\0');
-  std::vsnprintf(text.data(), text.size() + 1, format, again);
-  va_end(again);
+  va_start(arguments, format);
+  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+  va_end(arguments);
   return text;
 }
 

@@ -1,6 +1,18 @@
 # One library per folder. A library sees its own folder and those it links, and no other: its
 # include directory holds a single link named after the folder, so that an include of a layer
-# that is not linked does not build.
+# that is not linked does not build. A project that embeds these sources sees no folder of ours but
+# the headers that an install has, as <velto/FOLDER/NAME.h>.
+
+# True for the targets that are made below this project, and for no other.
+set(VELTO_OWN ON)
+define_property(TARGET PROPERTY VELTO_OWN INITIALIZE_FROM_VARIABLE VELTO_OWN)
+
+# Symbols are for our own use unless a build says otherwise: a program or shared library that links
+# the archives does not export them.
+if(NOT DEFINED CMAKE_CXX_VISIBILITY_PRESET)
+  set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+  set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+endif()
 
 # What every target of ours is compiled with; private, so that it never reaches a user's build.
 add_library(velto_options INTERFACE)
@@ -9,7 +21,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LES
   # "text" + std::string makes optimised builds warn of overlapping copies that can't happen.
   target_compile_options(velto_options INTERFACE -Wno-restrict)
 endif()
-if(VELTO_SANITIZE)
+if(VELTO_SANITIZE STREQUAL thread)
+  target_compile_options(velto_options INTERFACE -fsanitize=thread)
+  target_link_options(velto_options INTERFACE -fsanitize=thread)
+elseif(VELTO_SANITIZE)
   # The check of vptr opens a pipe; where a test uses up the descriptors, it reports good objects.
   target_compile_options(velto_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
@@ -20,6 +35,19 @@ endif()
 if(VELTO_FUZZ)
   target_compile_options(velto_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# The headers for users, made anew when one of them changes.
+set(VELTO_INCLUDE ${PROJECT_BINARY_DIR}/include)
+include(cmake/public_headers.cmake)
+list(TRANSFORM VELTO_PUBLIC_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/ OUTPUT_VARIABLE public_headers)
+list(TRANSFORM VELTO_INNER_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/ OUTPUT_VARIABLE inner_headers)
+add_custom_command(OUTPUT ${PROJECT_BINARY_DIR}/headers.stamp
+  COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DOUT=${VELTO_INCLUDE}
+    -P ${PROJECT_SOURCE_DIR}/cmake/make_headers.cmake
+  COMMAND ${CMAKE_COMMAND} -E touch ${PROJECT_BINARY_DIR}/headers.stamp
+  DEPENDS cmake/make_headers.cmake cmake/public_headers.cmake ${public_headers} ${inner_headers}
+  COMMENT "Making the headers for users" VERBATIM)
+add_custom_target(velto_headers ALL DEPENDS ${PROJECT_BINARY_DIR}/headers.stamp)
 
 # All layers in one.
 add_library(velto_all INTERFACE)
@@ -32,7 +60,8 @@ function(velto_view target folder)
   cmake_path(GET folder PARENT_PATH parent)
   file(MAKE_DIRECTORY ${view}/${parent})
   file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${view}/${folder} SYMBOLIC)
-  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${view}>)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:$<IF:$<BOOL:$<TARGET_PROPERTY:VELTO_OWN>>,${view},${VELTO_INCLUDE}>>)
 endfunction()
 
 # velto_layer(NAME [INTERNAL] SOURCES … [LINKS …]) makes the current folder the library
@@ -49,13 +78,13 @@ function(velto_layer name)
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
   target_compile_features(${target} PUBLIC cxx_std_20)
   velto_view(${target} ${folder})
+  add_dependencies(${target} velto_headers)
   target_link_libraries(${target} PUBLIC ${arg_LINKS} PRIVATE $<BUILD_INTERFACE:velto_options>)
 
   if(NOT arg_INTERNAL)
     target_include_directories(${target} PUBLIC
-      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velto>)
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     target_link_libraries(velto_all INTERFACE ${target})
     set_property(GLOBAL APPEND PROPERTY VELTO_LAYERS ${target})
-    set_property(GLOBAL APPEND PROPERTY VELTO_FOLDERS ${folder})
   endif()
 endfunction()

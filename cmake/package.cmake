@@ -1,17 +1,16 @@
-# The installed package: headers under include/velto, static libraries, the program, and what
-# find_package(velto) and pkg-config read. All of it may be moved after the install.
+# The installed package: headers under include/velto, static libraries, the program, documentation,
+# examples, and what find_package(velto) and pkg-config read. All of it may be moved after the
+# install.
 
 get_property(layers GLOBAL PROPERTY VELTO_LAYERS)
-get_property(folders GLOBAL PROPERTY VELTO_FOLDERS)
 
 install(TARGETS velto_all ${layers} EXPORT velto-targets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS velto RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-foreach(folder ${folders})
-  cmake_path(GET folder PARENT_PATH parent)
-  install(DIRECTORY ${folder} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velto/${parent}
-    FILES_MATCHING PATTERN "*.h")
-endforeach()
+install(DIRECTORY ${VELTO_INCLUDE}/velto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/velto)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The package needs no other one, so that the list of its targets is all of its configuration.
 include(CMakePackageConfigHelpers)

@@ -4,13 +4,16 @@
 # found PACKAGE: true if what the package brings is there, wherever it comes from.
 found() {
   case $1 in
+  libclang-rt-dev) # What clang's sanitizers and libFuzzer link.
+    ls "$(clang++ -print-resource-dir)"/lib/linux/libclang_rt.fuzzer*.a
+    ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     [ -e "/usr/include/$name/$name.h" ] || [ -e "/usr/local/include/$name/$name.h" ]
     ;;
   ninja-build) command -v ninja ;;
   *) command -v "$1" ;;
-  esac >/dev/null
+  esac >/dev/null 2>&1
 }
 
 # apt_get ARGS…: apt-get without questions, as root or through sudo. If it fails, $reason says why.

@@ -1,6 +1,6 @@
 // A GEM equipment: it goes on-line, and reports the end of an etch with the chamber pressure.
 // Its host lives in the same process and prints the report; see gem_host.cc for that side.
-#include "controls/gem_ctrl.h"
+#include <velto/controls/gem_ctrl.h>
 
 #include <iostream>
 

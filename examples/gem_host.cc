@@ -1,6 +1,6 @@
 // A GEM host: it establishes communications and asks for two status variables. The equipment lives
 // in the same process; see gem_equipment.cc for that side.
-#include "controls/gem_ctrl.h"
+#include <velto/controls/gem_ctrl.h>
 
 #include <iostream>
 

@@ -1,7 +1,7 @@
 // A host asks an equipment "are you there?" over HSMS; both live in this process.
-#include "controls/hsms_ctrl.h"
-#include "secs2/message.h"
-#include "secs2/sml_printer.h"
+#include <velto/controls/hsms_ctrl.h>
+#include <velto/secs2/message.h>
+#include <velto/secs2/sml_printer.h>
 
 #include <iostream>
 

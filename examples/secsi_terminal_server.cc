@@ -1,13 +1,13 @@
 // A host reaches the serial line of an equipment through a terminal server: SECS-I over TCP. All
 // three live in this process; with a real terminal server, the host's part is the whole program.
-#include "base/text.h"
-#include "controls/comm_ctrl.h"
-#include "controls/secsi_ctrl.h"
-#include "controls/secsi_socket_ctrl.h"
-#include "controls/socket_ctrl.h"
-#include "platform/null_modem.h"
-#include "secs2/message.h"
-#include "secs2/sml_printer.h"
+#include <velto/base/text.h>
+#include <velto/controls/comm_ctrl.h>
+#include <velto/controls/secsi_ctrl.h>
+#include <velto/controls/secsi_socket_ctrl.h>
+#include <velto/controls/socket_ctrl.h>
+#include <velto/platform/null_modem.h>
+#include <velto/secs2/message.h>
+#include <velto/secs2/sml_printer.h>
 
 #include <iostream>
 

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <limits>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 #include <utility>
@@ -13,6 +15,14 @@ namespace velto {
 namespace {
 
 constexpr uint64_t kTimerEvent = std::numeric_limits<uint64_t>::max();
+constexpr uint64_t kWakeEvent = kTimerEvent - 1;
+
+void watchForever(int epoll, int fd, uint64_t event) {
+  epoll_event entry{};
+  entry.events = EPOLLIN;
+  entry.data.u64 = event;
+  epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &entry);
+}
 
 uint32_t toEpoll(unsigned events) {
   uint32_t flags = 0;
@@ -35,11 +45,15 @@ unsigned fromEpoll(uint32_t flags) {
 } // namespace
 
 EventLoop::EventLoop(Clock &clock)
-    : clock_(clock), epoll_(epoll_create1(EPOLL_CLOEXEC)), lastTicks_(clock.ticks()) {}
+    : clock_(clock), epoll_(epoll_create1(EPOLL_CLOEXEC)),
+      wakeFd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), lastTicks_(clock.ticks()) {
+  watchForever(epoll_, wakeFd_, kWakeEvent);
+}
 
 EventLoop::~EventLoop() {
   if (timerFd_ >= 0)
     close(timerFd_);
+  close(wakeFd_);
   close(epoll_);
 }
 
@@ -85,6 +99,22 @@ void EventLoop::post(std::function<void()> task) {
   armDescriptor();
 }
 
+// The wake-up is inside the lock: a task that ends the loop cannot run before it.
+void EventLoop::postFromAnyThread(std::function<void()> task) {
+  const std::scoped_lock lock(inboxMutex_);
+  inbox_.push_back(std::move(task));
+  if (inbox_.size() == 1)
+    eventfd_write(wakeFd_, 1);
+}
+
+void EventLoop::fetchInbox() {
+  const std::scoped_lock lock(inboxMutex_);
+  eventfd_t count = 0;
+  eventfd_read(wakeFd_, &count);
+  std::ranges::move(inbox_, std::back_inserter(posted_));
+  inbox_.clear();
+}
+
 int EventLoop::waitTime(int timeout) {
   if (!posted_.empty())
     return 0;
@@ -112,6 +142,10 @@ bool EventLoop::dispatchDescriptors(int timeout, uint64_t &due) {
     if (event.data.u64 == kTimerEvent) {
       uint64_t expirations = 0;
       [[maybe_unused]] const ssize_t got = read(timerFd_, &expirations, sizeof expirations);
+      continue;
+    }
+    if (event.data.u64 == kWakeEvent) {
+      fetchInbox();
       continue;
     }
     // A handler called before this one may have ended the watch and reused its slot.
@@ -157,10 +191,7 @@ bool EventLoop::runPosted() {
 int EventLoop::descriptor() {
   if (timerFd_ < 0) {
     timerFd_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.u64 = kTimerEvent;
-    epoll_ctl(epoll_, EPOLL_CTL_ADD, timerFd_, &event);
+    watchForever(epoll_, timerFd_, kTimerEvent);
     armDescriptor();
   }
   return epoll_;

@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace velto {
@@ -14,7 +15,7 @@ class DescriptorWatch;
 class Timer;
 
 /// The message loop that everything runs on: descriptors that become ready, timers, and posted
-/// tasks, all on one thread.
+/// tasks, all on one thread. Only postFromAnyThread() may be called from another one.
 ///
 /// The host calls run(), or, inside a loop of its own, waits for descriptor() to become readable
 /// and calls runOnce(0). Handlers may pump the loop again, and may destroy the watch or timer that
@@ -42,6 +43,10 @@ public:
   bool runUntil(const std::function<bool()> &done, uint32_t timeout);
   /// Queues a task for the next turn.
   void post(std::function<void()> task);
+  /// Queues a task from any thread, and wakes the loop: it ends the wait of runOnce() and makes
+  /// descriptor() readable. The tasks of one thread run in its order, on the thread of the loop, no
+  /// later than in the turn after the one that runs. The loop has to live until the call returns.
+  void postFromAnyThread(std::function<void()> task);
 
   /// A descriptor that polls readable when runOnce(0) has something to do.
   int descriptor();
@@ -60,6 +65,7 @@ private:
   int waitTime(int timeout);
   bool dispatchDescriptors(int timeout, uint64_t &due);
   bool fireTimers(uint64_t due);
+  void fetchInbox();
   bool runPosted();
   void armDescriptor();
 
@@ -71,6 +77,7 @@ private:
 
   Clock &clock_;
   int epoll_;
+  int wakeFd_;
   int timerFd_ = -1;
   uint64_t now_ = 0;
   uint32_t lastTicks_;
@@ -79,6 +86,8 @@ private:
   std::vector<uint32_t> freeSlots_;
   std::vector<Timer *> heap_;
   std::deque<std::function<void()>> posted_;
+  std::mutex inboxMutex_;
+  std::vector<std::function<void()>> inbox_; ///< from other threads; wakeFd_ tells of the first
 };
 
 /// Calls a handler while a descriptor is ready (level-triggered). Ends with its destruction,

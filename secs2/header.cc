@@ -3,6 +3,7 @@
 #include "base/text.h"
 
 #include <array>
+#include <atomic>
 
 namespace velto {
 
@@ -25,12 +26,14 @@ const char *controlName(uint8_t sType) {
   return sType < kControlNames.size() ? kControlNames[sType] : nullptr;
 }
 
-// One counter for the whole module, so that no two SECS-I primaries of a process share an ID.
+// One counter for the whole module, so that no two SECS-I primaries of a process share an ID,
+// whichever threads their loops run in. 0 is none.
 uint16_t nextTransactionId() {
-  static uint16_t counter = 0;
-  if (++counter == 0)
-    ++counter;
-  return counter;
+  static std::atomic<uint16_t> counter = 0;
+  uint16_t id = ++counter;
+  while (id == 0)
+    id = ++counter;
+  return id;
 }
 
 std::string headerName(const CHSecsHeader &header) {

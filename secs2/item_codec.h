@@ -28,7 +28,7 @@ inline size_t EncodedLeafSize(const CHSecsItem &item) {
 
 /// Bytes that an item takes when encoded; 0 for an item without data. Nothing when it holds a
 /// length that three length bytes cannot state.
-std::optional<size_t> EncodedItemSize(const CHSecsItem &item);
+std::optional<size_t> EncodedItemSize(const CHSecsItem &root);
 
 /// Whether the encoded item decodes to just what it is: each item of a list has data, and none is
 /// deeper than what is decoded.
@@ -36,7 +36,7 @@ bool ReadsBackAsItIs(const CHSecsItem &item);
 
 /// Writes the item and all below it (SEMI E5 9.2) to `out`, which has room for EncodedItemSize()
 /// bytes; returns the count of bytes written. An item without data writes nothing.
-size_t EncodeItem(const CHSecsItem &item, uint8_t *out);
+size_t EncodeItem(const CHSecsItem &root, uint8_t *out);
 
 /// Decodes the item at the front of `bytes` into `item` (which is cleared); returns the count of
 /// bytes consumed, 0 when there are none.

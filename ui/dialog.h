@@ -71,7 +71,7 @@ struct MessageBox {
   enum class Icon { None, Stop, Question };
 
   std::string text;
-  std::string title = "";
+  std::string title{};
   Icon icon = Icon::None;
   bool cancel = false; ///< there is a button Cancel beside OK
 };

@@ -1,6 +1,7 @@
 #include "ui/view.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 namespace velto {
@@ -40,14 +41,92 @@ void appendRow(std::string &out, const std::vector<std::string> &cells,
   out += '\n';
 }
 
+TreeNode &addNode(std::vector<TreeNode> &nodes, std::string label, int image) {
+  TreeNode &node = nodes.emplace_back();
+  node.label = std::move(label);
+  node.image = image;
+  return node;
+}
+
+struct NameAndValue {
+  std::string_view name;
+  std::string_view value;
+};
+
+// "Name : value", or "Name (value)".
+NameAndValue partLabel(std::string_view label) {
+  constexpr std::string_view kColon = " : ";
+  if (const size_t colon = label.find(kColon); colon != std::string_view::npos)
+    return {label.substr(0, colon), label.substr(colon + kColon.size())};
+  const size_t bracket = label.rfind(" (");
+  if (bracket != std::string_view::npos && label.ends_with(')'))
+    return {label.substr(0, bracket), label.substr(bracket + 2, label.size() - bracket - 3)};
+  return {label, {}};
+}
+
+NameAndValue part(const TreeNode &node) { return partLabel(node.label); }
+
+NameAndValue part(const ListRow &row) {
+  return {row.empty() ? std::string_view() : row[0], row.size() < 2 ? std::string_view() : row[1]};
+}
+
+// Keys that are given stay, so they are taken before any is made. The number of the last key made
+// from each name is kept: of ten thousand siblings with the same name, none tries them all.
+template <typename Item> void fillSiblings(std::vector<Item> &items) {
+  std::unordered_map<std::string, size_t> taken;
+  for (const Item &item : items)
+    if (!item.key.empty())
+      taken.emplace(item.key, 1);
+  for (Item &item : items) {
+    if (!item.key.empty())
+      continue;
+    const auto [name, value] = part(item);
+    item.value = value;
+    item.key = name;
+    size_t &number = taken[item.key];
+    if (++number == 1 && !item.key.empty())
+      continue;
+    for (;; ++number) {
+      item.key = std::string(name) + '.' + std::to_string(number);
+      if (taken.emplace(item.key, 1).second)
+        break;
+    }
+  }
+}
+
 } // namespace
 
 TreeNode &TreeNode::add(std::string childLabel, int childImage) {
-  return children.emplace_back(TreeNode{std::move(childLabel), childImage, false, {}});
+  return addNode(children, std::move(childLabel), childImage);
 }
 
 TreeNode &TreeView::add(std::string label, int image) {
-  return roots.emplace_back(TreeNode{std::move(label), image, false, {}});
+  return addNode(roots, std::move(label), image);
+}
+
+void fillKeys(TreeView &view) {
+  std::vector<std::vector<TreeNode> *> levels{&view.roots};
+  while (!levels.empty()) {
+    std::vector<TreeNode> &nodes = *levels.back();
+    levels.pop_back();
+    fillSiblings(nodes);
+    for (TreeNode &node : nodes)
+      if (!node.children.empty())
+        levels.push_back(&node.children);
+  }
+}
+
+void fillKeys(ListView &view) { fillSiblings(view.rows); }
+
+void ViewChanges::observe(std::function<void()> observer) {
+  observer_ =
+      observer ? std::make_shared<const std::function<void()>>(std::move(observer)) : nullptr;
+}
+
+void ViewChanges::report() {
+  ++count_;
+  if (const auto observer = observer_)
+    (*observer)();
 }
 
 // A tree may be as deep as a message is nested, so the levels are kept on a stack of their own.

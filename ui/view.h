@@ -2,18 +2,27 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velto {
 
-/// What a control's tree window shows, independent of any window system.
+// What the windows of controls show, independent of any window system. Views are snapshots, made
+// anew for each look at them; by the keys of its nodes and rows, a front end finds what it has on
+// the screen already (with its selection and place) and draws again what differs.
+
+/// A line of a tree window, with the lines below it.
 struct TreeNode {
   std::string label;
   int image = 0; ///< which picture of the control's image list the node is drawn with
   bool expanded = false;
   std::vector<TreeNode> children;
+  std::string key = {};   ///< what tells it from its siblings, whatever it shows; see fillKeys()
+  std::string value = {}; ///< what is behind its name; see fillKeys()
 
   TreeNode &add(std::string childLabel, int childImage = 0);
   bool operator==(const TreeNode &) const = default;
@@ -28,11 +37,45 @@ struct TreeView {
   TreeNode &add(std::string label, int image = 0);
 };
 
+/// A line of a list window: its cells.
+struct ListRow : std::vector<std::string> {
+  using vector::vector;
+  ListRow(std::vector<std::string> cells) : vector(std::move(cells)) {}
+
+  std::string key = {};   ///< what tells it from the other rows, whatever it shows; see fillKeys()
+  std::string value = {}; ///< what is behind its name; see fillKeys()
+  int image = 0;          ///< which picture of the control's image list stands in front
+};
+
 /// A list window with columns.
 struct ListView {
   std::vector<std::string> columns;
-  std::vector<std::vector<std::string>> rows;
+  std::vector<ListRow> rows;
   bool visible = true;
+};
+
+/// Gives the nodes that have no key one, and their value with it: for "T6 : 5 sec" the key "T6" and
+/// the value "5 sec", for "Reports (3)" the key "Reports" and the value "3", for any other label
+/// the key is the label. Siblings that would have the same key are "Key", "Key.2", "Key.3".
+void fillKeys(TreeView &view);
+/// The same for rows: the key is the first cell, the value the second.
+void fillKeys(ListView &view);
+
+/// Tells the one who shows a window that it looks different from now on, so that nobody has to make
+/// views again and again to see that. One who comes by now and then compares the count.
+class ViewChanges {
+public:
+  /// The changes up to now.
+  uint64_t count() const { return count_; }
+  /// Called at each change; it must be quick, for changes can come by the thousand. A window that
+  /// is drawn later should only be marked here.
+  void observe(std::function<void()> observer);
+  /// The window has changed. The observer may end the object.
+  void report();
+
+private:
+  uint64_t count_ = 0;
+  std::shared_ptr<const std::function<void()>> observer_;
 };
 
 /// What a window draws its text with.

@@ -1,34 +1,78 @@
-# Installs the build BUILD, moves the result away to see that it can be, and lets the project in
-# EXAMPLES find and use it from there: by find_package, then by pkg-config. Every example has to
-# run to its end without arguments. Everything is written below WORK.
+# Installs the build BUILD, moves the result away to see that it can be, and uses it from there as
+# projects of users do. Everything is written below WORK.
 cmake_minimum_required(VERSION 3.25)
 
 function(run)
   execute_process(COMMAND ${ARGV} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-set(prefix ${WORK}/moved)
-set(build ${WORK}/build)
+# build_project(FOLDER ARGS…) configures and builds a project in WORK/NAME.
+function(build_project folder)
+  cmake_path(GET folder FILENAME name)
+  run(${CMAKE_COMMAND} -S ${folder} -B ${WORK}/${name} -G ${GENERATOR}
+    -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_PREFIX_PATH=${WORK}/moved ${ARGN})
+  run(${CMAKE_COMMAND} --build ${WORK}/${name})
+endfunction()
+
 file(REMOVE_RECURSE ${WORK})
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/installed)
+set(prefix ${WORK}/moved)
 file(RENAME ${WORK}/installed ${prefix})
 
 run(${prefix}/bin/velto container /dev/null)
-
-run(${CMAKE_COMMAND} -S ${EXAMPLES} -B ${build} -G ${GENERATOR}
-  -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_PREFIX_PATH=${prefix})
-run(${CMAKE_COMMAND} --build ${build})
-file(GLOB sources ${EXAMPLES}/*.cc)
-foreach(source ${sources})
-  cmake_path(GET source STEM name)
-  run(${build}/${name})
+foreach(file doc/velto/LICENSE doc/velto/README.md doc/velto/docs/building.md
+        velto/examples/CMakeLists.txt)
+  if(NOT EXISTS ${prefix}/share/${file})
+    message(FATAL_ERROR "share/${file} is not installed")
+  endif()
 endforeach()
 
+# The installed examples, by find_package. Every one runs to its end without arguments.
+build_project(${prefix}/share/velto/examples)
+file(GLOB examples ${SOURCE}/examples/*.cc)
+foreach(example ${examples})
+  cmake_path(GET example STEM name)
+  run(${WORK}/examples/${name})
+endforeach()
+
+build_project(${CMAKE_CURRENT_LIST_DIR}/headers -DTABLE=${SOURCE}/cmake/public_headers.cmake)
+build_project(${CMAKE_CURRENT_LIST_DIR}/embedded -DSOURCE=${SOURCE})
+
+# By pkg-config.
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
 file(GLOB_RECURSE description ${prefix}/*/velto.pc)
 execute_process(COMMAND ${PKG_CONFIG} --cflags --libs ${description}
   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND ${flags})
-list(GET sources 0 source)
-run(${COMPILER} -std=c++20 ${source} ${flags} -o ${WORK}/by_pkg_config)
+list(GET examples 0 example)
+run(${COMPILER} -std=c++20 ${example} ${flags} -o ${WORK}/by_pkg_config)
 run(${WORK}/by_pkg_config)
+
+# try_program(RESULT OUTPUT OPTION…) compiles and links a program that does no more than include a
+# header, in a build that drops what nobody needs.
+file(WRITE ${WORK}/user.cc "#include <velto/secs2/message.h>\nint main() {}\n")
+function(try_program result output)
+  execute_process(COMMAND ${COMPILER} -O2 -ffunction-sections -fdata-sections ${ARGN}
+    ${WORK}/user.cc ${flags} -Wl,--gc-sections -o ${WORK}/user
+    RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
+  set(${result} ${status} PARENT_SCOPE)
+  set(${output} "${text}" PARENT_SCOPE)
+endfunction()
+
+# refused(REASON OPTION…): with these options the program is not built, and is told why once.
+function(refused reason)
+  try_program(status text ${ARGN})
+  string(REGEX MATCHALL "(error: [^\n]*|undefined reference to [^\n]*)${reason}" told "${text}")
+  list(LENGTH told count)
+  if(status EQUAL 0 OR NOT count EQUAL 1)
+    message(FATAL_ERROR "${ARGN}: instead of \"${reason}\", once:\n${text}")
+  endif()
+endfunction()
+
+try_program(status text -std=c++20)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "A program like the library is refused:\n${text}")
+endif()
+refused("Velto needs C\\+\\+20" -std=c++17)
+refused("velto_was_built_with_GLIBCXX_DEBUG" -std=c++20 -D_GLIBCXX_DEBUG)
+refused("velto_was_built_without_GLIBCXX_USE_CXX11_ABI" -std=c++20 -D_GLIBCXX_USE_CXX11_ABI=0)

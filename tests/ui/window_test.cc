@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 #include <limits>
+#include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace velto {
 namespace {
@@ -31,6 +34,62 @@ TEST(View, ShowsAList) {
                           "1     Clock\n"
                           "1000         7      more than asked\n"
                           "\n");
+}
+
+// A front end finds its lines again by their keys, whatever they show meanwhile.
+TEST(View, KeysNodesAndRowsThatHaveNone) {
+  TreeView view;
+  for (const char *label : {"State : SELECTED", "Reports (3)", "State : no", "A (b) c", "State.2",
+                            "Time : 12 : 30", "", "State"})
+    view.add(label, 1);
+  view.add("Server").key = "Mode";
+  view.add("Mode : x");
+  view.roots[0].add("State : inner").add("deep (0)");
+  const std::string text = toText(view);
+  fillKeys(view);
+  const std::vector<std::pair<std::string, std::string>> expected = {
+      {"State", "SELECTED"}, {"Reports", "3"},    {"State.2", "no"}, {"A (b) c", ""},
+      {"State.2.2", ""},     {"Time", "12 : 30"}, {".1", ""},        {"State.3", ""},
+      {"Mode", ""},          {"Mode.2", "x"}};
+  ASSERT_EQ(view.roots.size(), expected.size());
+  for (size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(view.roots[i].key, expected[i].first);
+    EXPECT_EQ(view.roots[i].value, expected[i].second) << expected[i].first;
+  }
+  EXPECT_EQ(view.roots[0].children[0].key, "State") << "siblings alone must differ";
+  EXPECT_EQ(view.roots[0].children[0].children[0].key, "deep");
+  EXPECT_EQ(toText(view), text);
+
+  view.roots.erase(view.roots.begin());
+  view.roots[1].label = "State : changed";
+  const TreeView before = view;
+  fillKeys(view);
+  EXPECT_EQ(view.roots, before.roots) << "keys stay as they are";
+
+  ListView list;
+  list.rows = {{"5", "Set", "text"}, {"5", "Clear"}, {}};
+  list.rows.emplace_back().key = "own";
+  fillKeys(list);
+  EXPECT_EQ(list.rows[0].key + list.rows[0].value, "5Set");
+  EXPECT_EQ(list.rows[1].key + list.rows[1].value, "5.2Clear");
+  EXPECT_EQ(list.rows[2].key + list.rows[2].value, ".1");
+  EXPECT_EQ(list.rows[3].key + list.rows[3].value, "own");
+}
+
+TEST(View, ReportsChangesToAnObserverThatMayEndIt) {
+  auto changes = std::make_unique<ViewChanges>();
+  changes->report();
+  EXPECT_EQ(changes->count(), 1U);
+  std::vector<uint64_t> seen;
+  changes->observe([&] {
+    seen.push_back(changes->count());
+    if (seen.size() == 2)
+      changes.reset();
+  });
+  changes->report();
+  changes->report();
+  EXPECT_EQ(seen, (std::vector<uint64_t>{2, 3}));
+  EXPECT_EQ(changes, nullptr);
 }
 
 TEST(Dialog, ChecksEachKindOfField) {
