@@ -79,8 +79,7 @@ public:
       std::cout << "The equipment's application hears that constant " << vid << " changed.\n";
     };
     equipment_.control.onControlStateChanged = [](int16_t next, int16_t) {
-      std::cout << "Control state: " << CHGemControlModel::stateName(static_cast<uint8_t>(next))
-                << "\n";
+      std::cout << "Control state: " << stateName<ControlState>(static_cast<uint8_t>(next)) << "\n";
     };
   }
 
@@ -114,8 +113,8 @@ private:
       std::cerr << "velto: demo: line " << error.line << " of a model: " << error.reason << '\n';
       return false;
     }
-    tool->control.initialState = CHGemControlModel::EquipmentOffline;
-    tool->control.offlineState = CHGemControlModel::EquipmentOffline;
+    tool->control.initialState = ControlState::EquipmentOffline;
+    tool->control.offlineState = ControlState::EquipmentOffline;
     tool->communication.establishCommunications = false; // the host asks in this story
     if (!equipment_.load(folder_.path(),
                          "[HSMS]\nServer=1\nPortNumber=0\n[LogicalConnection]\nHost=0\n", *tool))
