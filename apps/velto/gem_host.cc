@@ -25,7 +25,7 @@ std::string primaryName(const CHSecsHeader &header) {
   return formatText("S%uF%u", header.stream(), header.function());
 }
 
-uint32_t milliseconds(double seconds) {
+uint32_t secondsToMs(double seconds) {
   return static_cast<uint32_t>(std::clamp(seconds * 1000, 0.0, 2e9));
 }
 
@@ -146,7 +146,7 @@ void GemHost::sent() {
 
 std::string GemHost::waitForCommunications() {
   const auto ready = [this] { return control_.CommunicationState() == kCommunicating; };
-  loop_.runUntil([this, &ready] { return stopped_ || ready(); }, milliseconds(settings_.t3));
+  loop_.runUntil([this, &ready] { return stopped_ || ready(); }, secondsToMs(settings_.t3));
   if (stopped_)
     return kInterrupted;
   return ready() ? ""
@@ -173,7 +173,7 @@ std::string GemHost::request(CHSecsMessage &message) {
       [this, &link] {
         return stopped_ || replied_ || timedOut_ || link.State() != LinkState::Ready;
       },
-      milliseconds(settings_.t3) + kGrace);
+      secondsToMs(settings_.t3) + kGrace);
   pending_.reset();
   return outcome();
 }
@@ -194,7 +194,7 @@ std::string GemHost::await(std::string_view name, double seconds) {
         arrivals_, [name](const Arrival &arrival) { return equalsIgnoreCase(arrival.name, name); });
   };
   loop_.runUntil([this, &found] { return stopped_ || found() != arrivals_.end(); },
-                 milliseconds(seconds));
+                 secondsToMs(seconds));
   if (stopped_)
     return kInterrupted;
   const auto arrival = found();
@@ -206,7 +206,7 @@ std::string GemHost::await(std::string_view name, double seconds) {
 }
 
 std::string GemHost::pause(double seconds) {
-  loop_.runUntil([this] { return stopped_; }, milliseconds(seconds));
+  loop_.runUntil([this] { return stopped_; }, secondsToMs(seconds));
   return stopped_ ? kInterrupted : "";
 }
 

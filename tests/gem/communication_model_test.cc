@@ -300,8 +300,8 @@ TEST_F(CommunicationModel, ReplyTimeoutsByStateAndMessage) {
       {Disabled, true, "s1f13w{}", Disabled, false, std::nullopt},
       {Disabled, false, "s6f11w{<u4 1><u4 1>{}}", Disabled, false, std::nullopt},
       {NotCommunicating, true, "s1f13w{}", NotCommunicating, false, 30001},
-      {NotCommunicating, false, "s1f13w{}", NotCommunicating, false,
-       0}, // one that the host application sent
+      // One that the host application sent.
+      {NotCommunicating, false, "s1f13w{}", NotCommunicating, false, 0},
       {NotCommunicating, true, "s6f11w{<u4 1><u4 1>{}}", NotCommunicating, true, std::nullopt},
       {Communicating, false, "s6f11w{<u4 1><u4 1>{}}", NotCommunicating, false, 0},
       {Communicating, true, "s1f13w{}", NotCommunicating, false, 30001},
