@@ -10,9 +10,9 @@ namespace velto {
 /// giving the engine up included.
 ///
 /// The engine is shared between this handle and its own entry points (a descriptor, a timer, a
-/// posted task, a call that reports), each of which holds it while it runs. Destroying the handle
-/// ends the engine: End() closes it and silences its reports. What is still at work in it then
-/// finds an engine that is closed, a state like any other, and nothing else.
+/// posted task), each of which holds it while it runs; so does every call through the handle.
+/// Destroying the handle ends the engine: End() closes it and silences its reports. What is still
+/// at work in it then finds an engine that is closed, a state like any other, and nothing else.
 template <typename T> class Handle {
 public:
   Handle() = default;
@@ -31,10 +31,10 @@ public:
       engine->End();
   }
 
-  T *operator->() const { return engine_.get(); }
+  /// Holds the engine until the call has returned.
+  std::shared_ptr<T> operator->() const { return engine_; }
   T &operator*() const { return *engine_; }
   T *get() const { return engine_.get(); }
-  const std::shared_ptr<T> &shared() const { return engine_; }
   explicit operator bool() const { return engine_ != nullptr; }
   bool operator==(std::nullptr_t) const { return engine_ == nullptr; }
 

@@ -24,6 +24,10 @@ public:
   /// The low 32 bits of the value's leading decimal number (0 when it has none), or `fallback`
   /// when the key is missing.
   int integer(std::string_view section, std::string_view key, int fallback) const;
+  /// Whether that number is not 0.
+  bool flag(std::string_view section, std::string_view key, bool fallback) const {
+    return integer(section, key, fallback ? 1 : 0) != 0;
+  }
 
   /// Sets a value. A new key goes to the end of its section, a new section to the end of the file.
   /// The value reads back as it is, but without line ends.

@@ -1,9 +1,10 @@
 #include "controls/comm_ctrl.h"
 
+#include "controls/shared_members.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
 
 namespace velto {
 
@@ -17,43 +18,33 @@ constexpr std::array kSettings{"PortNumber", "BaudRate", "ByteSize", "Parity", "
 
 } // namespace
 
-// Connect stands last, so that a loaded property bag opens the port when all else is set.
 const MemberTable &CVeltoCommCtrl::table() {
   using C = CVeltoCommCtrl;
   static const MemberTable table =
-      Members<C>("VeltoComm", "CVeltoCommCtrl", "A raw serial port: bytes and texts in and out.")
+      SharedMembers<C>("VeltoComm", "CVeltoCommCtrl",
+                       "A raw serial port: bytes and texts in and out.")
           .readOnly<&C::Count>(2, "Count", "Bytes that wait to be read.")
           .property<&C::ByteStream, &C::SetByteStream>(
               3, "ByteStream",
               "Reading takes the next byte, 65535 when there is none; writing sends one.")
-          .property<&C::BaudRate, &C::SetBaudRate>(
-              4, "BaudRate", "Bits per second, any rate of the device; below 1 becomes 9600.",
-              kDefaultRate)
+          .baudRate(4)
           .property<&C::ByteSize, &C::SetByteSize>(
               5, "ByteSize", "Data bits: 8, or 7, which every other value becomes.", 8)
-          .property<&C::IniFileName, &C::SetIniFileName>(6, "IniFileName", "Path of the INI file.",
-                                                         "./Velto.ini")
-          .property<&C::IniSection, &C::SetIniSection>(7, "IniSection", "Section of the INI file.",
-                                                       "VeltoComm")
+          .iniFileName(6)
+          .iniSection(7)
           .property<&C::Parity, &C::SetParity>(
               8, "Parity", "0 none, 1 odd, 2 even, 3 mark, 4 space; others become 0.", 0)
-          .property<&C::PortNumber, &C::SetPortNumber>(
-              9, "PortNumber", "Index of the port, 0 is COM1; negative ones become 0.", 0)
+          .serialPortNumber(9)
           .property<&C::StopBit, &C::SetStopBit>(
               10, "StopBit",
               "Stop bits: 0 one, 1 one and a half (no device opens with it), 2 two; others become "
               "0.",
               0)
-          .property<&C::Connect, &C::SetConnect>(
-              1, "Connect",
-              "Opens and closes the port; false again when it cannot be opened or is unplugged.",
-              false)
-          .method<&C::Setup>(11, "Setup", {"lpszCaption"},
-                             "Shows the property sheet; true when it was accepted and stored.")
+          .serialConnect(1)
+          .setup(11)
           .method<&C::Send>(12, "Send", {"lpszData"},
                             "Sends the characters as they are; false when the port is closed.")
-          .method<&C::LoadIniFile>(13, "LoadIniFile", {},
-                                   "Reads the INI file; false when its name or section is empty.")
+          .loadIniFile(13)
           .event<int32_t>(1, "Received", {"lDataCount"},
                           "Bytes wait to be read; raised every millisecond while they do.")
           .build();
@@ -68,16 +59,13 @@ CVeltoCommCtrl::CVeltoCommCtrl(const ControlSite &site)
 std::span<const char *const> CVeltoCommCtrl::iniKeys() const { return kSettings; }
 
 std::span<const IniControl::Page> CVeltoCommCtrl::pages() const {
-  constexpr int64_t kMaxRate = std::numeric_limits<int32_t>::max();
-  constexpr int64_t kMaxPort = std::numeric_limits<int16_t>::max();
-  static constexpr std::array kCommunication{
-      PageField{"PortNumber", "Port (0 is COM1)", 0, kMaxPort},
-      PageField{"BaudRate", "Baud Rate", 1, kMaxRate},
-      PageField{"ByteSize", "Data Bits", 7, 8},
-      PageField{"Parity", "Parity (0 none, 1 odd, 2 even, 3 mark, 4 space)", 0, kLastParity},
-      PageField{"StopBit", "Stop Bits (0 one, 2 two)", 0, kLastStopBit},
-  };
-  static constexpr std::array kPages{Page{"Communication", kCommunication}};
+  static const std::array kPages{
+      Page{"Communication",
+           {{"PortNumber", "Port (0 is COM1)", 0, kMaxInt16},
+            {"BaudRate", "Baud Rate", 1, kMaxInt32},
+            {"ByteSize", "Data Bits", 7, 8},
+            {"Parity", "Parity (0 none, 1 odd, 2 even, 3 mark, 4 space)", 0, kLastParity},
+            {"StopBit", "Stop Bits (0 one, 2 two)", 0, kLastStopBit}}}};
   return kPages;
 }
 

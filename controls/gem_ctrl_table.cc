@@ -1,13 +1,15 @@
 // The members of the Gem control.
 
 #include "controls/gem_ctrl.h"
+#include "controls/shared_members.h"
 
 namespace velto {
 
 const MemberTable &CVeltoGemCtrl::table() {
   using C = CVeltoGemCtrl;
   static const MemberTable table =
-      Members<C>("VeltoGem", "CVeltoGemCtrl", "A GEM equipment, or a GEM host, on an HSMS link.")
+      SharedMembers<C>("VeltoGem", "CVeltoGemCtrl",
+                       "A GEM equipment, or a GEM host, on an HSMS link.")
           .readOnly<&C::ALIDCount>(1, "ALIDCount", "Number of alarms.")
           .readOnly<&C::CEIDCount>(2, "CEIDCount", "Number of collection events.")
           .property<&C::ControlState, &C::SetControlState>(
@@ -36,15 +38,13 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::MyPortNumber, &C::SetMyPortNumber>(
               13, "MyPortNumber",
               "Local port; a listener listens on it, or on PortNumber when it is 0.", 0)
-          .property<&C::Log, &C::SetLog>(14, "Log", "Keeps a communication log.", false)
-          .property<&C::LogBakCount, &C::SetLogBakCount>(
-              15, "LogBakCount", "Numbered backups of the log; 0: it grows without limit.", 1)
+          .log(14)
+          .logBakCount(15)
           .property<&C::LogCommunication, &C::SetLogCommunication>(
               16, "LogCommunication", "The log holds the messages too.", true)
           .property<&C::LogFileName, &C::SetLogFileName>(
               17, "LogFileName", "Path of the log without its ending \".log\".")
-          .property<&C::LogSize, &C::SetLogSize>(18, "LogSize",
-                                                 "Size in KiB at which the log is backed up.", 1024)
+          .logSize(18)
           .property<&C::DataFileName, &C::SetDataFileName>(19, "DataFileName",
                                                            "Path of the model data file.")
           .property<&C::Node, &C::SetNode>(20, "Node", "Node path of the current message.")

@@ -1,16 +1,16 @@
 #pragma once
 
+#include "controls/log_properties.h"
 #include "controls/problem_numbers.h"
 #include "controls/tcp_control.h"
 #include "transport/hsms/hsms_link.h"
-#include "transport/log/link_log.h"
 
 namespace velto {
 
 /// `VeltoHsms`: raw HSMS links (SEMI E37). Sends messages that the host gives as hexadecimal text,
 /// and raises an event for every message, connection change and problem. Control messages are the
 /// host's to send and to answer.
-class CVeltoHsmsCtrl final : public TcpControl {
+class CVeltoHsmsCtrl final : public TcpControl, public LinkLogProperties {
 public:
   explicit CVeltoHsmsCtrl(const ControlSite &site);
 
@@ -33,17 +33,6 @@ public:
   void SetT7(int32_t ms) { setTimer(&HsmsTimes::t7, ms); }
   int32_t T8() const { return static_cast<int32_t>(link().times().t8); }
   void SetT8(int32_t ms) { setTimer(&HsmsTimes::t8, ms); }
-
-  bool Log() const { return log_.log; }
-  void SetLog(bool log);
-  int16_t LogBakCount() const { return log_.backupCount; }
-  void SetLogBakCount(int16_t count);
-  std::string LogFileName() const { return log_.fileName; }
-  void SetLogFileName(const std::string &name);
-  int32_t LogSize() const { return log_.size; }
-  void SetLogSize(int32_t kib);
-  bool LogVerbose() const { return log_.verbose; }
-  void SetLogVerbose(bool verbose);
 
   /// The IPv4 address of a host (this one for an empty name); empty when it is unknown.
   std::string ToIPAddress(const std::string &hostName) const;
@@ -74,12 +63,12 @@ private:
   Variant setting(const char *name) override;
   void setSetting(const char *name, const Variant &value) override;
   Variant missingSetting(const char *name) override;
+  void logChanged() override { setModified(); }
 
   CHHsmsLink &link() const { return static_cast<CHHsmsLink &>(engine()); }
   void setTimer(uint32_t HsmsTimes::*timer, int32_t ms);
   LinkLog record();
 
-  LogSettings log_;
   int32_t deviceId_ = 0; // known to the INI file and the property sheet alone
 };
 

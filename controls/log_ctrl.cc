@@ -2,6 +2,7 @@
 
 #include "base/date_time.h"
 #include "base/text.h"
+#include "controls/shared_members.h"
 #include "transport/log/log_file.h"
 
 #include <algorithm>
@@ -12,8 +13,6 @@ namespace velto {
 
 namespace {
 
-constexpr int64_t kMaxInt16 = std::numeric_limits<int16_t>::max();
-constexpr int64_t kMaxInt32 = std::numeric_limits<int32_t>::max();
 constexpr int64_t kMinInt32 = std::numeric_limits<int32_t>::min();
 
 constexpr std::string_view kSeparator = "  |  ";
@@ -25,6 +24,11 @@ constexpr const char *kFontFace = "Tahoma";
 constexpr int32_t kFontHeight = -12;
 
 constexpr int16_t kNamedMonth = 3;
+constexpr int16_t kBackups = 10;
+
+constexpr LogTexts kLogTexts{.log = "Copies what is traced into the log file.",
+                             .fileName =
+                                 "Path of the log without its ending \".log\"; empty: none."};
 
 /// The names are written out, other than those of CJTime.
 std::string namedMonthDate(const LocalTime &time) {
@@ -47,21 +51,14 @@ std::string dateText(const CJTime &now, int16_t format) {
 const MemberTable &CVeltoLogCtrl::table() {
   using C = CVeltoLogCtrl;
   static const MemberTable table =
-      Members<C>("VeltoLog", "CVeltoLogCtrl",
-                 "A scrolling list of lines with date and time, copied into a log file.")
-          .property<&C::IniFileName, &C::SetIniFileName>(1, "IniFileName", "Path of the INI file.",
-                                                         "./Velto.ini")
-          .property<&C::IniSection, &C::SetIniSection>(2, "IniSection", "Section of the INI file.",
-                                                       "VeltoLog")
-          .property<&C::Log, &C::SetLog>(3, "Log", "Copies what is traced into the log file.",
-                                         false)
-          .property<&C::LogFileName, &C::SetLogFileName>(
-              4, "LogFileName", "Path of the log without its ending \".log\"; empty: none.",
-              "./Velto")
-          .property<&C::LogBakCount, &C::SetLogBakCount>(
-              5, "LogBakCount", "Numbered backups of the log; 0: it grows without limit.", 10)
-          .property<&C::LogSize, &C::SetLogSize>(6, "LogSize",
-                                                 "Size in KiB at which the log is backed up.", 1024)
+      SharedMembers<C>("VeltoLog", "CVeltoLogCtrl",
+                       "A scrolling list of lines with date and time, copied into a log file.")
+          .iniFileName(1)
+          .iniSection(2)
+          .log(3, kLogTexts)
+          .logFileName(4, kLogTexts)
+          .logBakCount(5, kLogTexts, kBackups)
+          .logSize(6)
           .property<&C::Date, &C::SetDate>(7, "Date", "Puts the date in front of each line.", false)
           .property<&C::Time, &C::SetTime>(
               8, "Time", "Puts the time, with milliseconds, in front of each line.", false)
@@ -86,10 +83,8 @@ const MemberTable &CVeltoLogCtrl::table() {
               "0 \"2026/11/16\", 1 \"11/16/2026\", 2 \"16/11/2026\", 3 \"November, 16th, 2026\"; "
               "any other value becomes 0.",
               kNamedMonth)
-          .method<&C::LoadIniFile>(17, "LoadIniFile", {},
-                                   "Reads the INI file; false when its name or section is empty.")
-          .method<&C::Setup>(18, "Setup", {"lpszCaption"},
-                             "Shows the property sheet; true when it was accepted and stored.")
+          .loadIniFile(17)
+          .setup(18)
           .method<&C::Trace>(19, "Trace", {"lpszText"}, "Adds one line per line of the text.")
           .method<&C::Clear>(20, "Clear", {}, "Empties the list.")
           .build();
@@ -105,25 +100,18 @@ std::span<const char *const> CVeltoLogCtrl::iniKeys() const {
 }
 
 std::span<const IniControl::Page> CVeltoLogCtrl::pages() const {
-  static constexpr std::array kLines{
-      PageField{"Date", "Date"},
-      PageField{"DateFormat", "Date Format", 0, kNamedMonth},
-      PageField{"Time", "Time"},
-      PageField{"LineMax", "Most Lines", 1, kMaxInt16},
-      PageField{"LastLine", "Select Last Line"},
-  };
-  static constexpr std::array kFont{
-      PageField{"FontFaceName", "Face Name"},
-      PageField{"FontSize", "Size", kMinInt32, kMaxInt32},
-      PageField{"FontBold", "Bold"},
-      PageField{"FontItalic", "Italic"},
-  };
-  static constexpr std::array kLog{
-      PageField{"LogFileName", "File Name"},
-      PageField{"LogSize", "Size (KiB)", 0, kMaxInt32},
-      PageField{"LogBakCount", "Backups", 0, kMaxInt16},
-  };
-  static constexpr std::array kPages{Page{"Lines", kLines}, Page{"Font", kFont}, Page{"Log", kLog}};
+  static const std::array kPages{Page{"Lines",
+                                      {{"Date", "Date"},
+                                       {"DateFormat", "Date Format", 0, kNamedMonth},
+                                       {"Time", "Time"},
+                                       {"LineMax", "Most Lines", 1, kMaxInt16},
+                                       {"LastLine", "Select Last Line"}}},
+                                 Page{"Font",
+                                      {{"FontFaceName", "Face Name"},
+                                       {"FontSize", "Size", kMinInt32, kMaxInt32},
+                                       {"FontBold", "Bold"},
+                                       {"FontItalic", "Italic"}}},
+                                 Page{"Log", logFields({})}};
   return kPages;
 }
 
@@ -133,7 +121,8 @@ Variant CVeltoLogCtrl::missingSetting(const char *name) {
   return font ? *members().find(name, Member::Kind::Property)->persisted : setting(name);
 }
 
-CVeltoLogCtrl::CVeltoLogCtrl(const ControlSite &site) : IniControl(site, "VeltoLog") {
+CVeltoLogCtrl::CVeltoLogCtrl(const ControlSite &site)
+    : IniControl(site, "VeltoLog"), LogProperties(kBackups) {
   view_.font = {kFontFace, kFontHeight, kNormal, false};
 }
 
@@ -167,7 +156,7 @@ void CVeltoLogCtrl::Trace(const std::string &text) {
   const bool follow = lastLine_ || view_.selected == lastIndex();
   const std::string when = stamp();
   const int64_t left = addLines(text, when);
-  if (log_ && !logFileName_.empty())
+  if (Log() && !LogFileName().empty())
     writeRecord(text, when);
   const int64_t surplus = std::max(lastIndex() + 1 - lineMax_, int64_t{0});
   view_.lines.erase(view_.lines.begin(), view_.lines.begin() + surplus);
@@ -209,8 +198,8 @@ int64_t CVeltoLogCtrl::addLines(std::string_view text, const std::string &stamp)
 // A record with a stamp takes lines of its own. One without is the bare text, so that the host may
 // write a line in pieces.
 void CVeltoLogCtrl::writeRecord(const std::string &text, const std::string &stamp) const {
-  CHLogFile file(logFileName_, static_cast<uint32_t>(logSize_), logBakCount_, site().loop.clock(),
-                 site().files);
+  CHLogFile file(LogFileName(), static_cast<uint32_t>(LogSize()), LogBakCount(),
+                 site().loop.clock(), site().files);
   file.SetEnabled(true);
   file.Append(stamp.empty() ? text : stamp + "\r\n" + text + "\r\n");
 }

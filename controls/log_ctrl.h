@@ -1,35 +1,24 @@
 #pragma once
 
 #include "controls/component/ini_control.h"
+#include "controls/log_properties.h"
 
 #include <string_view>
 
 namespace velto {
 
 /// `VeltoLog`: a scrolling list of lines, with date and time in front if wanted, and a copy of it
-/// in a log file. It raises no events.
+/// in a log file, unless that has no name. It raises no events.
 ///
 /// A list that has lines has one of them selected: the window scrolls to it. A selection on the
 /// last line follows the newest one; a selection further up stays with its line as long as that is
 /// in the list.
-class CVeltoLogCtrl final : public IniControl {
+class CVeltoLogCtrl final : public IniControl, public LogProperties {
 public:
   explicit CVeltoLogCtrl(const ControlSite &site);
 
   static const MemberTable &table();
   const MemberTable &members() const override { return table(); }
-
-  /// The log file is `LogFileName` and ".log"; nothing is written while the name is empty.
-  bool Log() const { return log_; }
-  void SetLog(bool log) { change(log_, log); }
-  std::string LogFileName() const { return logFileName_; }
-  void SetLogFileName(const std::string &name) { change(logFileName_, name); }
-  /// Numbered backups of the file; below 1 it grows without limit.
-  int16_t LogBakCount() const { return logBakCount_; }
-  void SetLogBakCount(int16_t count) { change(logBakCount_, count); }
-  /// In KiB.
-  int32_t LogSize() const { return logSize_; }
-  void SetLogSize(int32_t kib) { change(logSize_, kib); }
 
   bool Date() const { return date_; }
   void SetDate(bool shown) { change(date_, shown); }
@@ -84,6 +73,7 @@ private:
   std::span<const char *const> iniKeys() const override;
   std::span<const Page> pages() const override;
   Variant missingSetting(const char *name) override;
+  void logChanged() override { setModified(); }
 
   LineView view_;
   int16_t lineMax_ = 5000;
@@ -91,10 +81,6 @@ private:
   bool date_ = false;
   bool time_ = false;
   int16_t dateFormat_ = 3;
-  bool log_ = false;
-  std::string logFileName_ = "./Velto";
-  int32_t logSize_ = 1024;
-  int16_t logBakCount_ = 10;
 };
 
 } // namespace velto

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/handle.h"
+#include "controls/component/ini_control.h"
 #include "controls/problem_numbers.h"
 #include "controls/secsi_properties.h"
 #include "transport/secsi/secsi.h"

@@ -1,17 +1,16 @@
 #pragma once
 
-#include "controls/component/ini_control.h"
+#include "controls/log_properties.h"
+#include "controls/shared_members.h"
 #include "transport/secsi/secsi_settings.h"
 
 #include <cstdint>
-#include <span>
-#include <string>
+#include <vector>
 
 namespace velto {
 
-/// What the two SECS-I controls share: the properties of the protocol and of the log, and the
-/// records of messages.
-class SecsIProperties {
+/// What the two SECS-I controls share: the properties of the protocol and of the log.
+class SecsIProperties : public LinkLogProperties {
 public:
   // Times in ms (SEMI E4 7.3, 9.3, 9.4). T1 below 1 becomes 500, T2 10000.
   int32_t T1() const { return static_cast<int32_t>(settings_.t1); }
@@ -32,19 +31,6 @@ public:
   int32_t DeviceID() const { return settings_.deviceId; }
   void SetDeviceID(int32_t id);
 
-  bool Log() const { return settings_.log.log; }
-  /// Clearing it clears LogVerbose.
-  void SetLog(bool log);
-  int16_t LogBakCount() const { return settings_.log.backupCount; }
-  void SetLogBakCount(int16_t count); ///< outside 0 to 999 becomes 1
-  std::string LogFileName() const { return settings_.log.fileName; }
-  void SetLogFileName(const std::string &name);
-  int32_t LogSize() const { return settings_.log.size; }
-  void SetLogSize(int32_t kib); ///< below 1 becomes 1024
-  bool LogVerbose() const { return settings_.log.verbose; }
-  /// Stays false while Log is.
-  void SetLogVerbose(bool verbose);
-
 protected:
   SecsIProperties();
   virtual ~SecsIProperties() = default;
@@ -53,12 +39,22 @@ protected:
   /// The settings have changed: they are to reach the engine.
   virtual void settingsChanged() = 0;
 
-  /// The fields of the sheet that both controls have, all of them names of settings.
-  static std::span<const IniControl::PageField> protocolFields();
-  static std::span<const IniControl::PageField> logFields();
+  /// How the tables describe the log, whose values are held in range: less than 0 or more than 999
+  /// backups become 1, a size below 1 becomes 1024, and LogVerbose is false while Log is.
+  static constexpr LogTexts kLogTexts{
+      .backups =
+          "Numbered backups of the log, 0 to 999, others become 1; 0: it grows without limit.",
+      .fileName = "Path of the log without its ending \".log\"; empty: none.",
+      .size = "Size in KiB at which the log is backed up; below 1 becomes 1024.",
+      .verbose = "Adds every character to the log; stays false while Log is."};
+
+  /// The fields of the protocol, behind those of the control on the same page.
+  static std::vector<PageField> protocolFields(std::vector<PageField> before = {});
+  static std::vector<PageField> logPage();
 
 private:
-  template <typename T> void store(T &setting, T value) {
+  void logChanged() override;
+  template <typename T> void change(T &setting, T value) {
     setting = value;
     settingsChanged();
   }

@@ -1,6 +1,7 @@
 #include "controls/socket_ctrl.h"
 
 #include "base/text.h"
+#include "controls/shared_members.h"
 
 #include <array>
 #include <cctype>
@@ -9,57 +10,31 @@ namespace velto {
 
 namespace {
 
-constexpr int64_t kMaxPort = 65535;
 constexpr std::array kSettings{"PortNumber", "MyPortNumber", "IPAddress", "Server"};
 
 bool isHexDigit(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
 
 } // namespace
 
-// Connect stands last, so that a loaded property bag opens the link when all else is set.
 const MemberTable &CVeltoSocketCtrl::table() {
   using C = CVeltoSocketCtrl;
   static const MemberTable table =
-      Members<C>("VeltoSocket", "CVeltoSocketCtrl",
-                 "Raw TCP connections: bytes in and out as hexadecimal text.")
-          .property<&C::IPAddress, &C::SetIPAddress>(
-              2, "IPAddress",
-              "Client: the remote host. Listener: the peer that Send and Disconnect address; every "
-              "accepted peer sets it.",
-              "")
-          .property<&C::MyPortNumber, &C::SetMyPortNumber>(
-              3, "MyPortNumber", "Local port, 0 to 65535; a listener listens on it. 0: any.", 0)
-          .property<&C::PortNumber, &C::SetPortNumber>(
-              4, "PortNumber", "Remote port, 1 to 65535. Listener: port of the addressed peer.", 0)
-          .property<&C::Server, &C::SetServer>(
-              5, "Server", "Passive entity. Cannot be changed while Connect is true.", false)
-          .property<&C::IniFileName, &C::SetIniFileName>(6, "IniFileName", "Path of the INI file.",
-                                                         "./Velto.ini")
-          .property<&C::IniSection, &C::SetIniSection>(7, "IniSection", "Section of the INI file.",
-                                                       "VeltoSocket")
-          .property<&C::Connect, &C::SetConnect>(
-              1, "Connect",
-              "Opens and closes the link; false again when the connection ends. An active entity "
-              "waits up to 5 s for its connection.",
-              false)
-          .method<&C::Disconnect>(8, "Disconnect", {"lpszIPAddress", "lPortNumber"},
-                                  "Closes a listener's peer; false when there is none.")
+      SharedMembers<C>("VeltoSocket", "CVeltoSocketCtrl",
+                       "Raw TCP connections: bytes in and out as hexadecimal text.")
+          .ipAddress(2)
+          .myPortNumber(3)
+          .tcpPortNumber(4)
+          .server(5)
+          .iniFileName(6)
+          .iniSection(7)
+          .tcpConnect(1)
+          .disconnect(8)
           .method<&C::Send>(9, "Send", {"lpszHexData"},
                             "Sends bytes given in hexadecimal; true when all were sent.")
-          .method<&C::Setup>(10, "Setup", {"lpszCaption"},
-                             "Shows the property sheet; true when it was accepted and stored.")
-          .method<&C::LoadIniFile>(11, "LoadIniFile", {},
-                                   "Reads the INI file; false when its name or section is empty.")
-          .event<std::string, int32_t>(1, "Connected", {"lpszIPAddress", "lPortNumber"},
-                                       "A connection was made.")
-          .event<std::string, int32_t>(2, "Disconnected", {"lpszIPAddress", "lPortNumber"},
-                                       "The remote end closed a connection.")
-          .event<std::string, int32_t, int16_t, std::string>(
-              3, "Problem", {"lpszIPAddress", "lPortNumber", "sErrorCode", "lpszAdditionalInfo"},
-              "A failed send or a socket error.")
-          .event<std::string, int32_t, std::string>(
-              4, "Received", {"lpszIPAddress", "lPortNumber", "lpszMsg"},
-              "Bytes arrived: all since the last tick, in lower-case hexadecimal.")
+          .setup(10)
+          .loadIniFile(11)
+          .tcpEvents("A failed send or a socket error.",
+                     "Bytes arrived: all since the last tick, in lower-case hexadecimal.")
           .build();
   return table;
 }
@@ -75,13 +50,7 @@ std::shared_ptr<CHHsmsConnection> CVeltoSocketCtrl::newEngine(const CHHsmsConnec
 std::span<const char *const> CVeltoSocketCtrl::iniKeys() const { return kSettings; }
 
 std::span<const IniControl::Page> CVeltoSocketCtrl::pages() const {
-  static constexpr std::array kConnection{
-      PageField{"IPAddress", "IP Address", 0, 0, 1, true},
-      PageField{"PortNumber", "Port Number", 0, kMaxPort},
-      PageField{"MyPortNumber", "My Port Number", 0, kMaxPort},
-      PageField{"Server", "Server"},
-  };
-  static constexpr std::array kPages{Page{"Connection", kConnection}};
+  static const std::array kPages{Page{"Connection", connectionFields()}};
   return kPages;
 }
 

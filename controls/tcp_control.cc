@@ -68,6 +68,17 @@ TreeView TcpControl::view() const {
   return view;
 }
 
+std::vector<PageField> TcpControl::connectionFields(const std::vector<PageField> &more) {
+  std::vector<PageField> fields{
+      {"IPAddress", "IP Address", 0, 0, 1, true},
+      {"PortNumber", "Port Number", 0, kMaxWord},
+      {"MyPortNumber", "My Port Number", 0, kMaxWord},
+      {"Server", "Server"},
+  };
+  fields.insert(fields.end(), more.begin(), more.end());
+  return fields;
+}
+
 void TcpControl::SetIPAddress(const std::string &address) {
   engine_->SetIPAddress(address);
   setModified();

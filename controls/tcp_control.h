@@ -63,6 +63,8 @@ protected:
   /// The number by which the control reports a problem.
   virtual int16_t problemNumber(const Problem &problem) const = 0;
 
+  /// The fields of the page of the connection: the common ones, then those of the class.
+  static std::vector<PageField> connectionFields(const std::vector<PageField> &more = {});
   /// To be called in the constructor of the class, whose newEngine() it calls.
   void makeEngine();
   CHHsmsConnection &engine() const { return *engine_; }

@@ -1,21 +1,51 @@
-#include "apps/velto/command.h"
+#include "apps/velto/container/container_command.h"
+#include "apps/velto/demo/demo_command.h"
+#include "apps/velto/describe/describe_command.h"
+#include "apps/velto/equipment/equipment_command.h"
+#include "apps/velto/host/host_command.h"
+#include "apps/velto/model/model_command.h"
+#include "apps/velto/setup/setup_command.h"
+#include "apps/velto/sml/sml_command.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <iostream>
 #include <unistd.h>
 
+namespace velto {
+
 namespace {
+
+/// One word of the program's command line, such as `velto sml`.
+struct Command {
+  std::string_view name;
+  std::string_view summary; ///< one line for the list of commands
+  int (*run)(const CommandArguments &arguments);
+};
+
+/// All commands, in the order of the help text.
+constexpr Command kCommands[] = {
+    {"demo", "two HSMS ends talk to each other over the loopback", runDemoCommand},
+    {"container", "host controls and run commands from files or the keyboard", runContainerCommand},
+    {"equipment", "a GEM equipment that answers a host and plays scripts", runEquipmentCommand},
+    {"host", "a GEM host at the keyboard or from a script", runHostCommand},
+    {"setup", "edit an equipment's settings and model in its setup sheet", runSetupCommand},
+    {"sml", "SML to hexadecimal and back, normalised SML, verification", runSmlCommand},
+    {"model", "equipment models: readable text to a data file and back", runModelCommand},
+    {"describe", "the members of the controls, the table of messages", runDescribeCommand},
+};
 
 int usage(std::ostream &out, int status) {
   out << "usage: velto COMMAND [ARGUMENTS]\n\n";
-  for (const velto::Command &command : velto::commands())
+  for (const Command &command : kCommands)
     out << "  " << command.name << std::string(12 - command.name.size(), ' ') << command.summary
         << '\n';
   out << "\nvelto COMMAND --help tells more about a command.\n";
   return status;
 }
 
-// Descriptors 0 to 2 are taken for the standard streams, whatever is opened under their numbers.
+// Opens /dev/null as standard input, output or error where the caller has closed it. Otherwise the
+// next file or socket would get its number, and whatever is printed would end up there.
 void openStandardStreams() {
   int fd = 0;
   while (fd >= 0 && fd <= STDERR_FILENO)
@@ -23,27 +53,34 @@ void openStandardStreams() {
   close(fd);
 }
 
-int run(std::string_view name, const velto::CommandArguments &arguments) {
-  for (const velto::Command &command : velto::commands())
+int run(std::string_view name, const CommandArguments &arguments) {
+  for (const Command &command : kCommands)
     if (command.name == name)
       return command.run(arguments);
   std::cerr << "velto: there is no command \"" << name << "\"\n\n";
-  return usage(std::cerr, velto::kExitUsage);
+  return usage(std::cerr, kExitUsage);
+}
+
+int runProgram(const std::vector<std::string> &arguments) {
+  openStandardStreams();
+  if (arguments.empty())
+    return usage(std::cerr, kExitUsage);
+  const std::string &name = arguments.front();
+
+  if (name == "--help" || name == "-h" || name == "help")
+    return usage(std::cout, kExitDone);
+  const int status = run(name, {arguments.begin() + 1, arguments.end()});
+  if (!std::cout.flush()) {
+    std::cerr << "velto: standard output cannot be written\n";
+    return kExitFailed;
+  }
+  return status;
 }
 
 } // namespace
 
+} // namespace velto
+
 int main(int argc, char **argv) {
-  openStandardStreams();
-  if (argc < 2)
-    return usage(std::cerr, velto::kExitUsage);
-  const std::string_view name = argv[1];
-  if (name == "--help" || name == "-h" || name == "help")
-    return usage(std::cout, velto::kExitDone);
-  const int status = run(name, {argv + 2, argv + argc});
-  if (!std::cout.flush()) {
-    std::cerr << "velto: standard output cannot be written\n";
-    return velto::kExitFailed;
-  }
-  return status;
+  return velto::runProgram({argv + std::min(argc, 1), argv + argc});
 }

@@ -1,5 +1,7 @@
 #include "controls/component/ini_control.h"
 
+#include "platform/ini_file.h"
+
 namespace velto {
 
 namespace {
@@ -69,18 +71,8 @@ PropertySheet IniControl::makeSheet(const std::string &caption) {
   for (const Page &page : pages()) {
     PropertyPage &shown = sheet.pages.emplace_back();
     shown.title = page.title;
-    for (const PageField &field : page.fields) {
-      const Variant value = setting(field.setting);
-      if (value.isText() && field.word)
-        shown.word(field.setting, field.label, value.toString(), kMaxText);
-      else if (value.isText())
-        shown.text(field.setting, field.label, value.toString(), kMaxText);
-      else if (value.isBool())
-        shown.check(field.setting, field.label, value.toBool());
-      else
-        shown.integer(field.setting, field.label, value.toInteger() / field.scale, field.minimum,
-                      field.maximum);
-    }
+    for (const PageField &field : page.fields)
+      addField(shown, field, setting(field.setting), kMaxText);
   }
   return sheet;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/component/control.h"
-#include "platform/ini_file.h"
+#include "controls/component/page_field.h"
 
 #include <span>
 
@@ -11,18 +11,9 @@ namespace velto {
 /// are is data: names of properties (or of values that only the sheet and the file know).
 class IniControl : public Control {
 public:
-  /// One field of a property page. A flag is checked, a text typed, a number held in its range.
-  struct PageField {
-    const char *setting;
-    const char *label;
-    int64_t minimum = 0;
-    int64_t maximum = 0;
-    int32_t scale = 1; ///< what is shown times this is the setting (1000: seconds of ms)
-    bool word = false; ///< a text without blanks, such as an address
-  };
   struct Page {
     const char *title;
-    std::span<const PageField> fields;
+    std::vector<PageField> fields;
   };
 
   IniControl(const ControlSite &site, std::string section)

@@ -121,58 +121,59 @@ Variant invoke(C &control, [[maybe_unused]] Arguments values, std::index_sequenc
 ///         .event<std::string, int32_t>(1, "Connected", {"lpszIPAddress", "lPortNumber"}, "…")
 ///         .build();
 ///
-/// The members that every control has come behind those of the class.
-template <typename C> class Members {
+/// The members that every control has come behind those of the class. `Self` is the class that is
+/// used, so that one with rows of its own chains as well.
+template <typename C, typename Self> class MembersOf {
   template <auto Function> using Names = detail::ArgumentNames<detail::kArity<Function>>;
 
 public:
-  Members(const char *controlName, const char *className, const char *help)
+  MembersOf(const char *controlName, const char *className, const char *help)
       : table_{controlName, className, help, {}} {}
 
   /// A property to read and write; with `persisted`, kept in the property bag.
   template <auto Get, auto Set>
-  Members &property(int id, const char *name, const char *help,
-                    const std::optional<Variant> &persisted = std::nullopt) {
+  Self &property(int id, const char *name, const char *help,
+                 const std::optional<Variant> &persisted = std::nullopt) {
     Member &member = addProperty<Get, Set>(id, name, {}, help);
     if (persisted)
       member.persisted = persisted->as(member.type);
-    return *this;
+    return self();
   }
 
-  template <auto Get> Members &readOnly(int id, const char *name, const char *help) {
+  template <auto Get> Self &readOnly(int id, const char *name, const char *help) {
     addReadOnly<Get>(id, name, {}, help);
-    return *this;
+    return self();
   }
 
   /// A property with an index: `Get(index…)`, `Set(index…, value)`.
   template <auto Get, auto Set>
-  Members &indexed(int id, const char *name, Names<Get> index, const char *help) {
+  Self &indexed(int id, const char *name, Names<Get> index, const char *help) {
     addProperty<Get, Set>(id, name, index, help);
-    return *this;
+    return self();
   }
 
   template <auto Get>
-  Members &readOnlyIndexed(int id, const char *name, Names<Get> index, const char *help) {
+  Self &readOnlyIndexed(int id, const char *name, Names<Get> index, const char *help) {
     addReadOnly<Get>(id, name, index, help);
-    return *this;
+    return self();
   }
 
   template <auto Function>
-  Members &method(int id, const char *name, Names<Function> arguments, const char *help) {
+  Self &method(int id, const char *name, Names<Function> arguments, const char *help) {
     add<Function>(id, name, Member::Kind::Method, arguments, help).call = &thunk<Function>;
-    return *this;
+    return self();
   }
 
   template <typename... A>
-  Members &event(int id, const char *name, detail::ArgumentNames<sizeof...(A)> arguments,
-                 const char *help) {
+  Self &event(int id, const char *name, detail::ArgumentNames<sizeof...(A)> arguments,
+              const char *help) {
     Member &member = table_.members.emplace_back();
     member.id = id;
     member.name = name;
     member.kind = Member::Kind::Event;
     member.arguments = detail::declare<std::tuple<A...>>(arguments);
     member.help = help;
-    return *this;
+    return self();
   }
 
   MemberTable build() {
@@ -184,7 +185,12 @@ public:
   /// The members alone, as the base class declares its own.
   std::vector<Member> list() { return std::move(table_.members); }
 
+protected:
+  const std::string &controlName() const { return table_.controlName; }
+
 private:
+  Self &self() { return static_cast<Self &>(*this); }
+
   template <auto Function> static Variant thunk(Control &control, Arguments values) {
     return detail::invoke<Function>(static_cast<C &>(control), values,
                                     std::make_index_sequence<detail::kArity<Function>>{});
@@ -225,6 +231,11 @@ private:
   }
 
   MemberTable table_;
+};
+
+template <typename C> class Members : public MembersOf<C, Members<C>> {
+public:
+  using MembersOf<C, Members<C>>::MembersOf;
 };
 
 } // namespace velto

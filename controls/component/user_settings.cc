@@ -19,8 +19,8 @@ std::string configFolder() {
 
 bool showMessageBoxSetting(FileSystem &files) {
   const std::string folder = configFolder();
-  return !folder.empty() && IniFile(folder + "/VeltoActiveX.ini", files)
-                                    .integer("VeltoActiveX", "ShowMessageBox", 0) != 0;
+  return !folder.empty() &&
+         IniFile(folder + "/VeltoActiveX.ini", files).flag("VeltoActiveX", "ShowMessageBox", false);
 }
 
 } // namespace velto

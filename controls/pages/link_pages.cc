@@ -1,9 +1,7 @@
 #include "controls/pages/link_pages.h"
 
 #include "base/text.h"
-
-#include <array>
-#include <limits>
+#include "controls/log_properties.h"
 
 namespace velto {
 
@@ -14,11 +12,7 @@ constexpr const char *kRole = "Host";
 constexpr const char *kEquipment = "Equipment";
 constexpr const char *kHost = "Host";
 
-constexpr int64_t kMaxWord = std::numeric_limits<uint16_t>::max();
-constexpr int64_t kMaxInt16 = std::numeric_limits<int16_t>::max();
-constexpr int64_t kMaxInt32 = std::numeric_limits<int32_t>::max();
-constexpr int64_t kMaxSeconds = kMaxInt32 / 1000; // kept as milliseconds
-constexpr int64_t kMaxText = 255;                 // in the INI file
+constexpr int64_t kMaxText = 255; // in the INI file
 
 } // namespace
 
@@ -63,17 +57,8 @@ void CPropModel::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
 // Properties -------------------------------------------------------------------------------------
 
 void PropertyFieldsPage::fill(CVeltoGemCtrl &control) {
-  for (const PropertyField &field : fields_) {
-    const Variant value = control.get(field.property).value;
-    if (value.isBool())
-      page().check(field.property, field.label, value.toBool());
-    else if (value.isInteger())
-      page().integer(field.property, field.label, value.toInteger(), field.minimum, field.maximum);
-    else {
-      page().text(field.property, field.label, value.text(), field.maximum);
-      page().fields.back().kind = field.textKind;
-    }
-  }
+  for (const PageField &field : fields_)
+    addField(page(), field, control.get(field.setting).value, kMaxText);
 }
 
 void PropertyFieldsPage::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
@@ -90,29 +75,23 @@ void PropertyFieldsPage::apply(CVeltoGemCtrl &control, SetupChanges &changes) co
 }
 
 CPropHsms::CPropHsms(SetupDesk &desk)
-    : PropertyFieldsPage(desk, [] {
-        static constexpr std::array kFields{
-            PropertyField{"Server", "Server"},
-            PropertyField{"IPAddress", "IP Address", 0, kMaxText, Field::Kind::Word},
-            PropertyField{"PortNumber", "Port Number", 0, kMaxWord},
-            PropertyField{"MyPortNumber", "My Port Number", 0, kMaxWord},
-            PropertyField{"DeviceID", "Device ID", 0, kMaxWord},
-            PropertyField{"DiscardDuplicatedBlock", "Discard Duplicated Block"},
-        };
-        return std::span<const PropertyField>(kFields);
-      }()) {}
+    : PropertyFieldsPage(desk, {
+                                   {"Server", "Server"},
+                                   {"IPAddress", "IP Address", 0, 0, 1, true},
+                                   {"PortNumber", "Port Number", 0, kMaxWord},
+                                   {"MyPortNumber", "My Port Number", 0, kMaxWord},
+                                   {"DeviceID", "Device ID", 0, kMaxWord},
+                                   {"DiscardDuplicatedBlock", "Discard Duplicated Block"},
+                               }) {}
 
 CPropTimeout::CPropTimeout(SetupDesk &desk)
-    : PropertyFieldsPage(desk, [] {
-        static constexpr std::array kFields{
-            PropertyField{"T3", "T3 (s)", 0, kMaxSeconds},
-            PropertyField{"T5", "T5 (s)", 0, kMaxSeconds},
-            PropertyField{"T6", "T6 (s)", 0, kMaxSeconds},
-            PropertyField{"T7", "T7 (s)", 0, kMaxSeconds},
-            PropertyField{"T8", "T8 (s)", 0, kMaxSeconds},
-        };
-        return std::span<const PropertyField>(kFields);
-      }()) {}
+    : PropertyFieldsPage(desk, {
+                                   {"T3", "T3 (s)", 0, kMaxSeconds},
+                                   {"T5", "T5 (s)", 0, kMaxSeconds},
+                                   {"T6", "T6 (s)", 0, kMaxSeconds},
+                                   {"T7", "T7 (s)", 0, kMaxSeconds},
+                                   {"T8", "T8 (s)", 0, kMaxSeconds},
+                               }) {}
 
 // Without a model the property T3 takes no value.
 void CPropTimeout::fill(CVeltoGemCtrl &control) {
@@ -122,15 +101,7 @@ void CPropTimeout::fill(CVeltoGemCtrl &control) {
 }
 
 CPropLog::CPropLog(SetupDesk &desk)
-    : PropertyFieldsPage(desk, [] {
-        static constexpr std::array kFields{
-            PropertyField{"Log", "Log"},
-            PropertyField{"LogCommunication", "Log Communication"},
-            PropertyField{"LogFileName", "File Name", 0, kMaxText},
-            PropertyField{"LogSize", "Size (KiB)", 0, kMaxInt32},
-            PropertyField{"LogBakCount", "Backups", 0, kMaxInt16},
-        };
-        return std::span<const PropertyField>(kFields);
-      }()) {}
+    : PropertyFieldsPage(desk,
+                         logFields({{"Log", "Log"}, {"LogCommunication", "Log Communication"}})) {}
 
 } // namespace velto

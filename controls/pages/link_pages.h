@@ -1,8 +1,10 @@
 #pragma once
 
+#include "controls/component/page_field.h"
 #include "controls/pages/setup_page.h"
 
-#include <span>
+#include <utility>
+#include <vector>
 
 namespace velto {
 
@@ -25,21 +27,12 @@ public:
   void apply(CVeltoGemCtrl &control, SetupChanges &changes) const override;
 
 protected:
-  /// A flag is checked, a text typed, a number held in its range.
-  struct PropertyField {
-    const char *property;
-    const char *label;
-    int64_t minimum = 0;
-    int64_t maximum = 0; ///< of a text: its length
-    Field::Kind textKind = Field::Kind::Text;
-  };
-
-  PropertyFieldsPage(SetupDesk &desk, std::span<const PropertyField> fields)
-      : SetupPage(desk), fields_(fields) {}
+  PropertyFieldsPage(SetupDesk &desk, std::vector<PageField> fields)
+      : SetupPage(desk), fields_(std::move(fields)) {}
   void fill(CVeltoGemCtrl &control) override;
 
 private:
-  std::span<const PropertyField> fields_;
+  std::vector<PageField> fields_;
 };
 
 /// The HSMS connection.

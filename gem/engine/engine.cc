@@ -1,6 +1,7 @@
 #include "gem/engine/engine.h"
 
 #include "gem/gem_problem.h"
+#include "platform/ini_file.h"
 
 #include <utility>
 

@@ -1,6 +1,7 @@
 #include "gem/engine/logical_connection.h"
 
 #include "base/text.h"
+#include "platform/ini_file.h"
 
 namespace velto {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "gem/engine/settings.h"
+#include "base/setting_list.h"
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "secs2/verifier.h"

@@ -71,9 +71,8 @@ void CHPhysicalConnection::linkFailed() {
 }
 
 bool CHPhysicalConnection::Poll() {
-  const auto link = link_.shared();
-  link->Poll();
-  if (open_ && !link->IsOpen())
+  link_->Poll();
+  if (open_ && !link_->IsOpen())
     linkFailed();
   if (!openRequested_ || open_)
     return false;

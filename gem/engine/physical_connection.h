@@ -1,6 +1,6 @@
 #pragma once
 
-#include "gem/engine/settings.h"
+#include "base/setting_list.h"
 #include "transport/message_links.h"
 #include "ui/view.h"
 

@@ -1,7 +1,9 @@
 #include "apps/velto/container/container.h"
 
-#include "apps/velto/container/literal.h"
-#include "apps/velto/describe.h"
+#include "apps/cases.h"
+#include "apps/velto/console/literal.h"
+#include "apps/velto/console/member_text.h"
+#include "apps/velto/script/parser.h"
 #include "support/sample_control.h"
 
 #include <gmock/gmock.h>
@@ -10,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <span>
 #include <sstream>
 #include <unistd.h>
 
@@ -48,226 +49,38 @@ struct Session {
                       }};
 };
 
-struct Script {
-  const char *name;
-  const char *text;
-  const char *out;
-  const char *err = ""; ///< empty: the script succeeds
-};
-
-void PrintTo(const Script &script, std::ostream *stream) { *stream << script.name; }
-
-class ScriptTest : public testing::TestWithParam<Script> {};
-
-TEST_P(ScriptTest, PrintsExactly) {
-  Session session;
-  session.files.files = {
-      {"dir/main", std::string("new s Sample\n") + GetParam().text},
-      {"dir/lib", "print \"lib\" $x\nlet x = 2\n"},
-      {"dir/bad", "print 1\nfoo\nprint 2\n"},
-      {"dir/quits", "quit\n"},
-      {"/abs", "include dir/inner"},
-      {"/dir/inner", "print \"inner\""},
-  };
-  const int status = session.container.runFiles({"dir/main"});
-  EXPECT_EQ(session.out.str(), GetParam().out);
-  EXPECT_EQ(session.err.str(), GetParam().err);
-  EXPECT_EQ(status, *GetParam().err == '\0' ? 0 : 1);
+TEST(Container, RunsScripts) {
+  for (const auto &[title, script, expected] : storedCases("scripts.txt")) {
+    Session session;
+    session.files.files = {
+        {"dir/main", "new s Sample\n" + script}, {"dir/lib", "print \"lib\" $x\nlet x = 2\n"},
+        {"dir/bad", "print 1\nfoo\nprint 2\n"},  {"dir/quits", "quit\n"},
+        {"/abs", "include dir/inner"},           {"/dir/inner", "print \"inner\""},
+    };
+    const int status = session.container.runFiles({"dir/main"});
+    EXPECT_EQ(session.out.str() + session.err.str(), expected) << title;
+    EXPECT_EQ(status, session.err.str().empty() ? 0 : 1) << title;
+  }
 }
 
-std::string caseName(const testing::TestParamInfo<Script> &info) { return info.param.name; }
-
-const Script kValues[] = {
-    {"Blank", "\n   \r\n\t# nothing\n", ""},
-    {"ReadWrite", "s.Count\ns.count = 5 # five\ns.COUNT\ns.Slot(2) = \"a\"\ns.Slot(2)\ns.Size\r\n",
-     "= 3\n= 5\n= \"a\"\n= 1\n"},
-    {"Literals",
-     "s.Title = \"\\r\\n\\t\\\"\\\\\\x7f\\xE9#;\"\ns.Title\ns.Ratio = -1.5e-1\ns.Ratio\n"
-     "s.Enabled = false\ns.Enabled\ns.Level = +7\ns.Level\ns.Ratio = 2\ns.Ratio\n",
-     "= \"\\r\\n\\t\\\"\\\\\\x7f\\xe9#;\"\n= -0.15\n= false\n= 7\n= 2\n"},
-    {"Calls", "s.Add(1, s.Add(s.Count, -1))\ns.Add( \"4\",5 )\n", "= 3\n= 9\n"},
-    {"Variables", "let x = s.Count\ns.Count = 9\nprint \"was\" $x \"is\" s.Count true\nprint\n",
-     "was 3 is 9 true\n\n"},
-    {"PrintIsPlain", "print \"a\\\"b\" 1.50", "a\"b 1.5\n"},
-    {"ExpectHolds",
-     "expect s.Count == 3\nexpect s.Count == \"3.0\"\nexpect \"3\" != \"3.0\"\nexpect true != 1\n"
-     "expect \"abc\" ~ \"b\"\nexpect 1.0 == 1\nexpect 3 != \"three\"",
-     ""},
-    {"ExpectEqual", "expect s.Title == \"a\\n\"\nprint 1", "",
-     "error: dir/main:2: expected \"none\" == \"a\\n\"\n"},
-    {"ExpectDiffers", "expect 3 != \" 3 \"", "", "error: dir/main:2: expected 3 != \" 3 \"\n"},
-    {"ExpectContains", "expect s.Title ~ \"x\"", "",
-     "error: dir/main:2: expected \"none\" ~ \"x\"\n"},
-    {"Delete", "delete s\nnew s Sample\ns.Count\ndelete s\ns.Count", "= 3\n",
-     "error: dir/main:6: there is no control s\n"},
-    {"Show", "show s\ns.Title = \"\"\nshow s\n", "Sample none\n"},
-    {"Boxes", "s.Tell(\"one\\r\\ntwo \\\"x\\\"\")\ns.AboutBox()\n",
-     "[box] one\\r\\ntwo \"x\"\n[box] Sample 0.1.0\n"},
-    {"KeywordsAsNames", "new on Sample\non.Count\non on.Idle print 1\ndelete on\n", "= 3\n"},
-    {"Include", "let x = 1\ninclude lib\nprint $x\ninclude \"lib\" # again\ninclude /abs\n",
-     "lib 1\n2\nlib 2\ninner\n"},
-    {"IncludeFails", "include bad\nprint 3", "1\n", "error: dir/bad:2: unknown command foo\n"},
-    {"Quit", "print 1\ninclude quits\nprint 2", "1\n"},
-};
-
-const Script kEvents[] = {
-    {"EventPrints", "s.Raise(\"a\\xff\")\n", "! s.Changed \"a\\xff\", 3\n"},
-    {"Handlers",
-     "on s.Changed print $1 $lCount; s.Count = 4\non s.changed s.Count\ns.Raise(\"x\")\n"
-     "off s.Changed\ns.Raise(\"y\")\n",
-     "! s.Changed \"x\", 3\nx 3\n= 4\n! s.Changed \"y\", 4\n"},
-    {"ArgumentsEndWithTheHandler", "on s.Changed let y = $lpszText\ns.Raise(\"x\")\nprint $y $1",
-     "! s.Changed \"x\", 3\n", "error: dir/main:4: there is no variable $1\n"},
-    {"HandlerReplacesItself",
-     "on s.Changed off s.Changed; on s.Changed print \"second\"\non s.Changed print \"no\"\n"
-     "s.Raise(\"x\")\ns.Raise(\"y\")\n",
-     "! s.Changed \"x\", 3\n! s.Changed \"y\", 3\nsecond\n"},
-    {"HandlerDeletesItsControl",
-     "on s.Changed delete s; print \"gone\" $1\non s.Changed print \"no\"\ns.Raise(\"x\")\n"
-     "s.Count\n",
-     "! s.Changed \"x\", 3\ngone x\n", "error: dir/main:5: there is no control s\n"},
-    {"ArgumentDeletesTheControl", "on s.Changed delete s\ns.Tell(s.Raise(\"x\"))\n",
-     "! s.Changed \"x\", 3\n", "error: dir/main:3: s.Raise gives no value\n"},
-    {"HandlerFails", "on s.Changed print 1; s.Nothing; print 2\n\ns.Raise(\"x\")\nprint 3",
-     "! s.Changed \"x\", 3\n1\n", "error: dir/main:2: Sample has no member Nothing\n"},
-    {"HandlerQuits", "on s.Changed quit; print 1\ns.Later(5, \"x\")\nwait\nprint 2\n",
-     "! s.Changed \"x\", 3\n"},
-    {"WaitTime", "s.Later(20, \"x\")\nwait 10\nprint 1\nwait 20\n", "1\n! s.Changed \"x\", 3\n"},
-    {"WaitEvent", "on s.Changed print \"handled\"\ns.Later(20, \"x\")\nwait s.Changed\nprint 1\n",
-     "! s.Changed \"x\", 3\nhandled\n1\n"},
-    {"WaitCountsNewEventsOnly", "s.Raise(\"x\")\nwait s.Changed 50", "! s.Changed \"x\", 3\n",
-     "error: dir/main:3: s.Changed did not come within 50 ms\n"},
-    {"WaitHasADefaultLimit", "wait s.idle", "",
-     "error: dir/main:2: s.Idle did not come within 5000 ms\n"},
-    {"WaitForADeletedControl",
-     "on s.Changed delete s; new s Sample\ns.Later(5, \"x\")\nwait s.Idle",
-     "! s.Changed \"x\", 3\n", "error: dir/main:4: s was deleted before s.Idle came\n"},
-    {"NestedWaits",
-     "new t Sample\non s.Changed wait t.Changed 100; print \"inner\"\ns.Later(5, \"x\")\n"
-     "t.Later(20, \"y\")\nwait s.Changed\nprint \"outer\"\n",
-     "! s.Changed \"x\", 3\n! t.Changed \"y\", 3\ninner\nouter\n"},
-    {"Every", "every 10 s.Count = s.Add(s.Count, 1); s.Count\nwait 35\n", "= 4\n= 5\n= 6\n"},
-    {"EverySkipsWhileItWaits", "every 10 print 1; wait 25\nwait 55\n", "1\n1\n"},
-    {"Ramp",
-     "ramp s.Ratio 1 -1 0.4\ns.Ratio\nwait 250\ns.Ratio\nwait 200\ns.Ratio\ns.Ratio = 9\n"
-     "wait 200\ns.Ratio\n",
-     "= 1\n= 0\n= -1\n= 9\n"},
-    {"RampOfWholeNumbers", "ramp s.Count 0 5 1\nwait 350\ns.Count\nramp s.Count 7 7 0\ns.Count\n",
-     "= 2\n= 7\n"},
-    {"RampReplacesRamp",
-     "ramp s.Slot(1) 0 10 1\nramp s.Slot(2) 0 10 1\nwait 50\nramp s.slot(1) \"100\" 100 10\n"
-     "wait 250\ns.Slot(1)\ns.Slot(2)\n",
-     "= \"100\"\n= \"3\"\n"},
-    {"RampFails", "ramp s.Ratio 0 1 1\ndelete s\nwait\n", "",
-     "error: dir/main:2: there is no control s\n"},
-    {"EveryFails", "every 10 foo.x\nwait\n", "", "error: dir/main:2: there is no control foo\n"},
-};
-
-const Script kSheets[] = {
-    {"SheetIsCancelled", "s.Setup()\n",
-     "[sheet] Sample Setup\n[page] General\n  Number of items: 3\n  In use: true\n[page] Names\n"
-     "  Title: none\n[cancel]\n= false\n"},
-    {"SheetIsAnswered",
-     "let n = 7\nanswer count = $n; In use = false; \"Title\" = \"a;b\"; ok\nanswer Count = 50; "
-     "cancel\ns.Setup()\nprint s.Count s.Enabled s.Title\non s.Changed answer ok; s.Setup()\n"
-     "s.Title = \"\"\ns.Setup()\ns.Raise(\"\")\n",
-     "[sheet] Sample Setup\n[page] General\n  Number of items: 3\n  In use: true\n[page] Names\n"
-     "  Title: none\n[ok]\n= true\n7 false a;b\n"
-     "[sheet] Sample Setup\n[page] General\n  Number of items: 7\n  In use: false\n[page] Names\n"
-     "  Title:\n[cancel]\n= false\n! s.Changed \"\", 7\n"
-     "[sheet] Sample Setup\n[page] General\n  Number of items: 7\n  In use: false\n[page] Names\n"
-     "  Title:\n[ok]\n= true\n"},
-    {"SheetLacksTheField", "answer Color = red; ok\n\ns.Setup()\n",
-     "[sheet] Sample Setup\n[page] General\n  Number of items: 3\n  In use: true\n[page] Names\n"
-     "  Title: none\n[cancel]\n",
-     "error: dir/main:2: Sample Setup has no field Color\n"},
-    {"SheetRefusesTheValue", "answer Count = 101; ok\ns.Setup()\n",
-     "[sheet] Sample Setup\n[page] General\n  Number of items: 3\n  In use: true\n[page] Names\n"
-     "  Title: none\n[box stop] Error: Number of items takes a number from 0 to 100, not \"101\".\n"
-     "[cancel]\n",
-     "error: dir/main:2: Number of items takes a number from 0 to 100, not \"101\".\n"},
-    {"SheetIsAnsweredAgain",
-     "answer Count = 101; ok; again Count = -1, Title = \"x\"; ok; again Count = 100; page names; "
-     "ok\ns.Setup()\nprint s.Count s.Title\n",
-     "[sheet] Sample Setup\n[page] General\n  Number of items: 3\n  In use: true\n[page] Names\n"
-     "  Title: none\n[box stop] Error: Number of items takes a number from 0 to 100, not \"101\".\n"
-     "[box stop] Error: Number of items takes a number from 0 to 100, not \"-1\".\n"
-     "[page] Names\n  Title: x\n[ok]\n= true\n100 x\n"},
-};
-
-INSTANTIATE_TEST_SUITE_P(Values, ScriptTest, testing::ValuesIn(kValues), caseName);
-INSTANTIATE_TEST_SUITE_P(Events, ScriptTest, testing::ValuesIn(kEvents), caseName);
-INSTANTIATE_TEST_SUITE_P(Sheets, ScriptTest, testing::ValuesIn(kSheets), caseName);
-
+// The file holds each line with the reason below it.
 TEST(Container, RefusesBadLines) {
-  const struct {
-    const char *line;
-    const char *reason;
-  } kRows[] = {
-      {"foo", "unknown command foo"},
-      {"= 1", "command expected, not ="},
-      {"print 1; print 2", "end of line expected, not ;"},
-      {"new t", "kind of control is missing"},
-      {"new s Sample", "there is a control s already"},
-      {"new t Nothing", "unknown kind of control Nothing"},
-      {"delete t", "there is no control t"},
-      {"show t", "there is no control t"},
-      {"describe 1", "name of a control expected, not 1"},
-      {"ramp 1 2 3 4", "property expected, not 1"},
-      {"ramp s.Count 1 2", "value is missing"},
-      {"ramp s.Count 1 \"x\" 2", "\"x\" is no number"},
-      {"ramp s.Count 1 2 -1", "-1 is no time in seconds"},
-      {"s.", "name of a member is missing"},
-      {"s.Add", "Add is a method and needs parentheses"},
-      {"s.Changed", "Changed is an event"},
-      {"s.Add(1", "\",\" or \")\" is missing"},
-      {"s.Add(1 2)", "\",\" or \")\" expected, not 2"},
-      {"s.Add(1,)", "value expected, not )"},
-      {"s.Add(1)", "Add takes 2 arguments, not 1"},
-      {"s.Size = 1", "Size is read only"},
-      {"s.Count = \"x\"", "Count must be int32"},
-      {"s.Count = ", "value is missing"},
-      {"let 5 = 1", "name of a variable expected, not 5"},
-      {"print \"abc", "closing quote is missing"},
-      {"print \"abc\\", "closing quote is missing"},
-      {"print \"\\q\"", "unknown escape \"\\\\q\""},
-      {"print \"\\x1\"", "\\x needs two hexadecimal digits"},
-      {"print 12ab", "12ab is no number"},
-      {"print 99999999999999999999", "99999999999999999999 is out of range"},
-      {"print 0x10", "0x10 is no number"},
-      {"print \x01", "unexpected character \"\\x01\""},
-      {"print ok", "value expected, not ok"},
-      {"print $y", "there is no variable $y"},
-      {"expect 1 = 1", "==, != or ~ expected, not ="},
-      {"on s.Nothing print 1", "Sample has no event Nothing"},
-      {"on s.Changed", "command is missing"},
-      {"on s.Changed print 1; foo", "unknown command foo"},
-      {"off t.Changed", "there is no control t"},
-      {"every -1 print 1", "-1 is no time in milliseconds"},
-      {"wait s", "\".\" is missing"},
-      {"wait \"soon\"", "\"soon\" is no time in milliseconds"},
-      {"answer Count = 1", "\";\" and ok or cancel is missing"},
-      {"answer",
-       "answer takes FIELD = VALUE, page, add, edit, delete or again, and ok or cancel at "
-       "its end"},
-      {"answer edit; ok", "row expected, not ;"},
-      {"answer add A = 1, B; ok",
-       "answer takes FIELD = VALUE, page, add, edit, delete or again, and "
-       "ok or cancel at its end"},
-      {"answer add A = 1 B = 2; ok; page x", "end of line expected, not ;"},
-      {"answer ok; again A = 1", "\";\" and ok or cancel is missing"},
-      {"answer Count = \"1; ok", "closing quote is missing"},
-      {"include", "name of a file is missing"},
-      {"include none", "cannot read none"},
-      {"quit now", "end of line expected, not now"},
-  };
-  for (const auto &row : kRows) {
+  std::istringstream rows(stored("bad_lines.txt"));
+  for (std::string line, reason; std::getline(rows, line) && std::getline(rows, reason);) {
     Session session;
-    session.files.files["f"] = std::string("new s Sample\n") + row.line;
-    EXPECT_EQ(session.container.runFiles({"f"}), 1) << row.line;
-    EXPECT_EQ(session.err.str(), std::string("error: f:2: ") + row.reason + '\n');
+    session.files.files["f"] = "new s Sample\n" + line;
+    EXPECT_EQ(session.container.runFiles({"f"}), 1) << line;
+    EXPECT_EQ(session.err.str(), "error: f:2: " + reason.substr(4) + '\n');
     EXPECT_EQ(session.out.str(), "");
   }
+}
+
+TEST(Container, KnowsBytesThatAreNoText) {
+  Session session;
+  session.files.files["f"] = "   \r\n\t# nothing\r\nprint 1\r\nprint \x01";
+  EXPECT_EQ(session.container.runFiles({"f"}), 1);
+  EXPECT_EQ(session.out.str(), "1\n");
+  EXPECT_EQ(session.err.str(), "error: f:4: unexpected character \"\\x01\"\n");
 }
 
 TEST(Container, BoundsNesting) {
@@ -295,20 +108,16 @@ TEST(Container, BoundsNesting) {
 
 // A line cut short anywhere is an error or a command, never a crash, and an error is one line.
 TEST(Container, SurvivesAnyCut) {
-  for (const auto &scripts : {std::span<const Script>(kValues), std::span<const Script>(kEvents),
-                              std::span<const Script>(kSheets)}) {
-    for (const Script &script : scripts) {
-      const std::string text = script.text;
-      for (size_t cut = 0; cut < text.size(); ++cut) {
-        Session session;
-        Timer limit(session.loop, [&session] { session.container.quit(); });
-        limit.start(200);
-        session.files.files["f"] = "new s Sample\n" + text.substr(0, cut);
-        const int status = session.container.runFiles({"f"});
-        const std::string err = session.err.str();
-        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), status) << err;
-        EXPECT_EQ(err.starts_with("error: f:"), status == 1) << err;
-      }
+  for (const Case &script : storedCases("scripts.txt")) {
+    for (size_t cut = 0; cut < script.input.size(); ++cut) {
+      Session session;
+      Timer limit(session.loop, [&session] { session.container.quit(); });
+      limit.start(200);
+      session.files.files["f"] = "new s Sample\n" + script.input.substr(0, cut);
+      const int status = session.container.runFiles({"f"});
+      const std::string err = session.err.str();
+      EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), status) << err;
+      EXPECT_EQ(err.starts_with("error: f:"), status == 1) << err;
     }
   }
 }
@@ -318,8 +127,8 @@ TEST(Container, PrintsTextAsItReadsIt) {
   for (int byte = 0; byte < 256; ++byte)
     bytes += static_cast<char>(byte);
   std::string problem;
-  const std::string literal = container::quoted(bytes);
-  EXPECT_EQ(container::unquoted(literal.substr(1, literal.size() - 2), problem), bytes);
+  const std::string literal = quotedText(bytes);
+  EXPECT_EQ(unquotedText(literal.substr(1, literal.size() - 2), problem), bytes);
 
   Session session;
   session.files.files["f"] = "new s Sample\ns.Title = " + literal + "\ns.Title";
@@ -336,7 +145,7 @@ TEST(Container, FlushesEachLine) {
     std::vector<std::string> flushed;
   } buffer;
   std::ostream out(&buffer);
-  ContainerFrontEnd frontEnd(out, out);
+  TextFrontEnd frontEnd(out, out);
   frontEnd.messageBox("a");
   PropertySheet sheet;
   sheet.title = "T";
@@ -381,89 +190,43 @@ struct EachKind {
   PropertySheet sheet;
 };
 
-TEST(FrontEnd, AnswersSheetsDialogsAndBoxesStepByStep) {
-  using K = AnswerStep::Kind;
-  const AnswerStep ok{K::Ok, "", {}, false};
-  const AnswerStep list{K::Page, "l", {}, false};
-  const struct {
-    std::vector<AnswerStep> steps;
-    const char *mode;
-    size_t rows;
-    const char *reason; // empty: accepted
-    const char *out;    // behind the sheet as it opened
-  } kRows[] = {
-      {{{K::Fields, "", {{"Mode", "neither"}}, false}, ok},
-       "neither",
-       2,
-       "1 Works as takes host or equipment, not \"neither\".",
-       "[box stop] Error: Works as takes host or equipment, not \"neither\".\n"},
-      {{{K::Fields, "", {{"Only to read", "x"}}, false}, ok},
-       "host",
-       2,
-       "0 T\n has no field Only to read",
-       ""},
-      {{{K::Fields, "", {{"works as", "equipment"}}, false}, ok}, "equipment", 2, "", ""},
-      {{{K::Page, "x", {}, false}, ok}, "host", 2, "0 T\n has no page x", ""},
-      {{{K::Add, "", {}, false}, ok}, "host", 2, "0 page P has no list", ""},
-      {{list, {K::Edit, "a", {}, false}, ok},
-       "host",
-       2,
-       "1 page L offers no edit",
-       "[page] L\n  Name  Size\n> a     1\n  bb    2\n"},
-      {{list, {K::Delete, "x", {}, false}, ok},
-       "host",
-       2,
-       "1 page L has no row x",
-       "[page] L\n  Name  Size\n> a     1\n  bb    2\n"},
-      {{{K::Again, "", {}, false}, ok},
-       "host",
-       2,
-       "0 nothing was refused, so that nothing is answered again",
-       ""},
-      {{list, {K::Add, "", {{"Name", "bb"}}, false}, ok},
-       "host",
-       2,
-       "1 there is a bb",
-       "[page] L\n  Name  Size\n> a     1\n  bb    2\n[dialog] New\n  Name: c\n"
-       "[box stop] Error: there is a bb\n[cancel]\n"},
-      {{list,
-        {K::Add, "", {{"Name", "bb"}}, false},
-        {K::Again, "", {{"Name", "d"}}, false},
-        {K::Delete, "A", {}, true},
-        {K::Delete, "a", {}, false},
-        {K::Add, "", {}, true},
-        ok},
-       "host",
-       2,
-       "",
-       "[page] L\n  Name  Size\n> a     1\n  bb    2\n[dialog] New\n  Name: c\n"
-       "[box stop] Error: there is a bb\n[dialog] New\n  Name: bb\n[ok]\n> d     0\n"
-       "[box question] Sure: Really?\n[cancel]\n> a     1\n"
-       "[box question] Sure: Really?\n[ok]\n> bb    2\n"
-       "[dialog] New\n  Name: c\n[cancel]\n> bb    2\n"},
-      {{list},
-       "host",
-       2,
-       "1 the answer to T\n ends without ok or cancel",
-       "[page] L\n  Name  Size\n> a     1\n  bb    2\n"},
+std::vector<AnswerStep> stepsOf(const std::string &line) {
+  const auto textOf = [](const script::Operand &value) {
+    return std::get<Variant>(value.form).text();
   };
-  for (const auto &row : kRows) {
+  std::vector<AnswerStep> steps;
+  for (const script::AnswerStepText &written : script::parseSteps(line).steps) {
+    AnswerStep &step = steps.emplace_back();
+    step.kind = written.kind;
+    step.cancel = written.cancel;
+    step.name = written.name ? textOf(*written.name) : "";
+    for (const auto &[field, value] : written.fields)
+      step.fields.emplace_back(field, textOf(value));
+  }
+  return steps;
+}
+
+// Each title holds the steps of an answer; below is what is printed behind the sheet as it opens.
+TEST(FrontEnd, AnswersSheetsDialogsAndBoxesStepByStep) {
+  for (const auto &[answer, expected, none] : storedCases("answers.txt")) {
     std::ostringstream out;
-    ContainerFrontEnd frontEnd(out, out);
+    TextFrontEnd frontEnd(out, out);
     EachKind shown(frontEnd);
-    std::string reason;
-    frontEnd.queueAnswer({row.steps, [&reason](const std::string &text, size_t step) {
-                            reason = std::to_string(step) + ' ' + text;
+    std::string failure;
+    frontEnd.queueAnswer({stepsOf(answer), [&failure](const std::string &reason, size_t step) {
+                            failure =
+                                "failed at step " + std::to_string(step) + ": " + reason + '\n';
                           }});
-    const bool accepted = *row.reason == '\0';
-    EXPECT_EQ(frontEnd.showSheet(shown.sheet), accepted);
-    EXPECT_EQ(shown.sheet.value("Mode"), row.mode);
-    EXPECT_EQ(shown.sheet.pages[1].list->view.rows.size(), row.rows);
-    EXPECT_EQ(reason, row.reason);
-    EXPECT_EQ(out.str(), std::string("[sheet] T\\n\n[page] P\n  Works as: host\n"
-                                     "  Note: two\\r\\nlines\n  Only to read\n"
-                                     "[page] L\n  Name  Size\n> a     1\n  bb    2\n") +
-                             row.out + (accepted ? "[ok]\n" : "[cancel]\n"));
+    const bool accepted = frontEnd.showSheet(shown.sheet);
+    EXPECT_EQ(accepted, failure.empty()) << answer;
+    out << "Mode " << shown.sheet.value("Mode") << ", "
+        << shown.sheet.pages[1].list->view.rows.size() << " rows\n"
+        << failure;
+    EXPECT_EQ(out.str(), "[sheet] T\\n\n[page] P\n  Works as: host\n"
+                         "  Note: two\\r\\nlines\n  Only to read\n"
+                         "[page] L\n  Name  Size\n> a     1\n  bb    2\n" +
+                             expected)
+        << answer;
   }
 }
 

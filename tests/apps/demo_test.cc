@@ -1,23 +1,15 @@
 // The stories of velto demo, as people see them.
-#include "apps/velto/command.h"
+#include "apps/cases.h"
+#include "apps/velto/demo/demo_command.h"
 #include "support/temporary_directory.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace velto {
 namespace {
-
-// The lines stand in the text in this order.
-void expectInOrder(const std::string &text, std::initializer_list<const char *> lines) {
-  size_t at = 0;
-  for (const char *line : lines) {
-    const size_t found = text.find(line, at);
-    ASSERT_NE(found, std::string::npos) << line << " is missing behind " << at << " in\n" << text;
-    at = found + 1;
-  }
-}
 
 struct Result {
   int status;
@@ -35,61 +27,21 @@ Result runDemo(const CommandArguments &arguments, const std::string &folder) {
   return {status, testing::internal::GetCapturedStdout()};
 }
 
-TEST(Demo, AnEtchToolAndItsHostSpendADay) {
-  const TemporaryDirectory folder;
-  const auto [status, story] = runDemo({}, folder / "");
-  EXPECT_EQ(status, kExitDone) << story;
-  expectInOrder(story, {"  host --> equipment  S1F13W\n",
-                        "  equipment --> host  S1F14\n",
-                        "  equipment --> host  S1F0\n",
-                        "  equipment --> host  S1F1W\n",
-                        "Control state: On Line Remote\n",
-                        "  host --> equipment  S1F3W\n",
-                        "* Chamber pressure\n",
-                        "  host --> equipment  S2F33W\n",
-                        "  host --> equipment  S2F35W\n",
-                        "  host --> equipment  S2F37W\n",
-                        "        <a 'LOT-0042'>\n",
-                        "* Etch completed\n",
-                        "  equipment --> host  S5F1W\n",
-                        "<b 0x84>",
-                        "<b 0x04>",
-                        "  host --> equipment  S2F15W\n",
-                        "constant 303 changed",
-                        "  host --> equipment  S2F17W\n",
-                        "Control state: Host Off Line\n",
-                        "  host --> equipment  SeparateReq\n",
-                        "\nAll of it went as it should.\n"});
-  EXPECT_TRUE(std::filesystem::is_empty(folder / "")) << "its files are gone";
-}
-
-TEST(Demo, TwoHsmsEndsExchangeMessages) {
-  const auto [status, story] = runDemo({"--hsms"}, ".");
-  EXPECT_EQ(status, kExitDone) << story;
-  expectInOrder(story,
-                {"  host --> equipment  SelectReq\n", "  equipment --> host  SelectRsp\n",
-                 "  host --> equipment  S1F13W\n", "  equipment --> host  S1F14\n",
-                 "  host --> equipment  S1F1W\n", "  equipment --> host  S1F2\n",
-                 "  host --> equipment  LinktestReq\n", "  equipment --> host  LinktestRsp\n",
-                 "  equipment --> host  S6F11W\n", "        <a 'LOT-0042'>\n",
-                 "  host --> equipment  S6F12\n", "  host --> equipment  SeparateReq\n"});
-}
-
-TEST(Demo, ASecsIHostAndEquipmentShareALine) {
-  const auto [status, story] = runDemo({"--secs1"}, ".");
-  EXPECT_EQ(status, kExitDone) << story;
-  expectInOrder(story, {"  host ENQ, equipment EOT, host last block 1 (10 bytes), equipment ACK\n",
-                        "  host --> equipment  S1F1W\n", "  equipment --> host  S1F2\n",
-                        "  host ENQ, equipment EOT, host block 1 (254 bytes), equipment ACK\n",
-                        "  host ENQ, equipment EOT, host block 8 (254 bytes), equipment ACK\n",
-                        "  host ENQ, equipment EOT, host last block 9 (84 bytes), equipment ACK\n",
-                        "  host --> equipment  S2F33W\n", "  equipment --> host  S2F34\n",
-                        " ENQ, host EOT, equipment last block 1 (52 bytes), host ACK\n",
-                        "  host ENQ, equipment EOT, host last block 1 (18 bytes), equipment ACK\n",
-                        "  equipment --> host  S6F11W\n", "  host --> equipment  S1F3W\n",
-                        "  host --> equipment  S6F12\n", "  equipment --> host  S1F4\n",
-                        "  equipment --> host  S5F1W\n",
-                        "  equipment: problem 12, no reply to: 800085018001"});
+// The lines of each case stand in the story in this order, with others between them.
+TEST(Demo, EachStoryIsToldToItsEnd) {
+  for (const auto &[option, lines, none] : storedCases("demo.txt")) {
+    const TemporaryDirectory folder;
+    const auto arguments = option.empty() ? CommandArguments{} : CommandArguments{option};
+    const auto [status, story] = runDemo(arguments, folder / "");
+    EXPECT_EQ(status, kExitDone) << story;
+    size_t at = 0;
+    std::istringstream expected(lines);
+    for (std::string line; std::getline(expected, line); ++at) {
+      at = story.find(line, at);
+      ASSERT_NE(at, std::string::npos) << line << " is missing in\n" << story;
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "")) << "its files are gone";
+  }
 }
 
 TEST(Demo, FailsWithALineThatTellsWhy) {

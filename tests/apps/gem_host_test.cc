@@ -1,5 +1,5 @@
 // What a host takes for the reply to its request.
-#include "apps/velto/gem_host.h"
+#include "apps/velto/host/gem_host.h"
 #include "secs2/reply_text.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +16,8 @@ TEST(GemHostRequest, EndsWithAComplaintAboutItselfAlone) {
   CVeltoGemCtrl equipment(loop);
   equipment.SetServer(true);
   equipment.SetPortNumber(0);
-  equipment.engine().gem()->data().communication.initialState = 1;
+  equipment.engine().gem()->data().communication.initialState =
+      CommunicationState::NotCommunicating;
   equipment.SetPhysicalConnection(true);
   const auto &link = equipment.engine().physical();
   ASSERT_TRUE(loop.runUntil([&link] { return link.LocalPort() != 0; }, 5000));

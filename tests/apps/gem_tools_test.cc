@@ -1,4 +1,5 @@
 // velto equipment and velto host as people run them: child processes that talk to each other.
+#include "apps/cases.h"
 #include "platform/file.h"
 #include "support/temporary_directory.h"
 
@@ -173,37 +174,14 @@ TEST_F(GemTools, PlayTheExamplesOfTheDocumentation) {
   EXPECT_EQ(tool->status(), 0) << tool->output;
 }
 
+// Each title is what the script below it fails with.
 TEST_F(GemTools, AHostScriptStopsAtWhatFails) {
   const auto tool = equipment();
-  const struct {
-    const char *script;
-    const char *reason;
-  } kRows[] = {
-      {"jump", ":1: there is no command jump; help lists them"},
-      {"# fine\n\nstatus 1 x", ":3: \"x\" is no number"},
-      {"are-you-there\nexpect ETCH-2", ":2: the last answer does not contain \"ETCH-2\""},
-      {"define 1 101", ":1: S2F34: a report is already defined (code 3)"},
-      {"define 77 999", "S2F34: a variable does not exist (code 4)"},
-      {"link 11 4", "S2F36: an event is already linked (code 3)"},
-      {"enable 1 2 99", "S2F38: an event does not exist (code 1)"},
-      {"enable-alarms 1001 7", "S5F4: not accepted (code 1)"},
-      {"set 304 hot", "\"hot\" is no value for constant 304"},
-      {"set 302 257", "\"257\" is no value for constant 302"},
-      {"set 304 500.5", "S2F16: a constant does not exist (code 1)"},
-      {"set 101 5", "there is no constant 101"},
-      {"send S1F3W {<u4", "parse error"},
-      {"send S3F17W", "S9F7: Illegal Data"},
-      {"send S99F1W", "S9F3: Unrecognized Stream Type"},
-      {"offline\nstatus 101", ":2: S1F0: the equipment aborted the transaction"},
-      {"online\nwait S6F11\nonline\nwait S6F11 0.1", ":4: S6F11 did not come in time"},
-      {"command START LOT", "\"LOT\" is no parameter: NAME=VALUE"},
-      {"time \"2026", "a quote is not closed"},
-  };
-  for (const auto &row : kRows) {
-    const auto visitor = host({"--script", file("script", row.script)});
+  for (const auto &[reason, script, none] : storedCases("host_scripts.txt")) {
+    const auto visitor = host({"--script", file("script", script)});
     EXPECT_EQ(visitor->status(), 1) << visitor->output;
-    EXPECT_THAT(visitor->output, HasSubstr(std::string("velto: script:")));
-    EXPECT_THAT(visitor->output, HasSubstr(row.reason));
+    EXPECT_THAT(visitor->output, HasSubstr("velto: script:"));
+    EXPECT_THAT(visitor->output, HasSubstr(reason));
   }
 }
 
@@ -300,59 +278,12 @@ TEST_F(GemTools, AnEquipmentNeedsNoModel) {
   }
 }
 
-TEST_F(GemTools, SayWhatIsWrong) {
+TEST_F(GemTools, APortIsListenedOnOnce) {
   const auto tool = equipment();
-  file("bad.model", "[variables]\nvid=x\n");
-  file("junk.kel", "no data file");
-  file("fails", "print 1\neq.Nothing\n");
-  file("deletes", "delete eq\n");
-  file("off.ini", "[LogicalConnection]\nObjectModel=0\n");
-  file("ask", "status\n");
-  const struct {
-    std::vector<std::string> arguments;
-    int status;
-    std::string message;
-  } kRows[] = {
-      {{"equipment", "--help"}, 0, "usage: velto equipment"},
-      {{"host", "--help"}, 0, "usage: velto host"},
-      {{"equipment", "--fast"}, 2, "there is no option --fast"},
-      {{"equipment", "--port"}, 2, "--port needs a value"},
-      {{"equipment", "--port", "65536"}, 2, "--port takes a number from 0 to 65535"},
-      {{"equipment", "--quiet", "--json"}, 2, "exclude each other"},
-      {{"equipment", "--watch", "--json"}, 2, "exclude each other"},
-      {{"equipment", "--watch"}, 1, "velto: --watch needs a terminal"},
-      {{"equipment", "--keep", "a.kel"}, 2, "--keep goes with --data FILE.model"},
-      {{"equipment", "a.ini", "b.ini"}, 2, "one settings file"},
-      {{"host"}, 2, "the address of one equipment"},
-      {{"host", "localhost:x"}, 2, "localhost:x is no address"},
-      {{"host", "localhost", "--t3", "0"}, 2, "take seconds"},
-      {{"host", "localhost", "--device", "32768"}, 2, "--device takes"},
-      {{"equipment", "none.ini"}, 1, "velto: none.ini: cannot be read\n"},
-      {{"equipment", "off.ini", "--port", "0"}, 1, "velto: off.ini: the equipment model is"},
-      {{"equipment", "--data", "none.kel"}, 1, "velto: none.kel: cannot be read\n"},
-      {{"equipment", "--data", "junk.kel"}, 1, "velto: junk.kel: is no model data file\n"},
-      {{"equipment", "--data", "none.model"}, 1, "velto: none.model: cannot be read\n"},
-      {{"equipment", "--data", "bad.model"}, 1, "velto: bad.model:2: vid must be"},
-      {{"equipment", "--port", port},
-       1,
-       "velto: cannot listen on port " + port + ": Address already in use\n"},
-      {{"equipment", "--port", "0", "--script", "none"}, 1, "none:0: cannot read the file"},
-      {{"equipment", "--port", "0", "--script", "fails"}, 1, "error: fails:2: VeltoGem has no"},
-      {{"equipment", "--port", "0", "--script", "deletes"}, 1, "eq belongs to the program"},
-      {{"host", "localhost", "--script", "none"}, 1, "velto: none: cannot be read\n"},
-      {{"host", "localhost", "--names", "bad.model"}, 1, "velto: bad.model:2: vid must be"},
-      {{"host", "127.0.0.1:1", "--t3", "1", "--script", "ask"},
-       1,
-       "problem: cannot connect to 127.0.0.1:1 (refused or not reachable)"},
-      {{"host", "127.0.0.1:1", "--t3", "1", "--script", "ask"},
-       1,
-       "velto: ask:1: no communications with 127.0.0.1:1 within 1 s\n"},
-  };
-  for (const auto &row : kRows) {
-    const auto process = run(row.arguments);
-    EXPECT_EQ(process->status(), row.status) << process->output;
-    EXPECT_THAT(process->output, HasSubstr(row.message));
-  }
+  const auto second = run({"equipment", "--port", port});
+  EXPECT_EQ(second->status(), 1);
+  EXPECT_THAT(second->output,
+              HasSubstr("velto: cannot listen on port " + port + ": Address already in use\n"));
 }
 
 } // namespace

@@ -1,7 +1,9 @@
 // The equipment model as text: read, written, and what is said of a text that is no model.
-#include "apps/velto/command.h"
-#include "apps/velto/model_text.h"
+#include "apps/cases.h"
+#include "apps/velto/model/model_command.h"
+#include "apps/velto/model_text/model_text.h"
 #include "gem/data/data_file.h"
+#include "gem/models/control_model.h"
 #include "secs2/message.h"
 #include "support/temporary_directory.h"
 
@@ -81,13 +83,13 @@ TEST(ModelText, SurvivesBothWays) {
   EXPECT_EQ(full.communication.modelName, "EQ \"1\"\\");
   EXPECT_EQ(full.communication.softwareRevision, std::string("\0\xff\r\n\t", 5));
   EXPECT_FALSE(full.communication.establishCommunications);
-  EXPECT_EQ(full.control.initialState, 2);
+  EXPECT_EQ(full.control.initialState, ControlState::HostOffline);
   EXPECT_TRUE(full.changePCClock);
   EXPECT_EQ(full.variables.at(1).role, RoleTimeFormat);
   EXPECT_EQ(full.variables.at(1).nodeType, SecsDouble);
   EXPECT_EQ(full.variables.at(1).description(), "Pressure # 1");
   EXPECT_EQ(full.reports.at(1).variables, (std::vector<uint32_t>{5, 5, 4294967295}));
-  EXPECT_EQ(full.alarms.at(0).alcd, 0x81);
+  EXPECT_EQ(full.alarms.at(0).alcd, CHGemAlarmAlid::kSet | 1);
   EXPECT_EQ(storeGemData(read(modelToText(full))), storeGemData(full));
 
   const GemData empty;
@@ -108,13 +110,13 @@ TEST(ModelText, IsEasyToWrite) {
                             "[alarms]\n"
                             "alid=1 category=5 set=yes");
   ASSERT_EQ(data.alarms.Count(), 2U);
-  EXPECT_EQ(data.alarms.at(0), (CHGemAlarmAlid{1, 0x85, "", true}));
+  EXPECT_EQ(data.alarms.at(0), (CHGemAlarmAlid{1, CHGemAlarmAlid::kSet | 5, "", true}));
   EXPECT_EQ(data.alarms.at(1), (CHGemAlarmAlid{2, 0, "hot", true}));
   EXPECT_EQ(data.reports.at(0), (CHGemEventReport{3, "", {1, 2}}));
   EXPECT_EQ(data.reports.at(1), (CHGemEventReport{1, "", {}}));
-  EXPECT_EQ(data.control.initialState, 3);
-  EXPECT_EQ(data.control.onlineState, 3);
-  EXPECT_EQ(data.control.initialOfflineState, 2);
+  EXPECT_EQ(data.control.initialState, ControlState::OnlineLocal);
+  EXPECT_EQ(data.control.onlineState, ControlState::OnlineLocal);
+  EXPECT_EQ(data.control.initialOfflineState, ControlState::HostOffline);
 }
 
 TEST(ModelText, TakesManyLinesInAnyOrder) {
@@ -149,44 +151,10 @@ TEST(ModelText, GivesVariablesTheirDefault) {
 }
 
 TEST(ModelText, TellsWhichLineIsWrong) {
-  const struct {
-    const char *text;
-    int line;
-    const char *reason;
-  } rows[] = {
-      {"\n\nvid=1", 3, "a section such as [variables] must come first"},
-      {"[nothing]", 1, "there is no section \"[nothing]\""},
-      {"[alarms", 1, "there is no section \"[alarms\""},
-      {"[alarms] alid=1", 1, "there is no section \"[alarms] alid=1\""},
-      {"[alarms]\ntext=hot", 2, "alid is missing"},
-      {"[alarms]\nalid=1\nalid=1", 3, "alid is that of an earlier line"},
-      {"[alarms]\nalid=2\nalid=1\nalid=2\nalid=x", 4, "alid is that of an earlier line"},
-      {"[reports]\nrptid=1\nrptid=1", 3, "rptid is that of an earlier line"},
-      {"[alarms]\nalid=1 alid=2", 2, "alid is given twice"},
-      {"[alarms]\nvid=1", 2, "there is no field \"vid\" here"},
-      {"[alarms]\nalid", 2, "name=value expected at \"alid\""},
-      {"[alarms]\nalid =1", 2, "name=value expected at \"alid\""},
-      {"[alarms]\n=1", 2, "name=value expected at \"\""},
-      {"[alarms]\nalid=-1", 2, "alid must be a number from 0 to 4294967295"},
-      {"[alarms]\nalid=4294967296", 2, "alid must be a number from 0 to 4294967295"},
-      {"[alarms]\nalid=1 category=128", 2, "category must be at most 127"},
-      {"[alarms]\nalid=1 set=maybe", 2, "set must be yes or no"},
-      {"[alarms]\nalid=1 text=\"hot", 2, "the closing quote of text is missing"},
-      {"[alarms]\nalid=1 text=\"hot\\\"", 2, "the closing quote of text is missing"},
-      {"[alarms]\nalid=1 text=\"\\q\"", 2, "unknown escape \"\\\\q\""},
-      {"[alarms]\nalid=1 text=\"hot\"set=no", 2, "a blank is missing behind text"},
-      {"[reports]\nrptid=1 variables=1,,2", 2,
-       "variables must be numbers with commas between them, or none"},
-      {"[variables]\nvid=1 kind=XX", 2, "kind must be EC, SV, DV, or a number from 0 to 255"},
-      {"[variables]\nvid=1 kind=none", 2, "kind must be EC, SV, DV, or a number from 0 to 255"},
-      {"[variables]\nvid=1 kind=", 2, "kind must be EC, SV, DV, or a number from 0 to 255"},
-      {"[variables]\nvid=1 kind=256", 2, "kind must be EC, SV, DV, or a number from 0 to 255"},
-  };
-  for (const auto &row : rows) {
+  for (const auto &[complaint, text, none] : storedCases("bad_models.txt")) {
     ModelTextError error;
-    EXPECT_FALSE(modelFromText(row.text, error)) << row.text;
-    EXPECT_EQ(error.line, row.line) << row.text;
-    EXPECT_EQ(error.reason, row.reason) << row.text;
+    EXPECT_FALSE(modelFromText(text, error)) << text;
+    EXPECT_EQ(std::to_string(error.line) + ": " + error.reason, complaint) << text;
   }
 }
 
@@ -201,7 +169,7 @@ TEST(ModelCommand, ImportsAndExports) {
   const auto data = loadGemData(*bytes);
   ASSERT_TRUE(data);
   EXPECT_EQ(data->communication.modelName, "ETCH-1");
-  EXPECT_EQ(data->control.initialState, 4);
+  EXPECT_EQ(data->control.initialState, ControlState::OnlineRemote);
   ASSERT_EQ(data->variables.Count(), 30U);
   for (size_t i = 0; i < data->variables.Count(); ++i)
     EXPECT_TRUE(CHSecsMessage().SetFromSml(data->variables.at(i).rawValue()))
@@ -251,7 +219,7 @@ TEST(ModelCommand, SaysWhatIsWrong) {
   }
   for (const CommandArguments &wrong :
        {CommandArguments{}, {"export"}, {"import", "a"}, {"import", "a", "b", "c"}, {"print", "a"}})
-    EXPECT_EQ(run(wrong).status, 2);
+    EXPECT_EQ(run(wrong).status, kExitUsage);
   EXPECT_THAT(run({"--help"}).output, HasSubstr("usage: velto model export"));
 }
 

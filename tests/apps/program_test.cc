@@ -1,4 +1,5 @@
 // The program as people run it: its commands, the examples, and every example of the documentation.
+#include "apps/cases.h"
 #include "platform/file.h"
 #include "platform/null_modem.h"
 #include "support/temporary_directory.h"
@@ -22,10 +23,15 @@ struct Result {
   std::string output; ///< standard output and standard error
 };
 
-// Runs a shell command in a folder; "velto" in it is the program under test.
+// Runs a shell command in a folder. In it "velto" is the program under test; "first velto …" and
+// "last velto …" print only the first line or the last lines of its output.
 Result run(const std::string &command, const std::string &folder) {
   const std::string script =
-      "cd '" + folder + "' && velto() { '" VELTO_PROGRAM "' \"$@\"; }; exec 2>&1; " + command;
+      "cd '" + folder +
+      "' && velto() { '" VELTO_PROGRAM "' \"$@\"; }; "
+      "first() { \"$@\" >all 2>&1; status=$?; head -n 1 all; return $status; }; "
+      "last() { \"$@\" >all 2>&1; status=$?; tail -n 3 all; return $status; }; exec 2>&1; " +
+      command;
   Result result{-1, ""};
   const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(script.c_str(), "r"),
                                                     [](FILE *) { return 0; });
@@ -54,8 +60,11 @@ std::vector<std::string> blocks(const std::string &markdown, const std::string &
   return found;
 }
 
-// Commands behind "$ " with the output that must follow each.
-void runConsole(const std::string &block) {
+enum class Statuses { Ignored, Shown };
+
+// Commands behind "$ " with the output that must follow each. Where statuses are shown, one that is
+// not 0 stands in brackets on the last line.
+void runConsole(const std::string &block, Statuses statuses = Statuses::Ignored) {
   const TemporaryDirectory folder;
   size_t at = 0;
   while (at < block.size()) {
@@ -63,8 +72,10 @@ void runConsole(const std::string &block) {
     ASSERT_EQ(block.substr(at, 2), "$ ") << block;
     const std::string command = block.substr(at + 2, lineEnd - at - 2);
     const size_t next = std::min(block.find("\n$ ", lineEnd), block.size() - 1);
-    const std::string output = block.substr(lineEnd + 1, next - lineEnd);
-    EXPECT_EQ(run(command, folder / "").output, output) << command;
+    Result result = run(command, folder / "");
+    if (statuses == Statuses::Shown && result.status != 0)
+      result.output += '[' + std::to_string(result.status) + "]\n";
+    EXPECT_EQ(result.output, block.substr(lineEnd + 1, next - lineEnd)) << command;
     at = next + 1;
   }
 }
@@ -169,50 +180,11 @@ TEST(Container, ShowsTheWindowOfEveryControl) {
   }
 }
 
-TEST(SmlCommand, ConvertsAndComplains) {
-  const TemporaryDirectory folder;
-  const struct {
-    const char *command;
-    int status;
-    const char *output;
-  } rows[] = {
-      {"printf 's1f1w' | velto sml --hex", 0, "ffff8101000000000000\n"},
-      {"printf 's1f1w . \\n s1f2 {}.\\n' | velto sml", 0, "S1F1W\n.\nS1F2\n{\n}\n.\n"},
-      {"printf 's1f1w . \\n s1f2 {}.\\n' | velto sml | velto sml --hex", 0,
-       "ffff8101000000000000\nffff01020000000000000100\n"},
-      {"printf '\\n\\nff ff 81 01 0000 00000000\\n' | velto sml --from-hex --crlf", 0, "S1F1W\r\n"},
-      {"printf '' | velto sml --hex", 0, "ffff0000000000000000\n"},
-      {"printf 's1f1w.\\n\\ns1f2 <u1 x>.' | velto sml", 1,
-       "S1F1W\n.\nvelto: standard input:3: parse error at \"x\"\n"},
-      {"printf '00\\nzz' | velto sml --from-hex", 1,
-       "velto: standard input:1: a message has at least ten bytes of two digits each\n"},
-      {"printf '\\nzz' | velto sml --from-hex", 1, "velto: standard input:2: not hexadecimal\n"},
-      {"velto sml missing.sml", 1, "velto: missing.sml: cannot be read\n"},
-      {"printf s1f1 > one.sml; printf '<u1 .>' > two.sml; velto sml one.sml two.sml", 1,
-       "S1F1\nvelto: two.sml:1: parse error at \".\"\n"},
-      {"printf 's1f1w. s2f33w<u1 1>. s1f0.' | velto sml --verify", 0,
-       "VerificationCorrect\nS1F2\n{\n  <a 'Kel'>\n  <a '1.00'>\n}\n\n"
-       "VerificationIncorrectAndReply\nS2F34\n<b 0x02>\n\nVerificationCorrect\n"},
-      {"printf 's1f3w{}' | velto sml --verify --host", 0, "VerificationWrongDirection\nS1F0\n"},
-      {"printf 'new m VeltoSecsII\nm.SML = \"{\\\\n<u1 1.5>}\"\nm.Error\nm.SML = "
-       "\"s1f1\"\nm.Error\n"
-       "new eq VeltoGem\neq.WorkSpace = 2\neq.SML = \"<u1\"' | velto container",
-       0,
-       "remark: SML line 2: parse error at \"1.5\"\n= true\n= false\n"
-       "remark: SML line 1: parse error at \".\"\n"},
-      {"velto describe Nothing", 1, "velto: there is no control \"Nothing\"\n"},
-  };
-  for (const auto &row : rows) {
-    const Result result = run(row.command, folder / "");
-    EXPECT_EQ(result.output, row.output) << row.command;
-    EXPECT_EQ(result.status, row.status) << row.command;
-  }
-  for (const char *command : {"velto", "velto nothing", "velto sml --nothing", "velto describe"})
-    EXPECT_EQ(run(command, folder / "").status, 2) << command;
-  for (const char *command : {"velto --help", "velto sml --help", "velto describe --help",
-                              "velto container --help", "velto demo --help"})
-    EXPECT_THAT(run(command, folder / "").output, HasSubstr("usage: velto")) << command;
-}
+TEST(Program, PlaysItsStoredSession) { runConsole(stored("tools.console"), Statuses::Shown); }
+
+TEST(SmlCommand, PlaysItsStoredSession) { runConsole(stored("sml.console"), Statuses::Shown); }
+
+TEST(SetupCommand, PlaysItsStoredSession) { runConsole(stored("setup.console"), Statuses::Shown); }
 
 // One model and settings file are edited page by page; what is written shows in either.
 TEST(SetupCommand, EditsEveryPage) {
@@ -259,43 +231,6 @@ TEST(SetupCommand, EditsEveryPage) {
   EXPECT_THAT(files().output, Not(HasSubstr("rptid="))) << "the lists changed";
   EXPECT_EQ(run("echo ok | velto setup t.ini --data t.kel --page state", folder / "").output,
             "velto: t.ini switches the object model off: there is no such page\n");
-}
-
-TEST(SetupCommand, Complains) {
-  const TemporaryDirectory folder;
-  const struct {
-    const char *command;
-    int status;
-    const char *said;
-  } rows[] = {
-      {"echo cancel | velto setup", 0, "[cancel]\n"},
-      {"velto setup </dev/null", 1, "error: -:1: the answer to VeltoGem Setup ends without ok"},
-      {"printf '\\n\\nT9 = 1; ok' | velto setup", 1,
-       "error: -:3: VeltoGem Setup has no field T9\n"},
-      {"printf 'page VID\\nadd VID=1\\nadd VID=1\\nok' | velto setup", 1,
-       "error: -:3: VID #1 has already been registered.\n"},
-      {"echo 'T3 = $x; ok' | velto setup", 1, "error: -:1: there are no variables here\n"},
-      {"echo 'T3 = \"1; ok' | velto setup", 1, "error: -:1: closing quote is missing\n"},
-      {"printf 'T3 = 1; ok\\nT5 = 1; ok' | velto setup", 1, "error: -:2: nothing follows ok"},
-      {"echo 'cancel; again; ok' | velto setup", 1, "error: -:1: nothing follows ok or cancel"},
-      {"velto setup --script none", 1, "velto: none: cannot be read\n"},
-      {"echo x > x.kel; echo ok | velto setup --data x.kel", 1, "velto: x.kel: "},
-      {"echo ok | velto setup --data x.model", 1, "velto: x.model: is text;"},
-      {"mkdir d.ini; echo ok | velto setup d.ini", 1, "velto: d.ini: cannot be read\n"},
-      {"echo 'ModelName = X; ok' | velto setup --data no/x.kel", 1,
-       "[box stop] Error: The model data file no/x.kel cannot be written.\n"},
-      {"echo 'T5 = 1; ok' | velto setup no/x.ini", 1,
-       "[box stop] Error: The settings file no/x.ini cannot be written.\n"},
-      {"velto setup --page Model,Chapter", 2, "velto: there is no page Chapter\n"},
-      {"velto setup a b", 2, "velto: one settings file at most\n"},
-      {"velto setup --help", 0, "Pages: Model, HSMS, Timeout, Log,"},
-  };
-  for (const auto &row : rows) {
-    const Result result = run(row.command, folder / "");
-    EXPECT_EQ(result.status, row.status) << row.command << result.output;
-    EXPECT_THAT(result.output, HasSubstr(row.said)) << row.command;
-  }
-  EXPECT_EQ(run("cat x.kel", folder / "").output, "x\n") << "what cannot be read is left alone";
 }
 
 } // namespace

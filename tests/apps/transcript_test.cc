@@ -1,6 +1,6 @@
 // A fixed session of a host with the example tool, and what it must look like: a change of any
 // answer shows here. session.sml holds the host's messages, session.txt the conversation.
-#include "apps/velto/model_text.h"
+#include "apps/velto/model_text/model_text.h"
 #include "gem/station.h"
 #include "secs2/sml_lexer.h"
 
@@ -38,7 +38,7 @@ protected:
     GemPair::SetUp();
     host.engine->OpenConnection();
     run();
-    host.engine->SetCommunicationState(1);
+    host.engine->SetCommunicationState(CommunicationState::NotCommunicating);
   }
 
   /// Sends a message as it is, past the gate of the host's states, and gives the conversation that

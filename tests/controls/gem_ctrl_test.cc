@@ -3,6 +3,7 @@
 
 #include "controls/gem_pair.h"
 #include "gem/data/data_file.h"
+#include "support/table.h"
 
 #include <filesystem>
 
@@ -17,13 +18,13 @@ std::vector<Variant> indexOf(int index) {
   return index < 0 ? std::vector<Variant>{} : std::vector{Variant(int32_t{index})};
 }
 
-std::string read(Control &control, const char *name, int index = -1) {
+std::string read(Control &control, const std::string &name, int index = -1) {
   const Outcome outcome = control.get(name, indexOf(index));
   return outcome ? outcome.value.text() : outcome.error;
 }
 
-void put(Control &control, const char *name, const char *value, int index = -1) {
-  const Outcome outcome = control.set(name, Variant(std::string(value)), indexOf(index));
+void put(Control &control, const std::string &name, const std::string &value, int index = -1) {
+  const Outcome outcome = control.set(name, Variant(value), indexOf(index));
   EXPECT_TRUE(outcome) << name << ": " << outcome.error;
 }
 
@@ -34,86 +35,14 @@ protected:
 };
 
 TEST_F(GemControl, StartsAsAnEquipmentWithAnEmptyModel) {
-  const struct {
-    const char *property;
-    const char *value;
-  } rows[] = {
-      {"ALIDCount", "0"},
-      {"CEIDCount", "0"},
-      {"VIDCount", "0"},
-      {"ControlState", "0"},
-      {"OnlineRequest", "true"},
-      {"CommunicationState", "0"},
-      {"OfflineRequest", "true"},
-      {"ControlStateSwitch", "false"},
-      {"WorkSpace", "0"},
-      {"Reply", "false"},
-      {"ViewStyle", "3"},
-      {"LogicalConnection", "1"},
-      {"Host", "false"},
-      {"PhysicalConnection", "false"},
-      {"DataBakCount", "0"},
-      {"DataFileName", "./VeltoGem.kel"},
-      {"T3", "45"},
-      {"IniFileName", "./Velto.ini"},
-      {"Node", ""},
-      {"NodeCount", "0"},
-  };
-  for (const auto &row : rows)
-    EXPECT_EQ(read(fresh, row.property), row.value) << row.property;
+  for (const TableRow &row : tableOf("controls/gem_properties.txt", "new"))
+    EXPECT_EQ(read(fresh, row[0]), row[1]) << row[0];
 }
 
 TEST_F(GemControl, PropertiesKeepWhatIsPutWithinTheirRules) {
-  const struct {
-    const char *property;
-    const char *value;
-    const char *result;
-  } rows[] = {
-      {"T3", "30", "30"},
-      {"T5", "31", "31"},
-      {"T6", "-1", "0"},
-      {"T7", "2147484", "2147483"},
-      {"T8", "2147483647", "2147483"},
-      {"T1", "5", "0"},
-      {"T2", "5", "0"},
-      {"T4", "5", "0"},
-      {"DeviceID", "65541", "5"},
-      {"Host", "true", "false"},
-      {"IniFileName", "", "./Velto.ini"},
-      {"IniFileName", "./other.ini", "./other.ini"},
-      {"DataFileName", "./a.kel", "./a.kel"},
-      {"DataBakCount", "3", "3"},
-      {"IPAddress", "10.0.0.7", "10.0.0.7"},
-      {"MyPortNumber", "5003", "5003"},
-      {"Server", "true", "true"},
-      {"DiscardDuplicatedBlock", "false", "false"},
-      {"LogFileName", "./b", "./b"},
-      {"LogSize", "9", "9"},
-      {"LogBakCount", "2", "2"},
-      {"LogCommunication", "false", "false"},
-      {"OnlineRequest", "false", "false"},
-      {"OfflineRequest", "false", "false"},
-      {"WorkSpace", "2", "2"},
-      {"WorkSpace", "3", "2"},
-      {"WorkSpace", "-1", "2"},
-      {"Wbit", "true", "true"},
-      {"Stream", "129", "1"},
-      {"Function", "257", "1"},
-      {"Wbit", "true", "true"},
-      {"PType", "258", "2"},
-      {"SType", "7", "7"},
-      {"PType", "0", "0"},
-      {"SType", "0", "0"},
-      {"SessionID", "65541", "5"},
-      {"SystemBytes", "-2", "-2"},
-      {"Verification", "5", "0"},
-      {"CommunicationState", "2", "0"},
-      {"ControlState", "4", "0"},
-      {"ViewStyle", "1", "1"},
-  };
-  for (const auto &row : rows) {
-    put(fresh, row.property, row.value);
-    EXPECT_EQ(read(fresh, row.property), row.result) << row.property << " = " << row.value;
+  for (const TableRow &row : tableOf("controls/gem_properties.txt", "kept")) {
+    put(fresh, row[0], row[1]);
+    EXPECT_EQ(read(fresh, row[0]), row[2]) << row[0] << " = " << row[1];
   }
   EXPECT_EQ(fresh.engine().gem()->T3(), 30000U) << "milliseconds in the model";
   EXPECT_EQ(fresh.engine().physical().settings().t7, 2'147'483'000);
@@ -182,52 +111,11 @@ TEST_F(GemControl, AShortMessageIsShownToAUserWhoWantsToSeeErrors) {
 }
 
 TEST_F(GemControl, VariablesEventsAndAlarmsAreReachedByNumber) {
-  const struct {
-    const char *property;
-    int number;
-    const char *before;
-    const char *value;
-    const char *after;
-  } rows[] = {
-      {"VIDValue", 2, "7", "12", "12"},
-      {"VIDRawValue", 2, "<u4 12>", "<u4\r\n 1\n3>", "<u4 13>"},
-      {"VIDRawValue", 4, "<a'LOT'>", "<a'one\r\ntwo'>", "<a'onetwo'>"},
-      {"VIDValue", 4, "onetwo", "x'y", "x'y"},
-      {"VIDMin", 3, "10", "11", "11"},
-      {"VIDMax", 3, "20", "21", "21"},
-      {"VIDDefault", 3, "", "12", "12"},
-      {"VIDUnit", 2, "mm", "nm", "nm"},
-      {"VIDDescription", 2, "Position", "Place", "Place"},
-      {"VIDType", 2, "2", "8", "8"}, // no kind: the variable can still be reached
-      {"VIDType", 2, "8", "4", "4"},
-      {"VIDNodeType", 2, "15", "14", "14"},
-      {"CEIDDescription", 7, "Done", "Made", "Made"},
-      {"CEIDEnable", 7, "true", "false", "false"},
-      {"ALCD", 5, "5", "135", "7"},
-      {"ALTX", 5, "Hot", "Burnt", "Burnt"},
-      {"ALIDEnable", 5, "true", "false", "false"},
-      {"ALIDSet", 5, "false", "true", "true"},
-      {"ALCD", 5, "7", "6", "6"},
-      {"ALIDSet", 5, "true", "true", "true"},
-      {"ALIDSet", 5, "true", "false", "false"},
-      // Of numbers that nothing has.
-      {"VIDValue", 99, "", "1", ""},
-      {"VIDRawValue", 99, "", "<u4 1>", ""},
-      {"VIDMin", 99, "", "1", ""},
-      {"VIDType", 99, "0", "1", "0"},
-      {"VIDNodeType", 99, "0", "1", "0"},
-      {"CEIDDescription", 99, "", "x", ""},
-      {"CEIDEnable", 99, "false", "true", "false"},
-      {"ALCD", 99, "65535", "1", "65535"},
-      {"ALTX", 99, "", "x", ""},
-      {"ALIDEnable", 99, "false", "true", "false"},
-      {"ALIDSet", 99, "false", "true", "false"},
-  };
-  for (const auto &row : rows) {
-    const std::string name = std::string(row.property) + " " + std::to_string(row.number);
-    EXPECT_EQ(read(eq, row.property, row.number), row.before) << name;
-    put(eq, row.property, row.value, row.number);
-    EXPECT_EQ(read(eq, row.property, row.number), row.after) << name;
+  for (const TableRow &row : tableOf("controls/gem_properties.txt", "numbered")) {
+    const int number = row.number(1);
+    EXPECT_EQ(read(eq, row[0], number), row[2]) << row[0] << number;
+    put(eq, row[0], row[3], number);
+    EXPECT_EQ(read(eq, row[0], number), row[4]) << row[0] << number;
   }
   EXPECT_THAT(equipment.take(), IsEmpty()) << "nothing is reported";
 }
@@ -322,17 +210,8 @@ TEST_F(GemControl, LoadDataIsTrueWheneverThereIsAModel) {
 TEST_F(GemControl, APlainConnectionHasNoModel) {
   eq.SetT3(30);
   eq.SetLogicalConnection(0);
-  const struct {
-    const char *property;
-    const char *value;
-    int index = -1;
-  } rows[] = {{"WorkSpace", "65535"},      {"Verification", "2"},       {"T3", "45"},
-              {"ALIDCount", "0"},          {"CEIDCount", "0"},          {"VIDCount", "0"},
-              {"ControlState", "0"},       {"CommunicationState", "0"}, {"OnlineRequest", "false"},
-              {"OfflineRequest", "false"}, {"Host", "false"},           {"VIDValue", "", 2},
-              {"ALCD", "65535", 5},        {"CEIDEnable", "false", 7}};
-  for (const auto &row : rows)
-    EXPECT_EQ(read(eq, row.property, row.index), row.value) << row.property;
+  for (const TableRow &row : tableOf("controls/gem_properties.txt", "plain"))
+    EXPECT_EQ(read(eq, row[0], row[2].empty() ? -1 : row.number(2)), row[1]) << row[0];
   eq.SetT3(30);
   EXPECT_EQ(eq.T3(), 45) << "nowhere to keep it";
   EXPECT_FALSE(eq.DefProc());

@@ -357,6 +357,27 @@ void live(GemLink &link) {
   link.settle(5);
   link.host.control->SetPhysicalConnection(false);
   link.settle(5);
+  const auto listens = [&eq = link.equipment.control] {
+    return eq != nullptr && eq->PhysicalConnection() && eq->Server();
+  };
+  if (!listens())
+    return;
+  // A partner who sends a wrong session ID, a wrong length and half a message, and answers nothing.
+  RawClient partner(link.equipment.control->PortNumber());
+  const auto send = [&](const std::string &hex, uint32_t milliseconds) {
+    if (listens() && !partner.ended())
+      partner.send(hex);
+    link.settle(2);
+    link.net.clock.advance(milliseconds);
+    link.settle(2);
+  };
+  send(frame("ffff0000000100000001") + frame("ffff0000000500000003") +
+           frame("ffff8101000000000001") + "00000000",
+       0);
+  if (listens())
+    link.equipment.control->engine().physical().Send(fromHex("ffff0000000500000009"));
+  send("000000", 5000);
+  send(frame("ffff0000000300000002"), 10'000);
 }
 
 using Act = void (*)(GemLink &link);
@@ -406,6 +427,14 @@ void expectRevival(GemLink &link) {
 
 TEST(GemHost, MayDoAnythingInsideEveryEvent) {
   for (const char *event : {"Connected",
+                            "Sent SelectRsp",
+                            "Received LinktestReq",
+                            "Sent LinktestRsp",
+                            "Problem 6 ",
+                            "Problem 1 ",
+                            "Problem 3 ",
+                            "Problem 4 ",
+                            "Problem 5 ",
                             "ConnectionStateChanged 2",
                             "CommunicationStateChanged 1 0",
                             "Received S1F13W",

@@ -222,38 +222,6 @@ TEST_F(HsmsControl, ClicksNameTheConnection) {
               ElementsAre("SelChanged 127.0.0.1 " + std::to_string(client->PortNumber())));
 }
 
-TEST_F(HsmsControl, MayBeDestroyedInsideEveryEvent) {
-  const struct {
-    const char *event;
-    std::function<void(CVeltoHsmsCtrl &)> arm;
-  } rows[] = {
-      {"Connected", [](CVeltoHsmsCtrl &) {}},
-      {"Received", [](CVeltoHsmsCtrl &) {}},
-      {"Problem", [](CVeltoHsmsCtrl &control) { control.SetT7(1); }},
-      {"Disconnected", [](CVeltoHsmsCtrl &) {}},
-  };
-  for (const auto &row : rows) {
-    auto client = std::make_unique<CVeltoHsmsCtrl>(net.loop);
-    client->SetPortNumber(eq.MyPortNumber());
-    row.arm(*client);
-    client->observe([&client, &row](const Member &event, Arguments) {
-      if (event.name == row.event)
-        client.reset();
-    });
-    client->SetConnect(true);
-    settle();
-    if (client != nullptr) {
-      eq.Send(kSelectReq);
-      settle();
-    }
-    if (client != nullptr) {
-      eq.Disconnect(eq.IPAddress(), eq.PortNumber());
-      settle();
-    }
-    EXPECT_EQ(client, nullptr) << row.event;
-  }
-}
-
 TEST_F(HsmsControl, TicksGoOnWhileAnEventPumpsTheLoop) {
   std::vector<std::string> log;
   eq.onConnected = [&](const std::string &, int32_t) {

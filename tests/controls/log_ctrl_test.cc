@@ -1,6 +1,7 @@
 #include "controls/log_ctrl.h"
 
 #include "support/operator.h"
+#include "support/table.h"
 #include "support/temporary_directory.h"
 
 #include <gmock/gmock.h>
@@ -90,42 +91,20 @@ TEST_F(LogControl, SplitsTextsIntoLines) {
 }
 
 TEST_F(LogControl, KeepsTheSelectedLineOrFollowsTheNewest) {
-  const struct {
-    const char *name;
-    int lines;        // in the list before
-    int16_t selected; // before
-    bool lastLine;
-    int16_t lineMax; // at the trace
-    const char *trace;
-    std::vector<std::string> after;
-    int16_t selectedAfter;
-  } rows[] = {
-      {"first line", 0, -1, false, 3, "x", {"x"}, 0},
-      {"last line selected", 2, 1, false, 4, "x\ny", {"a", "b", "x", "y"}, 3},
-      {"older line selected", 2, 0, false, 4, "x\ny", {"a", "b", "x", "y"}, 0},
-      {"always the last", 2, 0, true, 4, "x", {"a", "b", "x"}, 2},
-      {"full, last selected", 3, 2, false, 3, "x", {"b", "c", "x"}, 2},
-      {"full, selected line moves up", 3, 1, false, 3, "x", {"b", "c", "x"}, 0},
-      {"full, selected line is gone", 3, 0, false, 3, "x", {"b", "c", "x"}, 0},
-      {"several gone at once", 4, 2, false, 4, "x\ny\nz", {"d", "x", "y", "z"}, 0},
-      {"full, always the last", 3, 0, true, 3, "x\ny", {"c", "x", "y"}, 2},
-      {"more than fits, followed", 2, 1, false, 3, "v\nw\nx\ny\nz", {"x", "y", "z"}, 2},
-      {"more than fits, kept", 2, 0, false, 3, "v\nw\nx\ny\nz", {"x", "y", "z"}, 0},
-      {"fewer lines allowed, kept", 6, 4, false, 3, "x", {"e", "f", "x"}, 0},
-      {"fewer lines allowed, gone", 6, 1, false, 3, "x", {"e", "f", "x"}, 0},
-      {"a single line", 3, 1, false, 1, "x", {"x"}, 0},
-  };
-  for (const auto &row : rows) {
+  for (const TableRow &row : tableOf("controls/log_selection.txt", "selection")) {
     log.Clear();
     log.SetLastLine(false);
     log.SetLineMax(100);
-    fill(row.lines);
-    log.SetSelectedLine(row.selected);
-    log.SetLastLine(row.lastLine);
-    log.SetLineMax(row.lineMax);
-    log.Trace(row.trace);
-    EXPECT_THAT(log.view().lines, testing::ElementsAreArray(row.after)) << row.name;
-    EXPECT_EQ(log.SelectedLine(), row.selectedAfter) << row.name;
+    fill(row.number(1));
+    log.SetSelectedLine(static_cast<int16_t>(row.number(2)));
+    log.SetLastLine(row[3] == "follows");
+    log.SetLineMax(static_cast<int16_t>(row.number(4)));
+    log.Trace(row[5]);
+    std::string lines;
+    for (const std::string &line : log.view().lines)
+      lines += (lines.empty() ? "" : " ") + line;
+    EXPECT_EQ(lines, row[7]) << row[0];
+    EXPECT_EQ(log.SelectedLine(), row.number(6)) << row[0];
   }
 }
 

@@ -3,6 +3,9 @@
 
 #include "gem/data/roles.h"
 
+#include <fstream>
+#include <map>
+
 namespace velto {
 namespace {
 
@@ -80,146 +83,57 @@ TEST_F(SetupPages, ThatNeedAModelAreLeftOutWithoutOne) {
   }
 }
 
-// What each step on a list page shows, and the rows that are left; the selected one is marked.
+/// What the operator does on a list page, what he is shown, and the rows that are left.
+struct Step {
+  std::string action; ///< "add", "edit ROW", "remove ROW", "refuse ROW"
+  std::vector<SetupOperator::Values> dialogs;
+  std::vector<std::string> seen;
+  std::string rows;
+};
+
+/// The steps of pages_steps.txt by page.
+std::map<std::string, std::vector<Step>> readSteps() {
+  std::ifstream file(VELTO_SOURCE_DIR "/tests/controls/pages_steps.txt");
+  std::map<std::string, std::vector<Step>> pages;
+  std::vector<Step> *steps = nullptr;
+  for (std::string line; std::getline(file, line);) {
+    const size_t blank = line.find(' ', 2);
+    std::string rest = blank == std::string::npos ? "" : line.substr(blank + 1);
+    if (line.starts_with('['))
+      steps = &pages[line];
+    else if (line.starts_with("  see"))
+      steps->back().seen.push_back(rest);
+    else if (line.starts_with("  rows"))
+      steps->back().rows = rest;
+    else if (line.starts_with("  type"))
+      for (auto &values = steps->back().dialogs.emplace_back(); !rest.empty();) {
+        const std::string field = rest.substr(0, rest.find(" | "));
+        rest.erase(0, field.size() + 3);
+        values.emplace_back(field.substr(0, field.find('=')), field.substr(field.find('=') + 1));
+      }
+    else if (!line.empty() && !line.starts_with('#'))
+      steps->push_back({line, {}, {}, {}});
+  }
+  return pages;
+}
+
 TEST_F(SetupPages, AddEditAndDeleteRows) {
-  using Values = SetupOperator::Values;
-  struct Step {
-    enum { Add, Edit, Remove, RefuseRemove } action;
-    size_t row;
-    std::vector<Values> dialogs;
-    std::vector<std::string> seen;
-    const char *rows;
-  };
-  const struct {
-    int32_t page;
-    std::vector<Step> steps;
-  } cases[] = {
-      {AlarmPage,
-       {{Step::Add,
-         0,
-         {{{"ALID", "5"}, {"Text", "Door"}}, {{"ALID", "3"}, {"Code", "256"}}, {{"ALCD", "7"}}},
-         {"dialog: ALID#=7|Enable=true|Code=0|Text=",
-          "stop Error: ALID #5 has already been registered.",
-          "stop Error: Code takes a number from 0 to 255, not \"256\"."},
-         ">3,Yes,7,Door 5,Yes,5,Hot 6,Yes,6,Cold"},
-        {Step::Edit,
-         1,
-         {{{"Enable", "false"}, {"Text", "Hotter"}}},
-         {"dialog: ALID#=5|Enable=true|Code=5|Text=Hot"},
-         "3,Yes,7,Door >5,,5,Hotter 6,Yes,6,Cold"},
-        {Step::Edit,
-         1,
-         {{{"ALID", "4294967295"}, {"Code", "133"}}},
-         {"dialog: ALID#=5|Enable=false|Code=5|Text=Hotter"},
-         "3,Yes,7,Door 5,,5,Hotter 6,Yes,6,Cold >4294967295,,133,Hotter"},
-        {Step::Edit,
-         2,
-         {{{"ALID", "4294967295"}}},
-         {"dialog: ALID#=6|Enable=true|Code=6|Text=Cold",
-          "stop Error: ALID #4294967295 has already been registered."},
-         "3,Yes,7,Door 5,,5,Hotter >6,Yes,6,Cold 4294967295,,133,Hotter"},
-        {Step::Add,
-         0,
-         {},
-         {"dialog: ALID#=0|Enable=true|Code=0|Text="},
-         "3,Yes,7,Door 5,,5,Hotter >6,Yes,6,Cold 4294967295,,133,Hotter"},
-        {Step::RefuseRemove,
-         3,
-         {},
-         {"question Confirmation (OK, Cancel): Are you sure to delete ALID #4294967295(Hotter)?"},
-         "3,Yes,7,Door 5,,5,Hotter 6,Yes,6,Cold >4294967295,,133,Hotter"},
-        {Step::Remove,
-         3,
-         {},
-         {"question Confirmation (OK, Cancel): Are you sure to delete ALID #4294967295(Hotter)?"},
-         "3,Yes,7,Door 5,,5,Hotter >6,Yes,6,Cold"},
-        {Step::Edit,
-         0,
-         {{{"Text", ""}}},
-         {"dialog: ALID#=3|Enable=true|Code=7|Text=Door"},
-         ">3,Yes,7, 5,,5,Hotter 6,Yes,6,Cold"},
-        {Step::Remove,
-         0,
-         {},
-         {"question Confirmation (OK, Cancel): Are you sure to delete ALID #3?"},
-         ">5,,5,Hotter 6,Yes,6,Cold"}}},
-      {EventPage,
-       {{Step::Edit,
-         0,
-         {{{"CEID", "9"}, {"Description", ""}}},
-         {"dialog: CEID#=7|Enable=true|Description=Done"},
-         "7,Yes,Done,1 8,Yes,Gone, >9,Yes,,"},
-        {Step::Add,
-         0,
-         {{{"CEID", "9"}}},
-         {"dialog: CEID#=10|Enable=true|Description=",
-          "stop Error: CEID #9 has already been registered."},
-         "7,Yes,Done,1 8,Yes,Gone, >9,Yes,,"},
-        {Step::Edit,
-         1,
-         {{{"CEID", "7"}}},
-         {"dialog: CEID#=8|Enable=true|Description=Gone",
-          "stop Error: CEID #7 has already been registered."},
-         "7,Yes,Done,1 >8,Yes,Gone, 9,Yes,,"},
-        {Step::Remove,
-         2,
-         {},
-         {"question Confirmation (OK, Cancel): Are you sure to delete CEID #9?"},
-         "7,Yes,Done,1 >8,Yes,Gone,"},
-        {Step::Remove,
-         0,
-         {},
-         {"question Confirmation (OK, Cancel): Are you sure to delete CEID #7(Done)?"},
-         ">8,Yes,Gone,"},
-        {Step::Remove,
-         0,
-         {},
-         {"question Confirmation (OK, Cancel): Are you sure to delete CEID #8(Gone)?"},
-         ""},
-        {Step::Add, 0, {{}}, {"dialog: CEID#=1|Enable=true|Description="}, ">1,Yes,,"}}},
-      {VariablePage,
-       {{Step::Add,
-         0,
-         {{{"VID", "3"}, {"Type", "ECID"}, {"Node", "Ascii"}, {"Unit", "K"}},
-          {{"VID", "9"}, {"Value", "<a 'x"}},
-          {{"Value", "<a'x'>"}, {"Default", "x"}}},
-         {"dialog: VID#=5|Type=SVID|Node=DWORD|Description=|Minimum=|Maximum=|Default=|Unit=|"
-          "Value=<u4 0>",
-          "stop Error: VID #3 has already been registered.",
-          "stop Error: Value takes the SML of one item, not \"<a 'x\"."},
-         "1,SVID,BYTE,State,, 2,SVID,DWORD,Position,,mm 3,ECID,DWORD,,, 4,DVID,Ascii,,, "
-         ">9,ECID,Ascii,,x,K"},
-        {Step::Edit,
-         2,
-         {{{"VID", "4"}}},
-         {"dialog: VID#=3|Type=ECID|Node=DWORD|Description=|Minimum=10|Maximum=20|Default=|Unit=|"
-          "Value=<u4 15>",
-          "stop Error: VID #4 has already been registered."},
-         "1,SVID,BYTE,State,, 2,SVID,DWORD,Position,,mm >3,ECID,DWORD,,, 4,DVID,Ascii,,, "
-         "9,ECID,Ascii,,x,K"},
-        {Step::Remove,
-         0,
-         {},
-         {"question Confirmation (OK, Cancel): Are you sure to delete VID #1(State)?"},
-         ">2,SVID,DWORD,Position,,mm 3,ECID,DWORD,,, 4,DVID,Ascii,,, 9,ECID,Ascii,,x,K"},
-        {Step::Remove,
-         1,
-         {},
-         {"question Confirmation (OK, Cancel): Are you sure to delete VID #3?"},
-         "2,SVID,DWORD,Position,,mm >4,DVID,Ascii,,, 9,ECID,Ascii,,x,K"}}},
-  };
-  for (const auto &c : cases) {
-    front.onSheet = [&](PropertySheet &sheet) {
+  auto pages = readSteps();
+  for (const auto &[title, page] : {std::pair("[ALID]", AlarmPage), std::pair("[CEID]", EventPage),
+                                    std::pair("[VID]", VariablePage)}) {
+    EXPECT_FALSE(pages[title].empty());
+    front.onSheet = [&, name = title](PropertySheet &sheet) {
       PageList &shown = list(sheet);
-      for (const Step &step : c.steps) {
+      for (const Step &step : pages[name]) {
+        SCOPED_TRACE(name + step.action);
+        const std::string action = step.action.substr(0, step.action.find(' '));
+        const size_t row =
+            action == "add" ? shown.selected : std::stoul(step.action.substr(action.size()));
         front.seen.clear();
         front.dialogs.assign(step.dialogs.begin(), step.dialogs.end());
-        if (step.action != Step::Add)
-          shown.selected = step.row;
-        front.confirms = step.action != Step::RefuseRemove;
-        step.action == Step::Add    ? shown.add()
-        : step.action == Step::Edit ? shown.edit(step.row)
-                                    : shown.remove(step.row);
+        shown.selected = row;
+        front.confirms = action != "refuse";
+        action == "add" ? shown.add() : action == "edit" ? shown.edit(row) : shown.remove(row);
         std::string rows;
         for (size_t i = 0; i < shown.view.rows.size(); ++i) {
           rows += std::string(i == 0 ? "" : " ") + (i == shown.selected ? ">" : "");
@@ -231,7 +145,7 @@ TEST_F(SetupPages, AddEditAndDeleteRows) {
       }
       return false;
     };
-    EXPECT_FALSE(eq().Setup("", c.page)) << "cancelled";
+    EXPECT_FALSE(eq().Setup("", page)) << "cancelled";
   }
   EXPECT_EQ(data().alarms.Count(), 2U) << "a cancelled sheet changes nothing";
   EXPECT_EQ(data().events.Count(), 2U);

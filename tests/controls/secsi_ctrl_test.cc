@@ -271,52 +271,5 @@ TEST_F(SecsIControl, AnUnpluggedDeviceFailsTheQueue) {
   EXPECT_EQ(answer("05", 1), "04");
 }
 
-TEST_F(SecsIControl, TheHostMayDoAnythingInsideEveryEvent) {
-  const struct {
-    const char *name;
-    std::function<void()> act;
-  } actions[] = {
-      {"destroy", [this] { control.reset(); }},
-      {"close", [this] { control->SetConnect(false); }},
-      {"reopen", [this] { control->SetConnect(true); }},
-      {"pump", [this] { pass(1); }},
-      {"send", [this] { control->Send(kPrimary); }},
-  };
-  for (const char *event : {"Received", "Sent", "Problem"}) {
-    for (const auto &action : actions) {
-      SCOPED_TRACE(std::string(event) + ' ' + action.name);
-      renew();
-      int acted = 0;
-      events->onEvent = [&](const std::string &name) {
-        if (name == event && ++acted <= 3)
-          action.act();
-      };
-      control->SetMaster(false); // always answers a request to send
-      open();
-      const auto step = [&](const std::string &hex) {
-        if (isOpen())
-          happens(hex, 1);
-      };
-      step("41");
-      if (isOpen())
-        answer("05", 1);
-      step(blockHex(kReply));
-      if (isOpen()) {
-        control->Send(kPrimary);
-        control->Send(kPrimary);
-        answer("", 1);
-        answer("04", 13);
-      }
-      step("06");
-      if (isOpen()) {
-        line->hangUp();
-        until([&] { return !isOpen(); });
-      }
-      EXPECT_GT(acted, 0);
-      EXPECT_EQ(control == nullptr, action.name == std::string("destroy"));
-    }
-  }
-}
-
 } // namespace
 } // namespace velto

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 #include <map>
+#include <sstream>
 
 namespace velto {
 namespace {
@@ -78,45 +79,17 @@ Settings shown(IniControl &control, Operator &front, const Settings &keys) {
 TEST(TransportControls, KeepTheirSettingsInSheetFileAndBag) {
   const struct {
     const char *control;
-    Settings settings; // in the order of the file
+    const char *settings; // in the order of the file
   } rows[] = {
       {"VeltoSecsI",
-       {{"PortNumber", "4"},
-        {"BaudRate", "19200"},
-        {"T1", "11"},
-        {"T2", "12"},
-        {"T3", "13"},
-        {"T4", "14"},
-        {"Retry", "5"},
-        {"Master", "0"},
-        {"Log", "1"},
-        {"LogVerbose", "1"},
-        {"LogFileName", "./line"},
-        {"DeviceID", "291"},
-        {"LogSize", "77"},
-        {"LogBakCount", "8"},
-        {"MSEC", "1"}}},
+       "PortNumber=4 BaudRate=19200 T1=11 T2=12 T3=13 T4=14 Retry=5 Master=0 Log=1 "
+       "LogVerbose=1 LogFileName=./line DeviceID=291 LogSize=77 LogBakCount=8 MSEC=1"},
       {"VeltoSecsISocket",
-       {{"PortNumber", "4"},
-        {"MyPortNumber", "5001"},
-        {"IPAddress", "10.0.0.7"},
-        {"Server", "1"},
-        {"OneOnOne", "0"},
-        {"T1", "11"},
-        {"T2", "12"},
-        {"T3", "13"},
-        {"T4", "14"},
-        {"Retry", "5"},
-        {"Master", "0"},
-        {"MSEC", "1"},
-        {"DeviceID", "291"},
-        {"Log", "1"},
-        {"LogVerbose", "1"},
-        {"LogFileName", "./line"},
-        {"LogSize", "77"},
-        {"LogBakCount", "8"}}},
-      {"VeltoSocket",
-       {{"PortNumber", "4"}, {"MyPortNumber", "5001"}, {"IPAddress", "10.0.0.7"}, {"Server", "1"}}},
+       "PortNumber=4 MyPortNumber=5001 IPAddress=10.0.0.7 Server=1 OneOnOne=0 T1=11 T2=12 T3=13 "
+       "T4=14 Retry=5 Master=0 MSEC=1 DeviceID=291 Log=1 LogVerbose=1 LogFileName=./line "
+       "LogSize=77 LogBakCount=8"},
+      {"VeltoSocket", "PortNumber=4 MyPortNumber=5001 IPAddress=10.0.0.7 Server=1"},
+      {"VeltoComm", "PortNumber=40 BaudRate=19200 ByteSize=7 Parity=2 StopBit=2"},
   };
   const TemporaryDirectory folder;
   EventLoop loop;
@@ -131,12 +104,14 @@ TEST(TransportControls, KeepTheirSettingsInSheetFileAndBag) {
       return std::unique_ptr<IniControl>(static_cast<IniControl *>(made.release()));
     };
     const auto control = make();
+    Settings settings;
     std::string file = "[Line]\n";
-    for (const auto &[key, value] : row.settings)
-      file += key + "=" + value + "\n";
+    std::istringstream words(row.settings);
+    for (std::string word; words >> word; file += word + "\n")
+      settings.emplace_back(word.substr(0, word.find('=')), word.substr(word.find('=') + 1));
 
     front.answer = [&](PropertySheet &sheet) {
-      for (const auto &[key, value] : row.settings) {
+      for (const auto &[key, value] : settings) {
         Field &field = *sheet.find(key);
         const bool check = field.kind == Field::Kind::Check;
         field.value = !check ? value : value == "1" ? "true" : "false";
@@ -147,18 +122,18 @@ TEST(TransportControls, KeepTheirSettingsInSheetFileAndBag) {
     EXPECT_EQ(systemFiles().read(control->IniFileName()), file);
     const auto loaded = make();
     EXPECT_TRUE(loaded->LoadIniFile());
-    EXPECT_EQ(shown(*loaded, front, row.settings), row.settings);
+    EXPECT_EQ(shown(*loaded, front, settings), settings);
 
     const PropertyBag bag = *PropertyBag::parse(loaded->save().text());
     const auto copy = make();
     copy->load(bag);
-    Settings persisted = row.settings;
+    Settings persisted = settings;
     for (auto &[key, value] : persisted)
       if (key == "OneOnOne")
         value = "1";
-    EXPECT_EQ(shown(*copy, front, row.settings), persisted);
+    EXPECT_EQ(shown(*copy, front, settings), persisted);
     copy->load({});
-    EXPECT_EQ(shown(*copy, front, row.settings), shown(*make(), front, row.settings));
+    EXPECT_EQ(shown(*copy, front, settings), shown(*make(), front, settings));
 
     front.answer = [](PropertySheet &) { return true; };
     control->SetIniFileName(folder / "missing/velto.ini");

@@ -1,4 +1,5 @@
 #include "secs2/support.h"
+#include "support/table.h"
 
 #include <malloc.h>
 
@@ -6,25 +7,8 @@ namespace velto {
 namespace {
 
 TEST(Codec, WritesTheStandardsBytes) {
-  const struct {
-    const char *sml;
-    const char *body;
-  } rows[] = {
-      {"{}", "0100"},
-      {"<u4 1 2>", "b1080000000100000002"},
-      {"<a2 'AB'>", "490400084142"},
-      {"<bool 1>", "250101"},
-      {"<b 255>", "2101ff"},
-      {"<i2 -2>", "6902fffe"},
-      {"<u8 1>", "a1080000000000000001"},
-      {"<f4 1.5>", "91043fc00000"},
-      {"<f8 -1.5>", "8108bff8000000000000"},
-      {"<u2>", "a900"},
-      {"s1f1", ""},
-      {"{<a'ab'> {<u1 1>}}", "0102410261620101a50101"},
-  };
-  for (const auto &row : rows)
-    EXPECT_EQ(bodyHex(row.sml), row.body) << row.sml;
+  for (const TableRow &row : tableOf("secs2/codec.txt", "written"))
+    EXPECT_EQ(bodyHex(row[0]), row[1]) << row[0];
   EXPECT_EQ(fromSml("s1f13w").GetMsg(), "ffff810d000000000000");
 }
 
@@ -76,30 +60,10 @@ TEST(Codec, RefusesWhatIsTooLong) {
 }
 
 TEST(Codec, DecodesWhateverArrives) {
-  const struct {
-    const char *body;
-    bool error; ///< of the root
-    const char *sml;
-  } rows[] = {
-      {"a903000102", false, "<u2 1>"},    // a remainder is dropped
-      {"b1080000000100", true, "<u4 1>"}, // cut to what arrived
-      {"a5ff0102", true, "<u1 1 2>"},     // longer than the input
-      {"42", true, ""},                   // ends inside the length bytes
-      {"4301", true, ""},                 // likewise
-      {"40", false, "<a>"},               // no length byte means length 0
-      {"0103a50101a50102", false, "{\r\n  <u1 1>\r\n  <u1 2>\r\n}"}, // third child without data
-      {"01ffa50101", true, "{\r\n  <u1 1>\r\n}"},                    // more children than bytes
-      {"4900", true, "<a2>"}, // no room for the character set
-      {"490108", true, "<a2>"},
-      {"49020008", false, "<a2>"},
-      {"4904111141ff", false, "<a2 'A\xff'>"},  // any character set is taken for ours
-      {"0101fd0361", false, "{\r\n  <?>\r\n}"}, // unknown format, and too long
-  };
-  for (const auto &row : rows) {
-    CHSecsMessage message = fromBody(row.body);
-    EXPECT_EQ(message.root.decodeError(), row.error) << row.body;
-    const std::string body = *row.sml == '\0' ? "" : std::string(row.sml) + "\r\n";
-    EXPECT_EQ(RenderSml(message), "S1F1W\r\n" + body) << row.body;
+  for (const TableRow &row : tableOf("secs2/codec.txt", "decoded")) {
+    CHSecsMessage message = fromBody(row[0]);
+    EXPECT_EQ(message.root.decodeError(), row[1] == "error") << row[0];
+    EXPECT_EQ(RenderSml(message), "S1F1W\r\n" + (row[2].empty() ? "" : row[2] + "\r\n")) << row[0];
   }
 }
 

@@ -1,4 +1,5 @@
 #include "secs2/support.h"
+#include "support/table.h"
 
 #include <limits>
 
@@ -45,48 +46,11 @@ TEST(Formats, MapCodesTypesAndNames) {
   EXPECT_EQ(formatOf(17), 0);
 }
 
-struct ValueRow {
-  const char *sml;
-  const char *path;
-  const char *decimal;
-  const char *hexadecimal;
-};
-
 TEST(NodeValue, PrintsEveryFormatInBothForms) {
-  const ValueRow rows[] = {
-      {"<u1 1 2 255>", "", "1 2 255", "01 02 ff"},
-      {"{<u1 1 2 255>}", "1[2]", "255", "ff"},
-      {"{<u1 1 2 255>}", "1(0)", "1", "01"},
-      {"<u1 1 2 255>", "[1]", "2", "02"},
-      {"<b 1 255>", "", "1 255", "01 ff"},
-      {"<bool TRUE 0 255>", "", "1 0 -1", "01 00 ffffffff"},
-      {"<i1 -1 5>", "", "-1 5", "ffffffff 05"},
-      {"<i2 -2 5>", "", "-2 5", "fffffffe 0005"},
-      {"<i4 -2 5>", "", "-2 5", "fffffffe 00000005"},
-      {"<i8 -2 5>", "", "-2 5", "fffffffffffffffe 5"},
-      {"<u2 65535>", "", "65535", "ffff"},
-      {"<u4 4294967295 1>", "", "4294967295 1", "ffffffff 00000001"},
-      {"<u8 18446744073709551615 16>", "", "18446744073709551615 16", "ffffffffffffffff 10"},
-      {"<f4 1.5 -0.25>", "", "1.500000 -0.250000", "1.500000 -0.250000"},
-      {"<f8 1.5>", "", "1.500000", "3ff8000000000000"},
-      {"<a 'it' 0x27 's'>", "[0]", "it's", "it's"},
-      {"<j 'x'>", "", "x", "x"},
-      {"<a2 'AB'>", "", "AB", "AB"},
-      {"<u1>", "", "", ""},
-      {"{<u1 1>}", "", "", ""},
-      {"<u1 1 2>", "[2]", "", ""},
-      {"<u1 1 2>", "[x]", "", ""},
-      {"<u1 1 2>", "[-1]", "", ""},
-      {"{<u1 1 2>}", "1]", "", ""},
-      {"{<u1 1 2>}", "2", "", ""},
-      {"{<u1 1 2>}", "1[0](1)", "1", "01"},
-      {"{<u1 1 2>}", "1[1", "1 2", "01 02"},
-      {"{<u1 1 2>}", "1[4294967296]", "", ""},
-  };
-  for (const ValueRow &row : rows) {
-    CHSecsMessage message = fromSml(row.sml);
-    EXPECT_EQ(valueAt(message, row.path, true), row.decimal) << row.sml << " " << row.path;
-    EXPECT_EQ(valueAt(message, row.path, false), row.hexadecimal) << row.sml << " " << row.path;
+  for (const TableRow &row : tableOf("secs2/node_values.txt", "printed")) {
+    CHSecsMessage message = fromSml(row[0]);
+    EXPECT_EQ(valueAt(message, row[1], true), row[2]) << row[0] << " " << row[1];
+    EXPECT_EQ(valueAt(message, row[1], false), row[3]) << row[0] << " " << row[1];
   }
 }
 
@@ -108,37 +72,18 @@ TEST(NodeValue, CountAndTypeComeFromTheNode) {
   }
 }
 
+int typeOfTag(const std::string &tag) {
+  int type = SecsAscii2;
+  while (type > SecsInvalid && tag != TypeName(formatOf(type), TypeNameMode::LowerTag))
+    --type;
+  return type;
+}
+
 TEST(SetNodeValue, StoresWhatTheTypeHolds) {
-  const struct {
-    int type;
-    const char *text;
-    const char *body;
-  } rows[] = {
-      {SecsList, "", "0100"},
-      {SecsByte, "", "a500"},
-      {SecsDWord8, "", "a100"},
-      {SecsByte, "300.7", "a5012c"},
-      {SecsByte, "nonsense", "a50100"},
-      {SecsChar, " -1.9", "6501ff"},
-      {SecsShort, "-2", "6902fffe"},
-      {SecsWord, "65536", "a9020000"},
-      {SecsDWord, "1e10", "b104540be400"},
-      {SecsDWord, "1e300", "b10400000000"},
-      {SecsDWord, "nan", "b10400000000"},
-      {SecsLong8, "-9223372036854775808", "61088000000000000000"},
-      {SecsDWord8, "18446744073709551615", "a108ffffffffffffffff"},
-      {SecsDouble, "1.5", "81083ff8000000000000"},
-      {SecsFloat, "0.1", "91043dcccccd"},
-      {SecsBoolean, "2", "250102"},
-      {SecsBinary, "255", "2101ff"},
-      {SecsAscii, "", "4100"},
-      {SecsAscii, "ab", "41026162"},
-      {SecsAscii2, "AB", "490400084142"},
-  };
-  for (const auto &row : rows) {
+  for (const TableRow &row : tableOf("secs2/node_values.txt", "stored")) {
     CHSecsMessage message;
-    EXPECT_TRUE(message.SetNodeValue(row.type, row.text));
-    EXPECT_EQ(bodyHex(message), row.body) << row.type << " " << row.text;
+    EXPECT_TRUE(message.SetNodeValue(typeOfTag(row[0]), row[1]));
+    EXPECT_EQ(bodyHex(message), row[2]) << row[0] << " " << row[1];
   }
 }
 

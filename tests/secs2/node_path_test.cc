@@ -1,43 +1,20 @@
 #include "secs2/node_path.h"
 #include "secs2/support.h"
+#include "support/table.h"
 
 namespace velto {
 namespace {
 
 TEST(FindNode, WalksPaths) {
   CHSecsMessage message = fromSml("{<u1 1> {<u1 21> <u1 22>} <u1 3>}");
-  const struct {
-    const char *path;
-    const char *body; ///< of the item found; null: none
-  } rows[] = {
-      {"3", "a50103"},
-      {"/3", "a50103"},
-      {"4", nullptr},
-      {"2/2", "a50116"},
-      {"2/3", nullptr},
-      {"1/1", nullptr},
-      {"x", nullptr},
-      {"x/1", nullptr},
-      {"-1", nullptr},
-      {"/", nullptr},
-      {"2/", nullptr},
-      {"3[0]", "a50103"},
-      {"3(7)", "a50103"},
-      {"3/[0]", "a50103"},
-      {"3 rest", "a50103"},
-      {" +3", "a50103"},
-      {"2/0/5", "0102a50115a50116"},
-      {"2/[1]/5", "0102a50115a50116"},
-      {"4294967299", "a50103"},
-  };
-  for (const auto &row : rows) {
-    const CHSecsItem *item = FindNode(message.root, row.path);
-    ASSERT_EQ(item != nullptr, row.body != nullptr) << row.path;
+  for (const TableRow &row : tableOf("secs2/node_paths.txt", "find")) {
+    const CHSecsItem *item = FindNode(message.root, row[0]);
+    ASSERT_EQ(item != nullptr, row[1] != "none") << row[0];
     if (item == nullptr)
       continue;
     Bytes bytes(*EncodedItemSize(*item));
     EncodeItem(*item, bytes.data());
-    EXPECT_EQ(toHex(bytes), row.body) << row.path;
+    EXPECT_EQ(toHex(bytes), row[1]) << row[0];
   }
   for (const char *path : {"", "0", "[0]", "(0)"})
     EXPECT_EQ(FindNode(message.root, path), &message.root) << path;
@@ -50,33 +27,16 @@ TEST(FindNode, FindsNothingInAnEmptyMessage) {
 }
 
 TEST(PutNode, ReplacesAppendsAddsAndFails) {
-  const struct {
-    const char *message;
-    const char *path;
-    const char *item;
-    const char *result;
-    const char *shown;
-  } rows[] = {
-      {"{<u4 1 2>}", "1", "<u4 5>", "0101b10c000000010000000200000005", ""},
-      {"{<u4 1 2> <u1 9>}", "1", "<a 'x'>", "0102410178a50109", ""},
-      {"{<a 'x'>}", "1", "{<u1 1>}", "01010101a50101", ""},
-      {"{{<u1 1> <u1 2>}}", "1/7", "<u1 3>", "01010103a50101a50102a50103", ""},
-      {"{}", "1", "{}", "01010100", ""},
-      {"{{}}", "1", "{<u1 1>}", "01010100", "Cannot create list array."},
-      {"{<u1 1>}", "3/1", "<u1 2>", "0101a50101", "Cannot find parent node."},
-      {"{<u1 1> <u1 2>}", "2/1", "<u1 3>", "0102a50101a50102", ""},
-      {"<u1 1>", "[0]", "<u1 2>", "a5020102", ""},
-      {"s1f1", "1", "<u1 2>", "", "Cannot find parent node."},
-  };
-  for (const auto &row : rows) {
-    CHSecsMessage message = fromSml(row.message);
+  for (const TableRow &row : tableOf("secs2/node_paths.txt", "put")) {
+    SCOPED_TRACE(row[0] + " " + row[1] + " " + row[2]);
+    CHSecsMessage message = fromSml(row[0]);
     std::string shown;
     message.messageBox = [&shown](const std::string &text) { shown += text; };
     message.setShowMessageBoxes(true);
-    message.node = row.path;
-    EXPECT_TRUE(message.SetFromSml(row.item)) << "true whatever the put does";
-    EXPECT_EQ(bodyHex(message), row.result) << row.message << " " << row.path << " " << row.item;
-    EXPECT_EQ(shown, row.shown) << row.message << " " << row.path << " " << row.item;
+    message.node = row[1];
+    EXPECT_TRUE(message.SetFromSml(row[2])) << "true whatever the put does";
+    EXPECT_EQ(bodyHex(message), row[3]);
+    EXPECT_EQ(shown, row[4]);
   }
 }
 

@@ -1,6 +1,7 @@
 #include "secs2/sml_parser.h"
 #include "secs2/sml_tree.h"
 #include "secs2/support.h"
+#include "support/table.h"
 
 #include <random>
 
@@ -8,112 +9,17 @@ namespace velto {
 namespace {
 
 TEST(SmlParser, BuildsWhatTheTextSays) {
-  const struct {
-    const char *sml;
-    const char *hex; ///< null: refused
-  } rows[] = {
-      {"s1f13w{<a'abc'> <u4 1 2>}", "ffff810d0000000000000102"
-                                    "4103616263"
-                                    "b1080000000100000002"},
-      {"S1F1W", "ffff8101000000000000"},
-      {"{}", "ffff00000000000000000100"},
-      {" \t\r\n ", "ffff0000000000000000"},
-      {"SelectReq", "ffff0000000100000000"},
-      {"separatereq", "ffff0000000900000000"},
-      {"REJECTREQ", "ffff0000000700000000"},
-      {"SelectRsp", "ffff0000000200000000"},
-      {"DeselectReq", "ffff0000000300000000"},
-      {"DeselectRsp", "ffff0000000400000000"},
-      {"LinktestReq", "ffff0000000500000000"},
-      {"LinktestRsp", "ffff0000000600000000"},
-      {"s129f257w", "ffff8101000000000000"},
-      {"s18446744073709551617f1", "ffff0101000000000000"},
-      {"s1f1w .", nullptr},
-      {"s1f1w <u1 1> <u1 2>", nullptr},
-      {"SelectReq <u1 1>", nullptr},
-      {"s1f1 s1f1", nullptr},
-      {"s1 f1", nullptr},
-      {"name: s1f1", nullptr},
-      {"{", nullptr},
-      {"}", nullptr},
-      {"<a 'x", nullptr},
-      {"/* open", nullptr},
-  };
-  for (const auto &row : rows) {
-    CHSecsMessage message;
-    ASSERT_EQ(message.SetFromSml(row.sml), row.hex != nullptr) << row.sml;
-    if (row.hex != nullptr) {
-      EXPECT_EQ(message.GetMsg(), row.hex) << row.sml;
-    } else {
-      EXPECT_EQ(message.header.idWord, 0) << "a refused text leaves the message reset";
+  for (const char *table : {"messages", "items"})
+    for (const TableRow &row : tableOf("secs2/sml.txt", table)) {
+      CHSecsMessage message;
+      const bool items = table == std::string_view("items");
+      ASSERT_EQ(message.SetFromSml(row[0]), row[1] != "refused") << row[0];
+      if (row[1] == "refused") {
+        EXPECT_EQ(message.header.idWord, 0) << "a refused text leaves the message reset";
+      } else {
+        EXPECT_EQ(items ? bodyHex(message) : message.GetMsg(), row[1]) << row[0];
+      }
     }
-  }
-}
-
-TEST(SmlParser, BuildsItems) {
-  const struct {
-    const char *sml;
-    const char *body; ///< null: refused
-  } rows[] = {
-      {"<u1 1.5>", nullptr},
-      {"<f8 1 2.5>", "81103ff00000000000004004000000000000"},
-      {"<f8 .5 -1.5e3 1.5E+1>", "81183fe0000000000000c097700000000000402e000000000000"},
-      {"<f8 1.23456789>", "81083ff3c0ca600b0293"}, // six decimals: 1.234568
-      {"<f4 1e5>", nullptr},
-      {"<f4 1.>", nullptr},
-      {"<b 'x'>", nullptr},
-      {"<b 0x1f 2>", "21021f02"},
-      {"<a 1 2>", "41020102"},
-      {"<a 0x41 'B'>", "41024142"},
-      {"<a 'A' -1 0 256 0x4142 0x10041>", "410541ff014142"},
-      {"<A\t'x'>", "410178"},
-      {"<j 'x'>", "450178"},
-      {"<a2 'x'>", "490300"
-                   "0878"},
-      {"<a -256 0x4100 0x8000000000000041>", "41024141"},
-      {"<a'12:30'>", "410531323a3330"},
-      {"<i16 5>", "65020605"},
-      {"{true}", "0100"},
-      {"{2.5}", nullptr},
-      {"<f4 -.5>", "9104bf000000"},
-      {"<f4 1.5e+>", nullptr},
-      {"<u1 0x>", nullptr},
-      {"{}/*/", nullptr},
-      {"<a21>", "490300"
-                "0801"},
-      {"<a ''>", "4100"},
-      {"<a 'two\nlines'>", "410974776f0a6c696e6573"},
-      {"<u1 256>", "a50100"},
-      {"<i1 200>", "6501c8"},
-      {"<u4 -1>", "b10400000000"},
-      {"<u4 0xFFFFFFFF>", "b104ffffffff"},
-      {"<u8 -1 18446744073709551617>", "a110ffffffffffffffff0000000000000001"},
-      {"<i8 -1>", "6108ffffffffffffffff"},
-      {"<i4 9007199254740993>", "710400000000"}, // passes through a double
-      {"<BOOLEAN TRUE>", nullptr},
-      {"<bool TRUE FALSE 3>", "2503010003"},
-      {"<Bool true>", "250101"},
-      {"<u3 1>", nullptr},
-      {"<u1 +1>", nullptr},
-      {"<u1 - 1>", nullptr},
-      {"<u1 0X1>", nullptr},
-      {"<u1 1}", "a50101"},
-      {"<L [2] <u1 1> <u1 2>>", "0102a50101a50102"},
-      {"<  l<u1 1>}", "0101a50101"},
-      {"{2 <u1 1> <u1 2>}", "0102a50101a50102"},
-      {"{2 3 <u1 1>}", nullptr},
-      {"{<u1 1> 2}", nullptr},
-      {"{ // one\n * two\n /* three\n four */ <u1[1] 1>}", "0101a50101"},
-      {"{<u1 1>} * trailing", "0101a50101"},
-      {"{<u1 1> [2\n]}", nullptr},
-  };
-  for (const auto &row : rows) {
-    CHSecsMessage message;
-    ASSERT_EQ(message.SetFromSml(row.sml), row.body != nullptr) << row.sml;
-    if (row.body != nullptr) {
-      EXPECT_EQ(bodyHex(message), row.body) << row.sml;
-    }
-  }
 }
 
 TEST(SmlParser, TakesHighBytesInTexts) {
@@ -143,26 +49,13 @@ TEST(SmlParser, LimitsDepthAndTextSize) {
 }
 
 TEST(SmlParser, TellsWhereItStopped) {
-  const struct {
-    const char *sml;
-    int line;
-    const char *token;
-  } rows[] = {
-      {"{\n<u1 1>\n<b 'x'>\n}", 3, "'x'"},
-      {"s1f1w <u1 1> <u1", 1, "<u1"},
-      {"{\n", 2, "."},
-      {"<u1 1.5>", 1, "1.5"},
-      {"s1f1 .", 1, "."},
-      {"<BOOLEAN 1>", 1, "E"},
-      {"label: {}", 1, "label:"},
-  };
-  for (const auto &row : rows) {
+  for (const TableRow &row : tableOf("secs2/sml.txt", "stops")) {
     CHSecsMessage message;
     SmlError error;
-    EXPECT_FALSE(message.SetFromSml(row.sml, &error));
-    EXPECT_EQ(error.line, row.line) << row.sml;
-    EXPECT_EQ(error.token, row.token) << row.sml;
-    EXPECT_EQ(error.reason, "parse error") << row.sml;
+    EXPECT_FALSE(message.SetFromSml(row[0], &error));
+    EXPECT_EQ(error.line, row.number(1)) << row[0];
+    EXPECT_EQ(error.token, row[2]) << row[0];
+    EXPECT_EQ(error.reason, "parse error") << row[0];
   }
 }
 
@@ -226,48 +119,8 @@ class Names : public SmlContext {
 
 TEST(SmlPrinter, WritesOneLinePerItem) {
   const Names names;
-  const struct {
-    const char *sml;
-    const SmlContext *context;
-    const char *text;
-  } rows[] = {
-      {"s1f1w", nullptr, "S1F1W\r\n"},
-      {"SelectReq", nullptr, "SelectReq\r\n"},
-      {"s6f12<b 0>", nullptr, "S6F12\r\n<b 0x00>\r\n"},
-      {"{{}}", nullptr, "S0F0\r\n{\r\n  {\r\n  }\r\n}\r\n"},
-      {"<a 'AB' 10 'C'>", nullptr, "S0F0\r\n<a 'AB' 0x0a 'C'>\r\n"},
-      {"<a 39>", nullptr, "S0F0\r\n<a 0x27>\r\n"},
-      {"<a>", nullptr, "S0F0\r\n<a>\r\n"},
-      {"<j 'x' 1 2>", nullptr, "S0F0\r\n<j 'x' 0x01 0x02>\r\n"},
-      {"<a2 'x'>", nullptr, "S0F0\r\n<a2 'x'>\r\n"},
-      {"<bool 1 0 7>", nullptr, "S0F0\r\n<bool true false true>\r\n"},
-      {"<i1 -1>", nullptr, "S0F0\r\n<i1 -1>\r\n"},
-      {"<i2 -2 3>", nullptr, "S0F0\r\n<i2 -2 3>\r\n"},
-      {"<i8 -9223372036854775808>", nullptr, "S0F0\r\n<i8 -9223372036854775808>\r\n"},
-      {"<u8 18446744073709551615>", nullptr, "S0F0\r\n<u8 18446744073709551615>\r\n"},
-      {"<f4 1.5>", nullptr, "S0F0\r\n<f4 1.500000>\r\n"},
-      {"<f8 -0.0000004>", nullptr, "S0F0\r\n<f8 -0.000000>\r\n"},
-      {"s1f13w{<a'ABC'><a'1.0'>}", nullptr,
-       "S1F13W\r\n{\r\n  <a 'ABC'>         * MDLN\r\n  <a '1.0'>         * SOFTREV\r\n}\r\n"},
-      {"s1f13w{<a'A name of nineteen and more'>{<u1 1>}}", nullptr,
-       "S1F13W\r\n{\r\n  <a 'A name of nineteen and more'> * MDLN\r\n"
-       "  {\r\n    <u1 1>\r\n  }                 * SOFTREV\r\n}\r\n"},
-      {"s5f1w{<b 1><u4 5><a'x'>}", nullptr,
-       "S5F1W\r\n{\r\n  <b 0x01>          * ALCD\r\n  <u4 5>            * ALID\r\n"
-       "  <a 'x'>           * ALTX\r\n}\r\n"},
-      {"s1f3w{<u4 5><u4 6>}", nullptr,
-       "S1F3W\r\n{\r\n  <u4 5>            * SVID\r\n  <u4 6>            * SVID\r\n}\r\n"},
-      {"s1f3w{<u4 5><u4 6>}", &names,
-       "S1F3W\r\n{\r\n  <u4 5>            * Clock  x\r\n  <u4 6>            * SVID\r\n}\r\n"},
-      {"s6f11w{<u4 1><u4 7>{}}", &names,
-       "S6F11W\r\n{\r\n  <u4 1>\r\n  <u4 7>            * Started\r\n  {\r\n  }\r\n}\r\n"},
-      {"s1f3w{{}<u4>}", &names,
-       "S1F3W\r\n{\r\n  {\r\n  }                 * SVID\r\n  <u4>              * SVID\r\n}\r\n"},
-      {"s6f11w{<u4 1><u4 8>{}}", &names,
-       "S6F11W\r\n{\r\n  <u4 1>\r\n  <u4 8>            * CEID\r\n  {\r\n  }\r\n}\r\n"},
-  };
-  for (const auto &row : rows)
-    EXPECT_EQ(RenderSml(fromSml(row.sml), row.context), row.text) << row.sml;
+  for (const TableRow &row : tableOf("secs2/sml.txt", "printed"))
+    EXPECT_EQ(RenderSml(fromSml(row[0]), row[1] == "names" ? &names : nullptr), row[2]) << row[0];
 }
 
 TEST(SmlPrinter, NeverReadsBeyondTheBytes) {

@@ -2,64 +2,18 @@
 
 #include "secs2/structure.h"
 #include "secs2/support.h"
+#include "support/table.h"
 
 namespace velto {
 namespace {
 
 TEST(ItemRule, MatchesWhatItNames) {
-  const struct {
-    const char *spec;
-    std::vector<const char *> right;
-    std::vector<const char *> wrong;
-  } rows[] = {
-      {"", {"<a>", "<a 'any'>"}, {"<b 1>", "<j 'x'>", "{}"}},
-      {"whatever", {"<a 'x'>"}, {"<u1 1>"}},
-      {"=6", {"<a '123456'>"}, {"<a '12345'>", "<a '1234567'>", "<b 1 2 3 4 5 6>"}},
-      {"=0", {"<a>"}, {"<a 'x'>"}},
-      {"<41",
-       {"<a>", "<a '0123456789012345678901234567890123456789'>"},
-       {"<a '01234567890123456789012345678901234567890'>"}},
-      {"b|a", {"<b 1>", "<a 'x'>"}, {"<u1 1>", "<j 'x'>"}},
-      {"u1|b", {"<u1 1>", "<b 1>"}, {"<u2 1>"}},
-      {"i1|u1", {"<i1 1>", "<u1 1 2>"}, {"<i2 1>", "<b 1>"}},
-      {"i2|u2", {"<i2 1>", "<u2 1>"}, {"<i1 1>"}},
-      {"i1|u1|a", {"<i1 1>", "<u1 1>", "<a>"}, {"<b 1>"}},
-      {"u*", {"<u1 1>", "<u2 1>", "<u4 1>", "<u8 1>"}, {"<i1 1>", "<b 1>"}},
-      {"i*|u*", {"<i8 1>", "<u4>"}, {"<f4 1>", "<a '1'>"}},
-      {"u*|a", {"<u8 1>", "<a>"}, {"<i1 1>"}},
-      {"i*|u*|a", {"<i2 1>", "<u1 1>", "<a>"}, {"<b 1>", "<bool 1>"}},
-      {"i*|u*|a|b", {"<b 1>", "<a>"}, {"<bool 1>"}},
-      {"i*|u*|a|b|a2", {"<a2 'x'>", "<b>"}, {"<j 'x'>"}},
-      {"i*|u*|a|b|bool|jis", {"<j 'x'>", "<bool 1>"}, {"<f4 1>", "<a2 'x'>"}},
-      {"i*|u*|a|bool|f*", {"<f8 1>", "<bool 1>"}, {"<b 1>", "<j 'x'>"}},
-      {"i*|u*|a|b|bool|f*|jis", {"<f4 1>", "<b 1>", "<j 'x'>"}, {"<a2 'x'>", "{}"}},
-      {"@ABS", {"<b>", "<b 1 2>"}, {"<a>"}},
-      {"@MHEAD", {"<b 0 1 2 3 4 5 6 7 8 9>"}, {"<b 1>", "<b 0 1 2 3 4 5 6 7 8 9 10>"}},
-      {"@SHEAD", {"<b 0 1 2 3 4 5 6 7 8 9>"}, {"<a '0123456789'>"}},
-      {"@CEID", {"<u4 1>", "<a 'x'>", "<i1 1>"}, {"<b 1>"}},
-      {"@MDLN", {"<a>", "<a '123456'>"}, {"<a '1234567'>"}},
-      {"@PPID", {"<a 'recipe'>", "<b 1>"}, {"<u1 1>"}},
-      {"@ACK", {"<b 0>"}, {"<b>", "<b 0 0>", "<u1 0>"}},
-      {"@PTN", {"<b 1>", "<u1 1>"}, {"<u1 1 2>", "<u2 1>"}},
-      {"@NAK", {"<b 1>"}, {"<b 0>", "<b 1 1>"}},
-      {"@ITEM", {"{}", "<a2>", "<f4>"}, {}},
-      {"@NONE", {"{}", "<a>"}, {"{<a>}", "<u1 1>"}},
-      {"i1|u1#1", {"<u1 1>"}, {"<u1>", "<u1 1 2>", "<u2 1>"}},
-      {"@TIME",
-       {"<a '240229235959'>", "<a '810101000000'>", "<a '000229000000'>", "<a '2024022923595999'>"},
-       {"<a '230229000000'>", "<a '241301000000'>", "<a '240100000000'>", "<a '240431000000'>",
-        "<a '240101240000'>", "<a '240101006000'>", "<a '240101000060'>", "<a '2401010000'>",
-        "<a '24010100000x'>", "<a '2023022900000000'>", "<a '1900022900000000'>", "<a>"}},
-      {"@TIMESTAMP", {"<a '2024022923595900'>"}, {"<a '240229235959'>", "<a '2024022923595'>"}},
-  };
-  for (const auto &row : rows) {
-    const ItemRule spec = ItemRule::parse(row.spec);
-    EXPECT_EQ(ItemRule::parse(spec.text()), spec) << row.spec;
-    for (const char *sml : row.right)
-      EXPECT_TRUE(spec.matches(fromSml(sml).root)) << row.spec << " " << sml;
-    for (const char *sml : row.wrong)
-      EXPECT_FALSE(spec.matches(fromSml(sml).root)) << row.spec << " " << sml;
-    EXPECT_FALSE(spec.matches(CHSecsItem())) << row.spec;
+  for (const TableRow &row : tableOf("secs2/verifier.txt", "item rules")) {
+    const ItemRule spec = ItemRule::parse(row[0]);
+    EXPECT_EQ(ItemRule::parse(spec.text()), spec) << row[0];
+    for (size_t i = 2; i < row.cells.size(); ++i)
+      EXPECT_EQ(spec.matches(fromSml(row[i]).root), row[1] == "yes") << row[0] << " " << row[i];
+    EXPECT_FALSE(spec.matches(CHSecsItem())) << row[0];
   }
   EXPECT_TRUE(ItemRule::parse("@PPID").matches(fromSml("<a '" + std::string(80, 'x') + "'>").root));
   EXPECT_FALSE(
@@ -75,52 +29,14 @@ TEST(ItemRule, PrintsWhateverItParsed) {
 }
 
 TEST(Structure, MatchesBodies) {
-  const struct {
-    const char *structure;
-    const char *body; ///< empty: no body
-    bool matches;
-    const char *path; ///< compared last
-  } rows[] = {
-      {"", "", true, ""},
-      {"", "{<u1 1>}", true, ""},
-      {"-", "", true, ""},
-      {"-", "{}", false, ""},
-      {"!", "", false, ""},
-      {"{}", "{<u1 1> <a>}", true, ""},
-      {"{}", "<a>", false, ""},
-      {"{}", "", false, ""},
-      {"{0}", "{}", true, ""},
-      {"{0}", "{<a>}", false, ""},
-      {"{<a> <u1>}", "{<a> <u1 1> <f4 1>}", true, "2"},
-      {"{<a> <u1>}", "{<a>}", false, "2"},
-      {"{<a> <u1>}", "{<u1 1>}", false, "1"},
-      {"{<a> {<a> <b>}}", "{<a> {<a>}}", false, "2/2"},
-      {"{<a> <u1>}", "{<a> <u2 1>}", false, "2"},
-      {"{2 <a>}", "{<a> <u2 1>}", true, "1"},
-      {"{2 <a>}", "{<a>}", false, ""},
-      {"{<a'u*'>...}", "{}", true, ""},
-      {"{<a'u*'>...}", "{<u1 1> <u4 1>}", true, "2"},
-      {"{<a'u*'>...}", "{<u1 1> <i4 1> <u1 1>}", false, "2"},
-      {"{<b> {<a> <u1>...}...}", "{<b> {<a> <u1> <u1>} {<a>}}", true, "3/1"},
-      {"{<b> {<a> <u1>...}...}", "{<b> {<a> <u1> <u2>}}", false, "2/3"},
-      {"<b 0>", "<b 7>", true, ""},
-      {"<b 0>", "<b 7 7>", false, ""},
-      {"<b>", "<b>", true, ""},
-      {"{0} or {2 <b> <b>}", "{<b> <b>}", true, "2"},
-      {"{0} or {2 <b> <b>}", "{<b>}", false, ""},
-      {"<f4 0 0> or <j>", "<f4 1 2>", true, ""},
-      {"{<a> ({0} or {<b> <b>})...}", "{<a> {} {<b> <b>}}", true, "3/2"},
-      {"{<a> ({0} or {<b> <b>})...}", "{<a> {<b> <b>} {<b>}}", false, "3/2"},
-      {"{({<a> (<b> or <u1>)} or <a>) <j>}", "{{<a> <u1>} <j>}", true, "2"},
-  };
-  for (const auto &row : rows) {
-    const auto structure = Structure::parse(row.structure);
-    ASSERT_TRUE(structure) << row.structure;
-    EXPECT_EQ(structure->text(), row.structure);
-    const CHSecsMessage message = *row.body == '\0' ? CHSecsMessage() : fromSml(row.body);
+  for (const TableRow &row : tableOf("secs2/verifier.txt", "structures")) {
+    const auto structure = Structure::parse(row[0]);
+    ASSERT_TRUE(structure) << row[0];
+    EXPECT_EQ(structure->text(), row[0]);
+    const CHSecsMessage message = row[1].empty() ? CHSecsMessage() : fromSml(row[1]);
     std::string path = "old";
-    EXPECT_EQ(structure->matches(message.root, path), row.matches) << row.structure << row.body;
-    EXPECT_EQ(path, row.path) << row.structure << row.body;
+    EXPECT_EQ(structure->matches(message.root, path), row[2] == "yes") << row[0] << row[1];
+    EXPECT_EQ(path, row[3]) << row[0] << row[1];
   }
   for (const char *text :
        {"{", "<a", "{} {}", "x", "{...}", "{2 <a>...}", "<a> or", "<a> . .", "{<a>..}", "{-1 <a>}",
@@ -175,27 +91,10 @@ TEST(ReplyText, TextsArriveByteForByte) {
 }
 
 TEST(Verifier, MatchesTemplates) {
-  const struct {
-    const char *body;
-    const char *text;
-    bool matches;
-  } rows[] = {
-      {"{<a '123456'> <a '1.0'>}", "{\t<a'@MDLN'>\t<a'@SOFTREV'>}", true},
-      {"{<a '1234567'> <a '1.0'>}", "{\t<a'@MDLN'>\t<a'@SOFTREV'>}", false},
-      {"{<a 'x'>}", "{}", true},
-      {"<a 'x'>", "{}", false},
-      {"{<u1 1 2> <a> <a>}", "{<u1 7 8> <a>}", true},
-      {"{<u1 1 2>}", "{<u1 7>}", false},
-      {"{<u1 1>}", "{1 <u1> ", false}, // does not parse
-      {"<b 1>", "s1f1", false},
-      {"{}", "<a'@ITEM'>", false}, // of the notation of the table alone
-      {"<a 'x'>", "<a'@NAK'>", true},
-      {"<a 'x'>", "<a'u*#1'>", true},
-  };
-  for (const auto &row : rows) {
+  for (const TableRow &row : tableOf("secs2/verifier.txt", "templates")) {
     CHSecsVerifier slot;
-    slot.message = fromSml(row.body);
-    EXPECT_EQ(slot.MatchTemplate(row.text), row.matches) << row.body << " " << row.text;
+    slot.message = fromSml(row[0]);
+    EXPECT_EQ(slot.MatchTemplate(row[1]), row[2] == "yes") << row[0] << " " << row[1];
   }
 }
 

@@ -174,36 +174,6 @@ TEST_F(HsmsEngineTest, OwnerDecidesOnTheSelectStatus) {
   EXPECT_EQ("state 02", owner.take().back()); // no tick has told state 1
 }
 
-TEST_F(HsmsEngineTest, TheEndOfAConnectionMayBeAnsweredWithAnything) {
-  for (const std::string end : {"closes", "separates"})
-    for (const std::string action : {"destroy", "close", "reopen", "pump"}) {
-      SCOPED_TRACE(end + " " + action);
-      openActive();
-      owner.take();
-      owner.onReport = [&](const std::string &line) {
-        if (line != "disconnected")
-          return;
-        if (action == "destroy")
-          engine.reset();
-        else if (action == "close")
-          engine->Close();
-        else if (action == "reopen")
-          EXPECT_TRUE(engine->Open());
-        else
-          engine->Poll();
-      };
-      if (end == "closes")
-        remote->close();
-      else
-        remote->send(frame(kSeparateReq));
-      net->settle();
-      owner.onReport = nullptr;
-      const Lines lines = owner.take();
-      EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "disconnected"));
-      EXPECT_EQ(action == "reopen", engine && engine->IsOpen());
-    }
-}
-
 TEST_F(HsmsEngineTest, EachPeerIsSelectedForItself) {
   openSelected();
   const auto first = std::move(remote);

@@ -35,10 +35,7 @@ size_t CHHsms::PeerCount() const { return root_ ? root_->PeerCount() : 0; }
 
 bool CHHsms::Open() {
   const auto held = hold();
-  if (!prepareOpen())
-    return false;
-  const auto root = root_.shared();
-  return root->Open();
+  return prepareOpen() && root_->Open();
 }
 
 bool CHHsms::StartOpen(std::function<void(bool connected)> done) {
@@ -223,8 +220,7 @@ void CHHsms::Poll() {
   if (!root_)
     return;
   t6Reported_ = false;
-  const auto root = root_.shared();
-  root->Poll();
+  root_->Poll();
   updateState();
 }
 

@@ -57,9 +57,10 @@ void CHHsmsConnection::acceptFailed(int error) {
 }
 
 void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
-  peers_.push_back(CreatePeer());
+  const auto held = CreatePeer();
+  peers_.push_back(held);
   ++peerGeneration_;
-  CHHsmsConnection &peer = *peers_.back();
+  CHHsmsConnection &peer = *held;
   peer.listener_ = this;
   peer.ticker_.follow(&ticker_);
   peer.socket_ = std::move(accepted.socket);

@@ -1,11 +1,11 @@
 #include "apps/velto/container/container.h"
 
-#include "apps/velto/container/line_reader.h"
+#include "apps/velto/console/line_reader.h"
 
 namespace velto {
 
 int Container::runFiles(const std::vector<std::string> &paths) {
-  interpreter_.setOnError(container::Interpreter::OnError::End);
+  interpreter_.setOnError(script::Interpreter::OnError::End);
   for (const std::string &path : paths)
     if (!interpreter_.runFile(path) || interpreter_.ended())
       break;
@@ -13,10 +13,10 @@ int Container::runFiles(const std::vector<std::string> &paths) {
 }
 
 int Container::runInteractive(int fd) {
-  interpreter_.setOnError(container::Interpreter::OnError::GoOn);
-  container::LineReader input(loop_, fd);
+  interpreter_.setOnError(script::Interpreter::OnError::GoOn);
+  LineReader input(loop_, fd);
   const auto ended = [this] { return interpreter_.ended(); };
-  container::Location where{"-", 0};
+  script::Location where{"-", 0};
   while (const auto line = input.next(ended)) {
     ++where.line;
     interpreter_.runLine(*line, where);

@@ -12,7 +12,7 @@ namespace {
 constexpr int kLineWidth = 60;
 constexpr int kButtonRows = 2;
 
-// Where a text is broken: at a line end, else in front of the last word that does not fit.
+// Breaks a text into lines: at its line ends, and in front of a word that no longer fits.
 std::vector<std::string_view> wrapped(std::string_view text, int columns) {
   std::vector<std::string_view> lines;
   while (!text.empty()) {

@@ -20,8 +20,8 @@ public:
 private:
   const MessageBox &box_;
   ButtonRow buttons_;
-  int top_ = 0;   ///< first line in sight
-  int below_ = 0; ///< lines that are out of sight below the first ones
+  int top_ = 0;   ///< first line shown
+  int below_ = 0; ///< how many lines do not fit into the box
 };
 
 } // namespace velto

@@ -32,7 +32,8 @@ bool ChoiceList::press(const Key &key, Field &field) {
   return true;
 }
 
-// Letters go on with the ones before as long as a choice begins so.
+// A letter is added to those typed before while a choice begins with all of them; otherwise the
+// search starts anew with it.
 void ChoiceList::search(const std::string &character) {
   for (const std::string &wanted : {typed_ + character, character}) {
     for (size_t i = 0; i < list_.view.rows.size(); ++i) {

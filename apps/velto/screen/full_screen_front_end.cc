@@ -21,7 +21,8 @@ bool FullScreenFrontEnd::showSheet(PropertySheet &sheet) {
   return sheetAccepted_ = run(window);
 }
 
-// The first window brings the display, and takes it along.
+// The first window takes over the terminal, and gives it back when it closes. Windows on top of it
+// share it.
 bool FullScreenFrontEnd::run(Window &window) {
   if (display_) {
     work(window);
@@ -57,7 +58,7 @@ bool FullScreenFrontEnd::isEnding() const {
   return quit_ || display_->terminal.stopSignal() != 0 || (ended_ && ended_());
 }
 
-// Nobody presses what he cannot see.
+// On a screen that is too small the windows are not visible: only Esc and Ctrl-C work there.
 void FullScreenFrontEnd::press(Window &window, const Key &key) {
   if (key.isControl('C'))
     quit_ = true;

@@ -19,14 +19,14 @@ namespace velto {
 /// has its usual effect. Ctrl-C cancels everything.
 class FullScreenFrontEnd final : public FrontEnd {
 public:
-  /// `ended`: what is shown shall be cancelled.
+  /// `ended` is asked in every turn of the loop; once it is true, what is shown is cancelled.
   explicit FullScreenFrontEnd(EventLoop &loop, std::function<bool()> ended = nullptr)
       : loop_(loop), ended_(std::move(ended)) {}
 
   void messageBox(const std::string &text) override { showBox({text}); }
   bool showBox(const MessageBox &box) override;
   bool showSheet(PropertySheet &sheet) override;
-  /// How the sheet that was shown last ended: with OK, or with Ctrl-C.
+  /// Whether the sheet that was shown last was closed with OK, and whether with Ctrl-C.
   bool sheetAccepted() const { return sheetAccepted_; }
   bool hasQuit() const { return quit_; }
 
@@ -37,8 +37,8 @@ private:
     HeldOutput err;
     Terminal terminal;
     std::vector<Window *> windows;
-    Screen screen;        ///< drawn last
-    bool outdated = true; ///< and no longer right
+    Screen screen;        ///< what was drawn last
+    bool outdated = true; ///< a window has changed since `screen` was drawn
   };
 
   bool run(Window &window);

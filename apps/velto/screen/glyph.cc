@@ -27,7 +27,7 @@ bool isWithin(char32_t code, const auto &ranges) {
 }
 
 struct Lead {
-  size_t bytes; ///< of the character in UTF-8; 0: none begins so
+  size_t bytes; ///< length of the character in UTF-8; 0 when none begins with this byte
   char32_t bits;
 };
 

@@ -5,8 +5,8 @@
 
 namespace velto {
 
-/// A character as it is drawn. Texts are bytes: those that are UTF-8 are drawn as that, a byte that
-/// is not as the character of its number (ISO 8859-1).
+/// A character as it is drawn. Bytes that form a character in UTF-8 are drawn as that character,
+/// any other byte as the character with its number (ISO 8859-1).
 struct Glyph {
   char32_t code = U' ';
   int cells = 1; ///< 0 to 2
@@ -18,11 +18,11 @@ struct Glyph {
 Glyph firstGlyph(std::string_view text);
 /// Where the last character of a text begins.
 size_t lastGlyph(std::string_view text);
-/// The text may be the beginning of a character in UTF-8.
+/// Whether the text may be the beginning of a character in UTF-8.
 bool isCutShort(std::string_view text);
 /// How many cells a text takes.
 int cellCount(std::string_view text);
-/// The front of a text that fits into so many cells, in bytes.
+/// How many bytes from the beginning of a text fit into so many cells.
 size_t bytesWithin(std::string_view text, int cells);
 
 } // namespace velto

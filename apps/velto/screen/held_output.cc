@@ -7,7 +7,8 @@ namespace velto {
 
 namespace {
 
-constexpr size_t kMost = 256 * 1024; // bytes held; half of them stay when there are more
+constexpr size_t kMost =
+    256 * 1024; // bytes that are held; when there are more, only the last half is kept
 
 } // namespace
 

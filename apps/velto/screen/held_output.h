@@ -14,10 +14,10 @@ public:
   HeldOutput &operator=(const HeldOutput &) = delete;
 
 private:
-  /// Keeps the last lines alone when there are too many.
+  /// Holds the text. When it grows too long, only its last lines are kept.
   class Buffer final : public std::stringbuf {
   public:
-    size_t dropped = 0; ///< bytes
+    size_t dropped = 0; ///< bytes that were not kept
 
   private:
     int sync() override;

@@ -104,13 +104,15 @@ std::optional<Key> KeyDecoder::takeEscape(bool complete) {
   if (bytes_[1] != '[' && bytes_[1] != 'O')
     return cut(1 + firstGlyph(std::string_view(bytes_).substr(1)).bytes, Code::Other);
   const size_t limit = std::min(bytes_.size(), kLongestSequence);
-  size_t end = bytes_.compare(1, 2, "[[") == 0 ? 3 : 2; // so begin function keys of the console
+  size_t end = bytes_.compare(1, 2, "[[") == 0
+                   ? 3
+                   : 2; // function keys of the Linux console begin with "Esc [["
   while (end < limit && bytes_[end] >= 0x20 && bytes_[end] <= 0x3f)
     ++end;
   if (end == bytes_.size())
     return complete ? std::optional(cut(end, Code::Other)) : std::nullopt;
   const bool ended = bytes_[end] >= 0x40 && bytes_[end] <= 0x7e;
-  if (!ended) // something else begins
+  if (!ended) // the byte at `end` is not part of the sequence
     return cut(end, Code::Other);
   const std::string_view parameters = std::string_view(bytes_).substr(2, end - 2);
   const Code code =

@@ -29,7 +29,7 @@ struct Key {
     BackTab,
     Enter,
     Escape,
-    Other, ///< one that means nothing here
+    Other, ///< any other key, which has no effect
   };
   Code code = Code::Other;
   std::string text = {};
@@ -45,16 +45,17 @@ struct Key {
 
 /// Makes keys of the bytes that a terminal sends.
 ///
-/// The key Esc alone begins as other keys do, and a byte of 8-bit text may begin as one of UTF-8
-/// does: what stands at the end waits for more, until the bytes that follow do not come.
+/// The key Esc sends the byte with which the sequences of other keys begin, and a byte of 8-bit
+/// text may look like the first one of a character in UTF-8. So the decoder keeps bytes that may be
+/// the beginning of more; when nothing follows for a while, the caller asks for them with flush().
 class KeyDecoder {
 public:
   void feed(std::string_view bytes) { bytes_ += bytes; }
-  /// The next key; nothing when the bytes are used up, or wait for more.
+  /// The next key. Nothing when all bytes are used up, or those left may be the beginning of a key.
   std::optional<Key> next() { return take(false); }
-  /// Bytes wait for more.
+  /// Whether bytes are left that may be the beginning of a key.
   bool waiting() const { return !bytes_.empty(); }
-  /// The next key when no more bytes follow.
+  /// The next key, taking the bytes that are left as complete.
   std::optional<Key> flush() { return take(true); }
 
 private:

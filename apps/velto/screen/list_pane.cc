@@ -74,7 +74,7 @@ bool ListPane::press(const Key &key, PageList &list) {
   }
 }
 
-// Keeps the selected row in sight.
+// Scrolls so that the selected row is shown.
 void ListPane::scroll(const PageList &list) {
   const size_t count = list.view.rows.size();
   first_ = std::min(first_, count - std::min(count, shown_));

@@ -10,11 +10,11 @@ namespace velto {
 
 namespace {
 
-constexpr int kMark = 2; // cells in front of a row
+constexpr int kMark = 2; // cells in front of a row, for the mark ">" of the focus
 constexpr int kGap = 2;  // between label and value
 constexpr int kLongestText = 40;
 constexpr int kLongestNumber = 14;
-constexpr int kFewestRows = 4; // of a list below fields
+constexpr int kFewestRows = 4; // that a list below fields gets at least
 
 bool isTyped(const Field &field) {
   return field.kind == Field::Kind::Text || field.kind == Field::Kind::Word ||
@@ -25,11 +25,12 @@ int inputWidth(const Field &field, int columns) {
   const bool number = field.kind == Field::Kind::Integer;
   int width = std::min(number ? kLongestNumber : kLongestText, columns - 2);
   if (!number && field.maximum > 0 && field.maximum < width)
-    width = static_cast<int>(field.maximum) + 1; // and the cursor behind it
+    width = static_cast<int>(field.maximum) + 1; // one more for the cursor behind the text
   return std::max(width, 1);
 }
 
-// The choice `steps` on, around the ends; the first when there was none of the choices.
+// Selects the choice `steps` further on; the first one follows the last. A value that is not among
+// the choices becomes the first one.
 void step(Field &field, int steps) {
   if (field.choices.empty())
     return;
@@ -89,7 +90,7 @@ bool PagePane::press(const Key &key) {
       choices_.reset();
     return true;
   }
-  if (!isItem(item_)) // it was, until an action brought the page up to date
+  if (!isItem(item_)) // an action may have changed the number of items
     return false;
   return item_ == listItem() ? pressList(key, *page_.list) : pressField(key, page_.fields[item_]);
 }
@@ -116,7 +117,7 @@ bool PagePane::pressChoice(const Key &key, Field &field) {
   }
   if (key.code != Key::Code::Character)
     return false;
-  // On to the next choice that begins so.
+  // A letter selects the next choice that begins with it.
   for (size_t i = 0; i < field.choices.size(); ++i) {
     step(field, 1);
     if (equalsIgnoreCase(field.value.substr(0, key.text.size()), key.text))
@@ -131,7 +132,7 @@ bool PagePane::pressList(const Key &key, PageList &list) {
   if (list.add && (key.code == Code::Insert || key.is('a')))
     list.add();
   else if (list.edit && !some && key.code == Code::Enter)
-    return true; // nothing to edit, and no OK that was not meant
+    return true; // an empty list has nothing to edit, and Enter must not close the sheet
   else if (list.edit && some && (key.code == Code::Enter || key.is('e')))
     list.edit(list.selected);
   else if (list.remove && some && (key.code == Code::Delete || key.is('d')))
@@ -188,7 +189,7 @@ void PagePane::draw(Screen &screen, const Rect &area, bool focused) {
   drawFields(screen, fields, focused);
 }
 
-// As many fields as fit, the one that has the focus among them.
+// Draws as many fields as fit, scrolled so that the one with the focus is among them.
 void PagePane::drawFields(Screen &screen, const Rect &area, bool focused) {
   const auto count = static_cast<int>(page_.fields.size());
   const int item = std::min(static_cast<int>(item_), count - 1);

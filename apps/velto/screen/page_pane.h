@@ -11,12 +11,13 @@
 
 namespace velto {
 
-/// A choice among many, opened from its field: picked from a list, or by its first letters.
+/// The list of choices that a field opens. One is picked with the arrow keys, or by its first
+/// letters.
 class ChoiceList {
 public:
   explicit ChoiceList(const Field &field);
 
-  /// False when it closes; then `field` has the choice, if one was made.
+  /// False when the list closes. `field` then has the choice, unless it was left with Esc.
   bool press(const Key &key, Field &field);
   void draw(Screen &screen, const Rect &area, const std::string &title);
 
@@ -28,7 +29,7 @@ private:
   std::string typed_;
 };
 
-/// The fields and the list of one page, one of which may have the focus.
+/// The items of one page: its fields, and its list if it has one. One item may have the focus.
 class PagePane {
 public:
   explicit PagePane(PropertyPage &page);
@@ -41,18 +42,18 @@ public:
   /// Gives the focus to the next or previous item; false when there is none.
   bool move(int step);
 
-  /// True when the key was of use to what has the focus.
+  /// Hands the key to the item that has the focus; false when the key does nothing there.
   bool press(const Key &key);
-  /// `focused`: the focus is on this page.
+  /// `focused`: whether the focus is on this page.
   void draw(Screen &screen, const Rect &area, bool focused);
-  /// Draws what stands over the page.
+  /// Draws the open list of choices over the page.
   void drawOver(Screen &screen, const Rect &area);
   std::vector<std::string> hints() const;
-  /// A list of choices is open, and takes all keys.
+  /// Whether a list of choices is open; it takes all keys.
   bool isChoosing() const { return choices_.has_value(); }
-  /// The list has the focus.
+  /// Whether the list of the page has the focus.
   bool isInList() const { return item_ == listItem(); }
-  /// What the page wants to show of itself: rows, and cells in front of the values.
+  /// The size at which the whole page is visible.
   int wantedRows() const;
   int labelWidth() const;
 
@@ -68,8 +69,8 @@ private:
   void drawField(Screen &screen, const Rect &row, const Field &field, bool focused) const;
 
   PropertyPage &page_;
-  size_t item_ = 0; ///< has the focus
-  int top_ = 0;     ///< first field that is in sight
+  size_t item_ = 0; ///< the item that has the focus
+  int top_ = 0;     ///< first field shown
   TextInput input_;
   ListPane listPane_;
   std::optional<ChoiceList> choices_;

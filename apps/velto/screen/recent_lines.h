@@ -6,7 +6,8 @@
 
 namespace velto {
 
-/// Keeps what was printed last: the first line of each text that was flushed.
+/// A stream buffer that keeps the last lines printed. Of a text of several lines that is flushed at
+/// once it keeps only the first.
 class RecentLines final : public std::streambuf {
 public:
   const std::deque<std::string> &lines() const { return lines_; }

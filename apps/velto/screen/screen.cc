@@ -54,7 +54,7 @@ Screen::Screen(Size size)
     : size_{std::max(size.rows, 0), std::max(size.columns, 0)},
       cells_(static_cast<size_t>(size_.rows) * static_cast<size_t>(size_.columns)) {}
 
-// A character of two cells that loses one of them goes altogether.
+// When one of the two cells of a wide character is overwritten, the other one becomes blank.
 void Screen::set(int row, int column, Cell cell) {
   Cell &old = at(row, column);
   if (old.code == 0 && cell.code != 0 && column > 0)
@@ -106,7 +106,7 @@ std::string Screen::text() const {
   return out;
 }
 
-// The right half of a character is drawn with the left one.
+// The right half of a wide character is not printed: it comes with the left half.
 bool Screen::differs(const Screen &before, int row, int column) const {
   if (at(row, column) != before.at(row, column))
     return true;
@@ -120,7 +120,7 @@ std::string Screen::changes(const Screen &before, bool utf8) const {
   std::string out;
   Look look = Look::Plain;
   for (int row = 0; row < size_.rows; ++row) {
-    bool there = false; // the terminal's cursor stands in this cell
+    bool there = false; // whether the terminal's cursor stands in this cell
     for (int column = 0; column < size_.columns; ++column) {
       const Cell &cell = at(row, column);
       if (cell.code == 0)

@@ -23,15 +23,15 @@ struct Rect {
 
 enum class Look : uint8_t { Plain, Bold, Reverse };
 
-/// What a terminal shows: characters in cells. Drawn in memory; only what differs from the last one
-/// goes to the terminal.
+/// What a terminal shows: characters in cells. It is drawn in memory, and only what differs from
+/// the screen before is sent to the terminal.
 class Screen {
 public:
   explicit Screen(Size size = {});
   Size size() const { return size_; }
 
-  /// Draws a text, as much of it as `width` cells and the row hold; returns the cells used. Places
-  /// outside the screen are left out.
+  /// Draws a text, as much of it as fits into `width` cells and the row. Returns how many cells
+  /// were used. What lies outside the screen is not drawn.
   int put(int row, int column, std::string_view text, int width, Look look = Look::Plain);
   /// Fills a part with blanks, or with another character.
   void fill(const Rect &part, Look look = Look::Plain, char character = ' ');
@@ -40,13 +40,13 @@ public:
 
   /// The rows as text in UTF-8, without blanks at their ends.
   std::string text() const;
-  /// The control sequences (ECMA-48) that make a terminal show this screen in place of `before`; of
-  /// another size: of whatever it shows. Without UTF-8 characters are single bytes.
+  /// The control sequences (ECMA-48) that make a terminal which shows `before` show this screen.
+  /// When `before` has another size, everything is drawn. Without UTF-8 each character is one byte.
   std::string changes(const Screen &before, bool utf8) const;
 
 private:
   struct Cell {
-    char32_t code = U' '; ///< 0: the right half of the character in front
+    char32_t code = U' '; ///< 0 for the right half of a wide character
     Look look = Look::Plain;
     bool operator==(const Cell &) const = default;
   };

@@ -8,16 +8,16 @@
 
 namespace velto {
 
-/// Lines that are made when they are drawn.
+/// Lines of a pane: how many, and a function that makes one when it is drawn.
 struct LineSource {
   size_t count = 0;
   std::function<std::string(size_t line)> line;
 };
 
-/// A part of the screen with a title and lines, which scroll.
+/// A part of the screen with a title and lines that scroll.
 class ScrollPane {
 public:
-  /// `follow`: as long as the last line is in sight, so is one that comes behind it.
+  /// With `follow` the pane scrolls to each new line, unless the operator has scrolled up.
   explicit ScrollPane(std::string title, bool follow = false)
       : title_(std::move(title)), follow_(follow), atEnd_(follow) {}
 
@@ -27,10 +27,10 @@ public:
 private:
   std::string title_;
   bool follow_;
-  bool atEnd_;       ///< the last line is in sight, and has to be
-  size_t first_ = 0; ///< line on top
-  size_t last_ = 0;  ///< the largest value that it can have
-  size_t shown_ = 1; ///< lines that fit
+  bool atEnd_;       ///< whether to scroll to the last line when it is drawn
+  size_t first_ = 0; ///< index of the first line shown
+  size_t last_ = 0;  ///< the largest value of first_
+  size_t shown_ = 1; ///< how many lines fit
 };
 
 } // namespace velto

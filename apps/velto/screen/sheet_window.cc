@@ -27,7 +27,7 @@ void SheetWindow::open(size_t page) {
     enter(Part::Buttons, 1);
 }
 
-// Brings the next or previous page to the top, around the ends.
+// Brings the next or previous page to the top; the first page follows the last.
 void SheetWindow::turn(int step) {
   const size_t count = sheet_.pages.size();
   if (count > 1)
@@ -45,7 +45,8 @@ bool SheetWindow::enter(Part part, int step) {
   return true;
 }
 
-// Within the part that has the focus, else to the next part that takes it, around the ends.
+// Moves the focus to the next or previous item of its part of the window (tabs, page, buttons); at
+// the end of that part, to the next part that has items. The first part follows the last.
 void SheetWindow::move(int step) {
   if (focus_ == Part::Page && page_->move(step))
     return;
@@ -87,7 +88,7 @@ void SheetWindow::press(const Key &key) {
   }
 }
 
-// True when the key was of use to what has the focus.
+// Hands the key to the part that has the focus; false when the key does nothing there.
 bool SheetWindow::pressPart(const Key &key) {
   const bool left = key.code == Key::Code::Left;
   const bool sideways = left || key.code == Key::Code::Right;
@@ -110,7 +111,8 @@ bool SheetWindow::pressPart(const Key &key) {
   return true;
 }
 
-// What the sheet refuses has its page on top and the focus, under the box that says why.
+// Closes the sheet if it accepts its values. Otherwise the refused field comes to the top and gets
+// the focus, below the box that gives the reason.
 void SheetWindow::accept() {
   const size_t before = sheet_.active;
   const bool refused = !sheet_.problem().empty();
@@ -139,7 +141,7 @@ std::vector<std::string> SheetWindow::hints() const {
   return hints;
 }
 
-// Frames return the part for the page, with the buttons two rows below it.
+// The frames return the area for the page. The buttons are drawn two rows below that area.
 void SheetWindow::draw(Screen &screen, const Rect &area) {
   const Rect page = sheet_.isDialog() ? drawDialogFrame(screen, area) : drawFrame(screen, area);
   if (page_)
@@ -178,7 +180,7 @@ Rect SheetWindow::drawDialogFrame(Screen &screen, const Rect &area) const {
   return {inside.row, inside.column, inside.rows - kButtonRows, inside.columns};
 }
 
-// When the tabs are wider than the screen, those around the active one.
+// When the tabs are wider than the screen, only those around the active one are drawn.
 void SheetWindow::drawTabs(Screen &screen, const Rect &row) const {
   std::string line;
   int start = 0;

@@ -8,8 +8,8 @@
 
 namespace velto {
 
-/// A property sheet, which fills the screen: title, tabs, the page on top, OK and Cancel. Or a
-/// dialog, which is a box.
+/// A property sheet. It fills the screen: title, tabs, the active page, OK and Cancel. A sheet that
+/// is a dialog is drawn as a box instead.
 class SheetWindow final : public Window {
 public:
   /// Both must outlive the window. Boxes are shown through the front end.
@@ -35,7 +35,7 @@ private:
 
   PropertySheet &sheet_;
   FrontEnd &frontEnd_;
-  std::optional<PagePane> page_; ///< nothing in a sheet without pages
+  std::optional<PagePane> page_; ///< empty in a sheet without pages
   ButtonRow buttons_{true};
   Part focus_ = Part::Buttons;
 };

@@ -16,19 +16,20 @@ namespace velto {
 
 namespace {
 
-constexpr uint32_t kKeyPatience = 50; // ms; the bytes of one key come together
-constexpr int kLeavePatience = 200;   // ms for a terminal that takes no output
+constexpr uint32_t kKeyPatience = 50; // ms to wait for further bytes of a key
+constexpr int kLeavePatience = 200;   // ms to wait at the end for a terminal that accepts no output
 constexpr Size kUsualSize{24, 80};
 
-// Alternate screen, cursor hidden, no wrap at the right edge; and all of it back.
+// kEnter: alternate screen, cursor hidden, no wrap at the right edge. kLeave undoes that.
 constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?25l\x1b[?7l";
 constexpr std::string_view kLeave = "\x1b[0m\x1b[?7h\x1b[?25h\x1b[?1049l";
 
-Terminal *current = nullptr; // for a program that is terminated
+Terminal *current = nullptr; // for onTerminate()
 std::terminate_handler terminateBefore = nullptr;
 
-// The terminal of a descriptor under a descriptor of our own: one that does not block, while the
-// shell's goes on to do so, and that a loop can watch beside the shell's.
+// Opens the terminal of a descriptor once more, for a descriptor of our own that does not block.
+// The given descriptor is shared with the shell, which would suffer if that one were set not to
+// block.
 int reopen(int fd) {
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
   const int own = open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -107,7 +108,8 @@ void Terminal::enter() {
   flush();
 }
 
-// Only so long as the terminal takes its output: a line that hangs must not hold up the program.
+// Waits a moment for the terminal to accept the output, but not longer: a serial line that hangs
+// must not hold up the program.
 void Terminal::leave() {
   if (!std::exchange(active_, false))
     return;
@@ -119,7 +121,7 @@ void Terminal::leave() {
   tcsetattr(in_, TCSANOW, &modes_);
 }
 
-// The program stops here. What is written before it runs again comes after that.
+// SIGSTOP stops the program until the shell continues it; SIGCONT then draws the screen again.
 void Terminal::suspend() {
   leave();
   raise(SIGSTOP);
@@ -137,7 +139,7 @@ void Terminal::takeSignal(int signal) {
   switch (signal) {
   case SIGTSTP:
     return suspend();
-  case SIGCONT: // whoever had the terminal meanwhile may have left it in any state
+  case SIGCONT: // another program may have changed the terminal meanwhile
     enter();
     break;
   case SIGWINCH:
@@ -210,7 +212,7 @@ void Terminal::flush() {
     });
 }
 
-// Output that the terminal will never take is dropped.
+// After an error the terminal will not accept the output any more: it is dropped.
 void Terminal::write() {
   while (!output_.empty()) {
     const ssize_t count = ::write(out_, output_.data(), output_.size());
@@ -223,7 +225,7 @@ void Terminal::write() {
   }
 }
 
-// The last thing that a handler does: the host may destroy this object.
+// Must be the last call of an event handler: onEvent may destroy this object.
 void Terminal::changed() {
   if (const auto onEvent = onEvent_)
     onEvent();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/velto/loop_signals.h"
+#include "apps/velto/console/loop_signals.h"
 #include "apps/velto/screen/keys.h"
 #include "apps/velto/screen/screen.h"
 #include "platform/event_loop.h"
@@ -15,16 +15,16 @@
 
 namespace velto {
 
-/// A terminal that shows a screen and gives the keys that are pressed, through the loop; nothing
-/// waits for it. The screen that was there before, and the terminal's modes, come back with the
-/// destruction of this object, while the program is suspended, and when it is terminated.
+/// A terminal that shows a screen and gives the keys that are pressed. It works through the loop
+/// and never blocks the program. The former screen and the terminal's modes are restored when this
+/// object is destroyed, while the program is suspended, and when the program is terminated.
 class Terminal {
 public:
-  /// Both descriptors are terminals whose screen can be drawn on.
+  /// Whether both descriptors are terminals whose screen can be drawn on.
   static bool usable(int in = STDIN_FILENO, int out = STDOUT_FILENO);
 
   /// `onEvent` is called from the loop when a key was pressed, the size changed, or the program is
-  /// asked to end. One such object at a time.
+  /// asked to end. There can be only one such object at a time.
   explicit Terminal(EventLoop &loop, std::function<void()> onEvent = nullptr, int in = STDIN_FILENO,
                     int out = STDOUT_FILENO);
   ~Terminal();
@@ -33,12 +33,12 @@ public:
 
   Size size() const { return size_; }
   /// The next key that was pressed. Ctrl-Z (suspends the program) and Ctrl-L (draws everything
-  /// anew) are not among them.
+  /// anew) are handled here and not returned.
   std::optional<Key> nextKey();
-  /// What asked the program to end: SIGINT, SIGTERM or SIGHUP, the last also when the terminal is
-  /// gone. 0 for nothing.
+  /// The signal that asked the program to end: SIGINT, SIGTERM or SIGHUP; SIGHUP also when the
+  /// terminal is gone. 0 when there was none.
   int stopSignal() const { return stopSignal_; }
-  /// Shows a screen. When the terminal is slow, those in between are left out.
+  /// Shows a screen. When the terminal is slow, screens that are already out of date are skipped.
   void draw(Screen screen);
 
 private:
@@ -59,18 +59,18 @@ private:
   int in_;
   int out_;
   bool utf8_;
-  termios modes_{}; ///< those of before
+  termios modes_{}; ///< of the terminal, as they were before
   bool active_ = false;
   Size size_;
   int stopSignal_ = 0;
   KeyDecoder decoder_;
   std::deque<Key> keys_;
   Screen wanted_;
-  Screen shown_;       ///< what the terminal shows when it has got the output
-  std::string output_; ///< what it has not yet taken
+  Screen shown_;       ///< what the terminal shows once it has received output_
+  std::string output_; ///< bytes that the terminal has not yet accepted
   std::optional<DescriptorWatch> inputWatch_;
   std::optional<DescriptorWatch> outputWatch_;
-  Timer keyTimer_; ///< ends a key that waits for more bytes
+  Timer keyTimer_; ///< runs while the bytes of a key may be incomplete
   LoopSignals signals_;
 };
 

@@ -69,7 +69,7 @@ void TextInput::draw(Screen &screen, const Rect &row, const std::string &text) c
   const size_t cursor = std::min(cursor_, text.size());
   const std::string_view view = text;
   size_t first = cursor;
-  int column = 0; // of the cursor
+  int column = 0; // where the cursor is drawn
   while (first > 0) {
     const size_t previous = before(text, first);
     const int cells = cellCount(view.substr(previous, first - previous));

@@ -17,7 +17,7 @@ public:
     cursor_ = text.size();
     marked_ = true;
   }
-  /// True when the key was of use here.
+  /// Edits the text or moves the cursor. False when the key does neither.
   bool press(const Key &key, std::string &text);
   /// Draws the part of the text around the cursor.
   void draw(Screen &screen, const Rect &row, const std::string &text) const;
@@ -25,7 +25,7 @@ public:
 private:
   bool move(const Key &key, const std::string &text);
 
-  size_t cursor_ = 0; ///< in front of the character at this byte
+  size_t cursor_ = 0; ///< byte of the character that the cursor stands on
   bool marked_ = true;
 };
 

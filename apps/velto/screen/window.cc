@@ -10,7 +10,7 @@ namespace {
 
 constexpr Size kSmallest{12, 40};
 
-// As many of the hints as fit.
+// Joins as many hints as fit into a row.
 std::string joinHints(std::span<const std::string> hints, int columns) {
   std::string line;
   for (const std::string &hint : hints) {

@@ -10,19 +10,19 @@
 
 namespace velto {
 
-/// Something modal on the screen that the operator works with until he closes it.
+/// A modal window on the screen: it takes all keys until the operator closes it.
 class Window {
 public:
   virtual ~Window() = default;
 
   bool closed() const { return closed_; }
-  /// It was closed with OK.
+  /// Whether it was closed with OK.
   bool accepted() const { return accepted_; }
 
   virtual void press(const Key &key) = 0;
   /// Draws the window into a part of the screen, over what is there.
   virtual void draw(Screen &screen, const Rect &area) = 0;
-  /// What the keys do here, the most important first.
+  /// What the keys do in this window, for the last row of the screen; the most important first.
   virtual std::vector<std::string> hints() const = 0;
 
 protected:
@@ -36,7 +36,7 @@ private:
   bool accepted_ = false;
 };
 
-/// Fewer than 40 columns or 12 rows.
+/// Whether the screen has fewer than 40 columns or 12 rows.
 bool isTooSmall(Size size);
 /// Draws windows, the last one on top, and in the last row what the keys do there. A screen that is
 /// too small says so instead.
@@ -46,14 +46,14 @@ void drawWindows(Screen &screen, std::span<Window *const> windows);
 /// part inside.
 Rect drawBox(Screen &screen, const Rect &area, std::string_view title, Size inside);
 
-/// The keys OK and Cancel at the bottom of a window.
+/// The buttons OK and Cancel at the bottom of a window.
 class ButtonRow {
 public:
   explicit ButtonRow(bool cancel) : cancel_(cancel) {}
 
   /// Draws them in the middle of a row; `focused`: one of them has the focus.
   void draw(Screen &screen, const Rect &row, bool focused) const;
-  /// The one that has the focus is Cancel.
+  /// Whether Cancel has the focus, not OK.
   bool onCancel() const { return onCancel_; }
   void toFirst() { onCancel_ = false; }
   void toLast() { onCancel_ = cancel_; }
@@ -61,7 +61,7 @@ public:
   bool move(int step);
 
 private:
-  bool cancel_; ///< there is a Cancel
+  bool cancel_; ///< whether there is a button Cancel
   bool onCancel_ = false;
 };
 

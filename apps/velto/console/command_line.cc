@@ -1,0 +1,41 @@
+#include "apps/velto/console/command_line.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace velto {
+
+bool asksForHelp(const CommandArguments &arguments) {
+  return !arguments.empty() && (arguments[0] == "--help" || arguments[0] == "-h");
+}
+
+std::string readOptions(const CommandArguments &arguments, std::span<const Option> options,
+                        std::vector<std::string> &rest) {
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    const std::string &argument = arguments[i];
+    if (argument.size() < 2 || argument[0] != '-') {
+      rest.push_back(argument);
+      continue;
+    }
+    const auto option = std::ranges::find(options, argument, &Option::name);
+    if (option == options.end())
+      return "there is no option " + argument;
+    if (option->given != nullptr)
+      *option->given = true;
+    else if (i + 1 == arguments.size())
+      return argument + " needs a value";
+    else
+      *option->value = arguments[++i];
+  }
+  return "";
+}
+
+std::optional<int32_t> wholeNumber(std::string_view text, int32_t low, int32_t high) {
+  int32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc{} || end != text.data() + text.size() || number < low || number > high)
+    return std::nullopt;
+  return number;
+}
+
+} // namespace velto

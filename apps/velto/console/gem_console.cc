@@ -1,0 +1,167 @@
+#include "apps/velto/console/gem_console.h"
+
+#include "base/date_time.h"
+#include "base/text.h"
+#include "secs2/message_table.h"
+#include "transport/hsms/hsms_engine.h"
+
+#include <algorithm>
+
+namespace velto {
+
+namespace {
+
+constexpr size_t kTextColumn = 14; // where the text behind the time begins
+
+// Text in JSON quotes. A byte beyond ASCII becomes the character with its number (ISO 8859-1).
+std::string jsonText(std::string_view text) {
+  std::string out = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\')
+      out.append({'\\', c});
+    else if (c == '\n')
+      out += "\\n";
+    else if (byte < 0x20 || byte >= 0x7f)
+      out += formatText("\\u%04x", byte);
+    else
+      out += c;
+  }
+  return out + '"';
+}
+
+struct JsonValue {
+  std::string operator()(const std::string &text) const { return jsonText(text); }
+  std::string operator()(int64_t number) const { return std::to_string(number); }
+  std::string operator()(bool value) const { return value ? "true" : "false"; }
+};
+
+std::string isoTime(const LocalTime &time) {
+  return formatText("%04u-%02u-%02uT%02u:%02u:%02u.%03u", time.year, time.month, time.day,
+                    time.hour, time.minute, time.second, time.milliseconds);
+}
+
+const char *standardName(const CVeltoGemCtrl &control) {
+  const MessageRow *row =
+      findMessage(static_cast<uint8_t>(control.Stream()), static_cast<uint8_t>(control.Function()));
+  return row != nullptr && control.SType() == 0 ? row->name : "";
+}
+
+// Indents all lines but the first, so that they begin below the text of the first.
+std::string indented(std::string_view lines) {
+  std::string out;
+  for (const char c : lines) {
+    out += c;
+    if (c == '\n')
+      out.append(kTextColumn, ' ');
+  }
+  return out;
+}
+
+} // namespace
+
+void GemConsole::follow(CVeltoGemCtrl &control) {
+  const auto peer = [this](const char *name) {
+    return [this, name](const std::string &address, int32_t port) {
+      event(name, std::string(name) + ": " + address + ':' + std::to_string(port),
+            {{"address", address}, {"port", int64_t{port}}});
+    };
+  };
+  const auto state = [this](std::string_view name, const std::string &value) {
+    event(name, std::string(name) + ": " + value, {{"state", value}});
+  };
+  control.onConnected = peer("connected");
+  control.onDisconnected = peer("disconnected");
+  control.onConnectionStateChanged = [state](int16_t next, int16_t) {
+    state("link", hsmsStateText(static_cast<LinkState>(next)));
+  };
+  control.onCommunicationStateChanged = [state](int16_t next, int16_t) {
+    state("communication", stateName<CommunicationState>(static_cast<uint8_t>(next), "Unknown"));
+  };
+  control.onControlStateChanged = [state](int16_t next, int16_t) {
+    state("control", stateName<ControlState>(static_cast<uint8_t>(next)));
+  };
+  control.onProblem = [this](int16_t code, const std::string &text) { problem(text, code); };
+  control.onVIDChanged = [this, &control](int32_t vid) {
+    const std::string name = control.VIDDescription(vid);
+    const std::string value = control.VIDValue(vid);
+    event("constant",
+          formatText("constant: %u ", static_cast<uint32_t>(vid)) + name + " = " + value,
+          {{"vid", int64_t{static_cast<uint32_t>(vid)}}, {"name", name}, {"value", value}});
+  };
+}
+
+// The first line of the SML names the message.
+void GemConsole::message(const CVeltoGemCtrl &control, bool received) {
+  if (style_ == Style::Quiet)
+    return;
+  std::string sml = control.SML();
+  std::erase(sml, '\r');
+  const size_t end = std::min(sml.find('\n'), sml.size());
+  const std::string header = sml.substr(0, end);
+  const std::string name = standardName(control);
+  if (style_ == Style::Json)
+    return printObject(received ? "received" : "sent",
+                       {{"message", header},
+                        {"name", name},
+                        {"system_bytes", int64_t{static_cast<uint32_t>(control.SystemBytes())}},
+                        {"sml", sml}});
+  const std::string_view body = std::string_view(sml).substr(end);
+  print(stamp() + (received ? "<-- " : "--> ") + header + (name.empty() ? "" : "  " + name) +
+        indented(body.substr(0, body.find_last_not_of('\n') + 1)));
+}
+
+void GemConsole::event(std::string_view name, const std::string &text,
+                       const std::vector<Field> &fields) {
+  if (style_ == Style::Json)
+    printObject(name, fields);
+  else if (style_ == Style::Text)
+    print(stamp() + text);
+}
+
+void GemConsole::problem(const std::string &text, int64_t code) {
+  if (style_ == Style::Json)
+    printObject("problem", {{"code", code}, {"text", text}});
+  else
+    print(stamp() + "problem: " + text);
+}
+
+void GemConsole::plain(const std::string &text) {
+  if (style_ == Style::Json)
+    printObject("output", {{"text", text}});
+  else if (style_ == Style::Text)
+    print(text);
+}
+
+void GemConsole::printObject(std::string_view event, const std::vector<Field> &fields) {
+  std::string line = "{\"time\":\"" + isoTime(clock_.localTime()) + "\",\"event\":";
+  line += jsonText(event);
+  for (const Field &field : fields)
+    line += ',' + jsonText(field.name) + ':' + std::visit(JsonValue{}, field.value);
+  print(line + '}');
+}
+
+void GemConsole::print(std::string_view text) {
+  if (!prompt_.empty())
+    out_ << "\r\x1b[K"; // clears the terminal's line, which holds the prompt
+  out_ << text << '\n' << prompt_;
+  out_.flush();
+}
+
+void GemConsole::showPrompt(std::string prompt) {
+  prompt_ = std::move(prompt);
+  out_ << prompt_ << std::flush;
+}
+
+std::string GemConsole::stamp() const { return CJTime(clock_.localTime()).TimeText(0) + "  "; }
+
+void separate(CVeltoGemCtrl &control) {
+  CHSecsMessage request;
+  request.header.setSType(SType::SeparateReq);
+  Bytes bytes;
+  if (request.Encode(bytes))
+    control.engine().SendEncoded(bytes);
+  control.SetPhysicalConnection(false);
+}
+
+} // namespace velto

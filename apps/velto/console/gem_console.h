@@ -1,0 +1,71 @@
+#pragma once
+
+#include "controls/gem_ctrl.h"
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace velto {
+
+/// Prints what a Gem control does: its events, and every message both ways.
+///
+///     09:41:07.112  connected: 127.0.0.1:40112
+///     09:41:07.115  <-- S1F1W  Are You There Request
+///     09:41:07.115  --> S1F2  On Line Data
+///                   {
+///                     <a 'ETCH-1'>
+///                     <a '1.00'>
+///                   }
+class GemConsole {
+public:
+  enum class Style {
+    Text,
+    Quiet, ///< text, but only of problems
+    Json,  ///< one JSON object on each line, with "time" and "event"
+  };
+  struct Field {
+    std::string_view name;
+    std::variant<std::string, int64_t, bool> value;
+  };
+
+  GemConsole(const Clock &clock, std::ostream &out, Style style = Style::Text)
+      : clock_(clock), out_(out), style_(style) {}
+  GemConsole(const GemConsole &) = delete;
+  GemConsole &operator=(const GemConsole &) = delete;
+
+  /// Sets the handlers of all events of the control but Received and Sent. The caller handles those
+  /// two, and calls received() and sent() there. The control must not outlive this object.
+  void follow(CVeltoGemCtrl &control);
+  void received(const CVeltoGemCtrl &control) { message(control, true); }
+  void sent(const CVeltoGemCtrl &control) { message(control, false); }
+
+  /// Prints an event: as JSON its name and the fields, otherwise the text.
+  void event(std::string_view name, const std::string &text, const std::vector<Field> &fields = {});
+  void problem(const std::string &text, int64_t code = 0);
+  /// Prints lines without a time, such as the results of a script.
+  void plain(const std::string &text);
+
+  /// Shows a prompt. It stays below whatever is printed, until promptUsed() is called.
+  void showPrompt(std::string prompt);
+  void promptUsed() { prompt_.clear(); }
+
+private:
+  void message(const CVeltoGemCtrl &control, bool received);
+  void print(std::string_view text);
+  void printObject(std::string_view event, const std::vector<Field> &fields);
+  std::string stamp() const;
+
+  const Clock &clock_;
+  std::ostream &out_;
+  Style style_;
+  std::string prompt_;
+};
+
+/// Sends Separate.req (SEMI E37 7.6) to the partner and closes the link.
+void separate(CVeltoGemCtrl &control);
+
+} // namespace velto

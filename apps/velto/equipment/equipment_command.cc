@@ -1,0 +1,253 @@
+#include "apps/velto/equipment/equipment_command.h"
+
+#include "apps/velto/console/gem_console.h"
+#include "apps/velto/console/loop_signals.h"
+#include "apps/velto/equipment/watch_view.h"
+#include "apps/velto/model_text/model_file.h"
+#include "apps/velto/model_text/model_text.h"
+#include "apps/velto/script/interpreter.h"
+#include "controls/registry.h"
+#include "platform/tcp_socket.h"
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <streambuf>
+
+namespace velto {
+
+namespace {
+
+constexpr const char *kUsage =
+    "usage: velto equipment [INI] [--data FILE] [--keep FILE.kel] [--port N] [--script FILE]\n"
+    "                       [--quiet | --json | --watch]\n\n"
+    "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens\n"
+    "until Ctrl-C ends it (or SIGTERM). Then it separates from the host and saves its model.\n\n"
+    "  INI            settings file: device ID, port, times, log (default ./Velto.ini)\n"
+    "  --data FILE    the equipment: variables, reports, events, alarms. A model data file\n"
+    "                 FILE.kel, or a text FILE.model which people write (default\n"
+    "                 ./VeltoGem.kel, or a bare equipment when that is not there)\n"
+    "  --keep FILE.kel  where the equipment of a text is kept (default: beside the text). It is\n"
+    "                 made again when the text is newer\n"
+    "  --port N       listens on this port; 0: any free one, which is printed\n"
+    "  --script FILE  commands of the container, in which the equipment is there as eq: value\n"
+    "                 changes, events and alarms. `quit` ends the equipment\n"
+    "  --quiet        prints problems alone\n"
+    "  --json         prints a JSON object a line\n"
+    "  --watch        shows states, alarms, variables and messages on the whole screen of a\n"
+    "                 terminal; q ends the equipment\n\n"
+    "docs/tools.md tells more and has examples; docs/container.md lists the script's commands.\n";
+
+constexpr const char *kBareModel = R"([communication]
+model_name="Velto" software_revision="1.00" initial_state=enabled
+[control]
+initial_state=remote
+[variables]
+vid=1 kind=SV type=U1 role=ControlState default=4 description="Control state"
+vid=2 kind=SV type=A role=Clock description="Date and time"
+)";
+constexpr uint32_t kListenPatience = 1000; // ms until the port must be open
+
+struct Options {
+  std::string ini;
+  std::string data;
+  std::string keep;
+  std::string port;
+  std::string script;
+  bool quiet = false;
+  bool json = false;
+  bool watch = false;
+};
+
+/// Receives what a script prints and passes it to the console line by line.
+class ScriptOutput final : public std::streambuf {
+public:
+  explicit ScriptOutput(GemConsole &console) : console_(console) {}
+
+private:
+  int_type overflow(int_type c) override {
+    if (c == '\n') {
+      console_.plain(line_);
+      line_.clear();
+    } else if (c != traits_type::eof()) {
+      line_ += traits_type::to_char_type(c);
+    }
+    return traits_type::not_eof(c);
+  }
+
+  GemConsole &console_;
+  std::string line_;
+};
+
+class Equipment {
+public:
+  explicit Equipment(const Options &options)
+      : options_(options), console_(loop_.clock(), options.watch ? recentStream_ : std::cout,
+                                    options.json    ? GemConsole::Style::Json
+                                    : options.quiet ? GemConsole::Style::Quiet
+                                                    : GemConsole::Style::Text) {
+    console_.follow(control_);
+    control_.onReceived = [this](const std::string &, int32_t) {
+      console_.received(control_);
+      control_.DefProc();
+    };
+    control_.onSent = [this] { console_.sent(control_); };
+    script_.adopt("eq", control_);
+  }
+
+  int run() {
+    if (!load() || !listen())
+      return kExitFailed;
+    if (options_.watch)
+      watch_.emplace(loop_, control_, recent_, [this] { script_.quit(); });
+    if (!options_.script.empty())
+      script_.runFile(options_.script);
+    while (!script_.ended())
+      loop_.runOnce(-1);
+    watch_.reset();
+    separate(control_);
+    const bool saved = control_.SaveData();
+    const std::string problem = "the model cannot be saved to " + control_.DataFileName() +
+                                " and " + control_.IniFileName();
+    if (!saved && options_.watch)
+      fail(problem);
+    else if (!saved)
+      console_.problem(problem);
+    console_.event("stopped", "stopped");
+    return saved && !script_.failed() ? kExitDone : kExitFailed;
+  }
+
+private:
+  static bool fail(const std::string &problem) {
+    std::cerr << "velto: " << problem << '\n';
+    return false;
+  }
+
+  bool load() {
+    if (!options_.ini.empty()) {
+      if (!systemFiles().read(options_.ini))
+        return fail(options_.ini + ": cannot be read");
+      control_.SetIniFileName(options_.ini);
+    }
+    std::string problem;
+    const auto file = dataFile(problem);
+    if (!file || !readModelData(*file, problem))
+      return fail(problem);
+    control_.SetDataFileName(*file);
+    if (!control_.LoadData())
+      return fail(options_.ini + ": the equipment model is switched off there (ObjectModel=0)");
+    const GemData &data = control_.engine().gem()->data();
+    console_.event("model",
+                   "model " + data.communication.modelName + ": " +
+                       std::to_string(data.variables.Count()) + " variables, " +
+                       std::to_string(data.events.Count()) + " events, " +
+                       std::to_string(data.alarms.Count()) + " alarms",
+                   {{"name", data.communication.modelName}, {"file", *file}});
+    if (data.communication.initialState == 0)
+      console_.problem("the model keeps communications disabled until a script enables them");
+    return true;
+  }
+
+  // The model data file of the equipment, made from the text if necessary. Nothing when that fails.
+  std::optional<std::string> dataFile(std::string &problem) const {
+    std::error_code ignored;
+    if (options_.data.empty()) {
+      const std::string file = control_.DataFileName();
+      ModelTextError error;
+      const auto bare = modelFromText(kBareModel, error);
+      const bool there = std::filesystem::exists(file, ignored);
+      return there || (bare && writeModelData(file, *bare, problem)) ? std::optional(file)
+                                                                     : std::nullopt;
+    }
+    if (!isModelText(options_.data))
+      return options_.data;
+    const std::string file =
+        options_.keep.empty()
+            ? std::filesystem::path(options_.data).replace_extension(".kel").string()
+            : options_.keep;
+    const auto kept = std::filesystem::last_write_time(file, ignored);
+    if (!ignored && kept >= std::filesystem::last_write_time(options_.data, ignored) && !ignored)
+      return file;
+    const auto model = readModelText(options_.data, problem);
+    return model && writeModelData(file, *model, problem) ? std::optional(file) : std::nullopt;
+  }
+
+  // The program is always an equipment that listens, whatever the settings file says. It tries the
+  // port before the engine does, because only so it can say why listening fails.
+  bool listen() {
+    control_.engine().logical().SetHost(false);
+    control_.SetServer(true);
+    if (!options_.port.empty()) {
+      control_.SetPortNumber(*wholeNumber(options_.port, 0, 0xFFFF));
+      control_.SetMyPortNumber(0);
+    }
+    const int32_t port =
+        control_.MyPortNumber() != 0 ? control_.MyPortNumber() : control_.PortNumber();
+    const std::string where = "cannot listen on port " + std::to_string(port);
+    if (port < 0 || port > 0xFFFF)
+      return fail(where + ": there is no such port");
+    if (const int error = TcpSocket().create(static_cast<uint16_t>(port), true); error != 0)
+      return fail(where + ": " + std::strerror(error));
+    const CHPhysicalConnection &link = control_.engine().physical();
+    control_.SetPhysicalConnection(true);
+    if (!loop_.runUntil([&link] { return link.LocalPort() != 0; }, kListenPatience))
+      return fail(where);
+    console_.event("listening", "listening on port " + std::to_string(link.LocalPort()),
+                   {{"port", int64_t{link.LocalPort()}}});
+    return true;
+  }
+
+  const Options &options_;
+  EventLoop loop_;
+  CVeltoGemCtrl control_{loop_};
+  RecentLines recent_;
+  std::ostream recentStream_{&recent_};
+  GemConsole console_;
+  ScriptOutput scriptOutput_{console_};
+  std::ostream scriptStream_{&scriptOutput_};
+  script::Interpreter script_{loop_, systemFiles(), scriptStream_, std::cerr, createControl};
+  std::optional<WatchView> watch_;
+  LoopSignals signals_{loop_, kStopSignals, [this](int) { script_.quit(); }};
+};
+
+int usage(const std::string &problem) {
+  std::cerr << "velto: " << problem << "\n\n" << kUsage;
+  return kExitUsage;
+}
+
+} // namespace
+
+int runEquipmentCommand(const CommandArguments &arguments) {
+  if (std::ranges::find(arguments, "--help") != arguments.end()) {
+    std::cout << kUsage;
+    return kExitDone;
+  }
+  Options options;
+  const Option table[] = {
+      {.name = "--data", .value = &options.data},   {.name = "--keep", .value = &options.keep},
+      {.name = "--port", .value = &options.port},   {.name = "--script", .value = &options.script},
+      {.name = "--quiet", .given = &options.quiet}, {.name = "--json", .given = &options.json},
+      {.name = "--watch", .given = &options.watch},
+  };
+  std::vector<std::string> files;
+  if (const std::string problem = readOptions(arguments, table, files); !problem.empty())
+    return usage(problem);
+  if (files.size() > 1)
+    return usage("one settings file at most");
+  if (options.quiet + options.json + options.watch > 1)
+    return usage("--quiet, --json and --watch exclude each other");
+  if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
+    return usage("--port takes a number from 0 to 65535");
+  if (!options.keep.empty() && !isModelText(options.data))
+    return usage("--keep goes with --data FILE.model");
+  if (!files.empty())
+    options.ini = files[0];
+  if (options.watch && !Terminal::usable()) {
+    std::cerr << "velto: --watch needs a terminal for its keys and its screen\n";
+    return kExitFailed;
+  }
+  return Equipment(options).run();
+}
+
+} // namespace velto

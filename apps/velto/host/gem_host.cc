@@ -1,0 +1,224 @@
+#include "apps/velto/host/gem_host.h"
+
+#include "apps/velto/host/explanation.h"
+#include "base/text.h"
+#include "gem/gem_problem.h"
+#include "secs2/sml_printer.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace velto {
+
+namespace {
+
+constexpr size_t kMaxArrivals = 1000;
+constexpr uint32_t kLinkWatch = 100; // ms between looks at the state of the link
+constexpr uint32_t kGrace = 1000;    // ms after T3, so that the engine reports its timeout first
+constexpr const char *kInterrupted = "interrupted";
+// A number that an equipment is unlikely to use.
+constexpr uint32_t kControlStateVid = 0xFFFFFFFF;
+
+std::string primaryName(const CHSecsHeader &header) {
+  return formatText("S%uF%u", header.stream(), header.function());
+}
+
+uint32_t secondsToMs(double seconds) {
+  return static_cast<uint32_t>(std::clamp(seconds * 1000, 0.0, 2e9));
+}
+
+} // namespace
+
+GemHost::GemHost(EventLoop &loop, GemConsole &console, const Settings &settings)
+    : loop_(loop), console_(console), settings_(settings), control_(loop),
+      linkWatch_(loop, [this] { watchLink(); }) {
+  // The property of the control cannot turn an equipment into a host. The engine can, as nothing is
+  // connected yet.
+  control_.engine().logical().SetHost(true);
+  control_.SetIPAddress(settings_.address);
+  control_.SetPortNumber(settings_.port);
+  control_.SetServer(false);
+  control_.SetDeviceID(settings_.device);
+  control_.SetT3(settings_.t3);
+  control_.SetT5(settings_.t5);
+  setKnown({});
+  console_.follow(control_);
+  control_.onReceived = [this](const std::string &, int32_t) { received(); };
+  control_.onSent = [this] { sent(); };
+  control_.onProblem = [this](int16_t code, const std::string &text) { problem(code, text); };
+}
+
+// A model file describes the equipment. Its states are replaced by those that the host needs
+// itself: on-line, communications enabled.
+void GemHost::setKnown(GemData &&model) {
+  known() = std::move(model);
+  CHGemEventVidList &variables = known().variables;
+  for (size_t i = 0; i < variables.Count(); ++i)
+    variables.SetRole(variables.at(i), kNoRole);
+  CHGemEventVid state;
+  state.vid = kControlStateVid;
+  state.SetValue(std::to_string(ControlState::OnlineRemote));
+  variables.SetRole(variables.Add(std::move(state)), RoleControlState);
+  known().communication = {.initialState = CommunicationState::NotCommunicating,
+                           .modelName = "",
+                           .softwareRevision = ""};
+}
+
+void GemHost::open() {
+  console_.event("connecting", "connecting to " + partner());
+  control_.SetPhysicalConnection(true);
+  linkWatch_.startPeriodic(kLinkWatch);
+}
+
+std::string GemHost::partner() const {
+  return settings_.address + ':' + std::to_string(settings_.port);
+}
+
+// The link does not report an attempt to connect that fails. But T5 runs after it, so a link that
+// is not connected and has a timer running has just failed.
+void GemHost::watchLink() {
+  const CHPhysicalConnection &link = control_.engine().physical();
+  if (link.State() != LinkState::Down) {
+    wasConnected_ = true;
+    connectFailed_ = false;
+  } else if (!wasConnected_ && !connectFailed_ && link.NextPoll().value_or(0) > 0) {
+    connectFailed_ = true;
+    console_.problem("cannot connect to " + partner() + " (refused or not reachable), tries again" +
+                     " every " + std::to_string(settings_.t5) + " s");
+  }
+}
+
+void GemHost::problem(int16_t code, const std::string &text) {
+  if (code == ErrorGemHsmsT5Timeout) {
+    wasConnected_ = false; // T5 is over: the next attempt to connect begins
+    return;
+  }
+  if (code == ErrorGemHsmsT3Timeout && pending_)
+    timedOut_ = true;
+  console_.problem(text, code);
+}
+
+// Messages ---------------------------------------------------------------------------------------
+
+void GemHost::received() {
+  console_.received(control_);
+  const CHSecsMessage &message = control_.engine().gem()->slot(CHGem::kReceived).message;
+  std::string text = RenderSml(message, control_.engine().gem());
+  std::erase(text, '\r');
+  const CHSecsHeader header = message.header;
+  if (isReply(message)) {
+    reply_.header = header;
+    reply_.root = message.root.clone();
+    answer_ = std::move(text);
+    replied_ = true;
+  } else if (header.sType() == 0 && header.function() % 2 == 1) {
+    for (const std::string &line : explainPrimary(message, known())) {
+      console_.plain("  " + line);
+      text += line + '\n';
+    }
+    if (arrivals_.size() == kMaxArrivals)
+      arrivals_.pop_front();
+    arrivals_.push_back({primaryName(header), std::move(text)});
+  }
+  control_.DefProc();
+}
+
+// Whether a message answers the pending request: as its reply, its abort, or an error message about
+// it (SEMI E5, stream 9).
+bool GemHost::isReply(const CHSecsMessage &message) const {
+  const CHSecsHeader &header = message.header;
+  if (!pending_ || replied_ || header.sType() != 0)
+    return false;
+  if (header.stream() != 9)
+    return header.systemBytes == pending_->systemBytes && header.stream() == pending_->stream() &&
+           header.function() % 2 == 0;
+  const CHSecsItem &head = message.root;
+  if (head.format() != format::kBinary || head.count() < CHSecsHeader::kSize)
+    return false;
+  CHSecsHeader about;
+  DecodeHeader(about, head.bytes().first<CHSecsHeader::kSize>(), CHSecsHeader::kUnknownLength);
+  return about.systemBytes == pending_->systemBytes && about.stream() == pending_->stream() &&
+         about.function() == pending_->function();
+}
+
+// The engine sets the system bytes when it sends a request, so the header is copied only here.
+void GemHost::sent() {
+  if (std::exchange(sending_, false))
+    pending_ = control_.engine().gem()->slot(CHGem::kSent).message.header;
+  console_.sent(control_);
+}
+
+std::string GemHost::waitForCommunications() {
+  const auto ready = [this] {
+    return control_.CommunicationState() == CommunicationState::Communicating;
+  };
+  loop_.runUntil([this, &ready] { return stopped_ || ready(); }, secondsToMs(settings_.t3));
+  if (stopped_)
+    return kInterrupted;
+  return ready() ? ""
+                 : "no communications with " + partner() + " within " +
+                       std::to_string(settings_.t3) + " s";
+}
+
+std::string GemHost::request(CHSecsMessage &message) {
+  answer_.clear();
+  if (std::string problem = waitForCommunications(); !problem.empty())
+    return problem;
+  replied_ = timedOut_ = false;
+  sending_ = true;
+  const bool sent = control_.engine().Send(message);
+  sending_ = false;
+  const auto request = std::exchange(pending_, std::nullopt);
+  if (!sent || !request)
+    return "the message could not be sent";
+  if (!request->wbit() || request->function() % 2 == 0)
+    return "";
+  pending_ = request;
+  const CHPhysicalConnection &link = control_.engine().physical();
+  loop_.runUntil(
+      [this, &link] {
+        return stopped_ || replied_ || timedOut_ || link.State() != LinkState::Ready;
+      },
+      secondsToMs(settings_.t3) + kGrace);
+  pending_.reset();
+  return outcome();
+}
+
+std::string GemHost::outcome() {
+  if (stopped_)
+    return kInterrupted;
+  if (replied_)
+    return refusal(reply_);
+  return control_.engine().physical().State() != LinkState::Ready
+             ? "the link was lost before an answer came"
+             : "no answer within " + std::to_string(settings_.t3) + " s";
+}
+
+std::string GemHost::await(std::string_view name, double seconds) {
+  const auto found = [this, name] {
+    return std::ranges::find_if(
+        arrivals_, [name](const Arrival &arrival) { return equalsIgnoreCase(arrival.name, name); });
+  };
+  loop_.runUntil([this, &found] { return stopped_ || found() != arrivals_.end(); },
+                 secondsToMs(seconds));
+  if (stopped_)
+    return kInterrupted;
+  const auto arrival = found();
+  if (arrival == arrivals_.end())
+    return std::string(name) + " did not come in time";
+  answer_ = std::move(arrival->text);
+  arrivals_.erase(arrivals_.begin(), arrival + 1);
+  return "";
+}
+
+std::string GemHost::pause(double seconds) {
+  loop_.runUntil([this] { return stopped_; }, secondsToMs(seconds));
+  return stopped_ ? kInterrupted : "";
+}
+
+void GemHost::say(const std::string &line) {
+  console_.plain("  " + line);
+  answer_ += line + '\n';
+}
+
+} // namespace velto

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "apps/velto/console/gem_console.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace velto {
+
+/// A GEM host (SEMI E30) on an active HSMS link: connects again whenever the link is lost,
+/// establishes communications, answers what the equipment asks, and prints all of it. One request
+/// at a time goes to the equipment and waits for its reply, while the loop goes on.
+///
+/// Operations return the reason when they fail, and an empty text otherwise.
+class GemHost {
+public:
+  struct Settings {
+    std::string address;
+    int32_t port = 5001;
+    int32_t device = 0;
+    int32_t t3 = 45; ///< s until a reply must have come, or communications must be established
+    int32_t t5 = 10; ///< s between attempts to connect
+  };
+
+  GemHost(EventLoop &loop, GemConsole &console, const Settings &settings);
+  GemHost(const GemHost &) = delete;
+  GemHost &operator=(const GemHost &) = delete;
+
+  void open();
+  /// Sends Separate.req to the equipment and closes the link.
+  void close() { separate(control_); }
+  /// Ends the operation that is waiting. Later ones fail at once.
+  void stop() { stopped_ = true; }
+  bool stopped() const { return stopped_; }
+
+  /// What the host knows of the equipment: names of variables and events, reports, alarms.
+  GemData &known() { return control_.engine().gem()->data(); }
+  void setKnown(GemData &&model);
+
+  /// Waits until communications are established, then sends a primary. If it has the W-bit, waits
+  /// for the reply, which reply() then returns. A negative acknowledge, an abort and a message of
+  /// stream 9 are failures.
+  std::string request(CHSecsMessage &message);
+  const CHSecsMessage &reply() const { return reply_; }
+
+  /// Waits for a primary of that name, such as "S6F11". One that came since forgetArrivals()
+  /// counts.
+  std::string await(std::string_view name, double seconds);
+  void forgetArrivals() { arrivals_.clear(); }
+  /// Handles messages for a time; fails when stop() ends it earlier.
+  std::string pause(double seconds);
+
+  /// The last answer: the SML of a reply or an awaited message, and the lines that explain it.
+  const std::string &answer() const { return answer_; }
+  /// Prints a line that explains the answer, and adds it to answer().
+  void say(const std::string &line);
+
+private:
+  struct Arrival {
+    std::string name;
+    std::string text;
+  };
+  void received();
+  void sent();
+  void problem(int16_t code, const std::string &text);
+  bool isReply(const CHSecsMessage &message) const;
+  void watchLink();
+  std::string waitForCommunications();
+  std::string outcome();
+  std::string partner() const;
+
+  EventLoop &loop_;
+  GemConsole &console_;
+  const Settings settings_;
+  CVeltoGemCtrl control_;
+  Timer linkWatch_;
+  bool wasConnected_ = false;  // the link was up since the last attempt to connect
+  bool connectFailed_ = false; // the last attempt failed, which has been printed
+  bool stopped_ = false;
+  bool sending_ = false;
+  std::optional<CHSecsHeader>
+      pending_; // header of the request whose reply is awaited, as it was sent
+  bool replied_ = false;
+  bool timedOut_ = false;
+  CHSecsMessage reply_;
+  std::string answer_;
+  std::deque<Arrival> arrivals_;
+};
+
+} // namespace velto

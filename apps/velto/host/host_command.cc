@@ -1,0 +1,173 @@
+#include "apps/velto/host/host_command.h"
+
+#include "apps/velto/console/line_reader.h"
+#include "apps/velto/console/loop_signals.h"
+#include "apps/velto/host/host_prompt.h"
+#include "apps/velto/model_text/model_file.h"
+#include "platform/tcp_socket.h"
+
+#include <algorithm>
+#include <iostream>
+#include <unistd.h>
+
+namespace velto {
+
+namespace {
+
+constexpr const char *kUsage =
+    "usage: velto host ADDR[:PORT] [--script FILE] [--names FILE] [--device N]\n"
+    "                  [--t3 SECONDS] [--t5 SECONDS]\n\n"
+    "Connects to a GEM equipment (port 5001 if not given), and again whenever the link is lost,\n"
+    "establishes communications, answers the equipment, and prints every message as SML. At the\n"
+    "prompt: `status 101` asks for a value, `help` lists the commands, `quit` or Ctrl-C ends.\n\n"
+    "  --script FILE   runs the commands of a file, one a line, and ends. The first that fails\n"
+    "                  (refused by the equipment, no answer in time) stops it with status 1\n"
+    "  --names FILE    a model of the equipment (FILE.kel or FILE.model): names of its events,\n"
+    "                  reports and variables, for what is printed\n"
+    "  --device N      device ID of the equipment, 0 to 32767 (default 0)\n"
+    "  --t3 SECONDS    how long an answer may take (default 45)\n"
+    "  --t5 SECONDS    time between attempts to connect (default 10)\n\n"
+    "docs/tools.md tells more and has examples.\n";
+
+constexpr int32_t kLongestTime = 86400; // s, a day
+
+struct Options {
+  GemHost::Settings settings;
+  std::string script;
+  std::optional<GemData> names;
+};
+
+class HostTool {
+public:
+  explicit HostTool(Options &options)
+      : script_(options.script), host_(loop_, console_, options.settings) {
+    if (options.names)
+      host_.setKnown(std::move(*options.names));
+  }
+
+  int run() {
+    std::optional<std::string> source;
+    if (!script_.empty() && !(source = systemFiles().read(script_))) {
+      std::cerr << "velto: " << script_ << ": cannot be read\n";
+      return kExitFailed;
+    }
+    host_.open();
+    const int status = source ? runScript(*source) : runPrompt();
+    host_.close();
+    return status;
+  }
+
+private:
+  int runScript(std::string_view source) {
+    for (int line = 1; !source.empty() && !host_.stopped() && !commands_.ended(); ++line) {
+      const size_t end = std::min(source.find('\n'), source.size());
+      const std::string problem = commands_.run(source.substr(0, end));
+      source.remove_prefix(std::min(end + 1, source.size()));
+      if (problem.empty() || host_.stopped())
+        continue;
+      std::cerr << "velto: " << script_ << ':' << line << ": " << problem << '\n';
+      return kExitFailed;
+    }
+    return kExitDone;
+  }
+
+  // At the prompt a command that fails is reported, and the next one is read.
+  int runPrompt() {
+    LineReader input(loop_, STDIN_FILENO);
+    const bool terminal = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+    while (!host_.stopped() && !commands_.ended()) {
+      if (terminal)
+        console_.showPrompt("> ");
+      const auto line = input.next([this] { return host_.stopped(); });
+      console_.promptUsed();
+      if (!line)
+        break;
+      const std::string problem = commands_.run(*line);
+      if (!problem.empty() && !host_.stopped())
+        console_.plain("failed: " + problem);
+    }
+    if (terminal)
+      std::cout << '\n';
+    return kExitDone;
+  }
+
+  const std::string &script_;
+  EventLoop loop_;
+  GemConsole console_{loop_.clock(), std::cout};
+  GemHost host_;
+  HostPrompt commands_{host_, console_};
+  LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
+};
+
+// ADDR or ADDR:PORT.
+std::string readAddress(const std::string &text, GemHost::Settings &settings) {
+  const size_t colon = text.rfind(':');
+  settings.address = text.substr(0, colon);
+  const auto port =
+      colon == std::string::npos ? settings.port : wholeNumber(text.substr(colon + 1), 1, 0xFFFF);
+  if (settings.address.empty() || !port)
+    return text + " is no address: ADDR or ADDR:PORT";
+  settings.port = *port;
+  return "";
+}
+
+// Reads a number that may be left out; it keeps its value then. False when the text is wrong.
+bool readNumber(const std::string &text, int32_t low, int32_t high, int32_t &number) {
+  if (text.empty())
+    return true;
+  const auto read = wholeNumber(text, low, high);
+  number = read.value_or(number);
+  return read.has_value();
+}
+
+int usage(const std::string &problem) {
+  std::cerr << "velto: " << problem << "\n\n" << kUsage;
+  return kExitUsage;
+}
+
+int fail(const std::string &problem) {
+  std::cerr << "velto: " << problem << '\n';
+  return kExitFailed;
+}
+
+} // namespace
+
+int runHostCommand(const CommandArguments &arguments) {
+  if (std::ranges::find(arguments, "--help") != arguments.end()) {
+    std::cout << kUsage;
+    return kExitDone;
+  }
+  Options options;
+  std::string names;
+  std::string device;
+  std::string t3;
+  std::string t5;
+  const Option table[] = {
+      {.name = "--script", .value = &options.script},
+      {.name = "--names", .value = &names},
+      {.name = "--device", .value = &device},
+      {.name = "--t3", .value = &t3},
+      {.name = "--t5", .value = &t5},
+  };
+  std::vector<std::string> addresses;
+  if (const std::string problem = readOptions(arguments, table, addresses); !problem.empty())
+    return usage(problem);
+  if (addresses.size() != 1)
+    return usage("the address of one equipment is needed");
+  GemHost::Settings &settings = options.settings;
+  if (const std::string problem = readAddress(addresses[0], settings); !problem.empty())
+    return usage(problem);
+  if (!readNumber(device, 0, 0x7FFF, settings.device))
+    return usage("--device takes a number from 0 to 32767");
+  if (!readNumber(t3, 1, kLongestTime, settings.t3) ||
+      !readNumber(t5, 1, kLongestTime, settings.t5))
+    return usage("--t3 and --t5 take seconds, from 1 on");
+  if (resolveHost(settings.address).empty())
+    return fail("there is no host " + settings.address);
+  std::string problem;
+  if (!names.empty() && !(options.names = readModel(names, problem)))
+    return fail(problem);
+  return HostTool(options).run();
+}
+
+} // namespace velto

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "gem/data/model_data.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace velto {
+
+// Equipment models in files: as a model data file, or as text that people write (model_text.h).
+// When a function fails, `problem` says which file is concerned and why.
+
+/// Whether the name of a file says that it holds a model as text: NAME.model.
+bool isModelText(std::string_view path);
+
+std::optional<GemData> readModelData(const std::string &path, std::string &problem);
+std::optional<GemData> readModelText(const std::string &path, std::string &problem);
+/// Reads a model of either kind, depending on the name of the file.
+std::optional<GemData> readModel(const std::string &path, std::string &problem);
+
+/// Writes a model data file; false when that fails.
+bool writeModelData(const std::string &path, const GemData &data, std::string &problem);
+
+} // namespace velto

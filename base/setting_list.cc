@@ -1,0 +1,33 @@
+#include "base/setting_list.h"
+
+namespace velto {
+
+namespace {
+
+constexpr size_t kTextLimit = 255;
+
+} // namespace
+
+void SettingList::load(const IniText &ini) const {
+  for (const auto &[section, key, value, fallback] : settings_) {
+    if (auto *const text = std::get_if<std::string *>(&value))
+      **text = ini.text(section, key, std::get<const char *>(fallback), kTextLimit);
+    else if (auto *const flag = std::get_if<bool *>(&value))
+      **flag = ini.flag(section, key, std::get<int32_t>(fallback) != 0);
+    else
+      *std::get<int32_t *>(value) = ini.integer(section, key, std::get<int32_t>(fallback));
+  }
+}
+
+void SettingList::store(IniText &ini) const {
+  for (const auto &[section, key, value, fallback] : settings_) {
+    if (auto *const text = std::get_if<std::string *>(&value))
+      ini.setText(section, key, **text);
+    else if (auto *const flag = std::get_if<bool *>(&value))
+      ini.setInteger(section, key, **flag ? 1 : 0);
+    else
+      ini.setInteger(section, key, *std::get<int32_t *>(value));
+  }
+}
+
+} // namespace velto

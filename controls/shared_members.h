@@ -1,0 +1,168 @@
+#pragma once
+
+#include "controls/component/member_table.h"
+
+namespace velto {
+
+/// How the table of a control describes its log; a control names what is different with it.
+struct LogTexts {
+  const char *log = "Keeps a communication log.";
+  const char *backups = "Numbered backups of the log; 0: it grows without limit.";
+  const char *fileName = "Path of the log without its ending \".log\".";
+  const char *size = "Size in KiB at which the log is backed up.";
+  const char *verbose = "Adds hexadecimal dumps to the log.";
+};
+
+/// A table with the rows that several controls have. The control gives each its id, and its place.
+template <typename C> class SharedMembers : public MembersOf<C, SharedMembers<C>> {
+  using Base = MembersOf<C, SharedMembers<C>>;
+  using Self = SharedMembers;
+
+public:
+  using Base::Base;
+
+  // The INI file and the property sheet.
+
+  Self &iniFileName(int id) {
+    return Base::template property<&C::IniFileName, &C::SetIniFileName>(
+        id, "IniFileName", "Path of the INI file.", "./Velto.ini");
+  }
+  Self &iniSection(int id, const char *help = "Section of the INI file.") {
+    return Base::template property<&C::IniSection, &C::SetIniSection>(id, "IniSection", help,
+                                                                      this->controlName());
+  }
+  Self &linkSection(int id) {
+    return iniSection(id, "Section of the INI file; names the link in the log.");
+  }
+  Self &setup(int id) {
+    return Base::template method<&C::Setup>(
+        id, "Setup", {"lpszCaption"},
+        "Shows the property sheet; true when it was accepted and stored.");
+  }
+  Self &loadIniFile(int id) {
+    return Base::template method<&C::LoadIniFile>(
+        id, "LoadIniFile", {}, "Reads the INI file; false when its name or section is empty.");
+  }
+
+  // A serial port. Connect stands last of the properties, so that a loaded property bag opens the
+  // port when all else is set.
+
+  Self &baudRate(int id) {
+    return Base::template property<&C::BaudRate, &C::SetBaudRate>(
+        id, "BaudRate", "Bits per second, any rate of the device; below 1 becomes 9600.", 9600);
+  }
+  Self &serialPortNumber(int id) {
+    return Base::template property<&C::PortNumber, &C::SetPortNumber>(
+        id, "PortNumber", "Index of the port, 0 is COM1; negative ones become 0.", 0);
+  }
+  Self &serialConnect(int id) {
+    return Base::template property<&C::Connect, &C::SetConnect>(
+        id, "Connect",
+        "Opens and closes the port; false again when it cannot be opened or is unplugged.", false);
+  }
+
+  // A TCP link. Connect stands last of the properties for the same reason.
+
+  /// `uses`: what goes to the peer that a listener addresses.
+  Self &ipAddress(int id, const std::string &uses = "Send and Disconnect") {
+    const std::string help = "Client: the remote host. Listener: the peer that " + uses +
+                             " address; every accepted peer sets it.";
+    return Base::template property<&C::IPAddress, &C::SetIPAddress>(id, "IPAddress", help.c_str(),
+                                                                    "");
+  }
+  Self &myPortNumber(int id) {
+    return Base::template property<&C::MyPortNumber, &C::SetMyPortNumber>(
+        id, "MyPortNumber", "Local port, 0 to 65535; a listener listens on it. 0: any.", 0);
+  }
+  Self &tcpPortNumber(int id) {
+    return Base::template property<&C::PortNumber, &C::SetPortNumber>(
+        id, "PortNumber", "Remote port, 1 to 65535. Listener: port of the addressed peer.", 0);
+  }
+  Self &server(int id) {
+    return Base::template property<&C::Server, &C::SetServer>(
+        id, "Server", "Passive entity. Cannot be changed while Connect is true.", false);
+  }
+  Self &tcpConnect(int id) {
+    return Base::template property<&C::Connect, &C::SetConnect>(
+        id, "Connect",
+        "Opens and closes the link; false again when the connection ends. An active entity waits "
+        "up to 5 s for its connection.",
+        false);
+  }
+  Self &disconnect(int id) {
+    return Base::template method<&C::Disconnect>(
+        id, "Disconnect", {"lpszIPAddress", "lPortNumber"},
+        "Closes a listener's peer; false when there is none.");
+  }
+  /// The four events of a link, which have the same ids everywhere.
+  Self &tcpEvents(const char *problem, const char *received) {
+    return Base::template event<std::string, int32_t>(
+               1, "Connected", {"lpszIPAddress", "lPortNumber"}, "A connection was made.")
+        .template event<std::string, int32_t>(2, "Disconnected", {"lpszIPAddress", "lPortNumber"},
+                                              "The remote end closed a connection.")
+        .template event<std::string, int32_t, int16_t, std::string>(
+            3, "Problem", {"lpszIPAddress", "lPortNumber", "sErrorCode", "lpszAdditionalInfo"},
+            problem)
+        .template event<std::string, int32_t, std::string>(
+            4, "Received", {"lpszIPAddress", "lPortNumber", "lpszMsg"}, received);
+  }
+
+  // The log.
+
+  Self &log(int id, const LogTexts &texts = {}) {
+    return Base::template property<&C::Log, &C::SetLog>(id, "Log", texts.log, false);
+  }
+  Self &logBakCount(int id, const LogTexts &texts = {}, int16_t count = 1) {
+    return Base::template property<&C::LogBakCount, &C::SetLogBakCount>(id, "LogBakCount",
+                                                                        texts.backups, count);
+  }
+  Self &logFileName(int id, const LogTexts &texts = {}) {
+    return Base::template property<&C::LogFileName, &C::SetLogFileName>(id, "LogFileName",
+                                                                        texts.fileName, "./Velto");
+  }
+  Self &logSize(int id, const LogTexts &texts = {}) {
+    return Base::template property<&C::LogSize, &C::SetLogSize>(id, "LogSize", texts.size, 1024);
+  }
+  Self &logVerbose(int id, const LogTexts &texts = {}) {
+    return Base::template property<&C::LogVerbose, &C::SetLogVerbose>(id, "LogVerbose",
+                                                                      texts.verbose, false);
+  }
+
+  // SECS-I.
+
+  Self &t1(int id) {
+    return Base::template property<&C::T1, &C::SetT1>(
+        id, "T1", "Inter-character time-out in ms; below 1 becomes 500.", 500);
+  }
+  Self &t2(int id) {
+    return Base::template property<&C::T2, &C::SetT2>(
+        id, "T2", "Protocol time-out in ms; below 1 becomes 10000.", 10'000);
+  }
+  /// HSMS has it too.
+  Self &t3(int id) {
+    return Base::template property<&C::T3, &C::SetT3>(id, "T3", "Reply time-out in ms.", 45'000);
+  }
+  Self &t4(int id) {
+    return Base::template property<&C::T4, &C::SetT4>(id, "T4", "Inter-block time-out in ms.",
+                                                      45'000);
+  }
+  Self &retry(int id) {
+    return Base::template property<&C::Retry, &C::SetRetry>(
+        id, "Retry", "Further attempts for a block; negative becomes 3.", 3);
+  }
+  Self &master(int id) {
+    return Base::template property<&C::Master, &C::SetMaster>(
+        id, "Master", "Wins contention and sets the R-bit: the equipment's side.", true);
+  }
+  Self &msec(int id) {
+    return Base::template property<&C::MSEC, &C::SetMSEC>(
+        id, "MSEC", "Headers go out as given, blocks stand alone, data has even parity.", false);
+  }
+  Self &queueMessage(int id) {
+    return Base::template method<&C::Send>(
+        id, "Send", {"lpszMessage"},
+        "Queues header and data, given in hexadecimal; true when it was queued.");
+  }
+};
+
+} // namespace velto
