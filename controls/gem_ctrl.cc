@@ -14,7 +14,7 @@ constexpr int32_t kMaxSeconds = 2'147'483; // whose milliseconds still fit 32 bi
 // The model refuses what is no state of its own.
 bool isByte(int16_t state) { return state >= 0 && state <= 0xFF; }
 
-int32_t milliseconds(int32_t seconds) { return std::clamp(seconds, 0, kMaxSeconds) * 1000; }
+int32_t secondsToMs(int32_t seconds) { return std::clamp(seconds, 0, kMaxSeconds) * 1000; }
 
 } // namespace
 
@@ -171,7 +171,7 @@ void CVeltoGemCtrl::SetPhysicalConnection(bool open) {
 void CVeltoGemCtrl::SetUnusedTime(int32_t) { setModified(); }
 
 void CVeltoGemCtrl::setTime(int32_t &time, int32_t seconds) {
-  time = milliseconds(seconds);
+  time = secondsToMs(seconds);
   setModified();
 }
 
@@ -181,7 +181,7 @@ int32_t CVeltoGemCtrl::T3() const {
 
 void CVeltoGemCtrl::SetT3(int32_t seconds) {
   if (engine_->gem() != nullptr)
-    engine_->gem()->SetT3(static_cast<uint32_t>(milliseconds(seconds)));
+    engine_->gem()->SetT3(static_cast<uint32_t>(secondsToMs(seconds)));
   setModified();
 }
 

@@ -111,4 +111,12 @@ void DecodeHeader(CHSecsHeader &header, std::span<const uint8_t, CHSecsHeader::k
   header.length = length;
 }
 
+std::optional<CHSecsHeader> readHeader(ByteView message) {
+  if (message.size() < CHSecsHeader::kSize)
+    return std::nullopt;
+  CHSecsHeader header;
+  DecodeHeader(header, message.first<CHSecsHeader::kSize>(), static_cast<uint32_t>(message.size()));
+  return header;
+}
+
 } // namespace velto

@@ -3,6 +3,7 @@
 #include "base/bytes.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -71,5 +72,7 @@ void EncodeHeader(const CHSecsHeader &header, std::span<uint8_t, CHSecsHeader::k
 /// Reads the ten bytes; the mode flag stays as it is.
 void DecodeHeader(CHSecsHeader &header, std::span<const uint8_t, CHSecsHeader::kSize> bytes,
                   uint32_t length);
+/// The header of a message, header and body; nothing when it is shorter than one.
+std::optional<CHSecsHeader> readHeader(ByteView message);
 
 } // namespace velto

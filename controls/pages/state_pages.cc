@@ -9,8 +9,6 @@ namespace velto {
 
 namespace {
 
-using ControlStates = CHGemControlModel::States;
-
 constexpr const char *kModelName = "ModelName";
 constexpr const char *kSoftwareRevision = "SoftwareRevision";
 
@@ -34,14 +32,14 @@ struct NamedNumber {
 
 constexpr NamedNumber kCommunicationStates[] = {{0, "Disabled"}, {1, "Enabled"}};
 constexpr NamedNumber kInitialStates[] = {{0, "Off-line"}, {1, "On-line"}};
-constexpr NamedNumber kOnlineStates[] = {{ControlStates::OnlineLocal, "Local"},
-                                         {ControlStates::OnlineRemote, "Remote"}};
+constexpr NamedNumber kOnlineStates[] = {{ControlState::OnlineLocal, "Local"},
+                                         {ControlState::OnlineRemote, "Remote"}};
 constexpr NamedNumber kInitialOfflineStates[] = {
-    {ControlStates::EquipmentOffline, "Equipment off-line"},
-    {ControlStates::AttemptOnline, "Attempt on-line"},
-    {ControlStates::HostOffline, "Host off-line"}};
-constexpr NamedNumber kOfflineStates[] = {{ControlStates::EquipmentOffline, "Equipment off-line"},
-                                          {ControlStates::HostOffline, "Host off-line"}};
+    {ControlState::EquipmentOffline, "Equipment off-line"},
+    {ControlState::AttemptOnline, "Attempt on-line"},
+    {ControlState::HostOffline, "Host off-line"}};
+constexpr NamedNumber kOfflineStates[] = {{ControlState::EquipmentOffline, "Equipment off-line"},
+                                          {ControlState::HostOffline, "Host off-line"}};
 
 void addChoice(PropertyPage &page, const char *key, const char *label,
                std::span<const NamedNumber> names, uint8_t number) {
@@ -95,7 +93,7 @@ void CPropRevision::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
 
 void CPropState::fill(CVeltoGemCtrl &control) {
   const GemData &data = control.engine().gem()->data();
-  const bool online = data.control.initialState >= ControlStates::OnlineLocal;
+  const bool online = data.control.initialState >= ControlState::OnlineLocal;
   addChoice(page(), kCommunicationState, "Initial Communication State", kCommunicationStates,
             data.communication.initialState);
   page().check(kEstablish, "Establish Communications", data.communication.establishCommunications);

@@ -4,15 +4,18 @@
 #include "gem/data/collection_event.h"
 #include "gem/data/report.h"
 #include "gem/data/variable_list.h"
+#include "gem/states.h"
 
 #include <cstdint>
+#include <set>
 #include <string>
 
 namespace velto {
 
 /// Parameters of the communication state model.
 struct CommunicationSettings {
-  uint8_t initialState = 0;            ///< when the link comes up: 0 stays disabled, 1 enables
+  uint8_t initialState =
+      CommunicationState::Disabled;    ///< when the link comes up: 0 stays disabled, 1 enables
   std::string modelName;               ///< MDLN
   std::string softwareRevision;        ///< SOFTREV
   bool establishCommunications = true; ///< this side sends S1F13 when not communicating
@@ -20,19 +23,20 @@ struct CommunicationSettings {
   bool operator==(const CommunicationSettings &) const = default;
 };
 
-/// Parameters of the control state model; states as CHGemControlModel numbers them.
+/// Parameters of the control state model; states as ControlState numbers them.
 struct ControlSettings {
-  uint8_t initialState = 4;
-  uint8_t initialOfflineState = 2;
-  uint8_t offlineState = 2;         ///< 0 or 2: after a failed attempt to go on-line
-  uint8_t onlineState = 4;          ///< 3 or 4
-  bool acceptOfflineRequest = true; ///< S1F15; not kept in the data file
-  bool acceptOnlineRequest = true;  ///< S1F17 and S1F2; not kept in the data file
+  uint8_t initialState = ControlState::OnlineRemote;
+  uint8_t initialOfflineState = ControlState::HostOffline;
+  uint8_t offlineState =
+      ControlState::HostOffline; ///< after a failed attempt to go on-line: 0 or 2
+  uint8_t onlineState = ControlState::OnlineRemote; ///< 3 or 4
+  bool acceptOfflineRequest = true;                 ///< S1F15; not kept in the data file
+  bool acceptOnlineRequest = true;                  ///< S1F17 and S1F2; not kept in the data file
 
   bool operator==(const ControlSettings &) const = default;
 };
 
-/// All that the equipment model knows: what the data file keeps, and the two flags beside it.
+/// All that the equipment model knows: what the data file keeps, and a few values beside it.
 struct GemData {
   bool changePCClock = false; ///< a time set by the host sets the machine's clock
   CommunicationSettings communication;
@@ -41,6 +45,15 @@ struct GemData {
   CHGemEventReportList reports;
   CHGemEventVidList variables;
   CHGemAlarmAlidList alarms;
+  uint32_t nextDataId = 1; ///< the DATAID of the next event; not kept in the data file
+
+  /// Deletes reports and every link to them; false when none of them exists.
+  bool removeReports(const std::set<uint32_t> &rptids) {
+    if (!reports.Remove(rptids))
+      return false;
+    events.unlink(rptids);
+    return true;
+  }
 };
 
 } // namespace velto

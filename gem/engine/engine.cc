@@ -3,15 +3,11 @@
 #include "gem/gem_problem.h"
 #include "platform/ini_file.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace velto {
 
 namespace {
-
-constexpr uint8_t kCommunicating = 2;
-constexpr uint8_t kAttemptOnline = 1;
 
 constexpr uint32_t kPumpedTick = 50; // ms: time goes on while a report pumps the loop
 
@@ -98,7 +94,7 @@ bool CHGemEngine::LoadData(const std::string &fileName) {
 void CHGemEngine::CloseConnection() { physical_.Close(); }
 
 uint8_t CHGemEngine::GetControlState() const {
-  return gem_ == nullptr ? uint8_t{0} : gem_->control().GetState();
+  return gem_ == nullptr ? uint8_t{ControlState::EquipmentOffline} : gem_->control().GetState();
 }
 
 bool CHGemEngine::SetControlState(uint8_t state) {
@@ -116,7 +112,7 @@ void CHGemEngine::SetOnlineSwitch(bool on) {
 }
 
 uint8_t CHGemEngine::GetCommunicationState() const {
-  return gem_ == nullptr ? uint8_t{0} : gem_->communication().State();
+  return gem_ == nullptr ? uint8_t{CommunicationState::Disabled} : gem_->communication().State();
 }
 
 bool CHGemEngine::SetCommunicationState(uint8_t state) {
@@ -244,8 +240,9 @@ void CHGemEngine::Tick() {
 
 void CHGemEngine::endFailedAttempt() {
   const Hold held(*this);
-  if (!ended_ && gem_ != nullptr && gem_->communication().State() != kCommunicating &&
-      gem_->control().GetState() == kAttemptOnline)
+  if (!ended_ && gem_ != nullptr &&
+      gem_->communication().State() != CommunicationState::Communicating &&
+      gem_->control().GetState() == ControlState::AttemptOnline)
     gem_->control().SwitchState(gem_->offlineState());
 }
 
@@ -256,7 +253,7 @@ void CHGemEngine::noticeLostLink() {
     return;
   CHGem &gem = *gem_;
   gem.OnLinkLost();
-  gem.communication().SwitchState(0);
+  gem.communication().SwitchState(CommunicationState::Disabled);
 }
 
 std::optional<uint32_t> CHGemEngine::NextTick() const {
@@ -266,14 +263,15 @@ std::optional<uint32_t> CHGemEngine::NextTick() const {
     const CHGemCommunicationModel &communication = gem_->communication();
     const CHGemControlModel &control = gem_->control();
     const bool linkLost = !communication.isDisabled() && physical_.State() != LinkState::Ready;
-    const bool attemptFailed = communication.State() != kCommunicating &&
-                               !control.isGoingOffline() && control.GetState() == kAttemptOnline;
+    const bool attemptFailed = communication.State() != CommunicationState::Communicating &&
+                               !control.isGoingOffline() &&
+                               control.GetState() == ControlState::AttemptOnline;
     if (linkLost || attemptFailed)
       return 0;
   }
   const auto link = physical_.NextPoll();
   const auto model = logical_->NextTick();
-  return link && model ? std::min(*link, *model) : link ? link : model;
+  return model ? sooner(link, *model) : link;
 }
 
 TreeView CHGemEngine::status(int workSpace) const {

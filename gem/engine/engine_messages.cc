@@ -42,7 +42,7 @@ Bytes joined(ByteView head, ByteView body) {
 
 void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
                              bool storeOnly) {
-  if (gem_ == nullptr || gem_->communication().State() == 0)
+  if (gem_ == nullptr || gem_->communication().State() == CommunicationState::Disabled)
     return;
   const Hold held(*this);
   if (logsMessages())

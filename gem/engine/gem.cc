@@ -1,36 +1,26 @@
 #include "gem/engine/gem.h"
 
-#include "base/text.h"
 #include "gem/data/data_file.h"
-#include "gem/messages/reply.h"
-#include "gem/models/equipment_clock.h"
+#include "gem/gem_problem.h"
+#include "gem/messages/gate.h"
+#include "gem/messages/stream9.h"
+#include "gem/models/clock_model.h"
+#include "gem/models/terminal_model.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace velto {
 
 namespace {
 
-constexpr int kReplyTimeout = 12;          // problem code
-constexpr uint8_t kTransactionTimeout = 9; // S9F9
+using enum ControlState::Number;
+
 constexpr uint32_t kSaveRetryPause = 1000; // ms
-
-enum CommunicationState : uint8_t { Disabled = 0, NotCommunicating = 1, Communicating = 2 };
-enum ControlState : uint8_t {
-  EquipmentOffline = 0,
-  AttemptOnline = 1,
-  HostOffline = 2,
-  OnlineLocal = 3,
-  OnlineRemote = 4
-};
-
-bool is(const CHSecsMessage &message, uint8_t stream, uint8_t function) {
-  return message.header.stream() == stream && message.header.function() == function;
-}
 
 // A data file may hold any numbers.
 void keepStatesInRange(ControlSettings &settings) {
-  if (settings.initialState > OnlineRemote)
+  if (!isState<ControlState>(settings.initialState))
     settings.initialState = OnlineRemote;
   if (settings.initialOfflineState > HostOffline)
     settings.initialOfflineState = HostOffline;
@@ -42,11 +32,25 @@ void keepStatesInRange(ControlSettings &settings) {
 
 } // namespace
 
+// Models and stages stand in their order. Those models that take messages alone come first.
 CHGem::CHGem(LogicalConnectionOwner &owner, std::string iniFileName)
-    : CHLogicalConnection(owner, std::move(iniFileName), Kind::Gem),
-      communication_(*this, data_.communication), control_(*this, data_.control),
-      processing_(*this), events_(*this, data_), alarms_(*this, data_) {
+    : CHLogicalConnection(owner, std::move(iniFileName), Kind::Gem) {
+  communication_ = add<CHGemCommunicationModel>();
+  control_ = add<CHGemControlModel>();
+  add<CHGemClockModel>();
+  add<CHGemTerminalModel>();
+  processing_ = add<CHGemProcessingModel>();
+  events_ = add<CHGemEventModel>();
+  alarms_ = add<CHGemAlarmModel>();
+  stages_.push_back(std::make_unique<CHGemGate>(static_cast<const GemModelOwner &>(*this)));
   CHGem::SetHost(false);
+}
+
+template <typename Model> Model *CHGem::add() {
+  auto model = std::make_unique<Model>(static_cast<GemModelOwner &>(*this), data_);
+  Model *added = model.get();
+  models_.push_back(std::move(model));
+  return added;
 }
 
 void CHGem::SetHost(bool host) {
@@ -55,167 +59,132 @@ void CHGem::SetHost(bool host) {
     slot.isEquipmentSide = !host;
 }
 
-// In the order in which every link event reaches them.
-template <typename Visit> void CHGem::forEachModel(Visit visit) {
-  visit(static_cast<GemModel &>(communication_));
-  visit(static_cast<GemModel &>(control_));
-  visit(static_cast<GemModel &>(processing_));
-  visit(static_cast<GemModel &>(events_));
-  visit(static_cast<GemModel &>(alarms_));
-}
-
 Clock &CHGem::clock() const { return owner() != nullptr ? owner()->clock() : systemClock(); }
 
-bool CHGem::isOnline() const {
-  const uint8_t state = controlState();
-  return state == OnlineLocal || state == OnlineRemote;
-}
+// Sending ---------------------------------------------------------------------------------------
 
-bool CHGem::mayPass(const CHSecsHeader &header) const {
-  const uint8_t stream = header.stream();
-  const uint8_t function = header.function();
-  switch (communicationState()) {
-  case NotCommunicating:
-    return stream == 9 || (stream == 1 && function == 14) ||
-           (stream == 1 && function == 13 && !hasOpenTransaction(1, 13));
-  case Communicating:
-    return isOnline() || stream == 9 ||
-           (stream == 1 && (function == 1 || function == 13 || function == 14 || function == 18));
-  default:
-    return false;
-  }
+// What becomes of a message that a stage keeps from the link; nothing when all let it pass.
+std::optional<bool> CHGem::stopped(const CHSecsMessage &message) const {
+  for (const auto &stage : stages_)
+    if (const auto stopped = stage->stop(message))
+      return stopped;
+  return std::nullopt;
 }
 
 bool CHGem::Send(CHSecsMessage &message) {
-  return mayPass(message.header) && CHLogicalConnection::Send(message);
+  if (const auto end = stopped(message))
+    return *end;
+  return CHLogicalConnection::Send(message);
 }
 
 bool CHGem::Send(CHSecsMessage &&message) {
-  if (!mayPass(message.header) || owner() == nullptr)
+  if (const auto end = stopped(message))
+    return *end;
+  if (owner() == nullptr)
     return false;
   message.header.idWord = DeviceID();
   return owner()->transmit(std::move(message));
 }
 
+void CHGem::OnSent(const CHSecsMessage &message) {
+  CHLogicalConnection::OnSent(message);
+  for (const auto &model : models_)
+    model->OnSent(message);
+}
+
+bool CHGem::invokes() const {
+  return communicationState() == CommunicationState::Communicating && isOnline(controlState());
+}
+
+bool CHGem::InvokeEvent(uint32_t ceid) { return invokes() && events_->InvokeEvent(ceid); }
+
+bool CHGem::InvokeAlarm(uint32_t alid, uint8_t alcd) {
+  return invokes() && alarms_->InvokeAlarm(alid, alcd);
+}
+
+// Receiving -------------------------------------------------------------------------------------
+
 bool CHGem::OnReceive(CHSecsVerifier &slot) {
   CHLogicalConnection::OnReceive(slot);
   const bool taken = handle(slot);
-  // A request of the state models whose transaction has ended otherwise will get no answer.
-  if (communication_.WaitingCRA() && !hasOpenTransaction(1, 13))
-    communication_.OnUnanswered();
-  if (controlState() == AttemptOnline && !hasOpenTransaction(1, 1))
-    control_.SwitchState(offlineState());
+  for (const auto &model : models_)
+    model->OnReceived();
   return taken;
 }
 
 bool CHGem::handle(CHSecsVerifier &slot) {
-  if (communication_.OnReceive(slot) || answerAreYouThere(slot) || control_.OnReceive(slot) ||
-      answerClockAndTerminal(slot))
-    return true;
+  auto model = models_.begin();
+  for (; model != models_.end() && (*model)->takesAlone(); ++model)
+    if ((*model)->OnReceive(slot))
+      return true;
   const uint32_t before = changes();
-  const bool processed = processing_.OnReceive(slot);
-  const bool reported = events_.OnReceive(slot);
-  const bool alarmed = alarms_.OnReceive(slot);
+  bool taken = false;
+  for (; model != models_.end(); ++model)
+    taken = (*model)->OnReceive(slot) || taken;
   // What the host changed is on disk before it hears of it; other changes wait while saving fails.
   if (modified() && (changes() != before || !savePausing()))
     SaveData();
-  return processed || reported || alarmed;
+  return taken;
 }
 
-// On-line, S1F2 names the model instead of this software.
-bool CHGem::answerAreYouThere(CHSecsVerifier &slot) {
-  if (!isOnline() || !is(slot.message, 1, 1) || !is(slot.partner()->message, 1, 2))
-    return false;
-  rebuildReply(slot, {data_.communication.modelName, data_.communication.softwareRevision});
-  return true;
-}
+// Link and time ---------------------------------------------------------------------------------
 
-bool CHGem::answerClockAndTerminal(CHSecsVerifier &slot) {
-  if (slot.result != VerificationCorrect)
-    return false;
-  const CHSecsMessage &message = slot.message;
-  if (is(message, 2, 17)) {
-    const CHGemEventVid *format = data_.variables.FindByRole(RoleTimeFormat);
-    const int32_t style = format == nullptr ? 1 : static_cast<int32_t>(format->GetNumber());
-    rebuildReply(slot, {currentTimeText(clock(), style)});
-  } else if (is(message, 2, 18)) {
-    setClockFromHost(clock(), data_.changePCClock, message);
-  } else if (is(message, 2, 31)) {
-    const uint8_t acknowledge = setClockFromHost(clock(), data_.changePCClock, message);
-    rebuildReply(slot, {std::to_string(acknowledge)});
-  } else if (is(message, 10, 1) || is(message, 10, 3) || is(message, 10, 5)) {
-    rebuildReply(slot, {"0"});
-  } else {
-    return false;
-  }
-  return true;
-}
-
-void CHGem::OnSent(const CHSecsMessage &message) {
-  CHLogicalConnection::OnSent(message);
-  forEachModel([&message](GemModel &model) { model.OnSent(message); });
-}
-
+// While there are no communications, only their model ticks.
 void CHGem::Tick() {
   CHLogicalConnection::Tick();
-  communication_.Tick();
-  if (communicationState() == Communicating) {
-    control_.Tick();
-    processing_.Tick();
-    events_.Tick();
-    alarms_.Tick();
-  }
+  communication_->Tick();
+  if (communicationState() == CommunicationState::Communicating)
+    for (const auto &model : models_)
+      if (model.get() != communication_)
+        model->Tick();
   if (modified() && !savePausing())
     SaveData();
 }
 
-bool CHGem::savePausing() const {
-  return saveFailedAt_ && clock().ticks() - *saveFailedAt_ < kSaveRetryPause;
-}
-
-uint8_t CHGem::offlineState() const {
-  return data_.control.offlineState == 0 ? uint8_t{EquipmentOffline} : uint8_t{HostOffline};
-}
-
 std::optional<uint32_t> CHGem::NextTick() const {
   std::optional<uint32_t> next = CHLogicalConnection::NextTick();
-  const auto sooner = [&next](uint32_t wait) { next = std::min(next.value_or(wait), wait); };
-  if (const auto wait = communication_.nextTick())
-    sooner(*wait);
-  if (modified()) {
-    const uint32_t since = saveFailedAt_ ? clock().ticks() - *saveFailedAt_ : kSaveRetryPause;
-    sooner(since >= kSaveRetryPause ? 0 : kSaveRetryPause - since);
-  }
+  const bool communicating = communicationState() == CommunicationState::Communicating;
+  for (const auto &model : models_)
+    if (communicating || model.get() == communication_)
+      if (const auto wait = model->NextTick())
+        next = sooner(next, *wait);
+  if (modified())
+    next = sooner(next,
+                  saveFailedAt_ ? timeLeft(clock().ticks(), *saveFailedAt_, kSaveRetryPause) : 0);
   return next;
+}
+
+bool CHGem::savePausing() const {
+  return saveFailedAt_ && timeLeft(clock().ticks(), *saveFailedAt_, kSaveRetryPause) != 0;
 }
 
 void CHGem::OnLinkReady() {
   clearTransactions();
-  forEachModel([](GemModel &model) { model.OnConnectionReset(); });
+  for (const auto &model : models_)
+    model->OnConnectionReset();
 }
 
 void CHGem::OnLinkLost() {
   clearTransactions();
-  forEachModel([](GemModel &model) { model.OnDisable(); });
+  for (const auto &model : models_)
+    model->OnDisable();
 }
 
 void CHGem::OnProblem(int code, const CHSecsHeader &header) {
-  forEachModel([&](GemModel &model) { model.OnProblem(code, header); });
+  for (const auto &model : models_)
+    model->OnProblem(code, header);
   // S9F9 goes out to a partner that is known by its device ID.
-  if (code != kReplyTimeout || slots_[kReceived].message.header.idWord != DeviceID())
+  if (code != ErrorGemHsmsT3Timeout || slots_[kReceived].message.header.idWord != DeviceID())
     return;
   CHSecsMessage message;
-  MakeStream9(message, kTransactionTimeout, &header);
-  message.header.idWord = DeviceID();
+  stream9::make(message, stream9::TransactionTimeout, header, DeviceID());
   SendUngated(message);
 }
 
-bool CHGem::InvokeEvent(uint32_t ceid) {
-  return communicationState() == Communicating && isOnline() && events_.InvokeEvent(ceid);
-}
+// Reports ---------------------------------------------------------------------------------------
 
-bool CHGem::InvokeAlarm(uint32_t alid, uint8_t alcd) {
-  return communicationState() == Communicating && isOnline() && alarms_.InvokeAlarm(alid, alcd);
+uint8_t CHGem::offlineState() const {
+  return data_.control.offlineState == EquipmentOffline ? EquipmentOffline : HostOffline;
 }
 
 void CHGem::reportCommunicationState(uint8_t next, uint8_t previous) {
@@ -227,14 +196,13 @@ void CHGem::reportCommunicationState(uint8_t next, uint8_t previous) {
 // the host changes the state while it is sent, an off-line change does not come, and is not
 // reported.
 void CHGem::reportControlState(uint8_t next, uint8_t previous) {
-  const bool wasOnline = previous == OnlineLocal || previous == OnlineRemote;
   if (next == OnlineLocal)
-    events_.InvokeRole(RoleGoToLocal);
+    events_->InvokeRole(RoleGoToLocal);
   else if (next == OnlineRemote)
-    events_.InvokeRole(RoleGoToRemote);
-  else if (wasOnline)
-    events_.InvokeRole(RoleOnlineToOffline);
-  const bool comes = next == OnlineLocal || next == OnlineRemote || controlState() == previous;
+    events_->InvokeRole(RoleGoToRemote);
+  else if (isOnline(previous))
+    events_->InvokeRole(RoleOnlineToOffline);
+  const bool comes = isOnline(next) || controlState() == previous;
   if (comes && owner() != nullptr)
     owner()->reportControlState(next, previous);
 }
@@ -244,21 +212,21 @@ void CHGem::reportVariable(uint32_t vid) {
     owner()->reportVariable(vid);
 }
 
+// Data ------------------------------------------------------------------------------------------
+
 void CHGem::Reset() {
   CommunicationSettings communication;
   communication.modelName = data_.communication.modelName;
   communication.softwareRevision = data_.communication.softwareRevision;
   data_ = GemData();
   data_.communication = std::move(communication);
-  communication_.Reset();
-  events_.Reset();
-  alarms_.Reset();
-  processing_.Reset();
+  for (const auto &model : models_)
+    model->Reset();
 }
 
 // The name is a copy: its owner may go inside the report of the state.
 bool CHGem::LoadData(std::string fileName) {
-  communication_.SwitchState(Disabled);
+  communication_->SwitchState(CommunicationState::Disabled);
   Reset();
   SetDataFileName(std::move(fileName));
   loadSettings();
@@ -275,6 +243,17 @@ bool CHGem::LoadData(std::string fileName) {
   return true;
 }
 
+bool CHGem::modified() const {
+  return std::ranges::any_of(models_, [](const auto &model) { return model->modified(); });
+}
+
+uint32_t CHGem::changes() const {
+  uint32_t changes = 0;
+  for (const auto &model : models_)
+    changes += model->changes();
+  return changes;
+}
+
 // The model is written whatever becomes of the settings, and at once at the next change too.
 bool CHGem::SaveData() {
   const bool settingsSaved = saveSettings();
@@ -286,8 +265,8 @@ bool CHGem::SaveData() {
 bool CHGem::writeData() {
   if (!saveDataFile(owner()->files(), DataFileName(), DataBakCount(), storeGemData(data_)))
     return false;
-  events_.clearModified();
-  alarms_.clearModified();
+  for (const auto &model : models_)
+    model->clearModified();
   return true;
 }
 
@@ -296,7 +275,8 @@ void CHGem::addStatus(TreeNode &parent) const {
   TreeNode &branch = parent.add("Gem");
   branch.expanded = true;
   branch.add(data_.changePCClock ? "Change PC Clock : Yes" : "Change PC Clock : No");
-  const_cast<CHGem *>(this)->forEachModel([&branch](GemModel &model) { model.addStatus(branch); });
+  for (const auto &model : models_)
+    model->addStatus(branch);
 }
 
 std::optional<std::string> CHGem::variableName(int32_t id) const {

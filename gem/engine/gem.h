@@ -2,6 +2,7 @@
 
 #include "gem/data/model_data.h"
 #include "gem/engine/logical_connection.h"
+#include "gem/messages/send_stage.h"
 #include "gem/models/alarm_model.h"
 #include "gem/models/communication_model.h"
 #include "gem/models/control_model.h"
@@ -10,11 +11,13 @@
 #include "secs2/sml_printer.h"
 
 #include <array>
+#include <memory>
+#include <vector>
 
 namespace velto {
 
-/// The equipment model (SEMI E30): the five models, the message slots, the gate that decides what
-/// may be sent in each state, and the data file.
+/// The equipment model (SEMI E30): the models in their order, the message slots, the stages that
+/// decide what is sent in each state, and the data file.
 class CHGem final : public CHLogicalConnection, private GemModelOwner, public SmlContext {
 public:
   /// The message slots.
@@ -28,16 +31,16 @@ public:
   CHSecsVerifier &slot(size_t index) { return slots_[index]; }
   GemData &data() { return data_; }
   const GemData &data() const { return data_; }
-  CHGemCommunicationModel &communication() { return communication_; }
-  CHGemControlModel &control() { return control_; }
-  CHGemProcessingModel &processing() { return processing_; }
-  CHGemEventModel &events() { return events_; }
-  CHGemAlarmModel &alarms() { return alarms_; }
+  CHGemCommunicationModel &communication() { return *communication_; }
+  CHGemControlModel &control() { return *control_; }
+  CHGemProcessingModel &processing() { return *processing_; }
+  CHGemEventModel &events() { return *events_; }
+  CHGemAlarmModel &alarms() { return *alarms_; }
 
   /// Also marks the slots as those of an equipment or a host.
   void SetHost(bool host) override;
 
-  /// The gate: what may go out depends on the communication and the control state.
+  /// Through the stages: what may go out depends on the communication and the control state.
   bool Send(CHSecsMessage &message) override;
   bool Send(CHSecsMessage &&message) override;
   bool OnReceive(CHSecsVerifier &slot) override;
@@ -68,34 +71,37 @@ public:
 
 private:
   // GemModelOwner; Send() serves both.
-  uint8_t communicationState() const override { return communication_.State(); }
-  uint8_t controlState() const override { return control_.GetState(); }
+  uint8_t communicationState() const override { return communication_->State(); }
+  uint8_t controlState() const override { return control_->GetState(); }
+  bool awaitsAnswer(uint8_t stream, uint8_t function) const override {
+    return hasOpenTransaction(stream, function);
+  }
   bool isHost() const override { return Host(); }
-  CHGemEventVidList &variables() override { return data_.variables; }
   Clock &clock() const override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
 
-  template <typename Visit> void forEachModel(Visit visit);
-  bool mayPass(const CHSecsHeader &header) const;
-  bool isOnline() const;
+  /// Adds a model behind those that are there.
+  template <typename Model> Model *add();
+  std::optional<bool> stopped(const CHSecsMessage &message) const;
+  bool invokes() const;
   bool handle(CHSecsVerifier &slot);
   bool savePausing() const;
-  bool modified() const { return events_.modified() || alarms_.modified(); }
-  uint32_t changes() const { return events_.changes() + alarms_.changes(); }
-  bool answerAreYouThere(CHSecsVerifier &slot);
-  bool answerClockAndTerminal(CHSecsVerifier &slot);
+  bool modified() const;
+  uint32_t changes() const;
   bool writeData();
 
   GemData data_;
   std::array<CHSecsVerifier, kSlots> slots_;
-  CHGemCommunicationModel communication_;
-  CHGemControlModel control_;
-  CHGemProcessingModel processing_;
-  CHGemEventModel events_;
-  CHGemAlarmModel alarms_;
-  std::optional<uint32_t> saveFailedAt_; // tick
+  std::vector<std::unique_ptr<GemModel>> models_; // in the order in which all reaches them
+  CHGemCommunicationModel *communication_ = nullptr;
+  CHGemControlModel *control_ = nullptr;
+  CHGemProcessingModel *processing_ = nullptr;
+  CHGemEventModel *events_ = nullptr;
+  CHGemAlarmModel *alarms_ = nullptr;
+  std::vector<std::unique_ptr<GemSendStage>> stages_; // in the order in which messages pass them
+  std::optional<uint32_t> saveFailedAt_;              // tick
 };
 
 } // namespace velto

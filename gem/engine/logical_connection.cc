@@ -2,33 +2,8 @@
 
 #include "base/text.h"
 #include "platform/ini_file.h"
-#include "secs2/node_path.h"
-
-#include <algorithm>
 
 namespace velto {
-
-namespace {
-
-constexpr uint8_t kErrorStream = 9;
-
-// The header that a stream 9 message complains of; nothing when it holds none.
-std::optional<CHSecsHeader> complaint(const CHSecsMessage &message) {
-  const CHSecsItem &head = message.root;
-  if (message.header.stream() != kErrorStream || head.format() != format::kBinary ||
-      head.count() < CHSecsHeader::kSize)
-    return std::nullopt;
-  CHSecsHeader header;
-  DecodeHeader(header, head.bytes().first<CHSecsHeader::kSize>(), CHSecsHeader::kUnknownLength);
-  return header;
-}
-
-bool isAnswer(const CHSecsHeader &reply, const CHSecsHeader &primary) {
-  return reply.stream() == primary.stream() && reply.systemBytes == primary.systemBytes &&
-         (reply.function() == primary.function() + 1 || reply.function() == 0);
-}
-
-} // namespace
 
 CHLogicalConnection::CHLogicalConnection(LogicalConnectionOwner &owner, std::string iniFileName,
                                          Kind kind)
@@ -65,49 +40,23 @@ bool CHLogicalConnection::SendUngated(const CHSecsMessage &message) {
 }
 
 bool CHLogicalConnection::OnReceive(CHSecsVerifier &slot) {
-  closeTransaction(slot.message);
+  open_.closeAnswered(slot.message);
   return false;
 }
 
-void CHLogicalConnection::closeTransaction(const CHSecsMessage &message) {
-  const auto head = complaint(message);
-  const auto closes = [&](const OpenTransaction &transaction) {
-    const CHSecsHeader &primary = transaction.header;
-    return head ? head->stream() == primary.stream() && head->function() == primary.function() &&
-                      head->systemBytes == primary.systemBytes
-                : isAnswer(message.header, primary);
-  };
-  const auto found = std::ranges::find_if(open_, closes);
-  if (found != open_.end())
-    open_.erase(found);
-}
-
 void CHLogicalConnection::OnSent(const CHSecsMessage &message) {
-  const CHSecsHeader &header = message.header;
-  if (owner_ != nullptr && header.sType() == 0 && header.function() % 2 == 1 && header.wbit())
-    open_.push_back({header, owner_->clock().ticks()});
+  if (owner_ != nullptr && message.header.sType() == 0 && awaitsReply(message.header))
+    open_.open(message.header, owner_->clock().ticks());
 }
 
 void CHLogicalConnection::Tick() {
-  if (owner_ == nullptr || open_.empty() || CHLogicalConnection::NextTick().value_or(1) != 0)
-    return;
-  const CHSecsHeader expired = open_.front().header;
-  open_.pop_front();
-  owner_->reportReplyTimeout(expired);
+  if (CHLogicalConnection::NextTick() == 0U)
+    owner_->reportReplyTimeout(open_.takeFirst().header);
 }
 
-// All wait for the same T3, so the one sent first is due first.
+// A reply may still come when just T3 has passed.
 std::optional<uint32_t> CHLogicalConnection::NextTick() const {
-  if (owner_ == nullptr || open_.empty())
-    return std::nullopt;
-  const uint32_t age = owner_->clock().ticks() - open_.front().sentAt;
-  return age > T3() ? 0 : T3() + 1 - age;
-}
-
-bool CHLogicalConnection::hasOpenTransaction(uint8_t stream, uint8_t function) const {
-  return std::ranges::any_of(open_, [=](const OpenTransaction &transaction) {
-    return transaction.header.stream() == stream && transaction.header.function() == function;
-  });
+  return owner_ == nullptr ? std::nullopt : open_.next(owner_->clock().ticks(), T3() + 1);
 }
 
 void CHLogicalConnection::addStatus(TreeNode &parent) const {

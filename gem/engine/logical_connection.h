@@ -4,10 +4,10 @@
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "secs2/verifier.h"
+#include "transport/link/open_transactions.h"
 #include "ui/view.h"
 
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <utility>
@@ -88,17 +88,12 @@ public:
 
 protected:
   LogicalConnectionOwner *owner() const { return owner_; }
-  bool hasOpenTransaction(uint8_t stream, uint8_t function) const;
+  bool hasOpenTransaction(uint8_t stream, uint8_t function) const {
+    return open_.holds(stream, function);
+  }
   void clearTransactions() { open_.clear(); }
 
 private:
-  struct OpenTransaction {
-    CHSecsHeader header;
-    uint32_t sentAt; // tick
-  };
-
-  void closeTransaction(const CHSecsMessage &message);
-
   LogicalConnectionOwner *owner_;
   Kind kind_;
   std::string iniFileName_;
@@ -108,7 +103,7 @@ private:
   int32_t t3_ = 45000;
   int32_t host_;
   SettingList settings_;
-  std::deque<OpenTransaction> open_; // in the order they were sent
+  OpenTransactions open_;
 };
 
 } // namespace velto

@@ -1,6 +1,7 @@
 #include "gem/messages/dispatch.h"
 
 #include "secs2/reply_text.h"
+#include "secs2/transaction.h"
 #include "transport/link/message_link.h"
 
 #include <utility>
@@ -11,8 +12,6 @@ namespace {
 
 constexpr uint16_t kAnyDevice = 0xFFFF;
 constexpr uint8_t kUnrecognizedDevice = 1; // S9F1
-
-bool awaitsReply(const CHSecsHeader &header) { return header.function() % 2 == 1 && header.wbit(); }
 
 void copyHead(const CHSecsMessage &from, CHSecsMessage &to) {
   to.node = from.node;

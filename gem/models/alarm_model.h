@@ -1,6 +1,5 @@
 #pragma once
 
-#include "gem/data/model_data.h"
 #include "gem/models/model.h"
 
 #include <cstdint>
@@ -12,7 +11,7 @@ namespace velto {
 /// is refused changes nothing.
 class CHGemAlarmModel final : public GemModel {
 public:
-  CHGemAlarmModel(GemModelOwner &owner, GemData &data) : GemModel(owner), data_(data) {}
+  using GemModel::GemModel;
 
   /// Sets or clears an alarm, as bit 7 of `alcd` says, and sends S5F1 with the registered category.
   /// False, and nothing changes, for an unknown or disabled alarm and one in that state already;
@@ -25,17 +24,10 @@ public:
   bool UnregisterALID(uint32_t alid);
 
   /// Empties the list.
-  void Reset();
+  void Reset() override;
 
-  void addStatus(TreeNode &parent) const override { data_.alarms.addStatus(parent); }
-  bool OnReceive(CHSecsVerifier &slot) override;
-
-private:
-  bool enableAlarms(CHSecsVerifier &slot);
-  bool listAlarms(CHSecsVerifier &slot) const;
-  bool listEnabledAlarms(CHSecsVerifier &slot) const;
-
-  GemData &data_;
+  void addStatus(TreeNode &parent) const override { data().alarms.addStatus(parent); }
+  std::span<const GemRequest> requests() const override;
 };
 
 } // namespace velto

@@ -1,11 +1,12 @@
 #include "gem/models/communication_model.h"
 
 #include "base/text.h"
-#include "gem/data/variable_list.h"
 #include "gem/gem_problem.h"
 #include "gem/messages/reply.h"
+#include "gem/messages/stream1.h"
 #include "secs2/item_value.h"
 #include "secs2/node_path.h"
+#include "transport/link/deadline.h"
 
 #include <algorithm>
 
@@ -13,26 +14,20 @@ namespace velto {
 
 namespace {
 
+using enum CommunicationState::Number;
+using enum stream1::Function;
+
 constexpr int32_t kDefaultTimeout = 30;               // s
 constexpr int32_t kLongestTimeout = INT32_MAX / 1000; // s
 constexpr uint32_t kRefusedPause = 100;               // ms, after S1F13 could not be sent
-constexpr uint8_t kRequest = 13;
-constexpr uint8_t kAnswer = 14;
 
 // COMMACK: communications are established.
 bool isAccepted(int32_t commack) { return commack == 0 || commack == 16; }
 
-// What is left of a wait that began at a tick; 0 when it is over.
-uint32_t remaining(uint32_t wait, uint32_t elapsed) { return elapsed >= wait ? 0 : wait - elapsed; }
-
 } // namespace
 
-CHGemCommunicationModel::CHGemCommunicationModel(GemModelOwner &owner,
-                                                 CommunicationSettings &settings)
-    : GemModel(owner), settings_(settings) {}
-
 bool CHGemCommunicationModel::SwitchState(uint8_t next) {
-  if (next > Communicating || next == state_ || next == reported_ ||
+  if (!isState<CommunicationState>(next) || next == state_ || next == reported_ ||
       (state_ == Disabled && next != NotCommunicating))
     return false;
   reported_ = next;
@@ -51,23 +46,22 @@ void CHGemCommunicationModel::Reset() {
 }
 
 uint32_t CHGemCommunicationModel::timeoutMs() const {
-  const CHGemEventVid *variable =
-      owner().variables().FindByRole(RoleEstablishCommunicationsTimeout);
+  const CHGemEventVid *variable = data().variables.FindByRole(RoleEstablishCommunicationsTimeout);
   const int32_t seconds = variable == nullptr ? kDefaultTimeout : decimal32(variable->GetValue());
   return static_cast<uint32_t>(std::clamp(seconds, 0, kLongestTimeout)) * 1000;
 }
 
-std::optional<uint32_t> CHGemCommunicationModel::nextTick() const {
+std::optional<uint32_t> CHGemCommunicationModel::NextTick() const {
   if (reported_)
     return std::nullopt;
   const uint32_t now = owner().clock().ticks();
   if (state_ == NotCommunicating && delayStart_)
-    return remaining(timeoutMs() + 1, now - *delayStart_);
+    return timeLeft(now, *delayStart_, timeoutMs() + 1);
   if (delayStart_)
     return 0;
   if (state_ != NotCommunicating || waitingCRA_ || !settings_.establishCommunications)
     return std::nullopt;
-  return refusedAt_ ? remaining(kRefusedPause, now - *refusedAt_) : 0;
+  return refusedAt_ ? timeLeft(now, *refusedAt_, kRefusedPause) : 0;
 }
 
 void CHGemCommunicationModel::Tick() {
@@ -83,7 +77,7 @@ void CHGemCommunicationModel::Tick() {
 
 void CHGemCommunicationModel::sendRequest() {
   CHSecsMessage request;
-  MakeReply(request, 1, kRequest, !owner().isHost(),
+  MakeReply(request, 1, EstablishCommunications, !owner().isHost(),
             {settings_.modelName, settings_.softwareRevision});
   waitingCRA_ = true; // the answer may come before Send() returns
   refusedAt_.reset();
@@ -95,7 +89,7 @@ void CHGemCommunicationModel::sendRequest() {
 
 bool CHGemCommunicationModel::OnReceive(CHSecsVerifier &slot) {
   const CHSecsHeader &header = slot.message.header;
-  const bool answer = header.stream() == 1 && header.function() == kAnswer;
+  const bool answer = stream1::functionOf(header) == EstablishAcknowledge;
   if (answer && !isVerified(slot))
     OnUnanswered(); // what it says can't be read
   if (answer)
@@ -108,7 +102,13 @@ bool CHGemCommunicationModel::OnReceive(CHSecsVerifier &slot) {
   }
   if (answer)
     return state_ == NotCommunicating && takeAnswer(slot.message);
-  return header.stream() == 1 && header.function() == kRequest && answerRequest(slot);
+  return stream1::functionOf(header) == EstablishCommunications && answerRequest(slot);
+}
+
+// A request whose transaction has ended otherwise will get no answer.
+void CHGemCommunicationModel::OnReceived() {
+  if (waitingCRA_ && !owner().awaitsAnswer(1, EstablishCommunications))
+    OnUnanswered();
 }
 
 void CHGemCommunicationModel::OnUnanswered() {
@@ -153,7 +153,7 @@ void CHGemCommunicationModel::OnDisable() {
 void CHGemCommunicationModel::OnProblem(int code, const CHSecsHeader &header) {
   if (code != ErrorGemHsmsT3Timeout)
     return;
-  const bool request = header.stream() == 1 && header.function() == kRequest;
+  const bool request = stream1::functionOf(header) == EstablishCommunications;
   const bool unanswered = request && waitingCRA_;
   if (unanswered)
     waitingCRA_ = false;
@@ -174,8 +174,7 @@ void CHGemCommunicationModel::fillParameters(ListView &view) const {
 }
 
 void CHGemCommunicationModel::addStatus(TreeNode &parent) const {
-  static constexpr const char *kNames[] = {"Disabled", "Not Communicating", "Communicating"};
-  std::string state = kNames[state_];
+  std::string state = stateName<CommunicationState>(state_);
   if (state_ == NotCommunicating)
     state += waitingCRA_ ? " - Wait CRA" : " - Wait Delay";
   TreeNode &branch = parent.add("Communication Model");

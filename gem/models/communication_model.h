@@ -1,6 +1,5 @@
 #pragma once
 
-#include "gem/data/model_data.h"
 #include "gem/models/model.h"
 
 #include <cstdint>
@@ -12,13 +11,14 @@ namespace velto {
 /// either direction, and asks again after a delay when nobody answers.
 class CHGemCommunicationModel final : public GemModel {
 public:
-  enum States : uint8_t { Disabled = 0, NotCommunicating = 1, Communicating = 2 };
-
-  CHGemCommunicationModel(GemModelOwner &owner, CommunicationSettings &settings);
+  CHGemCommunicationModel(GemModelOwner &owner, GemData &data)
+      : GemModel(owner, data), settings_(data.communication) {}
 
   uint8_t State() const { return state_; }
   /// Also while the host is told that it will be.
-  bool isDisabled() const { return state_ == Disabled || reported_ == Disabled; }
+  bool isDisabled() const {
+    return state_ == CommunicationState::Disabled || reported_ == CommunicationState::Disabled;
+  }
   /// S1F13 was sent and its S1F14 is awaited.
   bool WaitingCRA() const { return waitingCRA_; }
   /// Changes the state and reports it, before it changes. False for no change, for a number that is
@@ -26,20 +26,20 @@ public:
   /// inside the report, its change holds.
   bool SwitchState(uint8_t next);
   /// Disabled, nothing awaited, nothing reported. The settings stay.
-  void Reset();
+  void Reset() override;
 
   /// The establish communications timeout: how long to wait before S1F13 is sent again.
   uint32_t timeoutMs() const;
-  /// Milliseconds until Tick() has something to do; nothing: never.
-  std::optional<uint32_t> nextTick() const;
-
   /// The transaction of S1F13 ended without an S1F14: asks again after the timeout.
   void OnUnanswered();
 
   void fillParameters(ListView &view) const override;
   void addStatus(TreeNode &parent) const override;
   void Tick() override;
+  std::optional<uint32_t> NextTick() const override;
   bool OnReceive(CHSecsVerifier &slot) override;
+  bool takesAlone() const override { return true; }
+  void OnReceived() override;
   void OnConnectionReset() override;
   void OnDisable() override;
   void OnProblem(int code, const CHSecsHeader &header) override;
@@ -50,7 +50,7 @@ private:
   bool takeAnswer(const CHSecsMessage &answer);
 
   CommunicationSettings &settings_;
-  uint8_t state_ = Disabled;
+  uint8_t state_ = CommunicationState::Disabled;
   std::optional<uint8_t> reported_; // the state that is being reported and comes next
   bool waitingCRA_ = false;
   std::optional<uint32_t> delayStart_; // tick

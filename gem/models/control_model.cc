@@ -1,11 +1,10 @@
 #include "gem/models/control_model.h"
 
 #include "base/text.h"
-#include "gem/data/variable_list.h"
 #include "gem/gem_problem.h"
 #include "gem/messages/reply.h"
+#include "gem/messages/stream1.h"
 
-#include <iterator>
 #include <string>
 #include <utility>
 
@@ -13,24 +12,15 @@ namespace velto {
 
 namespace {
 
-constexpr uint8_t kAbort = 0;
-constexpr uint8_t kAreYouThere = 1;
-constexpr uint8_t kOnlineData = 2;
-constexpr uint8_t kRequestOffline = 15;
-constexpr uint8_t kRequestOnline = 17;
+using enum ControlState::Number;
+using enum stream1::Function;
 
 // OFLACK and ONLACK of requests that are not carried out.
 constexpr const char *kRefused = "1";
 constexpr const char *kAlreadyOnline = "2";
 
-bool isOnline(uint8_t state) {
-  return state == CHGemControlModel::OnlineLocal || state == CHGemControlModel::OnlineRemote;
-}
-
-// The function of a stream 1 message; nothing that is handled here for others.
 int streamOneFunction(const CHSecsVerifier &slot) {
-  const CHSecsHeader &header = slot.message.header;
-  return header.stream() == 1 ? header.function() : -1;
+  return stream1::functionOf(slot.message.header);
 }
 
 bool answer(CHSecsVerifier &slot, const char *acknowledge) {
@@ -45,19 +35,10 @@ bool abort(CHSecsVerifier &slot) {
 
 } // namespace
 
-const char *CHGemControlModel::stateName(uint8_t state) {
-  static constexpr const char *kNames[] = {"Equipment Off Line", "Attempt On Line", "Host Off Line",
-                                           "On Line Local", "On Line Remote"};
-  return state < std::size(kNames) ? kNames[state] : "Unknown State";
-}
-
-CHGemControlModel::CHGemControlModel(GemModelOwner &owner, ControlSettings &settings)
-    : GemModel(owner), settings_(settings) {}
-
 // Changes ---------------------------------------------------------------------------------------
 
-CHGemEventVid *CHGemControlModel::stateVariable() const {
-  return owner().variables().FindByRole(RoleControlState);
+const CHGemEventVid *CHGemControlModel::stateVariable() const {
+  return data().variables.FindByRole(RoleControlState);
 }
 
 uint8_t CHGemControlModel::GetState() const {
@@ -84,8 +65,8 @@ bool CHGemControlModel::isAllowed(uint8_t current, uint8_t next) const {
 
 bool CHGemControlModel::SwitchState(uint8_t next) {
   const uint8_t current = GetState();
-  if (stateVariable() == nullptr || next > OnlineRemote || next == current || next == reported_ ||
-      !isAllowed(current, next))
+  if (stateVariable() == nullptr || !isState<ControlState>(next) || next == current ||
+      next == reported_ || !isAllowed(current, next))
     return false;
   if (!isOnline(next))
     return switchOffline(current, next);
@@ -107,13 +88,13 @@ bool CHGemControlModel::switchOffline(uint8_t current, uint8_t next) {
 }
 
 bool CHGemControlModel::setValue(uint8_t state) {
-  CHGemEventVid *variable = stateVariable();
+  CHGemEventVid *variable = data().variables.FindByRole(RoleControlState);
   return variable != nullptr && variable->SetValue(formatText("%u", state));
 }
 
 void CHGemControlModel::startAttempt() {
   CHSecsMessage question;
-  MakeReply(question, 1, kAreYouThere, !owner().isHost());
+  MakeReply(question, 1, AreYouThere, !owner().isHost());
   if (!owner().Send(question) && GetState() == AttemptOnline)
     SwitchState(settings_.offlineState);
 }
@@ -149,8 +130,10 @@ void CHGemControlModel::OnProblem(int code, const CHSecsHeader &) {
 
 bool CHGemControlModel::OnReceive(CHSecsVerifier &slot) {
   const uint8_t state = GetState();
+  if (isOnline(state) && answerAreYouThere(slot))
+    return true;
   // The host's abort ends an attempt whatever else is wrong with it.
-  if (state == AttemptOnline && streamOneFunction(slot) == kAbort) {
+  if (state == AttemptOnline && streamOneFunction(slot) == Abort) {
     SwitchState(settings_.offlineState);
     return false;
   }
@@ -171,15 +154,24 @@ bool CHGemControlModel::OnReceive(CHSecsVerifier &slot) {
   }
 }
 
+// S1F2 names the equipment's model instead of this software.
+bool CHGemControlModel::answerAreYouThere(CHSecsVerifier &slot) {
+  if (streamOneFunction(slot) != AreYouThere || streamOneFunction(*slot.partner()) != OnlineData)
+    return false;
+  const CommunicationSettings &names = data().communication;
+  rebuildReply(slot, {names.modelName, names.softwareRevision});
+  return true;
+}
+
 bool CHGemControlModel::receiveInAttempt(CHSecsVerifier &slot) {
-  if (streamOneFunction(slot) != kOnlineData || !settings_.acceptOnlineRequest)
+  if (streamOneFunction(slot) != OnlineData || !settings_.acceptOnlineRequest)
     return abort(slot);
   SwitchState(settings_.onlineState);
   return false;
 }
 
 bool CHGemControlModel::receiveHostOffline(CHSecsVerifier &slot) {
-  if (streamOneFunction(slot) != kRequestOnline)
+  if (streamOneFunction(slot) != RequestOnline)
     return abort(slot);
   return settings_.acceptOnlineRequest ? acceptRequest(slot, settings_.onlineState)
                                        : answer(slot, kRefused);
@@ -187,10 +179,10 @@ bool CHGemControlModel::receiveHostOffline(CHSecsVerifier &slot) {
 
 bool CHGemControlModel::receiveOnline(CHSecsVerifier &slot) {
   switch (streamOneFunction(slot)) {
-  case kRequestOffline:
+  case RequestOffline:
     return settings_.acceptOfflineRequest ? acceptRequest(slot, HostOffline)
                                           : answer(slot, kRefused);
-  case kRequestOnline:
+  case RequestOnline:
     return answer(slot, kAlreadyOnline);
   default:
     return false;
@@ -206,6 +198,12 @@ bool CHGemControlModel::acceptRequest(CHSecsVerifier &slot, uint8_t next) {
     reply.replyValid = true;
   SwitchState(next);
   return true;
+}
+
+// An attempt whose question has ended otherwise than by its answer has failed.
+void CHGemControlModel::OnReceived() {
+  if (GetState() == AttemptOnline && !owner().awaitsAnswer(1, AreYouThere))
+    SwitchState(settings_.offlineState);
 }
 
 void CHGemControlModel::fillParameters(ListView &view) const {
@@ -231,7 +229,7 @@ void CHGemControlModel::addStatus(TreeNode &parent) const {
   };
   TreeNode &branch = parent.add("Control Model");
   for (const auto &row : rows)
-    branch.add(std::string(row.label) + " : " + stateName(row.state));
+    branch.add(std::string(row.label) + " : " + stateName<ControlState>(row.state));
 }
 
 } // namespace velto

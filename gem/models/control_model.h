@@ -1,6 +1,5 @@
 #pragma once
 
-#include "gem/data/model_data.h"
 #include "gem/models/model.h"
 
 #include <cstdint>
@@ -15,17 +14,8 @@ class CHGemEventVid;
 /// one it reads 0 and never changes.
 class CHGemControlModel final : public GemModel {
 public:
-  enum States : uint8_t {
-    EquipmentOffline = 0,
-    AttemptOnline = 1,
-    HostOffline = 2,
-    OnlineLocal = 3,
-    OnlineRemote = 4,
-  };
-  /// "Equipment Off Line" and so on; "Unknown State" for any other number.
-  static const char *stateName(uint8_t state);
-
-  CHGemControlModel(GemModelOwner &owner, ControlSettings &settings);
+  CHGemControlModel(GemModelOwner &owner, GemData &data)
+      : GemModel(owner, data), settings_(data.control) {}
 
   uint8_t GetState() const;
   /// Whether the host is being told of an off-line state, which comes when it has been.
@@ -43,14 +33,17 @@ public:
   void fillParameters(ListView &view) const override;
   void addStatus(TreeNode &parent) const override;
   bool OnReceive(CHSecsVerifier &slot) override;
+  bool takesAlone() const override { return true; }
+  void OnReceived() override;
   void OnProblem(int code, const CHSecsHeader &header) override;
 
 private:
-  CHGemEventVid *stateVariable() const;
+  const CHGemEventVid *stateVariable() const;
   bool isAllowed(uint8_t current, uint8_t next) const;
   bool setValue(uint8_t state);
   bool switchOffline(uint8_t current, uint8_t next);
   void startAttempt();
+  bool answerAreYouThere(CHSecsVerifier &slot);
   bool receiveInAttempt(CHSecsVerifier &slot);
   bool receiveHostOffline(CHSecsVerifier &slot);
   bool receiveOnline(CHSecsVerifier &slot);

@@ -83,10 +83,10 @@ std::optional<LocalTime> parseTime(std::string_view text) {
   return time;
 }
 
-uint8_t setClockFromHost(Clock &clock, bool changePCClock, const CHSecsMessage &message) {
+uint8_t setClockFromHost(Clock &clock, bool changePCClock, const CHSecsItem &body) {
   if (!changePCClock)
     return kNotDone;
-  auto time = parseTime(valueText(message.root, ValueForm::Decimal));
+  auto time = parseTime(valueText(body, ValueForm::Decimal));
   return time && completeTime(*time) && clock.setLocalTime(*time) ? kDone : kNotDone;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/clock.h"
-#include "secs2/message.h"
+#include "secs2/item.h"
 
 #include <cstdint>
 #include <optional>
@@ -19,8 +19,8 @@ std::string currentTimeText(const Clock &clock, int format);
 /// set.
 std::optional<LocalTime> parseTime(std::string_view text);
 
-/// Sets the clock to the time in the message's body (S2F31, or S2F18 that answers S2F17) if
+/// Sets the clock to the time in a message's body (S2F31, or S2F18 that answers S2F17) if
 /// `changePCClock` allows it. Returns TIACK: 0 done; 1 not done, the clock being as before.
-uint8_t setClockFromHost(Clock &clock, bool changePCClock, const CHSecsMessage &message);
+uint8_t setClockFromHost(Clock &clock, bool changePCClock, const CHSecsItem &body);
 
 } // namespace velto

@@ -1,14 +1,15 @@
 #pragma once
 
+#include "gem/data/model_data.h"
+#include "gem/messages/request.h"
 #include "platform/clock.h"
-#include "secs2/verifier.h"
 #include "ui/view.h"
 
 #include <cstdint>
+#include <optional>
+#include <span>
 
 namespace velto {
-
-class CHGemEventVidList;
 
 /// What the models need of the core object that owns them. Any call may raise an event of the
 /// control, in which the host may do anything but delete the models: the core object stays alive
@@ -22,11 +23,12 @@ public:
   virtual bool Send(CHSecsMessage &message) = 0;
   /// The same for a message that is not needed afterwards: its body may be taken over.
   virtual bool Send(CHSecsMessage &&message) { return Send(message); }
+  /// Whether a request of that stream and function awaits its answer.
+  virtual bool awaitsAnswer(uint8_t stream, uint8_t function) const = 0;
   virtual uint8_t communicationState() const = 0;
   virtual uint8_t controlState() const = 0;
   /// Whether this side is the host.
   virtual bool isHost() const = 0;
-  virtual CHGemEventVidList &variables() = 0;
   virtual Clock &clock() const = 0;
   /// Before the state changes to `next` (control state, off-line) or after it did.
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;
@@ -38,19 +40,33 @@ public:
 /// them in a fixed order.
 class GemModel {
 public:
-  explicit GemModel(GemModelOwner &owner) : owner_(owner) {}
+  GemModel(GemModelOwner &owner, GemData &data) : owner_(owner), data_(data) {}
   virtual ~GemModel() = default;
   GemModel(const GemModel &) = delete;
   GemModel &operator=(const GemModel &) = delete;
 
   /// Fills the rows of the list window with the columns "Parameter" and "Value".
   virtual void fillParameters(ListView &view) const;
-  /// Adds the model's branch to the status tree.
-  virtual void addStatus(TreeNode &parent) const = 0;
+  /// Adds the model's branch to the status tree, when it has one.
+  virtual void addStatus(TreeNode & /*parent*/) const {}
+  /// Back to where it began; the equipment's data are fresh ones.
+  virtual void Reset() {}
+
   /// One tick of the owner's timer.
   virtual void Tick() {}
+  /// Milliseconds until Tick() has something to do; nothing: never.
+  virtual std::optional<uint32_t> NextTick() const { return std::nullopt; }
+
+  /// The messages that the model handles by its table.
+  virtual std::span<const GemRequest> requests() const { return {}; }
   /// A received message; its reply stands in the slot's partner. True when the model took it.
-  virtual bool OnReceive(CHSecsVerifier &) { return false; }
+  virtual bool OnReceive(CHSecsVerifier &slot) {
+    return handleRequest(requests(), {data_, owner_, *this}, slot);
+  }
+  /// Whether a message that the model took is done with: the models behind it never see it.
+  virtual bool takesAlone() const { return false; }
+  /// A received message went its way through the models, and has ended its transaction.
+  virtual void OnReceived() {}
   virtual void OnSent(const CHSecsMessage &) {}
   /// The link became ready (selected).
   virtual void OnConnectionReset() {}
@@ -68,9 +84,12 @@ public:
 
 protected:
   GemModelOwner &owner() const { return owner_; }
+  GemData &data() { return data_; }
+  const GemData &data() const { return data_; }
 
 private:
   GemModelOwner &owner_;
+  GemData &data_;
   uint32_t changes_ = 0;
   uint32_t written_ = 0;
 };

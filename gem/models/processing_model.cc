@@ -1,16 +1,13 @@
 #include "gem/models/processing_model.h"
 
-#include <iterator>
 #include <string>
 
 namespace velto {
 
 void CHGemProcessingModel::addStatus(TreeNode &parent) const {
-  static constexpr const char *kNames[] = {"IDLE", "SETUP", "READY", "EXECUTING", "PAUSE"};
   TreeNode &branch = parent.add("Processing Model");
-  const auto index = static_cast<size_t>(state_);
-  if (index < std::size(kNames))
-    branch.add(std::string("State : ") + kNames[index]);
+  if (isState<ProcessingState>(state_))
+    branch.add(std::string("State : ") + stateName<ProcessingState>(state_));
 }
 
 } // namespace velto

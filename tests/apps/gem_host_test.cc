@@ -17,7 +17,7 @@ TEST(GemHostRequest, EndsWithAComplaintAboutItselfAlone) {
   equipment.SetServer(true);
   equipment.SetPortNumber(0);
   equipment.engine().gem()->data().communication.initialState =
-      CHGemCommunicationModel::NotCommunicating;
+      CommunicationState::NotCommunicating;
   equipment.SetPhysicalConnection(true);
   const auto &link = equipment.engine().physical();
   ASSERT_TRUE(loop.runUntil([&link] { return link.LocalPort() != 0; }, 5000));

@@ -83,7 +83,7 @@ TEST(ModelText, SurvivesBothWays) {
   EXPECT_EQ(full.communication.modelName, "EQ \"1\"\\");
   EXPECT_EQ(full.communication.softwareRevision, std::string("\0\xff\r\n\t", 5));
   EXPECT_FALSE(full.communication.establishCommunications);
-  EXPECT_EQ(full.control.initialState, CHGemControlModel::HostOffline);
+  EXPECT_EQ(full.control.initialState, ControlState::HostOffline);
   EXPECT_TRUE(full.changePCClock);
   EXPECT_EQ(full.variables.at(1).role, RoleTimeFormat);
   EXPECT_EQ(full.variables.at(1).nodeType, SecsDouble);
@@ -114,9 +114,9 @@ TEST(ModelText, IsEasyToWrite) {
   EXPECT_EQ(data.alarms.at(1), (CHGemAlarmAlid{2, 0, "hot", true}));
   EXPECT_EQ(data.reports.at(0), (CHGemEventReport{3, "", {1, 2}}));
   EXPECT_EQ(data.reports.at(1), (CHGemEventReport{1, "", {}}));
-  EXPECT_EQ(data.control.initialState, CHGemControlModel::OnlineLocal);
-  EXPECT_EQ(data.control.onlineState, CHGemControlModel::OnlineLocal);
-  EXPECT_EQ(data.control.initialOfflineState, CHGemControlModel::HostOffline);
+  EXPECT_EQ(data.control.initialState, ControlState::OnlineLocal);
+  EXPECT_EQ(data.control.onlineState, ControlState::OnlineLocal);
+  EXPECT_EQ(data.control.initialOfflineState, ControlState::HostOffline);
 }
 
 TEST(ModelText, TakesManyLinesInAnyOrder) {
@@ -169,7 +169,7 @@ TEST(ModelCommand, ImportsAndExports) {
   const auto data = loadGemData(*bytes);
   ASSERT_TRUE(data);
   EXPECT_EQ(data->communication.modelName, "ETCH-1");
-  EXPECT_EQ(data->control.initialState, CHGemControlModel::OnlineRemote);
+  EXPECT_EQ(data->control.initialState, ControlState::OnlineRemote);
   ASSERT_EQ(data->variables.Count(), 30U);
   for (size_t i = 0; i < data->variables.Count(); ++i)
     EXPECT_TRUE(CHSecsMessage().SetFromSml(data->variables.at(i).rawValue()))

@@ -33,7 +33,7 @@ public:
     engine->SetIniFileName(folder / "host.ini");
     engine->gem()->SetDataFileName(folder / "host.kel");
     engine->gem()->SetHost(true);
-    engine->gem()->data().communication.initialState = CHGemCommunicationModel::NotCommunicating;
+    engine->gem()->data().communication.initialState = CommunicationState::NotCommunicating;
     CHGemEventVid state;
     state.vid = 1;
     state.setRawValue("<u4 4>");
@@ -82,7 +82,7 @@ private:
   }
   void OnSent() override {}
   void OnCommunicationStateChanged(int16_t state, int16_t) override {
-    if (state == CHGemCommunicationModel::Communicating)
+    if (state == CommunicationState::Communicating)
       loop.post([this] { next(); });
   }
   void OnControlStateChanged(int16_t, int16_t) override {}
@@ -102,7 +102,7 @@ TEST(PowerLoss, WhatWasAcknowledgedSurvivesAKill) {
   state.setRawValue("<u4 4>");
   state.role = RoleControlState;
   data.variables.Add(state);
-  data.communication.initialState = CHGemCommunicationModel::NotCommunicating;
+  data.communication.initialState = CommunicationState::NotCommunicating;
   ASSERT_TRUE(saveDataFile(systemFiles(), folder / "station.kel", 0, storeGemData(data)));
   systemFiles().write(folder / "station.ini", "[LogicalConnection]\nHost=0\n");
   const uint16_t port = freePort();

@@ -38,7 +38,7 @@ protected:
     GemPair::SetUp();
     host.engine->OpenConnection();
     run();
-    host.engine->SetCommunicationState(CHGemCommunicationModel::NotCommunicating);
+    host.engine->SetCommunicationState(CommunicationState::NotCommunicating);
   }
 
   /// Sends a message as it is, past the gate of the host's states, and gives the conversation that

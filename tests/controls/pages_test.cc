@@ -20,7 +20,7 @@ TEST_F(SetupPages, StandInTheirOrderAndShowWhatTheyEdit) {
   CHGemEventVid last = *data().variables.FindVid(2);
   last.vid = 4294967295;
   data().variables.Add(last);
-  data().control.initialState = CHGemControlModel::HostOffline;
+  data().control.initialState = ControlState::HostOffline;
   data().events.FindCeid(8)->role = RoleGoToLocal;
   data().events.FindCeid(8)->enable = false;
   eq().save();

@@ -31,7 +31,7 @@ protected:
   }
 
   FakeOwner owner;
-  GemData data;
+  GemData &data = owner.data;
   CHGemAlarmModel model{owner, data};
 };
 

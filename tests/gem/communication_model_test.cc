@@ -10,6 +10,7 @@
 namespace velto {
 namespace {
 
+using enum CommunicationState::Number;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -26,10 +27,10 @@ protected:
   /// Brings a fresh model to a state; what was noted on the way is forgotten.
   void enter(uint8_t state) {
     model.Reset();
-    if (state > 0)
-      model.SwitchState(1);
-    if (state > 1)
-      model.SwitchState(2);
+    if (state > Disabled)
+      model.SwitchState(NotCommunicating);
+    if (state > NotCommunicating)
+      model.SwitchState(Communicating);
     ASSERT_EQ(model.State(), state);
     owner.take();
   }
@@ -40,8 +41,8 @@ protected:
   }
 
   FakeOwner owner;
-  CommunicationSettings settings;
-  CHGemCommunicationModel model{owner, settings};
+  CommunicationSettings &settings = owner.data.communication;
+  CHGemCommunicationModel model{owner, owner.data};
 };
 
 TEST_F(CommunicationModel, SwitchesAsTheGuardsAllow) {
@@ -67,31 +68,31 @@ TEST_F(CommunicationModel, SwitchesAsTheGuardsAllow) {
 }
 
 TEST_F(CommunicationModel, AChangeInsideAReportHolds) {
-  enter(1);
+  enter(NotCommunicating);
   owner.onNote = [&](const std::string &line) {
     if (line == "communication 1 2")
-      model.SwitchState(0);
+      model.SwitchState(Disabled);
   };
-  EXPECT_FALSE(model.SwitchState(2));
-  EXPECT_EQ(model.State(), 0);
+  EXPECT_FALSE(model.SwitchState(Communicating));
+  EXPECT_EQ(model.State(), Disabled);
   EXPECT_THAT(owner.take(), ElementsAre("communication 1 2", "communication 1 0"));
 
-  enter(0);
+  enter(Disabled);
   owner.onNote = [&](const std::string &) { model.OnDisable(); };
-  EXPECT_FALSE(model.SwitchState(1)) << "the link went away meanwhile";
-  EXPECT_EQ(model.State(), 0);
+  EXPECT_FALSE(model.SwitchState(NotCommunicating)) << "the link went away meanwhile";
+  EXPECT_EQ(model.State(), Disabled);
 
-  owner.onNote = [&](const std::string &) { EXPECT_FALSE(model.SwitchState(1)); };
-  EXPECT_TRUE(model.SwitchState(1)) << "asked for once more inside: reported once";
+  owner.onNote = [&](const std::string &) { EXPECT_FALSE(model.SwitchState(NotCommunicating)); };
+  EXPECT_TRUE(model.SwitchState(NotCommunicating)) << "asked for once more inside: reported once";
   EXPECT_THAT(owner.take(), ElementsAre("communication 0 1", "communication 0 1"));
 
   owner.onNote = [&](const std::string &) { model.Reset(); };
-  EXPECT_FALSE(model.SwitchState(2)) << "the model was loaded anew";
-  EXPECT_EQ(model.State(), 0);
+  EXPECT_FALSE(model.SwitchState(Communicating)) << "the model was loaded anew";
+  EXPECT_EQ(model.State(), Disabled);
 }
 
 TEST_F(CommunicationModel, ATickInsideAReportWaitsForTheChange) {
-  enter(1);
+  enter(NotCommunicating);
   owner.onNote = [&](const std::string &line) {
     if (line.starts_with("communication"))
       model.Tick();
@@ -100,32 +101,31 @@ TEST_F(CommunicationModel, ATickInsideAReportWaitsForTheChange) {
   EXPECT_TRUE(model.OnReceive(slot));
   EXPECT_THAT(owner.take(), ElementsAre("communication 1 2")) << "nobody asks again";
 
-  enter(1);
+  enter(NotCommunicating);
   model.Tick();
-  model.SwitchState(2);
+  model.SwitchState(Communicating);
   reportTimeout("s1f13w{}");
-  EXPECT_EQ(model.nextTick(), 30001U) << "the delay goes on";
+  EXPECT_EQ(model.NextTick(), 30001U) << "the delay goes on";
 }
 
 TEST_F(CommunicationModel, TheTickSendsOneRequest) {
-  enter(1);
-  EXPECT_EQ(model.nextTick(), 0U);
+  enter(NotCommunicating);
+  EXPECT_EQ(model.NextTick(), 0U);
   model.Tick();
   model.Tick();
   EXPECT_THAT(owner.take(), ElementsAre(kRequest));
   EXPECT_TRUE(model.WaitingCRA());
-  EXPECT_EQ(model.nextTick(), std::nullopt);
+  EXPECT_EQ(model.NextTick(), std::nullopt);
 
-  for (const uint8_t idle :
-       {CHGemCommunicationModel::Disabled, CHGemCommunicationModel::Communicating}) {
+  for (const uint8_t idle : {Disabled, Communicating}) {
     enter(idle);
-    EXPECT_EQ(model.nextTick(), std::nullopt);
+    EXPECT_EQ(model.NextTick(), std::nullopt);
     model.Tick();
     EXPECT_THAT(owner.take(), IsEmpty());
   }
-  enter(1);
+  enter(NotCommunicating);
   settings.establishCommunications = false;
-  EXPECT_EQ(model.nextTick(), std::nullopt);
+  EXPECT_EQ(model.NextTick(), std::nullopt);
   model.Tick();
   EXPECT_THAT(owner.take(), IsEmpty());
 }
@@ -133,7 +133,7 @@ TEST_F(CommunicationModel, TheTickSendsOneRequest) {
 TEST_F(CommunicationModel, RequestsCarryAnyTextAndTheHostNone) {
   settings.modelName = "it's \"<b 1>\"\r\n";
   settings.softwareRevision = "";
-  enter(1);
+  enter(NotCommunicating);
   model.Tick();
   CHSecsVerifier slot = receivedSlot("s1f13w{}");
   EXPECT_TRUE(model.OnReceive(slot));
@@ -141,21 +141,21 @@ TEST_F(CommunicationModel, RequestsCarryAnyTextAndTheHostNone) {
   EXPECT_EQ(slot.partner()->message.GetNodeValue(true), settings.modelName);
   owner.take();
   owner.host = true;
-  enter(1);
+  enter(NotCommunicating);
   model.Tick();
   EXPECT_THAT(owner.take(), ElementsAre("send S1F13W { }"));
 }
 
 TEST_F(CommunicationModel, ARefusedRequestIsSentAgainAfterAPause) {
-  enter(1);
+  enter(NotCommunicating);
   owner.accepts = false;
   model.Tick();
   EXPECT_FALSE(model.WaitingCRA());
-  EXPECT_EQ(model.nextTick(), 100U) << "no spinning while the link refuses";
+  EXPECT_EQ(model.NextTick(), 100U) << "no spinning while the link refuses";
   owner.time.advance(60);
-  EXPECT_EQ(model.nextTick(), 40U);
+  EXPECT_EQ(model.NextTick(), 40U);
   owner.time.advance(40);
-  EXPECT_EQ(model.nextTick(), 0U);
+  EXPECT_EQ(model.NextTick(), 0U);
   owner.accepts = true;
   model.Tick();
   EXPECT_THAT(owner.take(), ElementsAre(kRequest));
@@ -169,20 +169,20 @@ TEST_F(CommunicationModel, EveryMessageInEveryState) {
     uint8_t to;
     const char *reply;
   } rows[] = {
-      {"s1f13w{}", 0, true, 0, "none"},
-      {"s1f1w", 0, true, 0, "none"},
-      {"s1f14{<b 0>{}}", 0, true, 0, "none"},
-      {"s64f1w", 0, true, 0, "none"},
-      {"s1f13w{}", 1, true, 2, kAccepted},
-      {"s1f14{<b 0>{}}", 1, true, 2, "none"},
-      {"s1f14{<b 16>{}}", 1, true, 2, "none"},
-      {"s1f14{<b 1>{}}", 1, false, 1, "none"},
-      {"s1f14{<b 255>{}}", 1, false, 1, "none"},
-      {"s1f1w", 1, false, 1, "S1F2 { <a 'Kel'> <a '1.00'> }"},
-      {"s2f0", 1, false, 1, "none"},
-      {"s1f13w{}", 2, true, 2, kAccepted},
-      {"s1f14{<b 0>{}}", 2, false, 2, "none"},
-      {"s1f1w", 2, false, 2, "S1F2 { <a 'Kel'> <a '1.00'> }"},
+      {"s1f13w{}", Disabled, true, Disabled, "none"},
+      {"s1f1w", Disabled, true, Disabled, "none"},
+      {"s1f14{<b 0>{}}", Disabled, true, Disabled, "none"},
+      {"s64f1w", Disabled, true, Disabled, "none"},
+      {"s1f13w{}", NotCommunicating, true, Communicating, kAccepted},
+      {"s1f14{<b 0>{}}", NotCommunicating, true, Communicating, "none"},
+      {"s1f14{<b 16>{}}", NotCommunicating, true, Communicating, "none"},
+      {"s1f14{<b 1>{}}", NotCommunicating, false, NotCommunicating, "none"},
+      {"s1f14{<b 255>{}}", NotCommunicating, false, NotCommunicating, "none"},
+      {"s1f1w", NotCommunicating, false, NotCommunicating, "S1F2 { <a 'Kel'> <a '1.00'> }"},
+      {"s2f0", NotCommunicating, false, NotCommunicating, "none"},
+      {"s1f13w{}", Communicating, true, Communicating, kAccepted},
+      {"s1f14{<b 0>{}}", Communicating, false, Communicating, "none"},
+      {"s1f1w", Communicating, false, Communicating, "S1F2 { <a 'Kel'> <a '1.00'> }"},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(std::string(row.sml) + " in " + std::to_string(row.from));
@@ -196,7 +196,7 @@ TEST_F(CommunicationModel, EveryMessageInEveryState) {
 }
 
 TEST_F(CommunicationModel, MessagesThatFailedVerificationStayAsTheyAre) {
-  for (uint8_t state = 0; state < 3; ++state) {
+  for (const uint8_t state : {Disabled, NotCommunicating, Communicating}) {
     enter(state);
     CHSecsVerifier slot = receivedSlot("s1f13w<b 1>");
     ASSERT_EQ(slot.result, VerificationIncorrect);
@@ -209,57 +209,60 @@ TEST_F(CommunicationModel, MessagesThatFailedVerificationStayAsTheyAre) {
 
 TEST_F(CommunicationModel, AnyAnswerEndsTheWait) {
   for (const char *answer : {"s1f14{<b 0>{}}", "s1f14{<b 1>{}}", "s1f14<a 'wrong'>"}) {
-    enter(1);
+    enter(NotCommunicating);
     model.Tick();
     CHSecsVerifier slot = receivedSlot(answer);
     model.OnReceive(slot);
     EXPECT_FALSE(model.WaitingCRA()) << answer;
-    EXPECT_EQ(model.nextTick().has_value(), model.State() == 1) << answer;
-    if (model.State() == 1) {
-      EXPECT_EQ(model.nextTick(), slot.result == VerificationCorrect ? 0U : 30001U)
+    EXPECT_EQ(model.NextTick().has_value(), model.State() == NotCommunicating) << answer;
+    if (model.State() == NotCommunicating) {
+      EXPECT_EQ(model.NextTick(), slot.result == VerificationCorrect ? 0U : 30001U)
           << "a denial is followed at once, what can't be read after the delay";
     }
   }
-  enter(1);
+  enter(NotCommunicating);
   model.Tick();
-  model.OnUnanswered();
-  EXPECT_FALSE(model.WaitingCRA());
-  EXPECT_EQ(model.nextTick(), 30001U);
+  model.OnReceived();
+  EXPECT_TRUE(model.WaitingCRA()) << "what came was for another request";
+  owner.awaits = false;
+  model.OnReceived();
+  EXPECT_FALSE(model.WaitingCRA()) << "the transaction has ended otherwise";
+  EXPECT_EQ(model.NextTick(), 30001U);
 }
 
 TEST_F(CommunicationModel, AnUnansweredRequestIsRepeatedAfterTheDelay) {
-  enter(1);
+  enter(NotCommunicating);
   model.Tick();
   owner.time.advance(45000);
   reportTimeout("s1f13w{}");
   EXPECT_FALSE(model.WaitingCRA());
-  EXPECT_EQ(model.nextTick(), 30001U);
+  EXPECT_EQ(model.NextTick(), 30001U);
   owner.take();
   owner.time.advance(30000);
   model.Tick();
-  EXPECT_EQ(model.nextTick(), 1U);
+  EXPECT_EQ(model.NextTick(), 1U);
   owner.time.advance(1);
   model.Tick();
   EXPECT_THAT(owner.take(), IsEmpty()) << "this tick only ends the delay";
-  EXPECT_EQ(model.nextTick(), 0U);
+  EXPECT_EQ(model.NextTick(), 0U);
   model.Tick();
   EXPECT_THAT(owner.take(), ElementsAre(kRequest));
 }
 
 TEST_F(CommunicationModel, TheDelaySurvivesTheWrapOfTheTickCount) {
   owner.time.advance(0U - 1000U - 5000U); // 5 s before the wrap
-  enter(1);
+  enter(NotCommunicating);
   model.Tick();
   reportTimeout("s1f13w{}");
   owner.time.advance(30000);
   model.Tick();
-  EXPECT_EQ(model.nextTick(), 1U);
+  EXPECT_EQ(model.NextTick(), 1U);
 
-  enter(1);
+  enter(NotCommunicating);
   owner.time.advance(0U - owner.time.ticks()); // a delay may begin at tick 0
   model.Tick();
   reportTimeout("s1f13w{}");
-  EXPECT_EQ(model.nextTick(), 30001U);
+  EXPECT_EQ(model.NextTick(), 30001U);
 }
 
 TEST_F(CommunicationModel, TheTimeoutComesFromItsVariable) {
@@ -293,19 +296,20 @@ TEST_F(CommunicationModel, ReplyTimeoutsByStateAndMessage) {
     bool stillWaiting;
     std::optional<uint32_t> next;
   } rows[] = {
-      {0, false, "s1f13w{}", 0, false, std::nullopt},
-      {0, true, "s1f13w{}", 0, false, std::nullopt},
-      {0, false, "s6f11w{<u4 1><u4 1>{}}", 0, false, std::nullopt},
-      {1, true, "s1f13w{}", 1, false, 30001},
-      {1, false, "s1f13w{}", 1, false, 0}, // one that the host application sent
-      {1, true, "s6f11w{<u4 1><u4 1>{}}", 1, true, std::nullopt},
-      {2, false, "s6f11w{<u4 1><u4 1>{}}", 1, false, 0},
-      {2, true, "s1f13w{}", 1, false, 30001},
-      {2, true, "s2f13w{}", 1, true, std::nullopt},
+      {Disabled, false, "s1f13w{}", Disabled, false, std::nullopt},
+      {Disabled, true, "s1f13w{}", Disabled, false, std::nullopt},
+      {Disabled, false, "s6f11w{<u4 1><u4 1>{}}", Disabled, false, std::nullopt},
+      {NotCommunicating, true, "s1f13w{}", NotCommunicating, false, 30001},
+      // One that the host application sent.
+      {NotCommunicating, false, "s1f13w{}", NotCommunicating, false, 0},
+      {NotCommunicating, true, "s6f11w{<u4 1><u4 1>{}}", NotCommunicating, true, std::nullopt},
+      {Communicating, false, "s6f11w{<u4 1><u4 1>{}}", NotCommunicating, false, 0},
+      {Communicating, true, "s1f13w{}", NotCommunicating, false, 30001},
+      {Communicating, true, "s2f13w{}", NotCommunicating, true, std::nullopt},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(std::string(row.primary) + " in " + std::to_string(row.from));
-    enter(1);
+    enter(NotCommunicating);
     if (row.waiting)
       model.Tick();
     model.SwitchState(row.from);
@@ -313,43 +317,43 @@ TEST_F(CommunicationModel, ReplyTimeoutsByStateAndMessage) {
     reportTimeout(row.primary);
     EXPECT_EQ(model.State(), row.to);
     EXPECT_EQ(model.WaitingCRA(), row.stillWaiting);
-    EXPECT_EQ(model.nextTick(), row.next);
+    EXPECT_EQ(model.NextTick(), row.next);
     EXPECT_EQ(owner.take().size(), row.from == row.to ? 0U : 1U);
   }
-  enter(2);
+  enter(Communicating);
   model.OnProblem(ErrorGemHsmsT5Timeout, CHSecsHeader());
-  EXPECT_EQ(model.State(), 2) << "other problems do not concern the model";
+  EXPECT_EQ(model.State(), Communicating) << "other problems do not concern the model";
 }
 
 TEST_F(CommunicationModel, LinkEventsEndWaitAndDelay) {
-  enter(1);
+  enter(NotCommunicating);
   model.Tick();
   owner.take();
   model.OnConnectionReset();
-  EXPECT_EQ(model.State(), 1);
-  EXPECT_EQ(model.nextTick(), 0U);
+  EXPECT_EQ(model.State(), NotCommunicating);
+  EXPECT_EQ(model.NextTick(), 0U);
   model.Tick();
   reportTimeout("s1f13w{}");
   owner.take();
   model.OnDisable();
   EXPECT_THAT(owner.take(), ElementsAre("communication 1 0"));
-  EXPECT_EQ(model.nextTick(), std::nullopt);
+  EXPECT_EQ(model.NextTick(), std::nullopt);
 }
 
 TEST_F(CommunicationModel, ARequestOfTheHostEndsTheDelay) {
-  enter(1);
+  enter(NotCommunicating);
   model.Tick();
   reportTimeout("s1f13w{}");
   CHSecsVerifier slot = receivedSlot("s1f13w{}");
   EXPECT_TRUE(model.OnReceive(slot));
-  EXPECT_EQ(model.State(), 2);
-  EXPECT_EQ(model.nextTick(), std::nullopt);
+  EXPECT_EQ(model.State(), Communicating);
+  EXPECT_EQ(model.NextTick(), std::nullopt);
 }
 
 TEST_F(CommunicationModel, ShowsItself) {
   TreeNode tree;
   ListView list;
-  enter(1);
+  enter(NotCommunicating);
   model.addStatus(tree);
   EXPECT_THAT(toText(TreeView{{tree}}),
               testing::HasSubstr("State : Not Communicating - Wait Delay"));

@@ -11,14 +11,27 @@
 namespace velto {
 namespace {
 
+using enum ControlState::Number;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char *kQuestion = "send S1F1W";
+constexpr const char *kNames = "S1F2 { <a 'ETCH'> <a '1.0'> }";
+
+std::string joined(const std::vector<std::string> &lines) {
+  std::string text;
+  for (const std::string &line : lines)
+    text += text.empty() ? line : "; " + line;
+  return text;
+}
 
 class ControlModel : public testing::Test {
 protected:
-  ControlModel() { owner.addRole(16, RoleControlState, "4"); }
+  ControlModel() {
+    owner.addRole(16, RoleControlState, "4");
+    owner.data.communication.modelName = "ETCH";
+    owner.data.communication.softwareRevision = "1.0";
+  }
 
   CHGemEventVid *variable() { return owner.list.FindByRole(RoleControlState); }
   void enter(uint8_t state) {
@@ -27,8 +40,8 @@ protected:
   }
 
   FakeOwner owner;
-  ControlSettings settings;
-  CHGemControlModel model{owner, settings};
+  ControlSettings &settings = owner.data.control;
+  CHGemControlModel model{owner, owner.data};
 };
 
 TEST_F(ControlModel, SwitchesAsTheGuardsAllow) {
@@ -56,7 +69,7 @@ TEST_F(ControlModel, SwitchesAsTheGuardsAllow) {
         // Off-line changes are reported before, on-line changes after the value changes.
         owner.onNote = [&](const std::string &line) {
           if (line == "control " + change) {
-            EXPECT_EQ(model.GetState(), to < 3 ? from : to);
+            EXPECT_EQ(model.GetState(), isOnline(to) ? to : from);
           }
         };
         EXPECT_EQ(model.SwitchState(to), allowed);
@@ -64,7 +77,7 @@ TEST_F(ControlModel, SwitchesAsTheGuardsAllow) {
         EXPECT_EQ(model.GetState(), allowed ? to : from);
         if (!allowed)
           EXPECT_THAT(owner.take(), IsEmpty());
-        else if (to == 1)
+        else if (to == AttemptOnline)
           EXPECT_THAT(owner.take(), ElementsAre("control " + change, kQuestion));
         else
           EXPECT_THAT(owner.take(), ElementsAre("control " + change));
@@ -76,28 +89,27 @@ TEST_F(ControlModel, TheStateIsTheValueOfItsVariable) {
   other.vid = 17;
   other.setRawValue("<a '3'>");
   owner.list.SetRole(owner.list.Add(other), RoleControlState);
-  EXPECT_EQ(model.GetState(), 3);
-  EXPECT_TRUE(model.SwitchState(4));
+  EXPECT_EQ(model.GetState(), OnlineLocal);
+  EXPECT_TRUE(model.SwitchState(OnlineRemote));
   EXPECT_EQ(owner.list.FindVid(17)->GetValue(), "4");
   owner.list.FindVid(17)->setRawValue("<u4 260>");
-  EXPECT_EQ(model.GetState(), 4) << "the low byte counts";
+  EXPECT_EQ(model.GetState(), OnlineRemote) << "the low byte counts";
 
   owner.list.Remove(17);
   owner.take();
-  EXPECT_EQ(model.GetState(), 0);
+  EXPECT_EQ(model.GetState(), EquipmentOffline);
   for (uint8_t to = 0; to < 5; ++to)
     EXPECT_FALSE(model.SwitchState(to));
-  EXPECT_FALSE(model.SetStateByHost(1));
+  EXPECT_FALSE(model.SetStateByHost(AttemptOnline));
   EXPECT_THAT(owner.take(), IsEmpty());
 }
 
 TEST_F(ControlModel, AnAttemptThatCannotBeSentFailsAtOnce) {
-  for (const uint8_t offline :
-       {CHGemControlModel::EquipmentOffline, CHGemControlModel::HostOffline}) {
+  for (const uint8_t offline : {EquipmentOffline, HostOffline}) {
     settings.offlineState = offline;
-    enter(0);
+    enter(EquipmentOffline);
     owner.accepts = false;
-    EXPECT_TRUE(model.SwitchState(1));
+    EXPECT_TRUE(model.SwitchState(AttemptOnline));
     EXPECT_EQ(model.GetState(), offline);
     EXPECT_THAT(owner.take(), ElementsAre("control 0 1", "control 1 " + std::to_string(offline)));
   }
@@ -106,18 +118,18 @@ TEST_F(ControlModel, AnAttemptThatCannotBeSentFailsAtOnce) {
 TEST_F(ControlModel, AChangeInsideAReportHolds) {
   owner.onNote = [&](const std::string &line) {
     if (line == "control 4 2")
-      model.SwitchState(0);
+      model.SwitchState(EquipmentOffline);
   };
-  EXPECT_FALSE(model.SwitchState(2));
-  EXPECT_EQ(model.GetState(), 0);
+  EXPECT_FALSE(model.SwitchState(HostOffline));
+  EXPECT_EQ(model.GetState(), EquipmentOffline);
   EXPECT_THAT(owner.take(), ElementsAre("control 4 2", "control 4 0"));
 
-  owner.onNote = [&](const std::string &) { EXPECT_FALSE(model.SwitchState(1)); };
-  EXPECT_TRUE(model.SwitchState(1)) << "asked for once more inside: reported once";
+  owner.onNote = [&](const std::string &) { EXPECT_FALSE(model.SwitchState(AttemptOnline)); };
+  EXPECT_TRUE(model.SwitchState(AttemptOnline)) << "asked for once more inside: reported once";
   EXPECT_THAT(owner.take(), ElementsAre("control 0 1", kQuestion));
 
   owner.onNote = [&](const std::string &) { owner.list.Clear(); };
-  EXPECT_FALSE(model.SwitchState(2)) << "the variable is gone";
+  EXPECT_FALSE(model.SwitchState(HostOffline)) << "the variable is gone";
   EXPECT_THAT(owner.take(), ElementsAre("control 1 2"));
 }
 
@@ -136,8 +148,9 @@ TEST_F(ControlModel, TheHostApplicationMayAskForSomeStates) {
 }
 
 TEST_F(ControlModel, TheOperatorSwitch) {
-  constexpr uint8_t kOn[] = {1, 1, 2, 3, 4};
-  constexpr uint8_t kOff[] = {0, 1, 0, 0, 0}; // an attempt ends by itself
+  constexpr uint8_t kOn[] = {AttemptOnline, AttemptOnline, HostOffline, OnlineLocal, OnlineRemote};
+  constexpr uint8_t kOff[] = {EquipmentOffline, AttemptOnline, EquipmentOffline, EquipmentOffline,
+                              EquipmentOffline}; // an attempt ends by itself
   for (uint8_t from = 0; from < 5; ++from)
     for (const bool on : {false, true}) {
       enter(from);
@@ -153,40 +166,41 @@ struct MessageRow {
   bool taken;
   uint8_t to;
   const char *reply; // what is left to be sent
-  std::vector<std::string> notes;
+  const char *notes = "";
 };
 
 TEST_F(ControlModel, EveryMessageInEveryState) {
   const MessageRow rows[] = {
-      {"s1f1w", 0, true, true, 0, "S1F0", {}},
-      {"s1f17w", 0, true, true, 0, "S1F0", {}},
-      {"s2f17w", 0, true, true, 0, "S2F0", {}},
-      {"s64f1w", 0, true, true, 0, "S64F0", {}},
-      {"s1f2{}", 0, true, true, 0, "none", {}},
+      {"s1f1w", EquipmentOffline, true, true, EquipmentOffline, "S1F0"},
+      {"s1f17w", EquipmentOffline, true, true, EquipmentOffline, "S1F0"},
+      {"s2f17w", EquipmentOffline, true, true, EquipmentOffline, "S2F0"},
+      {"s64f1w", EquipmentOffline, true, true, EquipmentOffline, "S64F0"},
+      {"s1f2{}", EquipmentOffline, true, true, EquipmentOffline, "none"},
 
-      {"s1f0", 1, true, false, 2, "none", {"control 1 2"}},
-      {"s1f2{}", 1, true, false, 4, "none", {"control 1 4"}},
-      {"s1f2{}", 1, false, true, 1, "none", {}},
-      {"s1f1w", 1, true, true, 1, "S1F0", {}},
-      {"s2f0", 1, true, true, 1, "none", {}},
-      {"s2f17w", 1, true, true, 1, "S2F0", {}},
+      {"s1f0", AttemptOnline, true, false, HostOffline, "none", "control 1 2"},
+      {"s1f2{}", AttemptOnline, true, false, OnlineRemote, "none", "control 1 4"},
+      {"s1f2{}", AttemptOnline, false, true, AttemptOnline, "none"},
+      {"s1f1w", AttemptOnline, true, true, AttemptOnline, "S1F0"},
+      {"s2f0", AttemptOnline, true, true, AttemptOnline, "none"},
+      {"s2f17w", AttemptOnline, true, true, AttemptOnline, "S2F0"},
 
-      {"s1f17w", 2, true, true, 4, "none", {"send S1F18 <b 0x00>", "control 2 4"}},
-      {"s1f17w", 2, false, true, 2, "S1F18 <b 0x01>", {}},
-      {"s1f15w", 2, true, true, 2, "S1F0", {}},
-      {"s1f1w", 2, true, true, 2, "S1F0", {}},
-      {"s64f17w", 2, true, true, 2, "S64F0", {}},
+      {"s1f17w", HostOffline, true, true, OnlineRemote, "none", "send S1F18 <b 0x00>; control 2 4"},
+      {"s1f17w", HostOffline, false, true, HostOffline, "S1F18 <b 0x01>"},
+      {"s1f15w", HostOffline, true, true, HostOffline, "S1F0"},
+      {"s1f1w", HostOffline, true, true, HostOffline, "S1F0"},
+      {"s64f17w", HostOffline, true, true, HostOffline, "S64F0"},
 
-      {"s1f15w", 3, true, true, 2, "none", {"send S1F16 <b 0x00>", "control 3 2"}},
-      {"s1f15w", 4, true, true, 2, "none", {"send S1F16 <b 0x00>", "control 4 2"}},
-      {"s1f15w", 4, false, true, 4, "S1F16 <b 0x01>", {}},
-      {"s1f17w", 3, true, true, 3, "S1F18 <b 0x02>", {}},
-      {"s1f17w", 4, false, true, 4, "S1F18 <b 0x02>", {}},
-      {"s1f1w", 4, true, false, 4, "S1F2 { <a 'Kel'> <a '1.00'> }", {}},
-      {"s1f0", 4, true, false, 4, "none", {}},
-      {"s1f2{}", 4, true, false, 4, "none", {}},
+      {"s1f15w", OnlineLocal, true, true, HostOffline, "none", "send S1F16 <b 0x00>; control 3 2"},
+      {"s1f15w", OnlineRemote, true, true, HostOffline, "none", "send S1F16 <b 0x00>; control 4 2"},
+      {"s1f15w", OnlineRemote, false, true, OnlineRemote, "S1F16 <b 0x01>"},
+      {"s1f17w", OnlineLocal, true, true, OnlineLocal, "S1F18 <b 0x02>"},
+      {"s1f17w", OnlineRemote, false, true, OnlineRemote, "S1F18 <b 0x02>"},
+      {"s1f1w", OnlineLocal, true, true, OnlineLocal, kNames},
+      {"s1f1w", OnlineRemote, true, true, OnlineRemote, kNames},
+      {"s1f0", OnlineRemote, true, false, OnlineRemote, "none"},
+      {"s1f2{}", OnlineRemote, true, false, OnlineRemote, "none"},
 
-      {"s1f17w", 7, true, false, 7, "S1F18 <b 0x00>", {}},
+      {"s1f17w", 7, true, false, 7, "S1F18 <b 0x00>"},
   };
   for (const MessageRow &row : rows) {
     SCOPED_TRACE(std::string(row.sml) + " in " + std::to_string(row.from));
@@ -196,7 +210,7 @@ TEST_F(ControlModel, EveryMessageInEveryState) {
     EXPECT_EQ(model.OnReceive(slot), row.taken);
     EXPECT_EQ(model.GetState(), row.to);
     EXPECT_EQ(replyOf(slot), row.reply);
-    EXPECT_EQ(owner.take(), row.notes);
+    EXPECT_EQ(joined(owner.take()), row.notes);
   }
 }
 
@@ -210,19 +224,19 @@ TEST_F(ControlModel, MessagesThatFailedVerificationStayAsTheyAre) {
     EXPECT_EQ(FakeOwner::oneLine(slot.partner()->message), prepared);
     EXPECT_EQ(model.GetState(), state);
   }
-  enter(1);
+  enter(AttemptOnline);
   CHSecsVerifier abort = receivedSlot("s1f0<b 1>");
   ASSERT_EQ(abort.result, VerificationIncorrect);
   EXPECT_FALSE(model.OnReceive(abort));
-  EXPECT_EQ(model.GetState(), 2) << "an abort ends the attempt whatever else it holds";
+  EXPECT_EQ(model.GetState(), HostOffline) << "an abort ends the attempt whatever else it holds";
 }
 
 TEST_F(ControlModel, AReplyThatTheGateRefusesGoesTheNormalWay) {
   owner.accepts = false;
-  enter(2);
+  enter(HostOffline);
   CHSecsVerifier slot = receivedSlot("s1f17w");
   EXPECT_TRUE(model.OnReceive(slot));
-  EXPECT_EQ(model.GetState(), 4);
+  EXPECT_EQ(model.GetState(), OnlineRemote);
   EXPECT_EQ(replyOf(slot), "S1F18 <b 0x00>");
   EXPECT_THAT(owner.take(), ElementsAre("control 2 4"));
 }
@@ -232,11 +246,11 @@ TEST_F(ControlModel, TheHostMayChangeTheStateWhileTheReplyIsSent) {
     uint8_t meanwhile;
     std::vector<std::string> notes;
   } rows[] = {
-      {0, {"send S1F16 <b 0x00>", "control 4 0"}},
-      {3, {"send S1F16 <b 0x00>", "control 4 3", "control 3 2"}}, // off-line was promised
+      {EquipmentOffline, {"send S1F16 <b 0x00>", "control 4 0"}},
+      {OnlineLocal, {"send S1F16 <b 0x00>", "control 4 3", "control 3 2"}}, // off-line was promised
   };
   for (const auto &row : rows) {
-    enter(4);
+    enter(OnlineRemote);
     owner.onNote = [&](const std::string &line) {
       if (line.starts_with("send"))
         model.SwitchState(row.meanwhile);
@@ -254,12 +268,22 @@ TEST_F(ControlModel, AReplyTimeoutEndsAnAttempt) {
     model.OnProblem(ErrorGemHsmsT5Timeout, CHSecsHeader());
     EXPECT_EQ(model.GetState(), state);
     model.OnProblem(ErrorGemHsmsT3Timeout, CHSecsHeader());
-    EXPECT_EQ(model.GetState(), state == 1 ? 2 : state);
+    EXPECT_EQ(model.GetState(), state == AttemptOnline ? uint8_t{HostOffline} : state);
   }
 }
 
+TEST_F(ControlModel, AnAttemptFailsWhenItsQuestionEndsWithoutAnAnswer) {
+  enter(AttemptOnline);
+  model.OnReceived();
+  EXPECT_EQ(model.GetState(), AttemptOnline) << "what came was for another request";
+  owner.awaits = false;
+  model.OnReceived();
+  EXPECT_EQ(model.GetState(), HostOffline);
+  EXPECT_THAT(owner.take(), ElementsAre("control 1 2"));
+}
+
 TEST_F(ControlModel, ShowsItself) {
-  enter(3);
+  enter(OnlineLocal);
   settings.offlineState = 1;
   settings.onlineState = 9;
   TreeNode tree;
@@ -281,7 +305,7 @@ TEST_F(ControlModel, ShowsItself) {
 
 TEST(ProcessingModel, ShowsItsState) {
   FakeOwner owner;
-  CHGemProcessingModel model(owner);
+  CHGemProcessingModel model(owner, owner.data);
   ListView list;
   model.fillParameters(list);
   EXPECT_THAT(list.columns, ElementsAre("Parameter", "Value"));
@@ -292,9 +316,9 @@ TEST(ProcessingModel, ShowsItsState) {
     return toText(TreeView{root.children});
   };
   EXPECT_EQ(text(), "Processing Model\n  State : IDLE\n");
-  model.SetState(CHGemProcessingModel::States::Executing);
+  model.SetState(ProcessingState::Executing);
   EXPECT_EQ(text(), "Processing Model\n  State : EXECUTING\n");
-  model.SetState(static_cast<CHGemProcessingModel::States>(5));
+  model.SetState(5);
   EXPECT_EQ(text(), "Processing Model\n");
   model.Reset();
   EXPECT_EQ(text(), "Processing Model\n  State : IDLE\n");

@@ -31,13 +31,14 @@ TEST_F(GemDispatch, WhatWasRefusedIsNotCarriedOut) {
   EXPECT_THAT(equipment.take(), ElementsAre("sent S9F1"));
   EXPECT_TRUE(equipment.engine->DefProc());
   EXPECT_THAT(equipment.take(), IsEmpty());
-  EXPECT_EQ(equipment.engine->GetControlState(), 4);
+  EXPECT_EQ(equipment.engine->GetControlState(), ControlState::OnlineRemote);
 
   host.engine->gem()->SetDeviceID(0);
   EXPECT_TRUE(send(host, "s1f15w"));
   run();
   EXPECT_TRUE(equipment.engine->DefProc());
-  EXPECT_EQ(equipment.engine->GetControlState(), 2) << "later is early enough for any other";
+  EXPECT_EQ(equipment.engine->GetControlState(), ControlState::HostOffline)
+      << "later is early enough for any other";
 }
 
 TEST_F(GemDispatch, ANewHostStartsWithoutThePastOfTheOneBefore) {

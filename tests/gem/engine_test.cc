@@ -15,8 +15,8 @@ class GemEngine : public GemPair {};
 TEST_F(GemEngine, BothSidesEstablishCommunications) {
   host.engine->OpenConnection();
   run();
-  EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
-  EXPECT_EQ(host.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), CommunicationState::Communicating);
+  EXPECT_EQ(host.engine->GetCommunicationState(), CommunicationState::Communicating);
   EXPECT_THAT(equipment.take(), Contains("communication 1 2"));
   EXPECT_THAT(host.take(), Contains("communication 1 2"));
 }
@@ -25,21 +25,22 @@ TEST_F(GemEngine, OnlyTheHostAsksWhenTheEquipmentDoesNot) {
   equipment.engine->gem()->data().communication.establishCommunications = false;
   host.engine->OpenConnection();
   run();
-  EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), CommunicationState::Communicating);
   EXPECT_EQ(equipment.sml(CHGem::kSent), "S1F14\r\n{\r\n  <b 0x00>\r\n  {\r\n    <a 'ETCH-1'>\r\n"
                                          "    <a '1.00'>\r\n  }\r\n}\r\n");
 }
 
 TEST_F(GemEngine, ADisabledEquipmentHearsNothingAndSaysNothing) {
-  equipment.engine->gem()->data().communication.initialState = 0;
+  equipment.engine->gem()->data().communication.initialState = CommunicationState::Disabled;
   host.engine->OpenConnection();
   run();
   EXPECT_EQ(equipment.engine->physical().State(), LinkState::Ready);
   EXPECT_THAT(equipment.take(), ElementsAre("connected", "sent SelectRsp", "link 0 2"));
-  EXPECT_FALSE(equipment.engine->SetCommunicationState(2)) << "communications are to be asked for";
-  EXPECT_TRUE(equipment.engine->SetCommunicationState(1));
+  EXPECT_FALSE(equipment.engine->SetCommunicationState(CommunicationState::Communicating))
+      << "communications are to be asked for";
+  EXPECT_TRUE(equipment.engine->SetCommunicationState(CommunicationState::NotCommunicating));
   run();
-  EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), CommunicationState::Communicating);
 }
 
 TEST_F(GemEngine, ASilentHostIsAskedAgainAfterTheDelay) {
@@ -47,7 +48,7 @@ TEST_F(GemEngine, ASilentHostIsAskedAgainAfterTheDelay) {
   host.engine->gem()->data().communication.establishCommunications = false;
   host.engine->OpenConnection();
   run();
-  EXPECT_EQ(equipment.engine->GetCommunicationState(), 1);
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), CommunicationState::NotCommunicating);
   EXPECT_GT(equipment.engine->NextTick(), 44000U) << "nothing to do but wait for T3";
   equipment.take();
   net.clock.advance(45001);
@@ -95,12 +96,12 @@ TEST_F(GemEngine, TheGateFollowsTheStates) {
     uint8_t control;
     bool passes;
   } rows[] = {
-      {"s6f11w{<u4 1><u4 2>{}}", 4, true},
-      {"s6f11w{<u4 1><u4 2>{}}", 2, false},
-      {"s1f1w", 2, true},
-      {"s1f18<b 0>", 2, true},
-      {"s1f16<b 0>", 2, false},
-      {"s9f7<b 0 0 0 0 0 0 0 0 0 0>", 0, true},
+      {"s6f11w{<u4 1><u4 2>{}}", ControlState::OnlineRemote, true},
+      {"s6f11w{<u4 1><u4 2>{}}", ControlState::HostOffline, false},
+      {"s1f1w", ControlState::HostOffline, true},
+      {"s1f18<b 0>", ControlState::HostOffline, true},
+      {"s1f16<b 0>", ControlState::HostOffline, false},
+      {"s9f7<b 0 0 0 0 0 0 0 0 0 0>", ControlState::EquipmentOffline, true},
   };
   for (const auto &row : rows) {
     equipment.engine->gem()
@@ -109,11 +110,11 @@ TEST_F(GemEngine, TheGateFollowsTheStates) {
         ->SetValue(std::to_string(row.control));
     EXPECT_EQ(send(equipment, row.sml), row.passes) << row.sml << " " << int{row.control};
   }
-  equipment.engine->SetCommunicationState(1);
+  equipment.engine->SetCommunicationState(CommunicationState::NotCommunicating);
   EXPECT_FALSE(send(equipment, "s1f1w"));
   EXPECT_TRUE(send(equipment, "s1f13w{}"));
   EXPECT_FALSE(send(equipment, "s1f13w{}")) << "one is open";
-  equipment.engine->SetCommunicationState(0);
+  equipment.engine->SetCommunicationState(CommunicationState::Disabled);
   EXPECT_FALSE(send(equipment, "s9f7<b 0 0 0 0 0 0 0 0 0 0>"));
 }
 
@@ -165,7 +166,7 @@ TEST_F(GemEngine, ALostLinkComesBackAfterT5) {
   EXPECT_THAT(host.take(), ElementsAre());
   net.clock.advance(1000);
   run();
-  EXPECT_EQ(host.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(host.engine->GetCommunicationState(), CommunicationState::Communicating);
   EXPECT_EQ(host.take()[0], "problem 13 Error : T5 time out.");
   host.engine->CloseConnection();
   net.clock.advance(20000);
@@ -177,11 +178,11 @@ TEST_F(GemEngine, OurOwnEndsUnderstandEachOtherWhicheverAsks) {
   host.engine->gem()->data().communication.establishCommunications = false;
   host.engine->OpenConnection();
   run();
-  EXPECT_EQ(equipment.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), CommunicationState::Communicating);
   EXPECT_EQ(host.sml(CHGem::kSent), "S1F14\r\n{\r\n  <b 0x00>\r\n  {\r\n  }\r\n}\r\n");
   equipment.engine->gem()->data().variables.FindByRole(RoleControlState)->SetValue("0");
   equipment.take();
-  EXPECT_TRUE(equipment.engine->SetControlState(1));
+  EXPECT_TRUE(equipment.engine->SetControlState(ControlState::AttemptOnline));
   run();
   EXPECT_THAT(equipment.take(),
               ElementsAre("control 0 1", "sent S1F1W", "received S1F2", "control 1 4"));
@@ -198,11 +199,12 @@ TEST_F(GemEngine, RequestsAnsweredByAnErrorAreGivenUp) {
     run();
   };
   equipment.engine->gem()->data().variables.FindByRole(RoleControlState)->SetValue("0");
-  EXPECT_TRUE(equipment.engine->SetControlState(1));
+  EXPECT_TRUE(equipment.engine->SetControlState(ControlState::AttemptOnline));
   run();
   refuse("S1F1");
-  EXPECT_EQ(equipment.engine->GetControlState(), 2) << "the attempt has failed";
-  equipment.engine->SetCommunicationState(1);
+  EXPECT_EQ(equipment.engine->GetControlState(), ControlState::HostOffline)
+      << "the attempt has failed";
+  equipment.engine->SetCommunicationState(CommunicationState::NotCommunicating);
   run();
   refuse("S1F13");
   equipment.take();
@@ -233,7 +235,7 @@ TEST_F(GemEngine, AReopenOfOursNeedsNoSeparationTime) {
   establish();
   host.engine->physical().RequestReopen();
   run();
-  EXPECT_EQ(host.engine->GetCommunicationState(), 2);
+  EXPECT_EQ(host.engine->GetCommunicationState(), CommunicationState::Communicating);
   EXPECT_THAT(host.take(), testing::Not(Contains(HasSubstr("problem"))));
 }
 
@@ -267,9 +269,10 @@ TEST_F(GemEngine, ControlMessagesAndOldOnesAreNotHandledAsData) {
   run();
   equipment.engine->CloseConnection();
   run();
-  equipment.engine->SetCommunicationState(1);
+  equipment.engine->SetCommunicationState(CommunicationState::NotCommunicating);
   EXPECT_TRUE(equipment.engine->DefProc());
-  EXPECT_NE(equipment.engine->GetCommunicationState(), 2) << "nobody is there";
+  EXPECT_NE(equipment.engine->GetCommunicationState(), CommunicationState::Communicating)
+      << "nobody is there";
 }
 
 TEST_F(GemEngine, AThousandReconnectsLeaveNothingBehind) {
@@ -279,9 +282,11 @@ TEST_F(GemEngine, AThousandReconnectsLeaveNothingBehind) {
   for (int i = 0; i < 1000; ++i) {
     lost = false;
     host.engine->physical().RequestReopen();
-    for (int turn = 0; turn < 100 && !(lost && host.engine->GetCommunicationState() == 2); ++turn)
+    for (int turn = 0; turn < 100 && !(lost && host.engine->GetCommunicationState() ==
+                                                   CommunicationState::Communicating);
+         ++turn)
       run(1);
-    ASSERT_EQ(host.engine->GetCommunicationState(), 2) << i;
+    ASSERT_EQ(host.engine->GetCommunicationState(), CommunicationState::Communicating) << i;
     ASSERT_LE(equipment.engine->gem()->OpenTransactionCount(), 2U);
     equipment.take();
     host.take();
@@ -334,11 +339,11 @@ TEST_F(GemEngine, AChangeOvertakenWhileItsEventIsSentIsNotReported) {
   bool overtaken = false;
   equipment.onNote = [&](const std::string &line) {
     if (line == "sent S6F11W" && !std::exchange(overtaken, true))
-      equipment.engine->SetControlState(0);
+      equipment.engine->SetControlState(ControlState::EquipmentOffline);
   };
   EXPECT_TRUE(send(host, "s1f15w"));
   run();
-  EXPECT_EQ(equipment.engine->GetControlState(), 0);
+  EXPECT_EQ(equipment.engine->GetControlState(), ControlState::EquipmentOffline);
   const std::vector<std::string> lines = equipment.take();
   EXPECT_THAT(lines, Contains("control 4 0"));
   EXPECT_THAT(lines, testing::Not(Contains("control 4 2")));
@@ -350,7 +355,7 @@ TEST_F(GemEngine, DirectCallsSurviveTheEndOfTheEngine) {
     if (line == "communication 2 1")
       equipment.engine.reset();
   };
-  equipment.engine->SetCommunicationState(1);
+  equipment.engine->SetCommunicationState(CommunicationState::NotCommunicating);
   EXPECT_EQ(equipment.engine, nullptr);
 }
 
@@ -363,9 +368,11 @@ TEST_F(GemEngine, SavesWhatTheHostChangedAndLoadsItAgain) {
   equipment.engine->gem()->data().variables.FindVid(16)->SetValue("3");
   EXPECT_TRUE(equipment.engine->LoadData(equipmentFolder / "station.kel"));
   EXPECT_NE(equipment.engine->gem()->data().reports.FindReport(9), nullptr);
-  EXPECT_EQ(equipment.engine->GetControlState(), 4) << "the initial state";
-  EXPECT_EQ(equipment.engine->gem()->data().control.offlineState, 2) << "kept in range";
-  EXPECT_EQ(equipment.engine->GetCommunicationState(), 1) << "the link is selected";
+  EXPECT_EQ(equipment.engine->GetControlState(), ControlState::OnlineRemote) << "the initial state";
+  EXPECT_EQ(equipment.engine->gem()->data().control.offlineState, ControlState::HostOffline)
+      << "kept in range";
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), CommunicationState::NotCommunicating)
+      << "the link is selected";
   EXPECT_THAT(equipment.take(), Contains("communication 2 0"));
   EXPECT_FALSE(equipment.engine->LoadData(equipmentFolder / "missing.kel"));
   EXPECT_EQ(equipment.engine->gem()->data().variables.Count(), 0U);

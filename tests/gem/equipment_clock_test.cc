@@ -1,5 +1,7 @@
 #include "gem/models/equipment_clock.h"
 
+#include "secs2/message.h"
+
 #include <gtest/gtest.h>
 
 namespace velto {
@@ -15,10 +17,10 @@ public:
   bool setLocalTime(const LocalTime &) override { return false; }
 };
 
-CHSecsMessage timeMessage(const std::string &sml) {
+CHSecsItem timeItem(const std::string &sml) {
   CHSecsMessage message;
   EXPECT_TRUE(message.SetFromSml("s2f31w" + sml));
-  return message;
+  return std::move(message.root);
 }
 
 TEST(EquipmentClock, TellsTheTimeInEachFormat) {
@@ -75,14 +77,14 @@ TEST(EquipmentClock, IsSetByTheHostWhenItMayAndTheTimeExists) {
   };
   for (const auto &row : rows) {
     ManualClock clock;
-    EXPECT_EQ(setClockFromHost(clock, row.allowed, timeMessage(row.sml)), row.tiack) << row.sml;
+    EXPECT_EQ(setClockFromHost(clock, row.allowed, timeItem(row.sml)), row.tiack) << row.sml;
     EXPECT_EQ(clock.localTime(), row.after) << row.sml;
   }
 }
 
 TEST(EquipmentClock, ReportsAPlatformThatRefuses) {
   LockedClock clock;
-  EXPECT_EQ(setClockFromHost(clock, true, timeMessage("<a '141119080503'>")), 1);
+  EXPECT_EQ(setClockFromHost(clock, true, timeItem("<a '141119080503'>")), 1);
 }
 
 } // namespace

@@ -61,7 +61,7 @@ protected:
   static std::string line(std::string_view sml) { return FakeOwner::oneLine(fromSml(sml)); }
 
   FakeOwner owner;
-  GemData data;
+  GemData &data = owner.data;
   CHGemEventModel model{owner, data};
 };
 
@@ -89,7 +89,7 @@ TEST_F(EventModel, UsesNoDataIdForWhatIsNotSent) {
   data.events.FindCeid(11)->reports = {2};
   owner.accepts = false;
   EXPECT_FALSE(model.InvokeEvent(11)) << "not sent";
-  EXPECT_EQ(model.dataId(), 1U);
+  EXPECT_EQ(data.nextDataId, 1U);
   EXPECT_THAT(sent(), IsEmpty());
 }
 
@@ -102,7 +102,7 @@ TEST_F(EventModel, CountsEventsThatTheHostInvokesWhileOneIsSent) {
   };
   EXPECT_TRUE(model.InvokeEvent(10));
   EXPECT_EQ(sent()[1], line("s6f11w{<u4 2><u4 11>{}}"));
-  EXPECT_EQ(model.dataId(), 3U);
+  EXPECT_EQ(data.nextDataId, 3U);
 }
 
 TEST_F(EventModel, AnswersQuestions) {
@@ -136,12 +136,12 @@ TEST_F(EventModel, AnswersQuestions) {
   const std::string before = state();
   for (const auto &row : cases)
     EXPECT_EQ(receive(model, row.request), row.answer) << row.request;
-  EXPECT_EQ(model.dataId(), 3U);
+  EXPECT_EQ(data.nextDataId, 3U);
   model.UnregisterVID(5);
   model.clearModified();
   EXPECT_EQ(receive(model, "s6f15w<u2 10>"), notTaken("s6f16{}"));
   EXPECT_EQ(receive(model, "s6f19w<u2 1>"), notTaken("s6f20{}"));
-  EXPECT_EQ(model.dataId(), 3U);
+  EXPECT_EQ(data.nextDataId, 3U);
   EXPECT_FALSE(model.modified());
 }
 
@@ -151,7 +151,7 @@ TEST_F(EventModel, UsesNoDataIdForAnAnswerThatTheHostHeldBack) {
   slot.Verify(true);
   slot.partner()->replyValid = false;
   EXPECT_TRUE(model.OnReceive(slot));
-  EXPECT_EQ(model.dataId(), 1U);
+  EXPECT_EQ(data.nextDataId, 1U);
 }
 
 TEST_F(EventModel, AnswersWithVariablesOfExactlyTheKind) {
@@ -433,7 +433,7 @@ TEST_F(EventModel, RegistersAndRemoves) {
   EXPECT_FALSE(model.UnregisterVID(99));
   model.InvokeEvent(10);
   model.Reset();
-  EXPECT_EQ(model.dataId(), 1U);
+  EXPECT_EQ(data.nextDataId, 1U);
   EXPECT_FALSE(model.modified());
   EXPECT_EQ(data.events.Count() + data.reports.Count() + data.variables.Count(), 0U);
 }

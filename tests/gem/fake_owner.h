@@ -1,6 +1,5 @@
 #pragma once
 
-#include "gem/data/variable_list.h"
 #include "gem/models/model.h"
 #include "platform/clock.h"
 #include "secs2/sml_printer.h"
@@ -24,10 +23,10 @@ public:
     note("send " + oneLine(message));
     return true;
   }
+  bool awaitsAnswer(uint8_t, uint8_t) const override { return awaits; }
   uint8_t communicationState() const override { return communication; }
   uint8_t controlState() const override { return control; }
   bool isHost() const override { return host; }
-  CHGemEventVidList &variables() override { return list; }
   Clock &clock() const override { return time; }
   void reportCommunicationState(uint8_t next, uint8_t previous) override {
     note("communication " + std::to_string(previous) + " " + std::to_string(next));
@@ -65,11 +64,13 @@ public:
   }
 
   bool accepts = true; ///< what Send() answers
-  uint8_t communication = 2;
-  uint8_t control = 4;
+  bool awaits = true;  ///< what awaitsAnswer() answers
+  uint8_t communication = CommunicationState::Communicating;
+  uint8_t control = ControlState::OnlineRemote;
   bool host = false;
   mutable ManualClock time{1000};
-  CHGemEventVidList list;
+  GemData data;
+  CHGemEventVidList &list = data.variables;
   std::vector<std::string> lines;
   /// Host code that runs inside every call, after the line was noted.
   std::function<void(const std::string &line)> onNote;

@@ -37,7 +37,8 @@ protected:
   void sendRaw(const Bytes &bytes) {
     host.engine->SendEncoded(bytes);
     run(1);
-    for (int i = 0; i < 20 && host.engine->GetCommunicationState() != 2; ++i) {
+    for (int i = 0;
+         i < 20 && host.engine->GetCommunicationState() != CommunicationState::Communicating; ++i) {
       net.clock.advance(10000);
       host.answers = true;
       run();
@@ -112,7 +113,7 @@ TEST_F(HostileHost, MutatedPrimariesDoNoHarm) {
       before = mallinfo2().uordblks;
   }
   EXPECT_LT(mallinfo2().uordblks, before + 8'000'000) << "nothing stays behind";
-  ASSERT_EQ(host.engine->GetCommunicationState(), 2);
+  ASSERT_EQ(host.engine->GetCommunicationState(), CommunicationState::Communicating);
   equipment.engine->gem()->data().variables.FindByRole(RoleControlState)->SetValue("4");
   EXPECT_TRUE(equipmentAnswers());
   const auto file = readDataFile(systemFiles(), equipmentFolder / "station.kel");

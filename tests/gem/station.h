@@ -19,7 +19,7 @@ public:
     engine->SetSink(this);
     engine->SetIniFileName(folder + "station.ini");
     engine->gem()->SetDataFileName(folder + "station.kel");
-    engine->gem()->data().communication.initialState = 1;
+    engine->gem()->data().communication.initialState = CommunicationState::NotCommunicating;
     engine->gem()->data().communication.modelName = "ETCH-1";
     engine->gem()->data().communication.softwareRevision = "1.00";
     CHGemEventVid state;
@@ -107,8 +107,8 @@ protected:
   void establish() {
     host.engine->OpenConnection();
     run();
-    ASSERT_EQ(equipment.engine->GetCommunicationState(), 2);
-    ASSERT_EQ(host.engine->GetCommunicationState(), 2);
+    ASSERT_EQ(equipment.engine->GetCommunicationState(), CommunicationState::Communicating);
+    ASSERT_EQ(host.engine->GetCommunicationState(), CommunicationState::Communicating);
     equipment.take();
     host.take();
   }

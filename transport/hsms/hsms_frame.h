@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/bytes.h"
-#include "secs2/header.h"
+#include "secs2/transaction.h"
 
 #include <array>
 #include <optional>
@@ -15,9 +15,6 @@ constexpr size_t kFrameLengthSize = 4;
 /// The session ID of control messages; no data message has it.
 constexpr uint16_t kNoSession = 0xFFFF;
 
-/// The header of a message (a frame without its length); nothing when it is shorter than one.
-std::optional<CHSecsHeader> readHeader(ByteView message);
-
 /// What stands before the body on the wire: the length and the header.
 using FrameHead = std::array<uint8_t, kFrameLengthSize + CHSecsHeader::kSize>;
 FrameHead frameHead(const CHSecsHeader &header, size_t bodySize);
@@ -26,16 +23,6 @@ FrameHead frameHead(const CHSecsHeader &header, size_t bodySize);
 bool isControlRequest(const CHSecsHeader &header);
 /// True when `response` is the Select.rsp, Deselect.rsp or Linktest.rsp to this very request.
 bool isControlResponse(const CHSecsHeader &response, const CHSecsHeader &request);
-/// True when `reply` has the stream and the system bytes of `primary` and the next function, or 0
-/// (the abort of a transaction).
-bool isReply(const CHSecsHeader &reply, const CHSecsHeader &primary);
-/// True when both have the same stream, function and system bytes.
-bool isSameMessage(const CHSecsHeader &a, const CHSecsHeader &b);
-
-/// The MHEAD that a stream 9 message carries as its body, the first ten bytes of a binary item: the
-/// header of the message that it complains about (SEMI E5 10.13). Nothing when the body holds no
-/// such item.
-std::optional<CHSecsHeader> readMhead(ByteView message);
 
 /// "Select Request" to "Separate Request"; "Unknown" for a type that has no such name.
 const char *hsmsTypeName(SType type);

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "secs2/header.h"
-#include "transport/hsms/hsms_frame.h"
+#include "secs2/transaction.h"
 #include "transport/link/deadline.h"
 
 #include <algorithm>
@@ -17,16 +16,23 @@ class OpenTransactions {
 public:
   struct Entry {
     uint32_t sentAt;
-    uint64_t number; ///< counts what was sent
+    uint64_t number; ///< counts what was sent, where several lists share one count
     CHSecsHeader header;
-    Bytes message;
+    Bytes message; ///< for who has to show it; else empty
   };
 
   bool empty() const { return entries_.empty(); }
   size_t size() const { return entries_.size(); }
   void clear() { entries_.clear(); }
+  void open(const CHSecsHeader &header, uint32_t now) { open(header, {}, now, 0); }
   void open(const CHSecsHeader &header, ByteView message, uint32_t now, uint64_t number) {
     entries_.push_back({now, number, header, Bytes(message.begin(), message.end())});
+  }
+  /// Whether a request of that stream and function is open.
+  bool holds(uint8_t stream, uint8_t function) const {
+    return std::ranges::any_of(entries_, [=](const Entry &entry) {
+      return entry.header.stream() == stream && entry.header.function() == function;
+    });
   }
 
   /// Ends the first transaction for which `isAnswered` is true; whether there was one.
@@ -37,14 +43,12 @@ public:
     entries_.erase(found);
     return true;
   }
-  /// Ends the transaction that a message answers. A stream 9 message ends that of the message which
-  /// its MHEAD names (SEMI E5 10.13).
+  /// Ends the transaction that a message answers, be it the reply or a complaint of stream 9.
   bool closeAnswered(const CHSecsHeader &header, ByteView message) {
-    if (header.stream() != 9)
-      return closeFirst([&](const Entry &entry) { return isReply(header, entry.header); });
-    const auto mhead = readMhead(message);
-    return mhead &&
-           closeFirst([&](const Entry &entry) { return isSameMessage(*mhead, entry.header); });
+    return closeAnswered(header, readMhead(message));
+  }
+  bool closeAnswered(const CHSecsMessage &message) {
+    return closeAnswered(message.header, readMhead(message));
   }
 
   /// Milliseconds until the first entry is `limit` old; 0 when it is; nothing without an entry.
@@ -61,6 +65,10 @@ public:
   }
 
 private:
+  bool closeAnswered(const CHSecsHeader &header, const std::optional<CHSecsHeader> &mhead) {
+    return closeFirst([&](const Entry &entry) { return answers(header, mhead, entry.header); });
+  }
+
   std::deque<Entry> entries_;
 };
 

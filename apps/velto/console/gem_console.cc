@@ -6,18 +6,12 @@
 #include "transport/hsms/hsms_engine.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace velto {
 
 namespace {
 
 constexpr size_t kTextColumn = 14; // where the text behind the time begins
-
-const char *communicationStateName(int16_t state) {
-  static constexpr const char *kNames[] = {"Disabled", "Not Communicating", "Communicating"};
-  return state >= 0 && static_cast<size_t>(state) < std::size(kNames) ? kNames[state] : "Unknown";
-}
 
 // Text in JSON quotes. A byte beyond ASCII becomes the character with its number (ISO 8859-1).
 std::string jsonText(std::string_view text) {
@@ -82,10 +76,10 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
     state("link", hsmsStateText(static_cast<LinkState>(next)));
   };
   control.onCommunicationStateChanged = [state](int16_t next, int16_t) {
-    state("communication", communicationStateName(next));
+    state("communication", stateName<CommunicationState>(static_cast<uint8_t>(next), "Unknown"));
   };
   control.onControlStateChanged = [state](int16_t next, int16_t) {
-    state("control", CHGemControlModel::stateName(static_cast<uint8_t>(next)));
+    state("control", stateName<ControlState>(static_cast<uint8_t>(next)));
   };
   control.onProblem = [this](int16_t code, const std::string &text) { problem(text, code); };
   control.onVIDChanged = [this, &control](int32_t vid) {

@@ -80,8 +80,7 @@ public:
       std::cout << "The equipment's application hears that constant " << vid << " changed.\n";
     };
     equipment_.control.onControlStateChanged = [](int16_t next, int16_t) {
-      std::cout << "Control state: " << CHGemControlModel::stateName(static_cast<uint8_t>(next))
-                << "\n";
+      std::cout << "Control state: " << stateName<ControlState>(static_cast<uint8_t>(next)) << "\n";
     };
   }
 
@@ -115,8 +114,8 @@ private:
       std::cerr << "velto: demo: line " << error.line << " of a model: " << error.reason << '\n';
       return false;
     }
-    tool->control.initialState = CHGemControlModel::EquipmentOffline;
-    tool->control.offlineState = CHGemControlModel::EquipmentOffline;
+    tool->control.initialState = ControlState::EquipmentOffline;
+    tool->control.offlineState = ControlState::EquipmentOffline;
     tool->communication.establishCommunications =
         false; // the host establishes communications in this story
     if (!equipment_.load(folder_.path(),
@@ -140,8 +139,7 @@ private:
     return host_.expect("s1f14{<b 0>{<a'ETCH-1'><a'1.00'>}}") &&
            host_.await(
                [this] {
-                 return host_.control.CommunicationState() ==
-                        CHGemCommunicationModel::Communicating;
+                 return host_.control.CommunicationState() == CommunicationState::Communicating;
                },
                "communications");
   }
@@ -268,9 +266,7 @@ private:
     title("Go off-line");
     return ask({{"s1f15w", "s1f16<b 0>"}}) && reported("s6f11w{<u4 4><u4 1>{}}") &&
            equipment_.await(
-               [this] {
-                 return equipment_.control.ControlState() == CHGemControlModel::HostOffline;
-               },
+               [this] { return equipment_.control.ControlState() == ControlState::HostOffline; },
                "the control state");
   }
 
@@ -281,9 +277,7 @@ private:
       return false;
     host_.control.SetPhysicalConnection(false);
     return equipment_.await(
-        [this] {
-          return equipment_.control.CommunicationState() == CHGemCommunicationModel::Disabled;
-        },
+        [this] { return equipment_.control.CommunicationState() == CommunicationState::Disabled; },
         "the end of the link");
   }
 

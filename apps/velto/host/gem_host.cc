@@ -23,7 +23,7 @@ std::string primaryName(const CHSecsHeader &header) {
   return formatText("S%uF%u", header.stream(), header.function());
 }
 
-uint32_t milliseconds(double seconds) {
+uint32_t secondsToMs(double seconds) {
   return static_cast<uint32_t>(std::clamp(seconds * 1000, 0.0, 2e9));
 }
 
@@ -57,9 +57,9 @@ void GemHost::setKnown(GemData &&model) {
     variables.SetRole(variables.at(i), kNoRole);
   CHGemEventVid state;
   state.vid = kControlStateVid;
-  state.SetValue(std::to_string(CHGemControlModel::OnlineRemote));
+  state.SetValue(std::to_string(ControlState::OnlineRemote));
   variables.SetRole(variables.Add(std::move(state)), RoleControlState);
-  known().communication = {.initialState = CHGemCommunicationModel::NotCommunicating,
+  known().communication = {.initialState = CommunicationState::NotCommunicating,
                            .modelName = "",
                            .softwareRevision = ""};
 }
@@ -150,9 +150,9 @@ void GemHost::sent() {
 
 std::string GemHost::waitForCommunications() {
   const auto ready = [this] {
-    return control_.CommunicationState() == CHGemCommunicationModel::Communicating;
+    return control_.CommunicationState() == CommunicationState::Communicating;
   };
-  loop_.runUntil([this, &ready] { return stopped_ || ready(); }, milliseconds(settings_.t3));
+  loop_.runUntil([this, &ready] { return stopped_ || ready(); }, secondsToMs(settings_.t3));
   if (stopped_)
     return kInterrupted;
   return ready() ? ""
@@ -179,7 +179,7 @@ std::string GemHost::request(CHSecsMessage &message) {
       [this, &link] {
         return stopped_ || replied_ || timedOut_ || link.State() != LinkState::Ready;
       },
-      milliseconds(settings_.t3) + kGrace);
+      secondsToMs(settings_.t3) + kGrace);
   pending_.reset();
   return outcome();
 }
@@ -200,7 +200,7 @@ std::string GemHost::await(std::string_view name, double seconds) {
         arrivals_, [name](const Arrival &arrival) { return equalsIgnoreCase(arrival.name, name); });
   };
   loop_.runUntil([this, &found] { return stopped_ || found() != arrivals_.end(); },
-                 milliseconds(seconds));
+                 secondsToMs(seconds));
   if (stopped_)
     return kInterrupted;
   const auto arrival = found();
@@ -212,7 +212,7 @@ std::string GemHost::await(std::string_view name, double seconds) {
 }
 
 std::string GemHost::pause(double seconds) {
-  loop_.runUntil([this] { return stopped_; }, milliseconds(seconds));
+  loop_.runUntil([this] { return stopped_; }, secondsToMs(seconds));
   return stopped_ ? kInterrupted : "";
 }
 

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "gem/data/variable_list.h"
+#include "gem/messages/items.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace velto {
+
+// What the questions for status variables and for equipment constants have in common.
+
+/// The variable of that number and of exactly that kind; null when there is none.
+template <typename Variables> auto findOfKind(Variables &variables, uint32_t vid, uint8_t kind) {
+  const auto found = variables.FindVid(vid, kind);
+  return found != nullptr && found->kind == kind ? found : nullptr;
+}
+
+/// One entry for each variable that a request names, in its order; where it names none, for each
+/// variable of that kind. `entry(vid, variable)` makes it, the variable null when it is unknown or
+/// of another kind. Nothing when no message can carry the list.
+template <typename Entry>
+std::optional<CHSecsItem> listVariables(const CHGemEventVidList &variables,
+                                        const CHSecsItem &request, uint8_t kind, Entry entry) {
+  ItemCollector entries;
+  const std::vector<uint32_t> vids = numbersOf(request);
+  for (const uint32_t vid : vids)
+    if (!entries.add(entry(vid, findOfKind(variables, vid, kind))))
+      return std::nullopt;
+  for (size_t i = 0; vids.empty() && i < variables.Count(); ++i) {
+    const CHGemEventVid &variable = variables.at(i);
+    if (variable.kind == kind && !entries.add(entry(variable.vid, &variable)))
+      return std::nullopt;
+  }
+  return entries.list();
+}
+
+/// The list of their values.
+inline std::optional<CHSecsItem> listValues(const CHGemEventVidList &variables,
+                                            const CHSecsItem &request, uint8_t kind) {
+  ReportedValues reported;
+  return listVariables(variables, request, kind, [&](uint32_t, const CHGemEventVid *variable) {
+    return variable == nullptr ? listItem() : reported.item(*variable);
+  });
+}
+
+} // namespace velto

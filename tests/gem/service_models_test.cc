@@ -1,0 +1,54 @@
+#include "gem/models/clock_model.h"
+#include "gem/models/terminal_model.h"
+
+#include "gem/receive.h"
+
+#include <gtest/gtest.h>
+
+namespace velto {
+namespace {
+
+TEST(ClockModel, TellsTheTimeAndLetsTheHostSetItWhereItMay) {
+  static const struct {
+    const char *sml;
+    bool allowed;
+    Answer answer;
+    uint16_t year; ///< of the clock afterwards
+  } kCases[] = {
+      {"s2f17w", false, taken("s2f18<a'2000010100000000'>"), 2000},
+      {"s2f18<a'2014111908050345'>", false, taken("s0f0"), 2000},
+      {"s2f18<a'2014111908050345'>", true, taken("s0f0"), 2014},
+      {"s2f31w<a'2014111908050345'>", false, taken("s2f32<b 1>"), 2000},
+      {"s2f31w<a'2014111908050345'>", true, taken("s2f32<b 0>"), 2014},
+      {"s1f1w", true, notTaken("s1f2{<a'Kel'><a'1.00'>}"), 2000},
+  };
+  for (const auto &row : kCases) {
+    FakeOwner owner;
+    CHGemClockModel model(owner, owner.data);
+    owner.data.changePCClock = row.allowed;
+    owner.time.setLocalTime({2000, 1, 6, 1, 0, 0, 0, 0});
+    EXPECT_EQ(receive(model, row.sml), row.answer) << row.sml;
+    EXPECT_EQ(owner.time.localTime().year, row.year) << row.sml;
+    EXPECT_FALSE(model.modified()) << "the data file keeps no time";
+  }
+}
+
+TEST(ClockModel, TellsTheTimeInTheFormatOfItsVariable) {
+  FakeOwner owner;
+  CHGemClockModel model(owner, owner.data);
+  owner.time.setLocalTime({2014, 11, 3, 19, 8, 5, 3, 0});
+  owner.addRole(12, RoleTimeFormat, "0");
+  EXPECT_EQ(receive(model, "s2f17w"), taken("s2f18<a'141119080503'>"));
+}
+
+TEST(TerminalModel, AcknowledgesEveryText) {
+  FakeOwner owner;
+  CHGemTerminalModel model(owner, owner.data);
+  EXPECT_EQ(receive(model, "s10f1w{<b 0><a'help'>}"), taken("s10f2<b 0>"));
+  EXPECT_EQ(receive(model, "s10f3w{<b 0><a'wait'>}"), taken("s10f4<b 0>"));
+  EXPECT_EQ(receive(model, "s10f5w{<b 0>{<a'line'>}}"), taken("s10f6<b 0>"));
+  EXPECT_EQ(receive(model, "s1f1w"), notTaken("s1f2{<a'Kel'><a'1.00'>}"));
+}
+
+} // namespace
+} // namespace velto
