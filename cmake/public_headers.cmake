@@ -5,18 +5,22 @@
 set(VELTO_PUBLIC_HEADERS
   base/bytes.h
   base/config.h
+  base/handle.h
   base/local_time.h
   base/text.h
   controls/comm_ctrl.h
   controls/component/control.h
   controls/component/ini_control.h
   controls/component/member_table.h
+  controls/component/page_field.h
   controls/component/property_bag.h
   controls/component/variant.h
   controls/component/version.h
   controls/gem_ctrl.h
   controls/hsms_ctrl.h
   controls/log_ctrl.h
+  controls/log_properties.h
+  controls/problem_numbers.h
   controls/registry.h
   controls/secsi_ctrl.h
   controls/secsi_properties.h
@@ -39,6 +43,7 @@ set(VELTO_PUBLIC_HEADERS
   secs2/sml_printer.h
   secs2/sml_tree.h
   secs2/verifier.h
+  transport/link/problem.h
   ui/dialog.h
   ui/view.h)
 
@@ -47,6 +52,8 @@ set(VELTO_PUBLIC_HEADERS
 set(VELTO_INNER_HEADERS
   base/ini_text.h
   base/lifetime.h
+  base/setting_list.h
+  controls/shared_members.h
   gem/data/alarm.h
   gem/data/collection_event.h
   gem/data/model_data.h
@@ -62,29 +69,31 @@ set(VELTO_INNER_HEADERS
   gem/engine/gem.h
   gem/engine/logical_connection.h
   gem/engine/physical_connection.h
-  gem/engine/settings.h
-  gem/messages/items.h
+  gem/messages/dispatch.h
+  gem/messages/request.h
+  gem/messages/send_stage.h
   gem/models/alarm_model.h
   gem/models/communication_model.h
   gem/models/control_model.h
   gem/models/event_model.h
   gem/models/model.h
   gem/models/processing_model.h
-  platform/ini_file.h
+  gem/states.h
   platform/serial_device.h
   platform/tcp_socket.h
-  secs2/item_value.h
   secs2/message_table.h
   secs2/reply_text.h
   secs2/sml_lexer.h
-  transport/hsms/hsms_engine.h
-  transport/hsms/hsms_frame.h
+  secs2/transaction.h
   transport/hsms/hsms_link.h
   transport/link/connection_sink.h
   transport/link/deadline.h
+  transport/link/message_link.h
   transport/link/open_transactions.h
+  transport/link/ticker.h
   transport/log/link_log.h
   transport/log/log_file.h
+  transport/message_links.h
   transport/secsi/block.h
   transport/secsi/block_assembly.h
   transport/secsi/block_trace.h

@@ -44,7 +44,6 @@ TEST(ClockModel, TellsTheTimeInTheFormatOfItsVariable) {
 TEST(TerminalModel, AcknowledgesEveryText) {
   FakeOwner owner;
   CHGemTerminalModel model(owner, owner.data);
-  EXPECT_EQ(receive(model, "s10f1w{<b 0><a'help'>}"), taken("s10f2<b 0>"));
   EXPECT_EQ(receive(model, "s10f3w{<b 0><a'wait'>}"), taken("s10f4<b 0>"));
   EXPECT_EQ(receive(model, "s10f5w{<b 0>{<a'line'>}}"), taken("s10f6<b 0>"));
   EXPECT_EQ(receive(model, "s1f1w"), notTaken("s1f2{<a'Kel'><a'1.00'>}"));

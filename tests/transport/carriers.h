@@ -38,7 +38,7 @@ protected:
       onEvent(event);
   }
   void noteMessage(ByteView message) {
-    if (message.size() == CHSecsHeader::kSize && message[5] != 0)
+    if (message[0] == 0xff)
       return; // a control message
     const ByteView body = message.subspan(CHSecsHeader::kSize);
     received.emplace_back(body.begin(), body.end());

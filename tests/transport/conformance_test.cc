@@ -16,8 +16,8 @@ protected:
   std::unique_ptr<Carrier> make() { return std::make_unique<C>(net.loop); }
 
   /// Runs the loop until `done`; time goes on when nothing else happens.
-  bool drive(const std::function<bool()> &done) {
-    for (int idle = 0; idle < 200 && !done();)
+  bool drive(const std::function<bool()> &done, int mostIdle = 200) {
+    for (int idle = 0; idle < mostIdle && !done();)
       if (!net.loop.runOnce(1)) {
         net.clock.advance(1);
         ++idle;
@@ -25,7 +25,7 @@ protected:
     return done();
   }
   void rest() {
-    drive([] { return false; });
+    drive([] { return false; }, 8);
   }
   /// A listener and an end that has connected to it, through `relay` if there is one.
   void join(std::unique_ptr<Relay> *relay = nullptr) {
@@ -82,7 +82,8 @@ TYPED_TEST(Conformance, CarriesMessagesOfAnySizeBothWays) {
                                    std::pair{this->listener.get(), this->client.get()}}) {
       to->received.clear();
       ASSERT_TRUE(from->send(this->body(size))) << size;
-      ASSERT_TRUE(this->drive([to = to] { return !to->received.empty(); })) << size;
+      ASSERT_TRUE(this->drive([to = to] { return !to->received.empty(); }))
+          << size << testing::PrintToString(from->events) << testing::PrintToString(to->events);
       EXPECT_TRUE(to->received == std::vector<Bytes>{this->body(size)}) << size;
     }
   }
