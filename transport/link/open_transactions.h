@@ -43,9 +43,11 @@ public:
     entries_.erase(found);
     return true;
   }
-  /// Ends the transaction that a message answers, be it the reply or a complaint of stream 9.
+  /// Ends the transaction that a message answers, be it the reply or a complaint of stream 9. In
+  /// bytes, a complaint that cannot be read ends nothing.
   bool closeAnswered(const CHSecsHeader &header, ByteView message) {
-    return closeAnswered(header, readMhead(message));
+    const auto mhead = readMhead(message);
+    return (header.stream() != kErrorStream || mhead) && closeAnswered(header, mhead);
   }
   bool closeAnswered(const CHSecsMessage &message) {
     return closeAnswered(message.header, readMhead(message));
@@ -65,6 +67,8 @@ public:
   }
 
 private:
+  static constexpr uint8_t kErrorStream = 9;
+
   bool closeAnswered(const CHSecsHeader &header, const std::optional<CHSecsHeader> &mhead) {
     return closeFirst([&](const Entry &entry) { return answers(header, mhead, entry.header); });
   }
