@@ -60,7 +60,7 @@ bool CHGemEngine::DefProc() {
     return false;
   const Hold held(*this);
   dispatch_.handle(*gem_, physical_.State() != LinkState::Down);
-  ticker_.arm();
+  ticker_.wake();
   return true;
 }
 
@@ -142,7 +142,7 @@ void CHGemEngine::reportSent(const CHSecsHeader &header, ByteView body, CHSecsIt
   // Without a model nothing that arrives is looked at, and no reply would end a transaction.
   if (gem_ != nullptr && header.idWord == logical->DeviceID())
     logical->OnSent(sent);
-  ticker_.arm();
+  ticker_.wake();
   if (sink_ != nullptr)
     sink_->OnSent();
 }
