@@ -146,6 +146,31 @@ TEST_F(HsmsLinkTest, T7IsReportedAgainAndAgainWhileNotSelected) {
   EXPECT_FALSE(remote->ended());
 }
 
+// The peer gets the listener's times with the send, and the ticks that come by themselves keep
+// them.
+TEST_F(HsmsLinkTest, ChangedTimesOfAListenerCountFromTheNextSendOn) {
+  struct Case {
+    uint32_t HsmsTimes::*timer;
+    bool selected;
+    std::string sent;
+    std::string report;
+  };
+  for (const Case &row : std::vector<Case>{{&HsmsTimes::t3, true, kS1F1, "problem T3 " + kS1F1},
+                                           {&HsmsTimes::t7, false, kS1F2, "problem T7 "}}) {
+    SCOPED_TRACE(row.report);
+    open();
+    link->SetSelected(row.selected);
+    EXPECT_GT(link->SendFrame(fromHex(frame(row.sent))), 0);
+    net->clock.advance(1);
+    net->settle();
+    setTime(row.timer, 300);
+    EXPECT_GT(link->SendFrame(fromHex(frame(row.sent))), 0);
+    net->clock.advance(300);
+    net->settle();
+    EXPECT_EQ(sink.take(), Lines{row.report});
+  }
+}
+
 TEST_F(HsmsLinkTest, RequestsTimeOutOneATick) {
   struct Case {
     std::string message;

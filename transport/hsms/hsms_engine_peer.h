@@ -32,6 +32,8 @@ public:
   bool usable() const { return Connected() && !listening(); }
 
   void Poll() override {
+    if (ended())
+      return; // the engine may be gone
     if (listening()) {
       CHHsmsConnection::Poll();
       return;
@@ -41,6 +43,8 @@ public:
   }
 
   std::optional<uint32_t> NextPoll() const override {
+    if (ended())
+      return std::nullopt;
     if (listening())
       return CHHsmsConnection::NextPoll();
     const LinkSettings &settings = engine_.settings_;

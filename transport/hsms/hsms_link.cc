@@ -93,7 +93,7 @@ int32_t CHHsmsLink::SendFrame(ByteView bytes) {
     CHHsmsLink *peer = findLink(IPAddress(), PortNumber());
     if (peer == nullptr)
       return 0;
-    peer->times_ = times_;
+    peer->SetTimes(times_);
     return peer->SendFrame(bytes);
   }
   const int32_t sent = CHHsmsConnection::SendFrame(bytes);

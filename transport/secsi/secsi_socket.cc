@@ -28,6 +28,7 @@ std::shared_ptr<CHHsmsConnection> CHSecsISocket::CreatePeer() {
 }
 
 bool CHSecsISocket::QueueMessage(ByteView message) {
+  const auto held = hold();
   if (listening()) {
     CHHsmsConnection *peer = FindPeer(IPAddress(), PortNumber());
     if (peer == nullptr) {
