@@ -4,7 +4,6 @@ namespace velto {
 
 namespace {
 
-constexpr uint8_t kErrorStream = 9;
 constexpr size_t kStreamByte = 2; // its place in a header
 
 // The bytes of an encoded binary item; nothing when that is no such item, or not all of one.

@@ -4,11 +4,15 @@
 #include "secs2/header.h"
 #include "secs2/message.h"
 
+#include <cstdint>
 #include <optional>
 
 namespace velto {
 
 // Which message answers which (SEMI E5 6, 10.13).
+
+/// The stream of complaints about messages that could not be handled.
+inline constexpr uint8_t kErrorStream = 9;
 
 /// True for a primary with the W-bit: a reply to it is expected.
 bool awaitsReply(const CHSecsHeader &header);

@@ -1,6 +1,6 @@
 #include "gem/messages/dispatch.h"
 
-#include "secs2/reply_text.h"
+#include "gem/messages/stream9.h"
 #include "secs2/transaction.h"
 #include "transport/link/message_link.h"
 
@@ -11,7 +11,6 @@ namespace velto {
 namespace {
 
 constexpr uint16_t kAnyDevice = 0xFFFF;
-constexpr uint8_t kUnrecognizedDevice = 1; // S9F1
 
 void copyHead(const CHSecsMessage &from, CHSecsMessage &to) {
   to.node = from.node;
@@ -66,8 +65,7 @@ bool CHGemDispatch::acceptsDevice(CHGem &gem, CHSecsVerifier &slot) {
   if (gem.Host())
     return true;
   refused_ = true;
-  MakeStream9(reply, kUnrecognizedDevice, &header);
-  reply.header.idWord = gem.DeviceID();
+  stream9::make(reply, stream9::UnrecognizedDevice, header, gem.DeviceID());
   if (awaitsReply(header))
     gem.SendUngated(reply);
   return false;

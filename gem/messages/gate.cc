@@ -1,7 +1,7 @@
 #include "gem/messages/gate.h"
 
 #include "gem/messages/stream1.h"
-#include "gem/messages/stream9.h"
+#include "secs2/transaction.h"
 
 namespace velto {
 
@@ -12,7 +12,7 @@ std::optional<bool> CHGemGate::stop(const CHSecsMessage &message) {
 // Complaints pass whenever there are communications at all, or an attempt to establish them.
 bool CHGemGate::mayPass(const CHSecsHeader &header) const {
   using enum stream1::Function;
-  const bool complains = header.stream() == stream9::kStream;
+  const bool complains = header.stream() == kErrorStream;
   const int function = stream1::functionOf(header);
   switch (owner_.communicationState()) {
   case CommunicationState::NotCommunicating:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "secs2/reply_text.h"
+#include "secs2/transaction.h"
 
 #include <cstdint>
 
@@ -8,7 +9,6 @@
 /// header of the message.
 namespace velto::stream9 {
 
-inline constexpr uint8_t kStream = 9;
 enum Function : uint8_t { UnrecognizedDevice = 1, TransactionTimeout = 9 };
 
 /// A complaint about the message of that header, to be sent with this side's device ID.

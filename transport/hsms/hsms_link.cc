@@ -107,7 +107,7 @@ void CHHsmsLink::openTransaction(ByteView message) {
   const auto header = readHeader(message);
   if (!header)
     return;
-  const bool isPrimary = header->sType() == 0 && header->wbit() && header->function() % 2 != 0;
+  const bool isPrimary = header->sType() == 0 && awaitsReply(*header);
   if (!isPrimary && !isControlRequest(*header))
     return;
   OpenTransactions &list = open_[isPrimary ? Data : Control];
@@ -148,7 +148,7 @@ bool CHHsmsLink::expireTransaction() {
 
 void CHHsmsLink::closeTransaction(const CHSecsHeader &header, ByteView message) {
   for (OpenTransactions &list : open_) {
-    const bool closed = header.sType() == 0 && header.stream() == 9
+    const bool closed = header.sType() == 0 && header.stream() == kErrorStream
                             ? list.closeAnswered(header, message)
                             : list.closeFirst([&](const OpenTransactions::Entry &entry) {
                                 return answers(header, entry.header);

@@ -67,8 +67,6 @@ public:
   }
 
 private:
-  static constexpr uint8_t kErrorStream = 9;
-
   bool closeAnswered(const CHSecsHeader &header, const std::optional<CHSecsHeader> &mhead) {
     return closeFirst([&](const Entry &entry) { return answers(header, mhead, entry.header); });
   }
