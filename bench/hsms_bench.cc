@@ -14,7 +14,7 @@ namespace {
 
 using namespace velto;
 
-constexpr uint32_t kPatience = 5000;
+constexpr uint32_t kHsmsPatience = 5000;
 
 // Yardstick: 14 bytes there and 14 back.
 void BM_RawPingPong(benchmark::State &state) {
@@ -79,7 +79,7 @@ void BM_HsmsS1F1(benchmark::State &state) {
   host->settings().portNumber = equipment->LocalPort();
   host->Open();
   const auto selected = [&host] { return host->State() == LinkState::Ready; };
-  if (!loop.runUntil(selected, kPatience))
+  if (!loop.runUntil(selected, kHsmsPatience))
     return state.SkipWithError("not selected");
   const Bytes primary = fromHex("00018101000000000000");
   for (auto _ : state) {

@@ -18,7 +18,7 @@ using namespace velto;
 
 constexpr size_t kBlocks = 1000; // of one message
 constexpr size_t kLineBytes = 1 + kLargestBlock + kSumSize;
-constexpr uint32_t kPatience = 20'000;
+constexpr uint32_t kSecsIPatience = 20'000;
 
 // A primary without the W-bit, so that nothing is kept after it was sent.
 Bytes message(size_t blocks) {
@@ -93,7 +93,7 @@ void BM_SecsIBlocks(benchmark::State &state) {
   while (state.KeepRunningBatch(kBlocks)) {
     const size_t before = sink.received;
     client->QueueMessage(bytes);
-    if (!loop.runUntil([&] { return sink.received != before; }, kPatience))
+    if (!loop.runUntil([&] { return sink.received != before; }, kSecsIPatience))
       return state.SkipWithError("lost");
   }
   if (sink.problems != 0)

@@ -14,7 +14,7 @@ constexpr int32_t kNoByte = 65535;
 constexpr int32_t kDefaultRate = 9600;
 constexpr int16_t kLastParity = 4;
 constexpr int16_t kLastStopBit = 2;
-constexpr std::array kSettings{"PortNumber", "BaudRate", "ByteSize", "Parity", "StopBit"};
+constexpr std::array kCommIniKeys{"PortNumber", "BaudRate", "ByteSize", "Parity", "StopBit"};
 
 } // namespace
 
@@ -56,7 +56,7 @@ CVeltoCommCtrl::CVeltoCommCtrl(const ControlSite &site)
   port_.SetWake([this] { timer_.startWithin(1); });
 }
 
-std::span<const char *const> CVeltoCommCtrl::iniKeys() const { return kSettings; }
+std::span<const char *const> CVeltoCommCtrl::iniKeys() const { return kCommIniKeys; }
 
 std::span<const IniControl::Page> CVeltoCommCtrl::pages() const {
   static const std::array kPages{

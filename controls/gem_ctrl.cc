@@ -9,12 +9,12 @@ namespace velto {
 
 namespace {
 
-constexpr int32_t kMaxSeconds = 2'147'483; // whose milliseconds still fit 32 bits
+constexpr int32_t kMaxTimerSeconds = 2'147'483; // whose milliseconds still fit 32 bits
 
 // The model refuses what is no state of its own.
 bool isByte(int16_t state) { return state >= 0 && state <= 0xFF; }
 
-int32_t secondsToMs(int32_t seconds) { return std::clamp(seconds, 0, kMaxSeconds) * 1000; }
+int32_t secondsToMs(int32_t seconds) { return std::clamp(seconds, 0, kMaxTimerSeconds) * 1000; }
 
 } // namespace
 

@@ -16,33 +16,33 @@ namespace velto {
 
 namespace {
 
-struct Row {
+struct ControlRow {
   const MemberTable &(*table)();
   std::unique_ptr<Control> (*make)(const ControlSite &);
 };
 
-template <typename C> constexpr Row row() {
+template <typename C> constexpr ControlRow controlRow() {
   return {&C::table, [](const ControlSite &site) -> std::unique_ptr<Control> {
             return std::make_unique<C>(site);
           }};
 }
 
-constexpr std::array kControls{row<CVeltoSecsIICtrl>(), row<CVeltoHsmsCtrl>(),
-                               row<CVeltoSecsICtrl>(),  row<CVeltoSecsISocketCtrl>(),
-                               row<CVeltoSocketCtrl>(), row<CVeltoCommCtrl>(),
-                               row<CVeltoLogCtrl>(),    row<CVeltoGemCtrl>()};
+constexpr std::array kControls{controlRow<CVeltoSecsIICtrl>(), controlRow<CVeltoHsmsCtrl>(),
+                               controlRow<CVeltoSecsICtrl>(),  controlRow<CVeltoSecsISocketCtrl>(),
+                               controlRow<CVeltoSocketCtrl>(), controlRow<CVeltoCommCtrl>(),
+                               controlRow<CVeltoLogCtrl>(),    controlRow<CVeltoGemCtrl>()};
 
 } // namespace
 
 std::vector<const MemberTable *> controlTables() {
   std::vector<const MemberTable *> tables;
-  for (const Row &control : kControls)
+  for (const ControlRow &control : kControls)
     tables.push_back(&control.table());
   return tables;
 }
 
 std::unique_ptr<Control> createControl(std::string_view name, const ControlSite &site) {
-  for (const Row &control : kControls)
+  for (const ControlRow &control : kControls)
     if (equalsIgnoreCase(control.table().controlName, name))
       return control.make(site);
   return nullptr;

@@ -14,9 +14,10 @@ namespace {
 
 constexpr int32_t kDefaultRate = 9600;
 
-constexpr std::array kSettings{"PortNumber",  "BaudRate", "T1",      "T2",          "T3",
-                               "T4",          "Retry",    "Master",  "Log",         "LogVerbose",
-                               "LogFileName", "DeviceID", "LogSize", "LogBakCount", "MSEC"};
+constexpr std::array kSecsIIniKeys{"PortNumber", "BaudRate",    "T1",          "T2",
+                                   "T3",         "T4",          "Retry",       "Master",
+                                   "Log",        "LogVerbose",  "LogFileName", "DeviceID",
+                                   "LogSize",    "LogBakCount", "MSEC"};
 
 // "S1F13W", or the two characters that follow the header.
 std::string queueLabel(ByteView head, bool msec) {
@@ -69,7 +70,7 @@ CVeltoSecsICtrl::CVeltoSecsICtrl(const ControlSite &site)
   port_->SetSettings(settings());
 }
 
-std::span<const char *const> CVeltoSecsICtrl::iniKeys() const { return kSettings; }
+std::span<const char *const> CVeltoSecsICtrl::iniKeys() const { return kSecsIIniKeys; }
 
 std::span<const IniControl::Page> CVeltoSecsICtrl::pages() const {
   static const std::array kPages{

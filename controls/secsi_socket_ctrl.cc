@@ -12,10 +12,10 @@ namespace {
 
 constexpr const char *kDeviceId = "DeviceID"; // kept without being a property
 
-constexpr std::array kSettings{"PortNumber",  "MyPortNumber", "IPAddress",  "Server", "OneOnOne",
-                               "T1",          "T2",           "T3",         "T4",     "Retry",
-                               "Master",      "MSEC",         kDeviceId,    "Log",    "LogVerbose",
-                               "LogFileName", "LogSize",      "LogBakCount"};
+constexpr std::array kSecsISocketIniKeys{
+    "PortNumber", "MyPortNumber", "IPAddress",  "Server",      "OneOnOne", "T1",
+    "T2",         "T3",           "T4",         "Retry",       "Master",   "MSEC",
+    kDeviceId,    "Log",          "LogVerbose", "LogFileName", "LogSize",  "LogBakCount"};
 
 } // namespace
 
@@ -70,7 +70,7 @@ std::shared_ptr<CHHsmsConnection> CVeltoSecsISocketCtrl::newEngine(const CHHsmsC
   return fresh;
 }
 
-std::span<const char *const> CVeltoSecsISocketCtrl::iniKeys() const { return kSettings; }
+std::span<const char *const> CVeltoSecsISocketCtrl::iniKeys() const { return kSecsISocketIniKeys; }
 
 std::span<const IniControl::Page> CVeltoSecsISocketCtrl::pages() const {
   static const std::array kPages{Page{"Connection", connectionFields({{"OneOnOne", "One on One"}})},

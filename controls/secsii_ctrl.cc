@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kHeaderDigits = 2 * CHSecsHeader::kSize;
 constexpr uint16_t kRBit = 0x8000;
-constexpr uint16_t kEBit = 0x8000;
+constexpr uint16_t kEBitOfHeader = 0x8000;
 constexpr uint16_t kSingleBlock = 0x8001; // E-bit, block 1
 
 // `word` with the bits of `mask` taken from `value`.
@@ -154,7 +154,7 @@ void CVeltoSecsIICtrl::SetBlockNumber(int32_t number) {
 }
 
 void CVeltoSecsIICtrl::SetEbit(bool on) {
-  header().blockWord = withBits(header().blockWord, kEBit, on ? kEBit : 0);
+  header().blockWord = withBits(header().blockWord, kEBitOfHeader, on ? kEBitOfHeader : 0);
 }
 
 void CVeltoSecsIICtrl::SetPType(int16_t type) {

@@ -10,7 +10,7 @@ namespace velto {
 
 namespace {
 
-constexpr std::array kSettings{"PortNumber", "MyPortNumber", "IPAddress", "Server"};
+constexpr std::array kSocketIniKeys{"PortNumber", "MyPortNumber", "IPAddress", "Server"};
 
 bool isHexDigit(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
 
@@ -47,7 +47,7 @@ std::shared_ptr<CHHsmsConnection> CVeltoSocketCtrl::newEngine(const CHHsmsConnec
   return std::make_shared<CHHsmsConnection>(site().loop, ConnectionKind::Stream);
 }
 
-std::span<const char *const> CVeltoSocketCtrl::iniKeys() const { return kSettings; }
+std::span<const char *const> CVeltoSocketCtrl::iniKeys() const { return kSocketIniKeys; }
 
 std::span<const IniControl::Page> CVeltoSocketCtrl::pages() const {
   static const std::array kPages{Page{"Connection", connectionFields()}};

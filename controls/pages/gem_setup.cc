@@ -12,17 +12,6 @@ namespace velto {
 
 namespace {
 
-// When a page is applied. Lists come before the roles of what they hold, and these before the time
-// format, whose variable is found by its role.
-enum Step : int {
-  SettingsStep,
-  ListsStep,
-  ParametersStep,
-  RolesStep,
-  ClockStep,
-  kStepCount,
-};
-
 constexpr int32_t kEventPage = 0x040;
 constexpr int32_t kVariablePage = 0x080;
 
@@ -31,6 +20,17 @@ template <typename Page> std::unique_ptr<SetupPage> make(SetupDesk &desk) {
 }
 
 } // namespace
+
+// When a page is applied. Lists come before the roles of what they hold, and these before the time
+// format, whose variable is found by its role.
+enum GemSetup::Step : int {
+  SettingsStep,
+  ListsStep,
+  ParametersStep,
+  RolesStep,
+  ClockStep,
+  kStepCount,
+};
 
 struct GemSetup::Row {
   PageInfo info;

@@ -39,6 +39,7 @@ public:
   Applied apply(CVeltoGemCtrl &control);
 
 private:
+  enum Step : int;
   struct Row;
   struct Opened {
     const Row *row;

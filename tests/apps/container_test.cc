@@ -269,9 +269,9 @@ TEST(Container, DescribesAControl) {
 }
 
 /// A container at the reading end of a pipe.
-struct Terminal : Session {
-  Terminal() { EXPECT_EQ(pipe(ends.data()), 0); }
-  ~Terminal() {
+struct TypedSession : Session {
+  TypedSession() { EXPECT_EQ(pipe(ends.data()), 0); }
+  ~TypedSession() {
     close(ends[0]);
     hangUp();
   }
@@ -286,7 +286,7 @@ struct Terminal : Session {
 };
 
 TEST(Interactive, GoesOnAfterErrorsToTheEndOfTheInput) {
-  Terminal terminal;
+  TypedSession terminal;
   terminal.files.files["bad"] = "print 1\nfoo\nprint 2\n";
   terminal.type("new s Sample\nfoo\non s.Changed bar.x\ns.Raise(\"x\")\ninclude bad\nprint 3");
   terminal.hangUp();
@@ -298,7 +298,7 @@ TEST(Interactive, GoesOnAfterErrorsToTheEndOfTheInput) {
 }
 
 TEST(Interactive, HandlesEventsWhileItWaitsForInput) {
-  Terminal terminal;
+  TypedSession terminal;
   Timer typing(terminal.loop, [&terminal] { terminal.type("int 2\nquit\nprint 3\n"); });
   typing.start(50);
   terminal.type("new s Sample\non s.Changed wait 10; print \"handled\"\ns.Later(20, \"x\")\npr");

@@ -11,13 +11,13 @@
 namespace velto {
 namespace {
 
-struct Result {
+struct DemoRun {
   int status;
   std::string story;
 };
 
 // Runs the command with its temporary files in `folder`.
-Result runDemo(const CommandArguments &arguments, const std::string &folder) {
+DemoRun runDemo(const CommandArguments &arguments, const std::string &folder) {
   const char *before = getenv("TMPDIR");
   const std::string kept = before == nullptr ? "" : before;
   setenv("TMPDIR", folder.c_str(), 1);

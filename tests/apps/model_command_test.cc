@@ -30,13 +30,13 @@ private:
   std::streambuf *before_;
 };
 
-struct Result {
+struct CommandRun {
   int status;
   std::string output;
   std::string errors;
 };
 
-Result run(const CommandArguments &arguments) {
+CommandRun runModel(const CommandArguments &arguments) {
   const Captured output(std::cout);
   const Captured errors(std::cerr);
   const int status = runModelCommand(arguments);
@@ -162,7 +162,7 @@ TEST(ModelCommand, ImportsAndExports) {
   const TemporaryDirectory folder;
   const std::string file = folder / "tool.kel";
   const std::string text = folder / "tool.txt";
-  Result result = run({"import", VELTO_SOURCE_DIR "/examples/etch_tool.model", file});
+  CommandRun result = runModel({"import", VELTO_SOURCE_DIR "/examples/etch_tool.model", file});
   ASSERT_EQ(result.status, 0) << result.errors;
   const auto bytes = readDataFile(systemFiles(), file);
   ASSERT_TRUE(bytes);
@@ -181,13 +181,13 @@ TEST(ModelCommand, ImportsAndExports) {
     for (const uint32_t rptid : data->events.at(i).reports)
       EXPECT_NE(data->reports.FindReport(rptid), nullptr) << rptid;
 
-  result = run({"export", file});
+  result = runModel({"export", file});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.output, HasSubstr("alid=3002 category=parameter-error set=no enable=yes "
                                        "text=\"Reflected power above limit\"\n"));
-  EXPECT_EQ(run({"export", file, text}).status, 0);
+  EXPECT_EQ(runModel({"export", file, text}).status, 0);
   EXPECT_EQ(systemFiles().read(text), result.output);
-  EXPECT_EQ(run({"import", text, file}).status, 0);
+  EXPECT_EQ(runModel({"import", text, file}).status, 0);
   EXPECT_EQ(readDataFile(systemFiles(), file), bytes);
 }
 
@@ -213,14 +213,14 @@ TEST(ModelCommand, SaysWhatIsWrong) {
       {{"import", "/dev/null", missing}, 1, "velto: " + missing + ": cannot be written\n"},
   };
   for (const auto &row : rows) {
-    const Result result = run(row.arguments);
+    const CommandRun result = runModel(row.arguments);
     EXPECT_EQ(result.status, row.status) << row.errors;
     EXPECT_EQ(result.errors, row.errors);
   }
   for (const CommandArguments &wrong :
        {CommandArguments{}, {"export"}, {"import", "a"}, {"import", "a", "b", "c"}, {"print", "a"}})
-    EXPECT_EQ(run(wrong).status, kExitUsage);
-  EXPECT_THAT(run({"--help"}).output, HasSubstr("usage: velto model export"));
+    EXPECT_EQ(runModel(wrong).status, kExitUsage);
+  EXPECT_THAT(runModel({"--help"}).output, HasSubstr("usage: velto model export"));
 }
 
 } // namespace

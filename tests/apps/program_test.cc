@@ -18,21 +18,21 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-struct Result {
+struct ShellRun {
   int status;
   std::string output; ///< standard output and standard error
 };
 
 // Runs a shell command in a folder. In it "velto" is the program under test; "first velto …" and
 // "last velto …" print only the first line or the last lines of its output.
-Result run(const std::string &command, const std::string &folder) {
+ShellRun runShell(const std::string &command, const std::string &folder) {
   const std::string script =
       "cd '" + folder +
       "' && velto() { '" VELTO_PROGRAM "' \"$@\"; }; "
       "first() { \"$@\" >all 2>&1; status=$?; head -n 1 all; return $status; }; "
       "last() { \"$@\" >all 2>&1; status=$?; tail -n 3 all; return $status; }; exec 2>&1; " +
       command;
-  Result result{-1, ""};
+  ShellRun result{-1, ""};
   const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(script.c_str(), "r"),
                                                     [](FILE *) { return 0; });
   std::array<char, 4096> chunk{};
@@ -72,7 +72,7 @@ void runConsole(const std::string &block, Statuses statuses = Statuses::Ignored)
     ASSERT_EQ(block.substr(at, 2), "$ ") << block;
     const std::string command = block.substr(at + 2, lineEnd - at - 2);
     const size_t next = std::min(block.find("\n$ ", lineEnd), block.size() - 1);
-    Result result = run(command, folder / "");
+    ShellRun result = runShell(command, folder / "");
     if (statuses == Statuses::Shown && result.status != 0)
       result.output += '[' + std::to_string(result.status) + "]\n";
     EXPECT_EQ(result.output, block.substr(lineEnd + 1, next - lineEnd)) << command;
@@ -112,7 +112,7 @@ TEST(Documentation, ItsExamplesRun) {
     for (const std::string &block : blocks(text, "velto")) {
       const TemporaryDirectory folder;
       systemFiles().write(folder / "script", block);
-      const Result result = run("velto container script", folder / "");
+      const ShellRun result = runShell("velto container script", folder / "");
       EXPECT_EQ(result.status, 0) << block << result.output;
     }
   }
@@ -121,8 +121,8 @@ TEST(Documentation, ItsExamplesRun) {
 }
 
 TEST(Documentation, TheReferenceIsWhatTheProgramDescribes) {
-  EXPECT_EQ(run("velto describe --markdown", ".").output, source("docs/controls.md"));
-  EXPECT_EQ(run("velto describe messages", ".").output, source("docs/messages.md"));
+  EXPECT_EQ(runShell("velto describe --markdown", ".").output, source("docs/controls.md"));
+  EXPECT_EQ(runShell("velto describe messages", ".").output, source("docs/messages.md"));
 }
 
 TEST(Examples, TheContainerScriptsRun) {
@@ -130,8 +130,8 @@ TEST(Examples, TheContainerScriptsRun) {
   const TemporaryDirectory folder;
   for (const char *script :
        {"hsms_links.velto", "verification.velto", "secsi_faulty_partner.velto"}) {
-    const Result result =
-        run("velto container " VELTO_SOURCE_DIR "/examples/" + std::string(script), folder / "");
+    const ShellRun result = runShell(
+        "velto container " VELTO_SOURCE_DIR "/examples/" + std::string(script), folder / "");
     EXPECT_EQ(result.status, 0) << result.output;
   }
   for (const char *file :
@@ -142,18 +142,19 @@ TEST(Examples, TheContainerScriptsRun) {
 
 TEST(Examples, AHostAndAnEquipmentTalkOverASerialLine) {
   const SerialPair lines;
-  const Result result = run("velto container " VELTO_SOURCE_DIR "/examples/secsi_equipment.velto & "
-                            "velto container " VELTO_SOURCE_DIR "/examples/secsi_host.velto && "
-                            "wait $!",
-                            ".");
+  const ShellRun result =
+      runShell("velto container " VELTO_SOURCE_DIR "/examples/secsi_equipment.velto & "
+               "velto container " VELTO_SOURCE_DIR "/examples/secsi_host.velto && "
+               "wait $!",
+               ".");
   EXPECT_EQ(result.status, 0) << result.output;
   EXPECT_THAT(result.output, HasSubstr("! host.Received \"8000860b8000"));
   EXPECT_THAT(result.output, HasSubstr("! eq.Received \"0000060c8000"));
 }
 
 TEST(Program, MindsItsStandardStreams) {
-  EXPECT_EQ(run("velto sml </dev/null >/dev/full", ".").status, 1) << "output that is lost";
-  EXPECT_EQ(run("velto container <&-", ".").status, 0) << "closed input is empty";
+  EXPECT_EQ(runShell("velto sml </dev/null >/dev/full", ".").status, 1) << "output that is lost";
+  EXPECT_EQ(runShell("velto container <&-", ".").status, 0) << "closed input is empty";
 }
 
 TEST(Container, ShowsTheWindowOfEveryControl) {
@@ -175,7 +176,7 @@ TEST(Container, ShowsTheWindowOfEveryControl) {
   for (const auto &row : rows) {
     systemFiles().write(folder / "script",
                         std::string("new c ") + row.control + '\n' + row.prepare + "\nshow c\n");
-    const Result shown = run("velto container script", folder / "");
+    const ShellRun shown = runShell("velto container script", folder / "");
     EXPECT_THAT(shown.output, testing::StartsWith(row.window)) << row.control;
   }
 }
@@ -189,9 +190,12 @@ TEST(SetupCommand, PlaysItsStoredSession) { runConsole(stored("setup.console"), 
 // One model and settings file are edited page by page; what is written shows in either.
 TEST(SetupCommand, EditsEveryPage) {
   const TemporaryDirectory folder;
-  const auto files = [&folder] { return run("cat t.ini; velto model export t.kel", folder / ""); };
+  const auto files = [&folder] {
+    return runShell("cat t.ini; velto model export t.kel", folder / "");
+  };
   EXPECT_EQ(
-      run("printf '[LogicalConnection]\\nHost=0\\n' > t.ini && velto model import " VELTO_SOURCE_DIR
+      runShell(
+          "printf '[LogicalConnection]\\nHost=0\\n' > t.ini && velto model import " VELTO_SOURCE_DIR
           "/examples/etch_tool.model t.kel",
           folder / "")
           .output,
@@ -221,15 +225,15 @@ TEST(SetupCommand, EditsEveryPage) {
       {"model", "GEM Object Model = false", "ObjectModel=0\n"},
   };
   for (const auto &row : rows) {
-    const Result result =
-        run(std::string("echo '") + row.steps + "; ok' | velto setup t.ini --data t.kel --page '" +
-                row.page + "'",
-            folder / "");
+    const ShellRun result =
+        runShell(std::string("echo '") + row.steps +
+                     "; ok' | velto setup t.ini --data t.kel --page '" + row.page + "'",
+                 folder / "");
     EXPECT_EQ(result.status, 0) << result.output;
     EXPECT_THAT(files().output, HasSubstr(row.written)) << row.page;
   }
   EXPECT_THAT(files().output, Not(HasSubstr("rptid="))) << "the lists changed";
-  EXPECT_EQ(run("echo ok | velto setup t.ini --data t.kel --page state", folder / "").output,
+  EXPECT_EQ(runShell("echo ok | velto setup t.ini --data t.kel --page state", folder / "").output,
             "velto: t.ini switches the object model off: there is no such page\n");
 }
 

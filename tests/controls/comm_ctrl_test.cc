@@ -14,13 +14,13 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr int16_t kPort = 40; // index of a port that the tests map
+constexpr int16_t kMappedPort = 40; // index of a port that the tests map
 
 class CommControl : public testing::Test {
 protected:
   CommControl() {
     map(line.path());
-    comm->SetPortNumber(kPort);
+    comm->SetPortNumber(kMappedPort);
     comm->onReceived = [this](int32_t count) {
       counts.push_back(count);
       if (onReceived)
@@ -29,7 +29,7 @@ protected:
   }
   ~CommControl() override { map(""); }
 
-  static void map(const std::string &path) { CHSerialPort::MapPort(kPort + 1, path); }
+  static void map(const std::string &path) { CHSerialPort::MapPort(kMappedPort + 1, path); }
   void open() {
     comm->SetConnect(true);
     ASSERT_TRUE(comm->Connect());
@@ -144,7 +144,7 @@ TEST_F(CommControl, ConnectOpensWithTheSettingsOfNow) {
   EXPECT_EQ(comm->Count(), 0) << "opening anew drops what waited";
 
   CVeltoCommCtrl other(net.loop);
-  other.SetPortNumber(kPort);
+  other.SetPortNumber(kMappedPort);
   other.SetConnect(true);
   EXPECT_FALSE(other.Connect());
   EXPECT_THAT(other.window(), HasSubstr(": Device or resource busy"));
@@ -182,7 +182,7 @@ TEST_F(CommControl, AnUnpluggedDeviceEndsConnect) {
 
 TEST_F(CommControl, ABagOpensThePortWithItsSettings) {
   CVeltoCommCtrl other(net.loop);
-  other.SetPortNumber(kPort);
+  other.SetPortNumber(kMappedPort);
   other.SetBaudRate(19200);
   other.SetParity(2);
   other.SetConnect(true);

@@ -10,8 +10,8 @@
 namespace velto {
 namespace {
 
-constexpr int kPort = 60; // index of a serial port that the test maps
-const std::string kPrimary = "00008101000000000007";
+constexpr int kStagePort = 60; // index of a serial port that the test maps
+const std::string kStagePrimary = "00008101000000000007";
 
 /// A control that listens, connects or is on a serial line, and its far end.
 class Stage {
@@ -19,10 +19,10 @@ public:
   Stage(const std::string &name, bool connects)
       : serial_(name == "VeltoSecsI" || name == "VeltoComm"),
         control(createControl(name, net.loop)) {
-    CHSerialPort::MapPort(kPort + 1, line_.path());
+    CHSerialPort::MapPort(kStagePort + 1, line_.path());
     control->set("Master", false); // always answers a request to send
     control->set("Server", !connects);
-    control->set("PortNumber", kPort);
+    control->set("PortNumber", kStagePort);
     control->set("MyPortNumber", int32_t{freePort()});
     if (connects) {
       listener_.create(0, true);
@@ -31,7 +31,7 @@ public:
     }
     events = std::make_unique<EventLines>(*control);
   }
-  ~Stage() { CHSerialPort::MapPort(kPort + 1, ""); }
+  ~Stage() { CHSerialPort::MapPort(kStagePort + 1, ""); }
 
   bool isOpen() const {
     return control != nullptr && control->get("Connect").value == Variant(true);
@@ -53,7 +53,7 @@ public:
     } else if (step == "go") {
       client_ ? client_->close() : line_.hangUp();
     } else if (step == "send") {
-      control->call("Send", std::vector<Variant>{Variant(kPrimary)});
+      control->call("Send", std::vector<Variant>{Variant(kStagePrimary)});
     } else {
       client_ ? client_->send(step) : static_cast<void>(line_.send(fromHex(step)));
     }
@@ -87,11 +87,11 @@ const struct {
 } kScenes[] = {
     {"VeltoHsms",
      true,
-     {"come", frame("ffff0000000100000001"), "00000000", frame(kPrimary), "go"},
+     {"come", frame("ffff0000000100000001"), "00000000", frame(kStagePrimary), "go"},
      {"Connected", "Received", "Problem", "Disconnected"}},
     {"VeltoHsms",
      false,
-     {"come", frame("ffff0000000100000001"), "00000000", frame(kPrimary), "go"},
+     {"come", frame("ffff0000000100000001"), "00000000", frame(kStagePrimary), "go"},
      {"Connected", "Received", "Problem", "Disconnected"}},
     {"VeltoSocket", false, {"come", "0a0b", "go"}, {"Connected", "Received", "Disconnected"}},
     {"VeltoSecsISocket",
@@ -120,7 +120,9 @@ const struct {
                                                        control.get("PortNumber").value});
      }},
     {"send",
-     [](Stage &stage) { stage.control->call("Send", std::vector<Variant>{Variant(kPrimary)}); }},
+     [](Stage &stage) {
+       stage.control->call("Send", std::vector<Variant>{Variant(kStagePrimary)});
+     }},
     {"pump",
      [](Stage &stage) {
        stage.net.clock.advance(1);

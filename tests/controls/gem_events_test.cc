@@ -385,7 +385,7 @@ using Act = void (*)(GemLink &link);
 constexpr struct {
   const char *name;
   Act act;
-} kActs[] = {
+} kGemActs[] = {
     {"destroys the control", [](GemLink &link) { link.equipment.control.reset(); }},
     {"closes the link",
      [](GemLink &link) { link.equipment.control->SetPhysicalConnection(false); }},
@@ -458,7 +458,7 @@ TEST(GemHost, MayDoAnythingInsideEveryEvent) {
                             "Problem 12 Error : T3 time out.",
                             "Disconnected",
                             "CommunicationStateChanged 0 1"})
-    for (const auto &row : kActs) {
+    for (const auto &row : kGemActs) {
       SCOPED_TRACE(std::string(row.name) + " inside " + event);
       GemLink link;
       bool acted = false;
@@ -490,7 +490,7 @@ TEST(GemHost, MayDoAnythingInsideTheEventsOfItsOwnCalls) {
       {"ConnectionStateChanged 0 2", [](CVeltoGemCtrl &c) { c.SetPhysicalConnection(false); }},
   };
   for (const auto &row : rows)
-    for (const auto &act : kActs) {
+    for (const auto &act : kGemActs) {
       SCOPED_TRACE(std::string(act.name) + " inside " + row.event);
       GemLink link;
       link.establish();

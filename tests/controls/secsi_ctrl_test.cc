@@ -16,7 +16,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr int16_t kPort = 50; // index of a port that the tests map
+constexpr int16_t kLinePort = 50; // index of a port that the tests map
 
 const std::string kPrimary = "00008101000000000007"; // S1F1W as the host gives it
 const std::string kSent = "80008101800000000007";    // and as it goes out
@@ -25,16 +25,16 @@ const std::string kReply = "00000102800000000007";
 class SecsIControl : public testing::Test {
 protected:
   SecsIControl() { renew(); }
-  ~SecsIControl() override { map(kPort, ""); }
+  ~SecsIControl() override { map(kLinePort, ""); }
 
   static void map(int index, const std::string &path) { CHSerialPort::MapPort(index + 1, path); }
   /// A fresh line and a fresh control on it.
   void renew() {
     control.reset();
     line = std::make_unique<PtyLine>();
-    map(kPort, line->path());
+    map(kLinePort, line->path());
     control = std::make_unique<CVeltoSecsICtrl>(ControlSite(net.loop));
-    control->SetPortNumber(kPort);
+    control->SetPortNumber(kLinePort);
     events = std::make_unique<EventLines>(*control);
   }
   bool isOpen() const { return control != nullptr && control->Connect(); }
@@ -266,7 +266,7 @@ TEST_F(SecsIControl, AnUnpluggedDeviceFailsTheQueue) {
   EXPECT_FALSE(control->Connect());
   EXPECT_FALSE(control->Send(kPrimary));
   line = std::make_unique<PtyLine>();
-  map(kPort, line->path());
+  map(kLinePort, line->path());
   open();
   EXPECT_EQ(answer("05", 1), "04");
 }

@@ -14,8 +14,8 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const std::string kPrimary = "00008101000000000007"; // S1F1W as the host gives it
-const std::string kSent = "80008101800100000007";    // and as it goes out
+const std::string kSocketPrimary = "00008101000000000007"; // S1F1W as the host gives it
+const std::string kSocketSent = "80008101800100000007";    // and as it goes out
 
 class SecsISocketControl : public testing::Test {
 protected:
@@ -78,13 +78,13 @@ TEST_F(SecsISocketControl, TwoControlsExchangeMessages) {
 
   const std::string data = repeated("5A", 700);
   EXPECT_TRUE(client->Send("00000705123400000009" + data)) << "three blocks, against contention";
-  EXPECT_TRUE(eq->Send(kPrimary));
+  EXPECT_TRUE(eq->Send(kSocketPrimary));
   settle();
   const std::string arrived = "00000705800300000009" + repeated("5a", 700);
   EXPECT_THAT(events->take(), testing::UnorderedElementsAre("Received" + atServer + arrived,
-                                                            "Sent" + atServer + kSent));
+                                                            "Sent" + atServer + kSocketSent));
   EXPECT_THAT(clientEvents.take(),
-              testing::UnorderedElementsAre("Received" + atClient + kSent,
+              testing::UnorderedElementsAre("Received" + atClient + kSocketSent,
                                             "Sent" + atClient + "00000705800100000009" +
                                                 repeated("5a", 700)));
 
@@ -100,9 +100,9 @@ TEST_F(SecsISocketControl, TwoControlsExchangeMessages) {
 }
 
 TEST_F(SecsISocketControl, TheAddressedPeerGetsWhatIsSent) {
-  EXPECT_FALSE(eq->Send(kPrimary));
+  EXPECT_FALSE(eq->Send(kSocketPrimary));
   EXPECT_THAT(events->take(), ElementsAre("Problem 127.0.0.1 0 14 "));
-  EXPECT_FALSE(CVeltoSecsISocketCtrl(net.loop).Send(kPrimary)) << "not connected";
+  EXPECT_FALSE(CVeltoSecsISocketCtrl(net.loop).Send(kSocketPrimary)) << "not connected";
   eq->SetOneOnOne(false);
   RawClient first(eq->MyPortNumber());
   settle();
@@ -110,17 +110,17 @@ TEST_F(SecsISocketControl, TheAddressedPeerGetsWhatIsSent) {
   settle();
   EXPECT_EQ(eq->PortNumber(), second.port()) << "the newest peer is addressed";
   eq->SetPortNumber(first.port());
-  EXPECT_FALSE(eq->Send(kPrimary.substr(1))) << "shorter than a header";
-  EXPECT_TRUE(eq->Send(kPrimary));
+  EXPECT_FALSE(eq->Send(kSocketPrimary.substr(1))) << "shorter than a header";
+  EXPECT_TRUE(eq->Send(kSocketPrimary));
   settle();
   EXPECT_EQ(first.readHex(), "05");
   EXPECT_EQ(second.readHex(), "");
   events->take();
   EXPECT_EQ(answer(second, "05"), "04") << "each peer has a state of its own";
-  EXPECT_EQ(answer(first, "04"), blockHex(kSent));
+  EXPECT_EQ(answer(first, "04"), blockHex(kSocketSent));
   answer(first, "06");
   EXPECT_EQ(answer(second, blockHex("00008102800100000009")), "06");
-  EXPECT_THAT(events->take(), ElementsAre("Sent " + peerOf(first) + " " + kSent,
+  EXPECT_THAT(events->take(), ElementsAre("Sent " + peerOf(first) + " " + kSocketSent,
                                           "Received " + peerOf(second) + " 00008102800100000009"));
   EXPECT_FALSE(eq->Disconnect("127.0.0.1", 1));
   EXPECT_TRUE(eq->Disconnect("127.0.0.1", first.port()));
@@ -159,18 +159,18 @@ TEST_F(SecsISocketControl, FindsTimeOutsAndFailsTheQueue) {
   settle();
   events->take();
   eq->SetT2(50);
-  eq->Send(kPrimary);
+  eq->Send(kSocketPrimary);
   eq->Send("00008111000000000008");
   settle();
   pass(50);
   EXPECT_EQ(client.readHex(), "0505");
   pass(50);
   const std::string problem = "Problem " + peerOf(client);
-  EXPECT_THAT(events->take(), ElementsAre(problem + " 10 ", problem + " 8 " + kSent,
+  EXPECT_THAT(events->take(), ElementsAre(problem + " 10 ", problem + " 8 " + kSocketSent,
                                           problem + " 8 80008111800100000008"));
   eq->SetT2(10'000);
   eq->SetDeviceID(5);
-  eq->Send(kPrimary);
+  eq->Send(kSocketPrimary);
   settle();
   EXPECT_EQ(answer(client, "04"), "05" + blockHex("80058101800100000007"));
   answer(client, "06");
@@ -183,10 +183,10 @@ TEST_F(SecsISocketControl, FindsTimeOutsAndFailsTheQueue) {
 TEST_F(SecsISocketControl, TheQueueGoesOnWhileAHandlerPumpsTheLoop) {
   RawClient client(eq->MyPortNumber());
   settle();
-  eq->Send(kPrimary);
-  eq->Send(kPrimary);
+  eq->Send(kSocketPrimary);
+  eq->Send(kSocketPrimary);
   settle();
-  EXPECT_EQ(answer(client, "04"), "05" + blockHex(kSent));
+  EXPECT_EQ(answer(client, "04"), "05" + blockHex(kSocketSent));
   std::string inside;
   events->onEvent = [&](const std::string &name) {
     if (name == "Sent") {
@@ -204,7 +204,7 @@ TEST_F(SecsISocketControl, ALostConnectionFailsTheQueueBeforeItIsReported) {
   RawClient client(eq->MyPortNumber());
   settle();
   events->take();
-  eq->Send(kPrimary);
+  eq->Send(kSocketPrimary);
   eq->Send("00008111000000000008");
   events->onEvent = [&](const std::string &name) {
     if (name == "Disconnected")
@@ -215,7 +215,7 @@ TEST_F(SecsISocketControl, ALostConnectionFailsTheQueueBeforeItIsReported) {
   settle();
   const std::string problem = "Problem " + peer;
   EXPECT_THAT(events->take(),
-              ElementsAre(problem + " 8 " + kSent, problem + " 8 80008111800100000008",
+              ElementsAre(problem + " 8 " + kSocketSent, problem + " 8 80008111800100000008",
                           "Disconnected " + peer));
   EXPECT_TRUE(eq->Connect());
 }
@@ -226,7 +226,7 @@ TEST_F(SecsISocketControl, WritesItsLog) {
   eq->SetLog(true);
   RawClient client(eq->MyPortNumber());
   settle();
-  eq->Send(kPrimary);
+  eq->Send(kSocketPrimary);
   settle();
   answer(client, "04");
   answer(client, "06");

@@ -8,7 +8,7 @@ namespace velto {
 namespace {
 
 // S1F1W for device 0 as it is queued, and as a master (the default) sends it.
-const std::string kQueued = "00008101000000000007";
+const std::string kQueuedMessage = "00008101000000000007";
 const std::string kSent = "80008101800000000007";
 
 std::string header(unsigned blockWord, const char *rest = "00000007") {
@@ -24,7 +24,7 @@ void useEquipment(BlockStation &station, uint16_t deviceId) {
 
 TEST(BlockTransfer, SendsAMessageOfOneBlock) {
   BlockStation station;
-  EXPECT_EQ("> 05", station.queue(kQueued));
+  EXPECT_EQ("> 05", station.queue(kQueuedMessage));
   EXPECT_EQ("> " + blockHex(kSent), station.receive("04"));
   EXPECT_EQ("sent " + kSent, station.receive("06"));
   EXPECT_EQ(">05<04>" + blockHex(kSent) + "<06", station.traced);
@@ -74,7 +74,7 @@ TEST(BlockTransfer, SplitsAMessageIntoBlocks) {
   };
   for (const Case &c : cases) {
     BlockStation station;
-    std::string happened = station.queue(kQueued + repeated("a5", c.data));
+    std::string happened = station.queue(kQueuedMessage + repeated("a5", c.data));
     for (const auto &[word, data] : c.blocks) {
       EXPECT_EQ("> 05", happened) << c.data;
       const std::string block =
@@ -97,14 +97,14 @@ TEST(BlockTransfer, RefusesWhatItCannotSend) {
   EXPECT_FALSE(station.engine->QueueMessage(message)) << "more than 64 MiB wait";
   station.engine->Reset();
   for (size_t i = 0; i < BlockTransfer::kMostQueued; ++i)
-    EXPECT_TRUE(station.engine->QueueMessage(fromHex(kQueued)));
-  EXPECT_EQ("refused", station.queue(kQueued));
+    EXPECT_TRUE(station.engine->QueueMessage(fromHex(kQueuedMessage)));
+  EXPECT_EQ("refused", station.queue(kQueuedMessage));
 }
 
 TEST(BlockTransfer, RepeatsABlockUntilItIsTaken) {
   BlockStation station;
   station.engine->settings().retry = 4;
-  const std::string message = kQueued + repeated("11", 300);
+  const std::string message = kQueuedMessage + repeated("11", 300);
   const std::string first = blockHex("80008101000100000007" + repeated("11", 244));
   const std::string second = blockHex("80008101800200000007" + repeated("11", 56));
   station.queue(message);
@@ -138,7 +138,7 @@ TEST(BlockTransfer, AFailedMessageTakesTheQueueAlong) {
   for (const Case &c : cases) {
     BlockStation station;
     station.engine->settings().retry = 1;
-    station.engine->QueueMessage(fromHex(kQueued));
+    station.engine->QueueMessage(fromHex(kQueuedMessage));
     EXPECT_EQ("> 05", station.queue("00008501000000000008"));
     station.receive("04");
     station.receive("15");
@@ -146,7 +146,7 @@ TEST(BlockTransfer, AFailedMessageTakesTheQueueAlong) {
     EXPECT_EQ(c.expected, c.lastInput.empty() ? station.wait(10'000) : station.receive(c.lastInput))
         << c.what;
     EXPECT_EQ("", station.poll());
-    EXPECT_EQ("> 05", station.queue(kQueued)) << "goes on with what comes next";
+    EXPECT_EQ("> 05", station.queue(kQueuedMessage)) << "goes on with what comes next";
   }
 }
 
@@ -154,7 +154,7 @@ TEST(BlockTransfer, AFailedMessageTakesTheQueueAlong) {
 
 TEST(BlockTransfer, TheMasterWinsContention) {
   BlockStation station;
-  station.queue(kQueued);
+  station.queue(kQueuedMessage);
   EXPECT_EQ("", station.receive("05"));
   EXPECT_EQ("> " + blockHex(kSent), station.receive("04"));
 }
@@ -162,7 +162,7 @@ TEST(BlockTransfer, TheMasterWinsContention) {
 TEST(BlockTransfer, TheSlaveGivesWayAndSendsAfterwards) {
   BlockStation station;
   station.engine->settings().master = false;
-  station.queue(kQueued);
+  station.queue(kQueuedMessage);
   EXPECT_EQ("> 04", station.receive("05"));
   EXPECT_EQ("> 06; received " + header(0x8000, "00000001"),
             station.receive(blockHex(header(0x8000, "00000001"))));
@@ -315,7 +315,7 @@ TEST(BlockTransfer, WatchesForReplies) {
   for (const Case &c : cases) {
     BlockStation station;
     useEquipment(station, 0);
-    station.queue(kQueued);
+    station.queue(kQueuedMessage);
     station.receive("04");
     station.receive("06");
     if (!c.reply.empty())
@@ -333,7 +333,7 @@ TEST(BlockTransfer, WatchesForReplies) {
 TEST(BlockTransfer, OverAConnectionNoS9F9FollowsT3) {
   BlockStation station(kSocketVariant);
   useEquipment(station, 0);
-  station.queue(kQueued);
+  station.queue(kQueuedMessage);
   station.receive("04");
   station.receive("06");
   EXPECT_EQ("problem T3 80008101800100000007", station.wait(30'000));
@@ -354,7 +354,7 @@ TEST(BlockTransfer, NamesItsNextDeadline) {
   BlockStation station;
   BlockTransfer &engine = *station.engine;
   EXPECT_EQ(std::nullopt, engine.NextPoll());
-  engine.QueueMessage(fromHex(kQueued));
+  engine.QueueMessage(fromHex(kQueuedMessage));
   EXPECT_EQ(0U, engine.NextPoll());
   station.poll();
   EXPECT_EQ(10'000U, engine.NextPoll());
@@ -376,7 +376,7 @@ TEST(BlockTransfer, TheOwnerMayDoAnythingInsideAReport) {
       [](BlockStation &station) { station.engine->FailAll(); },
       [](BlockStation &station) { station.line.open = false; },
       [](BlockStation &station) { station.engine->Poll(); },
-      [](BlockStation &station) { station.engine->QueueMessage(fromHex(kQueued)); },
+      [](BlockStation &station) { station.engine->QueueMessage(fromHex(kQueuedMessage)); },
   };
   for (const auto &action : actions) {
     for (const bool master : {true, false}) {
@@ -392,7 +392,7 @@ TEST(BlockTransfer, TheOwnerMayDoAnythingInsideAReport) {
       for (const std::string &input :
            {std::string("41"), good + good, std::string("0509"), "05" + blockHex(header(7)),
             std::string("0404150406"), good}) {
-        station.engine->QueueMessage(fromHex(kQueued));
+        station.engine->QueueMessage(fromHex(kQueuedMessage));
         station.receive(input);
         station.wait(60'000);
       }
@@ -402,7 +402,7 @@ TEST(BlockTransfer, TheOwnerMayDoAnythingInsideAReport) {
 
 TEST(BlockTransfer, StartsAnewAfterReset) {
   BlockStation station;
-  station.queue(kQueued);
+  station.queue(kQueuedMessage);
   station.receive("04");
   station.engine->Reset();
   EXPECT_EQ("", station.poll());
@@ -412,7 +412,7 @@ TEST(BlockTransfer, StartsAnewAfterReset) {
 
 TEST(BlockTransfer, FailsTheQueueWhenTheLineIsGone) {
   BlockStation station;
-  station.engine->QueueMessage(fromHex(kQueued));
+  station.engine->QueueMessage(fromHex(kQueuedMessage));
   station.queue("00008501000000000008");
   station.engine->FailAll();
   EXPECT_EQ("failed " + kSent + "; failed 80008501800000000008", station.take());

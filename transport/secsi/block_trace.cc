@@ -10,14 +10,14 @@ namespace velto {
 
 namespace {
 
-constexpr size_t kBytesPerLine = 10;
+constexpr size_t kTraceBytesPerLine = 10;
 
 // The bytes as " %02x" each, ten to a line; each line starts with the heading.
 std::string dump(std::string_view heading, ByteView bytes) {
   std::string text;
-  for (size_t i = 0; i < bytes.size(); i += kBytesPerLine) {
+  for (size_t i = 0; i < bytes.size(); i += kTraceBytesPerLine) {
     text.append(i == 0 ? "" : "\r\n").append(heading);
-    for (const uint8_t byte : bytes.subspan(i, std::min(kBytesPerLine, bytes.size() - i)))
+    for (const uint8_t byte : bytes.subspan(i, std::min(kTraceBytesPerLine, bytes.size() - i)))
       text += formatText(" %02x", byte);
   }
   return text;

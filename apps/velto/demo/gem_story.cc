@@ -70,9 +70,9 @@ struct Exchange {
   const char *reply;
 };
 
-class Story {
+class GemStory {
 public:
-  Story() {
+  GemStory() {
     equipment_.narrate("host");
     equipment_.onPrimary = [this] { return takeCommand(); };
     equipment_.control.onVIDChanged = [this](int32_t vid) {
@@ -290,6 +290,6 @@ private:
 
 } // namespace
 
-bool tellGemStory() { return Story().tell(); }
+bool tellGemStory() { return GemStory().tell(); }
 
 } // namespace velto

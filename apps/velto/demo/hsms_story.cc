@@ -11,7 +11,7 @@ namespace velto {
 
 namespace {
 
-constexpr uint32_t kPatience = 5000; // ms that a step may take
+constexpr uint32_t kStepTime = 5000; // ms that a step may take
 
 uint16_t freePort() {
   TcpSocket probe;
@@ -19,9 +19,9 @@ uint16_t freePort() {
   return probe.localPort();
 }
 
-class Story {
+class HsmsStory {
 public:
-  Story() {
+  HsmsStory() {
     join(equipmentLink_, equipment_);
     join(hostLink_, host_);
   }
@@ -47,7 +47,7 @@ private:
   }
   DemoEnd::Link through(CVeltoHsmsCtrl &link) {
     return {true, [&link](const std::string &hex) { return link.Send(hex); },
-            [this](const std::function<bool()> &done) { return loop_.runUntil(done, kPatience); }};
+            [this](const std::function<bool()> &done) { return loop_.runUntil(done, kStepTime); }};
   }
 
   bool connect() {
@@ -83,7 +83,7 @@ private:
     if (!host_.send("SeparateReq") || !equipment_.expect("SeparateReq"))
       return false;
     hostLink_.SetConnect(false);
-    return loop_.runUntil([&gone] { return gone; }, kPatience) ||
+    return loop_.runUntil([&gone] { return gone; }, kStepTime) ||
            equipment_.fail("the connection did not end");
   }
 
@@ -96,6 +96,6 @@ private:
 
 } // namespace
 
-bool tellHsmsStory() { return Story().tell(); }
+bool tellHsmsStory() { return HsmsStory().tell(); }
 
 } // namespace velto

@@ -15,7 +15,7 @@ namespace velto {
 
 namespace {
 
-constexpr int kPatience = 5000; // how many turns of the loop, of up to 1 ms each, a step may take
+constexpr int kStepTurns = 5000; // how many turns of the loop, of up to 1 ms each, a step may take
 constexpr int kReports = 72;
 
 constexpr const char *kEvent = "s6f11w{<u4 0><u4 12>{{<u4 10>{<a'LOT-0042'><f4 19.75>}}}}";
@@ -38,9 +38,9 @@ int bodyLength(const std::string &sml) {
 
 // The story runs on a manual clock, which moves on only in turns of the loop where nothing happens.
 // So a busy machine never causes a timeout.
-class Story {
+class SecsIStory {
 public:
-  Story() {
+  SecsIStory() {
     CHSerialPort::MapPort(1, modem_.a().path());
     CHSerialPort::MapPort(2, modem_.b().path());
     modem_.onBytes = [this](const PseudoTerminal &from, ByteView bytes) {
@@ -49,7 +49,7 @@ public:
     join(equipmentLink_, equipment_);
     join(hostLink_, host_);
   }
-  ~Story() {
+  ~SecsIStory() {
     CHSerialPort::MapPort(1, "");
     CHSerialPort::MapPort(2, "");
   }
@@ -79,7 +79,7 @@ private:
 
   // Waits for a condition, and until all messages sent have been acknowledged.
   bool wait(const std::function<bool()> &done) {
-    for (int turn = 0; turn < kPatience && !(done() && onTheirWay_ == 0); ++turn)
+    for (int turn = 0; turn < kStepTurns && !(done() && onTheirWay_ == 0); ++turn)
       if (!loop_.runOnce(1))
         clock_.advance(1);
     transfers_ = line_.take();
@@ -165,6 +165,6 @@ private:
 
 } // namespace
 
-bool tellSecsIStory() { return Story().tell(); }
+bool tellSecsIStory() { return SecsIStory().tell(); }
 
 } // namespace velto

@@ -12,7 +12,7 @@ namespace velto {
 namespace {
 
 constexpr int kScrollStep = 8;
-constexpr int kGap = 2; // between columns
+constexpr int kColumnGap = 2; // between columns
 
 std::vector<int> columnWidths(const ListView &view) {
   std::vector<int> widths;
@@ -31,7 +31,7 @@ std::string joined(const std::vector<std::string> &cells, const std::vector<int>
   std::string line;
   for (size_t i = 0; i < cells.size(); ++i) {
     line += cells[i];
-    line.append(static_cast<size_t>(widths[i] - cellCount(cells[i]) + kGap), ' ');
+    line.append(static_cast<size_t>(widths[i] - cellCount(cells[i]) + kColumnGap), ' ');
   }
   return line;
 }
@@ -87,9 +87,9 @@ void ListPane::draw(Screen &screen, const Rect &area, const PageList &list, bool
   const std::vector<int> widths = columnWidths(list.view);
   int width = 0;
   for (const int column : widths)
-    width += column + kGap;
+    width += column + kColumnGap;
   constexpr int kMark = 2; // in front of the rows
-  hidden_ = std::max(width - kGap - (area.columns - kMark), 0);
+  hidden_ = std::max(width - kColumnGap - (area.columns - kMark), 0);
   left_ = std::min(left_, hidden_);
   const int heading = list.view.columns.empty() ? 0 : 1;
   shown_ = static_cast<size_t>(std::max(area.rows - heading, 1));

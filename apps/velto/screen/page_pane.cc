@@ -10,8 +10,8 @@ namespace velto {
 
 namespace {
 
-constexpr int kMark = 2; // cells in front of a row, for the mark ">" of the focus
-constexpr int kGap = 2;  // between label and value
+constexpr int kMark = 2;     // cells in front of a row, for the mark ">" of the focus
+constexpr int kLabelGap = 2; // between label and value
 constexpr int kLongestText = 40;
 constexpr int kLongestNumber = 14;
 constexpr int kFewestRows = 4; // that a list below fields gets at least
@@ -216,8 +216,8 @@ void PagePane::drawField(Screen &screen, const Rect &row, const Field &field, bo
     return;
   }
   const int label = std::min(labelWidth(), row.columns / 2);
-  const int column = row.column + kMark + label + kGap;
-  const int columns = row.columns - kMark - label - kGap;
+  const int column = row.column + kMark + label + kLabelGap;
+  const int columns = row.columns - kMark - label - kLabelGap;
   screen.put(row.row, row.column, focused ? ">" : " ", 1, Look::Bold);
   screen.put(row.row, row.column + kMark, field.label, label, focused ? Look::Bold : Look::Plain);
   if (!isTyped(field)) {
