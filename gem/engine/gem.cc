@@ -8,6 +8,8 @@
 #include "gem/models/terminal_model.h"
 
 #include <algorithm>
+#include <span>
+#include <type_traits>
 #include <utility>
 
 namespace velto {
@@ -49,6 +51,10 @@ CHGem::CHGem(LogicalConnectionOwner &owner, std::string iniFileName)
 template <typename Model> Model *CHGem::add() {
   auto model = std::make_unique<Model>(static_cast<GemModelOwner &>(*this), data_);
   Model *added = model.get();
+  if (added->takesAlone())
+    ++aloneCount_;
+  if constexpr (!std::is_same_v<decltype(&Model::OnReceived), decltype(&GemModel::OnReceived)>)
+    afterwards_.push_back(added);
   models_.push_back(std::move(model));
   return added;
 }
@@ -86,12 +92,6 @@ bool CHGem::Send(CHSecsMessage &&message) {
   return owner()->transmit(std::move(message));
 }
 
-void CHGem::OnSent(const CHSecsMessage &message) {
-  CHLogicalConnection::OnSent(message);
-  for (const auto &model : models_)
-    model->OnSent(message);
-}
-
 bool CHGem::invokes() const {
   return communicationState() == CommunicationState::Communicating && isOnline(controlState());
 }
@@ -107,20 +107,20 @@ bool CHGem::InvokeAlarm(uint32_t alid, uint8_t alcd) {
 bool CHGem::OnReceive(CHSecsVerifier &slot) {
   CHLogicalConnection::OnReceive(slot);
   const bool taken = handle(slot);
-  for (const auto &model : models_)
+  for (GemModel *model : afterwards_)
     model->OnReceived();
   return taken;
 }
 
 bool CHGem::handle(CHSecsVerifier &slot) {
-  auto model = models_.begin();
-  for (; model != models_.end() && (*model)->takesAlone(); ++model)
-    if ((*model)->OnReceive(slot))
+  const auto shared = std::span(models_).subspan(aloneCount_);
+  for (const auto &model : std::span(models_).first(aloneCount_))
+    if (model->OnReceive(slot))
       return true;
   const uint32_t before = changes();
   bool taken = false;
-  for (; model != models_.end(); ++model)
-    taken = (*model)->OnReceive(slot) || taken;
+  for (const auto &model : shared)
+    taken = model->OnReceive(slot) || taken;
   // What the host changed is on disk before it hears of it; other changes wait while saving fails.
   if (modified() && (changes() != before || !savePausing()))
     SaveData();

@@ -44,7 +44,6 @@ public:
   bool Send(CHSecsMessage &message) override;
   bool Send(CHSecsMessage &&message) override;
   bool OnReceive(CHSecsVerifier &slot) override;
-  void OnSent(const CHSecsMessage &message) override;
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
   void OnLinkReady() override;
@@ -95,6 +94,8 @@ private:
   GemData data_;
   std::array<CHSecsVerifier, kSlots> slots_;
   std::vector<std::unique_ptr<GemModel>> models_; // in the order in which all reaches them
+  size_t aloneCount_ = 0;                         // the first ones, which take messages alone
+  std::vector<GemModel *> afterwards_;            // those that hear of what was received
   CHGemCommunicationModel *communication_ = nullptr;
   CHGemControlModel *control_ = nullptr;
   CHGemProcessingModel *processing_ = nullptr;

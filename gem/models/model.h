@@ -67,7 +67,6 @@ public:
   virtual bool takesAlone() const { return false; }
   /// A received message went its way through the models, and has ended its transaction.
   virtual void OnReceived() {}
-  virtual void OnSent(const CHSecsMessage &) {}
   /// The link became ready (selected).
   virtual void OnConnectionReset() {}
   /// The link was lost.
