@@ -16,6 +16,7 @@ namespace {
 
 constexpr uint64_t kTimerEvent = std::numeric_limits<uint64_t>::max();
 constexpr uint64_t kWakeEvent = kTimerEvent - 1;
+constexpr int kBatch = 32; // descriptors that are asked for at once
 
 void watchForever(int epoll, int fd, uint64_t event) {
   epoll_event entry{};
@@ -132,16 +133,32 @@ int EventLoop::waitTime(int timeout) {
 
 // Timers are due by the end of the wait: one that falls due while the handlers run waits for the
 // next turn, so that a handler that took long does not make a time-out of what arrived meanwhile.
+// For the same reason all that is ready is handled before a timer fires, however many descriptors
+// that are, and also when the process had been stopped. A descriptor that is ready again and again
+// does not hold the timers up for more than one round of all.
 bool EventLoop::dispatchDescriptors(int timeout, uint64_t &due) {
-  std::array<epoll_event, 32> events{};
-  const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), timeout);
+  std::array<epoll_event, kBatch> events{};
+  const int count = epoll_wait(epoll_, events.data(), kBatch, timeout);
   due = now();
+  const bool timersWait = !heap_.empty() && heap_.front()->deadline_ <= due;
+  bool worked = handleReady({events.data(), static_cast<size_t>(std::max(count, 0))});
+  size_t batches = timersWait ? slots_.size() / kBatch + 1 : 0;
+  for (; batches != 0; --batches) {
+    const int more = epoll_wait(epoll_, events.data(), kBatch, 0);
+    if (more <= 0)
+      break;
+    worked |= handleReady({events.data(), static_cast<size_t>(more)});
+  }
+  return worked;
+}
+
+bool EventLoop::handleReady(std::span<const epoll_event> events) {
   bool worked = false;
-  for (int i = 0; i < count; ++i) {
-    const epoll_event &event = events[static_cast<size_t>(i)];
+  for (const epoll_event &event : events) {
     if (event.data.u64 == kTimerEvent) {
       uint64_t expirations = 0;
       [[maybe_unused]] const ssize_t got = read(timerFd_, &expirations, sizeof expirations);
+      armedFor_.reset();
       continue;
     }
     if (event.data.u64 == kWakeEvent) {
@@ -153,6 +170,7 @@ bool EventLoop::dispatchDescriptors(int timeout, uint64_t &due) {
     if (slot.generation != static_cast<uint32_t>(event.data.u64 >> 32) || slot.fd < 0)
       continue;
     const auto handler = slot.handler;
+    armDescriptor();
     (*handler)(fromEpoll(event.events));
     worked = true;
   }
@@ -170,6 +188,7 @@ bool EventLoop::fireTimers(uint64_t due) {
       insert(timer);
     }
     const auto task = timer.task_;
+    armDescriptor();
     (*task)();
     worked = true;
   }
@@ -183,6 +202,7 @@ bool EventLoop::runPosted() {
   for (size_t i = 0; i < count && !posted_.empty(); ++i) {
     const auto task = std::move(posted_.front());
     posted_.pop_front();
+    armDescriptor();
     task();
   }
   return count != 0;
@@ -191,6 +211,7 @@ bool EventLoop::runPosted() {
 int EventLoop::descriptor() {
   if (timerFd_ < 0) {
     timerFd_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+    armedFor_.reset();
     watchForever(epoll_, timerFd_, kTimerEvent);
     armDescriptor();
   }
@@ -198,15 +219,24 @@ int EventLoop::descriptor() {
 }
 
 // Only a loop inside another loop needs the timer descriptor; runOnce() itself sleeps by time-out.
+// It is armed before every handler, timer and task too: each may run the outer loop again, which
+// has to hear of what falls due meanwhile.
 void EventLoop::armDescriptor() {
   if (timerFd_ < 0)
     return;
+  std::optional<uint64_t> wanted; // the tick it fires at, 0: at once
+  if (!posted_.empty() || (!heap_.empty() && heap_.front()->deadline_ <= now()))
+    wanted = 0;
+  else if (!heap_.empty() && clock_.runsByItself())
+    wanted = heap_.front()->deadline_;
+  if (wanted == armedFor_)
+    return;
+  armedFor_ = wanted;
   itimerspec when{};
-  const uint64_t current = now();
-  if (!posted_.empty() || (!heap_.empty() && heap_.front()->deadline_ <= current)) {
+  if (wanted == 0U) {
     when.it_value.tv_nsec = 1;
-  } else if (!heap_.empty() && clock_.runsByItself()) {
-    const uint64_t left = heap_.front()->deadline_ - current;
+  } else if (wanted) {
+    const uint64_t left = *wanted - now_;
     when.it_value.tv_sec = static_cast<time_t>(left / 1000);
     when.it_value.tv_nsec = static_cast<long>(left % 1000) * 1'000'000;
   }

@@ -7,7 +7,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <span>
 #include <vector>
+
+struct epoll_event;
 
 namespace velto {
 
@@ -31,8 +35,9 @@ public:
 
   /// Waits up to `timeout` milliseconds (-1: without limit) for something to do, and does it.
   /// Returns whether anything ran. With a clock that does not run by itself, timers fire when the
-  /// clock has been advanced; the wait itself is always in real time. Timers that fall due while
-  /// handlers run wait for the next turn, so that what arrived meanwhile is handled before them.
+  /// clock has been advanced; the wait itself is always in real time. Whatever is ready is handled
+  /// before a timer fires. Timers that fall due while handlers run wait for the next turn, so that
+  /// what arrived meanwhile is handled before them.
   bool runOnce(int timeout);
   /// Runs until quit() is called.
   void run();
@@ -48,7 +53,8 @@ public:
   /// later than in the turn after the one that runs. The loop has to live until the call returns.
   void postFromAnyThread(std::function<void()> task);
 
-  /// A descriptor that polls readable when runOnce(0) has something to do.
+  /// A descriptor that polls readable when runOnce(0) has something to do, also while a handler, a
+  /// timer or a task of this loop runs the outer loop again.
   int descriptor();
 
 private:
@@ -64,6 +70,7 @@ private:
   uint64_t now();
   int waitTime(int timeout);
   bool dispatchDescriptors(int timeout, uint64_t &due);
+  bool handleReady(std::span<const epoll_event> events);
   bool fireTimers(uint64_t due);
   void fetchInbox();
   bool runPosted();
@@ -79,6 +86,7 @@ private:
   int epoll_;
   int wakeFd_;
   int timerFd_ = -1;
+  std::optional<uint64_t> armedFor_; // what the timer descriptor is set to, see armDescriptor()
   uint64_t now_ = 0;
   uint32_t lastTicks_;
   bool quit_ = false;

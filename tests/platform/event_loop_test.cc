@@ -190,6 +190,30 @@ TEST_F(EventLoopTest, TimersThatFallDueWhileAHandlerRunsLetWhatArrivedGoFirst) {
   EXPECT_EQ(log_, "arrival limit ");
 }
 
+// More descriptors than the loop asks for at once, in the turn in which a timer is due.
+TEST_F(EventLoopTest, HandlesAllThatIsReadyBeforeATimer) {
+  std::array<Pipe, 100> pipes;
+  std::vector<std::unique_ptr<DescriptorWatch>> watches;
+  size_t arrived = 0;
+  for (Pipe &pipe : pipes)
+    watches.push_back(std::make_unique<DescriptorWatch>(loop_, pipe.readEnd(),
+                                                        DescriptorWatch::kReadable, [&](unsigned) {
+                                                          pipe.take();
+                                                          ++arrived;
+                                                        }));
+  // One that never ends holds no timer up.
+  Pipe endless;
+  endless.put();
+  DescriptorWatch ready(loop_, endless.readEnd(), DescriptorWatch::kReadable, [](unsigned) {});
+  size_t before = 0;
+  Timer limit(loop_, [&] { before = arrived; });
+  limit.start(5);
+  for (Pipe &pipe : pipes)
+    pipe.put();
+  EXPECT_TRUE(advance(5));
+  EXPECT_EQ(before, pipes.size());
+}
+
 TEST_F(EventLoopTest, RunsPostedTasksInOrderAndLaterOnesInTheNextTurn) {
   loop_.post([this] {
     log_ += "1 ";
