@@ -1,5 +1,7 @@
 #include "platform/event_loop.h"
 
+#include "platform/name_resolver.h"
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -52,6 +54,7 @@ EventLoop::EventLoop(Clock &clock)
 }
 
 EventLoop::~EventLoop() {
+  names_.reset();
   if (timerFd_ >= 0)
     close(timerFd_);
   close(wakeFd_);
@@ -108,6 +111,12 @@ void EventLoop::postFromAnyThread(std::function<void()> task) {
     eventfd_write(wakeFd_, 1);
 }
 
+NameResolver &EventLoop::names() {
+  if (names_ == nullptr)
+    names_ = std::make_unique<NameResolver>(*this);
+  return *names_;
+}
+
 void EventLoop::fetchInbox() {
   const std::scoped_lock lock(inboxMutex_);
   eventfd_t count = 0;
@@ -133,21 +142,21 @@ int EventLoop::waitTime(int timeout) {
 
 // Timers are due by the end of the wait: one that falls due while the handlers run waits for the
 // next turn, so that a handler that took long does not make a time-out of what arrived meanwhile.
-// For the same reason all that is ready is handled before a timer fires, however many descriptors
-// that are, and also when the process had been stopped. A descriptor that is ready again and again
-// does not hold the timers up for more than one round of all.
+// For the same reason all that is ready is handled before a timer fires, be it more than one batch
+// or after a wait that a stop of the process cut short. What is ready again and again does not hold
+// the timers up.
 bool EventLoop::dispatchDescriptors(int timeout, uint64_t &due) {
   std::array<epoll_event, kBatch> events{};
-  const int count = epoll_wait(epoll_, events.data(), kBatch, timeout);
+  int count = epoll_wait(epoll_, events.data(), kBatch, timeout);
   due = now();
   const bool timersWait = !heap_.empty() && heap_.front()->deadline_ <= due;
   bool worked = handleReady({events.data(), static_cast<size_t>(std::max(count, 0))});
   size_t batches = timersWait ? slots_.size() / kBatch + 1 : 0;
-  for (; batches != 0; --batches) {
-    const int more = epoll_wait(epoll_, events.data(), kBatch, 0);
-    if (more <= 0)
+  for (; batches != 0 && (count <= 0 || count == kBatch); --batches) {
+    count = epoll_wait(epoll_, events.data(), kBatch, 0);
+    if (count <= 0)
       break;
-    worked |= handleReady({events.data(), static_cast<size_t>(more)});
+    worked |= handleReady({events.data(), static_cast<size_t>(count)});
   }
   return worked;
 }

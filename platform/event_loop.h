@@ -16,6 +16,7 @@ struct epoll_event;
 namespace velto {
 
 class DescriptorWatch;
+class NameResolver;
 class Timer;
 
 /// The message loop that everything runs on: descriptors that become ready, timers, and posted
@@ -52,6 +53,9 @@ public:
   /// descriptor() readable. The tasks of one thread run in its order, on the thread of the loop, no
   /// later than in the turn after the one that runs. The loop has to live until the call returns.
   void postFromAnyThread(std::function<void()> task);
+
+  /// Looks host names up beside the loop.
+  NameResolver &names();
 
   /// A descriptor that polls readable when runOnce(0) has something to do, also while a handler, a
   /// timer or a task of this loop runs the outer loop again.
@@ -96,6 +100,7 @@ private:
   std::deque<std::function<void()>> posted_;
   std::mutex inboxMutex_;
   std::vector<std::function<void()>> inbox_; ///< from other threads; wakeFd_ tells of the first
+  std::unique_ptr<NameResolver> names_;
 };
 
 /// Calls a handler while a descriptor is ready (level-triggered). Ends with its destruction,

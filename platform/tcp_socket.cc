@@ -42,20 +42,13 @@ bool metItself(int fd) {
          local.sin_port == remote.sin_port && local.sin_addr.s_addr == remote.sin_addr.s_addr;
 }
 
-} // namespace
-
-std::string localHostName() {
-  std::array<char, HOST_NAME_MAX + 1> name{};
-  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
-}
-
-std::string resolveHost(const std::string &hostName) {
-  const std::string name = hostName.empty() ? localHostName() : hostName;
+std::string firstAddress(const std::string &name, int flags) {
   if (name.empty())
     return "";
   addrinfo hints{};
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = flags;
   addrinfo *found = nullptr;
   if (getaddrinfo(name.c_str(), nullptr, &hints, &found) != 0)
     return "";
@@ -65,6 +58,19 @@ std::string resolveHost(const std::string &hostName) {
               reinterpret_cast<char *>(&address));
   return dotted(address.sin_addr);
 }
+
+} // namespace
+
+std::string localHostName() {
+  std::array<char, HOST_NAME_MAX + 1> name{};
+  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+std::string resolveHost(const std::string &hostName) {
+  return firstAddress(hostName.empty() ? localHostName() : hostName, 0);
+}
+
+std::string statedAddress(const std::string &text) { return firstAddress(text, AI_NUMERICHOST); }
 
 TcpSocket::TcpSocket(TcpSocket &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
 

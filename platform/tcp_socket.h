@@ -14,6 +14,9 @@ std::string localHostName();
 /// The first IPv4 address of a host, in dotted form; empty when the name is unknown. An empty name
 /// means this machine. A name that is not an address may block for as long as the resolver takes.
 std::string resolveHost(const std::string &hostName);
+/// The IPv4 address that a text states, in dotted form; empty when it is a name, which NameResolver
+/// looks up.
+std::string statedAddress(const std::string &text);
 
 /// A non-blocking IPv4 stream socket. Results are `errno` values, 0 for success.
 class TcpSocket {

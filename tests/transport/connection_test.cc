@@ -122,6 +122,10 @@ TEST_F(ConnectionTest, OpenFailsAndMayBeTriedAgain) {
     active->SetMyPortNumber(0);
     EXPECT_TRUE(active->Open()) << row.name;
   }
+  auto named = client(port);
+  named->SetSink(nullptr);
+  named->SetIPAddress("localhost");
+  EXPECT_TRUE(named->Open());
 }
 
 TEST_F(ConnectionTest, StartOpenTellsTheOutcomeLater) {

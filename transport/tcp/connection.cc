@@ -1,5 +1,6 @@
 #include "transport/tcp/connection.h"
 
+#include "platform/name_resolver.h"
 #include "platform/socket_error.h"
 
 #include <cerrno>
@@ -23,7 +24,8 @@ struct CHHsmsConnection::OpenRequest {
   OpenRequest(EventLoop &loop, std::function<void(bool)> callback, std::function<void()> onLimit)
       : done(std::move(callback)), limit(loop, std::move(onLimit)) {}
   std::function<void(bool)> done;
-  Timer limit;
+  Timer limit; // of the connect, and of finding the address of a name before it
+  std::shared_ptr<void> lookup;
 };
 
 CHHsmsConnection::CHHsmsConnection(EventLoop &loop, ConnectionKind kind)
@@ -58,7 +60,10 @@ bool CHHsmsConnection::StartOpen(std::function<void(bool connected)> done) {
       std::make_shared<OpenRequest>(loop_, std::move(done), [this] { finishOpen(ETIMEDOUT); });
   if (error == EINPROGRESS) {
     opening_->limit.start(kOpenTimeout);
-    watchSocket();
+    if (statedAddress(ipAddress_).empty())
+      lookUpRemote();
+    else
+      watchSocket();
   } else {
     loop_.post([this, request = std::weak_ptr(opening_)] {
       if (!request.expired())
@@ -86,6 +91,7 @@ int CHHsmsConnection::startListening() {
   return 0;
 }
 
+// A name is looked up first, which takes its time: EINPROGRESS then too.
 int CHHsmsConnection::startConnecting() {
   if (!isPort(myPortNumber_) || !isPort(portNumber_))
     return EINVAL;
@@ -93,17 +99,31 @@ int CHHsmsConnection::startConnecting() {
   if (error == 0) {
     if (ipAddress_.empty())
       ipAddress_ = localHostName();
-    error = socket_.connect(resolveHost(ipAddress_), static_cast<uint16_t>(portNumber_));
+    const std::string address = statedAddress(ipAddress_);
+    error = address.empty() ? EINPROGRESS
+                            : socket_.connect(address, static_cast<uint16_t>(portNumber_));
   }
   if (error != 0 && error != EINPROGRESS)
     socket_.close();
   return error;
 }
 
+void CHHsmsConnection::lookUpRemote() {
+  opening_->lookup = loop_.names().lookUp(ipAddress_, [this](const std::string &address) {
+    const auto held = hold();
+    const int error = socket_.connect(address, static_cast<uint16_t>(portNumber_));
+    if (error == EINPROGRESS)
+      watchSocket();
+    else
+      finishOpen(error);
+  });
+}
+
 void CHHsmsConnection::finishOpen(int error) {
   const auto held = hold();
   const auto request = opening_; // keeps the callback and the timer that may be calling
   request->limit.stop();
+  request->lookup.reset();
   if (error != 0) {
     Close();
     if (request->done)

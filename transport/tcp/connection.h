@@ -180,6 +180,7 @@ private:
 
   int startListening();
   int startConnecting();
+  void lookUpRemote();
   void finishOpen(int error);
   void watchSocket();
   void onReady(unsigned events);
