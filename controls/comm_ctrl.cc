@@ -52,7 +52,8 @@ const MemberTable &CVeltoCommCtrl::table() {
 }
 
 CVeltoCommCtrl::CVeltoCommCtrl(const ControlSite &site)
-    : IniControl(site, "VeltoComm"), port_(site.loop), timer_(site.loop, [this] { tick(); }) {
+    : IniControl(site, "VeltoComm"), port_(site.loop, site.ports),
+      timer_(site.loop, [this] { tick(); }) {
   port_.SetWake([this] { timer_.startWithin(1); });
 }
 
@@ -73,7 +74,7 @@ void CVeltoCommCtrl::SetConnect(bool connect) {
   port_.Close();
   lostError_ = 0;
   if (connect)
-    port_.Open(CHSerialPort::PortName(portNumber_), baudRate_, byteSize_, parity_, stopBit_);
+    port_.Open(SerialPorts::name(portNumber_), baudRate_, byteSize_, parity_, stopBit_);
   setModified();
 }
 
@@ -141,14 +142,14 @@ void CVeltoCommCtrl::tick() {
 std::string CVeltoCommCtrl::window() const {
   constexpr std::array kParities{"N", "O", "E", "M", "S"};
   constexpr std::array kStopBits{"1", "1.5", "2"};
-  const std::string name = CHSerialPort::PortName(portNumber_);
+  const std::string name = SerialPorts::name(portNumber_);
   const int error = lostError_ != 0 ? lostError_ : port_.OpenError();
   std::string state = "closed";
   if (Connect())
     state = "open";
   else if (error != 0)
     state = std::strerror(error);
-  return name + " (" + CHSerialPort::DevicePath(name) + ") " + std::to_string(baudRate_) + ' ' +
+  return name + " (" + site().ports.devicePath(name) + ") " + std::to_string(baudRate_) + ' ' +
          std::to_string(byteSize_) + kParities[static_cast<size_t>(parity_)] +
          kStopBits[static_cast<size_t>(stopBit_)] + ": " + state + '\n';
 }

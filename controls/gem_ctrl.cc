@@ -40,10 +40,11 @@ void CVeltoGemCtrl::OnConnectionStateChanged(int16_t next, int16_t previous) {
 }
 
 // A reply time-out also ends the reply that the host may be composing.
-void CVeltoGemCtrl::OnProblem(int16_t code, const std::string &text) {
-  if (code == ErrorGemHsmsT3Timeout)
+void CVeltoGemCtrl::OnProblem(LinkProblem problem) {
+  if (problem == LinkProblem::T3)
     selection_.reply = false;
-  onProblem.raise(code, std::string(text));
+  const int number = gemProblemNumber(problem);
+  onProblem.raise(static_cast<int16_t>(number), std::string("Error : ") + gemErrorText(number));
 }
 
 // During the event the current message is that of `slot`; afterwards the host's choice is back.

@@ -233,7 +233,7 @@ private:
   void OnConnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnDisconnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnConnectionStateChanged(int16_t next, int16_t previous) override;
-  void OnProblem(int16_t code, const std::string &text) override;
+  void OnProblem(LinkProblem problem) override;
   void OnReceived(const std::string &ipAddress, int32_t portNumber) override;
   void OnSent() override;
   void OnCommunicationStateChanged(int16_t next, int16_t previous) override;

@@ -65,7 +65,8 @@ const MemberTable &CVeltoSecsICtrl::table() {
 }
 
 CVeltoSecsICtrl::CVeltoSecsICtrl(const ControlSite &site)
-    : IniControl(site, "VeltoSecsI"), port_(makeHandle<CHSecsI>(site.loop, site.files)) {
+    : IniControl(site, "VeltoSecsI"),
+      port_(makeHandle<CHSecsI>(site.loop, site.files, site.ports)) {
   port_->SetSink(this);
   port_->SetSettings(settings());
 }
@@ -83,7 +84,7 @@ std::span<const IniControl::Page> CVeltoSecsICtrl::pages() const {
 void CVeltoSecsICtrl::SetConnect(bool connect) {
   port_->Close();
   if (connect)
-    port_->Open(CHSerialPort::PortName(portNumber_), baudRate_, 8, 0, 0);
+    port_->Open(SerialPorts::name(portNumber_), baudRate_, 8, 0, 0);
   setModified();
 }
 

@@ -29,11 +29,13 @@ int main() {
 
   // The cable between the equipment (COM1) and the terminal server (COM2).
   velto::NullModem cable(loop);
-  velto::CHSerialPort::MapPort(1, cable.a().path());
-  velto::CHSerialPort::MapPort(2, cable.b().path());
+  velto::SerialPorts ports;
+  ports.map(1, cable.a().path());
+  ports.map(2, cable.b().path());
+  const velto::ControlSite site(loop, velto::headlessFrontEnd(), velto::systemFiles(), ports);
 
   // The equipment is the master of its line. It answers S1F1 with its name and revision.
-  velto::CVeltoSecsICtrl equipment(loop);
+  velto::CVeltoSecsICtrl equipment(site);
   equipment.SetPortNumber(0);
   equipment.onReceived = [&](const std::string &hex) {
     velto::CHSecsMessage reply;
@@ -45,7 +47,7 @@ int main() {
   equipment.SetConnect(true);
 
   // The terminal server, in raw mode, carries bytes both ways as they come.
-  velto::CVeltoCommCtrl serialSide(loop);
+  velto::CVeltoCommCtrl serialSide(site);
   velto::CVeltoSocketCtrl tcpSide(loop);
   serialSide.SetPortNumber(1);
   serialSide.onReceived = [&](int32_t count) {

@@ -5,6 +5,7 @@
 #include "controls/component/property_bag.h"
 #include "platform/event_loop.h"
 #include "platform/file.h"
+#include "transport/secsi/serial_ports.h"
 #include "ui/dialog.h"
 #include "ui/view.h"
 
@@ -16,15 +17,17 @@
 namespace velto {
 
 /// What a control needs of the process that hosts it. A loop alone will do:
-/// `CVeltoHsmsCtrl link(loop);`
+/// `CVeltoHsmsCtrl link(loop);`. All of it outlives the controls.
 struct ControlSite {
   ControlSite(EventLoop &eventLoop, FrontEnd &operatorFrontEnd = headlessFrontEnd(),
-              FileSystem &fileSystem = systemFiles())
-      : loop(eventLoop), frontEnd(operatorFrontEnd), files(fileSystem) {}
+              FileSystem &fileSystem = systemFiles(),
+              const SerialPorts &serialPorts = systemPorts())
+      : loop(eventLoop), frontEnd(operatorFrontEnd), files(fileSystem), ports(serialPorts) {}
 
   EventLoop &loop;
   FrontEnd &frontEnd;
   FileSystem &files;
+  const SerialPorts &ports; ///< the devices of VeltoComm and VeltoSecsI
 };
 
 /// The outcome of a late-bound access: a value, or the reason why there is none.

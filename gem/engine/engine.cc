@@ -192,16 +192,16 @@ void CHGemEngine::OnProblem(const std::string &, int32_t, LinkProblem problem, B
 void CHGemEngine::reportProblem(LinkProblem problem) {
   if (ended_)
     return;
-  const auto number = static_cast<int16_t>(gemProblemNumber(problem));
-  record().problem(number, physical_.settings().ipAddress, physical_.settings().portNumber);
+  record().problem(static_cast<int16_t>(gemProblemNumber(problem)), physical_.settings().ipAddress,
+                   physical_.settings().portNumber);
   if (sink_ != nullptr)
-    sink_->OnProblem(number, std::string("Error : ") + gemErrorText(number));
+    sink_->OnProblem(problem);
 }
 
 // The models hear of it first, then the partner (S9F9), then the host.
 void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
   const Hold held(*this);
-  logical_->OnProblem(ErrorGemHsmsT3Timeout, primary);
+  logical_->OnProblem(LinkProblem::T3, primary);
   reportProblem(LinkProblem::T3);
 }
 

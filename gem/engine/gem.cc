@@ -1,7 +1,6 @@
 #include "gem/engine/gem.h"
 
 #include "gem/data/data_file.h"
-#include "gem/gem_problem.h"
 #include "gem/messages/gate.h"
 #include "gem/messages/stream9.h"
 #include "gem/models/clock_model.h"
@@ -170,11 +169,11 @@ void CHGem::OnLinkLost() {
     model->OnDisable();
 }
 
-void CHGem::OnProblem(int code, const CHSecsHeader &header) {
+void CHGem::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
   for (const auto &model : models_)
-    model->OnProblem(code, header);
+    model->OnProblem(problem, header);
   // S9F9 goes out to a partner that is known by its device ID.
-  if (code != ErrorGemHsmsT3Timeout || slots_[kReceived].message.header.idWord != DeviceID())
+  if (problem != LinkProblem::T3 || slots_[kReceived].message.header.idWord != DeviceID())
     return;
   CHSecsMessage message;
   stream9::make(message, stream9::TransactionTimeout, header, DeviceID());

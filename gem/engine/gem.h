@@ -48,7 +48,7 @@ public:
   std::optional<uint32_t> NextTick() const override;
   void OnLinkReady() override;
   void OnLinkLost() override;
-  void OnProblem(int code, const CHSecsHeader &header) override;
+  void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   void addStatus(TreeNode &parent) const override;
 
   /// Sends S6F11 or S5F1; false unless communicating and on-line.

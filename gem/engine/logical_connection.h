@@ -5,6 +5,7 @@
 #include "platform/file.h"
 #include "secs2/verifier.h"
 #include "transport/link/open_transactions.h"
+#include "transport/link/problem.h"
 #include "ui/view.h"
 
 #include <cstdint>
@@ -76,7 +77,7 @@ public:
   virtual std::optional<uint32_t> NextTick() const;
   virtual void OnLinkReady() {}
   virtual void OnLinkLost() {}
-  virtual void OnProblem(int /*code*/, const CHSecsHeader & /*header*/) {}
+  virtual void OnProblem(LinkProblem /*problem*/, const CHSecsHeader & /*header*/) {}
   /// Adds the branch of the status tree.
   virtual void addStatus(TreeNode &parent) const;
 

@@ -1,7 +1,6 @@
 #include "gem/models/communication_model.h"
 
 #include "base/text.h"
-#include "gem/gem_problem.h"
 #include "gem/messages/reply.h"
 #include "gem/messages/stream1.h"
 #include "secs2/item_value.h"
@@ -150,8 +149,8 @@ void CHGemCommunicationModel::OnDisable() {
   SwitchState(Disabled);
 }
 
-void CHGemCommunicationModel::OnProblem(int code, const CHSecsHeader &header) {
-  if (code != ErrorGemHsmsT3Timeout)
+void CHGemCommunicationModel::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
+  if (problem != LinkProblem::T3)
     return;
   const bool request = stream1::functionOf(header) == EstablishCommunications;
   const bool unanswered = request && waitingCRA_;

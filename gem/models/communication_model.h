@@ -42,7 +42,7 @@ public:
   void OnReceived() override;
   void OnConnectionReset() override;
   void OnDisable() override;
-  void OnProblem(int code, const CHSecsHeader &header) override;
+  void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
 
 private:
   void sendRequest();

@@ -1,7 +1,6 @@
 #include "gem/models/control_model.h"
 
 #include "base/text.h"
-#include "gem/gem_problem.h"
 #include "gem/messages/reply.h"
 #include "gem/messages/stream1.h"
 
@@ -121,8 +120,8 @@ void CHGemControlModel::SetOnlineSwitch(bool on) {
     SetStateByHost(EquipmentOffline);
 }
 
-void CHGemControlModel::OnProblem(int code, const CHSecsHeader &) {
-  if (code == ErrorGemHsmsT3Timeout && GetState() == AttemptOnline)
+void CHGemControlModel::OnProblem(LinkProblem problem, const CHSecsHeader &) {
+  if (problem == LinkProblem::T3 && GetState() == AttemptOnline)
     SwitchState(settings_.offlineState);
 }
 

@@ -35,7 +35,7 @@ public:
   bool OnReceive(CHSecsVerifier &slot) override;
   bool takesAlone() const override { return true; }
   void OnReceived() override;
-  void OnProblem(int code, const CHSecsHeader &header) override;
+  void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
 
 private:
   const CHGemEventVid *stateVariable() const;

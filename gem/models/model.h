@@ -3,6 +3,7 @@
 #include "gem/data/model_data.h"
 #include "gem/messages/request.h"
 #include "platform/clock.h"
+#include "transport/link/problem.h"
 #include "ui/view.h"
 
 #include <cstdint>
@@ -71,8 +72,8 @@ public:
   virtual void OnConnectionReset() {}
   /// The link was lost.
   virtual void OnDisable() {}
-  /// A problem code; `header` is that of the message it concerns.
-  virtual void OnProblem(int /*code*/, const CHSecsHeader & /*header*/) {}
+  /// Something went wrong on the link; `header` is that of the message it concerns.
+  virtual void OnProblem(LinkProblem /*problem*/, const CHSecsHeader & /*header*/) {}
 
   /// Counts the changes of what the data file keeps of the model.
   uint32_t changes() const { return changes_; }

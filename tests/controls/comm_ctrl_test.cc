@@ -27,9 +27,8 @@ protected:
         onReceived();
     };
   }
-  ~CommControl() override { map(""); }
 
-  static void map(const std::string &path) { CHSerialPort::MapPort(kMappedPort + 1, path); }
+  void map(const std::string &path) { ports.map(kMappedPort + 1, path); }
   void open() {
     comm->SetConnect(true);
     ASSERT_TRUE(comm->Connect());
@@ -60,8 +59,9 @@ protected:
   Network net;
   PtyLine line;
   Operator front;
-  std::unique_ptr<CVeltoCommCtrl> comm =
-      std::make_unique<CVeltoCommCtrl>(ControlSite(net.loop, front));
+  SerialPorts ports;
+  ControlSite site{net.loop, front, systemFiles(), ports};
+  std::unique_ptr<CVeltoCommCtrl> comm = std::make_unique<CVeltoCommCtrl>(site);
   std::vector<int32_t> counts; ///< of the Received events
   std::function<void()> onReceived;
 };
@@ -143,7 +143,7 @@ TEST_F(CommControl, ConnectOpensWithTheSettingsOfNow) {
   EXPECT_EQ(line.baudRate(), 9600);
   EXPECT_EQ(comm->Count(), 0) << "opening anew drops what waited";
 
-  CVeltoCommCtrl other(net.loop);
+  CVeltoCommCtrl other(site);
   other.SetPortNumber(kMappedPort);
   other.SetConnect(true);
   EXPECT_FALSE(other.Connect());
@@ -181,7 +181,7 @@ TEST_F(CommControl, AnUnpluggedDeviceEndsConnect) {
 }
 
 TEST_F(CommControl, ABagOpensThePortWithItsSettings) {
-  CVeltoCommCtrl other(net.loop);
+  CVeltoCommCtrl other(site);
   other.SetPortNumber(kMappedPort);
   other.SetBaudRate(19200);
   other.SetParity(2);

@@ -5,7 +5,6 @@
 #include "support/pty.h"
 #include "transport/block_line.h"
 #include "transport/network.h"
-#include "transport/secsi/serial_port.h"
 
 namespace velto {
 namespace {
@@ -18,8 +17,8 @@ class Stage {
 public:
   Stage(const std::string &name, bool connects)
       : serial_(name == "VeltoSecsI" || name == "VeltoComm"),
-        control(createControl(name, net.loop)) {
-    CHSerialPort::MapPort(kStagePort + 1, line_.path());
+        control(createControl(name, {net.loop, headlessFrontEnd(), systemFiles(), ports_})) {
+    ports_.map(kStagePort + 1, line_.path());
     control->set("Master", false); // always answers a request to send
     control->set("Server", !connects);
     control->set("PortNumber", kStagePort);
@@ -31,7 +30,6 @@ public:
     }
     events = std::make_unique<EventLines>(*control);
   }
-  ~Stage() { CHSerialPort::MapPort(kStagePort + 1, ""); }
 
   bool isOpen() const {
     return control != nullptr && control->get("Connect").value == Variant(true);
@@ -70,6 +68,7 @@ public:
 
 private:
   bool serial_;
+  SerialPorts ports_;
   PtyLine line_;
   TcpSocket listener_;
   std::unique_ptr<RawClient> client_;

@@ -25,15 +25,14 @@ const std::string kReply = "00000102800000000007";
 class SecsIControl : public testing::Test {
 protected:
   SecsIControl() { renew(); }
-  ~SecsIControl() override { map(kLinePort, ""); }
 
-  static void map(int index, const std::string &path) { CHSerialPort::MapPort(index + 1, path); }
+  void map(int index, const std::string &path) { ports.map(index + 1, path); }
   /// A fresh line and a fresh control on it.
   void renew() {
     control.reset();
     line = std::make_unique<PtyLine>();
     map(kLinePort, line->path());
-    control = std::make_unique<CVeltoSecsICtrl>(ControlSite(net.loop));
+    control = std::make_unique<CVeltoSecsICtrl>(site);
     control->SetPortNumber(kLinePort);
     events = std::make_unique<EventLines>(*control);
   }
@@ -86,6 +85,8 @@ protected:
   }
 
   Network net;
+  SerialPorts ports;
+  ControlSite site{net.loop, headlessFrontEnd(), systemFiles(), ports};
   TemporaryDirectory folder;
   std::unique_ptr<PtyLine> line;
   std::unique_ptr<CVeltoSecsICtrl> control;
@@ -103,14 +104,12 @@ TEST_F(SecsIControl, ConnectOpensThePortOfItsIndex) {
     EXPECT_EQ(wanted->baudRate(), 31'250);
     EXPECT_EQ(wanted->settings().c_cflag & (CSIZE | PARENB | CSTOPB), unsigned{CS8});
   }
-  CVeltoSecsICtrl second(net.loop);
+  CVeltoSecsICtrl second(site);
   second.SetPortNumber(3);
   second.SetConnect(true);
   EXPECT_FALSE(second.Connect()) << "in use";
   control->SetConnect(false);
   EXPECT_FALSE(control->Connect());
-  map(0, "");
-  map(3, "");
 }
 
 TEST_F(SecsIControl, ExchangesMessagesAndShowsItsQueues) {

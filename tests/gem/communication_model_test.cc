@@ -1,4 +1,3 @@
-#include "gem/gem_problem.h"
 #include "gem/models/communication_model.h"
 
 #include "gem/fake_owner.h"
@@ -37,7 +36,7 @@ protected:
   void reportTimeout(std::string_view primary) {
     CHSecsMessage message;
     ASSERT_TRUE(message.SetFromSml(primary));
-    model.OnProblem(ErrorGemHsmsT3Timeout, message.header);
+    model.OnProblem(LinkProblem::T3, message.header);
   }
 
   FakeOwner owner;
@@ -321,7 +320,7 @@ TEST_F(CommunicationModel, ReplyTimeoutsByStateAndMessage) {
     EXPECT_EQ(owner.take().size(), row.from == row.to ? 0U : 1U);
   }
   enter(Communicating);
-  model.OnProblem(ErrorGemHsmsT5Timeout, CHSecsHeader());
+  model.OnProblem(LinkProblem::T5, CHSecsHeader());
   EXPECT_EQ(model.State(), Communicating) << "other problems do not concern the model";
 }
 

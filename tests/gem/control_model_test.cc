@@ -1,4 +1,3 @@
-#include "gem/gem_problem.h"
 #include "gem/models/control_model.h"
 
 #include "gem/fake_owner.h"
@@ -265,9 +264,9 @@ TEST_F(ControlModel, TheHostMayChangeTheStateWhileTheReplyIsSent) {
 TEST_F(ControlModel, AReplyTimeoutEndsAnAttempt) {
   for (uint8_t state = 0; state < 5; ++state) {
     enter(state);
-    model.OnProblem(ErrorGemHsmsT5Timeout, CHSecsHeader());
+    model.OnProblem(LinkProblem::T5, CHSecsHeader());
     EXPECT_EQ(model.GetState(), state);
-    model.OnProblem(ErrorGemHsmsT3Timeout, CHSecsHeader());
+    model.OnProblem(LinkProblem::T3, CHSecsHeader());
     EXPECT_EQ(model.GetState(), state == AttemptOnline ? uint8_t{HostOffline} : state);
   }
 }

@@ -48,9 +48,10 @@ TEST(SerialPortNames, StandForDevices) {
   setenv("VELTO_COM3", "/dev/serial/by-id/three", 1);
   setenv("VELTO_COM4", "", 1);
   setenv("VELTO_COM5", "/dev/five", 1);
-  CHSerialPort::MapPort(5, "/dev/mapped");
-  CHSerialPort::MapPort(6, "/dev/mapped");
-  CHSerialPort::MapPort(6, "");
+  SerialPorts ports;
+  ports.map(5, "/dev/mapped");
+  ports.map(6, "/dev/mapped");
+  ports.map(6, "");
   const struct {
     const char *name;
     const char *path;
@@ -71,10 +72,11 @@ TEST(SerialPortNames, StandForDevices) {
       {"/dev/ttyUSB0", "/dev/ttyUSB0"},
   };
   for (const auto &row : rows)
-    EXPECT_EQ(CHSerialPort::DevicePath(row.name), row.path) << row.name;
-  EXPECT_EQ(CHSerialPort::PortName(0), "com1");
-  CHSerialPort::MapPort(5, "");
-  EXPECT_EQ(CHSerialPort::DevicePath("com5"), "/dev/five");
+    EXPECT_EQ(ports.devicePath(row.name), row.path) << row.name;
+  EXPECT_EQ(SerialPorts::name(0), "com1");
+  EXPECT_EQ(systemPorts().devicePath("com5"), "/dev/five") << "a map concerns its owner alone";
+  ports.map(5, "");
+  EXPECT_EQ(ports.devicePath("com5"), "/dev/five");
   for (const char *name : {"VELTO_COM3", "VELTO_COM4", "VELTO_COM5"})
     unsetenv(name);
 }

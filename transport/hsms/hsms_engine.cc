@@ -165,7 +165,7 @@ std::optional<CHSecsHeader> CHHsms::transmit(Peer &peer, CHSecsHeader header, By
   if (!peer.transmit(frameHead(header, body.size()), body))
     return std::nullopt;
   if (isControlRequest(header)) {
-    peer.requests.push_back({peer.ticks(), header});
+    peer.requests.open(header, peer.ticks());
     ticker_.arm();
   }
   return header;
@@ -251,13 +251,12 @@ void CHHsms::pollPeer(Peer &peer) {
 
 // At most one a tick.
 void CHHsms::expireT6(Peer &peer) {
-  if (t6Reported_ || settings_.t6 <= 0 || peer.requests.empty() ||
-      timeLeft(peer.ticks(), peer.requests.front().sentAt, milliseconds(settings_.t6)) != 0)
+  if (t6Reported_ || settings_.t6 <= 0 ||
+      peer.requests.next(peer.ticks(), milliseconds(settings_.t6)) != 0U)
     return;
   t6Reported_ = true;
   std::array<uint8_t, CHSecsHeader::kSize> header{};
-  EncodeHeader(peer.requests.front().header, header);
-  peer.requests.erase(peer.requests.begin());
+  EncodeHeader(peer.requests.takeFirst().header, header);
   reportProblem(peer, LinkProblem::T6, header);
 }
 

@@ -147,14 +147,13 @@ void CHHsms::answerLinktest(Peer &peer, const CHSecsHeader &header) {
 }
 
 void CHHsms::handleResponse(Peer &peer, const CHSecsHeader &header) {
-  const auto found = std::ranges::find_if(peer.requests, [&](const Peer::Request &request) {
+  const bool isExpected = peer.requests.closeFirst([&](const OpenTransactions::Entry &request) {
     return isControlResponse(header, request.header);
   });
-  if (found == peer.requests.end()) {
+  if (!isExpected) {
     reject(peer, header, TransactionNotOpen);
     return;
   }
-  peer.requests.erase(found);
   const auto type = static_cast<SType>(header.sType());
   const bool accepted = header.functionByte <= kStatusDone;
   if (type == SType::SelectRsp && accepted)

@@ -3,20 +3,14 @@
 #include "transport/hsms/hsms_engine.h"
 #include "transport/hsms/hsms_frame.h"
 #include "transport/link/deadline.h"
+#include "transport/link/open_transactions.h"
 #include "transport/tcp/connection.h"
-
-#include <vector>
 
 namespace velto {
 
 /// A connection of the engine; of a listener, each peer is one of its own.
 class CHHsms::Peer final : public CHHsmsConnection {
 public:
-  struct Request {
-    uint32_t sentAt; // tick
-    CHSecsHeader header;
-  };
-
   Peer(EventLoop &loop, CHHsms &engine)
       : CHHsmsConnection(loop, ConnectionKind::Hsms), engine_(engine) {}
 
@@ -52,8 +46,8 @@ public:
     std::optional<uint32_t> next;
     if (!usable())
       return next;
-    if (!requests.empty() && settings.t6 > 0)
-      next = timeLeft(now, requests.front().sentAt, milliseconds(settings.t6));
+    if (settings.t6 > 0)
+      next = requests.next(now, milliseconds(settings.t6));
     if (!selected && settings.t7 > 0)
       next = sooner(next, timeLeft(now, notSelectedSince, milliseconds(settings.t7)));
     if (holdsPart())
@@ -69,7 +63,7 @@ public:
   bool held = false; // what has arrived waits for a control message before it to take effect
   uint32_t notSelectedSince = 0; // tick
   uint32_t grownAt = 0;          // tick when the buffer last grew
-  std::vector<Request> requests; // open control transactions in the order they were sent
+  OpenTransactions requests;     // control requests
   Bytes lastMessage;             // to find a duplicate
 
 protected:

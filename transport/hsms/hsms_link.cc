@@ -147,21 +147,13 @@ bool CHHsmsLink::expireTransaction() {
 }
 
 void CHHsmsLink::closeTransaction(const CHSecsHeader &header, ByteView message) {
-  for (OpenTransactions &list : open_) {
-    const bool closed = header.sType() == 0 && header.stream() == kErrorStream
-                            ? list.closeAnswered(header, message)
-                            : list.closeFirst([&](const OpenTransactions::Entry &entry) {
-                                return answers(header, entry.header);
-                              });
-    if (closed)
+  const auto isResponse = [&](const OpenTransactions::Entry &request) {
+    return times_.t6 == 0 ? isReply(header, request.header)
+                          : isControlResponse(header, request.header);
+  };
+  for (OpenTransactions &list : open_)
+    if (header.sType() == 0 ? list.closeAnswered(header, message) : list.closeFirst(isResponse))
       return;
-  }
-}
-
-bool CHHsmsLink::answers(const CHSecsHeader &header, const CHSecsHeader &request) const {
-  if (times_.t6 == 0)
-    return isReply(header, request);
-  return isControlResponse(header, request) || (header.sType() == 0 && isReply(header, request));
 }
 
 // Ticks -----------------------------------------------------------------------------------------

@@ -72,7 +72,6 @@ private:
   void deliver(ByteView message);
   void trackSelected(const CHSecsHeader &header);
   void closeTransaction(const CHSecsHeader &header, ByteView message);
-  bool answers(const CHSecsHeader &header, const CHSecsHeader &request) const;
 
   HsmsTimes times_;
   bool selected_ = false;

@@ -4,8 +4,8 @@
 
 namespace velto {
 
-CHSecsI::CHSecsI(EventLoop &loop, FileSystem &files)
-    : CHSerialPort(loop), sink_(&silentSink()),
+CHSecsI::CHSecsI(EventLoop &loop, FileSystem &files, const SerialPorts &ports)
+    : CHSerialPort(loop, ports), sink_(&silentSink()),
       transfer_(*this, *this, kSerialVariant, loop.clock(), files), ticker_(loop, *this) {
   SetWake([this] { ticker_.arm(); });
 }

@@ -20,7 +20,8 @@ class CHSecsI final : public CHSerialPort,
                       private BlockTransferOwner,
                       private Ticker::Client {
 public:
-  explicit CHSecsI(EventLoop &loop, FileSystem &files = systemFiles());
+  explicit CHSecsI(EventLoop &loop, FileSystem &files = systemFiles(),
+                   const SerialPorts &ports = systemPorts());
 
   /// Null: nobody hears of anything.
   void SetSink(CHConnectionSink *sink) { sink_ = sink != nullptr ? sink : &silentSink(); }

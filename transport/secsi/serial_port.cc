@@ -1,62 +1,16 @@
 #include "transport/secsi/serial_port.h"
 
-#include "base/text.h"
-
 #include <cerrno>
-#include <charconv>
-#include <cstdlib>
-#include <map>
 #include <numeric>
 
 namespace velto {
 
 namespace {
 
-std::map<int, std::string> &mappedPorts() {
-  static std::map<int, std::string> ports;
-  return ports;
-}
-
-// The number in a port name; 0 for another name.
-int portNumber(std::string_view name) {
-  constexpr std::string_view kDevices = "\\\\.\\";
-  constexpr std::string_view kPrefix = "com";
-  if (name.starts_with(kDevices))
-    name.remove_prefix(kDevices.size());
-  if (!equalsIgnoreCase(name.substr(0, kPrefix.size()), kPrefix))
-    return 0;
-  name.remove_prefix(kPrefix.size());
-  int number = 0;
-  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-  return error == std::errc{} && end == name.data() + name.size() && number > 0 ? number : 0;
-}
-
 // Whether a failed read or write only has to be repeated.
 bool isPassing(int error) { return error == EAGAIN || error == EINTR; }
 
 } // namespace
-
-void CHSerialPort::MapPort(int number, std::string path) {
-  if (path.empty())
-    mappedPorts().erase(number);
-  else
-    mappedPorts()[number] = std::move(path);
-}
-
-std::string CHSerialPort::PortName(int index) { return "com" + std::to_string(index + 1); }
-
-std::string CHSerialPort::DevicePath(const std::string &name) {
-  const int number = portNumber(name);
-  if (number == 0)
-    return name;
-  const auto mapped = mappedPorts().find(number);
-  if (mapped != mappedPorts().end())
-    return mapped->second;
-  const char *path = std::getenv(("VELTO_COM" + std::to_string(number)).c_str());
-  if (path != nullptr && *path != '\0')
-    return path;
-  return "/dev/ttyS" + std::to_string(number - 1);
-}
 
 bool CHSerialPort::Open(const std::string &portName, int32_t baudRate, int16_t byteSize,
                         int16_t parity, int16_t stopBits) {
@@ -65,9 +19,9 @@ bool CHSerialPort::Open(const std::string &portName, int32_t baudRate, int16_t b
     return false;
   }
   Close(); // a port that ended by itself may be opened again
-  openError_ =
-      device_.open(DevicePath(portName), {baudRate, byteSize, static_cast<SerialParity>(parity),
-                                          static_cast<SerialStopBits>(stopBits)});
+  openError_ = device_.open(ports_.devicePath(portName),
+                            {baudRate, byteSize, static_cast<SerialParity>(parity),
+                             static_cast<SerialStopBits>(stopBits)});
   if (openError_ != 0)
     return false;
   watch_.emplace(loop_, device_.fd(), DescriptorWatch::kReadable,

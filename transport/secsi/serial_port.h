@@ -3,41 +3,31 @@
 #include "platform/event_loop.h"
 #include "platform/serial_device.h"
 #include "transport/secsi/byte_channel.h"
+#include "transport/secsi/serial_ports.h"
 #include "transport/tcp/byte_queue.h"
 
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace velto {
 
 /// A serial port. Input is read as it arrives, and output that the device does not take at once is
 /// written as it takes more, both while the owner's loop runs.
-///
-/// Ports have numbers from 1: "com1" is /dev/ttyS0, "com2" /dev/ttyS1 and so on, unless the
-/// environment variable VELTO_COM1, VELTO_COM2… or MapPort() names another device.
 class CHSerialPort : public ByteChannel {
 public:
   static constexpr size_t kInputLimit = 64 * 1024;    ///< bytes read ahead of the owner
   static constexpr size_t kOutputLimit = 1024 * 1024; ///< bytes that wait for the device
 
-  explicit CHSerialPort(EventLoop &loop) : loop_(loop) {}
+  explicit CHSerialPort(EventLoop &loop, const SerialPorts &ports = systemPorts())
+      : loop_(loop), ports_(ports) {}
   ~CHSerialPort() override { Close(); }
   CHSerialPort(const CHSerialPort &) = delete;
   CHSerialPort &operator=(const CHSerialPort &) = delete;
 
-  /// Makes port `number` (from 1) the device `path` in the whole process, whatever the environment
-  /// says; an empty path takes that back. Open ports stay as they are.
-  static void MapPort(int number, std::string path);
-  /// The name of a port by its index: 0 is "com1".
-  static std::string PortName(int index);
-  /// The device behind a port name ("com3", also "\\.\com3"); any other name is a path itself.
-  static std::string DevicePath(const std::string &name);
-
-  /// Opens a port by its name. `parity` is 0 none, 1 odd, 2 even, 3 mark, 4 space; `stopBits` 0
-  /// one, 1 one and a half, 2 two. False when it is open already or the device cannot be opened so;
-  /// OpenError() then tells why.
+  /// Opens a port by its name (see SerialPorts). `parity` is 0 none, 1 odd, 2 even, 3 mark, 4
+  /// space; `stopBits` 0 one, 1 one and a half, 2 two. False when it is open already or the device
+  /// cannot be opened so; OpenError() then tells why.
   bool Open(const std::string &portName, int32_t baudRate, int16_t byteSize, int16_t parity,
             int16_t stopBits);
   /// Why the last Open() failed, as an `errno` value (see SerialDevice::open); 0 when it did not.
@@ -86,6 +76,7 @@ private:
   void lose(int error);
 
   EventLoop &loop_;
+  const SerialPorts &ports_;
   SerialDevice device_;
   std::optional<DescriptorWatch> watch_;
   std::function<void()> wake_;

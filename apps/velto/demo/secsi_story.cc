@@ -41,17 +41,13 @@ int bodyLength(const std::string &sml) {
 class SecsIStory {
 public:
   SecsIStory() {
-    CHSerialPort::MapPort(1, modem_.a().path());
-    CHSerialPort::MapPort(2, modem_.b().path());
+    ports_.map(1, modem_.a().path());
+    ports_.map(2, modem_.b().path());
     modem_.onBytes = [this](const PseudoTerminal &from, ByteView bytes) {
       line_.see(&from == &modem_.a() ? 0 : 1, bytes);
     };
     join(equipmentLink_, equipment_);
     join(hostLink_, host_);
-  }
-  ~SecsIStory() {
-    CHSerialPort::MapPort(1, "");
-    CHSerialPort::MapPort(2, "");
   }
 
   bool tell() {
@@ -157,8 +153,10 @@ private:
   LineMonitor line_{"equipment", "host"};
   std::vector<std::string> transfers_; // the transfers seen by the last wait
   int onTheirWay_ = 0;                 // messages sent and not yet acknowledged
-  CVeltoSecsICtrl equipmentLink_{loop_};
-  CVeltoSecsICtrl hostLink_{loop_};
+  SerialPorts ports_;
+  ControlSite site_{loop_, headlessFrontEnd(), systemFiles(), ports_};
+  CVeltoSecsICtrl equipmentLink_{site_};
+  CVeltoSecsICtrl hostLink_{site_};
   DemoEnd equipment_{clock_, "equipment", "host", through(equipmentLink_)};
   DemoEnd host_{clock_, "host", "equipment", through(hostLink_)};
 };
