@@ -19,8 +19,8 @@ namespace velto {
 /// environment variable VELTO_COM1, VELTO_COM2… or MapPort() names another device.
 class CHSerialPort : public ByteChannel {
 public:
-  static constexpr size_t kInputLimit = 64 * 1024;    ///< bytes read ahead of the owner
-  static constexpr size_t kOutputLimit = 1024 * 1024; ///< bytes that wait for the device
+  static constexpr size_t kInputLimit = size_t{64} * 1024;    ///< bytes read ahead of the owner
+  static constexpr size_t kOutputLimit = size_t{1024} * 1024; ///< bytes that wait for the device
 
   explicit CHSerialPort(EventLoop &loop) : loop_(loop) {}
   ~CHSerialPort() override { Close(); }
