@@ -97,9 +97,7 @@ bool CVeltoGemCtrl::LoadData() {
     engine_->gem()->SetDataBakCount(dataBackups_);
     engine_->LoadData(dataFileName_);
   }
-  if (!alive || engine_->gem() == nullptr)
-    return false;
-  return true;
+  return alive && engine_->gem() != nullptr;
 }
 
 bool CVeltoGemCtrl::SaveData() {
@@ -171,8 +169,8 @@ void CVeltoGemCtrl::SetPhysicalConnection(bool open) {
 
 void CVeltoGemCtrl::SetUnusedTime(int32_t) { setModified(); }
 
-void CVeltoGemCtrl::setTime(int32_t &time, int32_t seconds) {
-  time = secondsToMs(seconds);
+void CVeltoGemCtrl::setTime(int32_t &milliseconds, int32_t seconds) {
+  milliseconds = secondsToMs(seconds);
   setModified();
 }
 

@@ -16,10 +16,10 @@ const CHSecsMessage &CVeltoGemCtrl::message() const {
   return selection_.reply ? slot().partner()->message : slot().message;
 }
 
-void CVeltoGemCtrl::SetWorkSpace(int32_t number) {
-  if (number < 0 || number >= static_cast<int32_t>(CHGem::kSlots))
+void CVeltoGemCtrl::SetWorkSpace(int32_t slot) {
+  if (slot < 0 || slot >= static_cast<int32_t>(CHGem::kSlots))
     return;
-  selection_.slot = static_cast<uint8_t>(number);
+  selection_.slot = static_cast<uint8_t>(slot);
 }
 
 void CVeltoGemCtrl::SetReply(bool reply) { selection_.reply = reply; }

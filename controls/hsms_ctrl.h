@@ -38,7 +38,7 @@ public:
   std::string ToIPAddress(const std::string &hostName) const;
   /// Sends header and body, given as hexadecimal text, to the addressed connection; true when all
   /// of it was sent or queued.
-  bool Send(const std::string &message);
+  bool Send(const std::string &text);
 
   /// The operator clicked connection `index` in the window: raises SelChanged.
   void ClickConnection(size_t index);

@@ -36,6 +36,7 @@ constexpr std::array kControls{controlRow<CVeltoSecsIICtrl>(), controlRow<CVelto
 
 std::vector<const MemberTable *> controlTables() {
   std::vector<const MemberTable *> tables;
+  tables.reserve(kControls.size());
   for (const ControlRow &control : kControls)
     tables.push_back(&control.table());
   return tables;

@@ -109,10 +109,10 @@ void CVeltoSecsICtrl::settingsChanged() {
   setModified();
 }
 
-bool CVeltoSecsICtrl::Send(const std::string &text) {
-  if (!port_->QueueMessage(fromSecsIText(text, MSEC())))
+bool CVeltoSecsICtrl::Send(const std::string &message) {
+  if (!port_->QueueMessage(fromSecsIText(message, MSEC())))
     return false;
-  record().sendingSecsI(text, MSEC());
+  record().sendingSecsI(message, MSEC());
   return true;
 }
 

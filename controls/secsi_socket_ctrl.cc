@@ -106,12 +106,12 @@ void CVeltoSecsISocketCtrl::SetOneOnOne(bool oneOnOne) {
   link().SetOneOnOne(oneOnOne);
 }
 
-bool CVeltoSecsISocketCtrl::Send(const std::string &text) {
+bool CVeltoSecsISocketCtrl::Send(const std::string &message) {
   const bool msec = MSEC();
   const Lifetime::Watch alive(lifetime());
-  if (!link().QueueMessage(fromSecsIText(text, msec)) || !alive)
+  if (!link().QueueMessage(fromSecsIText(message, msec)) || !alive)
     return false;
-  record().sendingSecsI(text, msec);
+  record().sendingSecsI(message, msec);
   return true;
 }
 

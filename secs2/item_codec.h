@@ -32,7 +32,7 @@ std::optional<size_t> EncodedItemSize(const CHSecsItem &root);
 
 /// Whether the encoded item decodes to just what it is: each item of a list has data, and none is
 /// deeper than what is decoded.
-bool ReadsBackAsItIs(const CHSecsItem &item);
+bool ReadsBackAsItIs(const CHSecsItem &root);
 
 /// Writes the item and all below it (SEMI E5 9.2) to `out`, which has room for EncodedItemSize()
 /// bytes; returns the count of bytes written. An item without data writes nothing.

@@ -28,7 +28,7 @@ public:
   /// Introduces a new object; its fields are to follow.
   void object(const ArchiveClass &type);
   /// The number of objects or elements that are to follow.
-  void count(size_t number);
+  void count(size_t value);
 
   void field(uint8_t value);
   void field(bool value);

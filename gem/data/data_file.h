@@ -21,7 +21,7 @@ std::string storeGemData(const GemData &data);
 std::optional<GemData> loadGemData(std::string bytes);
 
 /// The longest model data file that is read or written, in bytes.
-inline constexpr size_t kMaxDataFile = 256 * 1024 * 1024;
+inline constexpr size_t kMaxDataFile = size_t{256} * 1024 * 1024;
 
 /// Puts `bytes` into the model data file in one step. When they are safe on the disk, the backups
 /// (`path` and a number of three digits) move up by one number, the one numbered `backups` being

@@ -11,8 +11,8 @@ namespace velto {
 template <typename T> class ObjectPool {
 public:
   ObjectPool() = default;
-  ObjectPool(ObjectPool &&) = default;
-  ObjectPool &operator=(ObjectPool &&) = default;
+  ObjectPool(ObjectPool &&) noexcept = default;
+  ObjectPool &operator=(ObjectPool &&) noexcept = default;
 
   T &make() {
     if (free_.empty())

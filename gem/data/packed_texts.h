@@ -47,13 +47,13 @@ public:
   explicit PackedTexts(std::string_view packed) : packed_(packed) {}
   PackedTexts(const PackedTexts &other) { own(other.packed_); }
   /// What the other has borrowed is copied: nobody told that lender of us.
-  PackedTexts(PackedTexts &&other) { *this = std::move(other); }
+  PackedTexts(PackedTexts &&other) noexcept { *this = std::move(other); }
   PackedTexts &operator=(const PackedTexts &other) {
     if (this != &other)
       own(other.packed_);
     return *this;
   }
-  PackedTexts &operator=(PackedTexts &&other) {
+  PackedTexts &operator=(PackedTexts &&other) noexcept {
     if (other.owned_ == nullptr)
       return *this = std::as_const(other);
     owned_ = std::move(other.owned_);

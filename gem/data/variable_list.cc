@@ -42,7 +42,7 @@ std::string statusLine(const CHGemEventVid &variable) {
 } // namespace
 
 // Both look for their roles anew: the variables of the other one are these now.
-CHGemEventVidList &CHGemEventVidList::operator=(CHGemEventVidList &&other) {
+CHGemEventVidList &CHGemEventVidList::operator=(CHGemEventVidList &&other) noexcept {
   lender_ = std::move(other.lender_);
   indexed_ = other.indexed_ = false;
   NumberedList::operator=(std::move(other));

@@ -14,8 +14,8 @@ namespace velto {
 class CHGemEventVidList : public NumberedList<CHGemEventVid> {
 public:
   CHGemEventVidList() = default;
-  CHGemEventVidList(CHGemEventVidList &&other) { *this = std::move(other); }
-  CHGemEventVidList &operator=(CHGemEventVidList &&other);
+  CHGemEventVidList(CHGemEventVidList &&other) noexcept { *this = std::move(other); }
+  CHGemEventVidList &operator=(CHGemEventVidList &&other) noexcept;
 
   /// The first variable with that VID whose kind shares a bit with the mask; null when there is
   /// none.

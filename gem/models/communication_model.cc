@@ -66,10 +66,9 @@ std::optional<uint32_t> CHGemCommunicationModel::NextTick() const {
 void CHGemCommunicationModel::Tick() {
   if (reported_)
     return; // what is due then depends on the state that comes
-  if (state_ != NotCommunicating)
-    delayStart_.reset();
-  else if (delayStart_ && owner().clock().ticks() - *delayStart_ > timeoutMs())
-    delayStart_.reset(); // the next tick asks again
+  if (state_ != NotCommunicating ||
+      (delayStart_ && owner().clock().ticks() - *delayStart_ > timeoutMs()))
+    delayStart_.reset(); // when it has passed, the next tick asks again
   else if (!delayStart_ && !waitingCRA_ && settings_.establishCommunications)
     sendRequest();
 }

@@ -123,7 +123,7 @@ TEST(DataFile, ReadsTheOlderCommunicationModel) {
 
 TEST(DataFile, SortsListsThatAreOutOfOrder) {
   std::string bytes = head() + u16(3) + newClass("CHGemEventCeid");
-  for (const uint32_t ceid : {9, 2, 5})
+  for (const uint32_t ceid : {9U, 2U, 5U})
     bytes += (ceid == 9 ? "" : u16(0x800B)) + u32(ceid) + "\x01" + text("") + "\xFF" + u16(0);
   const auto loaded = loadGemData(bytes + emptyRest());
   ASSERT_TRUE(loaded);
@@ -196,7 +196,7 @@ TEST(DataFile, RefusesEveryTruncationAndSurvivesMutations) {
 }
 
 TEST(DataFile, KeepsTextsOfEveryLength) {
-  for (const size_t size : {0, 1, 254, 255, 65533, 65534, 65535, 200'000}) {
+  for (const size_t size : {0UL, 1UL, 254UL, 255UL, 65533UL, 65534UL, 65535UL, 200'000UL}) {
     GemData data;
     data.communication.modelName = std::string(size, '\xFE');
     data.communication.softwareRevision = std::string("\0'\r\n", 4);

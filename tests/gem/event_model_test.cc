@@ -29,7 +29,7 @@ protected:
     addVariable(5, DataVariable, SecsByte, "7");
     data.reports.Add({1, "first", {1, 5}});
     data.reports.Add({2, "", {3}});
-    for (const uint32_t ceid : {10, 11, 12})
+    for (const uint32_t ceid : {10U, 11U, 12U})
       model.RegisterCEID(ceid, kNoRole, "event");
     data.events.FindCeid(11)->role = RoleGoToLocal;
     data.events.FindCeid(10)->reports = {2, 1};

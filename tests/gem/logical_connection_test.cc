@@ -85,7 +85,7 @@ TEST(LogicalConnection, TimesOutOneTransactionATickInTheOrderTheyWereSent) {
     Timeouts owner(start);
     CHLogicalConnection connection(owner, "");
     connection.SetT3(500);
-    for (const uint32_t systemBytes : {1, 2, 3})
+    for (const uint32_t systemBytes : {1U, 2U, 3U})
       connection.OnSent(message("s6f11w{}", systemBytes));
     owner.time.advance(500);
     connection.Tick();

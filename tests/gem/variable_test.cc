@@ -95,7 +95,7 @@ TEST(Variable, KeepsEveryByteOfAText) {
 
 TEST(Variable, KeepsItsOtherTextsWhenOneChanges) {
   CHGemEventVid tested;
-  for (const size_t size : {3, 0, 254, 255, 65533, 65534, 65535, 3}) {
+  for (const size_t size : {3UL, 0UL, 254UL, 255UL, 65533UL, 65534UL, 65535UL, 3UL}) {
     const std::string text(size, 'd');
     tested.setMaximum("9");
     tested.setDescription(text);
@@ -206,7 +206,7 @@ TEST(Variable, StatesBoundsAsItemsOfItsType) {
 TEST(VariableList, KeepsTheOrderOfNumbers) {
   CHGemEventVidList list;
   EXPECT_EQ(list.nextFree(), 1U);
-  for (const uint32_t vid : {7, 3, 5})
+  for (const uint32_t vid : {7U, 3U, 5U})
     list.Add(variable(vid));
   const auto numbers = [&list] {
     std::vector<int32_t> found;
@@ -228,7 +228,7 @@ TEST(VariableList, KeepsTheOrderOfNumbers) {
 
 TEST(VariableList, SortsWhatWasAppended) {
   CHGemEventVidList list;
-  for (const uint32_t vid : {7, 3, 5})
+  for (const uint32_t vid : {7U, 3U, 5U})
     list.Append(variable(vid, StatusVariable, static_cast<uint8_t>(vid)));
   EXPECT_TRUE(list.Sort());
   EXPECT_EQ(list.numberAt(0), 3);

@@ -57,7 +57,7 @@ protected:
 
 TEST_F(EventLoopTest, FiresTimersInTheOrderOfTheirDeadlines) {
   std::vector<std::unique_ptr<Timer>> timers;
-  for (const uint32_t delay : {40, 10, 30, 0, 20, 35, 5}) {
+  for (const uint32_t delay : {40U, 10U, 30U, 0U, 20U, 35U, 5U}) {
     timers.push_back(
         std::make_unique<Timer>(loop_, [this, delay] { log_ += std::to_string(delay) + ' '; }));
     timers.back()->start(delay);

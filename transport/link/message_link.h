@@ -31,15 +31,15 @@ struct LinkSettings {
   int32_t myPortNumber = 0; ///< to listen on, or to connect from; 0: any
   bool server = false;      ///< listens (passive entity)
   int32_t sessionMode = HsmsSession::Single;
-  int32_t t6 = 5000;                    ///< control transaction; 0: never
-  int32_t t7 = 10000;                   ///< not selected; 0: never
-  int32_t t8 = 5000;                    ///< between arrivals of one message
-  uint32_t maxLength = 10'485'760;      ///< of a message in bytes
-  size_t maxPeers = 1024;               ///< that a listener serves at once
-  size_t maxQueued = 64U * 1024 * 1024; ///< bytes that wait for a peer that does not read
-  bool rejectInvalidHeaders = true;     ///< answers a wrong PType or SType with Reject.req
-  bool sendSelectRequest = true;        ///< after connecting as an active entity
-  bool discardDuplicates = true;        ///< drops a message that equals the one before
+  int32_t t6 = 5000;                           ///< control transaction; 0: never
+  int32_t t7 = 10000;                          ///< not selected; 0: never
+  int32_t t8 = 5000;                           ///< between arrivals of one message
+  uint32_t maxLength = 10'485'760;             ///< of a message in bytes
+  size_t maxPeers = 1024;                      ///< that a listener serves at once
+  size_t maxQueued = size_t{64} * 1024 * 1024; ///< bytes that wait for a peer that does not read
+  bool rejectInvalidHeaders = true;            ///< answers a wrong PType or SType with Reject.req
+  bool sendSelectRequest = true;               ///< after connecting as an active entity
+  bool discardDuplicates = true;               ///< drops a message that equals the one before
 };
 
 /// What a message link tells its owner, naming the connection by the remote end's address. The

@@ -24,16 +24,16 @@ public:
   LinkLog(const LogSettings &settings, std::string section, const Clock &clock, FileSystem &files);
 
   /// An HSMS message, header and body, with its SML.
-  void received(ByteView message);
-  void sent(ByteView message);
+  void received(ByteView bytes);
+  void sent(ByteView bytes);
   /// A SECS-I message with its SML, or with MSEC its text. What is sent comes as the owner's text.
-  void receivedSecsI(ByteView message, bool msec);
+  void receivedSecsI(ByteView bytes, bool msec);
   void sendingSecsI(const std::string &text, bool msec);
   void problem(int16_t code, const std::string &ipAddress, int32_t portNumber);
   void connection(bool connected, const std::string &ipAddress, int32_t portNumber);
 
 private:
-  void message(const char *heading, ByteView message);
+  void message(const char *heading, ByteView bytes);
   void secsI(const char *heading, const std::string &body);
 
   CHLogFile file_;

@@ -43,7 +43,7 @@ public:
 private:
   static constexpr size_t kMostComplete = 1000;
   static constexpr size_t kMostOpen = 1000;
-  static constexpr size_t kMostBytes = 64U * 1024 * 1024;
+  static constexpr size_t kMostBytes = size_t{64} * 1024 * 1024;
 
   struct Message {
     Bytes bytes; // header of the last block, and the data so far

@@ -24,7 +24,7 @@ public:
   /// A block, with its sum, as far as it came.
   void received(ByteView bytes) const;
   /// A block as it goes out: length byte, header and data, sum.
-  void sent(ByteView line, bool firstOfSeveral) const;
+  void sent(ByteView bytes, bool firstOfSeveral) const;
 
 private:
   bool enabled() const { return settings_.log.verbose && !settings_.log.fileName.empty(); }

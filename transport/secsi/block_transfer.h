@@ -33,7 +33,7 @@ public:
 class BlockTransfer {
 public:
   static constexpr size_t kMostQueued = 10'000;
-  static constexpr size_t kMostQueuedBytes = 64U * 1024 * 1024;
+  static constexpr size_t kMostQueuedBytes = size_t{64} * 1024 * 1024;
 
   /// All of what is given must outlive the engine. The rest of `variant` is the owner's business.
   BlockTransfer(ByteChannel &channel, BlockTransferOwner &owner, const SecsIVariant &variant,
@@ -45,7 +45,7 @@ public:
   /// Puts a message, header and data, at the end of the queue, with its header completed (unless
   /// MSEC is set): E-bit, own device ID, R-bit; a reply of the equipment has no W-bit. False when
   /// it is shorter than a header or has more than 32,767 blocks, or when the queue is full.
-  bool QueueMessage(ByteView message);
+  bool QueueMessage(ByteView bytes);
 
   /// One tick: time-outs and the start of the next block, then what arrived, then T3. To be called
   /// when something arrived as well.

@@ -16,8 +16,8 @@ namespace velto {
 /// written as it takes more, both while the owner's loop runs.
 class CHSerialPort : public ByteChannel {
 public:
-  static constexpr size_t kInputLimit = 64 * 1024;    ///< bytes read ahead of the owner
-  static constexpr size_t kOutputLimit = 1024 * 1024; ///< bytes that wait for the device
+  static constexpr size_t kInputLimit = size_t{64} * 1024;    ///< bytes read ahead of the owner
+  static constexpr size_t kOutputLimit = size_t{1024} * 1024; ///< bytes that wait for the device
 
   explicit CHSerialPort(EventLoop &loop, const SerialPorts &ports = systemPorts())
       : loop_(loop), ports_(ports) {}

@@ -74,7 +74,7 @@ public:
 
 private:
   static constexpr size_t kStep = 4096;
-  static constexpr size_t kKept = 256 * 1024;
+  static constexpr size_t kKept = size_t{256} * 1024;
 
   // Moves the contents to the front when that pays off, else doubles the memory.
   void makeRoom(size_t wanted) {

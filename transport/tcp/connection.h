@@ -209,7 +209,7 @@ private:
   int32_t myPortNumber_ = 0;
   uint32_t maxLength_ = kDefaultMaxLength;
   size_t maxPeers_ = 1024;
-  size_t maxQueued_ = 64U * 1024 * 1024;
+  size_t maxQueued_ = size_t{64} * 1024 * 1024;
   bool serverMode_ = false;
 
   bool listening_ = false;

@@ -43,7 +43,7 @@ const char *text(Side side) {
 }
 
 // Markdown code that can stand in a cell of a table.
-std::string cell(std::string text) {
+std::string cell(std::string_view text) {
   if (text.empty())
     return "";
   std::string out = "`";

@@ -137,7 +137,7 @@ constexpr Field<CHGemAlarmAlid> kAlarmFields[] = {
 };
 
 // Lists that are ordered by number are sorted after the last line.
-void append(auto &list, auto &&object) { list.Append(std::move(object)); }
+void append(auto &list, auto object) { list.Append(std::move(object)); }
 void append(CHGemEventReportList &list, CHGemEventReport &&report) { list.Add(std::move(report)); }
 
 // Sets the members of an object that depend on its fields.

@@ -8,7 +8,7 @@ namespace velto {
 namespace {
 
 constexpr size_t kMost =
-    256 * 1024; // bytes that are held; when there are more, only the last half is kept
+    size_t{256} * 1024; // bytes that are held; when there are more, only the last half is kept
 
 } // namespace
 

@@ -14,10 +14,10 @@ constexpr Size kSmallest{12, 40};
 std::string joinHints(std::span<const std::string> hints, int columns) {
   std::string line;
   for (const std::string &hint : hints) {
-    const std::string longer = line + (line.empty() ? "" : "  ") + hint;
-    if (cellCount(longer) > columns)
-      break;
-    line = longer;
+    const size_t fitting = line.size();
+    line.append(line.empty() ? "" : "  ").append(hint);
+    if (cellCount(line) > columns)
+      return line.substr(0, fitting);
   }
   return line;
 }

@@ -13,7 +13,7 @@ namespace velto::script {
 namespace {
 
 constexpr uint32_t kRampStep = 100; // ms between the values of a ramp
-constexpr double kLongestRamp = std::numeric_limits<int32_t>::max() / 1000; // s
+constexpr int32_t kLongestRamp = std::numeric_limits<int32_t>::max() / 1000; // s
 
 std::optional<double> numberIn(const Variant &value) {
   if (!value.isNumber() && !value.isText())
