@@ -12,6 +12,14 @@
 
 namespace velto {
 
+/// What was wrong with the bytes that an item came in, though it could be read. Several may hold.
+enum WireFault : uint8_t {
+  WireFaultLength = 1, ///< a length that is no multiple of the element size
+  WireFaultFormat = 2, ///< a format code that the standard does not name
+  WireFaultBehind = 4, ///< of a body: bytes behind the item
+  WireFaultBelow = 8,  ///< of a body: an item below it came with a fault
+};
+
 /// One node of a SECS-II message body (SEMI E5 9): a list of items, or an array of elements.
 ///
 /// Elements are held in host byte order; few of them (24 bytes) inside the item itself. A freshly
@@ -44,6 +52,9 @@ public:
   /// Set by the decoder when the item's length ran past the input.
   bool decodeError() const { return decodeError_; }
   void setDecodeError(bool error) { decodeError_ = error; }
+  /// WireFault bits, set by the decoder; an item that was built here has none.
+  uint8_t wireFaults() const { return wireFaults_; }
+  void addWireFault(WireFault fault) { wireFaults_ |= fault; }
 
   /// The children of a list; empty for any other item.
   std::span<CHSecsItem> children() { return {data(), isList() ? count() : 0}; }
@@ -70,15 +81,16 @@ public:
     return value;
   }
 
-  /// Deletes the data and all children: count 0, no data, no decode error.
+  /// Deletes the data and all children: count 0, no data, no decode error or fault.
   void clear() {
     if (ownsData())
       destroyOwned();
     storage_ = Storage::None;
     count_ = 0;
     decodeError_ = false;
+    wireFaults_ = 0;
   }
-  /// Takes over another item's format, count, data and decode error; the other, which may stand
+  /// Takes over another item's format, count, data and errors; the other, which may stand
   /// below this item, is left without data.
   void assignFrom(CHSecsItem &&other) noexcept;
   /// An independent copy of the item and all below it.
@@ -133,6 +145,7 @@ private:
     copy.format_ = format_;
     copy.storage_ = storage_;
     copy.decodeError_ = decodeError_;
+    copy.wireFaults_ = wireFaults_;
     return copy;
   }
   CHSecsItem cloneList() const;
@@ -149,6 +162,7 @@ private:
     count_ = std::exchange(other.count_, 0);
     storage_ = std::exchange(other.storage_, Storage::None);
     decodeError_ = other.decodeError_;
+    wireFaults_ = other.wireFaults_;
   }
   void takeOwned(CHSecsItem &other) noexcept;
   void destroyOwned();
@@ -159,6 +173,7 @@ private:
   uint8_t format_ = format::kList;
   Storage storage_ = Storage::None;
   bool decodeError_ = false;
+  uint8_t wireFaults_ = 0;
 };
 
 /// Calls `visit(item)` for an item and everything below it, parents before their children.

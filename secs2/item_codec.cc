@@ -14,6 +14,18 @@ constexpr uint16_t kCharacterSet = 8;
 constexpr size_t kSmallestItem = 2; // but for those without a length byte, which nobody sends
 constexpr size_t kSpareEmptyChildren = 65'536;
 
+constexpr bool isKnownFormat(uint8_t code) {
+  using namespace format;
+  constexpr uint64_t kKnown = [] {
+    uint64_t known = 0;
+    for (const uint8_t each : {kList, kBinary, kBoolean, kAscii, kJis, kMbcs, kI8, kI1, kI2, kI4,
+                               kF8, kF4, kU8, kU1, kU2, kU4})
+      known |= uint64_t{1} << each;
+    return known;
+  }();
+  return (kKnown >> code & 1) != 0;
+}
+
 uint16_t swapped(uint16_t value) { return __builtin_bswap16(value); }
 uint32_t swapped(uint32_t value) { return __builtin_bswap32(value); }
 uint64_t swapped(uint64_t value) { return __builtin_bswap64(value); }
@@ -100,8 +112,10 @@ public:
     decodeArray(item, head.code, rest.first(length));
     if (cut)
       item.setDecodeError(true);
+    noteFaults(item, head);
     return head.size + length;
   }
+  bool foundFaults() const { return foundFaults_; }
 
 private:
   size_t decodeList(CHSecsItem &list, ByteView rest, size_t count, size_t depth, bool cut) {
@@ -135,8 +149,17 @@ private:
     item.setDecodeError(data.size() < setSize);
   }
 
+  void noteFaults(CHSecsItem &item, const ItemHead &head) {
+    const bool oddLength = (head.length & (elementSize(head.code) - 1)) != 0; // a power of two
+    if (!oddLength && isKnownFormat(head.code))
+      return;
+    item.addWireFault(oddLength ? WireFaultLength : WireFaultFormat);
+    foundFaults_ = true;
+  }
+
   size_t emptyChildren_;
   size_t expectedItems_;
+  bool foundFaults_ = false;
 };
 
 } // namespace
@@ -152,8 +175,8 @@ std::optional<size_t> EncodedItemSize(const CHSecsItem &root) {
 }
 
 bool ReadsBackAsItIs(const CHSecsItem &root) {
-  if (root.decodeError() || !root.isList())
-    return !root.decodeError();
+  if (root.decodeError() || root.wireFaults() != 0 || !root.isList())
+    return !root.decodeError() && root.wireFaults() == 0;
   std::array<std::span<const CHSecsItem>, CHSecsItem::kMaxDepth> levels; // what is left of each
   levels[0] = root.children();
   for (size_t depth = 1; depth > 0;) {
@@ -164,7 +187,7 @@ bool ReadsBackAsItIs(const CHSecsItem &root) {
     }
     const CHSecsItem &item = rest.front();
     rest = rest.subspan(1);
-    if (!item.hasData() || item.decodeError())
+    if (!item.hasData() || item.decodeError() || item.wireFaults() != 0)
       return false;
     if (!item.isList())
       continue;
@@ -199,7 +222,21 @@ size_t EncodedLength(ByteView bytes, uint64_t count) {
 size_t DecodeItem(CHSecsItem &item, ByteView bytes) {
   item.clear();
   item.setDecodeError(false);
-  return Decoder(bytes).decode(item, bytes, 1);
+  Decoder decoder(bytes);
+  const size_t consumed = decoder.decode(item, bytes, 1);
+  if (decoder.foundFaults())
+    item.addWireFault(WireFaultBelow);
+  return consumed;
+}
+
+// The root knows of any: nothing is looked through that came as it should.
+bool isMalformed(const CHSecsItem &root) {
+  bool malformed = false;
+  if (root.wireFaults() != 0)
+    forEachItem(root, [&malformed](const CHSecsItem &item) {
+      malformed = malformed || (item.wireFaults() & ~WireFaultBelow) != 0;
+    });
+  return malformed;
 }
 
 } // namespace velto

@@ -30,8 +30,8 @@ inline size_t EncodedLeafSize(const CHSecsItem &item) {
 /// length that three length bytes cannot state.
 std::optional<size_t> EncodedItemSize(const CHSecsItem &root);
 
-/// Whether the encoded item decodes to just what it is: each item of a list has data, and none is
-/// deeper than what is decoded.
+/// Whether the encoded item decodes to just what it is: each item of a list has data, none is
+/// deeper than what is decoded, and none came malformed.
 bool ReadsBackAsItIs(const CHSecsItem &root);
 
 /// Writes the item and all below it (SEMI E5 9.2) to `out`, which has room for EncodedItemSize()
@@ -44,8 +44,13 @@ size_t EncodeItem(const CHSecsItem &root, uint8_t *out);
 /// Any bytes decode: where a length runs past the input, what is there is kept and the item's
 /// decodeError is set; so it is for a list deeper than CHSecsItem::kMaxDepth, whose children are
 /// left out. Children that a list announces beyond the input are made without data, at most one
-/// per input byte and 65,536.
+/// per input byte and 65,536. What was malformed though it could be read is noted in the item, and
+/// in `item` that there is something below it.
 size_t DecodeItem(CHSecsItem &item, ByteView bytes);
+
+/// Whether any item of a decoded body came malformed (WireFault). What was built here, or took the
+/// place of what came, is not.
+bool isMalformed(const CHSecsItem &root);
 
 /// Bytes that `count` encoded items at the front of `bytes` take, at most all of them.
 size_t EncodedLength(ByteView bytes, uint64_t count);

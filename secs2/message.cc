@@ -153,7 +153,9 @@ bool CHSecsMessage::Decode(ByteView bytes, uint32_t length) {
   if (bytes.size() < CHSecsHeader::kSize)
     return false;
   DecodeHeader(header, bytes.first<CHSecsHeader::kSize>(), length);
-  DecodeItem(root, bytes.subspan(CHSecsHeader::kSize));
+  const ByteView body = bytes.subspan(CHSecsHeader::kSize);
+  if (DecodeItem(root, body) < body.size())
+    root.addWireFault(WireFaultBehind);
   return true;
 }
 

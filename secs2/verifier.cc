@@ -1,5 +1,6 @@
 #include "secs2/verifier.h"
 
+#include "secs2/item_codec.h"
 #include "secs2/structure.h"
 
 #include <array>
@@ -144,7 +145,8 @@ VeltoSecsIIVerification CHSecsVerifier::check(const MessageRow &row) {
     return VerificationWBit;
   if (row.side != Side::Both && (row.side == Side::Equipment) != isEquipmentSide)
     return VerificationWrongDirection;
-  if (!parsed(row, isEquipmentSide).structure.matches(message.root, message.node)) {
+  if (!parsed(row, isEquipmentSide).structure.matches(message.root, message.node) ||
+      isMalformed(message.root)) {
     if (row.refusal[0].empty())
       return VerificationIncorrect;
     refuse(row.refusal);

@@ -13,7 +13,7 @@ namespace velto {
 enum VeltoSecsIIVerification : uint16_t {
   VerificationCorrect = 0,
   VerificationUserDefined = 1,
-  VerificationIncorrect = 2,         ///< the body has not the standard's structure
+  VerificationIncorrect = 2, ///< the body has not the standard's structure, or came malformed
   VerificationIncorrectAndReply = 3, ///< so, and the message has a reply of its own for it
   VerificationNoWBit = 4,
   VerificationWBit = 5,

@@ -73,7 +73,7 @@ constexpr MessageRow kRows[] = {
     primary(2, 35, Equipment, "{<a'@DATAID'> {{<a'@CEID'> {<a'@RPTID'>...}}...}}",
             "Link Event Report", {"0"}, {.refusal = {"2"}}),
     reply(2, 36, Host, "<a'@ACK'>", "Link Event Report Acknowledge", "s2f36<b %u>"),
-    primary(2, 37, Equipment, "{<bool> {<a'@CEID'>...}}", "Enable/Disable Event Report", {"0"}),
+    primary(2, 37, Equipment, "{<bool 0> {<a'@CEID'>...}}", "Enable/Disable Event Report", {"0"}),
     reply(2, 38, Host, "<a'@ACK'>", "Enable/Disable Event Report Acknowledge", "s2f38<b %u>"),
     primary(2, 39, Equipment, "{<a'@DATAID'> <a'i*|u*'>}", "Multi-Block Inquire", {"0"}),
     reply(2, 40, Host, "<b>", "Multi-Block Grant", "s2f40<b %u>"),

@@ -99,7 +99,7 @@ TEST(Verifier, MatchesTemplates) {
 }
 
 // An empty item often stands for everything, and so must not be what is left of a longer one.
-TEST(Verifier, ItemsThatEndTooEarlyAreIllegal) {
+TEST(Verifier, ItemsThatAreNotWholeAreIllegal) {
   const struct {
     const char *message; ///< without the session ID
     int result;
@@ -116,12 +116,52 @@ TEST(Verifier, ItemsThatEndTooEarlyAreIllegal) {
       {"83230000000000070103a50101a50102", 2},
       {"832300000000000701020100010b", 2},
       {"822b000000000007b1040000", 0}, // S2F43W: of any body
+      // A length that is no multiple of the element size.
+      {"85030000000000070102210100b10300000b", 2},               // S5F3W
+      {"85030000000000070102210100b1050000000b00", 2},           // S5F3W
+      {"8103000000000007b10300000b", 2},                         // S1F3W
+      {"81030000000000070102b10300000bb10400000001", 2},         // S1F3W, in a list
+      {"82210000000000070102b10300000b0100", 3},                 // S2F33W
+      {"82230000000000070102b1040000000101010102a901010100", 3}, // S2F35W, deeper
+      {"822b000000000007b10300000b", 2},                         // S2F43W
+      {"83230000000000070102a501010101a90101", 2},               // S3F35W, below any list
+      {"c101000000000007b10300000b", 1},                         // S65F1W: of no structure
+      // Bytes behind the item.
+      {"85030000000000070102210100b1040000000b00", 2}, // S5F3W
+      {"8103000000000007b1040000000100", 2},           // S1F3W
+      {"82210000000000070102b10400000001010000", 3},   // S2F33W
+      {"822b000000000007010001", 2},                   // S2F43W
+      // A format code that the standard does not know.
+      {"81010000000000072d0101", 2},         // S1F1W
+      {"822b0000000000070102a50101fd00", 2}, // S2F43W
+      // CEED without a value.
+      {"8225000000000007010225000100", 2}, // S2F37W
+      {"822500000000000701022501010100", 0},
   };
   for (const auto &row : rows) {
     CHSecsVerifier slot;
     ASSERT_TRUE(slot.message.Decode(fromHex(std::string("0000") + row.message)));
     EXPECT_EQ(slot.Verify(true), row.result) << row.message;
   }
+}
+
+// What was malformed is what arrived, not what is built of it or put in its place.
+TEST(Verifier, OnlyWhatArrivedIsMalformed) {
+  CHSecsVerifier slot;
+  ASSERT_TRUE(slot.message.Decode(fromHex("000085030000000000070102210100b10300000b")));
+  EXPECT_EQ(slot.Verify(true), VerificationIncorrect);
+  CHSecsVerifier copy;
+  copy.message.header = slot.message.header;
+  copy.message.root = slot.message.root.clone();
+  EXPECT_EQ(copy.Verify(true), VerificationIncorrect);
+  EXPECT_FALSE(ReadsBackAsItIs(copy.message.root));
+  Bytes bytes;
+  ASSERT_TRUE(copy.message.Encode(bytes));
+  ASSERT_TRUE(copy.message.Decode(bytes));
+  EXPECT_EQ(copy.Verify(true), VerificationCorrect) << "the odd bytes are gone";
+  slot.message.node = "2";
+  ASSERT_TRUE(slot.message.SetFromSml("<i4 11>"));
+  EXPECT_EQ(slot.Verify(true), VerificationCorrect);
 }
 
 TEST(Verifier, ControlMessagesSuggestTheirResponse) {
