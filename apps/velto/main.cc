@@ -1,3 +1,4 @@
+#include "apps/velto/console/visible_output.h"
 #include "apps/velto/container/container_command.h"
 #include "apps/velto/demo/demo_command.h"
 #include "apps/velto/describe/describe_command.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <iostream>
+#include <optional>
 #include <unistd.h>
 
 namespace velto {
@@ -63,6 +65,11 @@ int run(std::string_view name, const CommandArguments &arguments) {
 
 int runProgram(const std::vector<std::string> &arguments) {
   openStandardStreams();
+  // What is written to a file or to another program stays as it is, so that it can be read back.
+  std::optional<VisibleOutput> out;
+  if (isatty(STDOUT_FILENO) != 0)
+    out.emplace(std::cout);
+  const VisibleOutput err(std::cerr);
   if (arguments.empty())
     return usage(std::cerr, kExitUsage);
   const std::string &name = arguments.front();

@@ -1,6 +1,6 @@
 // The full-screen front end without a terminal: keys in, pictures out.
+#include "apps/velto/console/glyph.h"
 #include "apps/velto/screen/box_window.h"
-#include "apps/velto/screen/glyph.h"
 #include "apps/velto/screen/held_output.h"
 #include "apps/velto/screen/recent_lines.h"
 #include "apps/velto/screen/scroll_pane.h"

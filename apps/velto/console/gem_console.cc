@@ -1,5 +1,6 @@
 #include "apps/velto/console/gem_console.h"
 
+#include "apps/velto/console/literal.h"
 #include "base/date_time.h"
 #include "base/text.h"
 #include "secs2/message_table.h"
@@ -101,11 +102,11 @@ void GemConsole::message(const CVeltoGemCtrl &control, bool received) {
   const std::string header = sml.substr(0, end);
   const std::string name = standardName(control);
   if (style_ == Style::Json)
-    return printObject(received ? "received" : "sent",
-                       {{"message", header},
-                        {"name", name},
-                        {"system_bytes", int64_t{static_cast<uint32_t>(control.SystemBytes())}},
-                        {"sml", sml}});
+    return print(object(received ? "received" : "sent",
+                        {{"message", header},
+                         {"name", name},
+                         {"system_bytes", int64_t{static_cast<uint32_t>(control.SystemBytes())}},
+                         {"sml", sml}}));
   const std::string_view body = std::string_view(sml).substr(end);
   print(stamp() + (received ? "<-- " : "--> ") + header + (name.empty() ? "" : "  " + name) +
         indented(body.substr(0, body.find_last_not_of('\n') + 1)));
@@ -114,37 +115,43 @@ void GemConsole::message(const CVeltoGemCtrl &control, bool received) {
 void GemConsole::event(std::string_view name, const std::string &text,
                        const std::vector<Field> &fields) {
   if (style_ == Style::Json)
-    printObject(name, fields);
+    print(object(name, fields));
   else if (style_ == Style::Text)
     print(stamp() + text);
 }
 
 void GemConsole::problem(const std::string &text, int64_t code) {
   if (style_ == Style::Json)
-    printObject("problem", {{"code", code}, {"text", text}});
+    print(object("problem", {{"code", code}, {"text", text}}));
   else
     print(stamp() + "problem: " + text);
 }
 
 void GemConsole::plain(const std::string &text) {
   if (style_ == Style::Json)
-    printObject("output", {{"text", text}});
+    print(object("output", {{"text", text}}));
   else if (style_ == Style::Text)
     print(text);
 }
 
-void GemConsole::printObject(std::string_view event, const std::vector<Field> &fields) {
+std::string GemConsole::leftOut(uint64_t lines) const {
+  const std::string number = std::to_string(lines);
+  return style_ == Style::Json ? object("left_out", {{"lines", static_cast<int64_t>(lines)}}) + '\n'
+                               : stamp() + number + " lines of output were left out\n";
+}
+
+std::string GemConsole::object(std::string_view event, const std::vector<Field> &fields) const {
   std::string line = "{\"time\":\"" + isoTime(clock_.localTime()) + "\",\"event\":";
   line += jsonText(event);
   for (const Field &field : fields)
     line += ',' + jsonText(field.name) + ':' + std::visit(JsonValue{}, field.value);
-  print(line + '}');
+  return line + '}';
 }
 
 void GemConsole::print(std::string_view text) {
   if (!prompt_.empty())
     out_ << "\r\x1b[K"; // clears the terminal's line, which holds the prompt
-  out_ << text << '\n' << prompt_;
+  out_ << visibleText(text) << '\n' << prompt_;
   out_.flush();
 }
 

@@ -49,6 +49,9 @@ public:
   /// Prints lines without a time, such as the results of a script.
   void plain(const std::string &text);
 
+  /// The line that tells how many lines a QueuedOutput has left out.
+  std::string leftOut(uint64_t lines) const;
+
   /// Shows a prompt. It stays below whatever is printed, until promptUsed() is called.
   void showPrompt(std::string prompt);
   void promptUsed() { prompt_.clear(); }
@@ -56,7 +59,7 @@ public:
 private:
   void message(const CVeltoGemCtrl &control, bool received);
   void print(std::string_view text);
-  void printObject(std::string_view event, const std::vector<Field> &fields);
+  std::string object(std::string_view event, const std::vector<Field> &fields) const;
   std::string stamp() const;
 
   const Clock &clock_;

@@ -1,5 +1,7 @@
 #include "apps/velto/console/literal.h"
 
+#include "apps/velto/console/glyph.h"
+
 #include <charconv>
 
 namespace velto {
@@ -85,6 +87,29 @@ std::optional<std::string> unquotedText(std::string_view inside, std::string &pr
     }
   }
   return text;
+}
+
+// Bytes from 0x80 to 0x9f, alone or as the characters U+0080 to U+009F, control a terminal too;
+// they are the ones of two bytes that are drawn as a question mark.
+std::string visibleText(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const Glyph glyph = firstGlyph(text);
+    const std::string_view character = text.substr(0, glyph.bytes);
+    const auto byte = static_cast<unsigned char>(character[0]);
+    const bool lineEnd = byte == '\n' || byte == '\t' || text.starts_with("\r\n");
+    const bool shown =
+        glyph.bytes == 1 ? lineEnd || (byte >= 0x20 && byte < 0x7f) : glyph.code != U'?';
+    for (const char c : character) {
+      if (shown)
+        out += c;
+      else
+        appendQuotedByte(out, c);
+    }
+    text.remove_prefix(character.size());
+  }
+  return out;
 }
 
 std::string oneLine(std::string_view text) {

@@ -18,6 +18,10 @@ std::string toLiteral(const Variant &value);
 /// one of \r \n \t \" \\ \xHH; `problem` then says which one.
 std::optional<std::string> unquotedText(std::string_view inside, std::string &problem);
 
+/// Text as a terminal may get it: line ends, tabs and printable characters, UTF-8 among them, stay;
+/// any other byte becomes \r or \xHH. (A carriage return in front of a line feed is a line end.)
+std::string visibleText(std::string_view text);
+
 /// Text on one line: carriage returns and line feeds become \r and \n, all else stays as it is.
 std::string oneLine(std::string_view text);
 

@@ -5,12 +5,23 @@
 
 namespace velto {
 
+namespace {
+
+bool isIgnored(int signal) {
+  struct sigaction action {};
+  sigaction(signal, nullptr, &action);
+  return action.sa_handler == SIG_IGN;
+}
+
+} // namespace
+
 LoopSignals::LoopSignals(EventLoop &loop, std::initializer_list<int> signals,
                          std::function<void(int signal)> onSignal) {
   sigset_t set;
   sigemptyset(&set);
   for (const int signal : signals)
-    sigaddset(&set, signal);
+    if (signal != SIGHUP || !isIgnored(signal))
+      sigaddset(&set, signal);
   sigprocmask(SIG_BLOCK, &set, &before_);
   fd_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
   watch_ = std::make_unique<DescriptorWatch>(loop, fd_, DescriptorWatch::kReadable,

@@ -13,6 +13,7 @@ namespace velto {
 /// same signal, only one of them gets it.
 class LoopSignals {
 public:
+  /// A SIGHUP that the caller has told the program to ignore (nohup) stays ignored.
   LoopSignals(EventLoop &loop, std::initializer_list<int> signals,
               std::function<void(int signal)> onSignal);
   /// Signals that arrived and were not delivered yet are dropped.
@@ -28,7 +29,8 @@ private:
   std::unique_ptr<DescriptorWatch> watch_;
 };
 
-/// The signals that ask a program to end: SIGINT (Ctrl-C) and SIGTERM.
-inline constexpr std::initializer_list<int> kStopSignals = {SIGINT, SIGTERM};
+/// The signals that ask a program to end: SIGINT (Ctrl-C), SIGTERM, and SIGHUP when its terminal is
+/// gone.
+inline constexpr std::initializer_list<int> kStopSignals = {SIGINT, SIGTERM, SIGHUP};
 
 } // namespace velto

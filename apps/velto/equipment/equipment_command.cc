@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/gem_console.h"
 #include "apps/velto/console/loop_signals.h"
+#include "apps/velto/console/queued_output.h"
 #include "apps/velto/equipment/watch_view.h"
 #include "apps/velto/model_text/model_file.h"
 #include "apps/velto/model_text/model_text.h"
@@ -23,7 +24,8 @@ constexpr const char *kUsage =
     "usage: velto equipment [INI] [--data FILE] [--keep FILE.kel] [--port N] [--script FILE]\n"
     "                       [--quiet | --json | --watch]\n\n"
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens\n"
-    "until Ctrl-C ends it (or SIGTERM). Then it separates from the host and saves its model.\n\n"
+    "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it\n"
+    "separates from the host and saves its model.\n\n"
     "  INI            settings file: device ID, port, times, log (default ./Velto.ini)\n"
     "  --data FILE    the equipment: variables, reports, events, alarms. A model data file\n"
     "                 FILE.kel, or a text FILE.model which people write (default\n"
@@ -97,6 +99,12 @@ public:
   }
 
   int run() {
+    const int status = work();
+    return output_.finish() ? status : kExitFailed;
+  }
+
+private:
+  int work() {
     if (!load() || !listen())
       return kExitFailed;
     if (options_.watch)
@@ -118,7 +126,6 @@ public:
     return saved && !script_.failed() ? kExitDone : kExitFailed;
   }
 
-private:
   static bool fail(const std::string &problem) {
     std::cerr << "velto: " << problem << '\n';
     return false;
@@ -200,6 +207,8 @@ private:
 
   const Options &options_;
   EventLoop loop_;
+  QueuedOutput output_{loop_, [this] { script_.quit(); },
+                       [this](uint64_t lines) { return console_.leftOut(lines); }};
   CVeltoGemCtrl control_{loop_};
   RecentLines recent_;
   std::ostream recentStream_{&recent_};

@@ -1,6 +1,6 @@
 #include "apps/velto/equipment/watch_view.h"
 
-#include "apps/velto/screen/glyph.h"
+#include "apps/velto/console/glyph.h"
 #include "gem/engine/gem.h"
 
 #include <algorithm>

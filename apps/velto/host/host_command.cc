@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/line_reader.h"
 #include "apps/velto/console/loop_signals.h"
+#include "apps/velto/console/queued_output.h"
 #include "apps/velto/host/host_prompt.h"
 #include "apps/velto/model_text/model_file.h"
 #include "platform/tcp_socket.h"
@@ -46,6 +47,12 @@ public:
   }
 
   int run() {
+    const int status = work();
+    return output_.finish() ? status : kExitFailed;
+  }
+
+private:
+  int work() {
     std::optional<std::string> source;
     if (!script_.empty() && !(source = systemFiles().read(script_))) {
       std::cerr << "velto: " << script_ << ": cannot be read\n";
@@ -57,7 +64,6 @@ public:
     return status;
   }
 
-private:
   int runScript(std::string_view source) {
     for (int line = 1; !source.empty() && !host_.stopped() && !commands_.ended(); ++line) {
       const size_t end = std::min(source.find('\n'), source.size());
@@ -93,6 +99,8 @@ private:
 
   const std::string &script_;
   EventLoop loop_;
+  QueuedOutput output_{loop_, [this] { host_.stop(); },
+                       [this](uint64_t lines) { return console_.leftOut(lines); }};
   GemConsole console_{loop_.clock(), std::cout};
   GemHost host_;
   HostPrompt commands_{host_, console_};

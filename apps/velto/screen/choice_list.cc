@@ -1,4 +1,4 @@
-#include "apps/velto/screen/glyph.h"
+#include "apps/velto/console/glyph.h"
 #include "apps/velto/screen/page_pane.h"
 #include "apps/velto/screen/window.h"
 #include "base/text.h"

@@ -1,6 +1,6 @@
 #include "apps/velto/screen/page_pane.h"
 
-#include "apps/velto/screen/glyph.h"
+#include "apps/velto/console/glyph.h"
 #include "base/text.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "apps/velto/screen/screen.h"
 
-#include "apps/velto/screen/glyph.h"
+#include "apps/velto/console/glyph.h"
 
 #include <algorithm>
 

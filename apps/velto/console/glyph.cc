@@ -1,4 +1,4 @@
-#include "apps/velto/screen/glyph.h"
+#include "apps/velto/console/glyph.h"
 
 #include <algorithm>
 #include <iterator>
