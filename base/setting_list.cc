@@ -9,7 +9,7 @@ constexpr size_t kTextLimit = 255;
 } // namespace
 
 void SettingList::load(const IniText &ini) const {
-  for (const auto &[section, key, value, fallback] : settings_) {
+  for (const auto &[section, key, value, fallback, rare] : settings_) {
     if (auto *const text = std::get_if<std::string *>(&value))
       **text = ini.text(section, key, std::get<const char *>(fallback), kTextLimit);
     else if (auto *const flag = std::get_if<bool *>(&value))
@@ -20,7 +20,10 @@ void SettingList::load(const IniText &ini) const {
 }
 
 void SettingList::store(IniText &ini) const {
-  for (const auto &[section, key, value, fallback] : settings_) {
+  for (const auto &[section, key, value, fallback, rare] : settings_) {
+    if (rare && !ini.has(section, key) &&
+        *std::get<int32_t *>(value) == std::get<int32_t>(fallback))
+      continue;
     if (auto *const text = std::get_if<std::string *>(&value))
       ini.setText(section, key, **text);
     else if (auto *const flag = std::get_if<bool *>(&value))

@@ -16,6 +16,11 @@ public:
   /// The settings that follow stand in this section.
   void section(const char *name) { section_ = name; }
   void integer(const char *key, int32_t &value, int32_t fallback) { add(key, &value, fallback); }
+  /// A number that a file states only where it differs from its default, or stands there already.
+  void rareInteger(const char *key, int32_t &value, int32_t fallback) {
+    add(key, &value, fallback);
+    settings_.back().rare = true;
+  }
   /// Stands in the file as 0 or 1; any other number reads as true.
   void flag(const char *key, bool &value, bool fallback) { add(key, &value, fallback ? 1 : 0); }
   /// Texts hold at most 255 characters.
@@ -35,6 +40,7 @@ private:
     const char *key;
     Value value;
     Fallback fallback;
+    bool rare = false;
   };
 
   void add(const char *key, Value value, Fallback fallback) {

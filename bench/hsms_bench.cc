@@ -61,7 +61,7 @@ private:
     replier->SendMessage(ipAddress, port, reply_);
   }
   void OnSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {}
-  void OnProblem(const std::string &, int32_t, LinkProblem, ByteView) override {}
+  void OnProblem(const std::string &, int32_t, const Problem &, ByteView) override {}
   void OnStateChanged(LinkState, LinkState) override {}
 
   Bytes reply_ = fromHex("00010102000000000000");

@@ -40,11 +40,14 @@ void CVeltoGemCtrl::OnConnectionStateChanged(int16_t next, int16_t previous) {
 }
 
 // A reply time-out also ends the reply that the host may be composing.
-void CVeltoGemCtrl::OnProblem(LinkProblem problem) {
-  if (problem == LinkProblem::T3)
+void CVeltoGemCtrl::OnProblem(const Problem &problem) {
+  if (problem.code == LinkProblem::T3)
     selection_.reply = false;
   const int number = gemProblemNumber(problem);
-  onProblem.raise(static_cast<int16_t>(number), std::string("Error : ") + gemErrorText(number));
+  std::string text = "Error : " + gemErrorText(number);
+  if (!problem.text.empty())
+    text += ' ' + problem.text;
+  onProblem.raise(static_cast<int16_t>(number), std::move(text));
 }
 
 // During the event the current message is that of `slot`; afterwards the host's choice is back.
@@ -168,6 +171,11 @@ void CVeltoGemCtrl::SetPhysicalConnection(bool open) {
 }
 
 void CVeltoGemCtrl::SetUnusedTime(int32_t) { setModified(); }
+
+void CVeltoGemCtrl::setKeepAlive(int32_t KeepAlive::*part, int32_t value) {
+  engine_->physical().settings().keepAlive.*part = std::max(value, 0);
+  setModified();
+}
 
 void CVeltoGemCtrl::setTime(int32_t &milliseconds, int32_t seconds) {
   milliseconds = secondsToMs(seconds);

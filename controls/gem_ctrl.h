@@ -49,6 +49,25 @@ public:
   void SetT7(int32_t seconds) { setTime(engine_->physical().settings().t7, seconds); }
   int32_t T8() const { return engine_->physical().settings().t8 / 1000; }
   void SetT8(int32_t seconds) { setTime(engine_->physical().settings().t8, seconds); }
+  /// Silence on the selected link after which it is tested (SEMI E37 7.8); 0: never. While it is
+  /// on, a control message that is not answered within T6 closes the link, and a second Select.req
+  /// has the selected partner tested.
+  int32_t LinktestInterval() const {
+    return engine_->physical().settings().linktestInterval / 1000;
+  }
+  void SetLinktestInterval(int32_t seconds) {
+    setTime(engine_->physical().settings().linktestInterval, seconds);
+  }
+  // How a partner that is gone without a word is noticed, from the next opening on; in seconds, 0:
+  // as the system is set, negative ones become 0.
+  int32_t KeepAliveIdle() const { return keepAlive().idle; }
+  void SetKeepAliveIdle(int32_t seconds) { setKeepAlive(&KeepAlive::idle, seconds); }
+  int32_t KeepAliveInterval() const { return keepAlive().interval; }
+  void SetKeepAliveInterval(int32_t seconds) { setKeepAlive(&KeepAlive::interval, seconds); }
+  int32_t KeepAliveCount() const { return keepAlive().count; }
+  void SetKeepAliveCount(int32_t count) { setKeepAlive(&KeepAlive::count, count); }
+  int32_t SendTimeout() const { return keepAlive().sendTimeout; }
+  void SetSendTimeout(int32_t seconds) { setKeepAlive(&KeepAlive::sendTimeout, seconds); }
 
   // Logical connection and states.
   int32_t DeviceID() const { return engine_->logical().DeviceID(); }
@@ -233,7 +252,7 @@ private:
   void OnConnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnDisconnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnConnectionStateChanged(int16_t next, int16_t previous) override;
-  void OnProblem(LinkProblem problem) override;
+  void OnProblem(const Problem &problem) override;
   void OnReceived(const std::string &ipAddress, int32_t portNumber) override;
   void OnSent() override;
   void OnCommunicationStateChanged(int16_t next, int16_t previous) override;
@@ -243,6 +262,8 @@ private:
   void onModified() override { engine_->changed(); }
   template <typename Raise> void selected(uint8_t slot, Raise raise);
   void setTime(int32_t &milliseconds, int32_t seconds);
+  const KeepAlive &keepAlive() const { return engine_->physical().settings().keepAlive; }
+  void setKeepAlive(int32_t KeepAlive::*part, int32_t value);
 
   const CHSecsVerifier &slot() const;
   CHSecsVerifier &slot() { return const_cast<CHSecsVerifier &>(std::as_const(*this).slot()); }

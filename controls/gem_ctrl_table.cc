@@ -85,7 +85,11 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::T5, &C::SetT5>(41, "T5", "Connect separation time-out in s.", 10)
           .property<&C::T6, &C::SetT6>(42, "T6", "Control transaction time-out in s.", 5)
           .property<&C::T7, &C::SetT7>(43, "T7", "Not-selected time-out in s.", 10)
-          .property<&C::T8, &C::SetT8>(44, "T8", "Inter-character time-out in s.", 5)
+          .property<&C::T8, &C::SetT8>(44, "T8", "Inter-character time-out in s; 0: never.", 5)
+          .property<&C::LinktestInterval, &C::SetLinktestInterval>(
+              220, "LinktestInterval",
+              "Silence in s after which the link is tested; T6 then closes it. 0: never.", 0)
+          .keepAlive()
           .readOnly<&C::VIDCount>(45, "VIDCount", "Number of variables.")
           .property<&C::Verification, &C::SetVerification>(
               46, "Verification",

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controls/component/member_table.h"
+#include "platform/tcp_socket.h"
 
 namespace velto {
 
@@ -81,6 +82,24 @@ public:
   Self &server(int id) {
     return Base::template property<&C::Server, &C::SetServer>(
         id, "Server", "Passive entity. Cannot be changed while Connect is true.", false);
+  }
+  /// How a remote end that is gone without a word is noticed; the same ids everywhere.
+  Self &keepAlive() {
+    const KeepAlive normal;
+    return Base::template property<&C::KeepAliveIdle, &C::SetKeepAliveIdle>(
+               221, "KeepAliveIdle",
+               "Silence in s before a connection is probed; 0: as the system is set.", normal.idle)
+        .template property<&C::KeepAliveInterval, &C::SetKeepAliveInterval>(
+            222, "KeepAliveInterval", "Seconds between probes; 0: as the system is set.",
+            normal.interval)
+        .template property<&C::KeepAliveCount, &C::SetKeepAliveCount>(
+            223, "KeepAliveCount",
+            "Probes without an answer after which a connection ends; 0: as the system is set.",
+            normal.count)
+        .template property<&C::SendTimeout, &C::SetSendTimeout>(
+            224, "SendTimeout",
+            "Seconds that sent data may stay unacknowledged; 0: as the system is set.",
+            normal.sendTimeout);
   }
   Self &tcpConnect(int id) {
     return Base::template property<&C::Connect, &C::SetConnect>(

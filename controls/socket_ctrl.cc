@@ -27,6 +27,7 @@ const MemberTable &CVeltoSocketCtrl::table() {
           .server(5)
           .iniFileName(6)
           .iniSection(7)
+          .keepAlive()
           .tcpConnect(1)
           .disconnect(8)
           .method<&C::Send>(9, "Send", {"lpszHexData"},

@@ -2,6 +2,9 @@
 
 #include "base/text.h"
 
+#include <algorithm>
+#include <array>
+
 namespace velto {
 
 TcpControl::TcpControl(const ControlSite &site, std::string section)
@@ -14,12 +17,26 @@ void TcpControl::makeEngine() {
     fresh->SetServerMode(engine_->ServerMode());
     fresh->SetMyPortNumber(engine_->MyPortNumber());
     fresh->SetMaxLength(engine_->MaxLength());
+    fresh->SetKeepAlive(engine_->keepAlive());
     fresh->SetPortNumber(engine_->PortNumber());
     fresh->SetIPAddress(engine_->IPAddress());
   }
   fresh->SetSink(this);
   engine_ = Handle<CHHsmsConnection>(std::move(fresh));
   ++engineCount_;
+}
+
+void TcpControl::setKeepAlive(int32_t KeepAlive::*part, int32_t value) {
+  KeepAlive settings = engine_->keepAlive();
+  settings.*part = std::max(value, 0);
+  engine_->SetKeepAlive(settings);
+  setModified();
+}
+
+std::span<const char *const> TcpControl::rareIniKeys() const {
+  static constexpr std::array kKeys{"KeepAliveIdle", "KeepAliveInterval", "KeepAliveCount",
+                                    "SendTimeout"};
+  return kKeys;
 }
 
 void TcpControl::SetConnect(bool connect) {

@@ -30,6 +30,17 @@ public:
   /// Has no effect while Connect is true.
   void SetServer(bool server);
 
+  // How a remote end that is gone without a word is noticed, from the next opening on; in seconds,
+  // 0: as the system is set, negative ones become 0.
+  int32_t KeepAliveIdle() const { return engine_->keepAlive().idle; }
+  void SetKeepAliveIdle(int32_t seconds) { setKeepAlive(&KeepAlive::idle, seconds); }
+  int32_t KeepAliveInterval() const { return engine_->keepAlive().interval; }
+  void SetKeepAliveInterval(int32_t seconds) { setKeepAlive(&KeepAlive::interval, seconds); }
+  int32_t KeepAliveCount() const { return engine_->keepAlive().count; }
+  void SetKeepAliveCount(int32_t count) { setKeepAlive(&KeepAlive::count, count); }
+  int32_t SendTimeout() const { return engine_->keepAlive().sendTimeout; }
+  void SetSendTimeout(int32_t seconds) { setKeepAlive(&KeepAlive::sendTimeout, seconds); }
+
   /// Closes a listener's peer; false when there is none of that address.
   bool Disconnect(const std::string &ipAddress, int32_t portNumber);
 
@@ -69,8 +80,11 @@ protected:
   void makeEngine();
   CHHsmsConnection &engine() const { return *engine_; }
   void prepareLoad() override;
+  std::span<const char *const> rareIniKeys() const override;
 
 private:
+  void setKeepAlive(int32_t KeepAlive::*part, int32_t value);
+
   Handle<CHHsmsConnection> engine_;
   bool connect_ = false;
   uint32_t engineCount_ = 0; // tells an engine from the one that took its place

@@ -1,5 +1,7 @@
 #include "gem/gem_problem.h"
 
+#include "platform/socket_error.h"
+
 #include <algorithm>
 #include <array>
 
@@ -34,14 +36,19 @@ constexpr std::array kRows{
 
 } // namespace
 
-int gemProblemNumber(LinkProblem problem) {
-  const auto *row = std::ranges::find(kRows, problem, &Row::problem);
+int gemProblemNumber(const Problem &problem) {
+  if (problem.code == LinkProblem::System)
+    return problem.number;
+  const auto *row = std::ranges::find(kRows, problem.code, &Row::problem);
   return row == kRows.end() ? 0 : row->number;
 }
 
-const char *gemErrorText(int number) {
+std::string gemErrorText(int number) {
   const auto *row = std::ranges::find(kRows, number, &Row::number);
-  return row == kRows.end() ? "Unknown Error" : row->text;
+  if (row != kRows.end())
+    return row->text;
+  const bool isOwn = number <= ErrorGemHsmsT5Timeout || socketErrorNumber(number) != number;
+  return isOwn ? "Unknown Error" : socketErrorText(number);
 }
 
 } // namespace velto

@@ -2,6 +2,8 @@
 
 #include "transport/link/problem.h"
 
+#include <string>
+
 namespace velto {
 
 /// The numbers by which the Gem control reports problems.
@@ -21,9 +23,10 @@ enum VeltoGemError : int {
   ErrorGemHsmsT5Timeout = 13,
 };
 
-/// The number of a problem; 0 for one that has none.
-int gemProblemNumber(LinkProblem problem);
+/// The number of a problem; that of the platform for its own (see platform/socket_error.h), 0 for
+/// one that has none.
+int gemProblemNumber(const Problem &problem);
 /// The text of a number.
-const char *gemErrorText(int number);
+std::string gemErrorText(int number);
 
 } // namespace velto

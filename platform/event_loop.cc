@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <iterator>
 #include <limits>
 #include <sys/epoll.h>
@@ -314,7 +315,8 @@ DescriptorWatch::DescriptorWatch(EventLoop &loop, int fd, unsigned events,
   epoll_event event{};
   event.events = toEpoll(events);
   event.data.u64 = (static_cast<uint64_t>(slot.generation) << 32) | slot_;
-  epoll_ctl(loop.epoll_, EPOLL_CTL_ADD, fd, &event);
+  if (epoll_ctl(loop.epoll_, EPOLL_CTL_ADD, fd, &event) != 0)
+    error_ = errno;
 }
 
 DescriptorWatch::~DescriptorWatch() {

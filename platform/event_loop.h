@@ -117,10 +117,14 @@ public:
   DescriptorWatch &operator=(const DescriptorWatch &) = delete;
 
   void setEvents(unsigned events);
+  /// An `errno` value when the platform refuses the watch (it has a limit of them); the handler is
+  /// then never called. 0: all is well.
+  int error() const { return error_; }
 
 private:
   EventLoop &loop_;
   uint32_t slot_;
+  int error_ = 0;
   unsigned events_;
 };
 

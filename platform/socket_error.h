@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 namespace velto {
 
 /// The socket error numbers that the controls report (`VeltoSocketError`).
@@ -25,5 +27,7 @@ enum SocketError : int {
 
 /// The number reported for an `errno` value; one without a number of its own passes unchanged.
 int socketErrorNumber(int errnoValue);
+/// The platform's words for such a number.
+std::string socketErrorText(int number);
 
 } // namespace velto

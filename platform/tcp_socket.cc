@@ -25,9 +25,8 @@ std::string dotted(const in_addr &address) {
 
 int result(int returned) { return returned == 0 ? 0 : errno; }
 
-int setOption(int fd, int level, int option) {
-  const int on = 1;
-  return result(setsockopt(fd, level, option, &on, sizeof on));
+int setOption(int fd, int level, int option, int value = 1) {
+  return result(setsockopt(fd, level, option, &value, sizeof value));
 }
 
 /// Whether a socket is connected to itself: TCP lets it be when nobody listens on the port that the
@@ -103,6 +102,20 @@ int TcpSocket::create(uint16_t localPort, bool reuseAddress) {
 }
 
 int TcpSocket::listen(int backlog) { return result(::listen(fd_, backlog)); }
+
+// The platform turns away what is beyond its own limits, and stays as it was set.
+void TcpSocket::setKeepAlive(const KeepAlive &settings) {
+  constexpr int32_t kMostSeconds = 32'767;
+  constexpr int32_t kMostProbes = 127;
+  const auto set = [this](int option, int32_t value, int32_t most, int unit = 1) {
+    if (value > 0)
+      setOption(fd_, IPPROTO_TCP, option, std::min(value, most) * unit);
+  };
+  set(TCP_KEEPIDLE, settings.idle, kMostSeconds);
+  set(TCP_KEEPINTVL, settings.interval, kMostSeconds);
+  set(TCP_KEEPCNT, settings.count, kMostProbes);
+  set(TCP_USER_TIMEOUT, settings.sendTimeout, kMostSeconds, 1000);
+}
 
 int TcpSocket::connect(const std::string &ipAddress, uint16_t port) {
   sockaddr_in address{};

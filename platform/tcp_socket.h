@@ -2,6 +2,7 @@
 
 #include "base/bytes.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -18,6 +19,17 @@ std::string resolveHost(const std::string &hostName);
 /// looks up.
 std::string statedAddress(const std::string &text);
 
+/// How a connection whose remote end is gone without a word is noticed; seconds, 0: as the system
+/// is set (hours, most often).
+struct KeepAlive {
+  int32_t idle = 10;        ///< silence before the first probe
+  int32_t interval = 5;     ///< between probes
+  int32_t count = 3;        ///< of probes without an answer
+  int32_t sendTimeout = 30; ///< how long data that was sent may stay unacknowledged
+
+  friend bool operator==(const KeepAlive &, const KeepAlive &) = default;
+};
+
 /// A non-blocking IPv4 stream socket. Results are `errno` values, 0 for success.
 class TcpSocket {
 public:
@@ -33,6 +45,8 @@ public:
   /// first; stays closed when it fails.
   int create(uint16_t localPort, bool reuseAddress);
   int listen(int backlog);
+  /// Sets the probes of a connection; accepted ones have those of their listener.
+  void setKeepAlive(const KeepAlive &settings);
   /// 0 when connected at once, EINPROGRESS while connecting.
   int connect(const std::string &ipAddress, uint16_t port);
   /// The outcome of a connect that was in progress; ECONNREFUSED when the socket met itself.

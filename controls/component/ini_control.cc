@@ -26,28 +26,43 @@ bool IniControl::LoadIniFile() {
   if (!hasIniNames())
     return false;
   const IniFile file(iniFileName_, site().files);
-  for (const char *key : iniKeys()) {
-    const Variant fallback = missingSetting(key);
-    if (fallback.isText())
-      setSetting(key, file.text(iniSection_, key, fallback.toString()));
-    else if (file.has(iniSection_, key))
-      setSetting(key, file.integer(iniSection_, key, 0));
-    else
-      setSetting(key, fallback);
-  }
+  for (const auto keys : {iniKeys(), rareIniKeys()})
+    for (const char *key : keys)
+      loadKey(file, key);
   return true;
+}
+
+void IniControl::loadKey(const IniFile &file, const char *key) {
+  const Variant fallback = missingSetting(key);
+  if (fallback.isText())
+    setSetting(key, file.text(iniSection_, key, fallback.toString()));
+  else if (file.has(iniSection_, key))
+    setSetting(key, file.integer(iniSection_, key, 0));
+  else
+    setSetting(key, fallback);
 }
 
 bool IniControl::saveIniFile() {
   if (!hasIniNames())
     return false;
   IniFile file(iniFileName_, site().files);
-  for (const char *key : iniKeys()) {
-    const Variant value = setting(key);
-    file.setText(iniSection_, key,
-                 value.isText() ? value.toString() : value.as(ValueType::Int32)->text());
-  }
+  for (const char *key : iniKeys())
+    storeKey(file, key);
+  for (const char *key : rareIniKeys())
+    if (file.has(iniSection_, key) || !isDefault(key))
+      storeKey(file, key);
   return file.save();
+}
+
+void IniControl::storeKey(IniFile &file, const char *key) {
+  const Variant value = setting(key);
+  file.setText(iniSection_, key,
+               value.isText() ? value.toString() : value.as(ValueType::Int32)->text());
+}
+
+bool IniControl::isDefault(const char *key) {
+  const Member *member = members().find(key);
+  return member != nullptr && member->persisted && setting(key).text() == member->persisted->text();
 }
 
 bool IniControl::Setup(const std::string &caption) {

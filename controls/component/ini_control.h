@@ -7,6 +7,8 @@
 
 namespace velto {
 
+class IniFile;
+
 /// A control with settings that an INI file keeps and a property sheet edits. What the settings
 /// are is data: names of properties (or of values that only the sheet and the file know).
 class IniControl : public Control {
@@ -33,6 +35,8 @@ public:
 
 protected:
   virtual std::span<const char *const> iniKeys() const = 0;
+  /// Properties that an INI file states only where they differ from their default.
+  virtual std::span<const char *const> rareIniKeys() const { return {}; }
   virtual std::span<const Page> pages() const = 0;
 
   /// A setting by name: the property, unless the class knows better.
@@ -46,6 +50,9 @@ private:
   PropertySheet makeSheet(const std::string &caption);
   void applySheet(PropertySheet &sheet);
   bool saveIniFile();
+  void loadKey(const IniFile &file, const char *key);
+  void storeKey(IniFile &file, const char *key);
+  bool isDefault(const char *key);
   bool hasIniNames() const { return !iniFileName_.empty() && !iniSection_.empty(); }
 
   std::string iniFileName_ = "./Velto.ini";

@@ -1,5 +1,6 @@
 #include "gem/engine/engine.h"
 
+#include "base/text.h"
 #include "gem/gem_problem.h"
 #include "platform/ini_file.h"
 
@@ -184,12 +185,18 @@ void CHGemEngine::linkReady() {
     gem_->communication().SwitchState(gem_->data().communication.initialState);
 }
 
-void CHGemEngine::OnProblem(const std::string &, int32_t, LinkProblem problem, ByteView) {
+void CHGemEngine::OnProblem(const std::string &, int32_t, const Problem &problem, ByteView) {
   const Hold held(*this);
   reportProblem(problem);
 }
 
-void CHGemEngine::reportProblem(LinkProblem problem) {
+void CHGemEngine::OnRejected(uint32_t systemBytes) {
+  const Hold held(*this);
+  held.logical->endRejected(systemBytes);
+  ticker_.arm();
+}
+
+void CHGemEngine::reportProblem(const Problem &problem) {
   if (ended_)
     return;
   record().problem(static_cast<int16_t>(gemProblemNumber(problem)), physical_.settings().ipAddress,
@@ -202,7 +209,8 @@ void CHGemEngine::reportProblem(LinkProblem problem) {
 void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
   const Hold held(*this);
   logical_->OnProblem(LinkProblem::T3, primary);
-  reportProblem(LinkProblem::T3);
+  reportProblem({LinkProblem::T3, formatText("S%dF%d, system bytes %08X", primary.stream(),
+                                             primary.function(), primary.systemBytes)});
 }
 
 void CHGemEngine::reportCommunicationState(uint8_t next, uint8_t previous) {
@@ -229,7 +237,7 @@ void CHGemEngine::reportVariable(uint32_t vid) {
 // again.
 void CHGemEngine::Tick() {
   if (physical_.Poll())
-    reportProblem(LinkProblem::T5);
+    reportProblem({LinkProblem::T5});
   endFailedAttempt();
   noticeLostLink();
   if (ended_)

@@ -112,8 +112,10 @@ private:
                   bool storeOnly) override;
   void OnSent(const std::string &ipAddress, int32_t portNumber, const CHSecsHeader &header,
               ByteView body) override;
-  void OnProblem(const std::string &ipAddress, int32_t portNumber, LinkProblem problem,
+  void OnProblem(const std::string &ipAddress, int32_t portNumber, const Problem &problem,
                  ByteView data) override;
+  bool awaitsReply() const override { return logical_->OpenTransactionCount() != 0; }
+  void OnRejected(uint32_t systemBytes) override;
   void OnStateChanged(LinkState next, LinkState previous) override;
   // LogicalConnectionOwner
   bool transmit(const CHSecsMessage &message) override;
@@ -129,7 +131,7 @@ private:
   LinkLog record() const;
   bool logsMessages() const { return logEnabled && logCommunication; }
   void reportConnection(const std::string &ipAddress, int32_t portNumber, bool connected);
-  void reportProblem(LinkProblem problem);
+  void reportProblem(const Problem &problem);
   void reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root);
   void linkReady();
   void endFailedAttempt();

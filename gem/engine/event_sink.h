@@ -17,7 +17,7 @@ public:
   virtual void OnDisconnected(const std::string &ipAddress, int32_t portNumber) = 0;
   /// States of the link: 0 not connected, 1 not selected, 2 selected.
   virtual void OnConnectionStateChanged(int16_t next, int16_t previous) = 0;
-  virtual void OnProblem(LinkProblem problem) = 0;
+  virtual void OnProblem(const Problem &problem) = 0;
   /// A message stands in the received slot.
   virtual void OnReceived(const std::string &ipAddress, int32_t portNumber) = 0;
   /// A message went out and stands in the sent slot.

@@ -49,6 +49,16 @@ void CHLogicalConnection::OnSent(const CHSecsMessage &message) {
     open_.open(message.header, owner_->clock().ticks());
 }
 
+void CHLogicalConnection::endRejected(uint32_t systemBytes) {
+  CHSecsHeader primary;
+  const bool was = open_.closeFirst([&](const OpenTransactions::Entry &entry) {
+    primary = entry.header;
+    return entry.header.systemBytes == systemBytes;
+  });
+  if (was)
+    OnRejected(primary);
+}
+
 void CHLogicalConnection::Tick() {
   if (CHLogicalConnection::NextTick() == 0U)
     owner_->reportReplyTimeout(open_.takeFirst().header);

@@ -77,6 +77,9 @@ public:
   virtual std::optional<uint32_t> NextTick() const;
   virtual void OnLinkReady() {}
   virtual void OnLinkLost() {}
+  /// The partner rejected a message: the transaction that it opened ends without a reply.
+  void endRejected(uint32_t systemBytes);
+  virtual void OnRejected(const CHSecsHeader & /*primary*/) {}
   virtual void OnProblem(LinkProblem /*problem*/, const CHSecsHeader & /*header*/) {}
   /// Adds the branch of the status tree.
   virtual void addStatus(TreeNode &parent) const;

@@ -23,6 +23,11 @@ CHPhysicalConnection::CHPhysicalConnection(EventLoop &loop, MessageLinkOwner &en
   settingList_.integer("T6", link.t6, 5000);
   settingList_.integer("T7", link.t7, 10000);
   settingList_.integer("T8", link.t8, 5000);
+  settingList_.rareInteger("LinktestInterval", link.linktestInterval, 0);
+  settingList_.rareInteger("KeepAliveIdle", link.keepAlive.idle, KeepAlive().idle);
+  settingList_.rareInteger("KeepAliveInterval", link.keepAlive.interval, KeepAlive().interval);
+  settingList_.rareInteger("KeepAliveCount", link.keepAlive.count, KeepAlive().count);
+  settingList_.rareInteger("SendTimeout", link.keepAlive.sendTimeout, KeepAlive().sendTimeout);
 }
 
 void CHPhysicalConnection::RequestOpen() {

@@ -6,11 +6,13 @@ namespace velto {
 namespace {
 
 TEST(GemErrorTest, TextsCoverEveryCode) {
-  EXPECT_STREQ("Length is less than 10 bytes.", gemErrorText(ErrorGemHsmsLengthTooShort));
-  EXPECT_STREQ("Unknow S-type.", gemErrorText(ErrorGemHsmsInvalidSType));
-  EXPECT_STREQ("T5 time out.", gemErrorText(ErrorGemHsmsT5Timeout));
+  EXPECT_EQ(gemErrorText(ErrorGemHsmsLengthTooShort), "Length is less than 10 bytes.");
+  EXPECT_EQ(gemErrorText(ErrorGemHsmsInvalidSType), "Unknow S-type.");
+  EXPECT_EQ(gemErrorText(ErrorGemHsmsT5Timeout), "T5 time out.");
   for (const int code : {-1, 0, 14})
-    EXPECT_STREQ("Unknown Error", gemErrorText(code));
+    EXPECT_EQ(gemErrorText(code), "Unknown Error");
+  EXPECT_EQ(gemErrorText(10048), "Address already in use");
+  EXPECT_EQ(gemErrorText(104), "Connection reset by peer");
 }
 
 } // namespace

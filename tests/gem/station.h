@@ -35,8 +35,8 @@ public:
   void OnConnectionStateChanged(int16_t next, int16_t previous) override {
     note("link " + std::to_string(previous) + " " + std::to_string(next));
   }
-  void OnProblem(LinkProblem problem) override {
-    note(std::string("problem ") + linkProblemName(problem));
+  void OnProblem(const Problem &problem) override {
+    note(std::string("problem ") + linkProblemName(problem.code));
   }
   void OnReceived(const std::string &, int32_t) override {
     note("received " + name(CHGem::kReceived));

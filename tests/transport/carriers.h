@@ -148,8 +148,8 @@ private:
   void OnSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {
     note("sent");
   }
-  void OnProblem(const std::string &, int32_t, LinkProblem problem, ByteView) override {
-    note(std::string("problem ") + linkProblemName(problem));
+  void OnProblem(const std::string &, int32_t, const Problem &problem, ByteView) override {
+    note(std::string("problem ") + linkProblemName(problem.code));
   }
   void OnStateChanged(LinkState next, LinkState) override {
     note("state " + std::to_string(static_cast<int>(next)));

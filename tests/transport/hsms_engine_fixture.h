@@ -24,14 +24,22 @@ public:
   void OnConnected(const std::string &, int32_t) override { record("connected"); }
   void OnDisconnected(const std::string &, int32_t) override { record("disconnected"); }
   void OnReceived(const std::string &, int32_t, ByteView message, bool refused) override {
+    if (quiet)
+      return;
     record((message[5] == 0 ? "data " : "control ") + toHex(message) +
            (refused ? " not selected" : ""));
   }
   void OnSent(const std::string &, int32_t, const CHSecsHeader &header, ByteView body) override {
-    record("sent " + HeaderText(header, HeaderTextMode::Name) + toHex(body));
+    if (!quiet)
+      record("sent " + HeaderText(header, HeaderTextMode::Name) + toHex(body));
   }
-  void OnProblem(const std::string &, int32_t, LinkProblem problem, ByteView data) override {
-    record(std::string("problem ") + linkProblemName(problem) + " " + toHex(data));
+  void OnProblem(const std::string &, int32_t, const Problem &problem, ByteView data) override {
+    record(std::string("problem ") + linkProblemName(problem.code) +
+           (problem.number != 0 ? " " + std::to_string(problem.number) : "") + " " + toHex(data));
+  }
+  bool awaitsReply() const override { return owesReply; }
+  void OnRejected(uint32_t systemBytes) override {
+    record("rejected " + std::to_string(systemBytes));
   }
   void OnStateChanged(LinkState newState, LinkState oldState) override {
     record("state " + std::to_string(int(oldState)) + std::to_string(int(newState)));
@@ -40,6 +48,8 @@ public:
   Lines take() { return std::exchange(lines_, {}); }
 
   std::optional<uint8_t> selectStatus;
+  bool owesReply = false;
+  bool quiet = false; // of messages
   std::function<void(const std::string &line)> onReport;
 
 private:

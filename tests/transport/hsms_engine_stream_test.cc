@@ -17,8 +17,8 @@ TEST_F(HsmsEngineTest, LengthsAndT8AreChecked) {
            {"zero", "00000000", "problem LengthTooShort 00000000", ""},
            {"shorter than a header", "00000002ffff", "problem LengthTooShort 00000002", ""},
            {"the maximum", frame(max), "data " + max, ""},
-           {"above the maximum", "00000065", "problem LengthTooLong 00000065", ""},
-           {"huge", "ffffffff" + kS1F1, "problem LengthTooLong ffffffff", ""},
+           {"above the maximum", "00000065" + std::string(202, '0'),
+            "problem LengthTooLong 00000065", ""},
            {"unfinished", frame(kS1F1).substr(0, 20), "", "problem T8 "},
            {"unfinished length", "000000", "", "problem T8 "}}) {
     SCOPED_TRACE(row.name);

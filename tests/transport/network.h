@@ -56,6 +56,11 @@ public:
   void send(ByteView bytes) { EXPECT_EQ(ssize_t(bytes.size()), socket_.send(bytes)); }
   void send(std::string_view hex) { send(ByteView(fromHex(hex))); }
   void close() { socket_.close(); }
+  /// Lets the other end find out early that nobody reads.
+  void holdLittle() {
+    const int size = 4096;
+    setsockopt(socket_.fd(), SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+  }
   /// Ends the connection with a reset.
   void reset() {
     const linger now{1, 0};

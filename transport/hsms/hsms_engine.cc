@@ -1,9 +1,11 @@
 #include "transport/hsms/hsms_engine.h"
 
+#include "platform/socket_error.h"
 #include "transport/hsms/hsms_engine_peer.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <utility>
 
 namespace velto {
@@ -39,7 +41,25 @@ bool CHHsms::Open() {
 }
 
 bool CHHsms::StartOpen(std::function<void(bool connected)> done) {
-  return prepareOpen() && root_->StartOpen(std::move(done));
+  if (!prepareOpen())
+    return false;
+  const bool started = root_->StartOpen([this, done = std::move(done)](bool connected) {
+    noteOpenError();
+    if (done)
+      done(connected);
+  });
+  if (!started)
+    noteOpenError();
+  return started;
+}
+
+// That the partner is not there yet is no fault of this side: whoever opens tries again.
+void CHHsms::noteOpenError() {
+  const int error = root_->openError();
+  if (error == 0 || error == ECONNREFUSED || error == ETIMEDOUT)
+    return;
+  openError_ = socketErrorNumber(error);
+  ticker_.wake();
 }
 
 void CHHsms::Close() {
@@ -67,6 +87,7 @@ bool CHHsms::prepareOpen() {
   root_->SetMaxLength(settings_.maxLength);
   root_->SetMaxPeers(settings_.maxPeers);
   root_->SetMaxQueued(settings_.maxQueued);
+  root_->SetKeepAlive(settings_.keepAlive);
   root_->TickWith(ticker_);
   return true;
 }
@@ -83,40 +104,6 @@ void CHHsms::connected(Peer &peer) {
 
 void CHHsms::disconnected(Peer &peer) {
   owner_->OnDisconnected(peer.IPAddress(), peer.PortNumber());
-}
-
-// Receiving -------------------------------------------------------------------------------------
-
-// A report may pump the loop, and so get here again: each frame is taken out before it is reported,
-// and what is left is looked at anew afterwards. That the remote end has closed meanwhile does not
-// matter; disconnect() empties the buffer. T8 starts anew after reports, which may take long.
-void CHHsms::handleArrival(Peer &peer) {
-  peer.grownAt = peer.ticks();
-  while (peer.holdsUnit() && !peer.held) {
-    const uint32_t length = peer.PeekLength();
-    if (length > peer.MaxLength())
-      rejectLength(peer, LinkProblem::LengthTooLong, length);
-    else if (length < CHSecsHeader::kSize)
-      rejectLength(peer, LinkProblem::LengthTooShort, length);
-    else
-      handleFrame(peer, length);
-  }
-  peer.grownAt = peer.ticks();
-  if (peer.holdsPart())
-    ticker_.arm();
-}
-
-void CHHsms::rejectLength(Peer &peer, LinkProblem problem, uint32_t length) {
-  peer.dropReceived();
-  std::array<uint8_t, kFrameLengthSize> field{};
-  writeBigEndian(field.data(), length);
-  reportProblem(peer, problem, field);
-}
-
-void CHHsms::handleFrame(Peer &peer, uint32_t length) {
-  ByteQueue frame = peer.takeReceived(length + kFrameLengthSize);
-  handleMessage(peer, frame.view().subspan(kFrameLengthSize));
-  peer.giveBack(std::move(frame));
 }
 
 // Sending ---------------------------------------------------------------------------------------
@@ -162,8 +149,11 @@ bool CHHsms::sendTo(Peer *peer, ByteView headerAndBody) {
 std::optional<CHSecsHeader> CHHsms::transmit(Peer &peer, CHSecsHeader header, ByteView body) {
   complete(header);
   header.length = static_cast<uint32_t>(CHSecsHeader::kSize + body.size());
+  if (!peer.selected && peer.holds() + kFrameHeadSize + body.size() > Peer::kStrangerLimit)
+    return std::nullopt;
   if (!peer.transmit(frameHead(header, body.size()), body))
     return std::nullopt;
+  peer.lastTraffic = peer.ticks();
   if (isControlRequest(header)) {
     peer.requests.open(header, peer.ticks());
     ticker_.arm();
@@ -172,8 +162,12 @@ std::optional<CHSecsHeader> CHHsms::transmit(Peer &peer, CHSecsHeader header, By
 }
 
 void CHHsms::sendControl(Peer &peer, const CHSecsHeader &header) {
-  if (const auto sent = transmit(peer, header, {}))
+  if (const auto sent = transmit(peer, header, {})) {
     owner_->OnSent(peer.IPAddress(), peer.PortNumber(), *sent, {});
+  } else if (peer.usable()) {
+    peer.overflowed = true;
+    ticker_.wake();
+  }
 }
 
 // What the standard fixes in a header (SEMI E37 8.2) is filled in here, whatever the owner gave.
@@ -217,6 +211,9 @@ uint32_t CHHsms::nextSystemBytes() {
 
 void CHHsms::Poll() {
   updateState();
+  if (const int error = std::exchange(openError_, 0); error != 0)
+    owner_->OnProblem(settings_.ipAddress, settings_.portNumber,
+                      {.code = LinkProblem::System, .number = error}, {});
   if (!root_)
     return;
   t6Reported_ = false;
@@ -225,7 +222,7 @@ void CHHsms::Poll() {
 }
 
 std::optional<uint32_t> CHHsms::NextPoll() const {
-  if (state_ != linkState())
+  if (state_ != linkState() || openError_ != 0)
     return 0;
   return root_ ? root_->NextPoll() : std::nullopt;
 }
@@ -244,9 +241,16 @@ void CHHsms::updateState() {
 }
 
 void CHHsms::pollPeer(Peer &peer) {
-  for (const auto expire : {&CHHsms::expireT6, &CHHsms::expireT7, &CHHsms::expireT8})
+  for (const auto step : {&CHHsms::endOverflowed, &CHHsms::expireT6, &CHHsms::expireT7,
+                          &CHHsms::expireT8, &CHHsms::testIdleLink})
     if (peer.usable())
-      (this->*expire)(peer);
+      (this->*step)(peer);
+}
+
+// A partner that does not read what it is answered is not there.
+void CHHsms::endOverflowed(Peer &peer) {
+  if (peer.overflowed)
+    end(peer, {.code = LinkProblem::System, .number = ErrorSocketENoBufs});
 }
 
 // At most one a tick.
@@ -257,28 +261,57 @@ void CHHsms::expireT6(Peer &peer) {
   t6Reported_ = true;
   std::array<uint8_t, CHSecsHeader::kSize> header{};
   EncodeHeader(peer.requests.takeFirst().header, header);
-  reportProblem(peer, LinkProblem::T6, header);
+  if (settings_.linktestInterval > 0)
+    end(peer, {LinkProblem::T6}, header);
+  else
+    reportProblem(peer, {LinkProblem::T6}, header);
 }
 
-// The end is told even when the report of T7 pumps the loop, whose ticks remove a peer that has
-// ended.
 void CHHsms::expireT7(Peer &peer) {
   if (peer.selected || settings_.t7 <= 0 ||
       timeLeft(peer.ticks(), peer.notSelectedSince, milliseconds(settings_.t7)) != 0)
     return;
-  peer.disconnect();
-  reportProblem(peer, LinkProblem::T7);
-  disconnected(peer);
+  end(peer, {LinkProblem::T7});
 }
 
 void CHHsms::expireT8(Peer &peer) {
-  if (!peer.holdsPart() || timeLeft(peer.ticks(), peer.grownAt, milliseconds(settings_.t8)) != 0)
+  if (!peer.awaitsMore() || settings_.t8 <= 0 ||
+      timeLeft(peer.ticks(), peer.grownAt, milliseconds(settings_.t8)) != 0)
     return;
   peer.dropReceived();
-  reportProblem(peer, LinkProblem::T8);
+  peer.skipping = 0;
+  reportProblem(peer, {LinkProblem::T8});
 }
 
-void CHHsms::reportProblem(Peer &peer, LinkProblem problem, ByteView data) {
+// An idle link is tested, unless the partner owes an answer anyway: one that has died without a
+// word is found by T6 then (SEMI E37 7.8).
+bool CHHsms::testsLink(const Peer &peer) const {
+  return settings_.linktestInterval > 0 && peer.selected && peer.requests.empty() &&
+         !owner_->awaitsReply();
+}
+
+void CHHsms::testIdleLink(Peer &peer) {
+  if (testsLink(peer) &&
+      timeLeft(peer.ticks(), peer.lastTraffic, milliseconds(settings_.linktestInterval)) == 0)
+    probe(peer);
+}
+
+void CHHsms::probe(Peer &peer) {
+  CHSecsHeader request;
+  request.setSType(SType::LinktestReq);
+  sendControl(peer, request);
+}
+
+// The end is told even when the report of its reason pumps the loop, whose ticks remove a peer that
+// has ended.
+void CHHsms::end(Peer &peer, const Problem &problem, ByteView data) {
+  peer.disconnect();
+  ticker_.wake();
+  reportProblem(peer, problem, data);
+  disconnected(peer);
+}
+
+void CHHsms::reportProblem(Peer &peer, const Problem &problem, ByteView data) {
   owner_->OnProblem(peer.IPAddress(), peer.PortNumber(), problem, data);
 }
 

@@ -71,7 +71,11 @@ private:
   void connected(Peer &peer);
   void disconnected(Peer &peer);
   void handleArrival(Peer &peer);
-  void rejectLength(Peer &peer, LinkProblem problem, uint32_t length);
+  void rejectShort(Peer &peer, uint32_t length);
+  void rejectLong(Peer &peer, uint32_t length);
+  void refuseStranger(Peer &peer, uint32_t length);
+  size_t strangersHold() const;
+  void end(Peer &peer, const Problem &problem, ByteView data = {});
   void handleFrame(Peer &peer, uint32_t length);
   bool isDuplicate(Peer &peer, ByteView message);
   void handleMessage(Peer &peer, ByteView message);
@@ -81,21 +85,28 @@ private:
   void answerDeselect(Peer &peer, const CHSecsHeader &header);
   void answerLinktest(Peer &peer, const CHSecsHeader &header);
   void handleResponse(Peer &peer, const CHSecsHeader &header);
+  void endRejected(Peer &peer, const CHSecsHeader &reject);
   void select(Peer &peer);
   void deselect(Peer &peer);
   void pollPeer(Peer &peer);
   void expireT6(Peer &peer);
   void expireT7(Peer &peer);
   void expireT8(Peer &peer);
+  void endOverflowed(Peer &peer);
+  bool testsLink(const Peer &peer) const;
+  void testIdleLink(Peer &peer);
+  void probe(Peer &peer);
+  void probeSelected();
 
   std::optional<CHSecsHeader> transmit(Peer &peer, CHSecsHeader header, ByteView body);
   void sendControl(Peer &peer, const CHSecsHeader &header);
+  void noteOpenError();
   bool sendTo(Peer *peer, ByteView headerAndBody);
   void answer(Peer &peer, const CHSecsHeader &request, SType type, uint8_t status);
   void reject(Peer &peer, const CHSecsHeader &rejected, uint8_t reason);
   void complete(CHSecsHeader &header);
   uint32_t nextSystemBytes();
-  void reportProblem(Peer &peer, LinkProblem problem, ByteView data = {});
+  void reportProblem(Peer &peer, const Problem &problem, ByteView data = {});
 
   EventLoop &loop_;
   MessageLinkOwner *owner_; // never null
@@ -104,6 +115,7 @@ private:
   LinkState state_ = LinkState::Down;
   uint32_t systemBytes_ = 1; // of the next request
   bool t6Reported_ = false;  // in this tick
+  int openError_ = 0;        // the number to report of an attempt to open; 0: none
   Handle<Peer> root_;        // the connection or the listener
 };
 

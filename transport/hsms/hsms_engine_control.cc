@@ -14,13 +14,6 @@ constexpr uint8_t kStatusOk = 0;
 constexpr uint8_t kStatusDone = 1; // already selected; already not selected
 constexpr uint8_t kStatusUsed = 3; // another connection has the single session
 
-enum RejectReason : uint8_t {
-  STypeNotSupported = 1,
-  PTypeNotSupported = 2,
-  TransactionNotOpen = 3,
-  EntityNotSelected = 4,
-};
-
 // The first rule of the header that is broken; nothing when it is valid.
 std::optional<LinkProblem> headerProblem(const CHSecsHeader &header, int32_t sessionMode) {
   const auto type = static_cast<SType>(header.sType());
@@ -88,7 +81,7 @@ void CHHsms::handleInvalid(Peer &peer, const CHSecsHeader &header, ByteView mess
   else if (settings_.rejectInvalidHeaders && problem == LinkProblem::InvalidSType)
     reject(peer, header, STypeNotSupported);
   else
-    reportProblem(peer, problem, message);
+    reportProblem(peer, {problem}, message);
 }
 
 void CHHsms::handleControl(Peer &peer, const CHSecsHeader &header) {
@@ -113,9 +106,21 @@ void CHHsms::handleControl(Peer &peer, const CHSecsHeader &header) {
     disconnected(peer);
     break;
   case SType::RejectReq:
+    endRejected(peer, header);
+    break;
   case SType::Data:
     break;
   }
+}
+
+// No answer will come to what the remote end has rejected.
+void CHHsms::endRejected(Peer &peer, const CHSecsHeader &reject) {
+  const bool wasControl =
+      peer.requests.closeFirst([&reject](const OpenTransactions::Entry &request) {
+        return request.header.systemBytes == reject.systemBytes;
+      });
+  if (!wasControl)
+    owner_->OnRejected(reject.systemBytes);
 }
 
 void CHHsms::answerSelect(Peer &peer, const CHSecsHeader &header) {
@@ -129,6 +134,16 @@ void CHHsms::answerSelect(Peer &peer, const CHSecsHeader &header) {
   answer(peer, header, SType::SelectRsp, status);
   if (status == kStatusOk)
     select(peer);
+  else if (status == kStatusUsed)
+    probeSelected();
+}
+
+// Who has the session may have died without a word: the host that comes back gets in when that one
+// does not answer.
+void CHHsms::probeSelected() {
+  Peer *selected = selectedPeer();
+  if (selected != nullptr && settings_.linktestInterval > 0 && selected->requests.empty())
+    probe(*selected);
 }
 
 void CHHsms::answerDeselect(Peer &peer, const CHSecsHeader &header) {
@@ -169,6 +184,8 @@ void CHHsms::select(Peer &peer) {
   if (peer.ended())
     return;
   peer.selected = true;
+  peer.watchForMore();
+  ticker_.arm();
   updateState();
 }
 

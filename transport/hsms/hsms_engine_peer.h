@@ -8,6 +8,14 @@
 
 namespace velto {
 
+/// The reasons of a Reject.req (SEMI E37 8.3.20).
+enum RejectReason : uint8_t {
+  STypeNotSupported = 1,
+  PTypeNotSupported = 2,
+  TransactionNotOpen = 3,
+  EntityNotSelected = 4,
+};
+
 /// A connection of the engine; of a listener, each peer is one of its own.
 class CHHsms::Peer final : public CHHsmsConnection {
 public:
@@ -16,11 +24,17 @@ public:
 
   using CHHsmsConnection::disconnect;
   using CHHsmsConnection::dropReceived;
+  using CHHsmsConnection::endBroken;
   using CHHsmsConnection::giveBack;
   using CHHsmsConnection::hold;
   using CHHsmsConnection::takeReceived;
+  using CHHsmsConnection::takeSocketError;
   using CHHsmsConnection::ticks;
   using CHHsmsConnection::transmit;
+  using CHHsmsConnection::watchForMore;
+
+  /// What a peer that is not selected may hold, received and unsent together.
+  static constexpr size_t kStrangerLimit = size_t{64} * 1024;
 
   /// Connected to a remote end (a listener itself never is).
   bool usable() const { return Connected() && !listening(); }
@@ -28,17 +42,21 @@ public:
   void Poll() override {
     if (ended())
       return; // the engine may be gone
-    if (listening()) {
-      CHHsmsConnection::Poll();
+    if (const int error = takeSocketError(); error != 0)
+      engine_.reportProblem(*this, {.code = LinkProblem::System, .number = error});
+    if (ended())
       return;
-    }
-    reportSocketError(); // there is no sink: the change of state tells it all
-    engine_.pollPeer(*this);
+    if (listening())
+      CHHsmsConnection::Poll();
+    else if (!endBroken())
+      engine_.pollPeer(*this);
   }
 
   std::optional<uint32_t> NextPoll() const override {
     if (ended())
       return std::nullopt;
+    if (socketErrorPending() || overflowed)
+      return 0;
     if (listening())
       return CHHsmsConnection::NextPoll();
     const LinkSettings &settings = engine_.settings_;
@@ -50,19 +68,42 @@ public:
       next = requests.next(now, milliseconds(settings.t6));
     if (!selected && settings.t7 > 0)
       next = sooner(next, timeLeft(now, notSelectedSince, milliseconds(settings.t7)));
-    if (holdsPart())
+    if (awaitsMore() && settings.t8 > 0)
       next = sooner(next, timeLeft(now, grownAt, milliseconds(settings.t8)));
+    if (engine_.testsLink(*this))
+      next = sooner(next, timeLeft(now, lastTraffic, milliseconds(settings.linktestInterval)));
     return next;
   }
 
-  /// A whole frame, or a length that is refused at once.
-  bool holdsUnit() const override { return holdsFrame() || PeekLength() > MaxLength(); }
-  bool holdsPart() const { return BufferedLength() != 0 && !holdsUnit(); }
+  /// A whole frame, or one that is refused by its beginning.
+  bool holdsUnit() const override {
+    return holdsFrame() || PeekLength() > MaxLength() ||
+           (isTooLongForStranger() && BufferedLength() >= static_cast<int32_t>(kFrameHeadSize));
+  }
+  /// Only part of a message has arrived.
+  bool awaitsMore() const { return skipping != 0 || (BufferedLength() != 0 && !holdsUnit()); }
+  bool isTooLongForStranger() const {
+    return !selected && PeekLength() > kStrangerLimit - kFrameLengthSize;
+  }
+  /// Bytes received and unsent.
+  size_t holds() const { return static_cast<size_t>(BufferedLength()) + QueuedLength(); }
+
+  /// Drops what has arrived of a message that is not taken.
+  void skip() {
+    if (skipping == 0)
+      return;
+    const auto count = std::min(skipping, static_cast<uint64_t>(BufferedLength()));
+    giveBack(takeReceived(static_cast<size_t>(count)));
+    skipping -= count;
+  }
 
   bool selected = false;
-  bool held = false; // what has arrived waits for a control message before it to take effect
+  bool overflowed = false; // an answer found no room
+  bool held = false;       // what has arrived waits for a control message before it to take effect
   uint32_t notSelectedSince = 0; // tick
   uint32_t grownAt = 0;          // tick when the buffer last grew
+  uint32_t lastTraffic = 0;      // tick, either way
+  uint64_t skipping = 0;         // bytes still to come of a message that is not taken
   OpenTransactions requests;     // control requests
   Bytes lastMessage;             // to find a duplicate
 
@@ -73,7 +114,9 @@ protected:
     return peer;
   }
   size_t readSize() const override { return 102'400; }
-  size_t bufferLimit() const override { return size_t{MaxLength()} + kFrameLengthSize; }
+  size_t bufferLimit() const override {
+    return selected ? size_t{MaxLength()} + kFrameLengthSize : kStrangerLimit;
+  }
   void onArrived() override {
     const auto engine = engine_.shared_from_this();
     engine->handleArrival(*this);

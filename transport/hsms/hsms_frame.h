@@ -16,7 +16,8 @@ constexpr size_t kFrameLengthSize = 4;
 constexpr uint16_t kNoSession = 0xFFFF;
 
 /// What stands before the body on the wire: the length and the header.
-using FrameHead = std::array<uint8_t, kFrameLengthSize + CHSecsHeader::kSize>;
+constexpr size_t kFrameHeadSize = kFrameLengthSize + CHSecsHeader::kSize;
+using FrameHead = std::array<uint8_t, kFrameHeadSize>;
 FrameHead frameHead(const CHSecsHeader &header, size_t bodySize);
 
 /// True for Select.req, Deselect.req and Linktest.req, which open a control transaction.

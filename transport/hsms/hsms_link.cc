@@ -163,7 +163,7 @@ void CHHsmsLink::Poll() {
     CHHsmsConnection::Poll();
     return;
   }
-  if (expireTransaction())
+  if (endBroken() || expireTransaction())
     return;
   if (expireT7())
     return;

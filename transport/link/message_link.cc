@@ -9,7 +9,7 @@ class SilentOwner final : public MessageLinkOwner {
   void OnDisconnected(const std::string &, int32_t) override {}
   void OnReceived(const std::string &, int32_t, ByteView, bool) override {}
   void OnSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {}
-  void OnProblem(const std::string &, int32_t, LinkProblem, ByteView) override {}
+  void OnProblem(const std::string &, int32_t, const Problem &, ByteView) override {}
   void OnStateChanged(LinkState, LinkState) override {}
 };
 

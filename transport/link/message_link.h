@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/bytes.h"
+#include "platform/tcp_socket.h"
 #include "secs2/header.h"
 #include "transport/link/problem.h"
 #include "transport/link/ticker.h"
@@ -37,6 +38,8 @@ struct LinkSettings {
   uint32_t maxLength = 10'485'760;             ///< of a message in bytes
   size_t maxPeers = 1024;                      ///< that a listener serves at once
   size_t maxQueued = size_t{64} * 1024 * 1024; ///< bytes that wait for a peer that does not read
+  int32_t linktestInterval = 0;                ///< silence before a linktest; 0: none is sent
+  KeepAlive keepAlive;                         ///< seconds
   bool rejectInvalidHeaders = true;            ///< answers a wrong PType or SType with Reject.req
   bool sendSelectRequest = true;               ///< after connecting as an active entity
   bool discardDuplicates = true;               ///< drops a message that equals the one before
@@ -58,6 +61,10 @@ public:
   /// A connection has ended: the remote end closed it or separated, or a time-out ended it. Close()
   /// is not told. The change of state follows on the next tick.
   virtual void OnDisconnected(const std::string &ipAddress, int32_t portNumber) = 0;
+  /// Whether the partner owes a reply: no linktest is sent meanwhile.
+  virtual bool awaitsReply() const { return false; }
+  /// The partner rejected the message that went out with these system bytes.
+  virtual void OnRejected(uint32_t /*systemBytes*/) {}
   /// A message, header and body; a control message before the link acts on it. `refused`: it came
   /// before the link was ready, and is rejected after this call.
   virtual void OnReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
@@ -68,7 +75,7 @@ public:
                       ByteView body) = 0;
   /// `data`: the length field where a length is wrong, the header of the request for T6, the
   /// message for an invalid header; else empty.
-  virtual void OnProblem(const std::string &ipAddress, int32_t portNumber, LinkProblem problem,
+  virtual void OnProblem(const std::string &ipAddress, int32_t portNumber, const Problem &problem,
                          ByteView data) = 0;
   virtual void OnStateChanged(LinkState next, LinkState previous) = 0;
 };

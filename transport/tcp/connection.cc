@@ -11,7 +11,7 @@ namespace velto {
 
 namespace {
 
-constexpr int kBacklog = 5;
+constexpr int kBacklog = 128; // connections that wait to be accepted
 
 bool isPort(int32_t number) { return number >= 0 && number <= 0xFFFF; }
 
@@ -37,7 +37,7 @@ CHHsmsConnection::~CHHsmsConnection() { CHHsmsConnection::Close(); }
 
 bool CHHsmsConnection::Open() {
   if (serverMode_)
-    return !created_ && !Opening() && startListening() == 0;
+    return !created_ && !Opening() && (openError_ = startListening()) == 0;
   const auto held = hold();
   bool opened = false;
   if (!StartOpen([&](bool outcome) { opened = outcome; }))
@@ -53,8 +53,9 @@ bool CHHsmsConnection::Open() {
 bool CHHsmsConnection::StartOpen(std::function<void(bool connected)> done) {
   if (created_ || opening_ != nullptr)
     return false;
-  const int error = serverMode_ ? startListening() : startConnecting();
-  if (error != 0 && error != EINPROGRESS)
+  openError_ = serverMode_ ? startListening() : startConnecting();
+  const int error = std::exchange(openError_, openError_ == EINPROGRESS ? 0 : openError_);
+  if (openError_ != 0)
     return false;
   opening_ =
       std::make_shared<OpenRequest>(loop_, std::move(done), [this] { finishOpen(ETIMEDOUT); });
@@ -77,8 +78,10 @@ int CHHsmsConnection::startListening() {
   if (!isPort(myPortNumber_))
     return EINVAL;
   int error = socket_.create(static_cast<uint16_t>(myPortNumber_), true);
-  if (error == 0)
+  if (error == 0) {
+    socket_.setKeepAlive(keepAlive_);
     error = socket_.listen(kBacklog);
+  }
   if (error != 0) {
     socket_.close();
     return error;
@@ -97,6 +100,7 @@ int CHHsmsConnection::startConnecting() {
     return EINVAL;
   int error = socket_.create(static_cast<uint16_t>(myPortNumber_), myPortNumber_ != 0);
   if (error == 0) {
+    socket_.setKeepAlive(keepAlive_);
     if (ipAddress_.empty())
       ipAddress_ = localHostName();
     const std::string address = statedAddress(ipAddress_);
@@ -125,6 +129,7 @@ void CHHsmsConnection::finishOpen(int error) {
   request->limit.stop();
   request->lookup.reset();
   if (error != 0) {
+    openError_ = error;
     Close();
     if (request->done)
       request->done(false);
@@ -179,6 +184,7 @@ void CHHsmsConnection::disconnect() {
 
 void CHHsmsConnection::closeSocket() {
   connected_ = false;
+  sendFailed_ = false;
   watch_.reset();
   socket_.close();
   output_.clear();
@@ -213,7 +219,7 @@ void CHHsmsConnection::onReady(unsigned events) {
   if ((events & DescriptorWatch::kReadable) == 0)
     return;
   if (listening_)
-    acceptPeer();
+    acceptPeers();
   else
     receive();
 }
@@ -264,7 +270,7 @@ int32_t CHHsmsConnection::SendFrame(ByteView bytes) {
 // can be turned away.
 bool CHHsmsConnection::transmit(ByteView first, ByteView second) {
   const size_t size = first.size() + second.size();
-  if (!connected_ || listening_ || size > std::numeric_limits<int32_t>::max())
+  if (!connected_ || sendFailed_ || listening_ || size > std::numeric_limits<int32_t>::max())
     return false;
   size_t taken = 0;
   if (output_.empty()) {
@@ -299,12 +305,24 @@ void CHHsmsConnection::flush() {
     watchSocket();
 }
 
-// The end of the connection itself is noticed by reading.
+// The remote end would read on in the middle of a frame: the connection ends, on the next tick,
+// since a sender is not told of it inside its call. An end by the remote side is noticed by
+// reading, which first takes what has arrived.
 void CHHsmsConnection::sendFailed(int error) {
   output_.clear();
   if (error != EPIPE)
     recordError(error);
+  sendFailed_ = error != EPIPE && error != ECONNRESET;
   wake();
+}
+
+bool CHHsmsConnection::endBroken() {
+  if (!sendFailed_)
+    return false;
+  reportSocketError();
+  if (std::exchange(sendFailed_, false) && connected_)
+    closedByRemote(0);
+  return true;
 }
 
 // Ticks -----------------------------------------------------------------------------------------
@@ -317,6 +335,8 @@ void CHHsmsConnection::tick() {
 void CHHsmsConnection::Poll() {
   if (listening_) {
     pollPeers();
+  } else if (endBroken()) {
+    return;
   } else if (!received_.empty()) {
     markChanged();
     ByteQueue data = takeReceived(received_.size());

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velto {
@@ -47,6 +48,8 @@ public:
   /// Bytes that wait at most for a peer that does not read. Default 64 MiB.
   void SetMaxQueued(size_t bytes) { maxQueued_ = bytes; }
 
+  void SetKeepAlive(const KeepAlive &settings) { keepAlive_ = settings; }
+
   /// Client: the remote end. Listener: the peer that SendFrame() addresses; each accepted peer sets
   /// it to itself.
   void SetIPAddress(std::string address) { ipAddress_ = std::move(address); }
@@ -59,6 +62,7 @@ public:
   bool ServerMode() const { return serverMode_; }
   int32_t MyPortNumber() const { return myPortNumber_; }
   uint32_t MaxLength() const { return maxLength_; }
+  const KeepAlive &keepAlive() const { return keepAlive_; }
   const std::string &IPAddress() const { return ipAddress_; }
   int32_t PortNumber() const { return portNumber_; }
   ConnectionKind Kind() const { return kind_; }
@@ -71,6 +75,8 @@ public:
   bool Created() const { return created_; }
   /// The owner has given it up.
   bool ended() const { return ended_; }
+  /// Why opening failed, as an `errno` value; 0 when it did not.
+  int openError() const { return openError_; }
   /// The port that the socket is bound to (also when the platform chose it).
   int32_t LocalPort() const { return socket_.localPort(); }
 
@@ -105,6 +111,8 @@ public:
   /// buffer; the count copied. Without a destination, empties the buffer.
   int32_t ReadBuffer(uint8_t *destination, int32_t count, bool remove);
   int32_t BufferedLength() const { return static_cast<int32_t>(received_.size()); }
+  /// Bytes that wait for the remote end to read.
+  size_t QueuedLength() const { return output_.size(); }
   /// The first four buffered bytes as a big-endian number; 0 when fewer are there.
   uint32_t PeekLength() const;
 
@@ -131,6 +139,11 @@ protected:
   bool holdsFrame() const;
   /// Whether a listener takes another peer now; while it does not, connections wait.
   virtual bool acceptsPeer() const { return true; }
+  /// To be called when bufferLimit() has changed.
+  void watchForMore() {
+    if (connected_)
+      watchSocket();
+  }
   /// To be called when acceptsPeer() may have changed for another reason than a peer.
   void watchListener() {
     if (listening_)
@@ -143,6 +156,8 @@ protected:
 
   bool listening() const { return listening_; }
   bool socketErrorPending() const { return socketError_ != 0; }
+  /// The number of the socket error since the last tick, which is then forgotten; 0: none.
+  int takeSocketError() { return std::exchange(socketError_, 0); }
   EventLoop &loop() const { return loop_; }
   uint32_t ticks() const { return loop_.clock().ticks(); }
   std::shared_ptr<void> hold() override { return shared_from_this(); }
@@ -170,6 +185,8 @@ protected:
   void reportProblem(const Problem &problem);
   /// Reports and forgets the socket error that was recorded since the last tick.
   void reportSocketError();
+  /// Ends a connection that could not send, with its error first; whether there was one to end.
+  bool endBroken();
 
 private:
   struct OpenRequest;
@@ -185,12 +202,13 @@ private:
   void watchSocket();
   void onReady(unsigned events);
   void receive();
-  void acceptPeer();
+  void acceptPeers();
+  bool acceptPeer();
   void acceptFailed(int error);
   void addPeer(TcpSocket::Peer accepted);
   void dropPeer(std::vector<std::shared_ptr<CHHsmsConnection>>::iterator position);
   bool listensNow() const;
-  bool finished() const { return !connected_ && !holdsUnit(); }
+  bool finished() const { return !connected_ && !holdsUnit() && socketError_ == 0; }
   void pollPeers();
   void flush();
   void sendFailed(int error);
@@ -209,6 +227,7 @@ private:
   int32_t myPortNumber_ = 0;
   uint32_t maxLength_ = kDefaultMaxLength;
   size_t maxPeers_ = 1024;
+  KeepAlive keepAlive_;
   size_t maxQueued_ = size_t{64} * 1024 * 1024;
   bool serverMode_ = false;
 
@@ -218,7 +237,9 @@ private:
   bool changed_ = false;
   bool ended_ = false;
   bool acceptPaused_ = false;
-  int socketError_ = 0; // the number to report, 0: none
+  bool sendFailed_ = false; // what waited is lost: the connection ends on the next tick
+  int openError_ = 0;       // errno
+  int socketError_ = 0;     // the number to report, 0: none
   uint32_t peerGeneration_ = 0;
 
   ByteQueue received_;

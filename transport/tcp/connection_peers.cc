@@ -25,17 +25,25 @@ bool CHHsmsConnection::listensNow() const {
   return !acceptPaused_ && acceptsPeer() && peers_.size() / 2 <= maxPeers_;
 }
 
-void CHHsmsConnection::acceptPeer() {
+// All that wait, within reason: a burst is served at once, and nobody starves.
+void CHHsmsConnection::acceptPeers() {
+  constexpr int kMost = 256;
+  for (int i = 0; i < kMost && listening_ && watch_ != nullptr && listensNow() && acceptPeer();)
+    ++i;
+}
+
+bool CHHsmsConnection::acceptPeer() {
   int error = 0;
   auto accepted = socket_.accept(error);
   if (!accepted) {
     acceptFailed(error);
-    return;
+    return false;
   }
   const auto served =
       std::ranges::count_if(peers_, [](const auto &peer) { return !peer->finished(); });
   if (static_cast<size_t>(served) < maxPeers_)
     addPeer(std::move(*accepted));
+  return true;
 }
 
 // Out of descriptors: the spare one makes it possible to turn the connection away. When that does
@@ -68,6 +76,12 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   peer.portNumber_ = accepted.port;
   peer.connected_ = peer.created_ = true;
   peer.watchSocket();
+  if (const int error = peer.watch_->error(); error != 0) {
+    dropPeer(peers_.end() - 1);
+    recordError(error);
+    wake();
+    return;
+  }
   ipAddress_ = peer.ipAddress_;
   portNumber_ = peer.portNumber_;
   markChanged();
@@ -85,6 +99,7 @@ std::shared_ptr<CHHsmsConnection> CHHsmsConnection::CreatePeer() {
 void CHHsmsConnection::copySettings(CHHsmsConnection &peer) const {
   peer.maxLength_ = maxLength_;
   peer.maxQueued_ = maxQueued_;
+  peer.keepAlive_ = keepAlive_;
 }
 
 // An address can be there twice when its peer has reconnected; the newer connection counts.
@@ -138,7 +153,7 @@ void CHHsmsConnection::pollPeers() {
 }
 
 std::optional<uint32_t> CHHsmsConnection::NextPoll() const {
-  if (socketErrorPending() || acceptPaused_)
+  if (socketErrorPending() || acceptPaused_ || sendFailed_)
     return 0;
   if (!listening_)
     return received_.empty() ? std::nullopt : std::optional<uint32_t>(0);

@@ -1,0 +1,246 @@
+#include "base/text.h"
+#include "transport/hsms_engine_fixture.h"
+
+// How an engine notices partners that are dead, lost or hostile, and what it never takes from them.
+
+namespace velto {
+namespace {
+
+constexpr int32_t kInterval = 30'000; // ms between linktests
+const std::string kLinktest = "ffff00000005";
+const std::string kStatus3 = "ffff0003000200000011"; // Select.rsp: another connection is selected
+
+class HsmsEngineDeath : public HsmsEngineTest {
+protected:
+  /// A selected link that is tested when it is idle.
+  void openTested() {
+    openSelected();
+    engine->settings().linktestInterval = kInterval;
+    engine->settingsChanged();
+  }
+  /// One tick after that time.
+  Lines after(uint32_t milliseconds) {
+    net->clock.advance(milliseconds);
+    return poll();
+  }
+  std::string arrived() {
+    net->settle();
+    return remote->readHex();
+  }
+};
+
+// A message above the limit costs one report and no memory; what follows it is read as it stands.
+TEST_F(HsmsEngineDeath, AMessageAboveTheLimitIsSkippedToItsEnd) {
+  for (const size_t pieces : {1U, 3U, 40U}) {
+    openSelected();
+    std::string bytes = "00000101"; // 257 bytes, of which the first are a frame of their own
+    bytes += frame("ffff8701000000000008") + std::string((257 - 14) * 2, 'a');
+    bytes += frame(kLinktestReq);
+    const size_t size = (bytes.size() / pieces / 2 + 1) * 2;
+    for (size_t at = 0; at < bytes.size(); at += size) {
+      remote->send(bytes.substr(at, size));
+      net->settle();
+    }
+    EXPECT_EQ(remote->readHex(), frame("ffff0000000600000013"));
+    EXPECT_EQ(owner.take(), (Lines{"problem LengthTooLong 00000101", "control " + kLinktestReq,
+                                   "sent LinktestRsp"}));
+  }
+  openSelected();
+  remote->send("00000101aa");
+  net->settle();
+  owner.take();
+  EXPECT_EQ(pollWhenDue(5000), Lines{"problem T8 "}) << "T8 guards what is skipped";
+  EXPECT_EQ(exchange(kLinktestReq), frame("ffff0000000600000013"));
+}
+
+TEST_F(HsmsEngineDeath, ALengthThatNobodyMeansEndsTheConnection) {
+  for (const auto &[length, ends] : std::vector<std::pair<std::string, bool>>{
+           {"10000000", false}, {"10000001", true}, {"ffffffff", true}}) {
+    openSelected();
+    remote->send(length + kS1F1);
+    net->settle();
+    Lines expected{"problem LengthTooLong " + length};
+    if (ends)
+      expected.push_back("disconnected");
+    EXPECT_EQ(owner.take(), expected);
+    EXPECT_EQ(remote->ended(), ends);
+  }
+}
+
+TEST_F(HsmsEngineDeath, T8OfZeroWaitsForever) {
+  openSelected();
+  engine->settings().t8 = 0;
+  engine->settingsChanged();
+  remote->send(frame(kS1F1).substr(0, 20));
+  net->settle();
+  EXPECT_EQ(after(1'000'000), Lines{});
+  remote->send(frame(kS1F1).substr(20));
+  net->settle();
+  EXPECT_EQ(owner.take(), Lines{"data " + kS1F1});
+}
+
+TEST_F(HsmsEngineDeath, AnIdleLinkIsTestedAndADeadOneClosed) {
+  openTested();
+  EXPECT_EQ(after(kInterval - 1), Lines{});
+  EXPECT_EQ(exchange(kS1F1), "") << "traffic of either side starts the silence anew";
+  owner.take();
+  EXPECT_EQ(pollWhenDue(kInterval), Lines{"sent LinktestReq"});
+  const std::string request = arrived();
+  ASSERT_EQ(request.substr(8, 12), kLinktest);
+  exchange("ffff00000006" + request.substr(20));
+  owner.take();
+  EXPECT_EQ(pollWhenDue(kInterval), Lines{"sent LinktestReq"});
+  const Lines died = pollWhenDue(5000);
+  ASSERT_EQ(died.size(), 3U);
+  EXPECT_EQ(died[0].substr(0, 22), "problem T6 ffff0000000");
+  EXPECT_EQ(died[1], "disconnected");
+  EXPECT_EQ(died[2], "state 20");
+  arrived();
+  EXPECT_TRUE(remote->ended());
+}
+
+TEST_F(HsmsEngineDeath, NoLinktestWhileAReplyIsDueOrTheIntervalIsOff) {
+  openTested();
+  owner.owesReply = true;
+  EXPECT_EQ(after(10 * kInterval), Lines{});
+  owner.owesReply = false;
+  EXPECT_EQ(poll(), Lines{"sent LinktestReq"});
+
+  openSelected();
+  EXPECT_EQ(engine->NextPoll(), std::nullopt);
+}
+
+// Who comes back after a power cut finds the session taken by its own dead connection.
+TEST_F(HsmsEngineDeath, AReturningHostGetsInWhenTheOneBeforeIsDead) {
+  for (const bool alive : {false, true}) {
+    SCOPED_TRACE(alive);
+    openTested();
+    const auto returning = join();
+    owner.take();
+    returning->send(frame(kSelectReq));
+    const std::string probe = arrived();
+    ASSERT_EQ(probe.substr(8, 12), kLinktest);
+    EXPECT_EQ(returning->readHex(), frame(kStatus3));
+    returning->send(frame(kSelectReq.substr(0, 18) + "12"));
+    EXPECT_EQ(arrived(), "") << "one probe at a time";
+    returning->readHex();
+    if (alive)
+      exchange("ffff00000006" + probe.substr(20));
+    owner.take();
+    after(5000);
+    net->settle();
+    returning->send(frame(kSelectReq.substr(0, 18) + "13"));
+    net->settle();
+    EXPECT_EQ(returning->readHex().substr(8, 8), alive ? "ffff0003" : "ffff0000");
+  }
+}
+
+TEST_F(HsmsEngineDeath, ARejectEndsTheRequestThatItNames) {
+  openActive();
+  net->settle();
+  const std::string select = remote->readHex();
+  owner.take();
+  exchange("ffff01040007" + select.substr(20));
+  poll();
+  EXPECT_EQ(engine->NextPoll(), 10'000U) << "T7, no longer T6";
+  exchange("ffff0003000700000099");
+  EXPECT_EQ(owner.take(), (Lines{"control ffff0003000700000099", "rejected 153"}));
+}
+
+// What peers may hold that nobody has let in.
+TEST_F(HsmsEngineDeath, StrangersHoldLittle) {
+  open(HsmsSessionMode::Single);
+  engine->settings().maxLength = 10'000'000;
+  engine->Close();
+  ASSERT_TRUE(engine->Open());
+  remote = join();
+  owner.take();
+  const std::string big(2 * 70'000, '0');
+  remote->send("0001117a" + kS1F1 + big);
+  net->settle();
+  EXPECT_EQ(remote->readHex(), frame("ffff0004000700000007"));
+  const Lines lines = owner.take();
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0], "problem LengthTooLong 0001117a");
+  EXPECT_EQ(exchange(kSelectReq), frame(kSelectRsp0));
+  owner.take();
+  remote->send("0001117a" + kS1F1 + big);
+  net->settle();
+  EXPECT_EQ(owner.take(), Lines{"data " + kS1F1 + big}) << "selected: as long as the limit allows";
+}
+
+TEST_F(HsmsEngineDeath, AStrangerThatDoesNotReadIsClosed) {
+  open();
+  owner.take();
+  std::string requests;
+  for (int i = 0; i < 5000; ++i)
+    requests += frame(kLinktestReq.substr(0, 12) + formatText("%08x", i));
+  // Rejects pile up behind what the sockets hold; the engine keeps no more than its limit.
+  remote->holdLittle();
+  poll();
+  owner.quiet = true;
+  for (int i = 0; i < 200 && engine->State() == LinkState::Up; ++i) {
+    remote->send(requests);
+    net->settle();
+    engine->Poll();
+  }
+  EXPECT_EQ(owner.take(), (Lines{"problem System 10055 ", "disconnected", "state 10"}));
+}
+
+TEST_F(HsmsEngineDeath, WhyALinkDoesNotOpenIsTold) {
+  open();
+  const int32_t taken = engine->LocalPort();
+  struct Case {
+    const char *name;
+    bool server;
+    int32_t port;
+    int32_t ownPort;
+    const char *address;
+    const char *problem;
+  };
+  for (const Case &row : std::initializer_list<Case>{
+           {"port in use", true, 0, taken, "", "problem System 10048 "},
+           {"impossible port", false, 70'000, 0, "127.0.0.1", "problem System 10022 "},
+           {"own port in use", false, 1, taken, "127.0.0.1", "problem System 10048 "},
+           {"unknown host", false, 1, 0, "no.such.host.invalid", "problem System 10049 "},
+           {"refused", false, 1, 0, "127.0.0.1", nullptr}}) {
+    SCOPED_TRACE(row.name);
+    RecordingOwner other;
+    auto second = makeHandle<CHHsms>(net->loop, other);
+    second->settings().server = row.server;
+    second->settings().portNumber = row.port;
+    second->settings().myPortNumber = row.ownPort;
+    second->settings().ipAddress = row.address;
+    std::optional<bool> outcome;
+    if (!second->StartOpen([&outcome](bool opened) { outcome = opened; }))
+      outcome = false;
+    EXPECT_TRUE(net->until([&outcome] { return outcome.has_value(); }));
+    EXPECT_FALSE(*outcome);
+    second->Poll();
+    EXPECT_EQ(other.take(), row.problem == nullptr ? Lines{} : Lines{row.problem});
+  }
+}
+
+TEST_F(HsmsEngineDeath, AResetIsTold) {
+  openSelected();
+  remote->reset();
+  net->settle();
+  Lines lines = owner.take();
+  for (int i = 0; i < 3; ++i)
+    for (const std::string &line : poll())
+      lines.push_back(line);
+  EXPECT_EQ(lines, (Lines{"disconnected", "state 20", "problem System 104 "}));
+}
+
+TEST_F(HsmsEngineDeath, ABurstOfConnectionsIsServedAtOnce) {
+  open();
+  std::vector<std::unique_ptr<RawClient>> clients;
+  for (int i = 0; i < 100; ++i)
+    clients.push_back(std::make_unique<RawClient>(engine->LocalPort()));
+  for (int turn = 0; turn < 3; ++turn)
+    net->loop.runOnce(0);
+  EXPECT_EQ(engine->PeerCount(), 101U);
+}
+
+} // namespace
+} // namespace velto
