@@ -74,12 +74,9 @@ void BlockAssembly::append(Message &message, ByteView block, uint32_t now) {
   bytes_ += data.size();
 }
 
-bool BlockAssembly::repeat(ByteView block, uint32_t now) {
-  const auto found = findContinued(block);
-  if (found == open_.end())
-    return false;
-  found->lastBlock = now;
-  return true;
+void BlockAssembly::repeat(ByteView block, uint32_t now) {
+  if (const auto found = findContinued(block); found != open_.end())
+    found->lastBlock = now;
 }
 
 bool BlockAssembly::holdsReplyTo(const CHSecsHeader &primary) const {

@@ -23,9 +23,8 @@ public:
   /// Takes a block (header and data). A block whose number is not the next one drops the message
   /// that it would continue; a first one begins it anew.
   Outcome add(ByteView block, uint32_t now);
-  /// The last block of an unfinished message has arrived once more: T4 starts anew. False when
-  /// there is no message that it belongs to.
-  bool repeat(ByteView block, uint32_t now);
+  /// The block taken last has arrived once more: T4 of its message, if unfinished, starts anew.
+  void repeat(ByteView block, uint32_t now);
   /// Whether blocks of a reply to `primary` have arrived.
   bool holdsReplyTo(const CHSecsHeader &primary) const;
   /// Remembers a message that is complete.

@@ -57,8 +57,10 @@ std::optional<uint32_t> BlockTransfer::NextPoll() const {
   if (!takesBlock())
     next = open_.next(now, settings_.t3, replyArrives());
   if (state_ != State::Idle)
-    next = sooner(next, timeLeft(now, since_, timeLimit()));
-  else if (const auto expiry = assembly_.nextExpiry(now, settings_.t4))
+    return sooner(next, timeLeft(now, since_, timeLimit()));
+  if (!lastBlock_.empty())
+    next = sooner(next, timeLeft(now, lastBlockAt_, settings_.t4));
+  if (const auto expiry = assembly_.nextExpiry(now, settings_.t4))
     next = sooner(next, *expiry);
   return next;
 }
@@ -103,6 +105,8 @@ void BlockTransfer::pollTimers() {
 void BlockTransfer::pollIdle() {
   const uint32_t now = clock_.ticks();
   assembly_.forgetComplete(now, settings_.t4);
+  if (timeLeft(now, lastBlockAt_, extended(settings_.t4)) == 0)
+    lastBlock_.clear();
   if (const auto header = assembly_.expire(now, extended(settings_.t4)))
     problem(LinkProblem::T4, toHex(*header));
   else if (mayRequest_ && !queue_.empty())
@@ -247,21 +251,13 @@ void BlockTransfer::handleBlock() {
   trace_.line("Sent ACK (Transferred successfully)\r\n");
   write(kAck);
   block_.resize(block.size());
-  const bool duplicate = isDuplicate(block_);
   lastBlockAt_ = clock_.ticks();
-  if (duplicate)
-    return;
+  if (!settings_.msec && block_ == lastBlock_) {
+    assembly_.repeat(block_, lastBlockAt_);
+    return; // sent again because its acknowledge was lost (SEMI E4 9.4.3)
+  }
   lastBlock_.swap(block_);
   assemble(lastBlock_);
-}
-
-// Sent again because its acknowledge was lost (SEMI E4 9.4.3). While its message is being received
-// it can be nothing else.
-bool BlockTransfer::isDuplicate(ByteView block) {
-  if (settings_.msec || !std::ranges::equal(block, lastBlock_))
-    return false;
-  const uint32_t now = clock_.ticks();
-  return assembly_.repeat(block, now) || timeLeft(now, lastBlockAt_, settings_.t4) != 0;
 }
 
 void BlockTransfer::assemble(ByteView block) {

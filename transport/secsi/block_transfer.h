@@ -36,8 +36,8 @@ public:
 /// - What has arrived is handled before a time-out is looked for, and the time that a report takes
 ///   its receiver counts for none. T3 waits for a block that arrives, and for the rest of a reply
 ///   whose first blocks have; T4 guards those.
-/// - A block that equals the one accepted last, no more than T4 after it was last seen, is
-///   acknowledged and dropped. With MSEC every block counts.
+/// - A block that equals the one accepted last, until T4 after that was last seen, is acknowledged
+///   and dropped. With MSEC every block counts.
 /// - A first block of a message that has begun begins it anew, after BadMultiBlockNumber.
 /// - A message that was sent, or failed, has the header of the block that was sent last.
 class BlockTransfer {
@@ -84,7 +84,6 @@ private:
   uint32_t timeLimit() const;
   uint32_t extended(uint32_t limit) const;
   bool takesBlock() const { return state_ == State::Granted || state_ == State::Receiving; }
-  bool isDuplicate(ByteView block);
   void pollTimers();
   void pollIdle();
   void receiveTimedOut();
@@ -136,9 +135,9 @@ private:
   int retries_ = 0;
   Bytes block_; // being received, without its length byte
   size_t expected_ = 0;
-  Bytes lastBlock_;          // accepted, to tell a duplicate
-  uint32_t lastBlockAt_ = 0; // and when it came last
-  Bytes line_;               // a block on its way out
+  Bytes lastBlock_; // accepted, to tell a duplicate until T4 has passed
+  uint32_t lastBlockAt_ = 0;
+  Bytes line_; // a block on its way out
 
   std::deque<OutgoingMessage> queue_;
   size_t queuedBytes_ = 0;
