@@ -93,9 +93,8 @@ TEST_F(BlockTraceTest, TellsOfWhatIsSentOnASerialLine) {
                   "04");
   text = read();
   EXPECT_TRUE(text.starts_with("T Received NAK\r\nT Sent ENQ\r\nT Received EOT\r\n")) << text;
-  station.receive("06"
-                  "04"
-                  "06");
+  station.receive("06");
+  station.receive("0406");
   EXPECT_EQ("T Received ACK (Transferred successfully)\r\n\r\n"
             "T Sent ENQ\r\nT Received EOT\r\n"
             "T Sent Length byte : 11\r\n"

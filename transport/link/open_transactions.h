@@ -59,6 +59,27 @@ public:
       return std::nullopt;
     return timeLeft(now, entries_.front().sentAt, limit);
   }
+  /// The same where entries that are `excused` never are.
+  template <typename Predicate>
+  std::optional<uint32_t> next(uint32_t now, uint32_t limit, Predicate excused) const {
+    for (const Entry &entry : entries_)
+      if (const uint32_t left = timeLeft(now, entry.sentAt, limit); left != 0 || !excused(entry))
+        return left;
+    return std::nullopt;
+  }
+  /// Takes the first entry out that is `limit` old and not excused.
+  template <typename Predicate>
+  std::optional<Entry> takeDue(uint32_t now, uint32_t limit, Predicate excused) {
+    for (auto entry = entries_.begin();
+         entry != entries_.end() && timeLeft(now, entry->sentAt, limit) == 0; ++entry) {
+      if (excused(*entry))
+        continue;
+      Entry due = std::move(*entry);
+      entries_.erase(entry);
+      return due;
+    }
+    return std::nullopt;
+  }
   const Entry &first() const { return entries_.front(); }
   Entry takeFirst() {
     Entry entry = std::move(entries_.front());

@@ -33,7 +33,8 @@ constexpr size_t blockCount(size_t messageSize) {
 }
 
 /// A message on its way out, block by block. A block stays the current one until it was
-/// acknowledged, so that a retry sends the very same.
+/// acknowledged, so that a retry sends the very same. The message has the header of the block that
+/// was sent last.
 class OutgoingMessage {
 public:
   /// `message` is header and data, at least a header and at most kMostBlocks.
@@ -41,7 +42,7 @@ public:
 
   ByteView message() const { return message_; }
   /// Appends the current block as it goes over the line.
-  void appendBlock(Bytes &line) const;
+  void appendBlock(Bytes &line);
   bool isFirstOfSeveral() const { return index_ == 0 && blockCount(message_.size()) > 1; }
   /// Goes on to the next block; false when there is none.
   bool next() { return ++index_ < blockCount(message_.size()); }

@@ -1,5 +1,6 @@
 #include "transport/secsi/block_assembly.h"
 
+#include "secs2/transaction.h"
 #include "transport/link/deadline.h"
 
 #include <algorithm>
@@ -52,7 +53,11 @@ BlockAssembly::Outcome BlockAssembly::add(ByteView block, uint32_t now) {
   }
   if (number != blockNumber(found->bytes) + 1) {
     drop(found);
-    return {Result::BadMultiBlockNumber, {}};
+    if (number > 1)
+      return {Result::BadMultiBlockNumber, {}};
+    Outcome outcome = add(block, now);
+    outcome.anew = true;
+    return outcome;
   }
   append(*found, block, now);
   if (!isLast(block))
@@ -67,6 +72,16 @@ void BlockAssembly::append(Message &message, ByteView block, uint32_t now) {
   message.bytes.insert(message.bytes.end(), data.begin(), data.end());
   message.lastBlock = now;
   bytes_ += data.size();
+}
+
+void BlockAssembly::repeat(ByteView block, uint32_t now) {
+  if (const auto found = findContinued(block); found != open_.end())
+    found->lastBlock = now;
+}
+
+bool BlockAssembly::holdsReplyTo(const CHSecsHeader &primary) const {
+  return std::ranges::any_of(
+      open_, [&](const Message &message) { return isReply(*readHeader(message.bytes), primary); });
 }
 
 void BlockAssembly::remember(ByteView message, uint32_t now) {

@@ -16,12 +16,17 @@ public:
   enum class Result { Incomplete, Complete, BadMultiBlockNumber, BadBlockNumber };
   struct Outcome {
     Result result;
-    Bytes message; ///< whole, when complete; its header is that of its last block
+    Bytes message;     ///< whole, when complete; its header is that of its last block
+    bool anew = false; ///< the message had begun before; those blocks were dropped
   };
 
   /// Takes a block (header and data). A block whose number is not the next one drops the message
-  /// that it would continue.
+  /// that it would continue; a first one begins it anew.
   Outcome add(ByteView block, uint32_t now);
+  /// The block taken last has arrived once more: T4 of its message, if unfinished, starts anew.
+  void repeat(ByteView block, uint32_t now);
+  /// Whether blocks of a reply to `primary` have arrived.
+  bool holdsReplyTo(const CHSecsHeader &primary) const;
   /// Remembers a message that is complete.
   void remember(ByteView message, uint32_t now);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <limits>
 #include <utility>
 
 namespace velto {
@@ -36,9 +37,12 @@ void BlockTransfer::Poll() {
     open_.clear();
     return;
   }
-  pollTimers();
+  lookedAt_ = clock_.ticks();
+  mayRequest_ = state_ == State::Idle;
   while (channel_.IsOpen() && channel_.InputCount() > 0)
     handle(channel_.ReadByte());
+  if (channel_.IsOpen())
+    pollTimers();
   if (channel_.IsOpen())
     pollReplyTimer();
 }
@@ -49,10 +53,14 @@ std::optional<uint32_t> BlockTransfer::NextPoll() const {
   if (channel_.InputCount() > 0 || (state_ == State::Idle && !queue_.empty()))
     return 0;
   const uint32_t now = clock_.ticks();
-  auto next = open_.next(now, settings_.t3);
+  std::optional<uint32_t> next;
+  if (!takesBlock())
+    next = open_.next(now, settings_.t3, replyArrives());
   if (state_ != State::Idle)
-    next = sooner(next, timeLeft(now, since_, timeLimit()));
-  else if (const auto expiry = assembly_.nextExpiry(now, settings_.t4))
+    return sooner(next, timeLeft(now, since_, timeLimit()));
+  if (!lastBlock_.empty())
+    next = sooner(next, timeLeft(now, lastBlockAt_, settings_.t4));
+  if (const auto expiry = assembly_.nextExpiry(now, settings_.t4))
     next = sooner(next, *expiry);
   return next;
 }
@@ -60,6 +68,7 @@ std::optional<uint32_t> BlockTransfer::NextPoll() const {
 void BlockTransfer::enter(State state) {
   state_ = state;
   since_ = clock_.ticks();
+  mayRequest_ = false;
 }
 
 // With MSEC the length byte, too, has to follow within T1.
@@ -75,10 +84,17 @@ uint32_t BlockTransfer::timeLimit() const {
   }
 }
 
+// A time limit as it counts in this tick: it has run out when it had as this tick began. What came
+// while reports were at work is not known yet.
+uint32_t BlockTransfer::extended(uint32_t limit) const {
+  const uint32_t busy = clock_.ticks() - lookedAt_;
+  return limit + std::min(busy, std::numeric_limits<uint32_t>::max() - limit);
+}
+
 void BlockTransfer::pollTimers() {
   if (state_ == State::Idle)
     pollIdle();
-  else if (timeLeft(clock_.ticks(), since_, timeLimit()) != 0)
+  else if (timeLeft(clock_.ticks(), since_, extended(timeLimit())) != 0)
     return;
   else if (state_ == State::Requested || state_ == State::Sent)
     retryOrFail(LinkProblem::T2, false);
@@ -89,9 +105,11 @@ void BlockTransfer::pollTimers() {
 void BlockTransfer::pollIdle() {
   const uint32_t now = clock_.ticks();
   assembly_.forgetComplete(now, settings_.t4);
-  if (const auto header = assembly_.expire(now, settings_.t4))
+  if (timeLeft(now, lastBlockAt_, extended(settings_.t4)) == 0)
+    lastBlock_.clear();
+  if (const auto header = assembly_.expire(now, extended(settings_.t4)))
     problem(LinkProblem::T4, toHex(*header));
-  else if (!queue_.empty())
+  else if (mayRequest_ && !queue_.empty())
     startBlock();
 }
 
@@ -106,12 +124,14 @@ void BlockTransfer::receiveTimedOut() {
 }
 
 void BlockTransfer::pollReplyTimer() {
-  if (open_.next(clock_.ticks(), settings_.t3) != 0U)
+  if (takesBlock())
     return;
-  const OpenTransactions::Entry primary = open_.takeFirst();
+  const auto primary = open_.takeDue(clock_.ticks(), extended(settings_.t3), replyArrives());
+  if (!primary)
+    return;
   if (settings_.equipment && variant_.sendsS9F9)
-    queueStream9(9, primary.message);
-  problem(LinkProblem::T3, toHex(primary.message));
+    queueStream9(9, primary->message);
+  problem(LinkProblem::T3, toHex(primary->message));
 }
 
 // Input -----------------------------------------------------------------------------------------
@@ -231,11 +251,12 @@ void BlockTransfer::handleBlock() {
   trace_.line("Sent ACK (Transferred successfully)\r\n");
   write(kAck);
   block_.resize(block.size());
-  const uint32_t now = clock_.ticks();
-  if (block_ == lastBlock_ && timeLeft(now, lastBlockAt_, settings_.t4) != 0)
+  lastBlockAt_ = clock_.ticks();
+  if (!settings_.msec && block_ == lastBlock_) {
+    assembly_.repeat(block_, lastBlockAt_);
     return; // sent again because its acknowledge was lost (SEMI E4 9.4.3)
+  }
   lastBlock_.swap(block_);
-  lastBlockAt_ = now;
   assemble(lastBlock_);
 }
 
@@ -247,6 +268,11 @@ void BlockTransfer::assemble(ByteView block) {
     return;
   }
   const BlockAssembly::Outcome outcome = assembly_.add(block, now);
+  if (outcome.anew) {
+    problem(LinkProblem::BadMultiBlockNumber, headerText(block));
+    if (!channel_.IsOpen())
+      return;
+  }
   switch (outcome.result) {
   case BlockAssembly::Result::Incomplete:
     if (const auto header = assembly_.shed())
@@ -330,13 +356,13 @@ void BlockTransfer::sendBlock() {
   writeLine(line_);
 }
 
-// Only a message that goes on keeps the line: between messages the other side has its chance.
+// A message that goes on asks for the line again as soon as all that waits has been handled;
+// between messages the other side has its chance.
 void BlockTransfer::blockAcknowledged() {
   enter(State::Idle);
-  if (queue_.front().next()) {
-    startBlock();
+  mayRequest_ = queue_.front().next();
+  if (mayRequest_)
     return;
-  }
   const OutgoingMessage sent = std::move(queue_.front());
   queue_.pop_front();
   queuedBytes_ -= sent.message().size();

@@ -30,6 +30,16 @@ public:
 /// The block transfer protocol of SECS-I (SEMI E4): messages in and out over a line of single
 /// bytes, with handshake, contention, retries, and time-outs. A serial port and a connection are
 /// driven by this one engine.
+///
+/// - Between the blocks of a message the line is idle: a request of the other side that waits is
+///   granted, and T4 is looked for. Between two messages there is a tick.
+/// - What has arrived is handled before a time-out is looked for, and the time that a report takes
+///   its receiver counts for none. T3 waits for a block that arrives, and for the rest of a reply
+///   whose first blocks have; T4 guards those.
+/// - A block that equals the one accepted last, until T4 after that was last seen, is acknowledged
+///   and dropped. With MSEC every block counts.
+/// - A first block of a message that has begun begins it anew, after BadMultiBlockNumber.
+/// - A message that was sent, or failed, has the header of the block that was sent last.
 class BlockTransfer {
 public:
   static constexpr size_t kMostQueued = 10'000;
@@ -47,8 +57,8 @@ public:
   /// it is shorter than a header or has more than 32,767 blocks, or when the queue is full.
   bool QueueMessage(ByteView bytes);
 
-  /// One tick: time-outs and the start of the next block, then what arrived, then T3. To be called
-  /// when something arrived as well.
+  /// One tick: what arrived, then time-outs and the start of the next block, then T3. To be called
+  /// when something arrived as well, and after the channel has looked for what arrived.
   void Poll();
   /// Milliseconds until Poll() has something to do if nothing arrives meanwhile; 0: on the next
   /// tick; nothing: never. Skipping the polls before that changes nothing.
@@ -72,10 +82,17 @@ private:
 
   void enter(State state);
   uint32_t timeLimit() const;
+  uint32_t extended(uint32_t limit) const;
+  bool takesBlock() const { return state_ == State::Granted || state_ == State::Receiving; }
   void pollTimers();
   void pollIdle();
   void receiveTimedOut();
   void pollReplyTimer();
+  auto replyArrives() const {
+    return [this](const OpenTransactions::Entry &entry) {
+      return assembly_.holdsReplyTo(entry.header);
+    };
+  }
 
   void handle(uint8_t byte);
   void inIdle(uint8_t byte);
@@ -112,11 +129,13 @@ private:
   BlockTrace trace_;
 
   State state_ = State::Idle;
-  uint32_t since_ = 0; // tick of the last event of this state
+  uint32_t since_ = 0;    // tick of the last event of this state
+  uint32_t lookedAt_ = 0; // tick at which all that had arrived was known
+  bool mayRequest_ = false;
   int retries_ = 0;
   Bytes block_; // being received, without its length byte
   size_t expected_ = 0;
-  Bytes lastBlock_; // accepted, to tell a duplicate
+  Bytes lastBlock_; // accepted, to tell a duplicate until T4 has passed
   uint32_t lastBlockAt_ = 0;
   Bytes line_; // a block on its way out
 

@@ -36,6 +36,11 @@ bool CHSecsI::QueueMessage(ByteView message) {
 bool CHSecsI::QueueHex(std::string_view text) { return QueueMessage(fromHex(text)); }
 
 void CHSecsI::Poll() {
+  FetchInput();
+  work();
+}
+
+void CHSecsI::work() {
   transfer_.Poll();
   if (LostError() != 0 && !IsOpen())
     reportLost();
@@ -47,7 +52,7 @@ std::optional<uint32_t> CHSecsI::NextPoll() const {
 
 void CHSecsI::onArrived() {
   const auto held = hold();
-  Poll();
+  work();
   ticker_.arm();
 }
 

@@ -11,7 +11,7 @@
 namespace velto {
 
 /// SECS-I (SEMI E4) on a serial port. Acts the moment something arrives, and ticks by itself. Owned
-/// through a Handle.
+/// through a Handle. The rules of the line are those of BlockTransfer.
 ///
 /// Reports to its sink with an empty address and port 0. A device that vanishes ends in one problem
 /// with its `errno` number, after every queued message was reported failed.
@@ -38,7 +38,7 @@ public:
   /// The same from hexadecimal text; at least 20 digits.
   bool QueueHex(std::string_view text);
 
-  /// One tick, which comes by itself.
+  /// One tick, which comes by itself. Reads what the device has before it looks for time-outs.
   void Poll();
   /// As BlockTransfer::NextPoll().
   std::optional<uint32_t> NextPoll() const;
@@ -52,6 +52,7 @@ private:
   void tick() override { Poll(); }
   std::optional<uint32_t> nextTick() const override { return NextPoll(); }
   void onArrived() override;
+  void work();
   void reportLost();
 
   void OnMessage(ByteView message) override;

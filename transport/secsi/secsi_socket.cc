@@ -55,7 +55,8 @@ void CHSecsISocket::Poll() {
     CHHsmsConnection::Poll();
     return;
   }
-  transfer_.Poll();
+  if (!Connected() || !receive())
+    transfer_.Poll();
   reportSocketError();
 }
 

@@ -10,6 +10,8 @@ namespace velto {
 /// SECS-I (SEMI E4) over a TCP connection: the characters and blocks of the serial line are the
 /// bytes of the stream. A connection acts the moment something arrives; every peer of a listener is
 /// a line of its own. When the remote end closes it, every queued message is reported failed first.
+/// The rules of the line are those of BlockTransfer; a tick reads what the socket has before it
+/// looks for time-outs.
 class CHSecsISocket : public CHHsmsConnection, private ByteChannel, private BlockTransferOwner {
 public:
   explicit CHSecsISocket(EventLoop &loop, FileSystem &files = systemFiles());

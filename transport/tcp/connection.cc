@@ -224,10 +224,10 @@ void CHHsmsConnection::onReady(unsigned events) {
     receive();
 }
 
-void CHHsmsConnection::receive() {
+bool CHHsmsConnection::receive() {
   const size_t limit = bufferLimit();
   if (received_.size() >= limit)
-    return;
+    return false;
   const auto space = received_.space(std::min(readSize(), limit - received_.size()));
   const ssize_t count = socket_.receive(space.data(), space.size());
   if (count > 0) {
@@ -240,6 +240,7 @@ void CHHsmsConnection::receive() {
   } else if (!isTransient(errno)) {
     closedByRemote(errno);
   }
+  return count > 0;
 }
 
 // The owner is woken before a report, which may pump the loop: the ticks go on meanwhile.

@@ -149,6 +149,9 @@ protected:
     if (listening_)
       watchSocket();
   }
+  /// Reads what the connected socket has, as when the loop finds it ready; whether something
+  /// arrived. May report.
+  bool receive();
   /// Bytes were added to the buffer; nothing else is done with this object afterwards.
   virtual void onArrived() { wake(); }
   /// The connection was made or ended by the remote end; reports it.
@@ -201,7 +204,6 @@ private:
   void finishOpen(int error);
   void watchSocket();
   void onReady(unsigned events);
-  void receive();
   void acceptPeers();
   bool acceptPeer();
   void acceptFailed(int error);
