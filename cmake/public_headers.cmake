@@ -46,7 +46,8 @@ set(VELTO_PUBLIC_HEADERS
   transport/link/problem.h
   transport/secsi/serial_ports.h
   ui/dialog.h
-  ui/view.h)
+  ui/view.h
+  ui/view_changes.h)
 
 # Installed only because the interface includes them; no part of it, and each a reason to ask
 # whether a forward declaration would do. One that nobody includes any more has to go.

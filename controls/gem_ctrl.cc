@@ -76,7 +76,10 @@ void CVeltoGemCtrl::OnVariableChanged(int32_t vid) { onVIDChanged.raise(vid); }
 
 // Methods ----------------------------------------------------------------------------------------
 
-bool CVeltoGemCtrl::DefProc() { return engine_->DefProc(); }
+bool CVeltoGemCtrl::DefProc() {
+  viewChanged();
+  return engine_->DefProc();
+}
 
 bool CVeltoGemCtrl::Send() { return engine_->Send(message()); }
 
@@ -92,6 +95,7 @@ bool CVeltoGemCtrl::LoadData() {
   if (IniFileName().empty())
     return false;
   const Lifetime::Watch alive(lifetime());
+  viewChanged();
   engine_->LoadIniFile();
   if (engine_->gem() != nullptr) {
     engine_->gem()->SetDataBakCount(dataBackups_);
@@ -126,6 +130,11 @@ bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
   if (!applied.problem.empty())
     site().frontEnd.showBox(errorBox(applied.problem));
   return applied.problem.empty();
+}
+
+void CVeltoGemCtrl::SetViewStyle(int16_t style) {
+  viewStyle_ = style;
+  viewChanged();
 }
 
 TreeView CVeltoGemCtrl::view() const {

@@ -175,7 +175,7 @@ public:
   void SetALIDSet(int32_t alid, bool set);
 
   int16_t ViewStyle() const { return viewStyle_; }
-  void SetViewStyle(int16_t style) { viewStyle_ = style; }
+  void SetViewStyle(int16_t style);
 
   /// Handles the received message by the model and sends the prepared reply; false without a model.
   bool DefProc();

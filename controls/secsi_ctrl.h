@@ -56,6 +56,7 @@ private:
                  const Problem &problem) override;
   void OnConnectionChanged(ConnectionKind, const std::string &, int32_t, bool) override {}
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
+  void OnChanged() override { viewChanged(); }
 
   Handle<CHSecsI> port_;
   int32_t baudRate_ = 9600;

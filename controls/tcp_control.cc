@@ -50,7 +50,6 @@ void TcpControl::prepareLoad() {
 void TcpControl::OnTick() {
   if (!engine_->Connected() && !engine_->Opening())
     connect_ = false;
-  engine_->setChanged(false); // the window is made when it is asked for
 }
 
 TreeView TcpControl::view() const {

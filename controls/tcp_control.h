@@ -60,6 +60,7 @@ protected:
                            bool connected) override;
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
   void OnTick() override;
+  void OnChanged() override { viewChanged(); }
   /// The number by which the control reports a problem.
   virtual int16_t problemNumber(const Problem &problem) const = 0;
 

@@ -88,6 +88,8 @@ void BlockTransfer::pollTimers() {
 
 void BlockTransfer::pollIdle() {
   const uint32_t now = clock_.ticks();
+  if (assembly_.nextExpiry(now, settings_.t4) == 0U)
+    owner_.OnQueuesChanged();
   assembly_.forgetComplete(now, settings_.t4);
   if (const auto header = assembly_.expire(now, settings_.t4))
     problem(LinkProblem::T4, toHex(*header));
@@ -241,6 +243,7 @@ void BlockTransfer::handleBlock() {
 
 void BlockTransfer::assemble(ByteView block) {
   const uint32_t now = clock_.ticks();
+  owner_.OnQueuesChanged();
   if (settings_.msec) {
     assembly_.remember(block, now);
     owner_.OnMessage(Bytes(block.begin(), block.end()));
@@ -286,6 +289,7 @@ bool BlockTransfer::QueueMessage(ByteView bytes) {
     completeHeader(message);
   queuedBytes_ += message.size();
   queue_.emplace_back(std::move(message));
+  owner_.OnQueuesChanged();
   return true;
 }
 
@@ -340,6 +344,7 @@ void BlockTransfer::blockAcknowledged() {
   const OutgoingMessage sent = std::move(queue_.front());
   queue_.pop_front();
   queuedBytes_ -= sent.message().size();
+  owner_.OnQueuesChanged();
   const CHSecsHeader header = *readHeader(sent.message());
   if (!settings_.msec && header.wbit() && header.function() % 2 != 0)
     open_.open(header, sent.message(), clock_.ticks(), sentCount_++);
@@ -361,6 +366,7 @@ void BlockTransfer::retryOrFail(LinkProblem code, bool reportsLast) {
 void BlockTransfer::failQueue(std::optional<LinkProblem> code) {
   enter(State::Idle);
   const auto failed = std::exchange(queue_, {});
+  owner_.OnQueuesChanged();
   queuedBytes_ = 0;
   if (code)
     problem(*code);
@@ -381,6 +387,7 @@ void BlockTransfer::FailAll() {
 
 void BlockTransfer::startAnew() {
   enter(State::Idle);
+  owner_.OnQueuesChanged();
   assembly_.clear();
   open_.clear();
   lastBlock_.clear();

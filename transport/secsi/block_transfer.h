@@ -15,7 +15,7 @@
 namespace velto {
 
 /// What the block transfer engine tells its owner, who may do anything inside a call (but for
-/// OnTransferTrace): send, close the line, pump the loop; but the engine outlives the call.
+/// the last two): send, close the line, pump the loop; but the engine outlives the call.
 class BlockTransferOwner {
 public:
   virtual ~BlockTransferOwner() = default;
@@ -25,6 +25,8 @@ public:
   virtual void OnTransferProblem(LinkProblem code, const std::string &text) = 0;
   /// Bytes as they went over the line. Only to look at: the engine is in the midst of a step.
   virtual void OnTransferTrace(ByteView bytes, TraceDirection direction) = 0;
+  /// The queues look different, or are about to. Only to note, likewise.
+  virtual void OnQueuesChanged() {}
 };
 
 /// The block transfer protocol of SECS-I (SEMI E4): messages in and out over a line of single

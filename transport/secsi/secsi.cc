@@ -21,8 +21,8 @@ void CHSecsI::Close() {
 }
 
 void CHSecsI::End() {
-  Close();
   sink_ = &silentSink();
+  Close();
   ticker_.follow(nullptr);
 }
 

@@ -58,6 +58,7 @@ private:
   void OnMessageSent(ByteView message, bool sent) override;
   void OnTransferProblem(LinkProblem code, const std::string &text) override;
   void OnTransferTrace(ByteView bytes, TraceDirection direction) override;
+  void OnQueuesChanged() override { sink_->OnChanged(); }
 
   CHConnectionSink *sink_; // never null
   BlockTransfer transfer_;

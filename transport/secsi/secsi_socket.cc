@@ -83,13 +83,9 @@ uint8_t CHSecsISocket::ReadByte() {
   return byte;
 }
 
-void CHSecsISocket::OnMessage(ByteView message) {
-  markChanged();
-  reportReceived(message);
-}
+void CHSecsISocket::OnMessage(ByteView message) { reportReceived(message); }
 
 void CHSecsISocket::OnMessageSent(ByteView message, bool sent) {
-  markChanged();
   sink().OnSent(Kind(), IPAddress(), PortNumber(), message, sent);
 }
 

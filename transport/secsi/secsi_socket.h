@@ -49,6 +49,7 @@ private:
   void OnMessageSent(ByteView message, bool sent) override;
   void OnTransferProblem(LinkProblem code, const std::string &text) override;
   void OnTransferTrace(ByteView bytes, TraceDirection direction) override;
+  void OnQueuesChanged() override { markChanged(); }
 
   FileSystem &files_;
   BlockTransfer transfer_;

@@ -137,9 +137,9 @@ void CHHsmsConnection::Close() {
 
 void CHHsmsConnection::End() {
   ended_ = true;
+  sink_ = &silentSink();
   Close();
   socketError_ = 0;
-  sink_ = &silentSink();
   ticker_.follow(nullptr);
 }
 
@@ -346,12 +346,6 @@ void CHHsmsConnection::dropReceived() {
 }
 
 // Reports ---------------------------------------------------------------------------------------
-
-void CHHsmsConnection::markChanged() {
-  changed_ = true;
-  if (listener_ != nullptr)
-    listener_->changed_ = true;
-}
 
 CHConnectionSink &CHHsmsConnection::sink() const {
   return listener_ == nullptr ? *sink_ : *listener_->sink_;

@@ -74,10 +74,6 @@ public:
   /// The port that the socket is bound to (also when the platform chose it).
   int32_t LocalPort() const { return socket_.localPort(); }
 
-  /// Set when peers come or go, change their state, or exchange a message; the owner clears it.
-  bool changed() const { return changed_; }
-  void setChanged(bool changed) { changed_ = changed; }
-
   /// Listens, or connects and waits for the outcome up to kOpenTimeout while the loop goes on.
   /// False when that fails, when the object is open already, or when the connection has ended
   /// meanwhile.
@@ -150,7 +146,8 @@ protected:
   void wake() { ticker_.wake(); }
   /// Something was set that the next tick may depend on.
   void arm() { ticker_.arm(); }
-  void markChanged();
+  /// Peers have come or gone, changed their state, or exchanged a message.
+  void markChanged() { sink().OnChanged(); }
 
   /// Sends `first` followed by `second` on this object's own socket, and queues what that does not
   /// take. False, with nothing sent, when there is no connection or the queue is full.
@@ -214,7 +211,6 @@ private:
   bool listening_ = false;
   bool connected_ = false;
   bool created_ = false;
-  bool changed_ = false;
   bool ended_ = false;
   bool acceptPaused_ = false;
   int socketError_ = 0; // the number to report, 0: none
