@@ -44,6 +44,7 @@ set(VELTO_PUBLIC_HEADERS
   secs2/sml_tree.h
   secs2/verifier.h
   transport/link/problem.h
+  transport/link/statistics.h
   transport/secsi/serial_ports.h
   ui/dialog.h
   ui/view.h

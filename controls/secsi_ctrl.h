@@ -36,6 +36,8 @@ public:
   /// "Out Queue" and "In Queue" with the messages in them.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  /// What the line has carried since the control was made.
+  const LinkCounters &counters() const { return port_->counters(); }
 
   Event<int16_t, std::string> onProblem{*this, 1};
   Event<std::string> onReceived{*this, 2};

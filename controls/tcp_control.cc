@@ -17,6 +17,7 @@ void TcpControl::makeEngine() {
     fresh->SetPortNumber(engine_->PortNumber());
     fresh->SetIPAddress(engine_->IPAddress());
   }
+  fresh->CountIn(counters_);
   fresh->SetSink(this);
   engine_ = Handle<CHHsmsConnection>(std::move(fresh));
   ++engineCount_;

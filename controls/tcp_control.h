@@ -37,6 +37,8 @@ public:
   /// a selected one.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  /// What the link has carried since the control was made, over all its connections.
+  const LinkCounters &counters() const { return *counters_; }
 
   Event<std::string, int32_t> onConnected{*this, 1};
   Event<std::string, int32_t> onDisconnected{*this, 2};
@@ -72,6 +74,7 @@ protected:
   void prepareLoad() override;
 
 private:
+  std::shared_ptr<LinkCounters> counters_ = std::make_shared<LinkCounters>();
   Handle<CHHsmsConnection> engine_;
   bool connect_ = false;
   uint32_t engineCount_ = 0; // tells an engine from the one that took its place

@@ -201,6 +201,7 @@ void CHGemEngine::reportProblem(LinkProblem problem) {
 // The models hear of it first, then the partner (S9F9), then the host.
 void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
   const Hold held(*this);
+  physical_.count(LinkProblem::T3);
   logical_->OnProblem(LinkProblem::T3, primary);
   reportProblem(LinkProblem::T3);
 }
@@ -228,8 +229,10 @@ void CHGemEngine::reportVariable(uint32_t vid) {
 // loop while it is told of a change, which comes afterwards: nothing is to be done for that one
 // again.
 void CHGemEngine::Tick() {
-  if (physical_.Poll())
+  if (physical_.Poll()) {
+    physical_.count(LinkProblem::T5);
     reportProblem(LinkProblem::T5);
+  }
   endFailedAttempt();
   noticeLostLink();
   if (ended_)

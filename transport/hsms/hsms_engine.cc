@@ -60,6 +60,7 @@ bool CHHsms::prepareOpen() {
     return false;
   const bool ownPort = settings_.server && settings_.myPortNumber == 0;
   root_ = makeHandle<Peer>(loop_, *this);
+  root_->CountIn(counters_);
   root_->SetServerMode(settings_.server);
   root_->SetIPAddress(settings_.ipAddress.empty() ? "localhost" : settings_.ipAddress);
   root_->SetPortNumber(settings_.portNumber);
@@ -115,6 +116,7 @@ void CHHsms::rejectLength(Peer &peer, LinkProblem problem, uint32_t length) {
 
 void CHHsms::handleFrame(Peer &peer, uint32_t length) {
   ByteQueue frame = peer.takeReceived(length + kFrameLengthSize);
+  ++counters_->framesIn;
   handleMessage(peer, frame.view().subspan(kFrameLengthSize));
   peer.giveBack(std::move(frame));
 }
@@ -164,6 +166,8 @@ std::optional<CHSecsHeader> CHHsms::transmit(Peer &peer, CHSecsHeader header, By
   header.length = static_cast<uint32_t>(CHSecsHeader::kSize + body.size());
   if (!peer.transmit(frameHead(header, body.size()), body))
     return std::nullopt;
+  ++counters_->framesOut;
+  counters_->rejectsOut += isReject(header) ? 1 : 0;
   if (isControlRequest(header)) {
     peer.requests.open(header, peer.ticks());
     ticker_.arm();
@@ -279,6 +283,7 @@ void CHHsms::expireT8(Peer &peer) {
 }
 
 void CHHsms::reportProblem(Peer &peer, LinkProblem problem, ByteView data) {
+  counters_->count(problem);
   owner_->OnProblem(peer.IPAddress(), peer.PortNumber(), problem, data);
 }
 

@@ -234,7 +234,9 @@ void BlockTransfer::handleBlock() {
   write(kAck);
   block_.resize(block.size());
   const uint32_t now = clock_.ticks();
-  if (block_ == lastBlock_ && timeLeft(now, lastBlockAt_, settings_.t4) != 0)
+  const bool duplicate = block_ == lastBlock_ && timeLeft(now, lastBlockAt_, settings_.t4) != 0;
+  owner_.OnBlock(TraceDirection::Received, duplicate);
+  if (duplicate)
     return; // sent again because its acknowledge was lost (SEMI E4 9.4.3)
   lastBlock_.swap(block_);
   lastBlockAt_ = now;
@@ -337,6 +339,7 @@ void BlockTransfer::sendBlock() {
 // Only a message that goes on keeps the line: between messages the other side has its chance.
 void BlockTransfer::blockAcknowledged() {
   enter(State::Idle);
+  owner_.OnBlock(TraceDirection::Sent, false);
   if (queue_.front().next()) {
     startBlock();
     return;

@@ -83,14 +83,27 @@ uint8_t CHSecsISocket::ReadByte() {
   return byte;
 }
 
-void CHSecsISocket::OnMessage(ByteView message) { reportReceived(message); }
+void CHSecsISocket::OnMessage(ByteView message) {
+  ++counted().framesIn;
+  reportReceived(message);
+}
 
 void CHSecsISocket::OnMessageSent(ByteView message, bool sent) {
+  counted().messageSent(sent);
   sink().OnSent(Kind(), IPAddress(), PortNumber(), message, sent);
 }
 
 void CHSecsISocket::OnTransferProblem(LinkProblem code, const std::string &text) {
   reportProblem({code, text});
+}
+
+void CHSecsISocket::OnBlock(TraceDirection direction, bool duplicate) {
+  counted().block(direction == TraceDirection::Sent, duplicate);
+}
+
+void CHSecsISocket::OnQueuesChanged() {
+  counted().queued(transfer_.QueuedBytes());
+  markChanged();
 }
 
 void CHSecsISocket::OnTransferTrace(ByteView bytes, TraceDirection direction) {

@@ -49,7 +49,8 @@ private:
   void OnMessageSent(ByteView message, bool sent) override;
   void OnTransferProblem(LinkProblem code, const std::string &text) override;
   void OnTransferTrace(ByteView bytes, TraceDirection direction) override;
-  void OnQueuesChanged() override { markChanged(); }
+  void OnBlock(TraceDirection direction, bool duplicate) override;
+  void OnQueuesChanged() override;
 
   FileSystem &files_;
   BlockTransfer transfer_;

@@ -27,7 +27,8 @@ struct CHHsmsConnection::OpenRequest {
 };
 
 CHHsmsConnection::CHHsmsConnection(EventLoop &loop, ConnectionKind kind)
-    : loop_(loop), kind_(kind), sink_(&silentSink()), ticker_(loop, *this) {}
+    : loop_(loop), kind_(kind), sink_(&silentSink()), ticker_(loop, *this),
+      counters_(std::make_shared<LinkCounters>()) {}
 
 CHHsmsConnection::~CHHsmsConnection() { CHHsmsConnection::Close(); }
 
@@ -112,6 +113,7 @@ void CHHsmsConnection::finishOpen(int error) {
   }
   if (!listening_) {
     connected_ = created_ = true;
+    ++counters_->connections;
     watchSocket();
     markChanged();
     wake();
@@ -150,7 +152,7 @@ void CHHsmsConnection::SetSink(CHConnectionSink *sink) {
 void CHHsmsConnection::disconnect() {
   if (connected_ && !listening_) {
     if (!output_.empty())
-      socket_.send(output_.view());
+      sendQueued();
     socket_.finish();
   }
   closeSocket();
@@ -206,6 +208,7 @@ void CHHsmsConnection::receive() {
   const ssize_t count = socket_.receive(space.data(), space.size());
   if (count > 0) {
     received_.added(static_cast<size_t>(count));
+    counters_->bytesIn += static_cast<size_t>(count);
     if (received_.size() >= limit)
       watchSocket();
     onArrived();
@@ -235,7 +238,9 @@ void CHHsmsConnection::recordError(int error) {
 int32_t CHHsmsConnection::SendFrame(ByteView bytes) {
   if (listening_) {
     CHHsmsConnection *peer = FindPeer(ipAddress_, portNumber_);
-    return peer == nullptr ? 0 : peer->SendFrame(bytes);
+    if (peer == nullptr)
+      return cannotSend();
+    return peer->SendFrame(bytes);
   }
   return transmit(bytes) ? static_cast<int32_t>(bytes.size()) : 0;
 }
@@ -245,32 +250,46 @@ int32_t CHHsmsConnection::SendFrame(ByteView bytes) {
 bool CHHsmsConnection::transmit(ByteView first, ByteView second) {
   const size_t size = first.size() + second.size();
   if (!connected_ || listening_ || size > std::numeric_limits<int32_t>::max())
-    return false;
+    return cannotSend();
   size_t taken = 0;
   if (output_.empty()) {
     const ssize_t count = socket_.send(first, second);
     if (count < 0 && !isTransient(errno)) {
       sendFailed(errno);
-      return false;
+      return cannotSend();
     }
     taken = count > 0 ? static_cast<size_t>(count) : 0;
+    counters_->bytesOut += taken;
   }
   if (taken < size) {
     if (taken == 0 && output_.size() + size > maxQueued_)
-      return false;
+      return cannotSend();
     if (taken < first.size())
       output_.append(first.subspan(taken));
     output_.append(second.subspan(taken - std::min(taken, first.size())));
+    counters_->queued(output_.size());
     watchSocket();
   }
   markChanged();
   return true;
 }
 
+bool CHHsmsConnection::cannotSend() {
+  counters_->count(LinkProblem::CannotSend);
+  return false;
+}
+
+// As socket_.send().
+ssize_t CHHsmsConnection::sendQueued() {
+  const ssize_t count = socket_.send(output_.view());
+  counters_->bytesOut += count > 0 ? static_cast<size_t>(count) : 0;
+  return count;
+}
+
 void CHHsmsConnection::flush() {
   if (output_.empty())
     return;
-  const ssize_t count = socket_.send(output_.view());
+  const ssize_t count = sendQueued();
   if (count > 0)
     output_.drop(static_cast<size_t>(count));
   else if (count < 0 && !isTransient(errno))
@@ -360,6 +379,7 @@ void CHHsmsConnection::reportReceived(ByteView data) {
 }
 
 void CHHsmsConnection::reportProblem(const Problem &problem) {
+  counters_->count(problem.code);
   sink().OnProblem(kind_, ipAddress_, portNumber_, problem);
 }
 

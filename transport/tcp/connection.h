@@ -4,6 +4,7 @@
 #include "platform/event_loop.h"
 #include "platform/tcp_socket.h"
 #include "transport/link/connection_sink.h"
+#include "transport/link/statistics.h"
 #include "transport/link/ticker.h"
 #include "transport/tcp/byte_queue.h"
 #include "transport/tcp/spare_descriptor.h"
@@ -53,6 +54,10 @@ public:
   void SetPortNumber(int32_t port) { portNumber_ = port; }
   /// The connection is part of a larger engine, which calls Poll(): it ticks by itself no longer.
   void TickWith(Ticker &whole) { ticker_.follow(&whole); }
+  /// Goes on with counters that outlive this connection, as a fresh one does for another.
+  void CountIn(std::shared_ptr<LinkCounters> counters) { counters_ = std::move(counters); }
+  /// What was carried; a peer's are those of its listener.
+  const LinkCounters &counters() const { return *counters_; }
   /// Null: nobody hears of anything.
   void SetSink(CHConnectionSink *sink);
 
@@ -138,6 +143,7 @@ protected:
   virtual void onConnectionChanged(bool connected);
 
   bool listening() const { return listening_; }
+  LinkCounters &counted() { return *counters_; }
   bool socketErrorPending() const { return socketError_ != 0; }
   EventLoop &loop() const { return loop_; }
   uint32_t ticks() const { return loop_.clock().ticks(); }
@@ -189,6 +195,8 @@ private:
   bool finished() const { return !connected_ && !holdsUnit(); }
   void pollPeers();
   void flush();
+  bool cannotSend();
+  ssize_t sendQueued();
   void sendFailed(int error);
   void recordError(int error);
   void closedByRemote(int error);
@@ -199,6 +207,7 @@ private:
   CHHsmsConnection *listener_ = nullptr; // of a peer
   CHConnectionSink *sink_;               // never null
   Ticker ticker_;
+  std::shared_ptr<LinkCounters> counters_; // never null
 
   std::string ipAddress_;
   int32_t portNumber_ = 0;
