@@ -27,6 +27,7 @@ set(VELTO_PUBLIC_HEADERS
   controls/secsi_socket_ctrl.h
   controls/secsii_ctrl.h
   controls/socket_ctrl.h
+  controls/statistics_property.h
   controls/tcp_control.h
   platform/clock.h
   platform/event_loop.h

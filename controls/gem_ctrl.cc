@@ -140,7 +140,10 @@ void CVeltoGemCtrl::SetViewStyle(int16_t style) {
 TreeView CVeltoGemCtrl::view() const {
   if (viewStyle_ < 1 || viewStyle_ > 3)
     return {};
-  return engine_->status(viewStyle_ - 1);
+  TreeView view = engine_->status(viewStyle_ - 1);
+  if (viewStyle_ != 2)
+    addStatistics(view, counters());
+  return view;
 }
 
 // Link settings ----------------------------------------------------------------------------------

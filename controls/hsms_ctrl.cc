@@ -43,6 +43,7 @@ const MemberTable &CVeltoHsmsCtrl::table() {
           .logFileName(17)
           .logSize(18)
           .logVerbose(19)
+          .statistics()
           .tcpConnect(1)
           .method<&C::ToIPAddress>(20, "ToIPAddress", {"lpszHostName"},
                                    "The IPv4 address of a host; empty when it is unknown.")

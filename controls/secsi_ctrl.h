@@ -4,13 +4,17 @@
 #include "controls/component/ini_control.h"
 #include "controls/problem_numbers.h"
 #include "controls/secsi_properties.h"
+#include "controls/statistics_property.h"
 #include "transport/secsi/secsi.h"
 
 namespace velto {
 
 /// `VeltoSecsI`: SECS-I (SEMI E4) on a serial port. Messages go in and come out as hexadecimal text
 /// of header and data; with MSEC, the data as characters.
-class CVeltoSecsICtrl final : public IniControl, public SecsIProperties, private CHConnectionSink {
+class CVeltoSecsICtrl final : public IniControl,
+                              public SecsIProperties,
+                              public StatisticsProperty,
+                              private CHConnectionSink {
 public:
   explicit CVeltoSecsICtrl(const ControlSite &site);
 
@@ -59,6 +63,7 @@ private:
   void OnConnectionChanged(ConnectionKind, const std::string &, int32_t, bool) override {}
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
   void OnChanged() override { viewChanged(); }
+  void statisticsChanged() override { viewChanged(); }
 
   Handle<CHSecsI> port_;
   int32_t baudRate_ = 9600;

@@ -44,6 +44,7 @@ const MemberTable &CVeltoSecsISocketCtrl::table() {
           .msec(18)
           .retry(19)
           .logVerbose(20, kLogTexts)
+          .statistics()
           .tcpConnect(1)
           .disconnect(21)
           .loadIniFile(22)

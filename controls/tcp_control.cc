@@ -65,6 +65,7 @@ TreeView TcpControl::view() const {
     add(*engine_);
   for (size_t i = 0; i < engine_->PeerCount(); ++i)
     add(engine_->PeerAt(i));
+  addStatistics(view, counters());
   return view;
 }
 

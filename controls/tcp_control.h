@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controls/component/ini_control.h"
+#include "controls/statistics_property.h"
 #include "transport/tcp/connection.h"
 
 #include <memory>
@@ -13,7 +14,7 @@ namespace velto {
 ///
 /// A passive entity serves any number of peers; `IPAddress` and `PortNumber` name the one that is
 /// sent to, and every accepted peer sets them to itself.
-class TcpControl : public IniControl, protected CHConnectionSink {
+class TcpControl : public IniControl, public StatisticsProperty, protected CHConnectionSink {
 public:
   /// Opens or closes the link. An active entity waits up to 5 s for the connection while the loop
   /// goes on; setting Connect again meanwhile ends that wait. The control clears the flag when the
@@ -63,6 +64,7 @@ protected:
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
   void OnTick() override;
   void OnChanged() override { viewChanged(); }
+  void statisticsChanged() override { viewChanged(); }
   /// The number by which the control reports a problem.
   virtual int16_t problemNumber(const Problem &problem) const = 0;
 
