@@ -27,6 +27,7 @@ set(VELTO_PUBLIC_HEADERS
   controls/secsi_socket_ctrl.h
   controls/secsii_ctrl.h
   controls/socket_ctrl.h
+  controls/statistics_property.h
   controls/tcp_control.h
   platform/clock.h
   platform/event_loop.h
@@ -44,9 +45,11 @@ set(VELTO_PUBLIC_HEADERS
   secs2/sml_tree.h
   secs2/verifier.h
   transport/link/problem.h
+  transport/link/statistics.h
   transport/secsi/serial_ports.h
   ui/dialog.h
-  ui/view.h)
+  ui/view.h
+  ui/view_changes.h)
 
 # Installed only because the interface includes them; no part of it, and each a reason to ask
 # whether a forward declaration would do. One that nobody includes any more has to go.

@@ -54,7 +54,11 @@ const MemberTable &CVeltoCommCtrl::table() {
 CVeltoCommCtrl::CVeltoCommCtrl(const ControlSite &site)
     : IniControl(site, "VeltoComm"), port_(site.loop, site.ports),
       timer_(site.loop, [this] { tick(); }) {
-  port_.SetWake([this] { timer_.startWithin(1); });
+  port_.SetWake([this] {
+    timer_.startWithin(1);
+    if (port_.LostError() != 0)
+      viewChanged();
+  });
 }
 
 std::span<const char *const> CVeltoCommCtrl::iniKeys() const { return kCommIniKeys; }
@@ -134,6 +138,7 @@ void CVeltoCommCtrl::tick() {
   if (lost && port_.LostError() != 0) {
     lostError_ = port_.LostError();
     port_.Close();
+    viewChanged();
   }
   if (Count() != 0 || port_.LostError() != 0)
     timer_.startWithin(1);

@@ -79,7 +79,10 @@ void CVeltoGemCtrl::OnVariableChanged(int32_t vid) { onVIDChanged.raise(vid); }
 
 // Methods ----------------------------------------------------------------------------------------
 
-bool CVeltoGemCtrl::DefProc() { return engine_->DefProc(); }
+bool CVeltoGemCtrl::DefProc() {
+  viewChanged();
+  return engine_->DefProc();
+}
 
 bool CVeltoGemCtrl::Send() { return engine_->Send(message()); }
 
@@ -95,6 +98,7 @@ bool CVeltoGemCtrl::LoadData() {
   if (IniFileName().empty())
     return false;
   const Lifetime::Watch alive(lifetime());
+  viewChanged();
   engine_->LoadIniFile();
   if (engine_->gem() != nullptr) {
     engine_->gem()->SetDataBakCount(dataBackups_);
@@ -129,10 +133,18 @@ bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
   return applied.problem.empty();
 }
 
+void CVeltoGemCtrl::SetViewStyle(int16_t style) {
+  viewStyle_ = style;
+  viewChanged();
+}
+
 TreeView CVeltoGemCtrl::view() const {
   if (viewStyle_ < 1 || viewStyle_ > 3)
     return {};
-  return engine_->status(viewStyle_ - 1);
+  TreeView view = engine_->status(viewStyle_ - 1);
+  if (viewStyle_ != 2)
+    addStatistics(view, counters());
+  return view;
 }
 
 // Link settings ----------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controls/component/control.h"
+#include "controls/statistics_property.h"
 #include "gem/engine/engine.h"
 
 #include <array>
@@ -14,7 +15,7 @@ namespace velto {
 ///
 /// Nothing is answered by itself: in Received the host calls DefProc(), or sends a reply of its
 /// own.
-class CVeltoGemCtrl final : public Control, private CHGemEventSink {
+class CVeltoGemCtrl final : public Control, public StatisticsProperty, private CHGemEventSink {
 public:
   explicit CVeltoGemCtrl(const ControlSite &site);
 
@@ -194,7 +195,7 @@ public:
   void SetALIDSet(int32_t alid, bool set);
 
   int16_t ViewStyle() const { return viewStyle_; }
-  void SetViewStyle(int16_t style) { viewStyle_ = style; }
+  void SetViewStyle(int16_t style);
 
   /// Handles the received message by the model and sends the prepared reply; false without a model.
   bool DefProc();
@@ -225,9 +226,12 @@ public:
   /// and while another sheet of this control is open.
   bool Setup(const std::string &caption, int32_t options);
 
-  /// The status tree: view style 0 empty, 1 the link, 2 the logical connection, 3 both.
+  /// The status tree: view style 0 empty, 1 the link, 2 the logical connection, 3 both. The
+  /// statistics go with the link.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  /// What the link has carried since the control was made, over all its connections.
+  const LinkCounters &counters() const { return engine_->physical().counters(); }
   /// The engine, for what no property reaches.
   CHGemEngine &engine() { return *engine_; }
 
@@ -260,6 +264,7 @@ private:
   void OnVariableChanged(int32_t vid) override;
 
   void onModified() override { engine_->changed(); }
+  void statisticsChanged() override { viewChanged(); }
   template <typename Raise> void selected(uint8_t slot, Raise raise);
   void setTime(int32_t &milliseconds, int32_t seconds);
   const KeepAlive &keepAlive() const { return engine_->physical().settings().keepAlive; }

@@ -188,6 +188,7 @@ bool CVeltoGemCtrl::saved(bool changed) {
   if (changed) {
     SaveData();
     engine_->changed();
+    viewChanged();
   }
   return changed;
 }

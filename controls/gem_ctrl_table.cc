@@ -134,6 +134,7 @@ const MemberTable &CVeltoGemCtrl::table() {
                                                 "The alarm is set; setting reports nothing.")
           .indexed<&C::CEIDEnable, &C::SetCEIDEnable>(84, "CEIDEnable", {"lCEID"},
                                                       "An event is reported.")
+          .statistics()
           .method<&C::DefProc>(
               51, "DefProc", {},
               "Handles the received message by the model and sends the prepared reply.")

@@ -44,6 +44,7 @@ const MemberTable &CVeltoHsmsCtrl::table() {
           .logSize(18)
           .logVerbose(19)
           .keepAlive()
+          .statistics()
           .tcpConnect(1)
           .method<&C::ToIPAddress>(20, "ToIPAddress", {"lpszHostName"},
                                    "The IPv4 address of a host; empty when it is unknown.")

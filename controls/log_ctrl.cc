@@ -140,13 +140,16 @@ void CVeltoLogCtrl::SetLineMax(int16_t count) {
 }
 
 void CVeltoLogCtrl::SetSelectedLine(int16_t line) {
-  if (line <= lastIndex())
-    view_.selected = line < 0 ? lastIndex() : line;
+  if (line > lastIndex())
+    return;
+  view_.selected = line < 0 ? lastIndex() : line;
+  viewChanged();
 }
 
 void CVeltoLogCtrl::Clear() {
   view_.lines.clear();
   view_.selected = -1;
+  viewChanged();
 }
 
 // The text may be a line of this list, so nothing leaves the list before the text was used.
@@ -161,6 +164,7 @@ void CVeltoLogCtrl::Trace(const std::string &text) {
   const int64_t surplus = std::max(lastIndex() + 1 - lineMax_, int64_t{0});
   view_.lines.erase(view_.lines.begin(), view_.lines.begin() + surplus);
   view_.selected = follow ? lastIndex() : std::max(view_.selected - left - surplus, int64_t{0});
+  viewChanged();
 }
 
 /// What stands in front of a line, without the separator; empty when neither date nor time is

@@ -51,6 +51,7 @@ const MemberTable &CVeltoSecsICtrl::table() {
           .t2(16)
           .t3(17)
           .t4(18)
+          .statistics()
           .serialConnect(1)
           .setup(19)
           .queueMessage(20)
@@ -126,6 +127,7 @@ TreeView CVeltoSecsICtrl::view() const {
   };
   add("Out Queue", port_->transfer().OutHeads());
   add("In Queue", port_->transfer().InHeads());
+  addStatistics(view, counters());
   return view;
 }
 

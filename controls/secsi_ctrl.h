@@ -4,13 +4,17 @@
 #include "controls/component/ini_control.h"
 #include "controls/problem_numbers.h"
 #include "controls/secsi_properties.h"
+#include "controls/statistics_property.h"
 #include "transport/secsi/secsi.h"
 
 namespace velto {
 
 /// `VeltoSecsI`: SECS-I (SEMI E4) on a serial port. Messages go in and come out as hexadecimal text
 /// of header and data; with MSEC, the data as characters.
-class CVeltoSecsICtrl final : public IniControl, public SecsIProperties, private CHConnectionSink {
+class CVeltoSecsICtrl final : public IniControl,
+                              public SecsIProperties,
+                              public StatisticsProperty,
+                              private CHConnectionSink {
 public:
   explicit CVeltoSecsICtrl(const ControlSite &site);
 
@@ -36,6 +40,8 @@ public:
   /// "Out Queue" and "In Queue" with the messages in them.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  /// What the line has carried since the control was made.
+  const LinkCounters &counters() const { return port_->counters(); }
 
   Event<int16_t, std::string> onProblem{*this, 1};
   Event<std::string> onReceived{*this, 2};
@@ -56,6 +62,8 @@ private:
                  const Problem &problem) override;
   void OnConnectionChanged(ConnectionKind, const std::string &, int32_t, bool) override {}
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
+  void OnChanged() override { viewChanged(); }
+  void statisticsChanged() override { viewChanged(); }
 
   Handle<CHSecsI> port_;
   int32_t baudRate_ = 9600;

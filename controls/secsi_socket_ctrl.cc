@@ -45,6 +45,7 @@ const MemberTable &CVeltoSecsISocketCtrl::table() {
           .retry(19)
           .logVerbose(20, kLogTexts)
           .keepAlive()
+          .statistics()
           .tcpConnect(1)
           .disconnect(21)
           .loadIniFile(22)

@@ -99,6 +99,7 @@ void CVeltoSecsIICtrl::SetMsg(const std::string &hex) {
     return;
   slot_.message.SetMsg(hex);
   slot_.Verify(HSMS());
+  viewChanged();
 }
 
 std::string CVeltoSecsIICtrl::SML() const { return RenderSml(slot_.message); }
@@ -123,7 +124,10 @@ std::string CVeltoSecsIICtrl::SuggestedReplyMsg() const {
   return slot_.partner()->replyValid ? slot_.partner()->message.GetMsg() : "";
 }
 
-void CVeltoSecsIICtrl::Reset() { slot_.message.Reset(deviceId_); }
+void CVeltoSecsIICtrl::Reset() {
+  slot_.message.Reset(deviceId_);
+  viewChanged();
+}
 
 void CVeltoSecsIICtrl::Reply(const std::string &messageHeader) {
   if (messageHeader.size() < kHeaderDigits)

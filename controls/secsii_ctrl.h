@@ -94,7 +94,11 @@ private:
   Variant persistedValue(const Member &member) override;
 
   const CHSecsHeader &header() const { return slot_.message.header; }
-  CHSecsHeader &header() { return slot_.message.header; }
+  /// To change it.
+  CHSecsHeader &header() {
+    viewChanged();
+    return slot_.message.header;
+  }
 
   CHSecsVerifier slot_;
   uint16_t deviceId_ = 0;

@@ -147,6 +147,12 @@ public:
                                                                       texts.verbose, false);
   }
 
+  /// Not persisted: a bag holds what it always did.
+  Self &statistics() {
+    return Base::template property<&C::Statistics, &C::SetStatistics>(
+        201, "Statistics", "The window shows what the link has carried, and its problems.");
+  }
+
   // SECS-I.
 
   Self &t1(int id) {

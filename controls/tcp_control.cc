@@ -21,6 +21,7 @@ void TcpControl::makeEngine() {
     fresh->SetPortNumber(engine_->PortNumber());
     fresh->SetIPAddress(engine_->IPAddress());
   }
+  fresh->CountIn(counters_);
   fresh->SetSink(this);
   engine_ = Handle<CHHsmsConnection>(std::move(fresh));
   ++engineCount_;
@@ -67,7 +68,6 @@ void TcpControl::prepareLoad() {
 void TcpControl::OnTick() {
   if (!engine_->Connected() && !engine_->Opening())
     connect_ = false;
-  engine_->setChanged(false); // the window is made when it is asked for
 }
 
 TreeView TcpControl::view() const {
@@ -82,6 +82,7 @@ TreeView TcpControl::view() const {
     add(*engine_);
   for (size_t i = 0; i < engine_->PeerCount(); ++i)
     add(engine_->PeerAt(i));
+  addStatistics(view, counters());
   return view;
 }
 

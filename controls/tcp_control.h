@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controls/component/ini_control.h"
+#include "controls/statistics_property.h"
 #include "transport/tcp/connection.h"
 
 #include <memory>
@@ -13,7 +14,7 @@ namespace velto {
 ///
 /// A passive entity serves any number of peers; `IPAddress` and `PortNumber` name the one that is
 /// sent to, and every accepted peer sets them to itself.
-class TcpControl : public IniControl, protected CHConnectionSink {
+class TcpControl : public IniControl, public StatisticsProperty, protected CHConnectionSink {
 public:
   /// Opens or closes the link. An active entity waits up to 5 s for the connection while the loop
   /// goes on; setting Connect again meanwhile ends that wait. The control clears the flag when the
@@ -48,6 +49,8 @@ public:
   /// a selected one.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  /// What the link has carried since the control was made, over all its connections.
+  const LinkCounters &counters() const { return *counters_; }
 
   Event<std::string, int32_t> onConnected{*this, 1};
   Event<std::string, int32_t> onDisconnected{*this, 2};
@@ -71,6 +74,8 @@ protected:
                            bool connected) override;
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
   void OnTick() override;
+  void OnChanged() override { viewChanged(); }
+  void statisticsChanged() override { viewChanged(); }
   /// The number by which the control reports a problem.
   virtual int16_t problemNumber(const Problem &problem) const = 0;
 
@@ -85,6 +90,7 @@ protected:
 private:
   void setKeepAlive(int32_t KeepAlive::*part, int32_t value);
 
+  std::shared_ptr<LinkCounters> counters_ = std::make_shared<LinkCounters>();
   Handle<CHHsmsConnection> engine_;
   bool connect_ = false;
   uint32_t engineCount_ = 0; // tells an engine from the one that took its place

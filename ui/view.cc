@@ -118,17 +118,6 @@ void fillKeys(TreeView &view) {
 
 void fillKeys(ListView &view) { fillSiblings(view.rows); }
 
-void ViewChanges::observe(std::function<void()> observer) {
-  observer_ =
-      observer ? std::make_shared<const std::function<void()>>(std::move(observer)) : nullptr;
-}
-
-void ViewChanges::report() {
-  ++count_;
-  if (const auto observer = observer_)
-    (*observer)();
-}
-
 // A tree may be as deep as a message is nested, so the levels are kept on a stack of their own.
 std::string toText(const TreeView &view) {
   struct Level {

@@ -2,8 +2,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -60,23 +58,6 @@ struct ListView {
 void fillKeys(TreeView &view);
 /// The same for rows: the key is the first cell, the value the second.
 void fillKeys(ListView &view);
-
-/// Tells the one who shows a window that it looks different from now on, so that nobody has to make
-/// views again and again to see that. One who comes by now and then compares the count.
-class ViewChanges {
-public:
-  /// The changes up to now.
-  uint64_t count() const { return count_; }
-  /// Called at each change; it must be quick, for changes can come by the thousand. A window that
-  /// is drawn later should only be marked here.
-  void observe(std::function<void()> observer);
-  /// The window has changed. The observer may end the object.
-  void report();
-
-private:
-  uint64_t count_ = 0;
-  std::shared_ptr<const std::function<void()>> observer_;
-};
 
 /// What a window draws its text with.
 struct Font {

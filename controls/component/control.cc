@@ -53,9 +53,15 @@ std::vector<Member> Control::stockMembers() {
       .list();
 }
 
-void Control::SetAppearance(int16_t value) { appearance_ = value; }
+void Control::SetAppearance(int16_t value) {
+  appearance_ = value;
+  viewChanged();
+}
 
-void Control::SetBorderStyle(int16_t value) { borderStyle_ = value; }
+void Control::SetBorderStyle(int16_t value) {
+  borderStyle_ = value;
+  viewChanged();
+}
 
 void Control::AboutBox() { site_.frontEnd.messageBox(members().controlName + ' ' + kVersion); }
 

@@ -7,7 +7,7 @@
 #include "platform/file.h"
 #include "transport/secsi/serial_ports.h"
 #include "ui/dialog.h"
-#include "ui/view.h"
+#include "ui/view_changes.h"
 
 #include <functional>
 #include <memory>
@@ -43,7 +43,7 @@ struct Outcome {
 /// A control may be destroyed from inside any of its events.
 class Control {
 public:
-  explicit Control(const ControlSite &site) : site_(site) {}
+  explicit Control(const ControlSite &site) : site_(site), viewChanges_(site.loop) {}
   virtual ~Control() = default;
   Control(const Control &) = delete;
   Control &operator=(const Control &) = delete;
@@ -74,6 +74,8 @@ public:
 
   /// The control's window as text; empty for a control whose window shows nothing.
   virtual std::string window() const { return ""; }
+  /// Tells when the window looks different. The control may be destroyed by the observer.
+  ViewChanges &viewChanges() { return viewChanges_; }
 
   int16_t Appearance() const { return appearance_; }
   void SetAppearance(int16_t value);
@@ -104,8 +106,11 @@ protected:
   /// For the setters of properties.
   void setModified() {
     modified_ = true;
+    viewChanged();
     onModified();
   }
+  /// For all else that changes what the window shows.
+  void viewChanged() { viewChanges_.report(); }
   /// A property was set: what depends on it may look at it anew.
   virtual void onModified() {}
 
@@ -120,6 +125,7 @@ private:
 
   ControlSite site_;
   Lifetime lifetime_;
+  ViewChanges viewChanges_;
   std::shared_ptr<const Observer> observer_;
   bool modified_ = false;
   bool sheetOpen_ = false;
@@ -148,9 +154,11 @@ public:
   }
 
   /// Calls the handler, then the control's observer. The handler may destroy the control, or what
-  /// the arguments refer to: the observer gets the values of before.
+  /// the arguments refer to: the observer gets the values of before. What led to the event has
+  /// changed the window, and so may the handler.
   void raise(const A &...arguments) {
     Lifetime::Watch alive(owner_.lifetime_);
+    owner_.viewChanged();
     std::vector<Variant> values;
     if (owner_.observed())
       values = {Variant(arguments)...};
@@ -158,6 +166,8 @@ public:
       (*handler)(arguments...);
     if (alive && values.size() == sizeof...(A))
       owner_.notify(id_, values);
+    if (alive)
+      owner_.viewChanged();
   }
 
 private:

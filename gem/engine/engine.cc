@@ -208,6 +208,7 @@ void CHGemEngine::reportProblem(const Problem &problem) {
 // The models hear of it first, then the partner (S9F9), then the host.
 void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
   const Hold held(*this);
+  physical_.count(LinkProblem::T3);
   logical_->OnProblem(LinkProblem::T3, primary);
   reportProblem({LinkProblem::T3, formatText("S%dF%d, system bytes %08X", primary.stream(),
                                              primary.function(), primary.systemBytes)});
@@ -236,8 +237,10 @@ void CHGemEngine::reportVariable(uint32_t vid) {
 // loop while it is told of a change, which comes afterwards: nothing is to be done for that one
 // again.
 void CHGemEngine::Tick() {
-  if (physical_.Poll())
+  if (physical_.Poll()) {
+    physical_.count(LinkProblem::T5);
     reportProblem({LinkProblem::T5});
+  }
   endFailedAttempt();
   noticeLostLink();
   if (ended_)

@@ -33,6 +33,10 @@ public:
   bool OpenRequested() const { return openRequested_; }
 
   LinkState State() const { return link_->State(); }
+  /// What the link has carried, with the reply and connect time-outs.
+  const LinkCounters &counters() const { return link_->counters(); }
+  /// Counts a problem that the link does not see: T3, T5.
+  void count(LinkProblem problem) { link_->count(problem); }
   int32_t LocalPort() const { return link_->LocalPort(); }
   /// Sends to the partner; the header as it went out, or nothing when there is no partner.
   std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) {

@@ -8,6 +8,7 @@
 namespace velto {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -44,8 +45,9 @@ TEST_F(GemTools, AHostScriptStopsAtWhatFails) {
   }
 }
 
-/// Whether a line is an object of names with texts, whole numbers and truth values.
-bool isFlatObject(std::string_view line) {
+/// Takes from the front an object of names with texts, whole numbers, truth values and objects;
+/// whether there is one.
+bool takeObject(std::string_view &line) {
   const auto text = [&line] {
     bool good = line.starts_with('"');
     for (line.remove_prefix(good); good && !line.empty() && line[0] != '"';) {
@@ -65,11 +67,15 @@ bool isFlatObject(std::string_view line) {
     if (!text() || !line.starts_with(':'))
       return false;
     line.remove_prefix(1);
-    if (line.starts_with('"') ? !text() : line.find_first_of(",}") == 0)
+    if (line.starts_with('{')   ? !takeObject(line)
+        : line.starts_with('"') ? !text()
+                                : line.find_first_of(",}") == 0)
       return false;
     line.remove_prefix(std::min(line.find_first_not_of("-0123456789truefalse"), line.size()));
   } while (line.starts_with(','));
-  return line == "}";
+  const bool closed = line.starts_with('}');
+  line.remove_prefix(closed);
+  return closed;
 }
 
 TEST_F(GemTools, PrintsJson) {
@@ -78,17 +84,22 @@ TEST_F(GemTools, PrintsJson) {
        file("script",
             "eq.VIDValue(202) = \"\\x01\\xff\\\"\\\\\\n\"\nprint \"a\\tb\" eq.VIDValue(202)\n"
             "on eq.VIDChanged quit\n")});
-  const auto visitor = host({"--script", file("visit", "define 30 202\nlink 21\nlink 21 30\n"
-                                                       "send S6F15W <u4 21>\nset 303 7\n")});
+  const auto visitor = host({"--json", "--script",
+                             file("visit", "define 30 202\nlink 21\nlink 21 30\n"
+                                           "send S6F15W <u4 21>\nset 303 7\n")});
   EXPECT_EQ(tool->status(), 0) << "the script ends it";
-  size_t lines = 0;
-  for (size_t at = 0; at < tool->output.size(); ++lines) {
-    const size_t end = tool->output.find('\n', at);
-    const std::string line = tool->output.substr(at, end - at);
-    EXPECT_TRUE(isFlatObject(line)) << line;
-    at = end + 1;
+  visitor->status();
+  for (const auto *output : {&tool->output, &visitor->output}) {
+    size_t lines = 0;
+    for (size_t at = 0; at < output->size(); ++lines) {
+      const size_t end = output->find('\n', at);
+      std::string_view line = std::string_view(*output).substr(at, end - at);
+      EXPECT_TRUE(takeObject(line) && line.empty()) << output->substr(at, end - at);
+      at = end + 1;
+    }
+    EXPECT_GT(lines, 10U);
+    EXPECT_THAT(*output, ContainsRegex("\"event\":\"counters\",\"counters\":.\"FramesIn\":[1-9]"));
   }
-  EXPECT_GT(lines, 10U);
   for (const char *part :
        {"\"event\":\"output\",\"text\":\"a\\u0009b \\u0001\\u00ff\\\"\\\\",
         "\"event\":\"received\"",

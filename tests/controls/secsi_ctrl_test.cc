@@ -112,6 +112,15 @@ TEST_F(SecsIControl, ConnectOpensThePortOfItsIndex) {
   EXPECT_FALSE(control->Connect());
 }
 
+TEST_F(SecsIControl, ShowsItsStatisticsWhenTheyAreWanted) {
+  open();
+  EXPECT_THAT(control->window(), Not(HasSubstr("Statistics")));
+  control->SetStatistics(true);
+  receives(kReply);
+  for (const char *part : {"\nStatistics\n  FramesIn : 1\n", "\n  BlocksIn : 1\n", "\n  T2 : 0\n"})
+    EXPECT_THAT(control->window(), HasSubstr(part));
+}
+
 TEST_F(SecsIControl, ExchangesMessagesAndShowsItsQueues) {
   EXPECT_FALSE(control->Send(kPrimary)) << "closed";
   open();

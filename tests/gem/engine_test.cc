@@ -55,6 +55,7 @@ TEST_F(GemEngine, ASilentHostIsAskedAgainAfterTheDelay) {
   run(1);
   EXPECT_THAT(equipment.take(), ElementsAre("problem T3"))
       << "no S9F9: nobody with this device ID has spoken yet";
+  EXPECT_EQ(equipment.engine->physical().counters().of(LinkProblem::T3), 1U);
   net.clock.advance(30001);
   run(3);
   EXPECT_THAT(equipment.take(), ElementsAre("sent S1F13W"));
@@ -168,6 +169,7 @@ TEST_F(GemEngine, ALostLinkComesBackAfterT5) {
   run();
   EXPECT_EQ(host.engine->GetCommunicationState(), CommunicationState::Communicating);
   EXPECT_EQ(host.take()[0], "problem T5");
+  EXPECT_EQ(host.engine->physical().counters().of(LinkProblem::T5), 1U);
   host.engine->CloseConnection();
   net.clock.advance(20000);
   run();

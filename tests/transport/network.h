@@ -118,6 +118,7 @@ public:
     record(from, ipAddress, port, connected ? "connected" : "disconnected");
   }
   void OnTrace(ConnectionKind, ByteView, TraceDirection) override {}
+  void OnChanged() override { ++changes; }
 
   /// The reports since the last call.
   std::vector<std::string> take() { return std::exchange(lines_, {}); }
@@ -126,6 +127,7 @@ public:
   ConnectionKind kind = ConnectionKind::Stream;
   std::string address = "127.0.0.1"; ///< that every report names
   int32_t lastPort = 0;              ///< that a report named
+  int changes = 0;                   ///< that were told of
 
 private:
   void record(ConnectionKind from, const std::string &ipAddress, int32_t port, std::string line) {

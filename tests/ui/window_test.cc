@@ -1,5 +1,6 @@
 #include "ui/dialog.h"
 #include "ui/view.h"
+#include "ui/view_changes.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -76,19 +77,27 @@ TEST(View, KeysNodesAndRowsThatHaveNone) {
   EXPECT_EQ(list.rows[3].key + list.rows[3].value, "own");
 }
 
-TEST(View, ReportsChangesToAnObserverThatMayEndIt) {
-  auto changes = std::make_unique<ViewChanges>();
+TEST(View, TellsAnObserverOnceATurnWhoMayEndIt) {
+  EventLoop loop;
+  auto changes = std::make_unique<ViewChanges>(loop);
   changes->report();
   EXPECT_EQ(changes->count(), 1U);
+  EXPECT_FALSE(loop.runOnce(0)) << "without an observer there is nothing to do";
   std::vector<uint64_t> seen;
+  changes->observe([&] { seen.push_back(0); });
+  changes->report();
   changes->observe([&] {
     seen.push_back(changes->count());
+    changes->report(); // comes back
     if (seen.size() == 2)
       changes.reset();
   });
   changes->report();
   changes->report();
-  EXPECT_EQ(seen, (std::vector<uint64_t>{2, 3}));
+  EXPECT_EQ(seen, (std::vector<uint64_t>{}));
+  while (loop.runOnce(0)) {
+  }
+  EXPECT_EQ(seen, (std::vector<uint64_t>{4, 5}));
   EXPECT_EQ(changes, nullptr);
 }
 

@@ -80,6 +80,7 @@ bool CHHsms::prepareOpen() {
     return false;
   const bool ownPort = settings_.server && settings_.myPortNumber == 0;
   root_ = makeHandle<Peer>(loop_, *this);
+  root_->CountIn(counters_);
   root_->SetServerMode(settings_.server);
   root_->SetIPAddress(settings_.ipAddress.empty() ? "localhost" : settings_.ipAddress);
   root_->SetPortNumber(settings_.portNumber);
@@ -154,6 +155,8 @@ std::optional<CHSecsHeader> CHHsms::transmit(Peer &peer, CHSecsHeader header, By
   if (!peer.transmit(frameHead(header, body.size()), body))
     return std::nullopt;
   peer.lastTraffic = peer.ticks();
+  ++counters_->framesOut;
+  counters_->rejectsOut += isReject(header) ? 1 : 0;
   if (isControlRequest(header)) {
     peer.requests.open(header, peer.ticks());
     ticker_.arm();
@@ -211,9 +214,11 @@ uint32_t CHHsms::nextSystemBytes() {
 
 void CHHsms::Poll() {
   updateState();
-  if (const int error = std::exchange(openError_, 0); error != 0)
+  if (const int error = std::exchange(openError_, 0); error != 0) {
+    counters_->count(LinkProblem::System);
     owner_->OnProblem(settings_.ipAddress, settings_.portNumber,
                       {.code = LinkProblem::System, .number = error}, {});
+  }
   if (!root_)
     return;
   t6Reported_ = false;
@@ -312,6 +317,7 @@ void CHHsms::end(Peer &peer, const Problem &problem, ByteView data) {
 }
 
 void CHHsms::reportProblem(Peer &peer, const Problem &problem, ByteView data) {
+  counters_->count(problem.code);
   owner_->OnProblem(peer.IPAddress(), peer.PortNumber(), problem, data);
 }
 

@@ -36,6 +36,8 @@ public:
   bool IsOpen() const override;
   int32_t LocalPort() const override;
   size_t PeerCount() const;
+  const LinkCounters &counters() const override { return *counters_; }
+  void count(LinkProblem problem) override { counters_->count(problem); }
 
   /// Listens, or connects and waits for the outcome up to five seconds while the loop goes on.
   /// False when that fails, when the engine is open, or when the connection has ended meanwhile.
@@ -116,7 +118,8 @@ private:
   uint32_t systemBytes_ = 1; // of the next request
   bool t6Reported_ = false;  // in this tick
   int openError_ = 0;        // the number to report of an attempt to open; 0: none
-  Handle<Peer> root_;        // the connection or the listener
+  std::shared_ptr<LinkCounters> counters_ = std::make_shared<LinkCounters>();
+  Handle<Peer> root_; // the connection or the listener
 };
 
 } // namespace velto

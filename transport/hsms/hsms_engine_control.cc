@@ -45,9 +45,12 @@ std::optional<LinkProblem> headerProblem(const CHSecsHeader &header, int32_t ses
 } // namespace
 
 void CHHsms::handleMessage(Peer &peer, ByteView message) {
-  if (isDuplicate(peer, message))
+  if (isDuplicate(peer, message)) {
+    ++counters_->duplicates;
     return;
+  }
   const CHSecsHeader header = *readHeader(message);
+  counters_->rejectsIn += isReject(header) ? 1 : 0;
   if (const auto problem = headerProblem(header, settings_.sessionMode)) {
     handleInvalid(peer, header, message, *problem);
     return;

@@ -25,6 +25,11 @@ bool isControlRequest(const CHSecsHeader &header);
 /// True when `response` is the Select.rsp, Deselect.rsp or Linktest.rsp to this very request.
 bool isControlResponse(const CHSecsHeader &response, const CHSecsHeader &request);
 
+/// True for Reject.req.
+inline bool isReject(const CHSecsHeader &header) {
+  return header.sType() == static_cast<uint8_t>(SType::RejectReq);
+}
+
 /// "Select Request" to "Separate Request"; "Unknown" for a type that has no such name.
 const char *hsmsTypeName(SType type);
 /// The same for a control message; a data message as "S1F13".

@@ -92,13 +92,15 @@ int32_t CHHsmsLink::SendFrame(ByteView bytes) {
   if (listening()) {
     CHHsmsLink *peer = findLink(IPAddress(), PortNumber());
     if (peer == nullptr)
-      return 0;
+      return CHHsmsConnection::SendFrame(bytes); // counts that
     peer->SetTimes(times_);
     return peer->SendFrame(bytes);
   }
   const int32_t sent = CHHsmsConnection::SendFrame(bytes);
-  if (sent > static_cast<int32_t>(kFrameLengthSize))
+  if (sent > static_cast<int32_t>(kFrameLengthSize)) {
+    ++counted().framesOut;
     openTransaction(bytes.subspan(kFrameLengthSize));
+  }
   return sent;
 }
 
@@ -107,6 +109,7 @@ void CHHsmsLink::openTransaction(ByteView message) {
   const auto header = readHeader(message);
   if (!header)
     return;
+  counted().rejectsOut += isReject(*header) ? 1 : 0;
   const bool isPrimary = header->sType() == 0 && awaitsReply(*header);
   if (!isPrimary && !isControlRequest(*header))
     return;
@@ -217,7 +220,9 @@ void CHHsmsLink::rejectBuffered(const Problem &problem) {
 
 // The transaction is closed first: the owner may pump the loop or destroy the link in the report.
 void CHHsmsLink::deliver(ByteView message) {
+  ++counted().framesIn;
   if (const auto header = readHeader(message)) {
+    counted().rejectsIn += isReject(*header) ? 1 : 0;
     trackSelected(*header);
     closeTransaction(*header, message);
   }

@@ -21,6 +21,9 @@ public:
 
   /// A tick begins.
   virtual void OnTick() {}
+  /// The engine's peers, their states or its queues look different, or are about to. The owner may
+  /// only note it: the engine is in the midst of a step.
+  virtual void OnChanged() {}
 
   /// One unit of received data: a whole message (HSMS: without its length field), or what a raw
   /// stream brought since the last tick.
@@ -33,8 +36,8 @@ public:
                          const Problem &problem) = 0;
   virtual void OnConnectionChanged(ConnectionKind kind, const std::string &ipAddress,
                                    int32_t portNumber, bool connected) = 0;
-  /// The bytes that a SECS-I engine read or wrote, as they went over the line. The only report in
-  /// which the owner may just look: the engine is in the midst of a step.
+  /// The bytes that a SECS-I engine read or wrote, as they went over the line. The owner
+  /// may only look: the engine is in the midst of a step.
   virtual void OnTrace(ConnectionKind kind, ByteView bytes, TraceDirection direction) = 0;
 };
 

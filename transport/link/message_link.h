@@ -4,6 +4,7 @@
 #include "platform/tcp_socket.h"
 #include "secs2/header.h"
 #include "transport/link/problem.h"
+#include "transport/link/statistics.h"
 #include "transport/link/ticker.h"
 
 #include <cstdint>
@@ -98,6 +99,11 @@ public:
   virtual bool IsOpen() const = 0;
   /// The port that the socket is bound to.
   virtual int32_t LocalPort() const = 0;
+
+  /// What it has carried since it was made, over all its connections.
+  virtual const LinkCounters &counters() const = 0;
+  /// Counts a problem that only the owner notices: T3, T5.
+  virtual void count(LinkProblem problem) = 0;
 
   /// Starts to listen or connect and returns at once; false when that cannot even start. `done` is
   /// called once with the outcome, not from inside this call; never after Close().

@@ -35,7 +35,7 @@ const char *linkProblemName(LinkProblem problem) {
       "BadDeviceId",
       "NoPeer",
   };
-  static_assert(kNames.size() == static_cast<size_t>(LinkProblem::NoPeer) + 1);
+  static_assert(kNames.size() == kLinkProblems);
   return kNames[static_cast<size_t>(problem)];
 }
 

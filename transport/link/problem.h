@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -43,6 +44,8 @@ enum class LinkProblem : uint8_t {
   BadDeviceId,
   NoPeer, ///< a listener has no peer of the addressed name
 };
+
+inline constexpr size_t kLinkProblems = static_cast<size_t>(LinkProblem::NoPeer) + 1;
 
 /// The name, as it stands above.
 const char *linkProblemName(LinkProblem problem);

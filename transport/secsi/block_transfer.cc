@@ -104,6 +104,8 @@ void BlockTransfer::pollTimers() {
 
 void BlockTransfer::pollIdle() {
   const uint32_t now = clock_.ticks();
+  if (assembly_.nextExpiry(now, settings_.t4) == 0U)
+    owner_.OnQueuesChanged();
   assembly_.forgetComplete(now, settings_.t4);
   if (timeLeft(now, lastBlockAt_, extended(settings_.t4)) == 0)
     lastBlock_.clear();
@@ -251,9 +253,12 @@ void BlockTransfer::handleBlock() {
   trace_.line("Sent ACK (Transferred successfully)\r\n");
   write(kAck);
   block_.resize(block.size());
-  lastBlockAt_ = clock_.ticks();
-  if (!settings_.msec && block_ == lastBlock_) {
-    assembly_.repeat(block_, lastBlockAt_);
+  const uint32_t now = clock_.ticks();
+  const bool duplicate = !settings_.msec && block_ == lastBlock_;
+  lastBlockAt_ = now;
+  owner_.OnBlock(TraceDirection::Received, duplicate);
+  if (duplicate) {
+    assembly_.repeat(block_, now);
     return; // sent again because its acknowledge was lost (SEMI E4 9.4.3)
   }
   lastBlock_.swap(block_);
@@ -262,6 +267,7 @@ void BlockTransfer::handleBlock() {
 
 void BlockTransfer::assemble(ByteView block) {
   const uint32_t now = clock_.ticks();
+  owner_.OnQueuesChanged();
   if (settings_.msec) {
     assembly_.remember(block, now);
     owner_.OnMessage(Bytes(block.begin(), block.end()));
@@ -312,6 +318,7 @@ bool BlockTransfer::QueueMessage(ByteView bytes) {
     completeHeader(message);
   queuedBytes_ += message.size();
   queue_.emplace_back(std::move(message));
+  owner_.OnQueuesChanged();
   return true;
 }
 
@@ -361,11 +368,13 @@ void BlockTransfer::sendBlock() {
 void BlockTransfer::blockAcknowledged() {
   enter(State::Idle);
   mayRequest_ = queue_.front().next();
+  owner_.OnBlock(TraceDirection::Sent, false);
   if (mayRequest_)
     return;
   const OutgoingMessage sent = std::move(queue_.front());
   queue_.pop_front();
   queuedBytes_ -= sent.message().size();
+  owner_.OnQueuesChanged();
   const CHSecsHeader header = *readHeader(sent.message());
   if (!settings_.msec && header.wbit() && header.function() % 2 != 0)
     open_.open(header, sent.message(), clock_.ticks(), sentCount_++);
@@ -387,6 +396,7 @@ void BlockTransfer::retryOrFail(LinkProblem code, bool reportsLast) {
 void BlockTransfer::failQueue(std::optional<LinkProblem> code) {
   enter(State::Idle);
   const auto failed = std::exchange(queue_, {});
+  owner_.OnQueuesChanged();
   queuedBytes_ = 0;
   if (code)
     problem(*code);
@@ -407,6 +417,7 @@ void BlockTransfer::FailAll() {
 
 void BlockTransfer::startAnew() {
   enter(State::Idle);
+  owner_.OnQueuesChanged();
   assembly_.clear();
   open_.clear();
   lastBlock_.clear();

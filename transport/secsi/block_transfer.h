@@ -15,7 +15,7 @@
 namespace velto {
 
 /// What the block transfer engine tells its owner, who may do anything inside a call (but for
-/// OnTransferTrace): send, close the line, pump the loop; but the engine outlives the call.
+/// the last three): send, close the line, pump the loop; but the engine outlives the call.
 class BlockTransferOwner {
 public:
   virtual ~BlockTransferOwner() = default;
@@ -25,6 +25,11 @@ public:
   virtual void OnTransferProblem(LinkProblem code, const std::string &text) = 0;
   /// Bytes as they went over the line. Only to look at: the engine is in the midst of a step.
   virtual void OnTransferTrace(ByteView bytes, TraceDirection direction) = 0;
+  /// A block was acknowledged, sent or received; `duplicate`: it had been received before. Only to
+  /// note, likewise.
+  virtual void OnBlock(TraceDirection /*direction*/, bool /*duplicate*/) {}
+  /// The queues look different, or are about to. Only to note, likewise.
+  virtual void OnQueuesChanged() {}
 };
 
 /// The block transfer protocol of SECS-I (SEMI E4): messages in and out over a line of single
@@ -71,6 +76,8 @@ public:
 
   // The queues, for those who look at them: of each message the header and up to two bytes of data.
   size_t OutCount() const { return queue_.size(); }
+  /// Bytes of all messages that wait to be sent.
+  size_t QueuedBytes() const { return queuedBytes_; }
   size_t InCount() const { return assembly_.size(); }
   std::vector<Bytes> OutHeads() const;
   std::vector<Bytes> InHeads() const { return assembly_.heads(); }

@@ -15,14 +15,22 @@ void CHSecsI::SetSettings(const SecsISettings &settings) {
   ticker_.arm();
 }
 
+bool CHSecsI::Open(const std::string &portName, int32_t baudRate, int16_t byteSize, int16_t parity,
+                   int16_t stopBits) {
+  if (!CHSerialPort::Open(portName, baudRate, byteSize, parity, stopBits))
+    return false;
+  ++counters_.connections;
+  return true;
+}
+
 void CHSecsI::Close() {
   transfer_.Reset();
   CHSerialPort::Close();
 }
 
 void CHSecsI::End() {
-  Close();
   sink_ = &silentSink();
+  Close();
   ticker_.follow(nullptr);
 }
 
@@ -60,24 +68,38 @@ void CHSecsI::reportLost() {
   const int error = LostError();
   CHSerialPort::Close();
   transfer_.FailAll();
-  sink_->OnProblem(ConnectionKind::SecsI, {}, 0,
-                   {LinkProblem::System, "The serial device is gone.", error});
+  report({LinkProblem::System, "The serial device is gone.", error});
+}
+
+void CHSecsI::report(const Problem &problem) {
+  counters_.count(problem.code);
+  sink_->OnProblem(ConnectionKind::SecsI, {}, 0, problem);
 }
 
 void CHSecsI::OnMessage(ByteView message) {
+  ++counters_.framesIn;
   sink_->OnReceived(ConnectionKind::SecsI, {}, 0, message);
 }
 
 void CHSecsI::OnMessageSent(ByteView message, bool sent) {
+  counters_.messageSent(sent);
   sink_->OnSent(ConnectionKind::SecsI, {}, 0, message, sent);
 }
 
-void CHSecsI::OnTransferProblem(LinkProblem code, const std::string &text) {
-  sink_->OnProblem(ConnectionKind::SecsI, {}, 0, {code, text});
-}
+void CHSecsI::OnTransferProblem(LinkProblem code, const std::string &text) { report({code, text}); }
 
 void CHSecsI::OnTransferTrace(ByteView bytes, TraceDirection direction) {
+  (direction == TraceDirection::Sent ? counters_.bytesOut : counters_.bytesIn) += bytes.size();
   sink_->OnTrace(ConnectionKind::SecsI, bytes, direction);
+}
+
+void CHSecsI::OnBlock(TraceDirection direction, bool duplicate) {
+  counters_.block(direction == TraceDirection::Sent, duplicate);
+}
+
+void CHSecsI::OnQueuesChanged() {
+  counters_.queued(transfer_.QueuedBytes());
+  sink_->OnChanged();
 }
 
 } // namespace velto

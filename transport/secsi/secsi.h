@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/handle.h"
+#include "transport/link/statistics.h"
 #include "transport/link/ticker.h"
 #include "transport/secsi/block_transfer.h"
 #include "transport/secsi/serial_port.h"
@@ -29,6 +30,11 @@ public:
   void SetSettings(const SecsISettings &settings);
   const SecsISettings &settings() const { return transfer_.settings(); }
 
+  /// As CHSerialPort::Open().
+  bool Open(const std::string &portName, int32_t baudRate, int16_t byteSize, int16_t parity,
+            int16_t stopBits);
+  /// What was carried since the engine was made, over all openings.
+  const LinkCounters &counters() const { return counters_; }
   /// Empties the queues and closes the port.
   void Close();
   /// The owner gives the engine up: it closes and never reports again.
@@ -54,13 +60,17 @@ private:
   void onArrived() override;
   void work();
   void reportLost();
+  void report(const Problem &problem);
 
   void OnMessage(ByteView message) override;
   void OnMessageSent(ByteView message, bool sent) override;
   void OnTransferProblem(LinkProblem code, const std::string &text) override;
   void OnTransferTrace(ByteView bytes, TraceDirection direction) override;
+  void OnBlock(TraceDirection direction, bool duplicate) override;
+  void OnQueuesChanged() override;
 
   CHConnectionSink *sink_; // never null
+  LinkCounters counters_;
   BlockTransfer transfer_;
   Ticker ticker_;
 };

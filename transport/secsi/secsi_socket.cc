@@ -85,17 +85,26 @@ uint8_t CHSecsISocket::ReadByte() {
 }
 
 void CHSecsISocket::OnMessage(ByteView message) {
-  markChanged();
+  ++counted().framesIn;
   reportReceived(message);
 }
 
 void CHSecsISocket::OnMessageSent(ByteView message, bool sent) {
-  markChanged();
+  counted().messageSent(sent);
   sink().OnSent(Kind(), IPAddress(), PortNumber(), message, sent);
 }
 
 void CHSecsISocket::OnTransferProblem(LinkProblem code, const std::string &text) {
   reportProblem({code, text});
+}
+
+void CHSecsISocket::OnBlock(TraceDirection direction, bool duplicate) {
+  counted().block(direction == TraceDirection::Sent, duplicate);
+}
+
+void CHSecsISocket::OnQueuesChanged() {
+  counted().queued(transfer_.QueuedBytes());
+  markChanged();
 }
 
 void CHSecsISocket::OnTransferTrace(ByteView bytes, TraceDirection direction) {

@@ -51,6 +51,8 @@ private:
   void OnMessageSent(ByteView message, bool sent) override;
   void OnTransferProblem(LinkProblem code, const std::string &text) override;
   void OnTransferTrace(ByteView bytes, TraceDirection direction) override;
+  void OnBlock(TraceDirection direction, bool duplicate) override;
+  void OnQueuesChanged() override;
 
   FileSystem &files_;
   BlockTransfer transfer_;

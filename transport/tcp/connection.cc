@@ -29,7 +29,8 @@ struct CHHsmsConnection::OpenRequest {
 };
 
 CHHsmsConnection::CHHsmsConnection(EventLoop &loop, ConnectionKind kind)
-    : loop_(loop), kind_(kind), sink_(&silentSink()), ticker_(loop, *this) {}
+    : loop_(loop), kind_(kind), sink_(&silentSink()), ticker_(loop, *this),
+      counters_(std::make_shared<LinkCounters>()) {}
 
 CHHsmsConnection::~CHHsmsConnection() { CHHsmsConnection::Close(); }
 
@@ -137,6 +138,7 @@ void CHHsmsConnection::finishOpen(int error) {
   }
   if (!listening_) {
     connected_ = created_ = true;
+    ++counters_->connections;
     watchSocket();
     markChanged();
     wake();
@@ -162,9 +164,9 @@ void CHHsmsConnection::Close() {
 
 void CHHsmsConnection::End() {
   ended_ = true;
+  sink_ = &silentSink();
   Close();
   socketError_ = 0;
-  sink_ = &silentSink();
   ticker_.follow(nullptr);
 }
 
@@ -175,7 +177,7 @@ void CHHsmsConnection::SetSink(CHConnectionSink *sink) {
 void CHHsmsConnection::disconnect() {
   if (connected_ && !listening_) {
     if (!output_.empty())
-      socket_.send(output_.view());
+      sendQueued();
     socket_.finish();
   }
   closeSocket();
@@ -232,6 +234,7 @@ bool CHHsmsConnection::receive() {
   const ssize_t count = socket_.receive(space.data(), space.size());
   if (count > 0) {
     received_.added(static_cast<size_t>(count));
+    counters_->bytesIn += static_cast<size_t>(count);
     if (received_.size() >= limit)
       watchSocket();
     onArrived();
@@ -262,7 +265,9 @@ void CHHsmsConnection::recordError(int error) {
 int32_t CHHsmsConnection::SendFrame(ByteView bytes) {
   if (listening_) {
     CHHsmsConnection *peer = FindPeer(ipAddress_, portNumber_);
-    return peer == nullptr ? 0 : peer->SendFrame(bytes);
+    if (peer == nullptr)
+      return cannotSend();
+    return peer->SendFrame(bytes);
   }
   return transmit(bytes) ? static_cast<int32_t>(bytes.size()) : 0;
 }
@@ -272,32 +277,46 @@ int32_t CHHsmsConnection::SendFrame(ByteView bytes) {
 bool CHHsmsConnection::transmit(ByteView first, ByteView second) {
   const size_t size = first.size() + second.size();
   if (!connected_ || sendFailed_ || listening_ || size > std::numeric_limits<int32_t>::max())
-    return false;
+    return cannotSend();
   size_t taken = 0;
   if (output_.empty()) {
     const ssize_t count = socket_.send(first, second);
     if (count < 0 && !isTransient(errno)) {
       sendFailed(errno);
-      return false;
+      return cannotSend();
     }
     taken = count > 0 ? static_cast<size_t>(count) : 0;
+    counters_->bytesOut += taken;
   }
   if (taken < size) {
     if (taken == 0 && output_.size() + size > maxQueued_)
-      return false;
+      return cannotSend();
     if (taken < first.size())
       output_.append(first.subspan(taken));
     output_.append(second.subspan(taken - std::min(taken, first.size())));
+    counters_->queued(output_.size());
     watchSocket();
   }
   markChanged();
   return true;
 }
 
+bool CHHsmsConnection::cannotSend() {
+  counters_->count(LinkProblem::CannotSend);
+  return false;
+}
+
+// As socket_.send().
+ssize_t CHHsmsConnection::sendQueued() {
+  const ssize_t count = socket_.send(output_.view());
+  counters_->bytesOut += count > 0 ? static_cast<size_t>(count) : 0;
+  return count;
+}
+
 void CHHsmsConnection::flush() {
   if (output_.empty())
     return;
-  const ssize_t count = socket_.send(output_.view());
+  const ssize_t count = sendQueued();
   if (count > 0)
     output_.drop(static_cast<size_t>(count));
   else if (count < 0 && !isTransient(errno))
@@ -388,12 +407,6 @@ void CHHsmsConnection::dropReceived() {
 
 // Reports ---------------------------------------------------------------------------------------
 
-void CHHsmsConnection::markChanged() {
-  changed_ = true;
-  if (listener_ != nullptr)
-    listener_->changed_ = true;
-}
-
 CHConnectionSink &CHHsmsConnection::sink() const {
   return listener_ == nullptr ? *sink_ : *listener_->sink_;
 }
@@ -407,6 +420,7 @@ void CHHsmsConnection::reportReceived(ByteView data) {
 }
 
 void CHHsmsConnection::reportProblem(const Problem &problem) {
+  counters_->count(problem.code);
   sink().OnProblem(kind_, ipAddress_, portNumber_, problem);
 }
 

@@ -4,6 +4,7 @@
 #include "platform/event_loop.h"
 #include "platform/tcp_socket.h"
 #include "transport/link/connection_sink.h"
+#include "transport/link/statistics.h"
 #include "transport/link/ticker.h"
 #include "transport/tcp/byte_queue.h"
 #include "transport/tcp/spare_descriptor.h"
@@ -56,6 +57,10 @@ public:
   void SetPortNumber(int32_t port) { portNumber_ = port; }
   /// The connection is part of a larger engine, which calls Poll(): it ticks by itself no longer.
   void TickWith(Ticker &whole) { ticker_.follow(&whole); }
+  /// Goes on with counters that outlive this connection, as a fresh one does for another.
+  void CountIn(std::shared_ptr<LinkCounters> counters) { counters_ = std::move(counters); }
+  /// What was carried; a peer's are those of its listener.
+  const LinkCounters &counters() const { return *counters_; }
   /// Null: nobody hears of anything.
   void SetSink(CHConnectionSink *sink);
 
@@ -79,10 +84,6 @@ public:
   int openError() const { return openError_; }
   /// The port that the socket is bound to (also when the platform chose it).
   int32_t LocalPort() const { return socket_.localPort(); }
-
-  /// Set when peers come or go, change their state, or exchange a message; the owner clears it.
-  bool changed() const { return changed_; }
-  void setChanged(bool changed) { changed_ = changed; }
 
   /// Listens, or connects and waits for the outcome up to kOpenTimeout while the loop goes on.
   /// False when that fails, when the object is open already, or when the connection has ended
@@ -158,6 +159,7 @@ protected:
   virtual void onConnectionChanged(bool connected);
 
   bool listening() const { return listening_; }
+  LinkCounters &counted() { return *counters_; }
   bool socketErrorPending() const { return socketError_ != 0; }
   /// The number of the socket error since the last tick, which is then forgotten; 0: none.
   int takeSocketError() { return std::exchange(socketError_, 0); }
@@ -168,7 +170,8 @@ protected:
   void wake() { ticker_.wake(); }
   /// Something was set that the next tick may depend on.
   void arm() { ticker_.arm(); }
-  void markChanged();
+  /// Peers have come or gone, changed their state, or exchanged a message.
+  void markChanged() { sink().OnChanged(); }
 
   /// Sends `first` followed by `second` on this object's own socket, and queues what that does not
   /// take. False, with nothing sent, when there is no connection or the queue is full.
@@ -213,6 +216,8 @@ private:
   bool finished() const { return !connected_ && !holdsUnit() && socketError_ == 0; }
   void pollPeers();
   void flush();
+  bool cannotSend();
+  ssize_t sendQueued();
   void sendFailed(int error);
   void recordError(int error);
   void closedByRemote(int error);
@@ -223,6 +228,7 @@ private:
   CHHsmsConnection *listener_ = nullptr; // of a peer
   CHConnectionSink *sink_;               // never null
   Ticker ticker_;
+  std::shared_ptr<LinkCounters> counters_; // never null
 
   std::string ipAddress_;
   int32_t portNumber_ = 0;
@@ -236,7 +242,6 @@ private:
   bool listening_ = false;
   bool connected_ = false;
   bool created_ = false;
-  bool changed_ = false;
   bool ended_ = false;
   bool acceptPaused_ = false;
   bool sendFailed_ = false; // what waited is lost: the connection ends on the next tick

@@ -70,6 +70,8 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   ++peerGeneration_;
   CHHsmsConnection &peer = *held;
   peer.listener_ = this;
+  peer.counters_ = counters_;
+  ++counters_->connections;
   peer.ticker_.follow(&ticker_);
   peer.socket_ = std::move(accepted.socket);
   peer.ipAddress_ = std::move(accepted.ipAddress);

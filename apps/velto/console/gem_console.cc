@@ -35,6 +35,13 @@ struct JsonValue {
   std::string operator()(const std::string &text) const { return jsonText(text); }
   std::string operator()(int64_t number) const { return std::to_string(number); }
   std::string operator()(bool value) const { return value ? "true" : "false"; }
+  std::string operator()(const std::vector<NamedCounter> &counters) const {
+    std::string object;
+    for (const NamedCounter &counter : counters)
+      object += (object.empty() ? "{" : ",") + jsonText(counter.name) + ':' +
+                std::to_string(counter.value);
+    return object + '}';
+  }
 };
 
 std::string isoTime(const LocalTime &time) {
@@ -72,7 +79,11 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
     event(name, std::string(name) + ": " + value, {{"state", value}});
   };
   control.onConnected = peer("connected");
-  control.onDisconnected = peer("disconnected");
+  control.onDisconnected = [this, &control, lost = peer("disconnected")](const std::string &address,
+                                                                         int32_t port) {
+    lost(address, port);
+    counters(control);
+  };
   control.onConnectionStateChanged = [state](int16_t next, int16_t) {
     state("link", hsmsStateText(static_cast<LinkState>(next)));
   };
@@ -125,6 +136,11 @@ void GemConsole::problem(const std::string &text, int64_t code) {
     print(object("problem", {{"code", code}, {"text", text}}));
   else
     print(stamp() + "problem: " + text);
+}
+
+void GemConsole::counters(const CVeltoGemCtrl &control) {
+  if (style_ == Style::Json)
+    printObject("counters", {{"counters", namedCounters(control.counters())}});
 }
 
 void GemConsole::plain(const std::string &text) {

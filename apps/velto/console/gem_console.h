@@ -29,7 +29,7 @@ public:
   };
   struct Field {
     std::string_view name;
-    std::variant<std::string, int64_t, bool> value;
+    std::variant<std::string, int64_t, bool, std::vector<NamedCounter>> value;
   };
 
   GemConsole(const Clock &clock, std::ostream &out, Style style = Style::Text)
@@ -46,6 +46,8 @@ public:
   /// Prints an event: as JSON its name and the fields, otherwise the text.
   void event(std::string_view name, const std::string &text, const std::vector<Field> &fields = {});
   void problem(const std::string &text, int64_t code = 0);
+  /// Prints what the link has carried, as JSON alone. It is printed when a link is lost, too.
+  void counters(const CVeltoGemCtrl &control);
   /// Prints lines without a time, such as the results of a script.
   void plain(const std::string &text);
 

@@ -122,6 +122,7 @@ private:
       fail(problem);
     else if (!saved)
       console_.problem(problem);
+    console_.counters(control_);
     console_.event("stopped", "stopped");
     return saved && !script_.failed() ? kExitDone : kExitFailed;
   }

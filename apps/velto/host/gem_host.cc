@@ -216,6 +216,13 @@ std::string GemHost::pause(double seconds) {
   return stopped_ ? kInterrupted : "";
 }
 
+void GemHost::showCounters() {
+  answer_.clear();
+  for (const NamedCounter &counter : namedCounters(control_.counters()))
+    if (counter.value != 0)
+      say(std::string(counter.name) + ' ' + std::to_string(counter.value));
+}
+
 void GemHost::say(const std::string &line) {
   console_.plain("  " + line);
   answer_ += line + '\n';

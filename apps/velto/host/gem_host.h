@@ -56,6 +56,10 @@ public:
 
   /// The last answer: the SML of a reply or an awaited message, and the lines that explain it.
   const std::string &answer() const { return answer_; }
+  /// Prints what the link has carried, as an answer: the counters that are not 0.
+  void showCounters();
+  /// The same as JSON, where that is what the console prints.
+  void endCounters() { console_.counters(control_); }
   /// Prints a line that explains the answer, and adds it to answer().
   void say(const std::string &line);
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto host ADDR[:PORT] [--script FILE] [--names FILE] [--device N]\n"
-    "                  [--t3 SECONDS] [--t5 SECONDS]\n\n"
+    "                  [--t3 SECONDS] [--t5 SECONDS] [--json]\n\n"
     "Connects to a GEM equipment (port 5001 if not given), and again whenever the link is lost,\n"
     "establishes communications, answers the equipment, and prints every message as SML. At the\n"
     "prompt: `status 101` asks for a value, `help` lists the commands, `quit` or Ctrl-C ends.\n\n"
@@ -27,7 +27,8 @@ constexpr const char *kUsage =
     "                  reports and variables, for what is printed\n"
     "  --device N      device ID of the equipment, 0 to 32767 (default 0)\n"
     "  --t3 SECONDS    how long an answer may take (default 45)\n"
-    "  --t5 SECONDS    time between attempts to connect (default 10)\n\n"
+    "  --t5 SECONDS    time between attempts to connect (default 10)\n"
+    "  --json          prints a JSON object a line\n\n"
     "docs/tools.md tells more and has examples.\n";
 
 constexpr int32_t kLongestTime = 86400; // s, a day
@@ -36,12 +37,13 @@ struct Options {
   GemHost::Settings settings;
   std::string script;
   std::optional<GemData> names;
+  bool json = false;
 };
 
 class HostTool {
 public:
   explicit HostTool(Options &options)
-      : script_(options.script), host_(loop_, console_, options.settings) {
+      : script_(options.script), json_(options.json), host_(loop_, console_, options.settings) {
     if (options.names)
       host_.setKnown(std::move(*options.names));
   }
@@ -61,6 +63,7 @@ private:
     host_.open();
     const int status = source ? runScript(*source) : runPrompt();
     host_.close();
+    host_.endCounters();
     return status;
   }
 
@@ -80,7 +83,7 @@ private:
   // At the prompt a command that fails is reported, and the next one is read.
   int runPrompt() {
     LineReader input(loop_, STDIN_FILENO);
-    const bool terminal = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+    const bool terminal = !json_ && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     while (!host_.stopped() && !commands_.ended()) {
       if (terminal)
         console_.showPrompt("> ");
@@ -98,10 +101,12 @@ private:
   }
 
   const std::string &script_;
+  const bool json_;
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { host_.stop(); },
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
-  GemConsole console_{loop_.clock(), std::cout};
+  GemConsole console_{loop_.clock(), std::cout,
+                      json_ ? GemConsole::Style::Json : GemConsole::Style::Text};
   GemHost host_;
   HostPrompt commands_{host_, console_};
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
@@ -156,6 +161,7 @@ int runHostCommand(const CommandArguments &arguments) {
       {.name = "--device", .value = &device},
       {.name = "--t3", .value = &t3},
       {.name = "--t5", .value = &t5},
+      {.name = "--json", .given = &options.json},
   };
   std::vector<std::string> addresses;
   if (const std::string problem = readOptions(arguments, table, addresses); !problem.empty())

@@ -68,6 +68,7 @@ std::span<const HostPrompt::Row> HostPrompt::table() {
       {"wait", "MESSAGE [SECONDS] | SECONDS", "wait for a message of the equipment, such as S6F11",
        &Self::wait},
       {"expect", "TEXT", "fail unless the last answer contains the text", &Self::expect, true},
+      {"counters", "", "what the link has carried, and its problems", &Self::counters},
       {"help", "", "this list", &Self::help},
       {"quit", "", "separate from the equipment and end", &Self::quit},
   };
@@ -355,6 +356,11 @@ std::string HostPrompt::expect(const Line &line) {
   return host_.answer().find(text) != std::string::npos
              ? ""
              : "the last answer does not contain \"" + text + '"';
+}
+
+std::string HostPrompt::counters(const Line &) {
+  host_.showCounters();
+  return "";
 }
 
 std::string HostPrompt::help(const Line &) {

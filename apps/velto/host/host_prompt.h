@@ -64,6 +64,7 @@ private:
   std::string areYouThere(const Line &line);
   std::string wait(const Line &line);
   std::string expect(const Line &line);
+  std::string counters(const Line &line);
   std::string help(const Line &line);
   std::string quit(const Line &line);
 
