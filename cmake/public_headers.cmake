@@ -34,6 +34,7 @@ set(VELTO_PUBLIC_HEADERS
   platform/file.h
   platform/null_modem.h
   platform/pseudo_terminal.h
+  secs2/edition.h
   secs2/format.h
   secs2/header.h
   secs2/item.h
@@ -44,6 +45,7 @@ set(VELTO_PUBLIC_HEADERS
   secs2/sml_printer.h
   secs2/sml_tree.h
   secs2/verifier.h
+  secs2/verify_finding.h
   transport/link/problem.h
   transport/link/statistics.h
   transport/secsi/serial_ports.h

@@ -225,6 +225,13 @@ void CVeltoGemCtrl::loadExtras(const PropertyBag &bag) {
     engine_->logical().SetHost(host->toBool());
 }
 
+void CVeltoGemCtrl::SetEdition(int16_t edition) {
+  if (!isE5Edition(edition))
+    return;
+  engine_->logical().SetEdition(static_cast<E5Edition>(edition));
+  setModified();
+}
+
 void CVeltoGemCtrl::SetLogicalConnection(int16_t model) {
   engine_->SetObjectModel(model == 1);
   engine_->logical().SetHost(false);

@@ -76,6 +76,10 @@ public:
   bool Host() const { return engine_->logical().Host(); }
   /// An equipment with the model on stays an equipment.
   void SetHost(bool host);
+  /// The edition of SEMI E5 by which messages are verified and answered: 0 the early one, 1 the
+  /// current one. Other numbers are ignored.
+  int16_t Edition() const { return static_cast<int16_t>(engine_->logical().Edition()); }
+  void SetEdition(int16_t edition);
   /// 1: the equipment model is on; 0: a plain connection. Setting it makes a fresh one.
   int16_t LogicalConnection() const { return engine_->gem() != nullptr ? 1 : 0; }
   void SetLogicalConnection(int16_t model);
@@ -143,6 +147,9 @@ public:
   /// What verification found in the slot's message; 2 without a model.
   int16_t Verification() const;
   void SetVerification(int16_t) {}
+  /// What verification objects to in the slot's message: the item and the rule that it breaks,
+  /// "S1F13 1: MDLN longer than 6"; empty in a correct one, and without a model.
+  std::string VerificationText() const;
 
   // Variables, events and alarms. Without a model, or for an unknown number: 0, empty or false.
   int32_t VIDCount() const;

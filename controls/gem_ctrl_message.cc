@@ -76,4 +76,8 @@ int16_t CVeltoGemCtrl::Verification() const {
                                    : static_cast<int16_t>(slot().result);
 }
 
+std::string CVeltoGemCtrl::VerificationText() const {
+  return engine_->gem() == nullptr ? "" : slot().FindingText(true);
+}
+
 } // namespace velto

@@ -106,6 +106,11 @@ const MemberTable &CVeltoGemCtrl::table() {
               "1: the equipment model is on; 0: a plain connection. Setting makes a fresh one.")
           .property<&C::DataBakCount, &C::SetDataBakCount>(80, "DataBakCount",
                                                            "Numbered backups of the data file.")
+          .property<&C::Edition, &C::SetEdition>(
+              200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
+          .readOnly<&C::VerificationText>(
+              219, "VerificationText",
+              "What verification objects to in the message of the work space.")
           .indexed<&C::CEIDDescription, &C::SetCEIDDescription>(68, "CEIDDescription", {"lCEID"},
                                                                 "Description of an event.")
           .indexed<&C::ALCD, &C::SetALCD>(69, "ALCD", {"lALID"},

@@ -63,6 +63,10 @@ const MemberTable &CVeltoSecsIICtrl::table() {
                                                          "Shows errors in message boxes.", false)
           .property<&C::Async, &C::SetAsync>(26, "Async", "Kept for the host.", false)
           .readOnly<&C::Error>(27, "Error", "The last setting of SML failed.")
+          .property<&C::Edition, &C::SetEdition>(
+              200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
+          .readOnly<&C::VerificationText>(219, "VerificationText",
+                                          "What verification objects to: the item and the rule.")
           .method<&C::Reset>(28, "Reset", {}, "Clears the message; the device ID stays.")
           .method<&C::Reply>(29, "Reply", {"lpszMsgHeader"},
                              "Makes the header the reply to a primary's, given in hexadecimal.")
@@ -203,6 +207,13 @@ void CVeltoSecsIICtrl::SetTransactionID(int32_t id) {
 
 void CVeltoSecsIICtrl::SetHost(bool host) {
   slot_.isEquipmentSide = !host;
+  setModified();
+}
+
+void CVeltoSecsIICtrl::SetEdition(int16_t edition) {
+  if (!isE5Edition(edition))
+    return;
+  slot_.edition = static_cast<E5Edition>(edition);
   setModified();
 }
 

@@ -70,6 +70,10 @@ public:
   void SetHost(bool host);
   bool HSMS() const { return header().hsms; }
   void SetHSMS(bool hsms);
+  /// The edition of SEMI E5 by which messages are verified: 0 the early one, 1 the current one.
+  /// Other numbers are ignored.
+  int16_t Edition() const { return static_cast<int16_t>(slot_.edition); }
+  void SetEdition(int16_t edition);
   bool ErrorDialog() const { return slot_.message.showMessageBoxes(); }
   void SetErrorDialog(bool show);
   bool Async() const { return async_; }
@@ -82,6 +86,9 @@ public:
   void Reply(const std::string &messageHeader);
   /// What the last setting of Msg found: a VeltoSecsIIVerification.
   int16_t Verify() const { return static_cast<int16_t>(slot_.result); }
+  /// What verification objects to in the message as it stands: the item and the rule that it
+  /// breaks, "S1F13 1: MDLN longer than 6"; empty in a correct one.
+  std::string VerificationText() const { return slot_.FindingText(HSMS()); }
 
   /// What the window shows: the message as a tree.
   TreeView view() const;

@@ -26,6 +26,7 @@ int main() {
 
   velto::CVeltoGemCtrl equipment(loop);
   equipment.SetServer(true);
+  equipment.SetEdition(1); // the current edition of SEMI E5
   equipment.SetPortNumber(5011);
   velto::GemData &model = equipment.engine().gem()->data();
   model.communication = {1, "ETCH-1", "1.00", false}; // enabled; the host asks for communications
@@ -43,6 +44,7 @@ int main() {
   host.SetIPAddress("127.0.0.1");
   host.SetPortNumber(5011);
   host.SetT5(1);
+  host.SetEdition(1);
   host.engine().logical().SetHost(true);
   host.engine().gem()->data().communication.initialState = 1;
   addControlState(host.engine().gem()->data());

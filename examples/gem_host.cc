@@ -22,6 +22,7 @@ int main() {
 
   velto::CVeltoGemCtrl equipment(loop);
   equipment.SetServer(true);
+  equipment.SetEdition(1); // the current edition of SEMI E5
   equipment.SetPortNumber(5012);
   velto::GemData &model = equipment.engine().gem()->data();
   model.communication = {1, "ETCH-1", "1.00", false};
@@ -35,6 +36,7 @@ int main() {
   host.SetIPAddress("127.0.0.1");
   host.SetPortNumber(5012);
   host.SetT5(1);
+  host.SetEdition(1);
   host.engine().logical().SetHost(true);
   host.engine().gem()->data().communication.initialState = 1;
   addStatus(host.engine().gem()->data(), 1, "<u4 4>", velto::RoleControlState);

@@ -75,6 +75,13 @@ bool SystemClock::setLocalTime(const LocalTime &time) {
   return clock_settime(CLOCK_REALTIME, &when) == 0;
 }
 
+int32_t SystemClock::utcOffset() const {
+  const time_t now = time(nullptr);
+  tm fields{};
+  localtime_r(&now, &fields);
+  return static_cast<int32_t>(fields.tm_gmtoff / 60);
+}
+
 SystemClock &systemClock() {
   static SystemClock clock;
   return clock;

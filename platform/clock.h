@@ -17,6 +17,8 @@ public:
   virtual LocalTime localTime() const = 0;
   /// Sets the local date and time; false when the platform refuses.
   virtual bool setLocalTime(const LocalTime &time) = 0;
+  /// Minutes by which local time is ahead of UTC now; east of Greenwich above 0.
+  virtual int32_t utcOffset() const { return 0; }
   /// True when ticks() advances by itself, so that an event loop may sleep on a deadline.
   virtual bool runsByItself() const { return true; }
 };
@@ -28,6 +30,7 @@ public:
   LocalTime localTime() const override;
   /// Needs the privilege to set the system clock.
   bool setLocalTime(const LocalTime &time) override;
+  int32_t utcOffset() const override;
 };
 
 /// The SystemClock that is used where none is given.
@@ -41,12 +44,15 @@ public:
   LocalTime localTime() const override { return local_; }
   bool setLocalTime(const LocalTime &time) override;
   bool runsByItself() const override { return false; }
+  int32_t utcOffset() const override { return utcOffset_; }
+  void setUtcOffset(int32_t minutes) { utcOffset_ = minutes; }
   /// Moves the tick count and the local time forward.
   void advance(uint32_t milliseconds);
 
 private:
   uint32_t ticks_;
   LocalTime local_{};
+  int32_t utcOffset_ = 0;
 };
 
 } // namespace velto

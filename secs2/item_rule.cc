@@ -29,12 +29,18 @@ constexpr uint32_t kAny = ItemRule::kAnyCount;
 struct Row {
   std::string_view text;
   ItemRule rule;
+  ItemRule current = {}; // in the current edition, where it is another one
   bool addition = false; // not of the notation of templates
+
+  ItemRule of(E5Edition edition) const {
+    ItemRule found = edition == E5Edition::Current && current.formats != 0 ? current : rule;
+    found.name = text;
+    return found;
+  }
 };
 
 using enum ItemRule::Check;
 
-// The first row with a rule is the text that it prints as.
 constexpr std::array kRows{
     Row{"b|a", {kBinary | kAscii, 0, kAny, None}},
     Row{"u1|b", {bit(format::kU1) | kBinary, 0, kAny, None}},
@@ -60,16 +66,16 @@ constexpr std::array kRows{
     Row{"@RPTID", {kIdentifier, 0, kAny, None}},
     Row{"@TRID", {kIdentifier, 0, kAny, None}},
     Row{"@VID", {kIdentifier, 0, kAny, None}},
-    Row{"@MDLN", {kAscii, 0, 6, None}},
-    Row{"@SOFTREV", {kAscii, 0, 6, None}},
-    Row{"@PPID", {kBinary | kAscii, 0, 80, None}},
-    Row{"@TIME", {kAscii, 12, 16, Time}},
-    Row{"@TIMESTAMP", {kAscii, 16, 16, Timestamp}},
+    Row{"@MDLN", {kAscii, 0, 6, None}, {kAscii, 0, 20, None}},
+    Row{"@SOFTREV", {kAscii, 0, 6, None}, {kAscii, 0, 20, None}},
+    Row{"@PPID", {kBinary | kAscii, 0, 80, None}, {kBinary | kAscii, 0, 120, None}},
+    Row{"@TIME", {kAscii, 12, 16, Time}, {kAscii, 12, 32, ExtendedTime}},
+    Row{"@TIMESTAMP", {kAscii, 16, 16, Time}, {kAscii, 12, 32, ExtendedTime}},
     Row{"@ACK", {kBinary, 1, 1, None}},
     Row{"@PTN", {bit(format::kU1) | kBinary, 1, 1, None}},
-    Row{"@ITEM", {kAnything, 0, kAny, None}, true},
-    Row{"@NONE", {kAnything, 0, 0, None}, true},
-    Row{"@NAK", {kBinary, 1, 1, NotZero}, true},
+    Row{"@ITEM", {kAnything, 0, kAny, None}, {}, true},
+    Row{"@NONE", {kAnything, 0, 0, None}, {}, true},
+    Row{"@NAK", {kBinary, 1, 1, NotZero}, {}, true},
 };
 
 const Row *findRow(std::string_view text) {
@@ -111,8 +117,12 @@ bool isMoment(unsigned year, std::string_view digits) {
 }
 
 // YYMMDDhhmmss, where years below 81 are of this century, or YYYYMMDDhhmmss and two more digits.
+bool isDigits(std::string_view text) {
+  return text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 bool isTime(std::string_view text) {
-  if (text.find_first_not_of("0123456789") != std::string_view::npos)
+  if (!isDigits(text))
     return false;
   if (text.size() == 12) {
     const unsigned year = twoDigits(text);
@@ -122,12 +132,33 @@ bool isTime(std::string_view text) {
          isMoment(twoDigits(text) * 100 + twoDigits(text.substr(2)), text.substr(4));
 }
 
+// YYYY-MM-DDThh:mm:ss.s with one or more digits of the fraction, and Z, +hh:mm or -hh:mm.
+bool isExtendedTime(std::string_view text) {
+  constexpr std::string_view kForm = "dddd-dd-ddTdd:dd:dd.d";
+  std::string digits;
+  for (size_t i = 0; i < kForm.size(); ++i) {
+    const char c = i < text.size() ? text[i] : '\0';
+    if (kForm[i] == 'd' ? c < '0' || c > '9' : c != kForm[i])
+      return false;
+    if (kForm[i] == 'd')
+      digits += c;
+  }
+  if (!isMoment(twoDigits(digits) * 100 + twoDigits(digits.substr(2, 2)), digits.substr(4)))
+    return false;
+  text.remove_prefix(std::min(text.find_first_not_of("0123456789", kForm.size()), text.size()));
+  if (text == "Z")
+    return true;
+  return text.size() == 6 && (text[0] == '+' || text[0] == '-') && text[3] == ':' &&
+         isDigits(text.substr(1, 2)) && isDigits(text.substr(4)) &&
+         twoDigits(text.substr(1)) < 24 && twoDigits(text.substr(4)) < 60;
+}
+
 } // namespace
 
-ItemRule ItemRule::parse(std::string_view text, bool additions) {
+ItemRule ItemRule::parse(std::string_view text, E5Edition edition, bool additions) {
   const ItemRule anyText{kAscii, 0, kAny, None};
   if (const Row *row = findRow(text))
-    return additions || !row->addition ? row->rule : anyText;
+    return additions || !row->addition ? row->of(edition) : anyText;
   if (const auto length = numberBehind(text, '='))
     return {kAscii, *length, *length, None};
   if (const auto length = numberBehind(text, '<'))
@@ -139,40 +170,53 @@ ItemRule ItemRule::parse(std::string_view text, bool additions) {
                          : numberBehind(text.substr(mark), '#');
   if (!count)
     return anyText;
-  ItemRule rule = row->rule;
+  ItemRule rule = row->of(edition);
   rule.minimum = rule.maximum = *count;
   return rule;
 }
 
 std::string ItemRule::text() const {
-  if (const auto *row = std::ranges::find(kRows, *this, &Row::rule); row != kRows.end())
-    return std::string(row->text);
-  if (formats == kAscii && minimum == 0 && maximum == kAny)
+  const Row *row = name.empty() ? nullptr : findRow(name);
+  if (row != nullptr)
+    return std::string(name) +
+           (isUncounted(row->rule) && !isUncounted(*this) ? "#" + std::to_string(minimum) : "");
+  if (minimum == 0 && maximum == kAny)
     return "";
-  if (formats == kAscii && minimum == maximum)
+  if (minimum == maximum)
     return "=" + std::to_string(minimum);
-  if (formats == kAscii)
-    return "<" + std::to_string(minimum > maximum ? 0 : maximum + 1);
-  const auto *row = std::ranges::find_if(kRows, [this](const Row &candidate) {
-    return candidate.rule.formats == formats && isUncounted(candidate.rule);
-  });
-  return row == kRows.end() ? "" : std::string(row->text) + "#" + std::to_string(minimum);
+  return "<" + std::to_string(minimum > maximum ? 0 : maximum + 1);
 }
 
-bool ItemRule::matches(const CHSecsItem &item) const {
-  if (!item.hasData() || item.format() > 63 || (formats & bit(item.format())) == 0 ||
-      item.count() < minimum || item.count() > maximum)
-    return false;
-  switch (check) {
-  case Time:
-  case Timestamp:
-    return isTime(item.text());
-  case NotZero:
-    return item.bytes()[0] != 0;
-  case None:
-    break;
-  }
-  return true;
+ItemRule::Breach ItemRule::breach(const CHSecsItem &item) const {
+  if (!item.hasData() || item.format() > 63 || (formats & bit(item.format())) == 0)
+    return Breach::Format;
+  if (item.count() < minimum)
+    return Breach::TooShort;
+  if (item.count() > maximum)
+    return Breach::TooLong;
+  const bool holds = check == Time           ? isTime(item.text())
+                     : check == ExtendedTime ? isTime(item.text()) || isExtendedTime(item.text())
+                     : check == NotZero      ? item.bytes()[0] != 0
+                                             : true;
+  return holds ? Breach::None : Breach::Value;
+}
+
+std::string ItemRule::subject() const {
+  return name.starts_with('@') ? std::string(name.substr(1)) : formats == kAscii ? "text" : "item";
+}
+
+// A data item with the formats that it may have.
+std::string ItemRule::expected() const {
+  if (!name.starts_with('@'))
+    return name.empty() ? "a" : std::string(name);
+  const auto *row = std::ranges::find_if(kRows, [this](const Row &candidate) {
+    return !candidate.text.starts_with('@') && candidate.rule.formats == formats;
+  });
+  const std::string_view kinds = row != kRows.end()   ? row->text
+                                 : formats == kAscii  ? "a"
+                                 : formats == kBinary ? "b"
+                                                      : "any";
+  return subject() + " (" + std::string(kinds) + ")";
 }
 
 } // namespace velto

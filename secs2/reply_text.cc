@@ -20,11 +20,12 @@ std::string smlQuoted(std::string_view text) {
 }
 
 std::string replyText(uint8_t stream, uint8_t function, bool equipmentSide,
-                      const ReplyArguments &arguments) {
+                      const ReplyArguments &arguments, E5Edition edition) {
   const MessageRow *row = findMessage(stream, function);
-  if (row == nullptr || row->text == nullptr)
+  if (row == nullptr || row->of(edition).text == nullptr)
     return "";
-  std::string_view format = !equipmentSide && row->hostText != nullptr ? row->hostText : row->text;
+  const MessageRule &rule = row->of(edition);
+  std::string_view format = !equipmentSide && rule.hostText != nullptr ? rule.hostText : rule.text;
   std::string out;
   size_t argument = 0;
   while (!format.empty()) {
@@ -43,8 +44,8 @@ std::string replyText(uint8_t stream, uint8_t function, bool equipmentSide,
 }
 
 bool MakeReply(CHSecsMessage &message, uint8_t stream, uint8_t function, bool equipmentSide,
-               const ReplyArguments &arguments) {
-  const std::string text = replyText(stream, function, equipmentSide, arguments);
+               const ReplyArguments &arguments, E5Edition edition) {
+  const std::string text = replyText(stream, function, equipmentSide, arguments, edition);
   message.node.clear();
   return !text.empty() && message.SetFromSml(text);
 }

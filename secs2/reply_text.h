@@ -16,12 +16,12 @@ std::string smlQuoted(std::string_view text);
 /// number, "%s" SML items, "'%s'" any text (which arrives byte for byte). `equipmentSide` chooses
 /// the form of messages that the two sides build differently. Empty when nobody builds it.
 std::string replyText(uint8_t stream, uint8_t function, bool equipmentSide,
-                      const ReplyArguments &arguments);
+                      const ReplyArguments &arguments, E5Edition edition = E5Edition::Early);
 
 /// Makes `message` the one that replyText() states; false when there is none, or an argument is no
 /// SML. Its IDs are then those of a fresh message: see MakeReplyIds().
 bool MakeReply(CHSecsMessage &message, uint8_t stream, uint8_t function, bool equipmentSide,
-               const ReplyArguments &arguments = {});
+               const ReplyArguments &arguments = {}, E5Edition edition = E5Edition::Early);
 
 /// Copies the device or session ID and the system bytes of the primary.
 void MakeReplyIds(CHSecsMessage &reply, const CHSecsHeader &primary);

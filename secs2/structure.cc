@@ -25,7 +25,7 @@ bool endsEarly(const CHSecsItem &body) {
 // A structure's text is cut by the scanner of SML; its additions are single characters there.
 class Structure::Parser {
 public:
-  explicit Parser(std::string_view text) : lexer_(text) { advance(); }
+  Parser(std::string_view text, E5Edition edition) : lexer_(text), edition_(edition) { advance(); }
 
   std::optional<Structure> parse() {
     if (token_.kind == Token::Period)
@@ -133,7 +133,7 @@ private:
       text = token_.text;
       advance();
     }
-    item.rule_ = ItemRule::parse(text);
+    item.rule_ = ItemRule::parse(text, edition_);
     return close(std::move(item));
   }
 
@@ -157,23 +157,26 @@ private:
   }
 
   CHSmlLex lexer_;
+  E5Edition edition_;
   SmlToken token_;
   int depth_ = 0;
 };
 
-std::optional<Structure> Structure::parse(std::string_view text) { return Parser(text).parse(); }
+std::optional<Structure> Structure::parse(std::string_view text, E5Edition edition) {
+  return Parser(text, edition).parse();
+}
 
-Structure Structure::ofTemplate(const CHSecsItem &item) {
+Structure Structure::ofTemplate(const CHSecsItem &item, E5Edition edition) {
   Structure structure;
   if (!item.hasData()) {
     structure.kind_ = Kind::Nothing;
   } else if (item.isList()) {
     structure.kind_ = Kind::List;
     for (const CHSecsItem &child : item.children())
-      structure.children_.push_back(ofTemplate(child));
+      structure.children_.push_back(ofTemplate(child, edition));
   } else if (item.format() == format::kAscii) {
     structure.kind_ = Kind::Rule;
-    structure.rule_ = ItemRule::parse(item.text(), false);
+    structure.rule_ = ItemRule::parse(item.text(), edition, false);
   } else {
     structure.kind_ = Kind::Typed;
     structure.format_ = item.format();
@@ -186,12 +189,7 @@ Structure Structure::ofTemplate(const CHSecsItem &item) {
 bool Structure::matches(const CHSecsItem &body, std::string &path) const {
   Path numbers;
   const bool matched = matchItem(body, numbers) && (kind_ == Kind::Any || !endsEarly(body));
-  path.clear();
-  for (const uint32_t number : numbers) {
-    if (!path.empty())
-      path += '/';
-    appendDecimal(path, static_cast<uint64_t>(number));
-  }
+  path = nodePath(numbers);
   return matched;
 }
 

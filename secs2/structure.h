@@ -2,6 +2,7 @@
 
 #include "secs2/item.h"
 #include "secs2/item_rule.h"
+#include "secs2/verify_finding.h"
 
 #include <cstdint>
 #include <optional>
@@ -28,15 +29,18 @@ namespace velto {
 /// A body that ends before its lengths say matches nothing but the empty text.
 class Structure {
 public:
-  /// Nothing when the text is not of that notation.
-  static std::optional<Structure> parse(std::string_view text);
+  /// Nothing when the text is not of that notation. Data items are those of the edition.
+  static std::optional<Structure> parse(std::string_view text, E5Edition edition);
   /// The structure that an SML template states: lists match by their first children, ASCII items
   /// hold rules.
-  static Structure ofTemplate(const CHSecsItem &item);
+  static Structure ofTemplate(const CHSecsItem &item, E5Edition edition);
 
   /// Whether the body matches. `path` becomes the node path of the item that was compared last.
   /// Time grows linearly with the body.
   bool matches(const CHSecsItem &body, std::string &path) const;
+
+  /// The first item of a body that does not match, and what it breaks; nothing where all match.
+  VerifyFinding findingOf(const CHSecsItem &body) const;
 
   /// The text that parse() reads back as this structure.
   std::string text() const;
@@ -51,8 +55,21 @@ private:
 
   class Parser;
 
+  // Where an item does not match. With `expected`, the item is of another kind than that; else
+  // `text` says what is wrong with it.
+  struct Mismatch {
+    Path path;
+    std::string expected;
+    std::string text;
+  };
+
   bool matchItem(const CHSecsItem &item, Path &path) const;
   bool matchList(const CHSecsItem &list, Path &path) const;
+  std::optional<Mismatch> mismatchOf(const CHSecsItem &item, const Path &path) const;
+  std::optional<Mismatch> listMismatch(const CHSecsItem &list, const Path &path) const;
+  std::optional<Mismatch> ruleMismatch(const CHSecsItem &item, const Path &path) const;
+  std::optional<Mismatch> typeMismatch(const CHSecsItem &item, const Path &path) const;
+  std::optional<Mismatch> choiceMismatch(const CHSecsItem &item, const Path &path) const;
   void append(std::string &out) const;
 
   Kind kind_ = Kind::Any;

@@ -23,12 +23,13 @@ bool expectsReply(const CHSecsHeader &header) {
 
 // A row of the message table for one of the sides, parsed.
 struct ParsedRow {
-  ParsedRow(const MessageRow &row, bool equipmentSide) {
-    const char *body = !equipmentSide && row.hostBody != nullptr ? row.hostBody : row.body;
-    structure = Structure::parse(body == nullptr ? "!" : body).value_or(Structure());
-    hasProposal = row.wbit == WBit::Required &&
-                  MakeReply(proposal, row.stream, static_cast<uint8_t>(row.function + 1),
-                            equipmentSide, row.proposal);
+  ParsedRow(const MessageRow &row, bool equipmentSide, E5Edition edition) {
+    const MessageRule &rule = row.of(edition);
+    const char *body = !equipmentSide && rule.hostBody != nullptr ? rule.hostBody : rule.body;
+    structure = Structure::parse(body == nullptr ? "!" : body, edition).value_or(Structure());
+    hasProposal =
+        rule.hasReply() && MakeReply(proposal, row.stream, static_cast<uint8_t>(row.function + 1),
+                                     equipmentSide, rule.proposal, edition);
   }
 
   Structure structure;
@@ -36,14 +37,14 @@ struct ParsedRow {
   bool hasProposal;
 };
 
-// The message table, parsed once.
+// The message table in one edition, parsed once.
 class ParsedTable {
 public:
-  ParsedTable() {
+  explicit ParsedTable(E5Edition edition) {
     rows_.reserve(2 * messageTable().size());
     for (const MessageRow &row : messageTable())
       for (const bool equipmentSide : {false, true})
-        rows_.emplace_back(row, equipmentSide);
+        rows_.emplace_back(row, equipmentSide, edition);
   }
   const ParsedRow &of(const MessageRow &row, bool equipmentSide) const {
     return rows_[2 * static_cast<size_t>(&row - messageTable().data()) + (equipmentSide ? 1 : 0)];
@@ -53,8 +54,14 @@ private:
   std::vector<ParsedRow> rows_;
 };
 
-const ParsedRow &parsed(const MessageRow &row, bool equipmentSide) {
-  static const ParsedTable table;
+template <E5Edition edition> const ParsedTable &parsedTable() {
+  static const ParsedTable table(edition);
+  return table;
+}
+
+const ParsedRow &parsed(const MessageRow &row, bool equipmentSide, E5Edition edition) {
+  const ParsedTable &table = edition == E5Edition::Current ? parsedTable<E5Edition::Current>()
+                                                           : parsedTable<E5Edition::Early>();
   return table.of(row, equipmentSide);
 }
 
@@ -82,14 +89,39 @@ VeltoSecsIIVerification CHSecsVerifier::Verify(bool hsmsMode) {
   partner_->message.node.clear();
   partner_->message.Reset(0);
   partner_->replyValid = false;
-  if (hsmsMode && message.header.sType() != 0) {
-    result = verifyControl();
-  } else {
-    message.node.clear();
-    result = classify();
-    applyReplyPolicy();
-  }
+  if (hsmsMode && message.header.sType() != 0)
+    return result = verifyControl();
+  message.node.clear();
+  const HeaderVerdict verdict = judgeHeader();
+  result = verdict.row != nullptr ? check(*verdict.row) : verdict.result;
+  if (result == VerificationUserDefined)
+    answerUserDefined();
+  applyReplyPolicy();
   return result;
+}
+
+VerifyFinding CHSecsVerifier::Finding(bool hsmsMode) const {
+  if (hsmsMode && message.header.sType() != 0)
+    return {};
+  const HeaderVerdict verdict = judgeHeader();
+  if (verdict.row == nullptr)
+    return {"", verdict.objection};
+  const Structure &structure = parsed(*verdict.row, isEquipmentSide, edition).structure;
+  std::string ignored;
+  if (structure.matches(message.root, ignored) && !isMalformed(message.root))
+    return {};
+  const VerifyFinding finding = wireFinding(message.root);
+  return finding ? finding : structure.findingOf(message.root);
+}
+
+std::string CHSecsVerifier::FindingText(bool hsmsMode) const {
+  const VerifyFinding finding = Finding(hsmsMode);
+  if (!finding)
+    return "";
+  CHSecsHeader header = message.header;
+  header.setWbit(false);
+  return HeaderText(header, HeaderTextMode::Name) + (finding.path.empty() ? "" : " ") +
+         finding.path + ": " + finding.text;
 }
 
 // A request's suggested reply is its response; other control messages have none.
@@ -103,26 +135,43 @@ VeltoSecsIIVerification CHSecsVerifier::verifyControl() {
   return VerificationCorrect;
 }
 
-VeltoSecsIIVerification CHSecsVerifier::classify() {
+CHSecsVerifier::HeaderVerdict CHSecsVerifier::judgeHeader() const {
   const CHSecsHeader &header = message.header;
   const uint8_t stream = header.stream();
   const uint8_t function = header.function();
   if (stream != 0 && function != 0 &&
       (stream >= kFirstUserDefined || function >= kFirstUserDefined))
-    return userDefined();
+    return {VerificationUserDefined};
   if (function == 0) {
     const bool empty = !message.root.hasData() && !message.root.decodeError();
-    return header.wbit() || !empty ? VerificationIncorrect : VerificationCorrect;
+    if (header.wbit() || !empty)
+      return {VerificationIncorrect, "an abort carries neither W-bit nor body"};
+    return {VerificationCorrect};
   }
   if (function % 2 == 0 && header.wbit())
-    return VerificationIncorrect;
+    return {VerificationIncorrect, "a reply carries no W-bit"};
   if (!isKnownStream(stream))
-    return VerificationUnrecognizedStream;
+    return {VerificationUnrecognizedStream, "the standard has no such stream"};
   const MessageRow *row = findMessage(stream, function);
-  return row == nullptr || row->body == nullptr ? VerificationUnrecognizedFunction : check(*row);
+  if (row == nullptr || row->of(edition).body == nullptr)
+    return {VerificationUnrecognizedFunction, "this edition has no such function"};
+  return judgeKnown(*row);
 }
 
-VeltoSecsIIVerification CHSecsVerifier::userDefined() {
+CHSecsVerifier::HeaderVerdict CHSecsVerifier::judgeKnown(const MessageRow &row) const {
+  const MessageRule &rule = row.of(edition);
+  const bool wbit = message.header.wbit();
+  if (rule.wbit == WBit::Required && !wbit)
+    return {VerificationNoWBit, "the W-bit is missing"};
+  if (rule.wbit == WBit::Forbidden && wbit)
+    return {VerificationWBit, "no W-bit is allowed"};
+  if (rule.side != Side::Both && (rule.side == Side::Equipment) != isEquipmentSide)
+    return {VerificationWrongDirection,
+            isEquipmentSide ? "goes to a host only" : "goes to an equipment only"};
+  return {VerificationCorrect, "", &row};
+}
+
+void CHSecsVerifier::answerUserDefined() {
   const CHSecsHeader &header = message.header;
   CHSecsMessage &reply = partner_->message;
   if (isEquipmentSide) {
@@ -134,45 +183,38 @@ VeltoSecsIIVerification CHSecsVerifier::userDefined() {
     reply.header.setStream(header.stream());
     reply.header.functionByte = static_cast<uint8_t>(header.function() + 1);
   }
-  return VerificationUserDefined;
 }
 
 VeltoSecsIIVerification CHSecsVerifier::check(const MessageRow &row) {
-  const bool wbit = message.header.wbit();
-  if (row.wbit == WBit::Required && !wbit)
-    return VerificationNoWBit;
-  if (row.wbit == WBit::Forbidden && wbit)
-    return VerificationWBit;
-  if (row.side != Side::Both && (row.side == Side::Equipment) != isEquipmentSide)
-    return VerificationWrongDirection;
-  if (!parsed(row, isEquipmentSide).structure.matches(message.root, message.node) ||
+  if (!parsed(row, isEquipmentSide, edition).structure.matches(message.root, message.node) ||
       isMalformed(message.root)) {
-    if (row.refusal[0].empty())
+    const ReplyArguments &refusal = row.of(edition).refusal;
+    if (refusal[0].empty())
       return VerificationIncorrect;
-    refuse(row.refusal);
+    refuse(refusal);
     return VerificationIncorrectAndReply;
   }
-  if (row.wbit == WBit::Required)
+  if (message.header.wbit())
     propose(row);
   return VerificationCorrect;
 }
 
 void CHSecsVerifier::propose(const MessageRow &row) {
-  const ParsedRow &known = parsed(row, partner_->isEquipmentSide);
+  const ParsedRow &known = parsed(row, partner_->isEquipmentSide, edition);
   if (!known.hasProposal)
     return;
   CHSecsMessage &reply = partner_->message;
   const bool hsms = reply.header.hsms;
   reply.header = known.proposal.header;
   reply.header.hsms = hsms;
-  reply.root = known.proposal.root.clone();
+  reply.root = (row.of(edition).echoes ? message : known.proposal).root.clone();
   MakeReplyIds(reply, message.header);
 }
 
 void CHSecsVerifier::refuse(const ReplyArguments &arguments) {
   const CHSecsHeader &header = message.header;
   if (MakeReply(partner_->message, header.stream(), static_cast<uint8_t>(header.function() + 1),
-                partner_->isEquipmentSide, arguments))
+                partner_->isEquipmentSide, arguments, edition))
     MakeReplyIds(partner_->message, header);
 }
 
@@ -204,7 +246,7 @@ void CHSecsVerifier::applyReplyPolicy() {
 bool CHSecsVerifier::MatchTemplate(std::string_view templateText) {
   CHSecsMessage parsed;
   return parsed.SetFromSml(templateText) &&
-         Structure::ofTemplate(parsed.root).matches(message.root, message.node);
+         Structure::ofTemplate(parsed.root, edition).matches(message.root, message.node);
 }
 
 } // namespace velto

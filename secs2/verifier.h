@@ -2,6 +2,7 @@
 
 #include "secs2/message.h"
 #include "secs2/reply_text.h"
+#include "secs2/verify_finding.h"
 
 #include <memory>
 #include <string>
@@ -37,8 +38,9 @@ public:
   std::string remoteHost = "localhost"; ///< of the connection that the message came by
   int32_t remotePort = 5001;
   CHSecsMessage message;
-  bool isEquipmentSide = true; ///< whether the local side is the equipment
-  bool replyValid = false;     ///< of a partner: it holds a reply that may be sent
+  bool isEquipmentSide = true;          ///< whether the local side is the equipment
+  E5Edition edition = E5Edition::Early; ///< by which it is judged and answered
+  bool replyValid = false;              ///< of a partner: it holds a reply that may be sent
   VeltoSecsIIVerification result = VerificationCorrect;
 
   /// The slot of the suggested reply; null in a partner.
@@ -51,14 +53,28 @@ public:
   /// node path, which is left at the item that was compared last.
   VeltoSecsIIVerification Verify(bool hsmsMode);
 
+  /// What Verify() objects to in the message as it stands, looked for anew. Nothing in a correct or
+  /// user-defined one.
+  VerifyFinding Finding(bool hsmsMode) const;
+  /// The same as a line: "S1F13 1: MDLN longer than 6".
+  std::string FindingText(bool hsmsMode) const;
+
   /// Whether the message has the structure of an SML template, in which ASCII items hold
   /// rules (item_rule.h). False when the template does not parse.
   bool MatchTemplate(std::string_view templateText);
 
 private:
   VeltoSecsIIVerification verifyControl();
-  VeltoSecsIIVerification classify();
-  VeltoSecsIIVerification userDefined();
+  // What the header decides; with a row, the body is left to decide.
+  struct HeaderVerdict {
+    VeltoSecsIIVerification result;
+    const char *objection = "";
+    const MessageRow *row = nullptr;
+  };
+
+  HeaderVerdict judgeHeader() const;
+  HeaderVerdict judgeKnown(const MessageRow &row) const;
+  void answerUserDefined();
   VeltoSecsIIVerification check(const MessageRow &row);
   void propose(const MessageRow &row);
   void refuse(const ReplyArguments &arguments);

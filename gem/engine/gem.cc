@@ -64,6 +64,12 @@ void CHGem::SetHost(bool host) {
     slot.isEquipmentSide = !host;
 }
 
+void CHGem::SetEdition(E5Edition edition) {
+  CHLogicalConnection::SetEdition(edition);
+  for (CHSecsVerifier &slot : slots_)
+    slot.edition = edition;
+}
+
 Clock &CHGem::clock() const { return owner() != nullptr ? owner()->clock() : systemClock(); }
 
 // Sending ---------------------------------------------------------------------------------------

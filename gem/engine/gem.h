@@ -39,6 +39,7 @@ public:
 
   /// Also marks the slots as those of an equipment or a host.
   void SetHost(bool host) override;
+  void SetEdition(E5Edition edition) override;
 
   /// Through the stages: what may go out depends on the communication and the control state.
   bool Send(CHSecsMessage &message) override;
@@ -76,6 +77,7 @@ private:
     return hasOpenTransaction(stream, function);
   }
   bool isHost() const override { return Host(); }
+  E5Edition edition() const override { return Edition(); }
   Clock &clock() const override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;

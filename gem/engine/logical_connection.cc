@@ -13,6 +13,7 @@ CHLogicalConnection::CHLogicalConnection(LogicalConnectionOwner &owner, std::str
   settings_.integer("DeviceID", deviceId_, 0);
   settings_.integer("T3", t3_, 45000);
   settings_.integer("Host", host_, 1);
+  settings_.integer("Edition", edition_, 0);
 }
 
 void CHLogicalConnection::loadSettings() {
@@ -20,6 +21,7 @@ void CHLogicalConnection::loadSettings() {
     return;
   settings_.load(IniFile(iniFileName_, owner_->files()));
   SetHost(Host());
+  SetEdition(Edition());
 }
 
 bool CHLogicalConnection::saveSettings() const {

@@ -58,6 +58,9 @@ public:
   /// True: this side is the host; false: the equipment.
   bool Host() const { return host_ != 0; }
   virtual void SetHost(bool host) { host_ = host ? 1 : 0; }
+  /// The edition of SEMI E5 by which messages are judged and built.
+  E5Edition Edition() const { return edition_ == 1 ? E5Edition::Current : E5Edition::Early; }
+  virtual void SetEdition(E5Edition edition) { edition_ = static_cast<int32_t>(edition); }
   const std::string &DataFileName() const { return dataFileName_; }
   void SetDataFileName(std::string name) { dataFileName_ = std::move(name); }
   int32_t DataBakCount() const { return dataBackups_; }
@@ -106,6 +109,7 @@ private:
   int32_t deviceId_ = 0;
   int32_t t3_ = 45000;
   int32_t host_;
+  int32_t edition_ = 0;
   SettingList settings_;
   OpenTransactions open_;
 };

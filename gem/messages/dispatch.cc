@@ -17,7 +17,7 @@ void copyHead(const CHSecsMessage &from, CHSecsMessage &to) {
   to.header = from.header;
 }
 
-// All but the bodies of the two messages and the side, which is that of the model.
+// All but the bodies of the two messages, and side and edition, which are those of the model.
 void copyHeads(const CHSecsVerifier &from, CHSecsVerifier &to) {
   to.remoteHost = from.remoteHost;
   to.remotePort = from.remotePort;
@@ -30,6 +30,7 @@ void copyHeads(const CHSecsVerifier &from, CHSecsVerifier &to) {
 void copySlot(const CHSecsVerifier &from, CHSecsVerifier &to) {
   copyHeads(from, to);
   to.isEquipmentSide = from.isEquipmentSide;
+  to.edition = from.edition;
   to.message.root = from.message.root.clone();
   to.partner()->message.root = from.partner()->message.root.clone();
 }

@@ -16,7 +16,7 @@ inline void rebuildReply(CHSecsVerifier &slot, const ReplyArguments &arguments) 
   CHSecsVerifier &partner = *slot.partner();
   std::string node = std::move(partner.message.node);
   MakeReply(partner.message, primary.stream(), static_cast<uint8_t>(primary.function() + 1),
-            slot.isEquipmentSide, arguments);
+            slot.isEquipmentSide, arguments, slot.edition);
   MakeReplyIds(partner.message, primary);
   partner.message.node = std::move(node);
 }

@@ -84,7 +84,7 @@ void setConstants(const GemRequestScope &scope, const CHSecsItem &body) {
 std::string timeText(const GemRequestScope &scope, const CHSecsItem &) {
   const CHGemEventVid *format = scope.data.variables.FindByRole(RoleTimeFormat);
   const int32_t style = format == nullptr ? 1 : static_cast<int32_t>(format->GetNumber());
-  return currentTimeText(scope.owner.clock(), style);
+  return currentTimeText(scope.owner.clock(), style, scope.owner.edition());
 }
 
 void takeTime(const GemRequestScope &scope, const CHSecsItem &body) {

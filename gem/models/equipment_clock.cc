@@ -3,7 +3,9 @@
 #include "base/text.h"
 #include "secs2/item_value.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 
 namespace velto {
 
@@ -48,9 +50,35 @@ bool completeTime(LocalTime &time) {
   return true;
 }
 
+std::string extendedText(const LocalTime &time, int32_t utcOffset) {
+  const int32_t minutes = std::abs(utcOffset);
+  return formatText("%04u-%02u-%02uT%02u:%02u:%02u.%03u%c%02d:%02d", time.year, time.month,
+                    time.day, time.hour, time.minute, time.second, time.milliseconds,
+                    utcOffset < 0 ? '-' : '+', minutes / 60, minutes % 60);
+}
+
+// The time that many minutes later.
+LocalTime shifted(const LocalTime &time, int32_t minutes) {
+  using namespace std::chrono;
+  const local_days day =
+      local_days{year_month_day{year{time.year}, month{time.month}, std::chrono::day{time.day}}};
+  const auto moment =
+      day + hours{time.hour} + std::chrono::minutes{time.minute} + std::chrono::minutes{minutes};
+  const auto newDay = floor<days>(moment);
+  const year_month_day date{newDay};
+  const hh_mm_ss clock{moment - newDay};
+  LocalTime result = time;
+  result.year = static_cast<uint16_t>(static_cast<int>(date.year()));
+  result.month = static_cast<uint16_t>(static_cast<unsigned>(date.month()));
+  result.day = static_cast<uint16_t>(static_cast<unsigned>(date.day()));
+  result.hour = static_cast<uint16_t>(clock.hours().count());
+  result.minute = static_cast<uint16_t>(clock.minutes().count());
+  return result;
+}
+
 } // namespace
 
-std::string currentTimeText(const Clock &clock, int format) {
+std::string currentTimeText(const Clock &clock, int format, E5Edition edition) {
   const LocalTime time = clock.localTime();
   switch (format) {
   case 0:
@@ -60,6 +88,8 @@ std::string currentTimeText(const Clock &clock, int format) {
     return formatText("%04u%02u%02u%02u%02u%02u%02u", time.year, time.month, time.day, time.hour,
                       time.minute, time.second, time.milliseconds / 10U);
   case 2:
+    if (edition == E5Edition::Current)
+      return extendedText(time, clock.utcOffset());
     return formatText("%04u/%02u/%02u %02u:%02u:%02u.%03u", time.year, time.month, time.day,
                       time.hour, time.minute, time.second, time.milliseconds);
   default:
@@ -83,10 +113,44 @@ std::optional<LocalTime> parseTime(std::string_view text) {
   return time;
 }
 
+std::optional<LocalTime> parseExtendedTime(std::string_view text, int32_t utcOffset) {
+  constexpr size_t kFraction = 20; // its place
+  constexpr std::string_view kDigits = "0123456789";
+  const size_t zone = text.find_first_not_of(kDigits, std::min(kFraction, text.size()));
+  if (zone == std::string_view::npos || zone == kFraction || text[10] != 'T')
+    return std::nullopt;
+  const auto field = [text](size_t at, size_t digits) {
+    return static_cast<uint16_t>(decimal32(text.substr(at, digits)));
+  };
+  LocalTime time;
+  time.year = field(0, 4);
+  time.month = field(5, 2);
+  time.day = field(8, 2);
+  time.hour = field(11, 2);
+  time.minute = field(14, 2);
+  time.second = field(17, 2);
+  const std::string fraction = std::string(text.substr(kFraction, zone - kFraction)) + "00";
+  time.milliseconds = static_cast<uint16_t>(decimal32(fraction.substr(0, 3)));
+  if (!completeTime(time))
+    return std::nullopt;
+  int32_t offset = 0;
+  if (text[zone] != 'Z') {
+    if (text.size() != zone + 6)
+      return std::nullopt;
+    offset = field(zone + 1, 2) * 60 + field(zone + 4, 2);
+    offset = text[zone] == '-' ? -offset : offset;
+  }
+  time = shifted(time, utcOffset - offset);
+  return completeTime(time) ? std::optional(time) : std::nullopt;
+}
+
 uint8_t setClockFromHost(Clock &clock, bool changePCClock, const CHSecsItem &body) {
   if (!changePCClock)
     return kNotDone;
-  auto time = parseTime(valueText(body, ValueForm::Decimal));
+  const std::string text = valueText(body, ValueForm::Decimal);
+  auto time = parseTime(text);
+  if (!time)
+    time = parseExtendedTime(text, clock.utcOffset());
   return time && completeTime(*time) && clock.setLocalTime(*time) ? kDone : kNotDone;
 }
 

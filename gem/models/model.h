@@ -30,6 +30,8 @@ public:
   virtual uint8_t controlState() const = 0;
   /// Whether this side is the host.
   virtual bool isHost() const = 0;
+  /// The edition of SEMI E5 that the partner is spoken to in.
+  virtual E5Edition edition() const { return E5Edition::Early; }
   virtual Clock &clock() const = 0;
   /// Before the state changes to `next` (control state, off-line) or after it did.
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;

@@ -22,7 +22,8 @@ constexpr MessageRow kRows[] = {
     primary(1, 5, Equipment, "<b 0>", "Formatted Status Request", {"<b>"}),
     reply(1, 6, Host, "", "Formatted Status Data", "s1f6%s"),
     primary(1, 7, Equipment, "<b 0>", "Fixed Form Request", {"", "<b>"}),
-    reply(1, 8, Host, "{2 <a> <a'@NONE'>}", "Fixed Form Data", "s1f8{\t%s\t%s}"),
+    reply(1, 8, Host, "{2 <a> <a'@NONE'>}", "Fixed Form Data", "s1f8{\t%s\t%s}",
+          now("s1f8{\t<a>\t{\t}}")),
     primary(1, 9, Equipment, "-", "Material Transfer Status Request"),
     reply(1, 10, Host, "{0} or {2 <b> <b>}", "Material Transfer Status Data", "s1f10{\t%s\t%s}"),
     primary(1, 11, Equipment, "{<a'i*|u*|a'>...}", "Status Variable Namelist Request"),
@@ -43,6 +44,14 @@ constexpr MessageRow kRows[] = {
     primary(1, 19, Both, "{3 <a'u*|a'> {<a'u*|a'>...} {<a'u*|a'>...}}", "Get Attribute"),
     reply(1, 20, Both, "{2 {} {{2 <a'u*'> <a'<81'>}...}}", "Attribute Data",
           "s1f20{\t{\t\t%s\t}\t{\t\t%s\t}}"),
+    added(primary(1, 21, Equipment, "{<a'i*|u*|a'>...}", "Data Variable Namelist Request")),
+    // VID, DVVALNAME, UNITS.
+    added(reply(1, 22, Host, "{{<a'i*|u*|a'> <a> <a>}...}", "Data Variable Namelist",
+                "s1f22{\t%s}")),
+    added(primary(1, 23, Equipment, "{<a'i*|u*|a'>...}", "Collection Event Namelist Request")),
+    // CEID, CENAME, the VIDs of the data that belong to the event.
+    added(reply(1, 24, Host, "{{<a'i*|u*|a'> <a> {<a'i*|u*|a'>...}}...}",
+                "Collection Event Namelist", "s1f24{\t%s}")),
 };
 // clang-format on
 

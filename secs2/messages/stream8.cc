@@ -10,9 +10,9 @@ using enum Side;
 
 constexpr MessageRow kRows[] = {
     primary(8, 1, Both, "", "Boot Program Request"),
-    reply(8, 2, Both, "", "Boot Program Data", "s8f2"),
+    reply(8, 2, Both, "", "Boot Program Data", "s8f2", now("s8f2<b>")),
     primary(8, 3, Both, "", "Executive Program Request"),
-    reply(8, 4, Both, "", "Executive Program Data", "s8f4"),
+    reply(8, 4, Both, "", "Executive Program Data", "s8f4", now("s8f4<b>")),
 };
 
 } // namespace

@@ -50,5 +50,34 @@ TEST(GemHostRequest, EndsWithAComplaintAboutItselfAlone) {
   }
 }
 
+// A tool whose name is longer than the early edition of the standard allowed.
+TEST(GemHost, CommunicatesInTheCurrentEditionOrSaysWhyNot) {
+  EventLoop loop;
+  CVeltoGemCtrl equipment(loop);
+  equipment.SetServer(true);
+  equipment.SetPortNumber(0);
+  equipment.engine().gem()->data().communication = {1, "ETCHER-1-CHAMBER-B", "1.00", true};
+  equipment.onReceived = [&](const std::string &, int32_t) { equipment.DefProc(); };
+  equipment.SetPhysicalConnection(true);
+  const auto &link = equipment.engine().physical();
+  ASSERT_TRUE(loop.runUntil([&link] { return link.LocalPort() != 0; }, 5000));
+  for (const bool current : {false, true}) {
+    std::ostringstream printed;
+    GemConsole console(loop.clock(), printed, GemConsole::Style::Quiet);
+    GemHost host(loop, console,
+                 {.address = "127.0.0.1",
+                  .port = link.LocalPort(),
+                  .edition = static_cast<int16_t>(current ? 1 : 0)});
+    host.open();
+    const auto communicates = [&] { return equipment.CommunicationState() == 2; };
+    const auto explained = [&] { return printed.str().find("problem") != std::string::npos; };
+    EXPECT_TRUE(loop.runUntil([&] { return current ? communicates() : explained(); }, 5000));
+    EXPECT_EQ(printed.str().find("problem: S1F1") != std::string::npos, !current) << printed.str();
+    EXPECT_EQ(printed.str().find("MDLN longer than 6") != std::string::npos, !current);
+    host.close();
+    ASSERT_TRUE(loop.runUntil([&link] { return link.State() == LinkState::Down; }, 5000));
+  }
+}
+
 } // namespace
 } // namespace velto

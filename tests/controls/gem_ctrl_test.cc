@@ -310,9 +310,10 @@ TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
        {"IniFileName", "IPAddress", "PortNumber",  "MyPortNumber", "Server",
         "T1",          "T2",        "T3",          "T4",           "T5",
         "T6",          "T7",        "T8",          "DeviceID",     "DiscardDuplicatedBlock",
-        "Host",        "LogSize",   "LogBakCount", "Log",          "LogCommunication"})
+        "Host",        "LogSize",   "LogBakCount", "Log",          "LogCommunication",
+        "Edition"})
     EXPECT_NE(bag.find(name), nullptr) << name;
-  EXPECT_EQ(bag.size(), 20U);
+  EXPECT_EQ(bag.size(), 21U);
   CVeltoGemCtrl copy(net.loop);
   copy.load(bag);
   EXPECT_EQ(copy.T3(), 30);

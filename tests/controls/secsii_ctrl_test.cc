@@ -113,6 +113,30 @@ TEST_F(SecsIIControl, MsgIsVerifiedAndSuggestsAReply) {
   EXPECT_EQ(control.Node(), "2") << "compared last";
 }
 
+TEST_F(SecsIIControl, TheEditionDecides) {
+  const struct {
+    int16_t edition; ///< as set; 2 is ignored
+    int16_t result;
+    const char *finding;
+  } rows[] = {{0, VerificationIncorrect, "S1F13 1: MDLN longer than 6"},
+              {1, VerificationCorrect, ""},
+              {2, VerificationCorrect, ""},
+              {-1, VerificationCorrect, ""},
+              {0, VerificationIncorrect, "S1F13 1: MDLN longer than 6"}};
+  control.SetHost(true);
+  for (const auto &row : rows) {
+    control.SetEdition(row.edition);
+    control.SetNode("");
+    control.SetSML("s1f13w{<a 'ETCHER-1'><a '1.00'>}");
+    control.SetMsg(control.Msg());
+    EXPECT_EQ(control.Verify(), row.result) << row.edition;
+    EXPECT_EQ(control.VerificationText(), row.finding) << row.edition;
+  }
+  control.SetNode("");
+  control.SetSML("s1f14w{<b 0>}");
+  EXPECT_EQ(control.VerificationText(), "S1F14: a reply carries no W-bit") << "as it stands";
+}
+
 TEST_F(SecsIIControl, ReplyMakesTheHeader) {
   const struct {
     bool hsms;
@@ -155,8 +179,9 @@ TEST_F(SecsIIControl, ShowsErrorsOnceWhenAsked) {
 }
 
 TEST_F(SecsIIControl, PersistsItsSettingsAndShowsTheMessage) {
-  EXPECT_EQ(control.save().text(), "Async=false\nDeviceID=0\nErrorDialog=false\nHSMS=true\n"
-                                   "Host=false\n");
+  EXPECT_EQ(control.save().text(),
+            "Async=false\nDeviceID=0\nEdition=0\nErrorDialog=false\nHSMS=true\n"
+            "Host=false\n");
   control.SetAsync(true);
   EXPECT_TRUE(control.modified());
   control.SetSML("s1f1w");

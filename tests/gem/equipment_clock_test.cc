@@ -15,6 +15,7 @@ public:
   uint32_t ticks() const override { return 0; }
   LocalTime localTime() const override { return kMorning; }
   bool setLocalTime(const LocalTime &) override { return false; }
+  int32_t utcOffset() const override { return -90; }
 };
 
 CHSecsItem timeItem(const std::string &sml) {
@@ -30,6 +31,32 @@ TEST(EquipmentClock, TellsTheTimeInEachFormat) {
   EXPECT_EQ(currentTimeText(clock, 2), "2014/11/19 08:05:03.456");
   EXPECT_EQ(currentTimeText(clock, 3), "");
   EXPECT_EQ(currentTimeText(clock, -1), "");
+  EXPECT_EQ(currentTimeText(clock, 1, E5Edition::Current), "2014111908050345");
+  EXPECT_EQ(currentTimeText(clock, 2, E5Edition::Current), "2014-11-19T08:05:03.456-01:30");
+}
+
+TEST(EquipmentClock, ReadsExtendedTimesAsLocalOnes) {
+  const struct {
+    const char *text;
+    int32_t utcOffset;
+    std::optional<LocalTime> time;
+  } rows[] = {
+      {"2014-11-19T08:05:03.456-01:30", -90, kMorning},
+      {"2014-11-19T08:05:03.4Z", 0, LocalTime{2014, 11, 3, 19, 8, 5, 3, 400}},
+      {"2014-11-19T08:05:03.45678Z", 60, LocalTime{2014, 11, 3, 19, 9, 5, 3, 456}},
+      {"2023-12-31T23:30:00.0-02:00", 0, LocalTime{2024, 1, 1, 1, 1, 30, 0, 0}},
+      {"2024-03-01T00:00:00.0+05:45", 0, LocalTime{2024, 2, 4, 29, 18, 15, 0, 0}},
+      {"2014-11-31T08:05:03.4Z", 0, std::nullopt},
+      {"9999-12-31T23:59:59.0-01:00", 0, std::nullopt},
+      {"0000-01-01T00:00:00.0+01:00", 0, std::nullopt},
+      {"2014-11-19T08:05:03.4", 0, std::nullopt},
+      {"2014-11-19T08:05:03.4+01", 0, std::nullopt},
+      {"2014-11-19T08:05:03.Z", 0, std::nullopt},
+      {"2014/11/19 08:05:03.456", 0, std::nullopt},
+      {"", 0, std::nullopt},
+  };
+  for (const auto &row : rows)
+    EXPECT_EQ(parseExtendedTime(row.text, row.utcOffset), row.time) << row.text;
 }
 
 TEST(EquipmentClock, ReadsTimesOfTwelveAndSixteenCharacters) {
@@ -66,6 +93,7 @@ TEST(EquipmentClock, IsSetByTheHostWhenItMayAndTheTimeExists) {
       {"<a '20141119080503'>", true, 1, before},
       {"{<a '2014111908050345'>}", true, 1, before},
       {"", true, 1, before},
+      {"<a '2014-11-19T08:05:03.45Z'>", true, 0, {2014, 11, 3, 19, 8, 5, 3, 450}},
       {"<a '150229000000'>", true, 1, before}, // no leap year
       {"<a '141319080503'>", true, 1, before},
       {"<a '140019080503'>", true, 1, before},

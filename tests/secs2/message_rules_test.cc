@@ -22,17 +22,22 @@ struct Rule {
   }
 
   unsigned stream = 0;
-  std::vector<unsigned> functions;
+  unsigned function = 0;
   char wbit = '-';
   char side = 'B';
   std::map<std::string, std::string> lines{
       {"right", "*"}, {"wrong", "?"}, {"reply", ""}, {"refused", ""}};
 };
 
-std::vector<Rule> readRules() {
-  std::ifstream file(VELTO_SOURCE_DIR "/tests/secs2/message_rules.txt");
+/// Rules by stream and function. Those that are read take the place of what `before` states of the
+/// same messages, line by line.
+std::map<unsigned, Rule> readRules(const std::string &name,
+                                   const std::map<unsigned, Rule> &before = {}) {
+  std::ifstream file(VELTO_SOURCE_DIR "/tests/secs2/" + name);
   std::map<std::string, std::string> names;
-  std::vector<Rule> rules;
+  std::map<unsigned, Rule> rules = before;
+  std::set<unsigned> stated;
+  std::vector<Rule *> open;
   for (std::string line; std::getline(file, line);) {
     std::istringstream words(line);
     std::string key;
@@ -41,25 +46,39 @@ std::vector<Rule> readRules() {
     if (key.empty() || key[0] == '#')
       continue;
     std::getline(words, text);
+    if (const size_t at = text.find('$'); at != std::string::npos)
+      text.replace(at, std::string::npos, names.at(text.substr(at)));
     if (key[0] == '$') {
       names[key] = text;
     } else if (line[0] == 'S') {
-      Rule rule;
       std::istringstream numbers(key.substr(1));
-      numbers >> rule.stream;
-      for (unsigned function = 0; numbers.get() && numbers >> function;)
-        rule.functions.push_back(function);
-      rule.wbit = text.at(0);
-      rule.side = text.at(2);
-      rules.push_back(rule);
+      unsigned stream = 0;
+      numbers >> stream;
+      open.clear();
+      for (unsigned function = 0; numbers.get() && numbers >> function;) {
+        EXPECT_TRUE(stated.insert(stream * 256 + function).second) << line << " is stated twice";
+        Rule &rule = rules[stream * 256 + function];
+        rule.stream = stream;
+        rule.function = function;
+        rule.wbit = text.empty() ? rule.wbit : text.at(0);
+        rule.side = text.size() < 3 ? rule.side : text.at(2);
+        open.push_back(&rule);
+      }
     } else {
-      rules.back().lines[key] = text.starts_with('$') ? names.at(text) : text;
+      for (Rule *rule : open)
+        rule->lines[key] = text;
     }
   }
   return rules;
 }
 
-const std::vector<Rule> kRules = readRules();
+const std::map<unsigned, Rule> &rulesOf(E5Edition edition) {
+  static const auto early = readRules("message_rules.txt");
+  static const auto current = readRules("message_rules_current.txt", early);
+  return edition == E5Edition::Current ? current : early;
+}
+
+constexpr E5Edition kEditions[] = {E5Edition::Early, E5Edition::Current};
 
 /// The bodies of a rule: none for "!" and "?".
 std::vector<std::string> bodiesOf(std::string_view text) {
@@ -88,18 +107,21 @@ std::string hexOf(unsigned id, unsigned stream, unsigned function, unsigned syst
 }
 
 /// Verifies a message on one side; `proposal` is the body proposed for results 0 and 3.
-void expectVerdict(bool equipment, unsigned stream, unsigned function, bool wbit,
+void expectVerdict(E5Edition edition, bool equipment, unsigned stream, unsigned function, bool wbit,
                    const std::string &body, int result, const std::string &proposal = "") {
   constexpr unsigned kId = 0x0105;
   constexpr unsigned kSystemBytes = 0x00010777;
   CHSecsVerifier slot;
+  slot.edition = edition;
   slot.isEquipmentSide = equipment;
   slot.message = fromSml(formatText("s%uf%u%s", stream, function, wbit ? "w" : "") + body);
   slot.message.header.idWord = kId;
   slot.message.header.systemBytes = kSystemBytes;
-  SCOPED_TRACE(formatText("S%uF%u%s %s on the %s side", stream, function, wbit ? "W" : "",
-                          body.c_str(), equipment ? "equipment" : "host"));
+  SCOPED_TRACE(formatText("edition %d: S%uF%u%s %s on the %s side", static_cast<int>(edition),
+                          stream, function, wbit ? "W" : "", body.c_str(),
+                          equipment ? "equipment" : "host"));
   ASSERT_EQ(slot.Verify(true), result);
+  EXPECT_EQ(slot.FindingText(true).empty(), result <= VerificationUserDefined);
 
   constexpr unsigned kStream9[] = {0, 0, 7, 0, 7, 7, 7, 3, 5}; // by result
   const unsigned error = kStream9[result];
@@ -121,8 +143,8 @@ void expectVerdict(bool equipment, unsigned stream, unsigned function, bool wbit
 }
 
 /// What the W-bit and the direction make of a message whose body gives `bodyResult`.
-int resultOf(const Rule &rule, unsigned function, bool equipment, bool wbit, int bodyResult) {
-  if (function % 2 == 0 && wbit)
+int resultOf(const Rule &rule, bool equipment, bool wbit, int bodyResult) {
+  if (rule.function % 2 == 0 && wbit)
     return VerificationIncorrect;
   if (rule.wbit == 'W' && !wbit)
     return VerificationNoWBit;
@@ -133,78 +155,96 @@ int resultOf(const Rule &rule, unsigned function, bool equipment, bool wbit, int
   return bodyResult;
 }
 
+void expectAsStated(E5Edition edition, const Rule &rule, bool equipment, bool wbit) {
+  const auto right = bodiesOf(rule.bodies("right", equipment));
+  auto wrong = bodiesOf(rule.bodies("wrong", equipment));
+  if (rule.bodies("wrong", equipment) != "?" && std::ranges::find(right, "") == right.end())
+    wrong.emplace_back();
+  const std::string &refused = rule.lines.at("refused");
+  const std::string &reply = rule.lines.at("reply");
+  const int wrongResult = refused.empty() ? VerificationIncorrect : VerificationIncorrectAndReply;
+  for (const std::string &body : right)
+    expectVerdict(edition, equipment, rule.stream, rule.function, wbit, body,
+                  resultOf(rule, equipment, wbit, VerificationCorrect),
+                  reply == "=" ? body : reply);
+  for (const std::string &body : wrong)
+    expectVerdict(edition, equipment, rule.stream, rule.function, wbit, body,
+                  resultOf(rule, equipment, wbit, wrongResult), refused);
+}
+
 TEST(MessageRules, EveryMessageIsJudgedAsStated) {
-  for (const Rule &rule : kRules)
-    for (const int choice : {0, 1, 2, 3}) {
-      const bool equipment = (choice & 1) != 0;
-      const bool wbit = (choice & 2) != 0;
-      const auto right = bodiesOf(rule.bodies("right", equipment));
-      auto wrong = bodiesOf(rule.bodies("wrong", equipment));
-      if (rule.bodies("wrong", equipment) != "?" && std::ranges::find(right, "") == right.end())
-        wrong.emplace_back();
-      const int wrongResult =
-          rule.lines.at("refused").empty() ? VerificationIncorrect : VerificationIncorrectAndReply;
-      for (const unsigned function : rule.functions) {
-        for (const std::string &body : right)
-          expectVerdict(equipment, rule.stream, function, wbit, body,
-                        resultOf(rule, function, equipment, wbit, VerificationCorrect),
-                        rule.lines.at("reply"));
-        for (const std::string &body : wrong)
-          expectVerdict(equipment, rule.stream, function, wbit, body,
-                        resultOf(rule, function, equipment, wbit, wrongResult),
-                        rule.lines.at("refused"));
-      }
-    }
+  for (const E5Edition edition : kEditions)
+    for (const auto &[key, rule] : rulesOf(edition))
+      for (const int choice : {0, 1, 2, 3})
+        expectAsStated(edition, rule, (choice & 1) != 0, (choice & 2) != 0);
+}
+
+// What one side proposes, the other takes; but for what only an application can know: the data of
+// an event (S6F16), and what was spooled (S6F24).
+TEST(MessageRules, WhatTheCurrentEditionProposesIsRight) {
+  for (const auto &[key, rule] : rulesOf(E5Edition::Current)) {
+    const MessageRow *row =
+        findMessage(static_cast<uint8_t>(rule.stream), static_cast<uint8_t>(rule.function));
+    ASSERT_NE(row, nullptr);
+    if (rule.function % 2 == 0 || !row->of(E5Edition::Current).hasReply() || key == 6 * 256 + 15 ||
+        key == 6 * 256 + 23)
+      continue;
+    const bool answeredByEquipment = rule.side != 'H';
+    CHSecsVerifier slot;
+    slot.edition = E5Edition::Current;
+    slot.isEquipmentSide = !answeredByEquipment;
+    ASSERT_TRUE(MakeReply(slot.message, row->stream, static_cast<uint8_t>(row->function + 1),
+                          answeredByEquipment, row->of(E5Edition::Current).proposal,
+                          E5Edition::Current));
+    EXPECT_EQ(slot.Verify(true), VerificationCorrect) << slot.FindingText(true);
+  }
 }
 
 TEST(MessageRules, NoBodyThatEndsEarlyIsRight) {
-  for (const Rule &rule : kRules)
+  for (const auto &[key, rule] : rulesOf(E5Edition::Early))
     for (const bool equipment : {false, true}) {
       if (rule.bodies("wrong", equipment) == "?")
         continue; // of any body
       for (const std::string &body : bodiesOf(rule.bodies("right", equipment))) {
         const char *wbit = rule.wbit == 'W' ? "w" : "";
         Bytes whole;
-        fromSml(formatText("s%uf%u%s", rule.stream, rule.functions[0], wbit) + body).Encode(whole);
+        fromSml(formatText("s%uf%u%s", rule.stream, rule.function, wbit) + body).Encode(whole);
         for (size_t size = CHSecsHeader::kSize + 1; size < whole.size(); ++size) {
           CHSecsVerifier slot;
           slot.isEquipmentSide = equipment;
           ASSERT_TRUE(slot.message.Decode(ByteView(whole).first(size)));
           EXPECT_NE(slot.Verify(true), VerificationCorrect)
-              << "S" << rule.stream << "F" << rule.functions[0] << " " << toHex(whole) << " cut to "
+              << "S" << rule.stream << "F" << rule.function << " " << toHex(whole) << " cut to "
               << size << " bytes";
+          EXPECT_NE(slot.FindingText(true), "");
         }
       }
     }
 }
 
 TEST(MessageRules, NoOtherMessageIsKnown) {
-  std::set<unsigned> stated;
-  for (const Rule &rule : kRules)
-    for (const unsigned function : rule.functions)
-      EXPECT_TRUE(stated.insert(rule.stream * 256U + function).second)
-          << "S" << rule.stream << "F" << function << " is stated twice";
-  for (unsigned stream = 0; stream < 128; ++stream)
-    for (unsigned function = 1; function < 256; ++function) {
-      const bool userDefined = stream > 63 || (stream > 0 && function > 63);
-      const bool known = stream >= 1 && stream <= 18 && stream != 11;
-      if (stated.contains(stream * 256 + function) ||
-          (userDefined && function > 66 && function < 254)) // all alike
-        continue;
-      for (const int choice : {0, 1, 2, 3}) {
-        const bool wbit = (choice & 2) != 0;
-        expectVerdict((choice & 1) != 0, stream, function, wbit, "",
-                      userDefined                 ? VerificationUserDefined
-                      : wbit && function % 2 == 0 ? VerificationIncorrect
-                      : known                     ? VerificationUnrecognizedFunction
-                                                  : VerificationUnrecognizedStream);
+  for (const E5Edition edition : kEditions) {
+    for (unsigned stream = 0; stream < 128; ++stream)
+      for (unsigned function = 1; function < 256; ++function) {
+        const bool userDefined = stream > 63 || (stream > 0 && function > 63);
+        const bool known = stream >= 1 && stream <= 18 && stream != 11;
+        if (rulesOf(edition).contains(stream * 256 + function) ||
+            (userDefined && function > 66 && function < 254)) // all alike
+          continue;
+        for (const int choice : {0, 1, 2, 3}) {
+          const bool wbit = (choice & 2) != 0;
+          expectVerdict(edition, (choice & 1) != 0, stream, function, wbit, "",
+                        userDefined                 ? VerificationUserDefined
+                        : wbit && function % 2 == 0 ? VerificationIncorrect
+                        : known                     ? VerificationUnrecognizedFunction
+                                                    : VerificationUnrecognizedStream);
+        }
       }
-    }
-  stated.insert(18 * 256 + 14); // built, but not known when it is received
-  EXPECT_EQ(messageTable().size(), stated.size());
-  for (const MessageRow &row : messageTable())
-    EXPECT_TRUE(stated.contains(row.stream * 256U + row.function))
-        << "S" << +row.stream << "F" << +row.function;
+    for (const MessageRow &row : messageTable())
+      EXPECT_EQ(rulesOf(edition).contains(row.stream * 256U + row.function),
+                row.of(edition).body != nullptr)
+          << "S" << +row.stream << "F" << +row.function;
+  }
 }
 
 TEST(MessageRules, AnAbortIsAHeaderWithoutTheWBit) {
@@ -212,7 +252,7 @@ TEST(MessageRules, AnAbortIsAHeaderWithoutTheWBit) {
     for (const int choice : {0, 1, 2, 3})
       for (const char *body : {"", "{}", "<b 0>"}) {
         const bool wbit = (choice & 2) != 0;
-        expectVerdict((choice & 1) != 0, stream, 0, wbit, body,
+        expectVerdict(E5Edition::Early, (choice & 1) != 0, stream, 0, wbit, body,
                       wbit || *body != '\0' ? VerificationIncorrect : VerificationCorrect);
       }
 }

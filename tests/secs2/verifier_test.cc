@@ -7,30 +7,35 @@
 namespace velto {
 namespace {
 
+ItemRule earlyRule(std::string_view text) { return ItemRule::parse(text, E5Edition::Early); }
+
+std::optional<Structure> earlyStructure(std::string_view text) {
+  return Structure::parse(text, E5Edition::Early);
+}
+
 TEST(ItemRule, MatchesWhatItNames) {
   for (const TableRow &row : tableOf("secs2/verifier.txt", "item rules")) {
-    const ItemRule spec = ItemRule::parse(row[0]);
-    EXPECT_EQ(ItemRule::parse(spec.text()), spec) << row[0];
+    const ItemRule spec = earlyRule(row[0]);
+    EXPECT_EQ(earlyRule(spec.text()), spec) << row[0];
     for (size_t i = 2; i < row.cells.size(); ++i)
       EXPECT_EQ(spec.matches(fromSml(row[i]).root), row[1] == "yes") << row[0] << " " << row[i];
     EXPECT_FALSE(spec.matches(CHSecsItem())) << row[0];
   }
-  EXPECT_TRUE(ItemRule::parse("@PPID").matches(fromSml("<a '" + std::string(80, 'x') + "'>").root));
-  EXPECT_FALSE(
-      ItemRule::parse("@PPID").matches(fromSml("<a '" + std::string(81, 'x') + "'>").root));
+  EXPECT_TRUE(earlyRule("@PPID").matches(fromSml("<a '" + std::string(80, 'x') + "'>").root));
+  EXPECT_FALSE(earlyRule("@PPID").matches(fromSml("<a '" + std::string(81, 'x') + "'>").root));
 }
 
 TEST(ItemRule, PrintsWhateverItParsed) {
   for (const char *text : {"@NAK#2", "@TIME#12", "@ITEM#3", "u*#0", "=99999999999", "<0", "#1"}) {
-    const ItemRule spec = ItemRule::parse(text);
-    EXPECT_EQ(ItemRule::parse(spec.text()), spec) << text;
+    const ItemRule spec = earlyRule(text);
+    EXPECT_EQ(earlyRule(spec.text()), spec) << text;
   }
   EXPECT_EQ(ItemRule().text(), "");
 }
 
 TEST(Structure, MatchesBodies) {
   for (const TableRow &row : tableOf("secs2/verifier.txt", "structures")) {
-    const auto structure = Structure::parse(row[0]);
+    const auto structure = earlyStructure(row[0]);
     ASSERT_TRUE(structure) << row[0];
     EXPECT_EQ(structure->text(), row[0]);
     const CHSecsMessage message = row[1].empty() ? CHSecsMessage() : fromSml(row[1]);
@@ -41,38 +46,44 @@ TEST(Structure, MatchesBodies) {
   for (const char *text :
        {"{", "<a", "{} {}", "x", "{...}", "{2 <a>...}", "<a> or", "<a> . .", "{<a>..}", "{-1 <a>}",
         "{4294967296 <a>}", "{(<a> or)}", "{(<a>}", "{()}", "(<a> <b>)"})
-    EXPECT_FALSE(Structure::parse(text)) << text;
+    EXPECT_FALSE(earlyStructure(text)) << text;
+}
+
+void expectWhole(const MessageRow &row, E5Edition edition) {
+  const std::string name = "S" + std::to_string(row.stream) + "F" + std::to_string(row.function);
+  const MessageRule &rule = row.of(edition);
+  for (const char *body : {rule.body, rule.hostBody}) {
+    if (body == nullptr)
+      continue;
+    const auto structure = Structure::parse(body, edition);
+    ASSERT_TRUE(structure) << name << " " << body;
+    EXPECT_EQ(structure->text(), body) << name;
+  }
+  if (rule.wbit == WBit::Required) {
+    CHSecsMessage reply;
+    const auto function = static_cast<uint8_t>(row.function + 1);
+    EXPECT_TRUE(MakeReply(reply, row.stream, function, true, rule.proposal, edition)) << name;
+    EXPECT_EQ(reply.header.stream(), row.stream) << name;
+    EXPECT_EQ(reply.header.function(), function) << name;
+    EXPECT_FALSE(reply.header.wbit()) << name;
+  } else if (!rule.hasReply()) {
+    EXPECT_TRUE(rule.proposal[0].empty() && rule.refusal[0].empty()) << name;
+  }
+  if (row.function % 2 == 0) {
+    EXPECT_EQ(rule.wbit, WBit::Any) << name;
+  }
 }
 
 TEST(MessageTable, IsOrderedParsesAndBuildsWhatItProposes) {
   const MessageRow *before = nullptr;
   for (const MessageRow &row : messageTable()) {
-    const std::string name = "S" + std::to_string(row.stream) + "F" + std::to_string(row.function);
     if (before != nullptr) {
-      EXPECT_LT(before->stream * 256 + before->function, row.stream * 256 + row.function) << name;
+      EXPECT_LT(before->stream * 256 + before->function, row.stream * 256 + row.function);
     }
     before = &row;
-    for (const char *body : {row.body, row.hostBody}) {
-      if (body == nullptr)
-        continue;
-      const auto structure = Structure::parse(body);
-      ASSERT_TRUE(structure) << name << " " << body;
-      EXPECT_EQ(Structure::parse(structure->text()), structure) << name << " " << body;
-    }
-    EXPECT_EQ(findMessage(row.stream, row.function), &row) << name;
-    if (row.wbit == WBit::Required) {
-      CHSecsMessage reply;
-      const auto function = static_cast<uint8_t>(row.function + 1);
-      EXPECT_TRUE(MakeReply(reply, row.stream, function, true, row.proposal)) << name;
-      EXPECT_EQ(reply.header.stream(), row.stream) << name;
-      EXPECT_EQ(reply.header.function(), function) << name;
-      EXPECT_FALSE(reply.header.wbit()) << name;
-    } else {
-      EXPECT_TRUE(row.proposal[0].empty() && row.refusal[0].empty()) << name;
-    }
-    if (row.function % 2 == 0) {
-      EXPECT_EQ(row.wbit, WBit::Any) << name;
-    }
+    EXPECT_EQ(findMessage(row.stream, row.function), &row);
+    for (const E5Edition edition : {E5Edition::Early, E5Edition::Current})
+      expectWhole(row, edition);
   }
 }
 
@@ -162,6 +173,38 @@ TEST(Verifier, OnlyWhatArrivedIsMalformed) {
   slot.message.node = "2";
   ASSERT_TRUE(slot.message.SetFromSml("<i4 11>"));
   EXPECT_EQ(slot.Verify(true), VerificationCorrect);
+}
+
+TEST(Verifier, NamesTheItemAndTheRule) {
+  for (const TableRow &row : tableOf("secs2/verifier.txt", "findings")) {
+    CHSecsVerifier slot;
+    slot.isEquipmentSide = row[0].find('e') != std::string::npos;
+    slot.edition = row[0].find('1') != std::string::npos ? E5Edition::Current : E5Edition::Early;
+    slot.message = fromSml(row[1]);
+    const std::string before = slot.message.GetMsg();
+    EXPECT_EQ(slot.FindingText(true), row[2]) << row[1];
+    EXPECT_EQ(slot.message.GetMsg(), before);
+    EXPECT_EQ(slot.Verify(true) <= VerificationUserDefined, row[2].empty()) << row[1];
+  }
+  const struct {
+    const char *message; ///< without the session ID
+    const char *finding;
+  } rows[] = {
+      {"85030000000000070102210100b10300000b", "S5F3 2: length is no multiple of 4"},
+      {"83230000000000070102a501010101a90101", "S3F35 2/1: length is no multiple of 2"},
+      {"8103000000000007b1040000000100", "S1F3: bytes behind the item"},
+      {"822b0000000000070102a50101fd00", "S2F43 2: unknown format code 63"},
+      {"8103000000000007b1040000", "S1F3: ends before its length says"},
+      {"83230000000000070103a50101a50102", "S3F35 3: is announced and missing"},
+      {"81030000000000070102b104", "S1F3 1: ends before its length says"},
+      {"822b000000000007b1040000", ""},
+      {"ffff0000000100000007", ""},
+  };
+  for (const auto &row : rows) {
+    CHSecsVerifier slot;
+    ASSERT_TRUE(slot.message.Decode(fromHex(std::string("0000") + row.message)));
+    EXPECT_EQ(slot.FindingText(true), row.finding) << row.message;
+  }
 }
 
 TEST(Verifier, ControlMessagesSuggestTheirResponse) {

@@ -103,6 +103,12 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
   };
 }
 
+void GemConsole::received(const CVeltoGemCtrl &control) {
+  message(control, true);
+  if (const std::string finding = control.VerificationText(); !finding.empty())
+    problem(finding);
+}
+
 // The first line of the SML names the message.
 void GemConsole::message(const CVeltoGemCtrl &control, bool received) {
   if (style_ == Style::Quiet)

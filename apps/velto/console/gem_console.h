@@ -40,7 +40,8 @@ public:
   /// Sets the handlers of all events of the control but Received and Sent. The caller handles those
   /// two, and calls received() and sent() there. The control must not outlive this object.
   void follow(CVeltoGemCtrl &control);
-  void received(const CVeltoGemCtrl &control) { message(control, true); }
+  /// What was turned away is a problem too, with the item and the rule.
+  void received(const CVeltoGemCtrl &control);
   void sent(const CVeltoGemCtrl &control) { message(control, false); }
 
   /// Prints an event: as JSON its name and the fields, otherwise the text.

@@ -30,12 +30,29 @@ constexpr const char *kIntroduction =
     "a\n"
     "wrong body, where the message has one of its own. Where bodies are checked, one that ends "
     "before\n"
-    "its lengths say is wrong.\n\n"
-    "| Message | Name | W-bit | Received by | Body | Suggested reply |\n"
-    "| --- | --- | --- | --- | --- | --- |\n";
+    "its lengths say is wrong, and so is one with an item that arrived malformed.\n\n"
+    "Where the editions differ (property `Edition`: 0 the early one, 1 the current one), each has "
+    "a\n"
+    "row of its own, or none when it does not know the message. In edition 1 `@MDLN` and "
+    "`@SOFTREV`\n"
+    "hold up to 20 characters instead of 6, `@PPID` up to 120 bytes instead of 80, and `@TIME` "
+    "and\n"
+    "`@TIMESTAMP` may be in the extended form, `2024-02-29T23:59:59.5+01:00`.\n\n"
+    "| Message | Name | Edition | W-bit | Received by | Body | Suggested reply |\n"
+    "| --- | --- | --- | --- | --- | --- | --- |\n";
 
 const char *text(WBit wbit) {
-  return wbit == WBit::Required ? "required" : wbit == WBit::Forbidden ? "forbidden" : "";
+  switch (wbit) {
+  case WBit::Required:
+    return "required";
+  case WBit::Forbidden:
+    return "forbidden";
+  case WBit::Optional:
+    return "optional";
+  case WBit::Any:
+    break;
+  }
+  return "";
 }
 
 const char *text(Side side) {
@@ -52,18 +69,56 @@ std::string cell(std::string_view text) {
   return out + "`";
 }
 
-std::string body(const MessageRow &row) {
-  return row.hostBody == nullptr ? cell(row.body)
-                                 : "equipment " + cell(row.body) + ", host " + cell(row.hostBody);
+std::string body(const MessageRule &rule) {
+  return rule.hostBody == nullptr
+             ? cell(rule.body)
+             : "equipment " + cell(rule.body) + ", host " + cell(rule.hostBody);
 }
 
-std::string reply(const MessageRow &row) {
-  if (row.wbit != WBit::Required)
+std::string reply(const MessageRow &row, E5Edition edition) {
+  const MessageRule &rule = row.of(edition);
+  if (!rule.hasReply())
     return "";
-  const auto text = [&row](const ReplyArguments &arguments) {
-    return cell(replyText(row.stream, static_cast<uint8_t>(row.function + 1), true, arguments));
+  if (rule.echoes)
+    return "the same body";
+  const auto text = [&](const ReplyArguments &arguments) {
+    return cell(
+        replyText(row.stream, static_cast<uint8_t>(row.function + 1), true, arguments, edition));
   };
-  return text(row.proposal) + (row.refusal[0].empty() ? "" : ", else " + text(row.refusal));
+  return text(rule.proposal) + (rule.refusal[0].empty() ? "" : ", else " + text(rule.refusal));
+}
+
+// The cells behind the name; empty when the edition does not know the message.
+std::string cells(const MessageRow &row, E5Edition edition) {
+  const MessageRule &rule = row.of(edition);
+  if (rule.body == nullptr)
+    return "";
+  return std::string(" | ") + text(rule.wbit) + " | " + text(rule.side) + " | " + body(rule) +
+         " | " + reply(row, edition) + " |\n";
+}
+
+std::string rows(const MessageRow &row) {
+  const std::string early = cells(row, E5Edition::Early);
+  const std::string current = cells(row, E5Edition::Current);
+  const std::string name = "S" + std::to_string(row.stream) + "F" + std::to_string(row.function);
+  std::string text;
+  const auto add = [&](const char *edition, const std::string &behind) {
+    if (!behind.empty())
+      text.append("| ")
+          .append(name)
+          .append(" | ")
+          .append(row.name)
+          .append(" | ")
+          .append(edition)
+          .append(behind);
+  };
+  if (early == current) {
+    add("", early);
+  } else {
+    add("0", early);
+    add("1", current);
+  }
+  return text;
 }
 
 } // namespace
@@ -71,10 +126,7 @@ std::string reply(const MessageRow &row) {
 std::string describeMessages() {
   std::string page = kIntroduction;
   for (const MessageRow &row : messageTable())
-    if (row.body != nullptr)
-      page += "| S" + std::to_string(row.stream) + "F" + std::to_string(row.function) + " | " +
-              row.name + " | " + text(row.wbit) + " | " + text(row.side) + " | " + body(row) +
-              " | " + reply(row) + " |\n";
+    page += rows(row);
   return page;
 }
 

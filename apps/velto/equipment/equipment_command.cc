@@ -22,7 +22,7 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto equipment [INI] [--data FILE] [--keep FILE.kel] [--port N] [--script FILE]\n"
-    "                       [--quiet | --json | --watch]\n\n"
+    "                       [--edition N] [--quiet | --json | --watch]\n\n"
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens\n"
     "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it\n"
     "separates from the host and saves its model.\n\n"
@@ -35,6 +35,7 @@ constexpr const char *kUsage =
     "  --port N       listens on this port; 0: any free one, which is printed\n"
     "  --script FILE  commands of the container, in which the equipment is there as eq: value\n"
     "                 changes, events and alarms. `quit` ends the equipment\n"
+    "  --edition N    of SEMI E5: 1 the current one (default), 0 the early one\n"
     "  --quiet        prints problems alone\n"
     "  --json         prints a JSON object a line\n"
     "  --watch        shows states, alarms, variables and messages on the whole screen of a\n"
@@ -57,6 +58,7 @@ struct Options {
   std::string keep;
   std::string port;
   std::string script;
+  std::string edition = "1";
   bool quiet = false;
   bool json = false;
   bool watch = false;
@@ -185,6 +187,7 @@ private:
   // port before the engine does, because only so it can say why listening fails.
   bool listen() {
     control_.engine().logical().SetHost(false);
+    control_.SetEdition(static_cast<int16_t>(*wholeNumber(options_.edition, 0, 1)));
     control_.SetServer(true);
     if (!options_.port.empty()) {
       control_.SetPortNumber(*wholeNumber(options_.port, 0, 0xFFFF));
@@ -235,9 +238,13 @@ int runEquipmentCommand(const CommandArguments &arguments) {
   }
   Options options;
   const Option table[] = {
-      {.name = "--data", .value = &options.data},   {.name = "--keep", .value = &options.keep},
-      {.name = "--port", .value = &options.port},   {.name = "--script", .value = &options.script},
-      {.name = "--quiet", .given = &options.quiet}, {.name = "--json", .given = &options.json},
+      {.name = "--data", .value = &options.data},
+      {.name = "--keep", .value = &options.keep},
+      {.name = "--port", .value = &options.port},
+      {.name = "--script", .value = &options.script},
+      {.name = "--edition", .value = &options.edition},
+      {.name = "--quiet", .given = &options.quiet},
+      {.name = "--json", .given = &options.json},
       {.name = "--watch", .given = &options.watch},
   };
   std::vector<std::string> files;
@@ -247,6 +254,8 @@ int runEquipmentCommand(const CommandArguments &arguments) {
     return usage("one settings file at most");
   if (options.quiet + options.json + options.watch > 1)
     return usage("--quiet, --json and --watch exclude each other");
+  if (!wholeNumber(options.edition, 0, 1))
+    return usage("--edition takes 0 or 1");
   if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
     return usage("--port takes a number from 0 to 65535");
   if (!options.keep.empty() && !isModelText(options.data))

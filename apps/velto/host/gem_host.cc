@@ -39,6 +39,7 @@ GemHost::GemHost(EventLoop &loop, GemConsole &console, const Settings &settings)
   control_.SetPortNumber(settings_.port);
   control_.SetServer(false);
   control_.SetDeviceID(settings_.device);
+  control_.SetEdition(settings_.edition);
   control_.SetT3(settings_.t3);
   control_.SetT5(settings_.t5);
   setKnown({});

@@ -22,8 +22,9 @@ public:
     std::string address;
     int32_t port = 5001;
     int32_t device = 0;
-    int32_t t3 = 45; ///< s until a reply must have come, or communications must be established
-    int32_t t5 = 10; ///< s between attempts to connect
+    int32_t t3 = 45;     ///< s until a reply must have come, or communications must be established
+    int16_t edition = 1; ///< of SEMI E5
+    int32_t t5 = 10;     ///< s between attempts to connect
   };
 
   GemHost(EventLoop &loop, GemConsole &console, const Settings &settings);

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto host ADDR[:PORT] [--script FILE] [--names FILE] [--device N]\n"
-    "                  [--t3 SECONDS] [--t5 SECONDS] [--json]\n\n"
+    "                  [--edition N] [--t3 SECONDS] [--t5 SECONDS] [--json]\n\n"
     "Connects to a GEM equipment (port 5001 if not given), and again whenever the link is lost,\n"
     "establishes communications, answers the equipment, and prints every message as SML. At the\n"
     "prompt: `status 101` asks for a value, `help` lists the commands, `quit` or Ctrl-C ends.\n\n"
@@ -26,6 +26,8 @@ constexpr const char *kUsage =
     "  --names FILE    a model of the equipment (FILE.kel or FILE.model): names of its events,\n"
     "                  reports and variables, for what is printed\n"
     "  --device N      device ID of the equipment, 0 to 32767 (default 0)\n"
+    "  --edition N     of SEMI E5: 1 the current one (default), 0 the early one, in which names\n"
+    "                  of model and software have 6 characters at most\n"
     "  --t3 SECONDS    how long an answer may take (default 45)\n"
     "  --t5 SECONDS    time between attempts to connect (default 10)\n"
     "  --json          prints a JSON object a line\n\n"
@@ -153,12 +155,14 @@ int runHostCommand(const CommandArguments &arguments) {
   Options options;
   std::string names;
   std::string device;
+  std::string edition;
   std::string t3;
   std::string t5;
   const Option table[] = {
       {.name = "--script", .value = &options.script},
       {.name = "--names", .value = &names},
       {.name = "--device", .value = &device},
+      {.name = "--edition", .value = &edition},
       {.name = "--t3", .value = &t3},
       {.name = "--t5", .value = &t5},
       {.name = "--json", .given = &options.json},
@@ -173,6 +177,10 @@ int runHostCommand(const CommandArguments &arguments) {
     return usage(problem);
   if (!readNumber(device, 0, 0x7FFF, settings.device))
     return usage("--device takes a number from 0 to 32767");
+  int32_t number = settings.edition;
+  if (!readNumber(edition, 0, 1, number))
+    return usage("--edition takes 0 or 1");
+  settings.edition = static_cast<int16_t>(number);
   if (!readNumber(t3, 1, kLongestTime, settings.t3) ||
       !readNumber(t5, 1, kLongestTime, settings.t5))
     return usage("--t3 and --t5 take seconds, from 1 on");

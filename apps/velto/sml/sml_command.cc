@@ -22,17 +22,21 @@ struct Options {
   Mode mode = Mode::Print;
   bool crlf = false;
   bool host = false;
+  E5Edition edition = E5Edition::Current;
   std::vector<std::string> files;
 };
 
 constexpr const char *kUsage =
-    "usage: velto sml [--hex | --from-hex | --verify [--host]] [--crlf] [FILE…]\n\n"
+    "usage: velto sml [--hex | --from-hex | --verify [--host]] [--crlf] [FILE…]\n"
+    "       velto sml --verify [--host] [--edition N] [FILE…]\n\n"
     "Reads messages in SML, from standard input without files, and prints them as normalised\n"
     "SML. In a file of several messages each ends with a period.\n\n"
     "  --hex       print header and body in hexadecimal, one message a line\n"
     "  --from-hex  read such lines and print SML; blanks inside a line do not count\n"
-    "  --verify    print what an equipment finds in each message, and the reply that it suggests\n"
+    "  --verify    print what an equipment finds in each message, the item and the rule that it\n"
+    "              objects to, and the reply that it suggests\n"
     "  --host      verify as a host\n"
+    "  --edition N of SEMI E5: 1 the current one (default), 0 the early one\n"
     "  --crlf      end lines of SML with CR LF, as the controls do\n";
 
 // The text of a message, and the line of the file where it begins.
@@ -116,9 +120,13 @@ private:
   int verify(CHSecsMessage message, bool blankLine) {
     CHSecsVerifier slot;
     slot.isEquipmentSide = !options_.host;
+    slot.edition = options_.edition;
     slot.message = std::move(message);
     std::string text = blankLine ? "\r\n" : "";
-    text += toText(slot.Verify(true)) + std::string("\r\n");
+    text += toText(slot.Verify(true));
+    if (const std::string finding = slot.FindingText(true); !finding.empty())
+      text += ": " + finding;
+    text += "\r\n";
     if (slot.partner()->replyValid)
       text += RenderSml(slot.partner()->message);
     write(std::move(text));
@@ -178,7 +186,8 @@ private:
 
 std::optional<Options> parseOptions(const CommandArguments &arguments) {
   Options options;
-  for (const std::string &argument : arguments) {
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    const std::string &argument = arguments[i];
     if (argument == "--hex")
       options.mode = Mode::ToHex;
     else if (argument == "--from-hex")
@@ -187,6 +196,9 @@ std::optional<Options> parseOptions(const CommandArguments &arguments) {
       options.mode = Mode::Verify;
     else if (argument == "--host")
       options.host = true;
+    else if (argument == "--edition" && i + 1 < arguments.size() &&
+             (arguments[i + 1] == "0" || arguments[i + 1] == "1"))
+      options.edition = arguments[++i] == "0" ? E5Edition::Early : E5Edition::Current;
     else if (argument == "--crlf")
       options.crlf = true;
     else if (argument.size() > 1 && argument[0] == '-')
