@@ -134,7 +134,7 @@ TEST_F(SetupPages, ReportsGoWhenTheListsOnTheSheetChange) {
     front.dialogs = {{{"VID", "4"}}};
     list(sheet).edit(0);
   };
-  const auto deleteAlarm = [this](PropertySheet &sheet) { sheet.pages.back().list->remove(0); };
+  const auto deleteAlarm = [](PropertySheet &sheet) { sheet.pages.back().list->remove(0); };
   const auto set = [](const char *key, const char *value) {
     return [=](PropertySheet &sheet) { sheet.find(key)->value = value; };
   };
