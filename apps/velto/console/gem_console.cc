@@ -146,7 +146,7 @@ void GemConsole::problem(const std::string &text, int64_t code) {
 
 void GemConsole::counters(const CVeltoGemCtrl &control) {
   if (style_ == Style::Json)
-    printObject("counters", {{"counters", namedCounters(control.counters())}});
+    print(object("counters", {{"counters", namedCounters(control.counters())}}));
 }
 
 void GemConsole::plain(const std::string &text) {
