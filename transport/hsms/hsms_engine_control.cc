@@ -68,12 +68,9 @@ void CHHsms::handleMessage(Peer &peer, ByteView message) {
 }
 
 bool CHHsms::isDuplicate(Peer &peer, ByteView message) {
-  if (!settings_.discardDuplicates)
-    peer.lastMessage = Bytes();
-  else if (std::ranges::equal(peer.lastMessage, message))
-    return true;
-  else
-    peer.lastMessage.assign(message.begin(), message.end());
+  if (std::ranges::equal(peer.lastMessage, message))
+    return settings_.discardDuplicates;
+  peer.lastMessage.assign(message.begin(), message.end()); // also while they are not discarded
   return false;
 }
 
