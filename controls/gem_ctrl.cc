@@ -95,6 +95,8 @@ bool CVeltoGemCtrl::LoadData() {
   if (engine_->gem() != nullptr) {
     engine_->gem()->SetDataBakCount(dataBackups_);
     engine_->LoadData(dataFileName_);
+  } else {
+    engine_->logical().loadSettings();
   }
   if (!alive || engine_->gem() == nullptr)
     return false;

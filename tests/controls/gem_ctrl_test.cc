@@ -202,8 +202,11 @@ TEST_F(GemControl, LoadDataIsTrueWheneverThereIsAModel) {
   EXPECT_TRUE(eq.Host()) << "without the key the role is the host";
   eq.SetHost(false);
   EXPECT_FALSE(eq.Host());
-  systemFiles().write(folder / "none.ini", "[LogicalConnection]\nObjectModel=0\n");
+  systemFiles().write(folder / "none.ini",
+                      "[LogicalConnection]\nObjectModel=0\nDeviceID=7\nT3=9000\nEdition=1\n");
   EXPECT_FALSE(eq.LoadData());
+  EXPECT_EQ(eq.DeviceID(), 7);
+  EXPECT_EQ(eq.Edition(), 1);
   EXPECT_EQ(eq.LogicalConnection(), 0);
 }
 
