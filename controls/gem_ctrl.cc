@@ -77,8 +77,6 @@ void CVeltoGemCtrl::OnVariableChanged(int32_t vid) { onVIDChanged.raise(vid); }
 
 bool CVeltoGemCtrl::DefProc() { return engine_->DefProc(); }
 
-bool CVeltoGemCtrl::Send() { return engine_->Send(message()); }
-
 bool CVeltoGemCtrl::InvokeEvent(int32_t ceid) {
   return engine_->InvokeEvent(static_cast<uint32_t>(ceid));
 }
@@ -190,7 +188,7 @@ void CVeltoGemCtrl::SetT3(int32_t seconds) {
 // Logical connection and states ------------------------------------------------------------------
 
 void CVeltoGemCtrl::SetDeviceID(int32_t id) {
-  engine_->logical().SetDeviceID(static_cast<uint16_t>(id));
+  engine_->logical().SetDeviceID(id);
   setModified();
 }
 
