@@ -84,8 +84,6 @@ bool CVeltoGemCtrl::DefProc() {
   return engine_->DefProc();
 }
 
-bool CVeltoGemCtrl::Send() { return engine_->Send(message()); }
-
 bool CVeltoGemCtrl::InvokeEvent(int32_t ceid) {
   return engine_->InvokeEvent(static_cast<uint32_t>(ceid));
 }
@@ -103,6 +101,8 @@ bool CVeltoGemCtrl::LoadData() {
   if (engine_->gem() != nullptr) {
     engine_->gem()->SetDataBakCount(dataBackups_);
     engine_->LoadData(dataFileName_);
+  } else {
+    engine_->logical().loadSettings();
   }
   return alive && engine_->gem() != nullptr;
 }
@@ -207,7 +207,7 @@ void CVeltoGemCtrl::SetT3(int32_t seconds) {
 // Logical connection and states ------------------------------------------------------------------
 
 void CVeltoGemCtrl::SetDeviceID(int32_t id) {
-  engine_->logical().SetDeviceID(static_cast<uint16_t>(id));
+  engine_->logical().SetDeviceID(id);
   setModified();
 }
 

@@ -206,7 +206,9 @@ public:
 
   /// Handles the received message by the model and sends the prepared reply; false without a model.
   bool DefProc();
-  /// Sends the current message through the gate of the states; false with a plain connection.
+  /// Sends the current message through the gate of the states; false with a plain connection. A
+  /// message that is nothing (S0F0), or of which a number was set that its field cannot hold, is
+  /// refused.
   bool Send();
   bool InvokeEvent(int32_t ceid);
   bool InvokeAlarm(int32_t alid, int16_t alcd);

@@ -7,6 +7,23 @@
 
 namespace velto {
 
+namespace {
+
+bool fitsByte(int16_t number) { return number >= 0 && number <= 0xFF; }
+
+// S0F0 is what text that is no SML leaves.
+bool isMessage(const CHSecsHeader &header) {
+  return header.sType() != 0 || header.stream() != 0 || header.function() != 0;
+}
+
+} // namespace
+
+bool CVeltoGemCtrl::Send() {
+  const CHSecsHeader &header = message().header;
+  return isMessage(header) && header.misfits == 0 && engine_->logical().deviceIdFits() &&
+         engine_->Send(message());
+}
+
 const CHSecsVerifier &CVeltoGemCtrl::slot() const {
   return engine_->gem() != nullptr ? engine_->gem()->slot(selection_.slot)
                                    : plainSlots_[selection_.slot];
@@ -45,10 +62,12 @@ void CVeltoGemCtrl::SetSML(const std::string &sml) {
 
 void CVeltoGemCtrl::SetStream(int16_t stream) {
   message().header.setStream(static_cast<uint8_t>(stream));
+  message().header.noteFit(HeaderField::Stream, stream >= 0 && stream <= 0x7F);
 }
 
 void CVeltoGemCtrl::SetFunction(int16_t function) {
   message().header.functionByte = static_cast<uint8_t>(function);
+  message().header.noteFit(HeaderField::Function, fitsByte(function));
 }
 
 void CVeltoGemCtrl::SetWbit(bool on) { message().header.setWbit(on); }
@@ -56,15 +75,18 @@ void CVeltoGemCtrl::SetWbit(bool on) { message().header.setWbit(on); }
 void CVeltoGemCtrl::SetPType(int16_t type) {
   CHSecsHeader &header = message().header;
   header.blockWord = static_cast<uint16_t>((static_cast<uint8_t>(type) << 8) | header.sType());
+  header.noteFit(HeaderField::PType, fitsByte(type));
 }
 
 void CVeltoGemCtrl::SetSType(int16_t type) {
   CHSecsHeader &header = message().header;
   header.blockWord = static_cast<uint16_t>((header.pType() << 8) | static_cast<uint8_t>(type));
+  header.noteFit(HeaderField::SType, fitsByte(type));
 }
 
 void CVeltoGemCtrl::SetSessionID(int32_t id) {
   message().header.idWord = static_cast<uint16_t>(id);
+  message().header.noteFit(HeaderField::Id, id >= 0 && id <= 0xFFFF);
 }
 
 void CVeltoGemCtrl::SetSystemBytes(int32_t bytes) {

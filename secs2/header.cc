@@ -56,10 +56,16 @@ void CHSecsHeader::setSType(SType type) {
   blockWord = static_cast<uint16_t>((blockWord & 0xFF00) | static_cast<uint8_t>(type));
 }
 
+void CHSecsHeader::noteFit(HeaderField field, bool fits) {
+  const auto bit = static_cast<uint8_t>(field);
+  misfits = static_cast<uint8_t>(fits ? misfits & ~bit : misfits | bit);
+}
+
 void CHSecsHeader::Reset(uint8_t stream, uint8_t newFunction) {
   streamByte = stream;
   functionByte = newFunction;
   length = kUnknownLength;
+  misfits = 0;
   if (hsms) {
     idWord = 0xFFFF;
     setWbit(false);
@@ -109,6 +115,7 @@ void DecodeHeader(CHSecsHeader &header, std::span<const uint8_t, CHSecsHeader::k
   header.blockWord = readBigEndian<uint16_t>(&bytes[4]);
   header.systemBytes = readBigEndian<uint32_t>(&bytes[6]);
   header.length = length;
+  header.misfits = 0;
 }
 
 std::optional<CHSecsHeader> readHeader(ByteView message) {

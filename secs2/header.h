@@ -22,6 +22,9 @@ enum class SType : uint8_t {
   SeparateReq = 9,
 };
 
+/// Fields of a header that numbers are set to.
+enum class HeaderField : uint8_t { Id = 1, Stream = 2, Function = 4, PType = 8, SType = 16 };
+
 /// The ten header bytes of a message, kept as fields (SEMI E5 6.2, E4 6.3, E37 8.2).
 struct CHSecsHeader {
   static constexpr size_t kSize = 10;
@@ -35,6 +38,7 @@ struct CHSecsHeader {
   uint32_t systemBytes = 0;         ///< high 16 bits the source ID, low 16 bits the transaction ID
   uint32_t length = kUnknownLength; ///< of the whole message as the transport reported it
   bool hsms = true;                 ///< an HSMS header; else a SECS-I header
+  uint8_t misfits = 0; ///< HeaderField bits: set to a number that the field cannot hold
 
   uint8_t stream() const { return streamByte & 0x7F; }
   uint8_t function() const { return functionByte; }
@@ -46,6 +50,8 @@ struct CHSecsHeader {
   void setStream(uint8_t stream);
   void setWbit(bool on);
   void setSType(SType type);
+  /// Notes whether the number that a field was set to is what it holds.
+  void noteFit(HeaderField field, bool fits);
 
   /// A fresh header in the current mode. HSMS: session ID 0xFFFF, data message, system bytes 0, no
   /// W-bit. SECS-I: device ID 1, block 1 with the E-bit, W-bit on, and the next transaction ID of

@@ -13,6 +13,8 @@ namespace {
 using Kind = SmlToken::Kind;
 
 void setHeader(CHSecsHeader &header, uint32_t packed) {
+  header.noteFit(HeaderField::Stream, (packed >> 16 & 0x7FFF) <= 0x7F);
+  header.noteFit(HeaderField::Function, (packed & 0xFFFF) <= 0xFF);
   header.setStream(static_cast<uint8_t>((packed >> 16) & 0x7F));
   header.functionByte = static_cast<uint8_t>(packed);
   header.setWbit((packed >> 31) != 0);

@@ -175,9 +175,7 @@ void CHSecsVerifier::answerUserDefined() {
   const CHSecsHeader &header = message.header;
   CHSecsMessage &reply = partner_->message;
   if (isEquipmentSide) {
-    MakeStream9(reply,
-                header.stream() >= kFirstUserDefined ? kUnrecognizedStream : kUnrecognizedFunction,
-                &header);
+    complain(header.stream() >= kFirstUserDefined ? kUnrecognizedStream : kUnrecognizedFunction);
   } else {
     MakeReplyIds(reply, header);
     reply.header.setStream(header.stream());
@@ -236,11 +234,17 @@ void CHSecsVerifier::applyReplyPolicy() {
   if (!isEquipmentSide)
     MakeAbort(reply, header);
   else
-    MakeStream9(reply,
-                result == VerificationUnrecognizedStream     ? kUnrecognizedStream
-                : result == VerificationUnrecognizedFunction ? kUnrecognizedFunction
-                                                             : kIllegalData,
-                &header);
+    complain(result == VerificationUnrecognizedStream     ? kUnrecognizedStream
+             : result == VerificationUnrecognizedFunction ? kUnrecognizedFunction
+                                                          : kIllegalData);
+}
+
+// A complaint about a primary goes the way that the primary came; it is no reply to it.
+void CHSecsVerifier::complain(uint8_t function) {
+  CHSecsMessage &complaint = partner_->message;
+  MakeStream9(complaint, function, &message.header);
+  if (message.header.function() % 2 == 1)
+    complaint.header.idWord = message.header.idWord;
 }
 
 bool CHSecsVerifier::MatchTemplate(std::string_view templateText) {

@@ -78,6 +78,7 @@ private:
   VeltoSecsIIVerification check(const MessageRow &row);
   void propose(const MessageRow &row);
   void refuse(const ReplyArguments &arguments);
+  void complain(uint8_t function);
   void applyReplyPolicy();
 
   std::unique_ptr<CHSecsVerifier> partner_;

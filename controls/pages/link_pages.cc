@@ -41,9 +41,11 @@ void CPropModel::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
   if (model.changed() && on != (control.LogicalConnection() == 1)) {
     const uint16_t deviceId = control.engine().logical().DeviceID();
     const uint32_t t3 = control.engine().logical().T3();
+    const E5Edition edition = control.engine().logical().Edition();
     control.SetLogicalConnection(on ? 1 : 0);
     control.engine().logical().SetDeviceID(deviceId);
     control.engine().logical().SetT3(t3);
+    control.engine().logical().SetEdition(edition);
     changes.settings = true;
   }
   const Field &role = page().field(kRole);

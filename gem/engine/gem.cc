@@ -110,8 +110,12 @@ bool CHGem::InvokeAlarm(uint32_t alid, uint8_t alcd) {
 // Receiving -------------------------------------------------------------------------------------
 
 bool CHGem::OnReceive(CHSecsVerifier &slot) {
+  const size_t open = OpenTransactionCount();
   CHLogicalConnection::OnReceive(slot);
+  // A report may pump the loop, and another message be handled meanwhile.
+  const bool outer = std::exchange(answersRequest_, OpenTransactionCount() < open);
   const bool taken = handle(slot);
+  answersRequest_ = outer;
   for (GemModel *model : afterwards_)
     model->OnReceived();
   return taken;

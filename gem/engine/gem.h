@@ -76,6 +76,7 @@ private:
   bool awaitsAnswer(uint8_t stream, uint8_t function) const override {
     return hasOpenTransaction(stream, function);
   }
+  bool answersRequest() const override { return answersRequest_; }
   bool isHost() const override { return Host(); }
   E5Edition edition() const override { return Edition(); }
   Clock &clock() const override;
@@ -104,6 +105,7 @@ private:
   CHGemEventModel *events_ = nullptr;
   CHGemAlarmModel *alarms_ = nullptr;
   std::vector<std::unique_ptr<GemSendStage>> stages_; // in the order in which messages pass them
+  bool answersRequest_ = false;                       // the message that is being handled
   std::optional<uint32_t> saveFailedAt_;              // tick
 };
 

@@ -50,7 +50,9 @@ public:
 
   Kind kind() const { return kind_; }
   uint16_t DeviceID() const { return static_cast<uint16_t>(deviceId_); }
-  void SetDeviceID(uint16_t id) { deviceId_ = id; }
+  void SetDeviceID(int32_t id) { deviceId_ = id; }
+  /// Whether a header can hold the device ID that was set: 0 to 32767 (SEMI E5 6.2).
+  bool deviceIdFits() const { return deviceId_ >= 0 && deviceId_ <= 0x7FFF; }
   /// Reply time-out in ms. A reply ends its transaction when the host hands it to OnReceive(): one
   /// that never calls DefProc() sees every T3 run out.
   uint32_t T3() const { return t3_ < 0 ? 0 : static_cast<uint32_t>(t3_); }

@@ -87,12 +87,17 @@ std::string timeText(const GemRequestScope &scope, const CHSecsItem &) {
   return currentTimeText(scope.owner.clock(), style, scope.owner.edition());
 }
 
+// A time that this side did not ask for is nobody's business.
 void takeTime(const GemRequestScope &scope, const CHSecsItem &body) {
+  if (!scope.owner.answersRequest())
+    return;
   setClockFromHost(scope.owner.clock(), scope.data.changePCClock, body);
 }
 
 std::string setTime(const GemRequestScope &scope, const CHSecsItem &body) {
-  return std::to_string(setClockFromHost(scope.owner.clock(), scope.data.changePCClock, body));
+  const bool allowed = scope.data.changePCClock &&
+                       scope.owner.communicationState() == CommunicationState::Communicating;
+  return std::to_string(setClockFromHost(scope.owner.clock(), allowed, body));
 }
 
 // S2F33.

@@ -13,7 +13,7 @@ constexpr const char *kEventReport = "{<a'@DATAID'> <a'@CEID'> {{<a'@RPTID'> {}}
 
 // clang-format off
 constexpr MessageRow kRows[] = {
-    primary(6, 1, Host, "{<a'@TRID'> <a'i*|u*'> <a'@TIME'> {}}", "Trace Data Send",
+    primary(6, 1, Host, "{<a'@TRID'> <a'i*|u*'> <a> {}}", "Trace Data Send",
             {"0"}, kReplyOptional),
     reply(6, 2, Equipment, "<a'@ACK'>", "Trace Data Acknowledge", "s6f2<b %u>"),
     primary(6, 3, Host, "", "Discrete Variable Data Send", {"0"}, kReplyOptional),

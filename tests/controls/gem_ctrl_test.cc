@@ -202,8 +202,11 @@ TEST_F(GemControl, LoadDataIsTrueWheneverThereIsAModel) {
   EXPECT_TRUE(eq.Host()) << "without the key the role is the host";
   eq.SetHost(false);
   EXPECT_FALSE(eq.Host());
-  systemFiles().write(folder / "none.ini", "[LogicalConnection]\nObjectModel=0\n");
+  systemFiles().write(folder / "none.ini",
+                      "[LogicalConnection]\nObjectModel=0\nDeviceID=7\nT3=9000\nEdition=1\n");
   EXPECT_FALSE(eq.LoadData());
+  EXPECT_EQ(eq.DeviceID(), 7);
+  EXPECT_EQ(eq.Edition(), 1);
   EXPECT_EQ(eq.LogicalConnection(), 0);
 }
 
@@ -298,6 +301,67 @@ TEST_F(GemControl, WritesToTheLogWhileItIsOn) {
   const std::string log = systemFiles().read(folder / "log.log").value_or("");
   EXPECT_THAT(log, HasSubstr("second"));
   EXPECT_THAT(log, testing::Not(HasSubstr("first")));
+}
+
+TEST_F(GemControl, SendRefusesWhatIsNoMessageOrDoesNotFit) {
+  establish();
+  CVeltoGemCtrl &sender = *equipment.control;
+  const struct {
+    const char *sml;
+    const char *property; ///< set to `number` afterwards
+    int32_t number;
+    bool sent;
+  } rows[] = {
+      {"s1f1w", "Stream", 1, true},
+      {"s1f1w <u1", "Wbit", 1, false},
+      {"", "Wbit", 1, false},
+      {"{<u1 1>}", "Wbit", 0, false},
+      {"s1f1w", "Stream", 129, false},
+      {"s1f1w", "Stream", -1, false},
+      {"s1f1w", "Function", 257, false},
+      {"s1f1w", "PType", 256, false},
+      {"s1f1w", "SType", 256, false},
+      {"s1f1w", "SessionID", 65536, false},
+      {"s129f1w", "Wbit", 1, false},
+      {"s1f257w", "Wbit", 1, false},
+      {"s1f1w", "SystemBytes", -5, true},
+      {"s1f1w", "DeviceID", 65536, false},
+      {"s1f1w", "DeviceID", 32768, false},
+      {"s1f1w", "DeviceID", 0, true},
+  };
+  sender.SetWorkSpace(CHGem::kWork);
+  for (const auto &row : rows) {
+    sender.SetNode("");
+    sender.SetSML(row.sml);
+    ASSERT_TRUE(sender.set(row.property, Variant(row.number)));
+    EXPECT_EQ(sender.Send(), row.sent) << row.sml << " " << row.property << " " << row.number;
+    sender.SetDeviceID(0);
+  }
+  sender.SetSML("s1f1w");
+  sender.SetStream(300);
+  EXPECT_EQ(sender.Stream(), 300 & 0x7F) << "as it was stored";
+  EXPECT_FALSE(sender.Send());
+  sender.SetStream(1);
+  EXPECT_TRUE(sender.Send()) << "mended";
+}
+
+TEST_F(GemControl, TheEditionDecidesAndIsKept) {
+  establish();
+  EXPECT_EQ(ask("s16f27w"), "S16F28");
+  EXPECT_EQ(ask("s2f25w<b 1 2>"), "S2F26 <b>");
+  EXPECT_EQ(ask("s2f31w<a'2026-01-02T03:04:05.0Z'>").substr(0, 4), "S9F7");
+  equipment.control->SetEdition(1);
+  equipment.model().data().changePCClock = true;
+  EXPECT_EQ(ask("s16f27w"), "S16F28 { <bool true> { } }");
+  EXPECT_EQ(ask("s2f25w<b 1 2>"), "S2F26 <b 0x01 0x02>");
+  EXPECT_EQ(ask("s2f31w<a'2026-01-02T03:04:05.0Z'>"), "S2F32 <b 0x00>");
+  EXPECT_EQ(ask("s1f21w{}"), "S1F22 { }");
+  equipment.control->SetEdition(2);
+  EXPECT_EQ(equipment.control->Edition(), 1);
+  ASSERT_TRUE(equipment.control->SaveData());
+  fresh.SetIniFileName(equipment.control->IniFileName());
+  ASSERT_TRUE(fresh.LoadData());
+  EXPECT_EQ(fresh.Edition(), 1);
 }
 
 TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {

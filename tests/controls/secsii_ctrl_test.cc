@@ -100,7 +100,7 @@ TEST_F(SecsIIControl, MsgIsVerifiedAndSuggestsAReply) {
   EXPECT_EQ(control.Msg(), "00058101000000000007") << "too short: ignored";
   control.SetMsg("00050101000000000007");
   EXPECT_EQ(control.Verify(), VerificationNoWBit);
-  EXPECT_EQ(control.SuggestedReplyMsg(), "ffff0907000000000000"
+  EXPECT_EQ(control.SuggestedReplyMsg(), "00050907000000000000"
                                          "210a00050101000000000007");
   control.SetHost(true);
   control.SetMsg("00058103000000000007");

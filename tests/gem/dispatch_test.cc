@@ -41,6 +41,26 @@ TEST_F(GemDispatch, WhatWasRefusedIsNotCarriedOut) {
       << "later is early enough for any other";
 }
 
+// The host's time counts as the answer to the equipment's question alone.
+TEST_F(GemDispatch, ATimeThatNobodyAskedForSetsNoClock) {
+  equipment.engine->gem()->data().changePCClock = true;
+  establish();
+  equipment.answers = true;
+  net.clock.setLocalTime({2000, 1, 6, 1, 0, 0, 0, 0});
+  host.answers = false;
+  EXPECT_TRUE(send(host, "s2f18<a'2014111908050345'>"));
+  run();
+  EXPECT_EQ(net.clock.localTime().year, 2000);
+  EXPECT_TRUE(send(equipment, "s2f17w"));
+  run();
+  CHSecsMessage answer;
+  ASSERT_TRUE(answer.SetFromSml("s2f18<a'2014111908050345'>"));
+  answer.header.systemBytes = host.engine->gem()->slot(CHGem::kReceived).message.header.systemBytes;
+  EXPECT_TRUE(host.engine->gem()->Send(answer));
+  run();
+  EXPECT_EQ(net.clock.localTime().year, 2014);
+}
+
 TEST_F(GemDispatch, ANewHostStartsWithoutThePastOfTheOneBefore) {
   establish();
   host.answers = false;

@@ -24,6 +24,7 @@ public:
     return true;
   }
   bool awaitsAnswer(uint8_t, uint8_t) const override { return awaits; }
+  bool answersRequest() const override { return answered; }
   uint8_t communicationState() const override { return communication; }
   uint8_t controlState() const override { return control; }
   bool isHost() const override { return host; }
@@ -63,8 +64,9 @@ public:
     return list.Add(std::move(variable));
   }
 
-  bool accepts = true; ///< what Send() answers
-  bool awaits = true;  ///< what awaitsAnswer() answers
+  bool accepts = true;  ///< what Send() answers
+  bool answered = true; ///< what answersRequest() answers
+  bool awaits = true;   ///< what awaitsAnswer() answers
   uint8_t communication = CommunicationState::Communicating;
   uint8_t control = ControlState::OnlineRemote;
   bool host = false;

@@ -126,16 +126,17 @@ void expectVerdict(E5Edition edition, bool equipment, unsigned stream, unsigned 
   constexpr unsigned kStream9[] = {0, 0, 7, 0, 7, 7, 7, 3, 5}; // by result
   const unsigned error = kStream9[result];
   const bool answered = wbit && function % 2 == 1;
+  const unsigned s9Id = function % 2 == 1 ? kId : 0xFFFF;
   EXPECT_EQ(slot.partner()->replyValid, error != 0 || answered);
   const std::string reply = slot.partner()->message.GetMsg();
   const std::string header = "210a" + slot.message.GetMsg().substr(0, 20);
   if (error != 0)
-    EXPECT_EQ(reply, equipment ? hexOf(0xFFFF, 9, error, 0, header)
+    EXPECT_EQ(reply, equipment ? hexOf(s9Id, 9, error, 0, header)
                                : hexOf(kId, stream, 0, kSystemBytes, ""));
   else if (result == VerificationUserDefined)
-    EXPECT_EQ(reply, equipment ? hexOf(answered ? kId : 0xFFFF, 9, stream > 63 ? 3 : 5,
-                                       answered ? kSystemBytes : 0, header)
-                               : hexOf(kId, stream, (function + 1) % 256, kSystemBytes, ""));
+    EXPECT_EQ(reply, equipment
+                         ? hexOf(s9Id, 9, stream > 63 ? 3 : 5, answered ? kSystemBytes : 0, header)
+                         : hexOf(kId, stream, (function + 1) % 256, kSystemBytes, ""));
   else if (answered)
     EXPECT_EQ(reply, hexOf(kId, stream, function + 1, kSystemBytes, bodyHex("s0f0" + proposal)));
   else
