@@ -3,8 +3,8 @@
 #include "controls/component/variant.h"
 
 #include <array>
+#include <concepts>
 #include <cstddef>
-#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
@@ -76,13 +76,10 @@ template <auto Function> inline constexpr size_t kArity = std::tuple_size_v<Para
 
 /// The names of exactly N arguments; another number does not compile.
 template <size_t N> struct ArgumentNames {
-  consteval ArgumentNames(std::initializer_list<const char *> list) {
-    if (list.size() != N)
-      throw "one name for each argument";
-    for (size_t i = 0; i < N; ++i)
-      names[i] = list.begin()[i];
-  }
-  std::array<const char *, N> names{};
+  template <std::convertible_to<const char *>... Name>
+  requires(sizeof...(Name) == N) constexpr ArgumentNames(Name... name) : names{name...} {}
+
+  std::array<const char *, N> names;
 };
 
 template <typename Tuple, size_t... I>
