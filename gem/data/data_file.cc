@@ -180,6 +180,10 @@ std::optional<GemData> loadGemData(std::string bytes) {
   return data;
 }
 
+bool canBeSaved(const GemData &data, size_t growth) {
+  return growth <= kMaxDataFile && storeGemData(data).size() <= kMaxDataFile - growth;
+}
+
 bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
                   std::string_view bytes) {
   if (bytes.size() > kMaxDataFile)

@@ -23,6 +23,9 @@ std::optional<GemData> loadGemData(std::string bytes);
 /// The longest model data file that is read or written, in bytes.
 inline constexpr size_t kMaxDataFile = 256 * 1024 * 1024;
 
+/// Whether a model that grows by that many bytes can still be saved.
+bool canBeSaved(const GemData &data, size_t growth);
+
 /// Puts `bytes` into the model data file in one step. When they are safe on the disk, the backups
 /// (`path` and a number of three digits) move up by one number, the one numbered `backups` being
 /// dropped, and the old file becomes the first; with 0 there are none, 999 is the most. A backup

@@ -218,7 +218,9 @@ void CHGem::Reset() {
   CommunicationSettings communication;
   communication.modelName = data_.communication.modelName;
   communication.softwareRevision = data_.communication.softwareRevision;
+  const GemLimits limits = data_.limits;
   data_ = GemData();
+  data_.limits = limits;
   data_.communication = std::move(communication);
   for (const auto &model : models_)
     model->Reset();
@@ -236,6 +238,7 @@ bool CHGem::LoadData(std::string fileName) {
   auto loaded = bytes ? loadGemData(std::move(*bytes)) : std::nullopt;
   if (!loaded)
     return false;
+  loaded->limits = data_.limits;
   data_ = std::move(*loaded);
   keepStatesInRange(data_.control);
   if (CHGemEventVid *state = data_.variables.FindByRole(RoleControlState))
