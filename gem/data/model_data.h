@@ -33,6 +33,12 @@ struct ControlSettings {
   bool acceptOfflineRequest = true;                 ///< S1F15; not kept in the data file
   bool acceptOnlineRequest = true;                  ///< S1F17 and S1F2; not kept in the data file
 
+  /// Where an attempt to go on-line ends that fails: whatever number offlineState is.
+  uint8_t stateAfterFailure() const {
+    return offlineState == ControlState::EquipmentOffline ? ControlState::EquipmentOffline
+                                                          : ControlState::HostOffline;
+  }
+
   bool operator==(const ControlSettings &) const = default;
 };
 

@@ -2,6 +2,7 @@
 
 #include "gem/gem_problem.h"
 #include "platform/ini_file.h"
+#include "platform/socket_error.h"
 
 #include <utility>
 
@@ -158,6 +159,8 @@ void CHGemEngine::reportConnection(const std::string &ipAddress, int32_t portNum
                                    bool connected) {
   const Hold held(*this);
   record().connection(connected, ipAddress, portNumber);
+  if (!connected && gem_ != nullptr && dispatch_.connectionEnded(*gem_, ipAddress, portNumber))
+    replyLost_ = false;
   if (sink_ == nullptr)
     return;
   if (connected)
@@ -168,6 +171,7 @@ void CHGemEngine::reportConnection(const std::string &ipAddress, int32_t portNum
 
 void CHGemEngine::OnStateChanged(LinkState next, LinkState previous) {
   const Hold held(*this);
+  replyLost_ = false;
   if (next == LinkState::Ready) {
     dispatch_.partnerChanged();
     linkReady();
@@ -196,6 +200,15 @@ void CHGemEngine::reportProblem(LinkProblem problem) {
   record().problem(number, physical_.settings().ipAddress, physical_.settings().portNumber);
   if (sink_ != nullptr)
     sink_->OnProblem(number, std::string("Error : ") + gemErrorText(number));
+}
+
+void CHGemEngine::reportFailure(int16_t number, const std::string &reason) {
+  if (ended_)
+    return;
+  const std::string text = "Error : " + reason;
+  WriteLog(text);
+  if (sink_ != nullptr)
+    sink_->OnFailure(number, text);
 }
 
 // The models hear of it first, then the partner (S9F9), then the host.
@@ -228,8 +241,8 @@ void CHGemEngine::reportVariable(uint32_t vid) {
 // loop while it is told of a change, which comes afterwards: nothing is to be done for that one
 // again.
 void CHGemEngine::Tick() {
-  if (physical_.Poll())
-    reportProblem(LinkProblem::T5);
+  tellNews(physical_.Poll());
+  endLinkThatLostAReply();
   endFailedAttempt();
   noticeLostLink();
   if (ended_)
@@ -238,12 +251,32 @@ void CHGemEngine::Tick() {
   held.logical->Tick();
 }
 
+void CHGemEngine::tellNews(CHPhysicalConnection::News news) {
+  const Hold held(*this);
+  if (news == CHPhysicalConnection::News::T5)
+    reportProblem(LinkProblem::T5);
+  if (news == CHPhysicalConnection::News::InvalidPort)
+    reportFailure(ErrorSocketEInval, "A port number is outside 0 to 65535.");
+}
+
+// A partner that is still there after its end would have been noticed does not read: there is no
+// room for what is to be sent to it. It waits for a reply that will never come, so it gets a new
+// link.
+void CHGemEngine::endLinkThatLostAReply() {
+  const Hold held(*this);
+  const bool lost = std::exchange(replyLost_, false);
+  if (ended_ || !lost || !physical_.IsOpen() || physical_.State() != LinkState::Ready)
+    return;
+  physical_.RequestReopen();
+  reportFailure(ErrorSocketENoBufs, "The partner does not read; a reply to it was lost.");
+}
+
 void CHGemEngine::endFailedAttempt() {
   const Hold held(*this);
   if (!ended_ && gem_ != nullptr &&
       gem_->communication().State() != CommunicationState::Communicating &&
       gem_->control().GetState() == ControlState::AttemptOnline)
-    gem_->control().SwitchState(gem_->offlineState());
+    gem_->control().SwitchState(gem_->data().control.stateAfterFailure());
 }
 
 void CHGemEngine::noticeLostLink() {
@@ -259,6 +292,8 @@ void CHGemEngine::noticeLostLink() {
 std::optional<uint32_t> CHGemEngine::NextTick() const {
   if (ended_)
     return std::nullopt;
+  if (replyLost_)
+    return 0;
   if (gem_ != nullptr) {
     const CHGemCommunicationModel &communication = gem_->communication();
     const CHGemControlModel &control = gem_->control();

@@ -116,7 +116,7 @@ private:
                  ByteView data) override;
   void OnStateChanged(LinkState next, LinkState previous) override;
   // LogicalConnectionOwner
-  bool transmit(const CHSecsMessage &message) override;
+  bool transmit(CHSecsMessage &message) override;
   bool transmit(CHSecsMessage &&message) override;
   void reportReplyTimeout(const CHSecsHeader &primary) override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
@@ -130,6 +130,9 @@ private:
   bool logsMessages() const { return logEnabled && logCommunication; }
   void reportConnection(const std::string &ipAddress, int32_t portNumber, bool connected);
   void reportProblem(LinkProblem problem);
+  void reportFailure(int16_t number, const std::string &reason);
+  void tellNews(CHPhysicalConnection::News news);
+  void endLinkThatLostAReply();
   void reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root);
   void linkReady();
   void endFailedAttempt();
@@ -139,6 +142,7 @@ private:
   FileSystem &files_;
   CHGemEventSink *sink_ = nullptr;
   bool ended_ = false;
+  bool replyLost_ = false; // the reply to the present partner could not be sent
   SettingList settings_;
   bool enableCommunication_ = true;
   bool objectModel_ = true;

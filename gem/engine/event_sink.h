@@ -17,6 +17,8 @@ public:
   virtual void OnConnectionStateChanged(int16_t next, int16_t previous) = 0;
   /// A VeltoGemError with its text.
   virtual void OnProblem(int16_t code, const std::string &text) = 0;
+  /// A failure of this side's own, by a number that no VeltoGemError has.
+  virtual void OnFailure(int16_t /*code*/, const std::string & /*text*/) {}
   /// A message stands in the received slot.
   virtual void OnReceived(const std::string &ipAddress, int32_t portNumber) = 0;
   /// A message went out and stands in the sent slot.

@@ -26,8 +26,7 @@ void keepStatesInRange(ControlSettings &settings) {
     settings.initialState = OnlineRemote;
   if (settings.initialOfflineState > HostOffline)
     settings.initialOfflineState = HostOffline;
-  if (settings.offlineState != EquipmentOffline)
-    settings.offlineState = HostOffline;
+  settings.offlineState = settings.stateAfterFailure();
   if (settings.onlineState != OnlineLocal)
     settings.onlineState = OnlineRemote;
 }
@@ -182,10 +181,6 @@ void CHGem::OnProblem(int code, const CHSecsHeader &header) {
 }
 
 // Reports ---------------------------------------------------------------------------------------
-
-uint8_t CHGem::offlineState() const {
-  return data_.control.offlineState == EquipmentOffline ? EquipmentOffline : HostOffline;
-}
 
 void CHGem::reportCommunicationState(uint8_t next, uint8_t previous) {
   if (owner() != nullptr)

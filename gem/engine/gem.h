@@ -54,8 +54,6 @@ public:
   /// Sends S6F11 or S5F1; false unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
-  /// Where an attempt to go on-line ends that fails: 0 or 2.
-  uint8_t offlineState() const;
 
   /// Resets the models and loads the data file. False when it cannot be read: the models stay at
   /// their defaults, the file as it is.

@@ -3,6 +3,8 @@
 #include "base/text.h"
 #include "transport/link/deadline.h"
 
+#include <utility>
+
 namespace velto {
 
 CHPhysicalConnection::CHPhysicalConnection(EventLoop &loop, MessageLinkOwner &engine,
@@ -49,6 +51,11 @@ void CHPhysicalConnection::End() {
   link_->End();
 }
 
+bool CHPhysicalConnection::hasValidPorts() const {
+  const LinkSettings &set = settings();
+  return std::in_range<uint16_t>(set.portNumber) && std::in_range<uint16_t>(set.myPortNumber);
+}
+
 void CHPhysicalConnection::open() {
   failedAt_.reset();
   if (settings().ipAddress.empty())
@@ -70,22 +77,23 @@ void CHPhysicalConnection::linkFailed() {
   ticker_.wake();
 }
 
-bool CHPhysicalConnection::Poll() {
+CHPhysicalConnection::News CHPhysicalConnection::Poll() {
   link_->Poll();
   if (open_ && !link_->IsOpen())
     linkFailed();
   if (!openRequested_ || open_)
-    return false;
+    return News::None;
   if (!failedAt_) {
     // The end of the link before is told first.
-    if (State() == LinkState::Down)
-      open();
-    return false;
+    if (State() != LinkState::Down)
+      return News::None;
+    open();
+    return open_ || hasValidPorts() ? News::None : News::InvalidPort;
   }
   if (timeLeft(ticks(), *failedAt_, milliseconds(t5)) != 0)
-    return false;
+    return News::None;
   failedAt_.reset(); // opened on the next tick
-  return true;
+  return News::T5;
 }
 
 std::optional<uint32_t> CHPhysicalConnection::NextPoll() const {

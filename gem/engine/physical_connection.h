@@ -32,6 +32,8 @@ public:
   void End();
   bool OpenRequested() const { return openRequested_; }
 
+  /// Listening, connecting or connected.
+  bool IsOpen() const { return open_ && link_->IsOpen(); }
   LinkState State() const { return link_->State(); }
   int32_t LocalPort() const { return link_->LocalPort(); }
   /// Sends to the partner; the header as it went out, or nothing when there is no partner.
@@ -39,14 +41,18 @@ public:
     return link_->Send(header, body);
   }
 
-  /// One tick: the link's, then the next attempt to open it. Returns whether T5 has run out.
-  bool Poll();
+  /// What a tick has to tell.
+  enum class News { None, T5, InvalidPort };
+  /// One tick: the link's, then the next attempt to open it. Returns whether T5 has run out, or the
+  /// attempt failed since a port is outside 0 to 65535.
+  News Poll();
   /// Milliseconds until Poll() has something to do; nothing: never.
   std::optional<uint32_t> NextPoll() const;
 
   void addStatus(TreeNode &parent) const;
 
 private:
+  bool hasValidPorts() const;
   void open();
   void linkFailed();
   uint32_t ticks() const { return loop_.clock().ticks(); }

@@ -38,6 +38,9 @@ public:
   void OnProblem(int16_t code, const std::string &text) override {
     note("problem " + std::to_string(code) + " " + text);
   }
+  void OnFailure(int16_t code, const std::string &text) override {
+    note("problem " + std::to_string(code) + " " + text);
+  }
   void OnReceived(const std::string &, int32_t) override {
     note("received " + name(CHGem::kReceived));
     if (answers && engine)
