@@ -235,6 +235,10 @@ void CHGemEngine::reportVariable(uint32_t vid) {
     sink_->OnVariableChanged(static_cast<int32_t>(vid));
 }
 
+void CHGemEngine::reportSaveFailure() {
+  reportFailure(0, "The model data file " + logical_->DataFileName() + " cannot be written.");
+}
+
 // Ticking ---------------------------------------------------------------------------------------
 
 // Each step may end with another model in place, or with the engine ended. The host may pump the

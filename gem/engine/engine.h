@@ -122,6 +122,7 @@ private:
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
+  void reportSaveFailure() override;
   Clock &clock() const override { return loop_.clock(); }
   FileSystem &files() const override { return files_; }
 

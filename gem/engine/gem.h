@@ -58,7 +58,8 @@ public:
   /// Resets the models and loads the data file. False when it cannot be read: the models stay at
   /// their defaults, the file as it is.
   bool LoadData(std::string fileName);
-  /// Writes the settings and the data file; false when that fails, the old file being whole.
+  /// Writes the settings and the data file; false when the latter fails, the old file being whole.
+  /// A file that could not be loaded is kept first, with ".damaged" behind its name.
   bool SaveData();
   /// Every model at its defaults; model name and software revision stay.
   void Reset();
@@ -88,6 +89,7 @@ private:
   bool modified() const;
   uint32_t changes() const;
   bool writeData();
+  bool writeFile();
 
   GemData data_;
   std::array<CHSecsVerifier, kSlots> slots_;
@@ -101,6 +103,7 @@ private:
   CHGemAlarmModel *alarms_ = nullptr;
   std::vector<std::unique_ptr<GemSendStage>> stages_; // in the order in which messages pass them
   std::optional<uint32_t> saveFailedAt_;              // tick
+  std::string damagedFile_; // the data file that could not be loaded; empty when there is none
 };
 
 } // namespace velto
