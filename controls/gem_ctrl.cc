@@ -50,6 +50,10 @@ void CVeltoGemCtrl::OnProblem(const Problem &problem) {
   onProblem.raise(static_cast<int16_t>(number), std::move(text));
 }
 
+void CVeltoGemCtrl::OnFailure(int16_t code, const std::string &text) {
+  onProblem.raise(code, std::string(text));
+}
+
 // During the event the current message is that of `slot`; afterwards the host's choice is back.
 template <typename Raise> void CVeltoGemCtrl::selected(uint8_t slot, Raise raise) {
   const Lifetime::Watch alive(lifetime());

@@ -5,9 +5,17 @@
 #include "gem/engine/engine.h"
 
 #include <array>
+#include <concepts>
+#include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace velto {
+
+/// The numbers that a variable is set to: any but truth values and characters.
+template <typename T>
+concept VariableNumber = std::same_as<T, float> || std::same_as<T, double> ||
+    (std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char>);
 
 /// `VeltoGem`: a GEM equipment, or a GEM host, on an HSMS link (SEMI E30, E5, E37). Holds the
 /// equipment model and one message at a time, the current message, through which the host reads
@@ -157,6 +165,13 @@ public:
   int32_t ALIDCount() const;
   std::string VIDValue(int32_t vid) const;
   void SetVIDValue(int32_t vid, const std::string &value);
+  template <VariableNumber Number> void SetVIDValue(int32_t vid, Number value) {
+    SetVIDValue(vid, numberText(value));
+  }
+  /// The value as a number. False, and nothing is set, for an unknown variable, and for a value
+  /// that is not one number or not one of that type.
+  bool GetVIDValue(int32_t vid, int64_t &value) const;
+  bool GetVIDValue(int32_t vid, double &value) const;
   std::string VIDRawValue(int32_t vid) const;
   /// SML of one item; line ends are dropped.
   void SetVIDRawValue(int32_t vid, const std::string &sml);
@@ -220,6 +235,26 @@ public:
                    const std::string &maximum, const std::string &defaultValue,
                    const std::string &unit, const std::string &description);
   bool UnregisterVID(int32_t vid);
+  /// Gives a variable a role (VariableRole; 255: none), taking it from another one. False for an
+  /// unknown variable or role.
+  bool SetVIDRole(int32_t vid, int16_t role);
+  /// Defines a report, or defines it anew with its links staying; without variables it is deleted.
+  /// As text: numbers with commas or blanks between them. False for an unknown variable, what is no
+  /// number, and a report to delete that is not there.
+  bool SetReportVIDs(int32_t rptid, const std::string &vids);
+  bool SetReportVIDs(int32_t rptid, std::vector<uint32_t> vids);
+  bool SetReportVIDs(int32_t rptid, std::initializer_list<uint32_t> vids) {
+    return SetReportVIDs(rptid, std::vector(vids));
+  }
+  /// Adds a report to those that an event carries. False when either is unknown, or it has it.
+  bool LinkReport(int32_t ceid, int32_t rptid);
+  /// Sets a value only when the variable takes it. False, and nothing changes, for an unknown
+  /// variable, for what is no number where its type is one or is beyond the type, and outside the
+  /// variable's bounds.
+  bool TrySetVIDValue(int32_t vid, const std::string &value);
+  template <VariableNumber Number> bool TrySetVIDValue(int32_t vid, Number value) {
+    return TrySetVIDValue(vid, numberText(value));
+  }
   bool RegisterCEID(int32_t ceid, int16_t role, const std::string &description);
   bool RegisterALID(int32_t alid, int16_t alcd, const std::string &text);
   bool UnregisterALID(int32_t alid);
@@ -266,6 +301,7 @@ private:
   void OnDisconnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnConnectionStateChanged(int16_t next, int16_t previous) override;
   void OnProblem(const Problem &problem) override;
+  void OnFailure(int16_t code, const std::string &text) override;
   void OnReceived(const std::string &ipAddress, int32_t portNumber) override;
   void OnSent() override;
   void OnCommunicationStateChanged(int16_t next, int16_t previous) override;
@@ -291,6 +327,14 @@ private:
   std::string vidText(int32_t vid, std::string_view (CHGemEventVid::*getter)() const) const;
   void setVidText(int32_t vid, void (CHGemEventVid::*setter)(std::string_view),
                   std::string_view text);
+  // The value texts of numbers.
+  static std::string numberText(std::signed_integral auto value) {
+    return std::to_string(int64_t{value});
+  }
+  static std::string numberText(std::unsigned_integral auto value) {
+    return std::to_string(uint64_t{value});
+  }
+  static std::string numberText(double value);
   // After a change of the lists: marks the model modified and saves it.
   bool saved(bool changed);
 

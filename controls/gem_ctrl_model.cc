@@ -2,6 +2,9 @@
 
 #include "controls/gem_ctrl.h"
 
+#include "base/text.h"
+#include "gem/data/number_text.h"
+
 #include <algorithm>
 
 namespace velto {
@@ -65,6 +68,38 @@ void CVeltoGemCtrl::SetVIDValue(int32_t vid, const std::string &value) {
   if (CHGemEventVid *found = variable(vid))
     found->SetValue(value);
   setModified();
+}
+
+bool CVeltoGemCtrl::TrySetVIDValue(int32_t vid, const std::string &value) {
+  CHGemEventVid *found = variable(vid);
+  if (found == nullptr || (found->isNumeric() && trim(value).empty()) || !found->CanHold(value) ||
+      !found->IsInRange(value))
+    return false;
+  found->SetValue(value);
+  setModified();
+  return true;
+}
+
+bool CVeltoGemCtrl::GetVIDValue(int32_t vid, int64_t &value) const {
+  const std::string text = VIDValue(vid);
+  if (!isDecimalNumber(text) || !isInIntegerType(SecsLong8, text))
+    return false;
+  value = parseDecimal(text).value_or(0);
+  return true;
+}
+
+bool CVeltoGemCtrl::GetVIDValue(int32_t vid, double &value) const {
+  const std::string text = VIDValue(vid);
+  if (!isDecimalNumber(text))
+    return false;
+  value = parseReal(text);
+  return true;
+}
+
+std::string CVeltoGemCtrl::numberText(double value) {
+  std::string text;
+  appendFixed(text, value);
+  return text;
 }
 
 std::string CVeltoGemCtrl::VIDRawValue(int32_t vid) const {
@@ -213,6 +248,32 @@ bool CVeltoGemCtrl::RegisterVID(int32_t vid, int16_t kind, int16_t nodeType,
 
 bool CVeltoGemCtrl::UnregisterVID(int32_t vid) {
   return engine_->gem() != nullptr && saved(engine_->gem()->events().UnregisterVID(number(vid)));
+}
+
+bool CVeltoGemCtrl::SetVIDRole(int32_t vid, int16_t role) {
+  return engine_->gem() != nullptr && std::in_range<uint8_t>(role) &&
+         saved(engine_->gem()->events().SetVIDRole(number(vid), static_cast<uint8_t>(role)));
+}
+
+bool CVeltoGemCtrl::SetReportVIDs(int32_t rptid, const std::string &vids) {
+  std::string words = vids;
+  std::ranges::replace(words, ',', ' ');
+  std::vector<uint32_t> numbers;
+  const bool allRead = allNumbers(words, [&numbers](std::string_view word) {
+    numbers.push_back(static_cast<uint32_t>(parseUnsigned(word).value_or(0)));
+    return isDecimalNumber(word) && isInIntegerType(SecsDWord, word);
+  });
+  return allRead && SetReportVIDs(rptid, std::move(numbers));
+}
+
+bool CVeltoGemCtrl::SetReportVIDs(int32_t rptid, std::vector<uint32_t> vids) {
+  return engine_->gem() != nullptr &&
+         saved(engine_->gem()->events().SetReport(number(rptid), std::move(vids)));
+}
+
+bool CVeltoGemCtrl::LinkReport(int32_t ceid, int32_t rptid) {
+  return engine_->gem() != nullptr &&
+         saved(engine_->gem()->events().LinkReport(number(ceid), number(rptid)));
 }
 
 bool CVeltoGemCtrl::RegisterCEID(int32_t ceid, int16_t role, const std::string &description) {

@@ -7,6 +7,10 @@ namespace velto {
 
 const MemberTable &CVeltoGemCtrl::table() {
   using C = CVeltoGemCtrl;
+  using Text = const std::string &;
+  constexpr auto setValue = static_cast<void (C::*)(int32_t, Text)>(&C::SetVIDValue);
+  constexpr auto trySetValue = static_cast<bool (C::*)(int32_t, Text)>(&C::TrySetVIDValue);
+  constexpr auto setReport = static_cast<bool (C::*)(int32_t, Text)>(&C::SetReportVIDs);
   static const MemberTable table =
       SharedMembers<C>("VeltoGem", "CVeltoGemCtrl",
                        "A GEM equipment, or a GEM host, on an HSMS link.")
@@ -131,8 +135,7 @@ const MemberTable &CVeltoGemCtrl::table() {
           .indexed<&C::VIDType, &C::SetVIDType>(
               77, "VIDType", {"lVID"}, "1 equipment constant, 2 status variable, 4 data variable.")
           .indexed<&C::VIDUnit, &C::SetVIDUnit>(78, "VIDUnit", {"lVID"}, "Unit of a variable.")
-          .indexed<&C::VIDValue, &C::SetVIDValue>(79, "VIDValue", {"lVID"},
-                                                  "Value of a variable as text.")
+          .indexed<&C::VIDValue, setValue>(79, "VIDValue", {"lVID"}, "Value of a variable as text.")
           .indexed<&C::ALIDEnable, &C::SetALIDEnable>(82, "ALIDEnable", {"lALID"},
                                                       "Changes of an alarm's state are reported.")
           .indexed<&C::ALIDSet, &C::SetALIDSet>(83, "ALIDSet", {"lALID"},
@@ -177,6 +180,18 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<&C::RegisterCEID>(81, "RegisterCEID",
                                     {"lCEID", "sPredefinedCEID", "lpszDescription"},
                                     "Adds an event with a role (255: none); false when it exists.")
+          .method<&C::SetVIDRole>(
+              210, "SetVIDRole", {"lVID", "sRole"},
+              "Gives a variable a role (255: none), taking it from another; false when unknown.")
+          .method<setReport>(211, "SetReportVIDs", {"lRPTID", "lpszVIDs"},
+                             "Defines a report of variables with commas between their numbers; "
+                             "without any it is deleted.")
+          .method<&C::LinkReport>(
+              212, "LinkReport", {"lCEID", "lRPTID"},
+              "Adds a report to those of an event; false when unknown or there already.")
+          .method<trySetValue>(
+              213, "TrySetVIDValue", {"lVID", "lpszValue"},
+              "Sets a value; false when unknown, no number, beyond its type or out of bounds.")
           .event<int16_t, int16_t>(1, "CommunicationStateChanged", {"sNewState", "sPrevState"},
                                    "The communication state changed.")
           .event<std::string, int32_t>(2, "Connected", {"lpszIPAddress", "lPortNumber"},

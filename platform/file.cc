@@ -83,6 +83,19 @@ bool isSpecial(const std::string &path) {
   return ::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode);
 }
 
+// What a path leads to over symbolic links, be it there or not. Nothing when they lead in a circle.
+std::optional<std::filesystem::path> linkTarget(std::filesystem::path path) {
+  constexpr int kMostLinks = 40; // as the system has it
+  for (int links = 0; links <= kMostLinks; ++links) {
+    std::error_code error;
+    const std::filesystem::path next = std::filesystem::read_symlink(path, error);
+    if (error)
+      return path;
+    path = path.parent_path() / next;
+  }
+  return std::nullopt;
+}
+
 // Gives the new file the permissions of the old one, if there is one.
 bool keepMode(const std::string &from, const std::string &to) {
   struct stat info {};
@@ -132,13 +145,12 @@ bool FileSystem::syncDirectory(const std::string &path) {
   return directory.isOpen() && (directory.flush() || errno == EINVAL);
 }
 
-// A link stays: what it leads to is replaced.
+// A link stays: what it leads to is replaced, or made.
 bool FileSystem::replace(const std::string &path, std::string_view bytes) {
-  if (isSpecial(path))
+  const auto real = linkTarget(path);
+  if (!real || isSpecial(path))
     return false;
-  std::error_code error;
-  const std::filesystem::path real = std::filesystem::canonical(path, error);
-  const std::string target = error ? path : real.string();
+  const std::string target = real->string();
   const std::string fresh = target + ".new";
   remove(fresh);
   if (write(fresh, bytes) && keepMode(target, fresh) && rename(fresh, target))

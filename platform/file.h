@@ -32,8 +32,9 @@ public:
   /// Replaces a file's contents in one step: writes a new file (`path` and ".new") beside it,
   /// flushes it, renames it over the old one. A crash at any point leaves the old or the new
   /// contents whole. A failure leaves the old contents, except for one of syncDirectory(): the new
-  /// contents are then in place but not yet safe from a power loss. What is there and no regular
-  /// file (a directory, device, FIFO or socket) is not replaced.
+  /// contents are then in place but not yet safe from a power loss. A symbolic link stays: the file
+  /// that it leads to is replaced, or made when it is missing. What is there and no regular file (a
+  /// directory, device, FIFO or socket) is not replaced.
   bool replace(const std::string &path, std::string_view bytes);
 };
 

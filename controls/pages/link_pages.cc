@@ -102,6 +102,16 @@ void CPropTimeout::fill(CVeltoGemCtrl &control) {
     page().field("T3").kind = Field::Kind::Label;
 }
 
+// The model may have been switched off on the same sheet: the plain connection has a T3 too.
+void CPropTimeout::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
+  PropertyFieldsPage::apply(control, changes);
+  const Field &t3 = page().field("T3");
+  if (!t3.changed() || control.LogicalConnection() == 1)
+    return;
+  control.engine().logical().SetT3(static_cast<uint32_t>(decimal32(t3.value)) * 1000);
+  changes.settings = true;
+}
+
 CPropLog::CPropLog(SetupDesk &desk)
     : PropertyFieldsPage(desk,
                          logFields({{"Log", "Log"}, {"LogCommunication", "Log Communication"}})) {}

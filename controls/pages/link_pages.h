@@ -45,6 +45,7 @@ public:
 class CPropTimeout final : public PropertyFieldsPage {
 public:
   explicit CPropTimeout(SetupDesk &desk);
+  void apply(CVeltoGemCtrl &control, SetupChanges &changes) const override;
 
 private:
   void fill(CVeltoGemCtrl &control) override;

@@ -107,6 +107,9 @@ template <typename List> void ListPage<List>::remove(size_t row) {
   if (!desk().frontEnd.showBox(box))
     return;
   edited().Remove(number);
+  // An entry of that number that is added later is another one.
+  if ((desk().shown.*traits_.copy).Remove(number))
+    removed_.insert(number);
   page().list->selected = row;
   desk().refresh();
 }
@@ -126,9 +129,8 @@ void ListPage<List>::apply(CVeltoGemCtrl &control, SetupChanges &changes) const 
   const List &shown = desk().shown.*traits_.copy;
   List &live = control.engine().gem()->data().*traits_.live;
   bool changed = false;
-  for (size_t i = 0; i < shown.Count(); ++i)
-    if (edited().find(shown.at(i).number()) == nullptr)
-      changed |= live.Remove(shown.at(i).number());
+  for (const uint32_t number : removed_)
+    changed |= live.Remove(number);
   for (size_t i = 0; i < edited().Count(); ++i) {
     const Entry &copy = edited().at(i);
     const Entry *before = shown.find(copy.number());

@@ -2,6 +2,7 @@
 
 #include "controls/pages/setup_page.h"
 
+#include <set>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -51,6 +52,7 @@ private:
   bool wasEdited(const Entry &before, const Entry &after) const;
 
   Traits traits_;
+  std::set<uint32_t> removed_; // numbers of entries that were shown; others may have them by now
 };
 
 extern template class ListPage<CHGemAlarmAlidList>;

@@ -105,15 +105,12 @@ std::string backupName(const std::string &path, int32_t number) {
   return path + formatText("%03d", number);
 }
 
-// Gives the old file the name of backup 0 as well. It keeps its own, until the new file takes that
-// over: were it moved, a crash between the two steps would leave nothing to load. A backup 0 that
-// is there already was left by a save that failed half way: it is the model that was safe last.
-void keepOldFile(FileSystem &files, const std::string &path) {
-  const std::string kept = backupName(path, 0);
-  if (!files.size(path) || files.size(kept) || files.link(path, kept))
-    return;
-  if (const auto old = readDataFile(files, path))
-    files.replace(kept, *old);
+// Gives a file a second name, or where the file system has no such thing, makes a copy.
+bool keepAs(FileSystem &files, const std::string &path, const std::string &name) {
+  if (files.link(path, name))
+    return true;
+  const auto bytes = readDataFile(files, path);
+  return bytes && files.replace(name, *bytes);
 }
 
 // Moves the backups up by one number, from backup 0 on.
@@ -123,6 +120,24 @@ void rotateBackups(FileSystem &files, const std::string &path, int32_t backups) 
   files.remove(backupName(path, backups));
   for (int32_t number = backups - 1; number >= 0; --number)
     files.rename(backupName(path, number), backupName(path, number + 1));
+}
+
+// Gives the old file the name of backup 0 as well. It keeps its own, until the new file takes that
+// over: were it moved, a crash between the two steps would leave nothing to load. A backup 0 that
+// is there already was left by a save that ended half way. It becomes the first backup as soon as
+// the file that came after it is safe on the disk; until then it is the model that was safe last.
+void keepOldFile(FileSystem &files, const std::string &path, int32_t backups) {
+  const std::string kept = backupName(path, 0);
+  if (!files.size(path))
+    return;
+  if (files.size(kept)) {
+    if (readDataFile(files, kept) == readDataFile(files, path) || !files.syncDirectory(path))
+      return;
+    rotateBackups(files, path, backups);
+    if (files.size(kept))
+      return;
+  }
+  keepAs(files, path, kept);
 }
 
 } // namespace
@@ -180,13 +195,17 @@ std::optional<GemData> loadGemData(std::string bytes) {
   return data;
 }
 
+bool canBeSaved(const GemData &data, size_t growth) {
+  return growth <= kMaxDataFile && storeGemData(data).size() <= kMaxDataFile - growth;
+}
+
 bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
                   std::string_view bytes) {
   if (bytes.size() > kMaxDataFile)
     return false;
   if (backups < 1)
     return files.replace(path, bytes);
-  keepOldFile(files, path);
+  keepOldFile(files, path, backups);
   const std::string kept = backupName(path, 0);
   if (files.replace(path, bytes)) {
     if (files.size(kept))
@@ -196,6 +215,14 @@ bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
   if (readDataFile(files, kept) == readDataFile(files, path)) // the old file is still in place
     files.remove(kept);
   return false;
+}
+
+bool keepDamagedFile(FileSystem &files, const std::string &path) {
+  const std::string damaged = path + ".damaged";
+  if (!files.size(path))
+    return true;
+  files.remove(damaged);
+  return keepAs(files, path, damaged) || files.rename(path, damaged);
 }
 
 std::optional<std::string> readDataFile(FileSystem &files, const std::string &path) {

@@ -23,6 +23,9 @@ std::optional<GemData> loadGemData(std::string bytes);
 /// The longest model data file that is read or written, in bytes.
 inline constexpr size_t kMaxDataFile = size_t{256} * 1024 * 1024;
 
+/// Whether a model that grows by that many bytes can still be saved.
+bool canBeSaved(const GemData &data, size_t growth);
+
 /// Puts `bytes` into the model data file in one step. When they are safe on the disk, the backups
 /// (`path` and a number of three digits) move up by one number, the one numbered `backups` being
 /// dropped, and the old file becomes the first; with 0 there are none, 999 is the most. A backup
@@ -30,10 +33,15 @@ inline constexpr size_t kMaxDataFile = size_t{256} * 1024 * 1024;
 ///
 /// False when the new contents could not be put in place, are not yet safe from a power loss, or
 /// are longer than kMaxDataFile; no backup is given up then, however often it happens. An old
-/// file that was replaced all the same stays as backup 000, to be the first after the next save. At
-/// any moment, after a crash too, the file holds the old contents or the new ones.
+/// file that was replaced all the same stays as backup 000, and becomes the first when the next
+/// save begins and finds the new one safe. At any moment, after a crash too, the file holds the old
+/// contents or the new ones.
 bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
                   std::string_view bytes);
+
+/// Keeps a file that could not be loaded, before it is overwritten, as `path` and ".damaged"; one
+/// of that name is given up. True also when there is no file; false when it can't be kept.
+bool keepDamagedFile(FileSystem &files, const std::string &path);
 
 /// The bytes of a model data file; nothing when it is missing, unreadable, longer than kMaxDataFile
 /// or no regular file (whose end might never come).

@@ -33,7 +33,21 @@ struct ControlSettings {
   bool acceptOfflineRequest = true;                 ///< S1F15; not kept in the data file
   bool acceptOnlineRequest = true;                  ///< S1F17 and S1F2; not kept in the data file
 
+  /// Where an attempt to go on-line ends that fails: whatever number offlineState is.
+  uint8_t stateAfterFailure() const {
+    return offlineState == ControlState::EquipmentOffline ? ControlState::EquipmentOffline
+                                                          : ControlState::HostOffline;
+  }
+
   bool operator==(const ControlSettings &) const = default;
+};
+
+/// What the host may define at the most; more is refused with "no space".
+struct GemLimits {
+  size_t reports = 100'000;
+  size_t references = 1'000'000; ///< VIDs of all reports and RPTIDs of all events together
+
+  bool operator==(const GemLimits &) const = default;
 };
 
 /// All that the equipment model knows: what the data file keeps, and a few values beside it.
@@ -46,6 +60,17 @@ struct GemData {
   CHGemEventVidList variables;
   CHGemAlarmAlidList alarms;
   uint32_t nextDataId = 1; ///< the DATAID of the next event; not kept in the data file
+  GemLimits limits;        ///< not kept in the data file
+
+  /// VIDs of all reports and RPTIDs of all events.
+  size_t references() const {
+    size_t count = 0;
+    for (size_t i = 0; i < reports.Count(); ++i)
+      count += reports.at(i).variables.size();
+    for (size_t i = 0; i < events.Count(); ++i)
+      count += events.at(i).reports.size();
+    return count;
+  }
 
   /// Deletes reports and every link to them; false when none of them exists.
   bool removeReports(const std::set<uint32_t> &rptids) {

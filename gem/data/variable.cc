@@ -1,6 +1,7 @@
 #include "gem/data/variable.h"
 
 #include "base/text.h"
+#include "gem/data/number_text.h"
 #include "gem/messages/items.h"
 #include "secs2/item_value.h"
 #include "secs2/reply_text.h"
@@ -43,26 +44,16 @@ std::string itemSml(uint8_t nodeType, std::string_view text) {
   }
 }
 
-bool isUnsignedByte(uint8_t nodeType) {
-  return isNumber(nodeType) && kindOf(nodeType) != ElementKind::Signed &&
-         elementSize(formatOf(nodeType)) == 1;
-}
-
 // Whether all numbers of a text are finite in a real type.
 bool isFinite(uint8_t nodeType, std::string_view text) {
   const double largest = nodeType == SecsFloat ? double{std::numeric_limits<float>::max()}
                                                : std::numeric_limits<double>::max();
-  for (text = trim(text); !text.empty(); text = trim(text)) {
-    const size_t end = std::min(text.find_first_of(" \t\r\n"), text.size());
-    if (!(std::abs(parseReal(text.substr(0, end))) <= largest))
-      return false;
-    text.remove_prefix(end);
-  }
-  return true;
+  return allNumbers(
+      text, [largest](std::string_view word) { return std::abs(parseReal(word)) <= largest; });
 }
 
 // The value text that makes the same item of numbers in SML, which has no NaN and nothing infinite
-// (0 here) and no negative bytes.
+// (0 here) and no negative Boolean.
 std::string numbersText(uint8_t nodeType, const CHSecsItem &item) {
   const ElementKind kind = kindOf(nodeType);
   if (kind != ElementKind::Boolean && kind != ElementKind::Real)
@@ -95,10 +86,14 @@ std::optional<CHSecsItem> parseItem(std::string_view sml) {
   return std::move(message.root);
 }
 
-// The numbers that a value text states in SML; nothing when it states none. SML alone would make 0
-// of a negative byte.
+bool isSignedBoolean(uint8_t nodeType, std::string_view text) {
+  return kindOf(nodeType) == ElementKind::Boolean && text.find('-') != std::string_view::npos;
+}
+
+// The numbers that a value text states in SML; nothing when it states none. SML alone would make
+// false of a negative number.
 std::optional<CHSecsItem> parseNumbers(uint8_t nodeType, std::string_view text) {
-  if (!isUnsignedByte(nodeType) || text.find('-') == std::string_view::npos)
+  if (!isSignedBoolean(nodeType, text))
     return parseItem(itemSml(nodeType, text));
   const std::optional<CHSecsItem> wide = parseItem(itemSml(SecsLong8, text));
   if (!wide)
@@ -118,17 +113,43 @@ bool isPlain(uint8_t nodeType, std::string_view text, size_t count) {
       "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ+.- ";
   return text.size() <= count * kMostPerNumber &&
          text.find_first_not_of(kCharacters) == std::string_view::npos &&
-         text.find("  ") == std::string_view::npos &&
-         !(isUnsignedByte(nodeType) && text.find('-') != std::string_view::npos) &&
+         text.find("  ") == std::string_view::npos && !isSignedBoolean(nodeType, text) &&
          (kindOf(nodeType) != ElementKind::Real || isFinite(nodeType, text));
 }
 
-std::string numbersSml(uint8_t nodeType, std::string_view text) {
+std::string numbersSml(uint8_t nodeType, std::string_view given) {
+  const std::string text =
+      kindOf(nodeType) == ElementKind::Real ? wholeNumbersAsReal(given) : std::string(given);
   const std::optional<CHSecsItem> item = parseNumbers(nodeType, text);
   if (!item)
     return itemSml(nodeType, normalized(nodeType, text));
-  return itemSml(nodeType, isPlain(nodeType, text, item->count()) ? std::string(text)
-                                                                  : numbersText(nodeType, *item));
+  return itemSml(nodeType,
+                 isPlain(nodeType, text, item->count()) ? text : numbersText(nodeType, *item));
+}
+
+// Whether the type has what a word says, be it written as people do or as SML allows it too.
+bool hasNumber(uint8_t nodeType, std::string_view word) {
+  std::string decimal(word);
+  if (!isDecimalNumber(word)) {
+    const std::optional<CHSecsItem> read = parseItem(itemSml(SecsLong8, word));
+    if (!read || read->count() != 1)
+      return false;
+    decimal = valueText(*read, ValueForm::Decimal);
+  }
+  return kindOf(nodeType) == ElementKind::Real ? isFinite(nodeType, decimal)
+                                               : isInIntegerType(nodeType, decimal);
+}
+
+// Whether the type has all numbers of a text as they stand. Several have to be a list of numbers in
+// SML: all but the first would be lost else.
+bool hasNumbers(uint8_t nodeType, std::string_view text) {
+  size_t count = 0;
+  return allNumbers(text,
+                    [&](std::string_view word) {
+                      ++count;
+                      return hasNumber(nodeType, word);
+                    }) &&
+         (count < 2 || parseNumbers(nodeType, text));
 }
 
 uint32_t unsignedValue(std::string_view text) { return static_cast<uint32_t>(decimal32(text)); }
@@ -221,6 +242,16 @@ bool CHGemEventVid::IsInRange(std::string_view text) const {
   default:
     return true;
   }
+}
+
+bool CHGemEventVid::isNumeric() const { return isNumber(nodeType); }
+
+// A number alone would be the count of a list without items.
+bool CHGemEventVid::CanHold(std::string_view text) const {
+  if (isNumber(nodeType))
+    return hasNumbers(nodeType, text);
+  const std::optional<CHSecsItem> item = parseItem(itemSml(nodeType, text));
+  return item && (!item->isList() || item->count() > 0 || trim(text).empty());
 }
 
 std::string CHGemEventVid::FormatBound(Bound bound) const {

@@ -101,6 +101,8 @@ public:
   }
   const Texts &texts() const { return texts_; }
 
+  /// Whether the value is made of numbers: of any type but lists, texts and unknown ones.
+  bool isNumeric() const;
   /// The value as text; empty when rawValue is no SML item.
   std::string GetValue() const;
   /// The number that the value begins with, modulo 2^32; 0 when it is none.
@@ -108,12 +110,17 @@ public:
   /// Makes rawValue an item of nodeType from a value text; always true (an unknown type leaves it
   /// as it is). A number's text that SML does not take becomes one number, as
   /// CHSecsMessage::SetNodeValue() reads it. Of what SML takes beside numbers (comments, runs of
-  /// blanks) nothing is kept. NaN and what is infinite in the type become 0; a negative number in a
-  /// one-byte unsigned type becomes the byte of the same bits, so that a Boolean FFh stays true.
+  /// blanks) nothing is kept. NaN and what is infinite in the type become 0. A negative number is 0
+  /// in an unsigned type, in Boolean the byte of the same bits, which is true. A whole number keeps
+  /// its value in a real type, whatever its size; beyond 64 bits it is taken modulo in others.
   bool SetValue(std::string_view text);
   /// Whether a value text is within minimum and maximum, compared as nodeType asks. NaN, infinite
   /// numbers and a text with a byte 0, which SML can't state, never are.
   bool IsInRange(std::string_view text) const;
+  /// Whether the type has what a value text says, so that SetValue() would lose nothing of it: its
+  /// numbers, each within the range of the type; for a list the SML of items. An empty text is an
+  /// item without elements.
+  bool CanHold(std::string_view text) const;
   /// A bound as the SML of an item of nodeType; empty for an unknown type.
   std::string FormatBound(Bound bound) const;
   /// The item that rawValue states, parsed already: reports go out often. Null for a long value;

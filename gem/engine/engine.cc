@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "gem/gem_problem.h"
 #include "platform/ini_file.h"
+#include "platform/socket_error.h"
 
 #include <utility>
 
@@ -159,6 +160,8 @@ void CHGemEngine::reportConnection(const std::string &ipAddress, int32_t portNum
                                    bool connected) {
   const Hold held(*this);
   record().connection(connected, ipAddress, portNumber);
+  if (!connected && gem_ != nullptr && dispatch_.connectionEnded(*gem_, ipAddress, portNumber))
+    replyLost_ = false;
   if (sink_ == nullptr)
     return;
   if (connected)
@@ -169,6 +172,7 @@ void CHGemEngine::reportConnection(const std::string &ipAddress, int32_t portNum
 
 void CHGemEngine::OnStateChanged(LinkState next, LinkState previous) {
   const Hold held(*this);
+  replyLost_ = false;
   if (next == LinkState::Ready) {
     dispatch_.partnerChanged();
     linkReady();
@@ -205,6 +209,15 @@ void CHGemEngine::reportProblem(const Problem &problem) {
     sink_->OnProblem(problem);
 }
 
+void CHGemEngine::reportFailure(int16_t number, const std::string &reason) {
+  if (ended_)
+    return;
+  const std::string text = "Error : " + reason;
+  WriteLog(text);
+  if (sink_ != nullptr)
+    sink_->OnFailure(number, text);
+}
+
 // The models hear of it first, then the partner (S9F9), then the host.
 void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
   const Hold held(*this);
@@ -231,6 +244,10 @@ void CHGemEngine::reportVariable(uint32_t vid) {
     sink_->OnVariableChanged(static_cast<int32_t>(vid));
 }
 
+void CHGemEngine::reportSaveFailure() {
+  reportFailure(0, "The model data file " + logical_->DataFileName() + " cannot be written.");
+}
+
 // Ticking ---------------------------------------------------------------------------------------
 
 // Each step may end with another model in place, or with the engine ended. The host may pump the
@@ -241,6 +258,7 @@ void CHGemEngine::Tick() {
     physical_.count(LinkProblem::T5);
     reportProblem({LinkProblem::T5});
   }
+  endLinkThatLostAReply();
   endFailedAttempt();
   noticeLostLink();
   if (ended_)
@@ -249,12 +267,24 @@ void CHGemEngine::Tick() {
   held.logical->Tick();
 }
 
+// A partner that is still there after its end would have been noticed does not read: there is no
+// room for what is to be sent to it. It waits for a reply that will never come, so it gets a new
+// link.
+void CHGemEngine::endLinkThatLostAReply() {
+  const Hold held(*this);
+  const bool lost = std::exchange(replyLost_, false);
+  if (ended_ || !lost || !physical_.IsOpen() || physical_.State() != LinkState::Ready)
+    return;
+  physical_.RequestReopen();
+  reportFailure(ErrorSocketENoBufs, "The partner does not read; a reply to it was lost.");
+}
+
 void CHGemEngine::endFailedAttempt() {
   const Hold held(*this);
   if (!ended_ && gem_ != nullptr &&
       gem_->communication().State() != CommunicationState::Communicating &&
       gem_->control().GetState() == ControlState::AttemptOnline)
-    gem_->control().SwitchState(gem_->offlineState());
+    gem_->control().SwitchState(gem_->data().control.stateAfterFailure());
 }
 
 void CHGemEngine::noticeLostLink() {
@@ -270,6 +300,8 @@ void CHGemEngine::noticeLostLink() {
 std::optional<uint32_t> CHGemEngine::NextTick() const {
   if (ended_)
     return std::nullopt;
+  if (replyLost_)
+    return 0;
   if (gem_ != nullptr) {
     const CHGemCommunicationModel &communication = gem_->communication();
     const CHGemControlModel &control = gem_->control();

@@ -118,12 +118,13 @@ private:
   void OnRejected(uint32_t systemBytes) override;
   void OnStateChanged(LinkState next, LinkState previous) override;
   // LogicalConnectionOwner
-  bool transmit(const CHSecsMessage &message) override;
+  bool transmit(CHSecsMessage &message) override;
   bool transmit(CHSecsMessage &&message) override;
   void reportReplyTimeout(const CHSecsHeader &primary) override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
+  void reportSaveFailure() override;
   Clock &clock() const override { return loop_.clock(); }
   FileSystem &files() const override { return files_; }
 
@@ -132,6 +133,8 @@ private:
   bool logsMessages() const { return logEnabled && logCommunication; }
   void reportConnection(const std::string &ipAddress, int32_t portNumber, bool connected);
   void reportProblem(const Problem &problem);
+  void reportFailure(int16_t number, const std::string &reason);
+  void endLinkThatLostAReply();
   void reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root);
   void linkReady();
   void endFailedAttempt();
@@ -141,6 +144,7 @@ private:
   FileSystem &files_;
   CHGemEventSink *sink_ = nullptr;
   bool ended_ = false;
+  bool replyLost_ = false; // the reply to the present partner could not be sent
   SettingList settings_;
   bool enableCommunication_ = true;
   bool objectModel_ = true;

@@ -59,8 +59,11 @@ bool CHGemEngine::DefProc() {
   if (gem_ == nullptr)
     return false;
   const Hold held(*this);
-  dispatch_.handle(*gem_, physical_.State() != LinkState::Down);
+  const auto reply = dispatch_.handle(*gem_, physical_.State() != LinkState::Down);
+  replyLost_ = replyLost_ || (reply == CHGemDispatch::Reply::NotSent && held.logical == logical_);
   ticker_.wake();
+  if (reply == CHGemDispatch::Reply::TooLong)
+    reportProblem(LinkProblem::LengthTooLong);
   return true;
 }
 
@@ -86,7 +89,7 @@ bool CHGemEngine::InvokeAlarm(uint32_t alid, uint8_t alcd) {
 
 // What went out is told by whoever still holds it: no message is decoded to be shown, but for one
 // that does not read back as it stands.
-bool CHGemEngine::transmit(const CHSecsMessage &message) {
+bool CHGemEngine::transmit(CHSecsMessage &message) {
   Bytes bytes;
   const Hold held(*this);
   if (!message.Encode(bytes))
@@ -95,6 +98,7 @@ bool CHGemEngine::transmit(const CHSecsMessage &message) {
   const auto sent = physical_.Send(headerOf(bytes), body);
   if (!sent)
     return false;
+  message.header.systemBytes = sent->systemBytes;
   reportSent(*sent, body, sentRoot(message.root, body));
   return true;
 }

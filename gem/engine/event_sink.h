@@ -18,6 +18,8 @@ public:
   /// States of the link: 0 not connected, 1 not selected, 2 selected.
   virtual void OnConnectionStateChanged(int16_t next, int16_t previous) = 0;
   virtual void OnProblem(const Problem &problem) = 0;
+  /// A failure of this side's own, by a number that no VeltoGemError has.
+  virtual void OnFailure(int16_t /*code*/, const std::string & /*text*/) {}
   /// A message stands in the received slot.
   virtual void OnReceived(const std::string &ipAddress, int32_t portNumber) = 0;
   /// A message went out and stands in the sent slot.

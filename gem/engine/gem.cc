@@ -25,8 +25,7 @@ void keepStatesInRange(ControlSettings &settings) {
     settings.initialState = OnlineRemote;
   if (settings.initialOfflineState > HostOffline)
     settings.initialOfflineState = HostOffline;
-  if (settings.offlineState != EquipmentOffline)
-    settings.offlineState = HostOffline;
+  settings.offlineState = settings.stateAfterFailure();
   if (settings.onlineState != OnlineLocal)
     settings.onlineState = OnlineRemote;
 }
@@ -131,8 +130,9 @@ bool CHGem::handle(CHSecsVerifier &slot) {
   for (const auto &model : shared)
     taken = model->OnReceive(slot) || taken;
   // What the host changed is on disk before it hears of it; other changes wait while saving fails.
-  if (modified() && (changes() != before || !savePausing()))
-    SaveData();
+  const bool changed = changes() != before;
+  if (modified() && (changed || !savePausing()) && !SaveData() && changed && owner() != nullptr)
+    owner()->reportSaveFailure();
   return taken;
 }
 
@@ -192,10 +192,6 @@ void CHGem::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
 
 // Reports ---------------------------------------------------------------------------------------
 
-uint8_t CHGem::offlineState() const {
-  return data_.control.offlineState == EquipmentOffline ? EquipmentOffline : HostOffline;
-}
-
 void CHGem::reportCommunicationState(uint8_t next, uint8_t previous) {
   if (owner() != nullptr)
     owner()->reportCommunicationState(next, previous);
@@ -227,7 +223,9 @@ void CHGem::Reset() {
   CommunicationSettings communication;
   communication.modelName = data_.communication.modelName;
   communication.softwareRevision = data_.communication.softwareRevision;
+  const GemLimits limits = data_.limits;
   data_ = GemData();
+  data_.limits = limits;
   data_.communication = std::move(communication);
   for (const auto &model : models_)
     model->Reset();
@@ -241,10 +239,13 @@ bool CHGem::LoadData(std::string fileName) {
   loadSettings();
   if (owner() == nullptr)
     return false;
-  auto bytes = readDataFile(owner()->files(), DataFileName());
+  FileSystem &files = owner()->files();
+  auto bytes = readDataFile(files, DataFileName());
   auto loaded = bytes ? loadGemData(std::move(*bytes)) : std::nullopt;
+  damagedFile_ = !loaded && files.size(DataFileName()) ? DataFileName() : "";
   if (!loaded)
     return false;
+  loaded->limits = data_.limits;
   data_ = std::move(*loaded);
   keepStatesInRange(data_.control);
   if (CHGemEventVid *state = data_.variables.FindByRole(RoleControlState))
@@ -265,14 +266,26 @@ uint32_t CHGem::changes() const {
 
 // The model is written whatever becomes of the settings, and at once at the next change too.
 bool CHGem::SaveData() {
-  const bool settingsSaved = saveSettings();
+  saveSettings();
   const bool saved = owner() != nullptr && writeData();
   saveFailedAt_ = saved ? std::nullopt : std::optional(clock().ticks());
-  return saved && settingsSaved;
+  return saved;
+}
+
+// A damaged file is no backup: it is kept under a name of its own.
+bool CHGem::writeFile() {
+  FileSystem &files = owner()->files();
+  const std::string bytes = storeGemData(data_);
+  if (damagedFile_.empty() || damagedFile_ != DataFileName())
+    return saveDataFile(files, DataFileName(), DataBakCount(), bytes);
+  if (!keepDamagedFile(files, damagedFile_) || !saveDataFile(files, damagedFile_, 0, bytes))
+    return false;
+  damagedFile_.clear();
+  return true;
 }
 
 bool CHGem::writeData() {
-  if (!saveDataFile(owner()->files(), DataFileName(), DataBakCount(), storeGemData(data_)))
+  if (!writeFile())
     return false;
   for (const auto &model : models_)
     model->clearModified();

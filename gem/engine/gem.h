@@ -55,13 +55,12 @@ public:
   /// Sends S6F11 or S5F1; false unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
-  /// Where an attempt to go on-line ends that fails: 0 or 2.
-  uint8_t offlineState() const;
 
   /// Resets the models and loads the data file. False when it cannot be read: the models stay at
   /// their defaults, the file as it is.
   bool LoadData(std::string fileName);
-  /// Writes the settings and the data file; false when that fails, the old file being whole.
+  /// Writes the settings and the data file; false when the latter fails, the old file being whole.
+  /// A file that could not be loaded is kept first, with ".damaged" behind its name.
   bool SaveData();
   /// Every model at its defaults; model name and software revision stay.
   void Reset();
@@ -93,6 +92,7 @@ private:
   bool modified() const;
   uint32_t changes() const;
   bool writeData();
+  bool writeFile();
 
   GemData data_;
   std::array<CHSecsVerifier, kSlots> slots_;
@@ -107,6 +107,7 @@ private:
   std::vector<std::unique_ptr<GemSendStage>> stages_; // in the order in which messages pass them
   bool answersRequest_ = false;                       // the message that is being handled
   std::optional<uint32_t> saveFailedAt_;              // tick
+  std::string damagedFile_; // the data file that could not be loaded; empty when there is none
 };
 
 } // namespace velto

@@ -37,7 +37,7 @@ bool CHLogicalConnection::Send(CHSecsMessage &message) {
   return SendUngated(message);
 }
 
-bool CHLogicalConnection::SendUngated(const CHSecsMessage &message) {
+bool CHLogicalConnection::SendUngated(CHSecsMessage &message) {
   return owner_ != nullptr && owner_->transmit(message);
 }
 

@@ -20,15 +20,18 @@ class LogicalConnectionOwner {
 public:
   virtual ~LogicalConnectionOwner() = default;
 
-  /// Sends over the selected connection; false when there is none.
-  virtual bool transmit(const CHSecsMessage &message) = 0;
+  /// Sends over the selected connection; false when there is none. The message then has the system
+  /// bytes with which it went out.
+  virtual bool transmit(CHSecsMessage &message) = 0;
   /// The same for a message that is not needed afterwards: its body may be taken over.
-  virtual bool transmit(CHSecsMessage &&message) { return transmit(std::as_const(message)); }
+  virtual bool transmit(CHSecsMessage &&message) { return transmit(message); }
   /// The reply to a primary did not come within T3.
   virtual void reportReplyTimeout(const CHSecsHeader &primary) = 0;
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;
   virtual void reportControlState(uint8_t next, uint8_t previous) = 0;
   virtual void reportVariable(uint32_t vid) = 0;
+  /// What the partner changed could not be written to the data file.
+  virtual void reportSaveFailure() {}
   virtual Clock &clock() const = 0;
   virtual FileSystem &files() const = 0;
 };
@@ -71,7 +74,7 @@ public:
 
   /// Stamps the device ID and sends.
   virtual bool Send(CHSecsMessage &message);
-  bool SendUngated(const CHSecsMessage &message);
+  bool SendUngated(CHSecsMessage &message);
   /// Handles a received message; true when it was taken. The transaction that it answers ends.
   virtual bool OnReceive(CHSecsVerifier &slot);
   /// A message went out: a primary with the W-bit opens a transaction.

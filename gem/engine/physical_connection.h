@@ -32,6 +32,8 @@ public:
   void End();
   bool OpenRequested() const { return openRequested_; }
 
+  /// Listening, connecting or connected.
+  bool IsOpen() const { return open_ && link_->IsOpen(); }
   LinkState State() const { return link_->State(); }
   /// What the link has carried, with the reply and connect time-outs.
   const LinkCounters &counters() const { return link_->counters(); }

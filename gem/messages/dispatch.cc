@@ -1,5 +1,7 @@
 #include "gem/messages/dispatch.h"
 
+#include "gem/messages/items.h"
+#include "gem/messages/reply.h"
 #include "gem/messages/stream9.h"
 #include "secs2/transaction.h"
 #include "transport/link/message_link.h"
@@ -46,6 +48,7 @@ void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
 bool CHGemDispatch::receive(CHGem &gem, const std::string &ipAddress, int32_t portNumber,
                             ByteView message, bool storeOnly, int32_t sessionMode) {
   ++received_;
+  sender_ = partners_;
   refused_ = storeOnly;
   CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
   slot.remoteHost = ipAddress;
@@ -72,13 +75,31 @@ bool CHGemDispatch::acceptsDevice(CHGem &gem, CHSecsVerifier &slot) {
   return false;
 }
 
+bool CHGemDispatch::connectionEnded(CHGem &gem, const std::string &ipAddress, int32_t portNumber) {
+  const CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+  if (slot.remoteHost != ipAddress || slot.remotePort != portNumber)
+    return false;
+  partnerChanged();
+  return true;
+}
+
+CHGemDispatch::Reply CHGemDispatch::sendReply(CHGem &gem, CHSecsVerifier &slot) {
+  const bool fits = fitsMessage(slot.partner()->message.root);
+  if (!fits)
+    abortReply(slot);
+  if (!gem.SendUngated(slot.partner()->message))
+    return Reply::NotSent;
+  return fits ? Reply::Done : Reply::TooLong;
+}
+
 // Control messages have been answered by the link, and what the host was not told of has been
 // refused. What is handled is a copy: a report may pump the loop, and the next message then takes
 // the slot, or another partner the link, which gets no reply to the one before. Inside such a
 // report the message itself is handled already.
-void CHGemDispatch::handle(CHGem &gem, bool connected) {
-  if (refused_ || handled_ == received_ || gem.slot(CHGem::kReceived).message.header.sType() != 0)
-    return;
+CHGemDispatch::Reply CHGemDispatch::handle(CHGem &gem, bool connected) {
+  if (refused_ || sender_ != partners_ || handled_ == received_ ||
+      gem.slot(CHGem::kReceived).message.header.sType() != 0)
+    return Reply::Done;
   const uint32_t received = received_;
   const uint32_t partners = partners_;
   const std::optional<uint32_t> outer = std::exchange(handled_, received);
@@ -86,11 +107,13 @@ void CHGemDispatch::handle(CHGem &gem, bool connected) {
   copySlot(gem.slot(CHGem::kReceived), work);
   if (connected)
     gem.OnReceive(work);
+  Reply reply = Reply::Done;
   if (partners == partners_ && awaitsReply(work.message.header) && work.partner()->replyValid)
-    gem.SendUngated(work.partner()->message);
+    reply = sendReply(gem, work);
   handled_ = outer;
   if (received == received_)
     moveSlot(work, gem.slot(CHGem::kReceived));
+  return partners == partners_ ? reply : Reply::Done;
 }
 
 } // namespace velto

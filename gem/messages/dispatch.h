@@ -13,8 +13,13 @@ namespace velto {
 /// and, when the host asks for it, through the models to the reply.
 class CHGemDispatch {
 public:
-  /// Another partner has the link: what was received before gets no reply from now on.
+  /// What became of a reply.
+  enum class Reply { Done, TooLong, NotSent };
+
+  /// Another partner has the link: what was received before is not handled from now on.
   void partnerChanged() { ++partners_; }
+  /// A connection has ended; whether it was that of the partner who sent the message in the slot.
+  bool connectionEnded(CHGem &gem, const std::string &ipAddress, int32_t portNumber);
   /// A fresh model took the place of the one before.
   void modelChanged() { refused_ = false; }
 
@@ -24,14 +29,16 @@ public:
   bool receive(CHGem &gem, const std::string &ipAddress, int32_t portNumber, ByteView message,
                bool storeOnly, int32_t sessionMode);
   /// Handles the received message by the models, unless the link is down, and sends the prepared
-  /// reply.
-  void handle(CHGem &gem, bool connected);
+  /// reply; instead of one that no message can carry the abort of the transaction.
+  Reply handle(CHGem &gem, bool connected);
 
 private:
   bool acceptsDevice(CHGem &gem, CHSecsVerifier &slot);
+  static Reply sendReply(CHGem &gem, CHSecsVerifier &slot);
 
   uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
   uint32_t partners_ = 0; // counts partners, to tell whether the one that asked is still there
+  uint32_t sender_ = 0;   // the partner who sent the message in the slot
   std::optional<uint32_t> handled_; // the message at which handle() is at work
   bool refused_ = false; // the message in the slot came before the select, or for another device
 };

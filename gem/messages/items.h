@@ -49,11 +49,17 @@ inline size_t bytesOf(const CHSecsItem &item) {
                        : EncodedLeafSize(item);
 }
 
+/// Whether a message can carry that body.
+inline bool fitsMessage(const CHSecsItem &body) {
+  return bytesOf(body) <= CHSecsMessage::kMaxEncodedSize - CHSecsHeader::kSize;
+}
+
 /// Bytes that a list of up to 255 items takes besides them (SEMI E5 9.2): format and count.
 inline constexpr size_t kShortListHead = 2;
 
 /// Collects the items of a list as long as one message can carry them: a short request may name a
-/// long value any number of times.
+/// long value any number of times. Where they become too many the list has one too much, so that it
+/// does not fit a message.
 class ItemCollector {
 public:
   /// `others`: bytes of the message's body beside the list.

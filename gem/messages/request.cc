@@ -14,11 +14,12 @@ namespace {
 
 constexpr uint8_t kAccepted = 0; // the acknowledge code of any change that is made
 
-// Only the reply's body is made anew; the header that it answers with stays.
+// Only the reply's body is made anew; the header that it answers with stays. A body that no message
+// can carry is put there all the same: the dispatch aborts the transaction.
 bool answerQuestion(const GemRequest &request, const GemRequestScope &scope, CHSecsVerifier &slot) {
   std::optional<CHSecsItem> body = request.body(scope.data, slot.message.root);
-  const bool answered = body.has_value();
-  slot.partner()->message.root = answered ? std::move(*body) : listItem();
+  const bool answered = body && fitsMessage(*body);
+  slot.partner()->message.root = body ? std::move(*body) : listItem();
   if (answered && request.takesDataId && slot.partner()->replyValid)
     ++scope.data.nextDataId;
   return answered;

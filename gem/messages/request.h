@@ -29,7 +29,8 @@ struct GemRequest {
   /// The acknowledge code of a change; 0 when all of it may be made.
   uint8_t (*check)(const GemData &data, const CHSecsItem &body) = nullptr;
   void (*apply)(const GemRequestScope &scope, const CHSecsItem &body) = nullptr;
-  /// The body of the answer; nothing when there is none, or one that no message can carry.
+  /// The body of the answer; nothing when there is none. One that no message can carry may be cut
+  /// behind what makes it so.
   std::optional<CHSecsItem> (*body)(const GemData &data, const CHSecsItem &request) = nullptr;
   /// The argument of the standard's reply.
   std::string (*answer)(const GemRequestScope &scope, const CHSecsItem &body) = nullptr;

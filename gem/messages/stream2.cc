@@ -1,10 +1,11 @@
 #include "gem/messages/stream2.h"
 
-#include "gem/data/model_data.h"
+#include "gem/data/data_file.h"
 #include "gem/messages/variables.h"
 #include "gem/models/equipment_clock.h"
 #include "gem/models/model.h"
 
+#include <algorithm>
 #include <set>
 #include <span>
 #include <utility>
@@ -16,6 +17,7 @@ namespace {
 // Acknowledge codes (SEMI E5: EAC, DRACK, LRACK, ERACK).
 constexpr uint8_t kAccepted = 0;
 constexpr uint8_t kConstantRefused = 1;
+constexpr uint8_t kNoSpace = 1; // DRACK, LRACK
 constexpr uint8_t kReportDefined = 3;
 constexpr uint8_t kNoSuchVariable = 4;
 constexpr uint8_t kEventLinked = 3;
@@ -28,9 +30,48 @@ std::span<const CHSecsItem> entriesOf(const CHSecsItem &body) {
   return childOf(body, 2).children();
 }
 
-bool accepts(const CHGemEventVid *constant, const std::string &value) {
-  return constant != nullptr && constant->IsInRange(value);
-}
+// What a report, and one more VID or RPTID, adds to the data file at the most.
+constexpr size_t kReportBytes = 64;
+constexpr size_t kReferenceBytes = 8;
+
+// What a request adds to the reports and to the VIDs and RPTIDs that are named, and what it
+// deletes.
+struct Growth {
+  size_t reports = 0;
+  size_t references = 0;
+  size_t deletedReports = 0;
+  size_t deletedReferences = 0;
+
+  bool fits(const GemData &data) const {
+    if (reports == 0 && references == 0)
+      return true;
+    return data.reports.Count() + reports <= data.limits.reports + deletedReports &&
+           data.references() + references <= data.limits.references + deletedReferences &&
+           canBeSaved(data, reports * kReportBytes + references * kReferenceBytes);
+  }
+};
+
+// A new value of a constant, as S2F15 names it.
+struct NewConstant {
+  explicit NewConstant(const CHSecsItem &entry)
+      : ecid(numberOf(childOf(entry, 1))), value(valueText(childOf(entry, 2), ValueForm::Decimal)),
+        isList(childOf(entry, 2).isList()) {}
+
+  /// The constant, if it may have that value.
+  CHGemEventVid *accepted(CHGemEventVidList &variables) const {
+    return const_cast<CHGemEventVid *>(accepted(std::as_const(variables)));
+  }
+  const CHGemEventVid *accepted(const CHGemEventVidList &variables) const {
+    const CHGemEventVid *constant = findOfKind(variables, ecid, EquipmentConstant);
+    const bool fits = constant != nullptr && constant->IsInRange(value) &&
+                      constant->CanHold(value) && (!isList || constant->nodeType == SecsList);
+    return fits ? constant : nullptr;
+  }
+
+  uint32_t ecid;
+  std::string value;
+  bool isList;
+};
 
 CHSecsItem constantEntry(uint32_t vid, const CHGemEventVid *variable) {
   if (variable == nullptr)
@@ -54,28 +95,33 @@ std::optional<CHSecsItem> constantNames(const GemData &data, const CHSecsItem &r
 // S2F15.
 
 uint8_t checkConstants(const GemData &data, const CHSecsItem &body) {
-  for (const CHSecsItem &entry : body.children())
-    if (!accepts(findOfKind(data.variables, numberOf(childOf(entry, 1)), EquipmentConstant),
-                 valueText(childOf(entry, 2), ValueForm::Decimal)))
+  size_t growth = 0;
+  for (const CHSecsItem &entry : body.children()) {
+    const NewConstant fresh(entry);
+    const CHGemEventVid *constant = fresh.accepted(data.variables);
+    if (constant == nullptr)
       return kConstantRefused;
-  return kAccepted;
+    CHGemEventVid changed = *constant;
+    changed.SetValue(fresh.value);
+    const size_t before = constant->rawValue().size();
+    growth += std::max(changed.rawValue().size() + kReferenceBytes, before) - before;
+  }
+  return growth == 0 || canBeSaved(data, growth) ? kAccepted : kConstantRefused;
 }
 
 // The host hears of each change and may do anything then: neither the message nor the lists need be
 // there afterwards.
 void setConstants(const GemRequestScope &scope, const CHSecsItem &body) {
   GemData &data = scope.data;
-  std::vector<std::pair<uint32_t, std::string>> constants;
-  for (const CHSecsItem &entry : body.children())
-    constants.emplace_back(numberOf(childOf(entry, 1)),
-                           valueText(childOf(entry, 2), ValueForm::Decimal));
-  for (const auto &[ecid, value] : constants) {
-    CHGemEventVid *constant = findOfKind(data.variables, ecid, EquipmentConstant);
-    if (!accepts(constant, value))
+  const auto entries = body.children();
+  const std::vector<NewConstant> constants(entries.begin(), entries.end());
+  for (const NewConstant &fresh : constants) {
+    CHGemEventVid *constant = fresh.accepted(data.variables);
+    if (constant == nullptr)
       continue;
-    constant->SetValue(value);
+    constant->SetValue(fresh.value);
     scope.model.setModified();
-    scope.owner.reportVariable(ecid);
+    scope.owner.reportVariable(fresh.ecid);
   }
 }
 
@@ -104,18 +150,27 @@ std::string setTime(const GemRequestScope &scope, const CHSecsItem &body) {
 
 uint8_t checkReports(const GemData &data, const CHSecsItem &body) {
   std::set<uint32_t> defined;
+  std::set<uint32_t> deleted;
+  Growth growth;
   for (const CHSecsItem &entry : entriesOf(body)) {
     const auto variables = childOf(entry, 2).children();
-    if (variables.empty())
-      continue;
     const uint32_t rptid = numberOf(childOf(entry, 1));
-    if (data.reports.FindReport(rptid) != nullptr || !defined.insert(rptid).second)
+    const CHGemEventReport *report = data.reports.FindReport(rptid);
+    if (variables.empty()) {
+      if (report != nullptr && deleted.insert(rptid).second)
+        growth.deletedReferences += report->variables.size();
+      continue;
+    }
+    growth.references += variables.size();
+    if (report != nullptr || !defined.insert(rptid).second)
       return kReportDefined;
     for (const CHSecsItem &variable : variables)
       if (data.variables.FindVid(numberOf(variable)) == nullptr)
         return kNoSuchVariable;
   }
-  return kAccepted;
+  growth.reports = defined.size();
+  growth.deletedReports = deleted.size();
+  return growth.fits(data) ? kAccepted : kNoSpace;
 }
 
 void defineReports(const GemRequestScope &scope, const CHSecsItem &body) {
@@ -141,6 +196,7 @@ void defineReports(const GemRequestScope &scope, const CHSecsItem &body) {
 
 uint8_t checkLinks(const GemData &data, const CHSecsItem &body) {
   std::set<uint32_t> linked;
+  Growth growth;
   for (const CHSecsItem &entry : entriesOf(body)) {
     const uint32_t ceid = numberOf(childOf(entry, 1));
     const CHGemEventCeid *event = data.events.FindCeid(ceid);
@@ -154,8 +210,9 @@ uint8_t checkLinks(const GemData &data, const CHSecsItem &body) {
     for (const CHSecsItem &report : reports)
       if (data.reports.FindReport(numberOf(report)) == nullptr)
         return kNoSuchReport;
+    growth.references += reports.size();
   }
-  return kAccepted;
+  return growth.fits(data) ? kAccepted : kNoSpace;
 }
 
 void linkEvents(const GemRequestScope &scope, const CHSecsItem &body) {

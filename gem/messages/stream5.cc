@@ -49,7 +49,7 @@ std::optional<CHSecsItem> alarms(const GemData &data, const CHSecsItem &request)
   }
   for (size_t i = 0; fits && alids.empty() && i < data.alarms.Count(); ++i)
     fits = entries.add(alarmItem(data.alarms.at(i)));
-  return fits ? std::optional(entries.list()) : std::nullopt;
+  return entries.list();
 }
 
 std::optional<CHSecsItem> enabledAlarms(const GemData &data, const CHSecsItem &) {
@@ -58,7 +58,7 @@ std::optional<CHSecsItem> enabledAlarms(const GemData &data, const CHSecsItem &)
   for (size_t i = 0; fits && i < data.alarms.Count(); ++i)
     if (data.alarms.at(i).enable)
       fits = entries.add(alarmItem(data.alarms.at(i)));
-  return fits ? std::optional(entries.list()) : std::nullopt;
+  return entries.list();
 }
 
 } // namespace velto::stream5

@@ -9,14 +9,16 @@ namespace velto::stream6 {
 
 namespace {
 
-// False when a variable is missing, or when no message can carry the values.
+// False when a variable is missing. Cut where no message can carry the values any more.
 bool collectValues(const CHGemEventVidList &variables, const CHGemEventReport &report,
                    ReportedValues &reported, ItemCollector &values) {
   values.reserve(report.variables.size());
   for (const uint32_t vid : report.variables) {
     const CHGemEventVid *variable = variables.FindVid(vid);
-    if (variable == nullptr || !values.add(reported.item(*variable)))
+    if (variable == nullptr)
       return false;
+    if (!values.add(reported.item(*variable)))
+      break;
   }
   return true;
 }
@@ -39,7 +41,7 @@ std::optional<CHSecsItem> eventData(const GemData &data, const CHGemEventCeid &e
     CHSecsItem rptidItem = numberItem(rptid);
     const size_t size = kShortListHead + bytesOf(rptidItem) + values.listSize();
     if (!reports.add(listItem(std::move(rptidItem), values.list()), size))
-      return std::nullopt;
+      break;
   }
   return listItem(std::move(dataIdItem), std::move(ceidItem), reports.list());
 }

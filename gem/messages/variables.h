@@ -19,7 +19,7 @@ template <typename Variables> auto findOfKind(Variables &variables, uint32_t vid
 
 /// One entry for each variable that a request names, in its order; where it names none, for each
 /// variable of that kind. `entry(vid, variable)` makes it, the variable null when it is unknown or
-/// of another kind. Nothing when no message can carry the list.
+/// of another kind. Cut where no message can carry the list any more.
 template <typename Entry>
 std::optional<CHSecsItem> listVariables(const CHGemEventVidList &variables,
                                         const CHSecsItem &request, uint8_t kind, Entry entry) {
@@ -27,11 +27,11 @@ std::optional<CHSecsItem> listVariables(const CHGemEventVidList &variables,
   const std::vector<uint32_t> vids = numbersOf(request);
   for (const uint32_t vid : vids)
     if (!entries.add(entry(vid, findOfKind(variables, vid, kind))))
-      return std::nullopt;
+      break;
   for (size_t i = 0; vids.empty() && i < variables.Count(); ++i) {
     const CHGemEventVid &variable = variables.at(i);
     if (variable.kind == kind && !entries.add(entry(variable.vid, &variable)))
-      return std::nullopt;
+      break;
   }
   return entries.list();
 }

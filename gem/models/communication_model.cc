@@ -8,6 +8,7 @@
 #include "transport/link/deadline.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace velto {
 
@@ -16,8 +17,8 @@ namespace {
 using enum CommunicationState::Number;
 using enum stream1::Function;
 
-constexpr int32_t kDefaultTimeout = 30;               // s
-constexpr int32_t kLongestTimeout = INT32_MAX / 1000; // s
+constexpr int64_t kDefaultTimeout = 30;               // s
+constexpr int64_t kLongestTimeout = INT32_MAX / 1000; // s
 constexpr uint32_t kRefusedPause = 100;               // ms, after S1F13 could not be sent
 
 // COMMACK: communications are established.
@@ -46,8 +47,9 @@ void CHGemCommunicationModel::Reset() {
 
 uint32_t CHGemCommunicationModel::timeoutMs() const {
   const CHGemEventVid *variable = data().variables.FindByRole(RoleEstablishCommunicationsTimeout);
-  const int32_t seconds = variable == nullptr ? kDefaultTimeout : decimal32(variable->GetValue());
-  return static_cast<uint32_t>(std::clamp(seconds, 0, kLongestTimeout)) * 1000;
+  const int64_t seconds =
+      variable == nullptr ? kDefaultTimeout : parseDecimal(variable->GetValue()).value_or(0);
+  return static_cast<uint32_t>(std::clamp(seconds, int64_t{0}, kLongestTimeout)) * 1000;
 }
 
 std::optional<uint32_t> CHGemCommunicationModel::NextTick() const {
@@ -120,17 +122,23 @@ void CHGemCommunicationModel::OnUnanswered() {
 bool CHGemCommunicationModel::answerRequest(CHSecsVerifier &slot) {
   rebuildReply(slot, {"0", settings_.modelName, settings_.softwareRevision});
   if (state_ == NotCommunicating) {
+    denied_ = false;
     delayStart_.reset();
     SwitchState(Communicating);
   }
   return true;
 }
 
-// A refused request is repeated on the next tick.
+// The first request that is denied is repeated on the next tick, each further one after the
+// timeout: a partner that goes on denying must not be flooded.
 bool CHGemCommunicationModel::takeAnswer(const CHSecsMessage &answer) {
   const CHSecsItem *commack = FindNode(answer.root, "1");
-  if (!isAccepted(commack == nullptr ? 0 : decimal32(valueText(*commack, ValueForm::Decimal))))
+  if (!isAccepted(commack == nullptr ? 0 : decimal32(valueText(*commack, ValueForm::Decimal)))) {
+    if (std::exchange(denied_, true))
+      delayStart_ = owner().clock().ticks();
     return false;
+  }
+  denied_ = false;
   delayStart_.reset();
   SwitchState(Communicating);
   return true;
@@ -138,6 +146,7 @@ bool CHGemCommunicationModel::takeAnswer(const CHSecsMessage &answer) {
 
 void CHGemCommunicationModel::OnConnectionReset() {
   waitingCRA_ = false;
+  denied_ = false;
   delayStart_.reset();
   refusedAt_.reset();
 }

@@ -53,6 +53,7 @@ private:
   uint8_t state_ = CommunicationState::Disabled;
   std::optional<uint8_t> reported_; // the state that is being reported and comes next
   bool waitingCRA_ = false;
+  bool denied_ = false;                // the last answer was a denial
   std::optional<uint32_t> delayStart_; // tick
   std::optional<uint32_t> refusedAt_;  // tick at which S1F13 could not be sent
 };

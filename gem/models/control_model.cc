@@ -51,7 +51,7 @@ bool CHGemControlModel::isAllowed(uint8_t current, uint8_t next) const {
   case EquipmentOffline:
     return next == AttemptOnline;
   case AttemptOnline:
-    return next == (isOnline(next) ? settings_.onlineState : settings_.offlineState);
+    return next == (isOnline(next) ? settings_.onlineState : settings_.stateAfterFailure());
   case HostOffline:
     return next == EquipmentOffline || (isOnline(next) && next == settings_.onlineState);
   case OnlineLocal:
@@ -95,7 +95,7 @@ void CHGemControlModel::startAttempt() {
   CHSecsMessage question;
   MakeReply(question, 1, AreYouThere, !owner().isHost());
   if (!owner().Send(question) && GetState() == AttemptOnline)
-    SwitchState(settings_.offlineState);
+    SwitchState(settings_.stateAfterFailure());
 }
 
 bool CHGemControlModel::SetStateByHost(uint8_t next) {
@@ -122,7 +122,7 @@ void CHGemControlModel::SetOnlineSwitch(bool on) {
 
 void CHGemControlModel::OnProblem(LinkProblem problem, const CHSecsHeader &) {
   if (problem == LinkProblem::T3 && GetState() == AttemptOnline)
-    SwitchState(settings_.offlineState);
+    SwitchState(settings_.stateAfterFailure());
 }
 
 // Messages --------------------------------------------------------------------------------------
@@ -133,7 +133,7 @@ bool CHGemControlModel::OnReceive(CHSecsVerifier &slot) {
     return true;
   // The host's abort ends an attempt whatever else is wrong with it.
   if (state == AttemptOnline && streamOneFunction(slot) == Abort) {
-    SwitchState(settings_.offlineState);
+    SwitchState(settings_.stateAfterFailure());
     return false;
   }
   if (!isVerified(slot))
@@ -202,7 +202,7 @@ bool CHGemControlModel::acceptRequest(CHSecsVerifier &slot, uint8_t next) {
 // An attempt whose question has ended otherwise than by its answer has failed.
 void CHGemControlModel::OnReceived() {
   if (GetState() == AttemptOnline && !owner().awaitsAnswer(1, AreYouThere))
-    SwitchState(settings_.offlineState);
+    SwitchState(settings_.stateAfterFailure());
 }
 
 void CHGemControlModel::fillParameters(ListView &view) const {

@@ -4,6 +4,7 @@
 #include "gem/messages/stream2.h"
 #include "gem/messages/stream6.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace velto {
@@ -59,6 +60,39 @@ bool CHGemEventModel::RegisterVID(CHGemEventVid variable) {
 bool CHGemEventModel::UnregisterVID(uint32_t vid) {
   if (!data().variables.Remove(vid))
     return false;
+  setModified();
+  return true;
+}
+
+bool CHGemEventModel::SetVIDRole(uint32_t vid, uint8_t role) {
+  CHGemEventVid *variable = data().variables.find(vid);
+  if (variable == nullptr || (role != kNoRole && role >= variableRoleNames().size()))
+    return false;
+  data().variables.SetRole(*variable, role);
+  setModified();
+  return true;
+}
+
+bool CHGemEventModel::SetReport(uint32_t rptid, std::vector<uint32_t> vids) {
+  if (vids.empty())
+    return RemoveReport(rptid);
+  const auto isKnown = [this](uint32_t vid) { return data().variables.find(vid) != nullptr; };
+  if (!std::ranges::all_of(vids, isKnown))
+    return false;
+  if (CHGemEventReport *report = data().reports.FindReport(rptid))
+    report->variables = std::move(vids);
+  else
+    data().reports.Add({rptid, "", std::move(vids)});
+  setModified();
+  return true;
+}
+
+bool CHGemEventModel::LinkReport(uint32_t ceid, uint32_t rptid) {
+  CHGemEventCeid *event = data().events.FindCeid(ceid);
+  if (event == nullptr || data().reports.FindReport(rptid) == nullptr ||
+      std::ranges::find(event->reports, rptid) != event->reports.end())
+    return false;
+  event->reports.push_back(rptid);
   setModified();
   return true;
 }

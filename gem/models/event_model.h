@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace velto {
 
@@ -30,6 +31,15 @@ public:
   bool RegisterVID(CHGemEventVid variable);
   /// False when there is none.
   bool UnregisterVID(uint32_t vid);
+  /// Gives a variable a role (kNoRole: none), which it takes from another one. False for an unknown
+  /// variable, and for a number that is no role.
+  bool SetVIDRole(uint32_t vid, uint8_t role);
+  /// Defines a report, or defines it anew; its links stay. Without variables it is deleted with its
+  /// links. False for an unknown variable, and when there is no such report to delete.
+  bool SetReport(uint32_t rptid, std::vector<uint32_t> vids);
+  /// Adds a report to those of an event, behind them. False when either is unknown, or when it is
+  /// among them.
+  bool LinkReport(uint32_t ceid, uint32_t rptid);
   /// Deletes a report and every link to it; false when there is none.
   bool RemoveReport(uint32_t rptid);
 

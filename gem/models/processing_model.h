@@ -10,7 +10,8 @@ public:
   using GemModel::GemModel;
 
   uint8_t State() const { return state_; }
-  void SetState(uint8_t state) { state_ = state; }
+  /// A ProcessingState; false, and nothing changes, for a number that is none.
+  bool SetState(int state);
   void Reset() override { state_ = ProcessingState::Idle; }
 
   void addStatus(TreeNode &parent) const override;

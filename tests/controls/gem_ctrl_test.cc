@@ -172,6 +172,101 @@ TEST_F(GemControl, RegistrationKeepsTheOrderAndTheFile) {
   EXPECT_TRUE(readDataFile(systemFiles(), folder / "missing/fresh.kel")) << "tried again by itself";
 }
 
+TEST_F(GemControl, ReportsLinksAndRolesAreReachedByNumber) {
+  GemData &data = equipment.model().data();
+  const auto call = [this](const char *method, std::vector<Variant> arguments) {
+    const Outcome outcome = eq.call(method, arguments);
+    EXPECT_TRUE(outcome) << outcome.error;
+    return outcome.value.toBool();
+  };
+  EXPECT_TRUE(call("SetReportVIDs", {int32_t{9}, "2, 4"}));
+  EXPECT_THAT(data.reports.FindReport(9)->variables, ElementsAre(2, 4));
+  EXPECT_TRUE(call("LinkReport", {int32_t{7}, int32_t{9}}));
+  for (const int32_t ceid : {7, 99}) // there already; no such event
+    EXPECT_FALSE(call("LinkReport", {ceid, int32_t{9}}));
+  EXPECT_FALSE(call("LinkReport", {int32_t{7}, int32_t{99}}));
+  for (const char *vids : {"2 99", "x", "4294967296", "-1"})
+    EXPECT_FALSE(call("SetReportVIDs", {int32_t{9}, vids})) << vids;
+  EXPECT_TRUE(eq.SetReportVIDs(9, {3}));
+  EXPECT_THAT(data.reports.FindReport(9)->variables, ElementsAre(3));
+  EXPECT_THAT(data.events.FindCeid(7)->reports, ElementsAre(9)) << "the link stays";
+  EXPECT_TRUE(loadGemData(*readDataFile(files, eq.DataFileName()))->reports.FindReport(9));
+  EXPECT_TRUE(eq.SetReportVIDs(9, ""));
+  EXPECT_FALSE(eq.SetReportVIDs(9, ""));
+  EXPECT_THAT(data.events.FindCeid(7)->reports, IsEmpty());
+
+  EXPECT_TRUE(call("SetVIDRole", {int32_t{2}, int16_t{RoleControlState}}));
+  EXPECT_EQ(data.variables.FindVid(1)->role, kNoRole);
+  EXPECT_EQ(eq.ControlState(), 7);
+  for (const int16_t role : std::initializer_list<int16_t>{27, 256, -1})
+    EXPECT_FALSE(eq.SetVIDRole(2, role)) << role;
+  EXPECT_FALSE(eq.SetVIDRole(99, kNoRole));
+  EXPECT_TRUE(eq.SetVIDRole(2, kNoRole));
+  EXPECT_EQ(eq.ControlState(), 0);
+}
+
+TEST_F(GemControl, ValuesAreNumbersToo) {
+  const struct {
+    int32_t vid; // 1: U1, 3: U4 from 10 to 20, 4: text
+    const char *given;
+    bool taken;
+  } rows[] = {{99, "1", false}, {1, "255", true}, {1, "256", false}, {1, "-1", false},
+              {1, "", false},   {1, "x", false},  {3, "20", true},   {3, "21", false},
+              {3, "9", false},  {4, "", true},    {4, "LOT 7", true}};
+  for (const auto &row : rows) {
+    const std::string before = eq.VIDValue(row.vid);
+    EXPECT_EQ(eq.call("TrySetVIDValue", std::vector<Variant>{row.vid, row.given}).value.toBool(),
+              row.taken)
+        << row.vid << row.given;
+    EXPECT_EQ(eq.VIDValue(row.vid), row.taken ? row.given : before);
+  }
+  EXPECT_TRUE(eq.TrySetVIDValue(3, 12));
+  EXPECT_FALSE(eq.TrySetVIDValue(3, 12.5));
+  eq.SetVIDNodeType(2, SecsDouble);
+  eq.SetVIDValue(2, -2.5);
+  double real = 0;
+  int64_t whole = 7;
+  EXPECT_TRUE(eq.GetVIDValue(2, real));
+  EXPECT_EQ(real, -2.5);
+  EXPECT_FALSE(eq.GetVIDValue(2, whole));
+  EXPECT_TRUE(eq.GetVIDValue(3, whole));
+  EXPECT_EQ(whole, 12);
+  eq.SetVIDNodeType(2, SecsDWord8);
+  eq.SetVIDValue(2, UINT64_MAX);
+  EXPECT_EQ(eq.VIDRawValue(2), "<u8 18446744073709551615>");
+  for (const int32_t none : {2, 4, 99})
+    EXPECT_FALSE(eq.GetVIDValue(none, whole)) << none;
+}
+
+TEST_F(GemControl, APortOutsideItsRangeIsAProblem) {
+  eq.SetPhysicalConnection(false);
+  settle();
+  for (const bool server : {true, false}) {
+    equipment.take();
+    eq.SetServer(server);
+    eq.SetPortNumber(70000);
+    eq.SetPhysicalConnection(true);
+    settle();
+    EXPECT_THAT(equipment.take(), testing::Contains("Problem 10022 Error : A port number is "
+                                                    "outside 0 to 65535."));
+    eq.SetPhysicalConnection(false);
+    settle();
+  }
+}
+
+TEST_F(GemControl, AfterSendTheSystemBytesAreThoseThatWentOut) {
+  establish();
+  for (const int32_t slot : {0, 1, 2}) {
+    eq.SetWorkSpace(slot);
+    eq.SetSML("s1f1w");
+    EXPECT_TRUE(eq.Send());
+    const int32_t sent = eq.SystemBytes();
+    EXPECT_NE(sent, 0) << slot;
+    settle();
+    EXPECT_EQ(static_cast<int32_t>(host.model().slot(0).message.header.systemBytes), sent);
+  }
+}
+
 TEST_F(GemControl, AnAlarmSetWithoutAReportIsSaved) {
   eq.SetALIDSet(5, true);
   settle(2);

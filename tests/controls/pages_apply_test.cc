@@ -255,6 +255,41 @@ TEST_F(SetupPages, TheModelIsSwitchedOnAndOff) {
 }
 
 // While the sheet is open the equipment works on. What the operator left alone stays as it became.
+TEST_F(SetupPages, T3IsThatOfTheConnectionThatTheSheetMakes) {
+  EXPECT_TRUE(setup(ModelPage | TimeoutPage, [](PropertySheet &sheet) {
+    sheet.find("LogicalConnection")->value = "false";
+    sheet.find("T3")->value = "77";
+  }));
+  EXPECT_EQ(eq().LogicalConnection(), 0);
+  EXPECT_EQ(eq().engine().logical().T3(), 77'000U);
+  EXPECT_THAT(file(".ini"), HasSubstr("T3=77000\n"));
+}
+
+// The number alone makes it no more the one that the operator deleted.
+TEST_F(SetupPages, AnEntryThatIsDeletedAndAddedIsAnotherOne) {
+  for (const bool givesRole : {false, true}) {
+    data().variables.SetRole(*data().variables.FindVid(1), RoleControlState);
+    EXPECT_TRUE(setup(VariableRolePage | VariablePage, [&](PropertySheet &sheet) {
+      sheet.pages[1].list->remove(0);
+      front.dialogs = {{{"VID", "1"}, {"Description", "another"}}};
+      sheet.pages[1].list->add();
+      if (givesRole) {
+        front.dialogs = {{{"VID", "1"}}};
+        sheet.pages[0].list->edit(RoleControlState);
+      }
+    }));
+    EXPECT_EQ(data().variables.FindVid(1)->role, givesRole ? uint8_t{RoleControlState} : kNoRole);
+    EXPECT_EQ(data().variables.FindVid(1)->description(), "another");
+    EXPECT_EQ(data().variables.FindVid(1)->rawValue(), "<u4 0>");
+  }
+  EXPECT_TRUE(setup(EventPage, [&](PropertySheet &sheet) {
+    list(sheet).remove(0);
+    front.dialogs = {{{"CEID", "7"}, {"Description", "Done"}, {"Enable", "true"}}};
+    list(sheet).add();
+  }));
+  EXPECT_THAT(data().events.FindCeid(7)->reports, IsEmpty());
+}
+
 TEST_F(SetupPages, OnlyTheOperatorsChangesAreApplied) {
   EXPECT_TRUE(setup(0xFFF, [this](PropertySheet &sheet) {
     for (PropertyPage &page : sheet.pages) {

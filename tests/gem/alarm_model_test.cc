@@ -99,13 +99,6 @@ TEST_F(AlarmModel, ListsAlarms) {
   EXPECT_FALSE(model.modified());
 }
 
-TEST_F(AlarmModel, ListsNothingLongerThanAMessage) {
-  data.alarms.FindAlid(5)->altx.assign(6'000'000, 'x');
-  EXPECT_EQ(receive(model, "s5f5w<u4 5 5>"), notTaken("s5f6{}"));
-  data.alarms.FindAlid(7)->altx.assign(6'000'000, 'x');
-  EXPECT_EQ(receive(model, "s5f7w"), notTaken("s5f8{}"));
-}
-
 TEST_F(AlarmModel, RegistersAndRemoves) {
   EXPECT_FALSE(model.RegisterALID(5, 0, "again"));
   EXPECT_FALSE(model.UnregisterALID(6));

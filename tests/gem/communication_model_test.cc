@@ -229,6 +229,36 @@ TEST_F(CommunicationModel, AnyAnswerEndsTheWait) {
   EXPECT_EQ(model.NextTick(), 30001U);
 }
 
+TEST_F(CommunicationModel, APartnerThatGoesOnDenyingIsAskedAfterTheDelay) {
+  enter(NotCommunicating);
+  const auto ask = [this](const char *answer) {
+    model.Tick();
+    EXPECT_THAT(owner.take(), testing::Contains(kRequest));
+    CHSecsVerifier slot = receivedSlot(answer);
+    model.OnReceive(slot);
+  };
+  const auto waitDelay = [this] {
+    owner.time.advance(30001);
+    model.Tick();
+  };
+  constexpr const char *kDenied = "s1f14{<b 1>{}}";
+  ask(kDenied);
+  EXPECT_EQ(model.NextTick(), 0U);
+  for (int i = 0; i < 3; ++i) {
+    ask(kDenied);
+    EXPECT_EQ(model.NextTick(), 30001U);
+    waitDelay();
+  }
+  ask("s1f14{<b 0>{}}");
+  model.SwitchState(NotCommunicating);
+  ask(kDenied);
+  EXPECT_EQ(model.NextTick(), 0U) << "the first one of another row";
+  ask(kDenied);
+  model.OnConnectionReset();
+  ask(kDenied);
+  EXPECT_EQ(model.NextTick(), 0U) << "another partner";
+}
+
 TEST_F(CommunicationModel, AnUnansweredRequestIsRepeatedAfterTheDelay) {
   enter(NotCommunicating);
   model.Tick();
@@ -279,6 +309,10 @@ TEST_F(CommunicationModel, TheTimeoutComesFromItsVariable) {
       {"no item", 0},
       {"<i4 2147483>", 2147483000},
       {"<i4 2147483647>", 2147483000},
+      {"<u4 2147483648>", 2147483000},
+      {"<u8 18446744073709551615>", 2147483000},
+      {"<f8 3000000000.0>", 2147483000},
+      {"<i8 -9223372036854775808>", 0},
   };
   for (const auto &row : rows) {
     variable.setRawValue(row.raw);

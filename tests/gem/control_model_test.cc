@@ -315,10 +315,10 @@ TEST(ProcessingModel, ShowsItsState) {
     return toText(TreeView{root.children});
   };
   EXPECT_EQ(text(), "Processing Model\n  State : IDLE\n");
-  model.SetState(ProcessingState::Executing);
+  EXPECT_TRUE(model.SetState(ProcessingState::Executing));
+  for (const int none : {5, 256, -1})
+    EXPECT_FALSE(model.SetState(none));
   EXPECT_EQ(text(), "Processing Model\n  State : EXECUTING\n");
-  model.SetState(5);
-  EXPECT_EQ(text(), "Processing Model\n");
   model.Reset();
   EXPECT_EQ(text(), "Processing Model\n  State : IDLE\n");
 }

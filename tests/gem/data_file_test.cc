@@ -354,7 +354,7 @@ TEST_F(SaveTest, KeepsTheBackupsHoweverOftenItFails) {
     const char *what;
     const char *failing;    ///< contents and backups after three saves of 5 that fail
     const char *afterwards; ///< and after one of 6 that does not
-  } rows[] = {{"write", "4321", "6432"}, {"rename", "4321", "6432"}, {"sync", "5321", "6432"}};
+  } rows[] = {{"write", "4321", "6432"}, {"rename", "4321", "6432"}, {"sync", "5321", "6543"}};
   const auto all = [this] {
     return contents() + contents("001") + contents("002") + contents("003");
   };
@@ -375,6 +375,23 @@ TEST_F(SaveTest, KeepsTheBackupsHoweverOftenItFails) {
       EXPECT_EQ(all(), row.afterwards);
       EXPECT_EQ(contents("000"), "-");
     }
+  }
+}
+
+// Left by a process that ended between two steps of a save, or from the time before there were to
+// be backups.
+TEST_F(SaveTest, ALeftBackup0CostsNoOther) {
+  const struct {
+    const char *left;
+    const char *afterwards;
+  } rows[] = {{"x", "54x3"}, {"4", "5432"}};
+  for (const auto &row : rows) {
+    for (const char *model : {"1", "2", "3", "4"})
+      ASSERT_TRUE(saveDataFile(systemFiles(), path_, 3, model));
+    ASSERT_TRUE(systemFiles().write(path_ + "000", row.left));
+    ASSERT_TRUE(saveDataFile(systemFiles(), path_, 3, "5"));
+    EXPECT_EQ(contents() + contents("001") + contents("002") + contents("003"), row.afterwards);
+    EXPECT_EQ(contents("000"), "-");
   }
 }
 

@@ -100,6 +100,99 @@ TEST_F(GemDispatch, ANewHostGetsNoReplyToTheOneBefore) {
   EXPECT_THAT(lines, Not(Contains("sent S2F16")));
 }
 
+// The application answers later, when another host may have come, with a tick in between or not.
+TEST_F(GemDispatch, WhatTheHostBeforeAskedIsNotAnsweredToANewOne) {
+  equipment.answers = false;
+  for (const int ticks : {0, 3}) {
+    SCOPED_TRACE(ticks);
+    host.engine->OpenConnection();
+    run();
+    EXPECT_TRUE(send(host, "s2f33w{<u4 1>{{<u4 9>{<u4 16>}}}}"));
+    net.settle();
+    EXPECT_THAT(equipment.take(), Contains("received S2F33W"));
+    host.engine->CloseConnection();
+    run(ticks);
+    RawClient next(host.engine->physical().settings().portNumber);
+    net.settle();
+    next.send(frame("ffff0000000100000001"));
+    net.settle();
+    run(ticks);
+    equipment.take();
+    EXPECT_TRUE(equipment.engine->DefProc());
+    net.settle();
+    EXPECT_THAT(equipment.take(), IsEmpty());
+    EXPECT_EQ(equipment.engine->gem()->data().reports.Count(), 0U);
+    next.close();
+    run();
+  }
+}
+
+TEST_F(GemDispatch, AReplyThatNoMessageCarriesIsAnAbortAndAProblem) {
+  GemData &data = equipment.engine->gem()->data();
+  CHGemEventVid large;
+  large.vid = 20;
+  large.setRawValue("<a'" + std::string(1'000'000, 'x') + "'>");
+  data.variables.Add(large);
+  data.reports.Add({9, "", std::vector<uint32_t>(11, 20)});
+  data.events.Add({7, "", true, {9}, kNoRole});
+  for (const uint32_t alid : {5, 7})
+    data.alarms.Add({alid, 1, std::string(6'000'000, 'x'), true});
+  establish();
+  const struct {
+    const char *request;
+    const char *abort;
+  } rows[] = {{"s1f3w<u1 20 20 20 20 20 20 20 20 20 20 20>", "S1F0"},
+              {"s6f15w<u4 7>", "S6F0"},
+              {"s6f19w<u4 9>", "S6F0"},
+              {"s5f5w<u4 5 5>", "S5F0"},
+              {"s5f7w", "S5F0"}};
+  for (const auto &row : rows) {
+    EXPECT_TRUE(send(host, row.request));
+    run();
+    const std::vector<std::string> lines = equipment.take();
+    ASSERT_EQ(lines.size(), 3U) << row.request;
+    EXPECT_EQ(lines[1], std::string("sent ") + row.abort);
+    EXPECT_EQ(lines[2], "problem 2 Error : Length exceeds maximum limit.");
+    EXPECT_EQ(host.engine->gem()->OpenTransactionCount(), 0U);
+  }
+  EXPECT_FALSE(equipment.engine->InvokeEvent(7));
+  EXPECT_EQ(data.nextDataId, 1U);
+  data.communication.modelName = std::string(11'000'000, 'x');
+  EXPECT_TRUE(send(host, "s1f13w{}"));
+  run();
+  EXPECT_THAT(equipment.take(), Contains("sent S1F0"));
+}
+
+TEST_F(GemDispatch, APartnerThatDoesNotReadLosesItsLink) {
+  CHGemEventVid large;
+  large.vid = 20;
+  large.setRawValue("<a'" + std::string(2'000'000, 'x') + "'>");
+  equipment.engine->gem()->data().variables.Add(large);
+  equipment.engine->CloseConnection();
+  run();
+  equipment.engine->physical().settings().maxQueued = 1'000'000;
+  listen();
+  run();
+  RawClient deaf(host.engine->physical().settings().portNumber);
+  net.settle();
+  deaf.send(frame("ffff0000000100000001"));
+  deaf.send(frame("0000810d0000000000020100")); // S1F13W
+  run();
+  const auto problems = [this] {
+    return std::ranges::count(
+        equipment.take(),
+        "problem 10055 Error : The partner does not read; a reply to it was lost.");
+  };
+  EXPECT_EQ(problems(), 0);
+  for (int i = 10; i < 30; ++i)
+    deaf.send(frame("000081030000000000" + std::to_string(i) + "0101a50114")); // S1F3W
+  run();
+  EXPECT_EQ(problems(), 1);
+  EXPECT_EQ(equipment.engine->physical().OpenRequested(), true);
+  EXPECT_EQ(equipment.engine->GetCommunicationState(), CommunicationState::Disabled);
+  establish(); // with another one
+}
+
 TEST_F(GemDispatch, APlainConnectionAwaitsNoReplies) {
   establish();
   host.engine->SetObjectModel(false);

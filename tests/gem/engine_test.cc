@@ -400,7 +400,7 @@ TEST_F(GemEngine, AFailedSaveIsTriedAgainAfterAPause) {
 TEST_F(GemEngine, EveryChangeIsOnDiskAtOnceThoughTheSettingsCannotBeWritten) {
   establish();
   equipment.engine->SetIniFileName(equipmentFolder / "missing/x.ini");
-  EXPECT_FALSE(equipment.engine->gem()->SaveData());
+  EXPECT_TRUE(equipment.engine->gem()->SaveData());
   EXPECT_TRUE(send(host, "s2f33w{<u4 1>{{<u4 9>{<u4 16>}}}}"));
   net.settle();
   const auto model = loadGemData(*systemFiles().read(equipmentFolder / "station.kel"));
@@ -420,6 +420,64 @@ TEST_F(GemEngine, AChangeOfTheHostIsSavedAtOnceAlsoAfterAFailedSave) {
   const auto file = readDataFile(systemFiles(), equipmentFolder / "x.kel");
   ASSERT_TRUE(file);
   EXPECT_EQ(loadGemData(*file)->reports.Count(), 2U);
+}
+
+TEST_F(GemEngine, TheApplicationHearsOfAChangeThatCouldNotBeSaved) {
+  establish();
+  const std::string file = equipmentFolder / "missing/x.kel";
+  equipment.engine->gem()->SetDataFileName(file);
+  equipment.engine->logEnabled = true;
+  equipment.engine->logFileName = equipmentFolder / "log";
+  const std::string problem = "Error : The model data file " + file + " cannot be written.";
+  for (const int ms : {6, 3000}) { // the tries that follow are silent
+    EXPECT_TRUE(send(host, "s2f37w{<bool 0>{}}"));
+    net.settle();
+    run();
+    net.clock.advance(static_cast<uint32_t>(ms));
+    run();
+    EXPECT_EQ(host.sml(CHGem::kReceived), "S2F38\r\n<b 0x00>\r\n");
+    EXPECT_EQ(std::ranges::count(equipment.take(), "problem 0 " + problem), 1);
+  }
+  EXPECT_THAT(*systemFiles().read(equipmentFolder / "log.log"), HasSubstr(problem));
+  equipment.onNote = [this](const std::string &line) {
+    if (line.starts_with("problem 0"))
+      equipment.engine.reset();
+  };
+  EXPECT_TRUE(send(host, "s2f37w{<bool 1>{}}"));
+  run();
+  EXPECT_EQ(equipment.engine, nullptr);
+}
+
+TEST_F(GemEngine, AFileThatCouldNotBeLoadedIsKept) {
+  const std::string file = equipmentFolder / "x.kel";
+  CHGem &gem = *equipment.engine->gem();
+  gem.SetDataBakCount(2);
+  const auto contents = [&file](const char *suffix) {
+    return readDataFile(systemFiles(), file + suffix).value_or("-");
+  };
+  ASSERT_TRUE(equipment.engine->gem()->SaveData());
+  for (const char *damaged : {"no model", "none either"}) {
+    ASSERT_TRUE(systemFiles().write(file, damaged));
+    ASSERT_TRUE(systemFiles().write(file + "001", "backup"));
+    EXPECT_FALSE(equipment.engine->LoadData(file));
+    EXPECT_TRUE(gem.SaveData());
+    EXPECT_EQ(contents(".damaged"), damaged);
+    EXPECT_EQ(contents("001"), "backup") << "no backup is given up for it";
+    EXPECT_TRUE(loadGemData(contents("")));
+    const std::string first = contents("");
+    EXPECT_TRUE(gem.SaveData());
+    EXPECT_EQ(contents("001"), first);
+    EXPECT_EQ(contents(".damaged"), damaged);
+  }
+  EXPECT_FALSE(equipment.engine->LoadData(equipmentFolder / "missing.kel"));
+  EXPECT_TRUE(gem.SaveData());
+  EXPECT_FALSE(systemFiles().size(equipmentFolder / "missing.kel.damaged"));
+  ASSERT_TRUE(systemFiles().write(file, "no model"));
+  EXPECT_FALSE(equipment.engine->LoadData(file));
+  std::filesystem::remove(file + ".damaged");
+  std::filesystem::create_directories(file + ".damaged/in the way");
+  EXPECT_FALSE(gem.SaveData());
+  EXPECT_EQ(contents(""), "no model");
 }
 
 TEST_F(GemEngine, TheModelMayBeReplacedInsideAReport) {

@@ -1,3 +1,4 @@
+#include "gem/data/data_file.h"
 #include "gem/models/event_model.h"
 
 #include "gem/messages/items.h"
@@ -175,17 +176,6 @@ TEST_F(EventModel, AnswersByteForByte) {
   EXPECT_EQ(valueAt(slot.partner()->message, "1/2"), text);
 }
 
-TEST_F(EventModel, AnswersNothingLongerThanAMessage) {
-  data.variables.FindVid(1)->setRawValue("<a'" + std::string(1'000'000, 'x') + "'>");
-  std::string elements;
-  for (int i = 0; i < 11; ++i)
-    elements += " 1";
-  EXPECT_EQ(receive(model, "s1f3w<u1" + elements + ">"), notTaken("s1f4{}"));
-  data.reports.FindReport(1)->variables.assign(11, 1);
-  EXPECT_EQ(receive(model, "s6f19w<u1 1>"), notTaken("s6f20{}"));
-  EXPECT_FALSE(model.InvokeEvent(10));
-}
-
 TEST_F(EventModel, AnswersWhatOneMessageJustCarries) {
   data.events.FindCeid(10)->reports = {1};
   data.reports.FindReport(1)->variables = {1, 1};
@@ -204,8 +194,10 @@ TEST_F(EventModel, AnswersWhatOneMessageJustCarries) {
       slot.Verify(true);
       EXPECT_EQ(model.OnReceive(slot), fits);
       Bytes bytes;
-      EXPECT_TRUE(slot.partner()->message.Encode(bytes));
-      EXPECT_EQ(bytes.size(), fits ? CHSecsMessage::kMaxEncodedSize : 12);
+      EXPECT_EQ(slot.partner()->message.Encode(bytes), fits);
+      EXPECT_EQ(bytes.size(), fits ? CHSecsMessage::kMaxEncodedSize : 0);
+      EXPECT_EQ(data.nextDataId, fits && row.request[1] == '6' ? 2U : 1U);
+      data.nextDataId = 1;
     }
   }
 }
@@ -342,11 +334,104 @@ TEST_F(EventModelChanges, SetsConstants) {
   EXPECT_TRUE(model.modified());
 }
 
+TEST_F(EventModelChanges, DefinesNoMoreThanTheLimits) {
+  data.limits = {3, 9}; // reports 1 and 2 with 3 VIDs, event 10 with 2 RPTIDs
+  static constexpr Change kRefused[] = {
+      {"s2f33w{<u4 1>{{<u4 3>{<u4 1>}}{<u4 4>{<u4 1>}}}}", "s2f34<b 1>"},
+      {"s2f33w{<u4 1>{{<u4 3>{<u4 1><u4 1><u4 1><u4 1><u4 1>}}}}", "s2f34<b 1>"},
+      {"s2f35w{<u4 1>{{<u4 11>{<u4 1><u4 1><u4 1><u4 1><u4 1>}}}}", "s2f36<b 1>"},
+  };
+  run(kRefused, "");
+  EXPECT_EQ(receive(model, "s2f33w{<u4 1>{{<u4 2>{}}{<u4 3>{<u4 1>}}{<u4 4>{<u4 5>}}}}"),
+            taken("s2f34<b 0>"))
+      << "what is deleted makes room";
+  EXPECT_EQ(receive(model, "s2f35w{<u4 1>{{<u4 11>{<u4 1><u4 1><u4 1><u4 1>}}}}"),
+            taken("s2f36<b 0>"));
+  EXPECT_EQ(receive(model, "s2f35w{<u4 1>{{<u4 12>{<u4 1>}}}}"), notTaken("s2f36<b 1>"));
+  EXPECT_EQ(receive(model, "s2f33w{<u4 1>{}}"), taken("s2f34<b 0>"));
+}
+
+TEST_F(EventModelChanges, TakesNothingThatCouldNotBeSaved) {
+  const std::string filling = "<a'" + std::string(64 << 20, 'x') + "'>";
+  for (const uint32_t vid : {6, 7, 8})
+    addVariable(vid, StatusVariable, SecsAscii, "").setRawValue(filling);
+  data.variables.FindVid(8)->setDescription(std::string((64 << 20) - 3000, 'x'));
+  const auto set = [this](size_t size) {
+    CHSecsMessage message = fromSml("s2f15w");
+    message.root = listItem(listItem(numberItem(4), textItem(std::string(size, 'x'))));
+    return receive(model, message);
+  };
+  EXPECT_EQ(set(5000), notTaken("s2f16<b 1>"));
+  EXPECT_EQ(set(500), taken("s2f16<b 0>"));
+  std::string entries = "<u4 3><u4 3>";
+  while (entries.size() < 12'000)
+    entries += entries;
+  EXPECT_EQ(receive(model, "s2f33w{<u4 1>{{<u4 9>{" + entries + "}}}}"), notTaken("s2f34<b 1>"));
+  EXPECT_TRUE(canBeSaved(data, 0));
+}
+
+// A constant has the value that the host gave it, or the host hears that it has not.
+TEST_F(EventModelChanges, TakesNoValueThatItsTypeCannotHold) {
+  constexpr const char *kRefused = nullptr;
+  static const struct {
+    uint8_t type;
+    const char *given;
+    const char *value; // null: refused, and as before
+  } kCases[] = {
+      {SecsDouble, "<u8 18446744073709551615>", "18446744073709551616.000000"},
+      {SecsFloat, "<u8 9223372036854775808>", "9223372036854775808.000000"},
+      {SecsDouble, "<a'1e400'>", kRefused},
+      {SecsFloat, "<f8 1.0e39>", kRefused},
+      {SecsFloat, "<a'hot'>", kRefused},
+      {SecsByte, "<u2 255>", "255"},
+      {SecsByte, "<u2 256>", kRefused},
+      {SecsByte, "<i1 -1>", kRefused},
+      {SecsByte, "<f4 12.0>", "12"},
+      {SecsByte, "<f4 12.5>", kRefused},
+      {SecsByte, "<u2 1 2 3>", "1 2 3"},
+      {SecsByte, "<u2 1 256 3>", kRefused},
+      {SecsByte, "<f4 1.0 2.0>", kRefused},
+      {SecsByte, "<a'0xFF'>", "255"},
+      {SecsByte, "<a'0x100'>", kRefused},
+      {SecsByte, "<a'+7'>", "7"},
+      {SecsByte, "<a'7 items'>", kRefused},
+      {SecsByte, "<u1>", ""},
+      {SecsByte, "{}", kRefused},
+      {SecsChar, "<i2 -128>", "-128"},
+      {SecsChar, "<i2 -129>", kRefused},
+      {SecsChar, "<u1 128>", kRefused},
+      {SecsLong8, "<u8 9223372036854775807>", "9223372036854775807"},
+      {SecsLong8, "<u8 9223372036854775808>", kRefused},
+      {SecsLong8, "<a'-9223372036854775808'>", "-9223372036854775808"},
+      {SecsLong8, "<a'-9223372036854775809'>", kRefused},
+      {SecsDWord8, "<u8 18446744073709551615>", "18446744073709551615"},
+      {SecsDWord8, "<a'18446744073709551616'>", kRefused},
+      {SecsDWord8, "<a'99999999999999999999999'>", kRefused},
+      {SecsBinary, "<i1 -1>", kRefused},
+      {SecsBinary, "<b 255>", "255"},
+      {SecsBoolean, "<bool 255>", "-1"},
+      {SecsBoolean, "<a'true'>", "1"},
+      {SecsBoolean, "<u2 256>", kRefused},
+      {SecsAscii, "<u4 5>", "5"},
+      {SecsAscii, "{<u4 5>}", kRefused},
+      {SecsList, "<u4 5>", kRefused},
+      {SecsList, "{}", ""},
+      {SecsInvalid, "<u4 5>", kRefused},
+  };
+  for (const auto &row : kCases) {
+    addVariable(6, EquipmentConstant, row.type, "1");
+    const std::string before = data.variables.FindVid(6)->GetValue();
+    const bool fits = row.value != kRefused;
+    EXPECT_EQ(receive(model, std::string("s2f15w{{<u4 6>") + row.given + "}}"),
+              fits ? taken("s2f16<b 0>") : notTaken("s2f16<b 1>"))
+        << int(row.type) << row.given;
+    EXPECT_EQ(data.variables.FindVid(6)->GetValue(), fits ? row.value : before) << row.given;
+    data.variables.Remove(6);
+  }
+}
+
 TEST_F(EventModelChanges, TakesNoValueThatSmlCannotState) {
-  addVariable(6, EquipmentConstant, SecsBoolean, "0");
   addVariable(7, EquipmentConstant, SecsFloat, "0");
-  EXPECT_EQ(receive(model, "s2f15w{{<u1 6><bool 255>}}"), taken("s2f16<b 0>"));
-  EXPECT_EQ(receive(model, "s2f13w<u1 6>"), taken("s2f14{<bool 255>}"));
   const auto set = [this](uint32_t ecid, CHSecsItem value) {
     CHSecsMessage message = fromSml("s2f15w");
     message.root = listItem(listItem(numberItem(ecid), std::move(value)));

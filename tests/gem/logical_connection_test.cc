@@ -15,7 +15,7 @@ using testing::IsEmpty;
 class Timeouts final : public LogicalConnectionOwner {
 public:
   explicit Timeouts(uint32_t ticks) : time(ticks) {}
-  bool transmit(const CHSecsMessage &) override { return false; }
+  bool transmit(CHSecsMessage &) override { return false; }
   void reportReplyTimeout(const CHSecsHeader &primary) override {
     expired.push_back(primary.systemBytes);
   }

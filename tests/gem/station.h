@@ -38,6 +38,9 @@ public:
   void OnProblem(const Problem &problem) override {
     note(std::string("problem ") + linkProblemName(problem.code));
   }
+  void OnFailure(int16_t code, const std::string &text) override {
+    note("problem " + std::to_string(code) + " " + text);
+  }
   void OnReceived(const std::string &, int32_t) override {
     note("received " + name(CHGem::kReceived));
     if (answers && engine)

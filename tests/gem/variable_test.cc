@@ -62,8 +62,17 @@ TEST(Variable, SetsItsValueAsAnItemOfItsType) {
       // Bytes have no sign, Boolean is true but for 0.
       {SecsBoolean, "-1", "<bool 255>", "-1"},
       {SecsBoolean, "-1 true 0", "<bool 255 1 0>", "-1 1 0"},
-      {SecsBinary, "1 -1", "<b 1 255>", "1 255"},
-      {SecsByte, "-2", "<u1 254>", "254"},
+      {SecsBinary, "1 -1", "<b 1 -1>", "1 0"},
+      {SecsByte, "-1", "<u1 -1>", "0"},
+      {SecsWord, "-1", "<u2 -1>", "0"},
+      // Whole numbers of any size.
+      {SecsDouble, "18446744073709551615", "<f8 18446744073709551615.0>",
+       "18446744073709551616.000000"},
+      {SecsDouble, "1  -9223372036854775809", "<f8 1.000000 -9223372036854775808.000000>",
+       "1.000000 -9223372036854775808.000000"},
+      {SecsFloat, "9223372036854775808", "<f4 9223372036854775808.0>",
+       "9223372036854775808.000000"},
+      {SecsDWord8, "18446744073709551615", "<u8 18446744073709551615>", "18446744073709551615"},
       // What is not finite.
       {SecsDouble, "nan", "<f8 0>", "0.000000"},
       {SecsDouble, "-inf", "<f8 0>", "0.000000"},

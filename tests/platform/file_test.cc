@@ -101,6 +101,34 @@ TEST_F(FileTest, ReplacesRegularFilesOnly) {
   EXPECT_EQ(entries(), 3U);
 }
 
+TEST_F(FileTest, ReplacesWhatALinkLeadsTo) {
+  namespace fs = std::filesystem;
+  const auto name = [this](const char *file) { return fs::path(directory_ / file); };
+  fs::create_directory(name("folder"));
+  fs::create_symlink("folder/target", name("relative"));
+  fs::create_symlink(name("folder") / "other", name("absolute"));
+  fs::create_symlink("relative", name("chain"));
+  fs::create_symlink("missing/target", name("nowhere"));
+  fs::create_symlink("circle", name("circle"));
+  const struct {
+    const char *link;
+    const char *target;
+    bool done;
+  } rows[] = {
+      {"relative", "folder/target", true}, // is made
+      {"chain", "folder/target", true},    // is replaced
+      {"absolute", "folder/other", true},  {"nowhere", "missing/target", false},
+      {"circle", "circle", false},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(files_.replace(name(row.link), row.link), row.done) << row.link;
+    EXPECT_TRUE(fs::is_symlink(fs::symlink_status(name(row.link)))) << row.link;
+    EXPECT_EQ(files_.read(name(row.target)),
+              row.done ? std::optional<std::string>(row.link) : std::nullopt);
+  }
+  EXPECT_EQ(entries(), 6U) << "nothing is left beside them";
+}
+
 TEST_F(FileTest, GivesASecondName) {
   const std::string second = directory_ / "second";
   EXPECT_FALSE(files_.link(path_, second)) << "no file";
