@@ -202,7 +202,9 @@ void CHGemEngine::reportProblem(LinkProblem problem) {
 void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
   const Hold held(*this);
   logical_->OnProblem(ErrorGemHsmsT3Timeout, primary);
+  const auto outer = std::exchange(unanswered_, primary);
   reportProblem(LinkProblem::T3);
+  unanswered_ = outer;
 }
 
 void CHGemEngine::reportCommunicationState(uint8_t next, uint8_t previous) {
