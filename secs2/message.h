@@ -15,6 +15,8 @@ struct SmlError {
   int line = 0;      ///< counted from 1
   std::string token; ///< the text that could not be taken; "." at the end of the text
   std::string reason;
+  char missing = '\0'; ///< what should have closed an item or a list in front of the token: > or }
+  bool atEnd = false;  ///< whether the token is the end of the text
 
   std::string what() const;         ///< parse error at "<u1"
   std::string whatAndWhere() const; ///< SML line 3: parse error at "<u1"

@@ -52,14 +52,13 @@ Place walk(const CHSecsItem &root, std::string_view path) {
     const size_t slash = std::min(path.find('/'), path.size());
     const std::string_view head = path.substr(0, slash);
     path.remove_prefix(slash);
-    if (!parseDecimal(head))
-      return {nullptr, 0};
-    const int32_t number = decimal32(head);
+    const auto number = parseDecimal(head);
     if (number == 0)
       return place;
-    if (number < 0 || static_cast<size_t>(number) > place.item->children().size())
+    const std::span<const CHSecsItem> children = place.item->children();
+    if (!number || *number < 0 || static_cast<uint64_t>(*number) > children.size())
       return {nullptr, 0};
-    place.item = &place.item->children()[static_cast<size_t>(number) - 1];
+    place.item = &children[static_cast<size_t>(*number) - 1];
   }
 }
 

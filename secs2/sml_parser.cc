@@ -117,7 +117,7 @@ bool CHSmlParser::openItem(CHSecsItem &item) {
   if (token_.kind == Kind::Item)
     return parseArray(item, static_cast<uint8_t>(token_.integer));
   if (token_.kind != Kind::List)
-    return fail("parse error");
+    return fail("parse error", '}');
   item.setList();
   advance();
   if (token_.kind == Kind::Integer)
@@ -148,14 +148,19 @@ bool CHSmlParser::addValue(CHSecsItem &item) {
       return fail("text too long");
     appendText(item, token_.text);
   } else {
-    return fail("parse error");
+    return fail("parse error", '>');
   }
   return kind != ElementKind::Text || item.count() <= kMaxTextSize || fail("text too long");
 }
 
-bool CHSmlParser::fail(const char *reason) {
+// `close` is what would end what is open: it is missing where something begins that cannot stand
+// inside, or the text ends.
+bool CHSmlParser::fail(const char *reason, char close) {
   const char *quote = token_.kind == Kind::String ? "'" : "";
-  error_ = {lexer_.line(), quote + std::string(token_.text) + quote, reason};
+  const bool atEnd = token_.kind == Kind::Period;
+  const bool opens = close == '>' && (token_.kind == Kind::Item || token_.kind == Kind::List);
+  error_ = {lexer_.line(), quote + std::string(token_.text) + quote, reason,
+            close != '\0' && (atEnd || opens) ? close : '\0', atEnd};
   return false;
 }
 

@@ -35,7 +35,7 @@ private:
   bool openItem(CHSecsItem &item);
   bool parseArray(CHSecsItem &item, uint8_t code);
   bool addValue(CHSecsItem &item);
-  bool fail(const char *reason);
+  bool fail(const char *reason, char close = '\0');
   void advance() { token_ = lexer_.next(); }
 
   CHSmlLex lexer_{""};

@@ -21,6 +21,9 @@ constexpr size_t kCharacterSetSize = 2;
 constexpr size_t kBlanksPerByte = 32;
 constexpr size_t kSpareBlanks = 65'536;
 
+// Bytes of numbers that are printed before it is looked whether there is room for more.
+constexpr size_t kStep = 4096;
+
 enum class Lookup : uint8_t { None, Variable, Event };
 
 // The items that are annotated. Without a path: every item but the root.
@@ -56,16 +59,17 @@ const Annotation *findAnnotation(const SmlItemPlace &place) {
   return row == kAnnotations.end() ? nullptr : row;
 }
 
-// `value` is the text of the item's elements; a list, and an item without any, has no name.
+// `value` is the text of the item's elements; a list, a text, and an item without any, has no name.
 std::string annotationName(const Annotation &row, std::string_view value,
                            const SmlContext *context) {
   std::optional<std::string> name;
-  if (value.empty() || value.front() != ' ')
+  const auto number = parseDecimal(value);
+  if (value.empty() || value.front() != ' ' || !number)
     return row.name;
   if (context != nullptr && row.lookup == Lookup::Variable)
-    name = context->variableName(decimal32(value));
+    name = context->variableName(static_cast<int32_t>(*number));
   if (context != nullptr && row.lookup == Lookup::Event)
-    name = context->eventName(decimal32(value));
+    name = context->eventName(static_cast<int32_t>(*number));
   if (!name)
     return row.name;
   // The name ends with its line, or it would be read back as items.
@@ -155,13 +159,15 @@ void appendElements(std::string &out, uint8_t code, ByteView data) {
 
 class Renderer {
 public:
-  Renderer(std::string &out, SmlItemPlace &place, const SmlContext *context, size_t bodySize)
+  /// Stops soon after `out` has grown beyond `most`.
+  Renderer(std::string &out, SmlItemPlace &place, const SmlContext *context, size_t bodySize,
+           size_t most = std::string::npos)
       : out_(out), place_(place), context_(context), annotated_(isAnnotated(place)),
-        blanksLeft_(kBlanksPerByte * bodySize + kSpareBlanks) {}
+        blanksLeft_(kBlanksPerByte * bodySize + kSpareBlanks), most_(most) {}
 
   size_t item(ByteView bytes, size_t depth) {
-    if (bytes.empty())
-      return 0;
+    if (bytes.empty() || isFull())
+      return bytes.size();
     const auto code = static_cast<uint8_t>(bytes[0] >> 2);
     const size_t sizeOfLength = bytes[0] & 3;
     if (bytes.size() <= sizeOfLength)
@@ -179,16 +185,31 @@ public:
     if (code == format::kList) {
       length = list(rest, length, depth);
     } else {
-      appendElements(out_, code, rest.first(length));
+      elements(code, rest.first(length));
       out_ += '>';
     }
-    if (annotated_)
+    if (annotated_ && !isFull())
       annotate(start, values);
     out_ += "\r\n";
     return 1 + sizeOfLength + length;
   }
 
 private:
+  bool isFull() const { return out_.size() > most_; }
+
+  // A text is printed in runs of characters, of which each byte takes one or more.
+  void elements(uint8_t code, ByteView data) {
+    if (most_ == std::string::npos)
+      return appendElements(out_, code, data);
+    if (formatInfo(code).kind == ElementKind::Text)
+      return appendElements(out_, code, data.first(std::min(data.size(), most_ + 1)));
+    while (!data.empty() && !isFull()) {
+      const size_t size = std::min(data.size(), kStep);
+      appendElements(out_, code, data.first(size));
+      data = data.subspan(size);
+    }
+  }
+
   size_t list(ByteView rest, size_t count, size_t depth) {
     out_ += "\r\n";
     size_t consumed = 0;
@@ -206,8 +227,10 @@ private:
       consumed += item(rest.subspan(consumed), depth + 1);
       place_.path.resize(pathLength);
     }
-    indent(depth);
-    out_ += '}';
+    if (!isFull()) {
+      indent(depth);
+      out_ += '}';
+    }
     return consumed;
   }
 
@@ -236,6 +259,7 @@ private:
   const SmlContext *context_;
   bool annotated_;
   size_t blanksLeft_;
+  size_t most_;
 };
 
 } // namespace
@@ -245,14 +269,22 @@ size_t RenderItems(std::string &out, ByteView bytes, SmlItemPlace &place, const 
   return Renderer(out, place, context, bytes.size()).item(bytes, depth);
 }
 
-std::string RenderSml(const CHSecsMessage &message, const SmlContext *context) {
+std::string RenderSml(const CHSecsMessage &message, const SmlContext *context, size_t most) {
   Bytes bytes;
   if (!message.Encode(bytes))
     return "";
   std::string out = HeaderText(message.header, HeaderTextMode::Name);
   out += "\r\n";
   SmlItemPlace place{message.header.stream(), message.header.function(), ""};
-  RenderItems(out, ByteView(bytes).subspan(CHSecsHeader::kSize), place, context, 0);
+  const ByteView body = ByteView(bytes).subspan(CHSecsHeader::kSize);
+  Renderer(out, place, context, body.size(), most).item(body, 0);
+  if (out.size() <= most)
+    return out;
+  const std::string remark =
+      "\r\n* cut short, the message has " + std::to_string(bytes.size()) + " bytes\r\n";
+  out.resize(most - std::min(most, remark.size()));
+  out += remark;
+  out.resize(std::min(out.size(), most));
   return out;
 }
 

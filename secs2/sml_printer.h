@@ -19,8 +19,10 @@ public:
 /// The message as SML text: a header line, then one line per item, lists in braces, each line ended
 /// by "\r\n" and indented by two blanks a level. Items of well-known messages get their name behind
 /// " * ". Empty when the message is too long to encode. Indentation takes at most 32 blanks for
-/// each byte of the body, and 65,536; lines beyond that have none.
-std::string RenderSml(const CHSecsMessage &message, const SmlContext *context = nullptr);
+/// each byte of the body, and 65,536; lines beyond that have none. A text longer than `most` bytes
+/// is not printed to its end: it stops there with a line that says so (a comment in SML).
+std::string RenderSml(const CHSecsMessage &message, const SmlContext *context = nullptr,
+                      size_t most = std::string::npos);
 
 /// What names the items of a rendering.
 struct SmlItemPlace {

@@ -223,8 +223,11 @@ void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
   const Hold held(*this);
   physical_.count(LinkProblem::T3);
   logical_->OnProblem(LinkProblem::T3, primary);
-  reportProblem({LinkProblem::T3, formatText("S%dF%d, system bytes %08X", primary.stream(),
-                                             primary.function(), primary.systemBytes)});
+  const auto outer = std::exchange(unanswered_, primary);
+  reportProblem({LinkProblem::T3, formatText("%s, system bytes %u",
+                                             HeaderText(primary, HeaderTextMode::Name).c_str(),
+                                             primary.systemBytes)});
+  unanswered_ = outer;
 }
 
 void CHGemEngine::reportCommunicationState(uint8_t next, uint8_t previous) {

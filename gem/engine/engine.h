@@ -9,6 +9,7 @@
 #include "transport/log/link_log.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace velto {
@@ -66,6 +67,9 @@ public:
 
   void OpenConnection() { physical_.RequestOpen(); }
   void CloseConnection();
+
+  /// While a reply time-out (T3) is reported: the header of the primary that got no reply.
+  const std::optional<CHSecsHeader> &unanswered() const { return unanswered_; }
 
   uint8_t GetControlState() const;
   bool SetControlState(uint8_t state);
@@ -145,6 +149,7 @@ private:
   CHGemEventSink *sink_ = nullptr;
   bool ended_ = false;
   bool replyLost_ = false; // the reply to the present partner could not be sent
+  std::optional<CHSecsHeader> unanswered_;
   SettingList settings_;
   bool enableCommunication_ = true;
   bool objectModel_ = true;

@@ -2,6 +2,7 @@
 #include "apps/cases.h"
 #include "apps/gem_tools.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -137,6 +138,36 @@ TEST_F(GemTools, EitherEndsCleanlyAndTheOtherGoesOn) {
   tool->signal(SIGINT);
   EXPECT_EQ(tool->status(), 0);
   EXPECT_EQ(tool->output, "") << "quiet";
+}
+
+// The times of the files do not count, only what the text says.
+TEST_F(GemTools, ATextIsImportedAgainWhenItHasChanged) {
+  const auto text = systemFiles().read(folder / "etch.model").value_or("");
+  const auto day = std::chrono::hours(24);
+  const struct {
+    std::string text;
+    std::chrono::hours age;
+    const char *printed;
+    const char *value;
+  } rows[] = {
+      {text, -day, "", "305 = 500"},
+      {text, -day, "", "305 = 77"},
+      {text + "# changed\n", day, "etch.kel again, as it has changed: what a host", "305 = 500"},
+      {text + "# changed\n", -day, "", "305 = 77"},
+  };
+  for (const auto &row : rows) {
+    file("etch.model", row.text);
+    std::filesystem::last_write_time(folder / "etch.model",
+                                     std::filesystem::file_time_type::clock::now() - row.age);
+    const auto tool = equipment();
+    EXPECT_THAT(tool->output, HasSubstr(row.printed));
+    EXPECT_EQ(tool->output.find("imported") == std::string::npos, *row.printed == '\0');
+    const auto visitor = host({"--script", file("visit", std::string("constants 305\nexpect ") +
+                                                             row.value + "\nset 305 77\n")});
+    EXPECT_EQ(visitor->status(), 0) << visitor->output;
+    tool->signal(SIGTERM);
+    EXPECT_EQ(tool->status(), 0);
+  }
 }
 
 TEST_F(GemTools, AnEquipmentNeedsNoModel) {

@@ -2,6 +2,7 @@
 #include "apps/gem_tools.h"
 #include "apps/velto/console/literal.h"
 #include "apps/velto/console/queued_output.h"
+#include "platform/pseudo_terminal.h"
 
 #include <gmock/gmock.h>
 #include <iostream>
@@ -51,7 +52,7 @@ TEST_F(GemTools, TheHostNeedsNoReaderEither) {
 TEST_F(GemTools, AReaderThatGoesAwayEndsThemInOrder) {
   auto tool = equipment();
   auto visitor = host();
-  EXPECT_TRUE(visitor->prints("--> S1F14")) << visitor->output;
+  EXPECT_TRUE(visitor->prints("communication: Communicating")) << visitor->output;
   tool->closeOutput();
   visitor->type("are-you-there\n");
   EXPECT_TRUE(visitor->prints("<-- SeparateReq")) << visitor->output;
@@ -61,7 +62,7 @@ TEST_F(GemTools, AReaderThatGoesAwayEndsThemInOrder) {
 
   tool = equipment();
   visitor = host();
-  EXPECT_TRUE(visitor->prints("--> S1F14")) << visitor->output;
+  EXPECT_TRUE(visitor->prints("communication: Communicating")) << visitor->output;
   visitor->closeOutput();
   visitor->type("are-you-there\n");
   EXPECT_TRUE(tool->prints("<-- SeparateReq")) << tool->output;
@@ -128,6 +129,84 @@ TEST_F(Queue, TellsOfAReaderThatIsGone) {
   EXPECT_TRUE(loop.runUntil([&closed] { return closed != 0; }, 5000));
   EXPECT_FALSE(output.finish());
   EXPECT_EQ(closed, 1);
+}
+
+TEST(Output, ShowsNoControlCharacters) {
+  const struct {
+    std::string text;
+    std::string shown;
+  } rows[] = {
+      {"", ""},
+      {"two\r\nlines\tand a tab\n", "two\r\nlines\tand a tab\n"},
+      {"\x1b[2J", "\\x1b[2J"},
+      {"over\rwritten", "over\\rwritten"},
+      {std::string("\0\b\x7f", 3), "\\x00\\x08\\x7f"},
+      {"\xc3\xa4 \xe2\x82\xac \xf0\x9f\x98\x80?", "\xc3\xa4 \xe2\x82\xac \xf0\x9f\x98\x80?"},
+      {"\x9b"
+       "31m",
+       "\\x9b"
+       "31m"}, // CSI in one byte
+      {"\xc2\x9b"
+       "31m",
+       "\\xc2\\x9b"
+       "31m"}, // and in UTF-8
+      {"\xc2\xa0", "\xc2\xa0"},
+      {"\xe2\x82", "\\xe2\\x82"}, // cut short
+      {"\xc0\x9b", "\\xc0\\x9b"}, // no UTF-8
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(visibleText(row.text), row.shown);
+    EXPECT_EQ(visibleText(row.shown), row.shown) << "once is enough";
+  }
+}
+
+TEST(Output, AScreenGetsNoMoreThanItTakes) {
+  const std::string lines = repeated(std::string(99, 'x') + '\n', 1000);
+  const std::string line(100'000, 'x');
+  EXPECT_EQ(screenText("short\n"), "short\n");
+  EXPECT_EQ(screenText(lines).substr(65'390), "xxxxxxxxx\n[34601 bytes are left out]\n");
+  EXPECT_EQ(screenText(line).substr(65'470), "xx\n[34528 bytes are left out]\n");
+}
+
+// Messages, names of a model, a host's value, files and the command line: all hold a control
+// character, and whatever is printed to a terminal holds none.
+TEST_F(GemTools, ShowNoControlCharactersOfOthers) {
+  file("evil.model",
+       "[communication]\nmodel_name=\"M\\x1b[2J\" software_revision=\"\\x9b\"\n"
+       "initial_state=enabled\n[control]\ninitial_state=remote\n[variables]\nvid=1 kind=SV type=U1 "
+       "role=ControlState default=4 description=\"C\"\n"
+       "vid=7 kind=EC type=A min=\"\" max=\"\" default=\"\" description=\"\\x1b[1m\"\n");
+  const auto tool = run({"equipment", "--data", "evil.model", "--port", "0", "--script",
+                         file("show", "on eq.VIDChanged show eq; print eq.VIDDescription(7) "
+                                      "eq.VIDValue(7); include \"\\x1b\"\n")});
+  ASSERT_TRUE(tool->prints("listening on port "));
+  ASSERT_TRUE(tool->prints("\n"));
+  const size_t start = tool->output.find("port ") + 5;
+  port = tool->output.substr(start, tool->output.find('\n', start) - start);
+  const auto visitor = host({"--script", file("visit", "names\nare-you-there\nstatus\nconstants\n"
+                                                       "set 7 \"\\x1b[31m\"\nsend \x1b\n")});
+  EXPECT_EQ(visitor->status(), 1);
+  EXPECT_EQ(tool->status(), 1) << "the script fails at last";
+  for (const Process *process : {visitor.get(), tool.get()}) {
+    EXPECT_THAT(process->output, HasSubstr("\\x1b[1m"));
+    EXPECT_EQ(process->output.find_first_of("\x1b\x9b"), std::string::npos) << process->output;
+  }
+
+  PseudoTerminal terminal;
+  const std::string commands =
+      "cd '" + folder / "" + "' && exec >'" + terminal.path() +
+      "' 2>&1 && "
+      "velto() { '" VELTO_PROGRAM "' \"$@\"; }; "
+      "printf 's1f1 <a \"\\233\">' | tr '\"' \"'\" | velto sml; velto sml -$(printf '\\033'); "
+      "velto container show; velto container \"$(printf '\\033')\"; "
+      "printf 'new l VeltoLog\\nl.Trace(\"\\\\x1b[3J\")\\nshow l\\nprint \"\\\\x1b\"' | "
+      "velto container; velto model import show";
+  ASSERT_EQ(std::system(commands.c_str()) & 0xff, 0);
+  const Bytes bytes = terminal.read();
+  const std::string shown(bytes.begin(), bytes.end());
+  EXPECT_EQ(shown.find_first_of("\x1b\x9b"), std::string::npos) << shown;
+  for (const char *text : {"<a '\\x9b'>", "\\x1b[3J"})
+    EXPECT_THAT(shown, HasSubstr(text));
 }
 
 } // namespace

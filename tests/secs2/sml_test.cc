@@ -8,6 +8,13 @@
 namespace velto {
 namespace {
 
+std::string repeated(const std::string &text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i)
+    all += text;
+  return all;
+}
+
 TEST(SmlParser, BuildsWhatTheTextSays) {
   for (const char *table : {"messages", "items"})
     for (const TableRow &row : tableOf("secs2/sml.txt", table)) {
@@ -198,6 +205,57 @@ TEST(Sml, WhatIsPrintedReadsBackAsTheSameMessage) {
     CHSecsMessage back;
     ASSERT_TRUE(back.SetFromSml(sml)) << sml;
     ASSERT_EQ(back.GetMsg(), message.GetMsg()) << sml;
+  }
+}
+
+// Whatever the items are, the text is no longer than allowed, begins as the whole one, and says
+// that it is cut.
+TEST(RenderSml, StopsAtALimit) {
+  const std::string list = "03";
+  std::string leaves;
+  for (int i = 0; i < 0x4000; ++i)
+    leaves += i % 2 == 0 ? "a500" : "4100";
+  const std::string bodies[] = {
+      list + "004000" + leaves,                          // many small items
+      "43008000" + std::string(0x10000, '4'),            // one text
+      "43008000" + std::string(0x10000, '0'),            // of characters that are no letters
+      "23008000" + std::string(0x10000, 'f'),            // binary
+      "83008000" + repeated("7fe0000000000000", 0x1000), // numbers of 309 digits
+      repeated("0101", 90) + "43008000" + std::string(0x10000, '4'),
+  };
+  for (const std::string &body : bodies) {
+    const CHSecsMessage message = fromBody(body);
+    const std::string whole = RenderSml(message);
+    EXPECT_EQ(RenderSml(message, nullptr, whole.size()), whole);
+    for (const size_t most : {size_t{10}, size_t{1000}, size_t{20000}, whole.size() - 1}) {
+      const std::string text = RenderSml(message, nullptr, most);
+      ASSERT_LE(text.size(), most);
+      const size_t remark = text.find("\r\n* cut short, the message has ");
+      EXPECT_EQ(remark != std::string::npos, most > 10);
+      EXPECT_GT(text.size() + 100, most);
+      const size_t kept = std::min(remark, text.size());
+      if (most > 10) {
+        EXPECT_EQ(text.substr(0, kept), whole.substr(0, kept));
+      }
+    }
+  }
+}
+
+TEST(SmlError, NamesWhatIsNotClosed) {
+  const struct {
+    const char *sml;
+    char missing;
+    bool atEnd;
+  } rows[] = {{"<u1 1", '>', true},        {"<u1 1 <a>", '>', false}, {"<u1 {}", '>', false},
+              {"{<u1 1>", '}', true},      {"{<u1 1> x}", 0, false},  {"<u1 x>", 0, false},
+              {"s1f1 <u1> <u1>", 0, false}};
+  for (const auto &row : rows) {
+    CHSecsMessage message;
+    SmlError error;
+    EXPECT_FALSE(message.SetFromSml(row.sml, &error));
+    EXPECT_EQ(error.missing, row.missing) << row.sml;
+    EXPECT_EQ(error.atEnd, row.atEnd) << row.sml;
+    EXPECT_EQ(error.reason, "parse error");
   }
 }
 

@@ -1,5 +1,8 @@
+#include "base/text.h"
 #include "support/temporary_directory.h"
-#include "transport/log/log_file.h"
+#include "transport/log/link_log.h"
+
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -103,6 +106,37 @@ TEST_F(LogFileTest, DropsARecordThatCannotBeWritten) {
   log.SetEnabled(true);
   log.WriteLine("lost");
   EXPECT_EQ(files_.size(directory_ / "missing/Velto.log"), std::nullopt);
+}
+
+// The heading, the dump and the text of a message, and a text of the host.
+TEST_F(LogFileTest, NoRecordIsLongerThanTheLog) {
+  Bytes message = fromHex("ffff0601000000000000"
+                          "0300c000");
+  message.resize(100'000, 0);
+  for (size_t i = 14; i < message.size(); i += 2)
+    message[i] = 0xa5;
+  for (const bool verbose : {false, true}) {
+    for (const int32_t size : {1, 64}) {
+      const LogSettings settings{
+          .log = true, .verbose = verbose, .fileName = base(), .size = size, .backupCount = 0};
+      const auto written = [&](const std::function<void(LinkLog &)> &record) {
+        files_.remove(base() + ".log");
+        LinkLog log(settings, "HSMS", clock_, files_);
+        record(log);
+        const std::string text = get(".log");
+        EXPECT_LE(text.size(), static_cast<size_t>(size) * 1024);
+        EXPECT_GT(text.size(), static_cast<size_t>(size) * 1024 - 100);
+        EXPECT_NE(text.find("\r\n* cut short"), std::string::npos);
+      };
+      written([&](LinkLog &log) { log.received(message); });
+      written([&](LinkLog &log) { log.sent(message); });
+      written([&](LinkLog &log) { log.receivedSecsI(message, true); });
+      written([&](LinkLog &log) { log.sendingSecsI(toHex(message), false); });
+    }
+  }
+  files_.remove(base() + ".log");
+  append(0, std::string(5000, 'x'));
+  EXPECT_EQ(get(".log"), std::string(1024 - 15, 'x') + "\r\n* cut short\r\n");
 }
 
 } // namespace

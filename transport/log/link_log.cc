@@ -4,13 +4,17 @@
 #include "secs2/sml_printer.h"
 #include "transport/link/secsi_text.h"
 
+#include <algorithm>
+
 namespace velto {
 
 namespace {
 
 constexpr size_t kBytesPerLine = 10;
+constexpr size_t kSmallestText = 256; // even below a very long name of the link
+constexpr std::string_view kEnd = "\r\n";
 
-std::string hexDump(ByteView bytes) {
+std::string dumpOf(ByteView bytes) {
   std::string dump;
   dump.reserve(bytes.size() * 3 + bytes.size() / kBytesPerLine * 2);
   for (size_t i = 0; i < bytes.size(); ++i) {
@@ -22,15 +26,21 @@ std::string hexDump(ByteView bytes) {
   return dump;
 }
 
+// No more than what is printed is made, but for what shows that the dump is cut.
+std::string hexDump(ByteView bytes, size_t most) {
+  const std::string dump = dumpOf(bytes.first(std::min(bytes.size(), most / 3 + 1)));
+  return cutShort(dump, most);
+}
+
 std::string endpoint(const std::string &ipAddress, int32_t portNumber) {
   return "IP Address  : " + ipAddress + "\r\nPort Number : " + std::to_string(portNumber) + "\r\n";
 }
 
 // Empty for what cannot be decoded.
-std::string smlOf(ByteView bytes, bool hsms) {
+std::string smlOf(ByteView bytes, bool hsms, size_t most) {
   CHSecsMessage message;
   message.header.hsms = hsms;
-  return message.Decode(bytes) ? RenderSml(message) : std::string();
+  return message.Decode(bytes) ? RenderSml(message, nullptr, most) : std::string();
 }
 
 } // namespace
@@ -48,28 +58,42 @@ void LinkLog::received(ByteView bytes) { message("Received from ", bytes); }
 
 void LinkLog::sent(ByteView bytes) { message("Sent to ", bytes); }
 
+// The dump takes at most half of what a record may have.
 void LinkLog::message(const char *heading, ByteView bytes) {
   if (!enabled_)
     return;
-  file_.WriteLine(heading + section_);
-  if (verbose_)
-    file_.Append(hexDump(bytes) + "\r\n\r\n");
-  file_.Append(smlOf(bytes, true) + "\r\n");
+  size_t room = begin(heading);
+  if (verbose_) {
+    const std::string dump = hexDump(bytes, room / 2 - 2 * kEnd.size()).append(kEnd).append(kEnd);
+    room -= dump.size();
+    file_.Append(dump);
+  }
+  file_.Append(smlOf(bytes, true, room).append(kEnd));
 }
 
 void LinkLog::receivedSecsI(ByteView bytes, bool msec) {
-  if (enabled_)
-    secsI("Received from ", msec ? secsIText(bytes, true) : smlOf(bytes, false));
+  if (!enabled_)
+    return;
+  const size_t room = begin("Received from ");
+  file_.Append(
+      (msec ? cutShort(secsIText(bytes, true), room) : smlOf(bytes, false, room)).append(kEnd));
 }
 
 void LinkLog::sendingSecsI(const std::string &text, bool msec) {
-  if (enabled_)
-    secsI("Sending to ", msec ? text : smlOf(fromHex(text), false));
+  if (!enabled_)
+    return;
+  const size_t room = begin("Sending to ");
+  file_.Append((msec ? cutShort(text, room) : smlOf(fromHex(text), false, room)).append(kEnd));
 }
 
-void LinkLog::secsI(const char *heading, const std::string &body) {
-  file_.WriteLine(heading + section_);
-  file_.Append(body + "\r\n");
+// Writes the first lines of a record. Returns the bytes that are left for its text, with room for
+// its line end.
+size_t LinkLog::begin(const char *heading) {
+  constexpr size_t kStamp = 27; // with both line ends
+  const std::string title = heading + section_;
+  file_.WriteLine(title);
+  return std::max(file_.recordLimit(), kSmallestText + kStamp + title.size()) - kStamp -
+         title.size() - kEnd.size();
 }
 
 void LinkLog::problem(int16_t code, const std::string &ipAddress, int32_t portNumber) {

@@ -17,7 +17,8 @@ struct LogSettings {
   int16_t backupCount = 1;
 };
 
-/// Writes what happens on a link to its communication log. Lives for one record.
+/// Writes what happens on a link to its communication log. Lives for one record. A record takes no
+/// more bytes than the log may have (LogSize); what is longer is not even printed to its end.
 class LinkLog {
 public:
   /// `section` names the link in the records.
@@ -34,7 +35,7 @@ public:
 
 private:
   void message(const char *heading, ByteView bytes);
-  void secsI(const char *heading, const std::string &body);
+  size_t begin(const char *heading);
 
   CHLogFile file_;
   std::string section_;

@@ -1,7 +1,9 @@
 #include "apps/velto/console/command_line.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstdio>
 
 namespace velto {
 
@@ -13,6 +15,10 @@ std::string readOptions(const CommandArguments &arguments, std::span<const Optio
                         std::vector<std::string> &rest) {
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string &argument = arguments[i];
+    if (argument == "--") {
+      rest.insert(rest.end(), arguments.begin() + static_cast<ptrdiff_t>(i) + 1, arguments.end());
+      break;
+    }
     if (argument.size() < 2 || argument[0] != '-') {
       rest.push_back(argument);
       continue;
@@ -36,6 +42,14 @@ std::optional<int32_t> wholeNumber(std::string_view text, int32_t low, int32_t h
   if (error != std::errc{} || end != text.data() + text.size() || number < low || number > high)
     return std::nullopt;
   return number;
+}
+
+std::optional<std::string> readStandardInput() {
+  std::string text;
+  std::array<char, 65536> chunk{};
+  while (const size_t count = std::fread(chunk.data(), 1, chunk.size(), stdin))
+    text.append(chunk.data(), count);
+  return std::ferror(stdin) == 0 ? std::optional(std::move(text)) : std::nullopt;
 }
 
 } // namespace velto

@@ -27,12 +27,16 @@ struct Option {
   std::string *value = nullptr; ///< receives the value; null if it takes none
 };
 
-/// Reads the options of a command line; `rest` gets the other arguments. Returns what is wrong with
+/// Reads the options of a command line; `rest` gets the other arguments: those without a dash, `-`,
+/// and all behind `--`. Returns what is wrong with
 /// the command line, an empty text when nothing is.
 std::string readOptions(const CommandArguments &arguments, std::span<const Option> options,
                         std::vector<std::string> &rest);
 
 /// A text as a decimal number. Nothing when it is not a number, or out of range.
 std::optional<int32_t> wholeNumber(std::string_view text, int32_t low, int32_t high);
+
+/// All of standard input. Nothing when it cannot be read.
+std::optional<std::string> readStandardInput();
 
 } // namespace velto

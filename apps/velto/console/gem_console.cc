@@ -3,7 +3,9 @@
 #include "apps/velto/console/literal.h"
 #include "base/date_time.h"
 #include "base/text.h"
+#include "gem/engine/gem.h"
 #include "secs2/message_table.h"
+#include "secs2/sml_printer.h"
 #include "transport/hsms/hsms_engine.h"
 
 #include <algorithm>
@@ -12,7 +14,8 @@ namespace velto {
 
 namespace {
 
-constexpr size_t kTextColumn = 14; // where the text behind the time begins
+constexpr size_t kTextColumn = 14;                  // where the text behind the time begins
+constexpr size_t kMostOfSml = kMostOnScreen - 1024; // with room for the indentation of some lines
 
 // Text in JSON quotes. A byte beyond ASCII becomes the character with its number (ISO 8859-1).
 std::string jsonText(std::string_view text) {
@@ -55,13 +58,31 @@ const char *standardName(const CVeltoGemCtrl &control) {
   return row != nullptr && control.SType() == 0 ? row->name : "";
 }
 
-// Indents all lines but the first, so that they begin below the text of the first.
+// The message of the event. Without the equipment model (a script can switch it off) the control
+// has it as hexadecimal text.
+std::string shortSml(CVeltoGemCtrl &control, bool received) {
+  if (CHGem *gem = control.engine().gem())
+    return RenderSml(gem->slot(received ? CHGem::kReceived : CHGem::kSent).message, gem,
+                     kMostOfSml);
+  CHSecsMessage message;
+  message.SetMsg(control.Msg());
+  return RenderSml(message, nullptr, kMostOfSml);
+}
+
+// Indents all lines but the first, so that they begin below the text of the first. Indented, short
+// lines may take more than a screen is given.
 std::string indented(std::string_view lines) {
+  const std::string lineEnd = '\n' + std::string(kTextColumn, ' ');
+  const std::string remark = lineEnd + "* cut short";
   std::string out;
   for (const char c : lines) {
-    out += c;
-    if (c == '\n')
-      out.append(kTextColumn, ' ');
+    if (c != '\n') {
+      out += c;
+      continue;
+    }
+    if (out.size() + remark.size() > kMostOnScreen)
+      return out.substr(0, kMostOnScreen - remark.size()) + remark;
+    out += lineEnd;
   }
   return out;
 }
@@ -93,7 +114,9 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
   control.onControlStateChanged = [state](int16_t next, int16_t) {
     state("control", stateName<ControlState>(static_cast<uint8_t>(next)));
   };
-  control.onProblem = [this](int16_t code, const std::string &text) { problem(text, code); };
+  control.onProblem = [this, &control](int16_t code, const std::string &text) {
+    problem(control, text, code);
+  };
   control.onVIDChanged = [this, &control](int32_t vid) {
     const std::string name = control.VIDDescription(vid);
     const std::string value = control.VIDValue(vid);
@@ -103,17 +126,17 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
   };
 }
 
-void GemConsole::received(const CVeltoGemCtrl &control) {
+void GemConsole::received(CVeltoGemCtrl &control) {
   message(control, true);
   if (const std::string finding = control.VerificationText(); !finding.empty())
     problem(finding);
 }
 
 // The first line of the SML names the message.
-void GemConsole::message(const CVeltoGemCtrl &control, bool received) {
+void GemConsole::message(CVeltoGemCtrl &control, bool received) {
   if (style_ == Style::Quiet)
     return;
-  std::string sml = control.SML();
+  std::string sml = shortSml(control, received);
   std::erase(sml, '\r');
   const size_t end = std::min(sml.find('\n'), sml.size());
   const std::string header = sml.substr(0, end);
@@ -137,9 +160,21 @@ void GemConsole::event(std::string_view name, const std::string &text,
     print(stamp() + text);
 }
 
-void GemConsole::problem(const std::string &text, int64_t code) {
+void GemConsole::problem(CVeltoGemCtrl &control, const std::string &text, int16_t code) {
+  const auto &primary = control.engine().unanswered();
+  if (!primary)
+    return problem(text, {{"code", int64_t{code}}});
+  problem(text, {{"code", int64_t{code}},
+                 {"message", HeaderText(*primary, HeaderTextMode::Name)},
+                 {"stream", int64_t{primary->stream()}},
+                 {"function", int64_t{primary->function()}},
+                 {"system_bytes", int64_t{primary->systemBytes}}});
+}
+
+void GemConsole::problem(const std::string &text, std::vector<Field> fields) {
+  fields.push_back({"text", text});
   if (style_ == Style::Json)
-    print(object("problem", {{"code", code}, {"text", text}}));
+    print(object("problem", fields));
   else
     print(stamp() + "problem: " + text);
 }

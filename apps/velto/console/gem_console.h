@@ -20,6 +20,8 @@ namespace velto {
 ///                     <a 'ETCH-1'>
 ///                     <a '1.00'>
 ///                   }
+///
+/// Of a message that takes more than kMostOnScreen the beginning is printed.
 class GemConsole {
 public:
   enum class Style {
@@ -41,12 +43,15 @@ public:
   /// two, and calls received() and sent() there. The control must not outlive this object.
   void follow(CVeltoGemCtrl &control);
   /// What was turned away is a problem too, with the item and the rule.
-  void received(const CVeltoGemCtrl &control);
-  void sent(const CVeltoGemCtrl &control) { message(control, false); }
+  void received(CVeltoGemCtrl &control);
+  void sent(CVeltoGemCtrl &control) { message(control, false); }
 
   /// Prints an event: as JSON its name and the fields, otherwise the text.
   void event(std::string_view name, const std::string &text, const std::vector<Field> &fields = {});
-  void problem(const std::string &text, int64_t code = 0);
+  void problem(const std::string &text) { problem(text, {{"code", int64_t{0}}}); }
+  /// A problem that the control reports; as JSON, that of a reply time-out has the primary's
+  /// fields.
+  void problem(CVeltoGemCtrl &control, const std::string &text, int16_t code);
   /// Prints what the link has carried, as JSON alone. It is printed when a link is lost, too.
   void counters(const CVeltoGemCtrl &control);
   /// Prints lines without a time, such as the results of a script.
@@ -60,7 +65,8 @@ public:
   void promptUsed() { prompt_.clear(); }
 
 private:
-  void message(const CVeltoGemCtrl &control, bool received);
+  void message(CVeltoGemCtrl &control, bool received);
+  void problem(const std::string &text, std::vector<Field> fields);
   void print(std::string_view text);
   std::string object(std::string_view event, const std::vector<Field> &fields) const;
   std::string stamp() const;

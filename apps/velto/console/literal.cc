@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/glyph.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace velto {
@@ -110,6 +111,32 @@ std::string visibleText(std::string_view text) {
     text.remove_prefix(character.size());
   }
   return out;
+}
+
+std::string screenText(std::string text) {
+  if (text.size() <= kMostOnScreen)
+    return text;
+  constexpr size_t kRemark = 64; // bytes for it
+  const size_t lineEnd = text.rfind('\n', kMostOnScreen - kRemark);
+  const size_t kept = lineEnd == std::string::npos ? kMostOnScreen - kRemark : lineEnd;
+  const size_t left = text.size() - kept;
+  text.resize(kept);
+  return text + "\n[" + std::to_string(left) + " bytes are left out]\n";
+}
+
+std::string smlProblem(const SmlError &error) {
+  constexpr int kMost = 60; // characters
+  std::string shown = oneLine(visibleText(std::string_view(error.token).substr(0, 4 * kMost)));
+  if (cellCount(shown) > kMost || error.token.size() > 4 * kMost)
+    shown = shown.substr(0, bytesWithin(shown, kMost - 3)) + "...";
+  if (error.missing == '\0')
+    return error.reason + " at \"" + shown + '"';
+  return std::string("a \"") + error.missing + "\" is missing " +
+         (error.atEnd ? "at the end" : "in front of \"" + shown + '"');
+}
+
+int firstLine(const SmlError &error) {
+  return error.line - static_cast<int>(std::ranges::count(error.token, '\n'));
 }
 
 std::string oneLine(std::string_view text) {

@@ -31,7 +31,7 @@ constexpr const char *kUsage =
     "                 FILE.kel, or a text FILE.model which people write (default\n"
     "                 ./VeltoGem.kel, or a bare equipment when that is not there)\n"
     "  --keep FILE.kel  where the equipment of a text is kept (default: beside the text). It is\n"
-    "                 made again when the text is newer\n"
+    "                 made again when the text has changed\n"
     "  --port N       listens on this port; 0: any free one, which is printed\n"
     "  --script FILE  commands of the container, in which the equipment is there as eq: value\n"
     "                 changes, events and alarms. `quit` ends the equipment\n"
@@ -160,7 +160,7 @@ private:
   }
 
   // The model data file of the equipment, made from the text if necessary. Nothing when that fails.
-  std::optional<std::string> dataFile(std::string &problem) const {
+  std::optional<std::string> dataFile(std::string &problem) {
     std::error_code ignored;
     if (options_.data.empty()) {
       const std::string file = control_.DataFileName();
@@ -176,11 +176,15 @@ private:
         options_.keep.empty()
             ? std::filesystem::path(options_.data).replace_extension(".kel").string()
             : options_.keep;
-    const auto kept = std::filesystem::last_write_time(file, ignored);
-    if (!ignored && kept >= std::filesystem::last_write_time(options_.data, ignored) && !ignored)
-      return file;
-    const auto model = readModelText(options_.data, problem);
-    return model && writeModelData(file, *model, problem) ? std::optional(file) : std::nullopt;
+    const ModelImport done = importModelText(options_.data, file, problem);
+    if (done == ModelImport::Failed)
+      return std::nullopt;
+    if (done == ModelImport::Again)
+      console_.event("imported",
+                     "imported " + options_.data + " into " + file +
+                         " again, as it has changed: what a host had set there is gone",
+                     {{"text", options_.data}, {"file", file}});
+    return file;
   }
 
   // The program is always an equipment that listens, whatever the settings file says. It tries the

@@ -1,11 +1,13 @@
 #include "apps/velto/host/explanation.h"
 
+#include "apps/velto/console/literal.h"
 #include "gem/messages/items.h"
 #include "secs2/message_table.h"
 #include "secs2/reply_text.h"
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 
 namespace velto {
@@ -69,53 +71,105 @@ std::string withoutTrailingZeros(const std::string &numbers) {
   return out;
 }
 
+// The elements of an item that is no list, as many as there is room for.
+std::string elementText(const CHSecsItem &item) {
+  std::string out;
+  for (size_t i = 0; i < item.count() && out.size() < kMostOnScreen; ++i) {
+    out += i == 0 ? "" : " ";
+    out += valueText(item, ValueForm::Decimal, i);
+  }
+  return out;
+}
+
+// Stops when the text is longer than what a screen is given of a message.
 void appendItem(std::string &out, const CHSecsItem &item, size_t depth) {
+  if (out.size() > kMostOnScreen)
+    return;
   if (!item.isList()) {
     const ElementKind kind = formatInfo(item.format()).kind;
-    const std::string value = valueText(item, ValueForm::Decimal);
-    out += kind == ElementKind::Text   ? '"' + value + '"'
-           : kind == ElementKind::Real ? withoutTrailingZeros(value)
-                                       : value;
+    if (kind == ElementKind::Text)
+      out.append("\"").append(item.text().substr(0, kMostOnScreen)).append("\"");
+    else
+      out +=
+          kind == ElementKind::Real ? withoutTrailingZeros(elementText(item)) : elementText(item);
     return;
   }
   out += '{';
   for (const CHSecsItem &child : item.children()) {
     if (&child != &item.children().front())
       out += ", ";
-    if (depth == CHSecsItem::kMaxDepth)
+    if (depth == CHSecsItem::kMaxDepth || out.size() > kMostOnScreen)
       break;
     appendItem(out, child, depth + 1);
   }
   out += '}';
 }
 
-std::string titled(uint32_t number, std::string_view name) {
-  return std::to_string(number).append(name.empty() ? "" : " ").append(name);
+std::string titled(const std::string &identifier, std::string_view name) {
+  return identifier + (name.empty() ? "" : " ") + std::string(name);
 }
 
-std::string explainReport(const CHSecsItem &item, const GemData &known) {
-  const uint32_t rptid = numberOf(childOf(item, 1));
+// The number that the model knows an object by. Nothing for a text.
+std::optional<uint32_t> modelNumber(std::string_view identifier) {
+  uint32_t number = 0;
+  const char *end = identifier.data() + identifier.size();
+  const auto [last, error] = std::from_chars(identifier.data(), end, number);
+  return error == std::errc{} && last == end ? std::optional(number) : std::nullopt;
+}
+
+LearntNames::Variable variableOf(const std::string &vid, const KnownNames &known) {
+  if (const auto learnt = known.learnt.variables.find(vid); learnt != known.learnt.variables.end())
+    return learnt->second;
+  const auto number = modelNumber(vid);
+  const CHGemEventVid *variable = number ? known.model.variables.FindVid(*number) : nullptr;
+  return variable == nullptr ? LearntNames::Variable{}
+                             : LearntNames::Variable{std::string(variable->description()),
+                                                     std::string(variable->unit())};
+}
+
+// The variables of a report and its description; none when it is not known.
+std::pair<std::vector<std::string>, std::string> reportOf(const std::string &rptid,
+                                                          const KnownNames &known) {
+  if (const auto learnt = known.learnt.reports.find(rptid); learnt != known.learnt.reports.end())
+    return {learnt->second, ""};
+  const auto number = modelNumber(rptid);
+  const CHGemEventReport *report = number ? known.model.reports.FindReport(*number) : nullptr;
+  std::pair<std::vector<std::string>, std::string> found;
+  if (report == nullptr)
+    return found;
+  for (const uint32_t vid : report->variables)
+    found.first.push_back(std::to_string(vid));
+  found.second = report->description;
+  return found;
+}
+
+std::string explainReport(const CHSecsItem &item, const KnownNames &known) {
+  const std::string rptid = identifierText(childOf(item, 1));
   const auto values = childOf(item, 2).children();
-  const CHGemEventReport *report = known.reports.FindReport(rptid);
-  const bool named = report != nullptr && report->variables.size() == values.size();
-  std::string line =
-      "  report " + titled(rptid, report != nullptr ? report->description : "") + ':';
-  for (size_t i = 0; i < values.size(); ++i) {
+  const auto [variables, description] = reportOf(rptid, known);
+  std::string line = "  report " + titled(rptid, description) + ':';
+  for (size_t i = 0; i < values.size() && line.size() <= kMostOnScreen; ++i) {
     line += i == 0 ? " " : ", ";
-    if (named)
-      line += variableTitle(report->variables[i], known) + " = ";
+    if (variables.size() == values.size())
+      line += variableTitle(variables[i], known) + " = ";
     line += readableItem(values[i]);
   }
   return line;
 }
 
-std::vector<std::string> explainEvent(const CHSecsItem &body, const GemData &known) {
-  const uint32_t ceid = numberOf(childOf(body, 2));
-  const CHGemEventCeid *event = known.events.FindCeid(ceid);
+std::vector<std::string> explainEvent(const CHSecsItem &body, const KnownNames &known) {
+  const std::string ceid = identifierText(childOf(body, 2));
+  const auto number = modelNumber(ceid);
+  const CHGemEventCeid *event = number ? known.model.events.FindCeid(*number) : nullptr;
   std::vector<std::string> lines{"event " +
                                  titled(ceid, event != nullptr ? event->description : "")};
-  for (const CHSecsItem &report : childOf(body, 3).children())
+  size_t size = 0;
+  for (const CHSecsItem &report : childOf(body, 3).children()) {
+    if (size > kMostOnScreen)
+      break;
     lines.push_back(explainReport(report, known));
+    size += lines.back().size();
+  }
   return lines;
 }
 
@@ -160,22 +214,35 @@ std::string refusal(const CHSecsMessage &reply) {
 std::string readableItem(const CHSecsItem &item) {
   std::string out;
   appendItem(out, item, 0);
+  if (out.size() > kMostOnScreen) {
+    out.resize(kMostOnScreen);
+    out += "...";
+  }
   return out;
 }
 
-std::string variableTitle(uint32_t vid, const GemData &known) {
-  const CHGemEventVid *variable = known.variables.FindVid(vid);
-  return titled(vid, variable != nullptr ? variable->description() : "");
+bool isText(const CHSecsItem &item) { return formatInfo(item.format()).kind == ElementKind::Text; }
+
+std::string identifierText(const CHSecsItem &item) {
+  return isText(item) ? std::string(item.text()) : std::to_string(numberOf(item));
 }
 
-std::vector<std::string> explainPrimary(const CHSecsMessage &message, const GemData &known) {
+std::string variableTitle(const std::string &vid, const KnownNames &known) {
+  return titled(vid, variableOf(vid, known).name);
+}
+
+std::string variableUnit(const std::string &vid, const KnownNames &known) {
+  return variableOf(vid, known).unit;
+}
+
+std::vector<std::string> explainPrimary(const CHSecsMessage &message, const KnownNames &known) {
   const CHSecsItem &body = message.root;
   const int name = message.header.stream() * 256 + message.header.function();
   switch (name) {
   case 6 * 256 + 11:
     return explainEvent(body, known);
   case 5 * 256 + 1:
-    return {"alarm " + std::to_string(numberOf(childOf(body, 2))) +
+    return {"alarm " + identifierText(childOf(body, 2)) +
             ((numberOf(childOf(body, 1)) & CHGemAlarmAlid::kSet) != 0 ? " set: " : " cleared: ") +
             std::string(childOf(body, 3).text())};
   case 10 * 256 + 1:

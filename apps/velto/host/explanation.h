@@ -4,6 +4,7 @@
 #include "secs2/message.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,15 +20,39 @@ namespace velto {
 /// be performed later", count as success.
 std::string refusal(const CHSecsMessage &reply);
 
-/// An item as a person reads it: "text", numbers, lists in braces.
+/// An item as a person reads it: "text", numbers, lists in braces. What takes more than
+/// kMostOnScreen is cut short, with "..." at its end.
 std::string readableItem(const CHSecsItem &item);
 
-/// Lines that explain an event report, an alarm or a terminal text, with the names of variables and
-/// events that are known. None for other messages.
-std::vector<std::string> explainPrimary(const CHSecsMessage &message, const GemData &known);
+/// What identifies an object of the equipment (SVID, ECID, CEID, RPTID, ALID): a number in decimal,
+/// or the text.
+std::string identifierText(const CHSecsItem &item);
 
-/// "101 Chamber pressure", or the number alone when no name is known.
-std::string variableTitle(uint32_t vid, const GemData &known);
+bool isText(const CHSecsItem &item);
+
+/// What the host learns and a model has no place for, by identifierText().
+struct LearntNames {
+  struct Variable {
+    std::string name;
+    std::string unit;
+  };
+  std::map<std::string, Variable> variables;               ///< whose identifiers are texts
+  std::map<std::string, std::vector<std::string>> reports; ///< defined here: the variables of each
+};
+
+/// What is known of the equipment: its model, and what was learnt since, which counts first.
+struct KnownNames {
+  const GemData &model;
+  const LearntNames &learnt;
+};
+
+/// Lines that explain an event report, an alarm or a terminal text, with the names of variables and
+/// events that are known. None for other messages. They end soon behind kMostOnScreen.
+std::vector<std::string> explainPrimary(const CHSecsMessage &message, const KnownNames &known);
+
+/// "101 Chamber pressure", or the identifier alone when no name is known.
+std::string variableTitle(const std::string &vid, const KnownNames &known);
+std::string variableUnit(const std::string &vid, const KnownNames &known);
 
 /// Makes an item of a format from a text. Nothing when the text is no value of that format.
 std::optional<CHSecsItem> itemFromText(uint8_t format, std::string_view text);

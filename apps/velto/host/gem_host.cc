@@ -1,6 +1,6 @@
 #include "apps/velto/host/gem_host.h"
 
-#include "apps/velto/host/explanation.h"
+#include "apps/velto/console/literal.h"
 #include "base/text.h"
 #include "gem/gem_problem.h"
 #include "secs2/sml_printer.h"
@@ -13,6 +13,8 @@ namespace velto {
 namespace {
 
 constexpr size_t kMaxArrivals = 1000;
+constexpr size_t kMaxArrivalBytes = size_t{16} * 1024 * 1024; // of all together
+constexpr size_t kMostOfAnswer = size_t{1} * 1024 * 1024;     // bytes of SML
 constexpr uint32_t kLinkWatch = 100; // ms between looks at the state of the link
 constexpr uint32_t kGrace = 1000;    // ms after T3, so that the engine reports its timeout first
 constexpr const char *kInterrupted = "interrupted";
@@ -96,7 +98,7 @@ void GemHost::problem(int16_t code, const std::string &text) {
   }
   if (code == ErrorGemHsmsT3Timeout && pending_)
     timedOut_ = true;
-  console_.problem(text, code);
+  console_.problem(control_, text, code);
 }
 
 // Messages ---------------------------------------------------------------------------------------
@@ -104,7 +106,7 @@ void GemHost::problem(int16_t code, const std::string &text) {
 void GemHost::received() {
   console_.received(control_);
   const CHSecsMessage &message = control_.engine().gem()->slot(CHGem::kReceived).message;
-  std::string text = RenderSml(message, control_.engine().gem());
+  std::string text = RenderSml(message, control_.engine().gem(), kMostOfAnswer);
   std::erase(text, '\r');
   const CHSecsHeader header = message.header;
   if (isReply(message)) {
@@ -113,15 +115,30 @@ void GemHost::received() {
     answer_ = std::move(text);
     replied_ = true;
   } else if (header.sType() == 0 && header.function() % 2 == 1) {
-    for (const std::string &line : explainPrimary(message, known())) {
-      console_.plain("  " + line);
+    std::string explained;
+    for (const std::string &line : explainPrimary(message, names())) {
+      explained += (explained.empty() ? "  " : "\n  ") + line;
       text += line + '\n';
     }
-    if (arrivals_.size() == kMaxArrivals)
-      arrivals_.pop_front();
-    arrivals_.push_back({primaryName(header), std::move(text)});
+    if (!explained.empty())
+      console_.plain(screenText(std::move(explained)));
+    arrived({primaryName(header), std::move(text)});
   }
   control_.DefProc();
+}
+
+void GemHost::arrived(Arrival arrival) {
+  arrivalBytes_ += arrival.text.size();
+  arrivals_.push_back(std::move(arrival));
+  while (arrivals_.size() > kMaxArrivals || arrivalBytes_ > kMaxArrivalBytes) {
+    arrivalBytes_ -= arrivals_.front().text.size();
+    arrivals_.pop_front();
+  }
+}
+
+void GemHost::forgetArrivals() {
+  arrivals_.clear();
+  arrivalBytes_ = 0;
 }
 
 // Whether a message answers the pending request: as its reply, its abort, or an error message about
@@ -207,6 +224,8 @@ std::string GemHost::await(std::string_view name, double seconds) {
   const auto arrival = found();
   if (arrival == arrivals_.end())
     return std::string(name) + " did not come in time";
+  for (auto passed = arrivals_.begin(); passed != arrival + 1; ++passed)
+    arrivalBytes_ -= passed->text.size();
   answer_ = std::move(arrival->text);
   arrivals_.erase(arrivals_.begin(), arrival + 1);
   return "";

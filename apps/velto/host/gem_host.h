@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/velto/console/gem_console.h"
+#include "apps/velto/host/explanation.h"
 
 #include <cstdint>
 #include <deque>
@@ -41,6 +42,8 @@ public:
   /// What the host knows of the equipment: names of variables and events, reports, alarms.
   GemData &known() { return control_.engine().gem()->data(); }
   void setKnown(GemData &&model);
+  LearntNames &learnt() { return learnt_; }
+  KnownNames names() { return {known(), learnt_}; }
 
   /// Waits until communications are established, then sends a primary. If it has the W-bit, waits
   /// for the reply, which reply() then returns. A negative acknowledge, an abort and a message of
@@ -51,16 +54,18 @@ public:
   /// Waits for a primary of that name, such as "S6F11". One that came since forgetArrivals()
   /// counts.
   std::string await(std::string_view name, double seconds);
-  void forgetArrivals() { arrivals_.clear(); }
+  void forgetArrivals();
   /// Handles messages for a time; fails when stop() ends it earlier.
   std::string pause(double seconds);
 
-  /// The last answer: the SML of a reply or an awaited message, and the lines that explain it.
+  /// The last answer: the SML of a reply or an awaited message (of a very long one its first
+  /// mebibyte), and the lines that explain it.
   const std::string &answer() const { return answer_; }
   /// Prints what the link has carried, as an answer: the counters that are not 0.
   void showCounters();
   /// The same as JSON, where that is what the console prints.
   void endCounters() { console_.counters(control_); }
+  void setAnswer(std::string answer) { answer_ = std::move(answer); }
   /// Prints a line that explains the answer, and adds it to answer().
   void say(const std::string &line);
 
@@ -70,6 +75,7 @@ private:
     std::string text;
   };
   void received();
+  void arrived(Arrival arrival);
   void sent();
   void problem(int16_t code, const std::string &text);
   bool isReply(const CHSecsMessage &message) const;
@@ -93,7 +99,9 @@ private:
   bool timedOut_ = false;
   CHSecsMessage reply_;
   std::string answer_;
+  LearntNames learnt_;
   std::deque<Arrival> arrivals_;
+  size_t arrivalBytes_ = 0; ///< of their texts
 };
 
 } // namespace velto

@@ -1,5 +1,6 @@
 #include "apps/velto/host/host_prompt.h"
 
+#include "apps/velto/console/literal.h"
 #include "apps/velto/host/explanation.h"
 #include "base/text.h"
 #include "gem/messages/items.h"
@@ -23,11 +24,17 @@ template <typename Number> std::optional<Number> wholeText(std::string_view text
                                                                   : std::nullopt;
 }
 
-CHSecsItem numberList(const std::vector<uint32_t> &values) {
+CHSecsItem listOf(std::span<const CHSecsItem> items) {
   CHSecsItem list = listItem();
-  for (const uint32_t value : values)
-    list.appendChild(numberItem(value));
+  for (const CHSecsItem &item : items)
+    list.appendChild(item.clone());
   return list;
+}
+
+// A list of two: an identifier, and a list of those that belong to it.
+CHSecsItem belonging(std::span<const CHSecsItem> ids) {
+  return listItem(numberItem(kDataId),
+                  listItem(listItem(ids.front().clone(), listOf(ids.subspan(1)))));
 }
 
 // The item of a parameter: "<u4 5>" is SML, a whole number becomes a number, all else a text.
@@ -97,14 +104,22 @@ std::string HostPrompt::run(std::string_view line) {
   return (this->*row->run)(parsed);
 }
 
-std::string HostPrompt::numbers(const Line &line, std::vector<uint32_t> &values, size_t least) {
+// A whole number, or a text in quotes. Nothing for anything else.
+std::optional<CHSecsItem> HostPrompt::identifier(const Word &word) {
+  if (word.quoted)
+    return textItem(word.text);
+  const auto number = wholeText<uint32_t>(word.text);
+  return number ? std::optional(numberItem(*number)) : std::nullopt;
+}
+
+std::string HostPrompt::identifiers(const Line &line, std::vector<CHSecsItem> &ids, size_t least) {
   for (const Word &word : line.words) {
-    const auto number = wholeText<uint32_t>(word.text);
-    if (!number)
+    auto id = identifier(word);
+    if (!id)
       return '"' + word.text + "\" is no number";
-    values.push_back(*number);
+    ids.push_back(std::move(*id));
   }
-  return values.size() < least ? "a number is missing" : "";
+  return ids.size() < least ? "a number is missing" : "";
 }
 
 std::string HostPrompt::ask(uint8_t stream, uint8_t function, CHSecsItem body) {
@@ -123,54 +138,63 @@ std::string HostPrompt::learnNames(VariableKind kind) {
   const uint8_t stream = isStatus ? 1 : 2;
   if (std::string problem = ask(stream, isStatus ? 11 : 29, listItem()); !problem.empty())
     return problem;
-  const CHSecsMessage &reply = host_.reply();
   CHGemEventVidList &variables = host_.known().variables;
-  for (const CHSecsItem &entry : reply.root.children()) {
-    const uint32_t vid = numberOf(childOf(entry, 1));
-    CHGemEventVid *known = variables.FindVid(vid, kind);
+  for (const CHSecsItem &entry : host_.reply().root.children()) {
+    const std::string name(childOf(entry, 2).text());
+    const std::string unit(childOf(entry, isStatus ? 3 : 6).text());
+    const CHSecsItem &id = childOf(entry, 1);
+    if (isText(id)) {
+      host_.learnt().variables[identifierText(id)] = {name, unit};
+      continue;
+    }
+    CHGemEventVid *known = variables.FindVid(numberOf(id), kind);
     if (known == nullptr) {
       CHGemEventVid fresh;
-      fresh.vid = vid;
+      fresh.vid = numberOf(id);
       known = &variables.Add(std::move(fresh));
     }
     known->kind = kind;
-    known->setDescription(childOf(entry, 2).text());
-    known->setUnit(childOf(entry, isStatus ? 3 : 6).text());
+    known->setDescription(name);
+    known->setUnit(unit);
   }
   return "";
 }
 
+// The answer is that of both requests.
 std::string HostPrompt::names(const Line &) {
+  std::string answer;
   for (const VariableKind kind : {StatusVariable, EquipmentConstant}) {
     if (std::string problem = learnNames(kind); !problem.empty())
       return problem;
     for (const CHSecsItem &entry : host_.reply().root.children()) {
       std::string line =
-          std::to_string(numberOf(childOf(entry, 1))) + ' ' + std::string(childOf(entry, 2).text());
+          identifierText(childOf(entry, 1)) + ' ' + std::string(childOf(entry, 2).text());
       if (kind == EquipmentConstant)
         line += ", " + readableItem(childOf(entry, 3)) + " to " + readableItem(childOf(entry, 4)) +
                 ", default " + readableItem(childOf(entry, 5));
       const std::string_view unit = childOf(entry, kind == StatusVariable ? 3 : 6).text();
       host_.say(line + (unit.empty() ? "" : ' ' + std::string(unit)));
     }
+    answer += host_.answer();
   }
+  host_.setAnswer(std::move(answer));
   return "";
 }
 
-// When no numbers are given, the reply has the values of all variables but not their numbers. So
-// the names are asked for first, to know which variable each value belongs to.
+// When none are named, the reply has the values of all variables but not their identifiers. So the
+// names are asked for first, to know which variable each value belongs to.
 std::string HostPrompt::showValues(VariableKind kind, const Line &line) {
-  std::vector<uint32_t> vids;
-  if (std::string problem = numbers(line, vids); !problem.empty())
+  std::vector<CHSecsItem> vids;
+  if (std::string problem = identifiers(line, vids); !problem.empty())
     return problem;
   if (vids.empty()) {
     if (std::string problem = learnNames(kind); !problem.empty())
       return problem;
     for (const CHSecsItem &entry : host_.reply().root.children())
-      vids.push_back(numberOf(childOf(entry, 1)));
+      vids.push_back(childOf(entry, 1).clone());
   }
   const bool isStatus = kind == StatusVariable;
-  if (std::string problem = ask(isStatus ? 1 : 2, isStatus ? 3 : 13, numberList(vids));
+  if (std::string problem = ask(isStatus ? 1 : 2, isStatus ? 3 : 13, listOf(vids));
       !problem.empty())
     return problem;
   const auto values = host_.reply().root.children();
@@ -178,11 +202,10 @@ std::string HostPrompt::showValues(VariableKind kind, const Line &line) {
     return "the equipment sent " + std::to_string(values.size()) + " values for " +
            std::to_string(vids.size());
   for (size_t i = 0; i < vids.size(); ++i) {
-    const CHGemEventVid *known = host_.known().variables.FindVid(vids[i], kind);
-    std::string shown = variableTitle(vids[i], host_.known()) + " = " + readableItem(values[i]);
-    if (known != nullptr && !known->unit().empty())
-      shown.append(" ").append(known->unit());
-    host_.say(shown);
+    const std::string vid = identifierText(vids[i]);
+    const std::string unit = variableUnit(vid, host_.names());
+    host_.say(variableTitle(vid, host_.names()) + " = " + readableItem(values[i]) +
+              (unit.empty() ? "" : " ") + unit);
   }
   return "";
 }
@@ -193,7 +216,7 @@ std::string HostPrompt::constants(const Line &line) { return showValues(Equipmen
 
 // Asks the equipment for the present value first, to learn the format of the constant.
 std::string HostPrompt::set(const Line &line) {
-  const auto ecid = line.words.size() == 2 ? wholeText<uint32_t>(line.words[0].text) : std::nullopt;
+  const auto ecid = line.words.size() == 2 ? identifier(line.words[0]) : std::nullopt;
   if (!ecid)
     return "set takes an ECID and a value";
   const Word &value = line.words[1];
@@ -201,54 +224,44 @@ std::string HostPrompt::set(const Line &line) {
   if (value.text.starts_with('<') && !value.quoted) {
     item = parameterItem(value.text, false);
   } else {
-    if (std::string problem = ask(2, 13, numberList({*ecid})); !problem.empty())
+    if (std::string problem = ask(2, 13, listOf({&*ecid, 1})); !problem.empty())
       return problem;
     const CHSecsItem &present = childOf(host_.reply().root, 1);
     if (present.isList())
-      return "there is no constant " + std::to_string(*ecid);
+      return "there is no constant " + identifierText(*ecid);
     item = itemFromText(present.format(), value.text);
   }
   if (!item)
-    return '"' + value.text + "\" is no value for constant " + std::to_string(*ecid);
-  return ask(2, 15, listItem(listItem(numberItem(*ecid), std::move(*item))));
+    return '"' + value.text + "\" is no value for constant " + identifierText(*ecid);
+  return ask(2, 15, listItem(listItem(ecid->clone(), std::move(*item))));
 }
 
 // Reports and events -----------------------------------------------------------------------------
 
 std::string HostPrompt::define(const Line &line) {
-  std::vector<uint32_t> values;
-  if (std::string problem = numbers(line, values, 1); !problem.empty())
+  std::vector<CHSecsItem> ids;
+  if (std::string problem = identifiers(line, ids, 1); !problem.empty())
     return problem;
-  const uint32_t rptid = values.front();
-  values.erase(values.begin());
-  if (std::string problem = ask(
-          2, 33,
-          listItem(numberItem(kDataId), listItem(listItem(numberItem(rptid), numberList(values)))));
-      !problem.empty())
+  if (std::string problem = ask(2, 33, belonging(ids)); !problem.empty())
     return problem;
-  CHGemEventReportList &reports = host_.known().reports;
-  reports.Remove({rptid});
-  if (!values.empty())
-    reports.Add({rptid, "", std::move(values)});
+  std::vector<std::string> &report = host_.learnt().reports[identifierText(ids.front())];
+  report.clear();
+  for (const CHSecsItem &vid : std::span(ids).subspan(1))
+    report.push_back(identifierText(vid));
   return "";
 }
 
 std::string HostPrompt::link(const Line &line) {
-  std::vector<uint32_t> values;
-  if (std::string problem = numbers(line, values, 1); !problem.empty())
-    return problem;
-  const uint32_t ceid = values.front();
-  values.erase(values.begin());
-  return ask(
-      2, 35,
-      listItem(numberItem(kDataId), listItem(listItem(numberItem(ceid), numberList(values)))));
+  std::vector<CHSecsItem> ids;
+  std::string problem = identifiers(line, ids, 1);
+  return problem.empty() ? ask(2, 35, belonging(ids)) : problem;
 }
 
 std::string HostPrompt::enableEvents(const Line &line, bool enable) {
-  std::vector<uint32_t> ceids;
-  if (std::string problem = numbers(line, ceids); !problem.empty())
+  std::vector<CHSecsItem> ceids;
+  if (std::string problem = identifiers(line, ceids); !problem.empty())
     return problem;
-  return ask(2, 37, listItem(numberItem(enable ? 1 : 0, format::kBoolean), numberList(ceids)));
+  return ask(2, 37, listItem(numberItem(enable ? 1 : 0, format::kBoolean), listOf(ceids)));
 }
 
 std::string HostPrompt::enable(const Line &line) { return enableEvents(line, true); }
@@ -262,7 +275,7 @@ std::string HostPrompt::alarms(const Line &) {
     return problem;
   for (const CHSecsItem &alarm : host_.reply().root.children()) {
     const bool isSet = (numberOf(childOf(alarm, 1)) & CHGemAlarmAlid::kSet) != 0;
-    host_.say(std::to_string(numberOf(childOf(alarm, 2))) + (isSet ? " set: " : " clear: ") +
+    host_.say(identifierText(childOf(alarm, 2)) + (isSet ? " set: " : " clear: ") +
               std::string(childOf(alarm, 3).text()));
   }
   return "";
@@ -270,15 +283,14 @@ std::string HostPrompt::alarms(const Line &) {
 
 // S5F3 names one alarm; an item without values means all alarms.
 std::string HostPrompt::enableAlarms(const Line &line, bool enable) {
-  std::vector<uint32_t> alids;
-  if (std::string problem = numbers(line, alids); !problem.empty())
+  std::vector<CHSecsItem> alids;
+  if (std::string problem = identifiers(line, alids); !problem.empty())
     return problem;
   const uint32_t aled = enable ? kEnableAlarm : 0;
   if (alids.empty())
     return ask(5, 3, listItem(numberItem(aled, format::kBinary), emptyItem(format::kU4)));
-  for (const uint32_t alid : alids)
-    if (std::string problem =
-            ask(5, 3, listItem(numberItem(aled, format::kBinary), numberItem(alid)));
+  for (const CHSecsItem &alid : alids)
+    if (std::string problem = ask(5, 3, listItem(numberItem(aled, format::kBinary), alid.clone()));
         !problem.empty())
       return problem;
   return "";
@@ -328,7 +340,7 @@ std::string HostPrompt::send(const Line &line) {
   if (line.rest.empty())
     return "send takes a message in SML";
   if (!message.SetFromSml(line.rest, &error))
-    return error.what();
+    return smlProblem(error);
   return host_.request(message);
 }
 

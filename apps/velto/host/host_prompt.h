@@ -37,7 +37,8 @@ private:
   };
 
   static std::span<const Row> table();
-  static std::string numbers(const Line &line, std::vector<uint32_t> &values, size_t least = 0);
+  static std::optional<CHSecsItem> identifier(const Word &word);
+  static std::string identifiers(const Line &line, std::vector<CHSecsItem> &ids, size_t least = 0);
 
   std::string ask(uint8_t stream, uint8_t function, CHSecsItem body = {});
   std::string learnNames(VariableKind kind);

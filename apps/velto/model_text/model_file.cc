@@ -4,7 +4,35 @@
 #include "gem/data/data_file.h"
 #include "platform/file.h"
 
+#include <filesystem>
+
 namespace velto {
+
+namespace {
+
+std::optional<std::string> readText(const std::string &path, std::string &problem) {
+  auto text = systemFiles().read(path);
+  if (!text)
+    problem = path + ": cannot be read";
+  return text;
+}
+
+std::optional<GemData> parsed(const std::string &path, std::string_view text,
+                              std::string &problem) {
+  ModelTextError error;
+  auto data = modelFromText(text, error);
+  if (!data)
+    problem = path + ':' + std::to_string(error.line) + ": " + error.reason;
+  return data;
+}
+
+bool isOlder(const std::string &path, const std::string &than) {
+  std::error_code error;
+  const auto time = std::filesystem::last_write_time(path, error);
+  return !error && time < std::filesystem::last_write_time(than, error);
+}
+
+} // namespace
 
 bool isModelText(std::string_view path) { return path.ends_with(".model"); }
 
@@ -17,16 +45,8 @@ std::optional<GemData> readModelData(const std::string &path, std::string &probl
 }
 
 std::optional<GemData> readModelText(const std::string &path, std::string &problem) {
-  const auto text = systemFiles().read(path);
-  if (!text) {
-    problem = path + ": cannot be read";
-    return std::nullopt;
-  }
-  ModelTextError error;
-  auto data = modelFromText(*text, error);
-  if (!data)
-    problem = path + ':' + std::to_string(error.line) + ": " + error.reason;
-  return data;
+  const auto text = readText(path, problem);
+  return text ? parsed(path, *text, problem) : std::nullopt;
 }
 
 std::optional<GemData> readModel(const std::string &path, std::string &problem) {
@@ -38,6 +58,31 @@ bool writeModelData(const std::string &path, const GemData &data, std::string &p
   if (!written)
     problem = path + ": cannot be written";
   return written;
+}
+
+// The copy is written last: without it the next start imports once more.
+ModelImport importModelText(const std::string &text, const std::string &data,
+                            std::string &problem) {
+  const auto content = readText(text, problem);
+  if (!content)
+    return ModelImport::Failed;
+  const std::string copy = data + ".imported";
+  const auto before = systemFiles().read(copy);
+  std::error_code ignored;
+  const bool there = std::filesystem::exists(data, ignored);
+  const bool same = there && (before ? *before == *content : !isOlder(data, text));
+  if (same && before)
+    return ModelImport::Kept;
+  if (!same) {
+    const auto model = parsed(text, *content, problem);
+    if (!model || !writeModelData(data, *model, problem))
+      return ModelImport::Failed;
+  }
+  if (!systemFiles().replace(copy, *content)) {
+    problem = copy + ": cannot be written";
+    return ModelImport::Failed;
+  }
+  return same ? ModelImport::Kept : there ? ModelImport::Again : ModelImport::First;
 }
 
 } // namespace velto

@@ -22,4 +22,17 @@ std::optional<GemData> readModel(const std::string &path, std::string &problem);
 /// Writes a model data file; false when that fails.
 bool writeModelData(const std::string &path, const GemData &data, std::string &problem);
 
+/// What importModelText() did.
+enum class ModelImport {
+  Failed,
+  Kept,  ///< the text is that of the last import: the model data file stays as it is
+  First, ///< there was no model data file
+  Again, ///< the text has changed: the model data file was made anew
+};
+
+/// Brings a model as text into a model data file, unless it is there already. What was imported
+/// last is kept beside that file, as FILE.kel.imported; when it is not there, a model data file
+/// that is not older than the text counts as its import.
+ModelImport importModelText(const std::string &text, const std::string &data, std::string &problem);
+
 } // namespace velto

@@ -67,7 +67,7 @@ bool Interpreter::execute(const ShowCommand &command, const Scope &scope) {
   if (control == nullptr)
     return fail(scope.where, Stage::noControl(command.name));
   if (const std::string window = control->window(); !window.empty())
-    printLine(out_, window);
+    printLine(out_, screenText(window));
   return true;
 }
 

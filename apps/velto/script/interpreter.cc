@@ -98,7 +98,7 @@ void Interpreter::printEvent(const std::string &control, const Member &event, Ar
   std::string line = "! " + control + '.' + event.name;
   for (size_t i = 0; i < arguments.size(); ++i)
     line += (i == 0 ? " " : ", ") + toLiteral(arguments[i]);
-  printLine(out_, line);
+  printLine(out_, screenText(std::move(line)));
 }
 
 bool Interpreter::pump(const std::function<bool()> &done, uint32_t milliseconds) {

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <unistd.h>
 
 namespace velto {
@@ -198,10 +197,9 @@ int runScript(const Options &options, int32_t pages) {
     return fail(
         "the sheet needs a terminal for its output too; or its steps from --script FILE, or "
         "from standard input that is no terminal");
-  const auto text = fromFile ? systemFiles().read(options.script)
-                             : std::optional(std::string(std::istreambuf_iterator(std::cin), {}));
+  const auto text = fromFile ? systemFiles().read(options.script) : readStandardInput();
   if (!text)
-    return fail(options.script + ": cannot be read");
+    return fail((fromFile ? options.script : "standard input") + ": cannot be read");
   SetupScript script(fromFile ? options.script : "-");
   if (!script.read(*text))
     return kExitFailed;

@@ -1,7 +1,9 @@
 #include "apps/velto/sml/sml_command.h"
 
+#include "apps/velto/console/literal.h"
 #include "base/text.h"
 #include "platform/file.h"
+#include "secs2/item_codec.h"
 #include "secs2/message.h"
 #include "secs2/sml_lexer.h"
 #include "secs2/sml_printer.h"
@@ -9,8 +11,8 @@
 
 #include <algorithm>
 #include <iostream>
-#include <iterator>
 #include <optional>
+#include <utility>
 
 namespace velto {
 
@@ -30,7 +32,7 @@ constexpr const char *kUsage =
     "usage: velto sml [--hex | --from-hex | --verify [--host]] [--crlf] [FILE…]\n"
     "       velto sml --verify [--host] [--edition N] [FILE…]\n\n"
     "Reads messages in SML, from standard input without files, and prints them as normalised\n"
-    "SML. In a file of several messages each ends with a period.\n\n"
+    "SML. Of several messages each ends with a period.\n\n"
     "  --hex       print header and body in hexadecimal, one message a line\n"
     "  --from-hex  read such lines and print SML; blanks inside a line do not count\n"
     "  --verify    print what an equipment finds in each message, the item and the rule that it\n"
@@ -45,7 +47,8 @@ struct Source {
   int line;
 };
 
-// Cuts a file into messages. It holds one, or several that each end with a period.
+// Cuts a file into messages. It holds one, or several that each end with a period; none when there
+// is nothing but blanks and comments.
 std::vector<Source> splitMessages(std::string_view text) {
   std::vector<Source> messages;
   CHSmlLex lexer(text);
@@ -63,7 +66,7 @@ std::vector<Source> splitMessages(std::string_view text) {
     if (token.kind != SmlToken::Kind::Period)
       continue;
     const size_t end = inside ? static_cast<size_t>(token.text.data() - text.data()) : text.size();
-    if (inside || !empty || messages.empty())
+    if (inside || !empty)
       messages.push_back({text.substr(start, end - start), line});
     start = std::min(end + 1, text.size());
     line = lexer.line();
@@ -76,53 +79,46 @@ class SmlCommand {
 public:
   explicit SmlCommand(const Options &options) : options_(options) {}
 
+  // A remark on one message is no reason to leave out those behind it; an error is.
   int run() {
-    if (options_.files.empty())
-      return read("-");
-    for (const std::string &file : options_.files)
-      if (const int status = read(file); status != kExitDone)
+    for (const std::string &file : options_.files) {
+      file_ = file == "-" ? "standard input" : file;
+      const auto text = file == "-" ? readStandardInput() : systemFiles().read(file);
+      if (!text)
+        return failFile("cannot be read");
+      const int status = options_.mode == Mode::FromHex ? fromHexLines(*text) : fromSml(*text);
+      if (status != kExitDone)
         return status;
-    return kExitDone;
+    }
+    return remarked_ ? kExitFailed : kExitDone;
   }
 
 private:
-  int read(const std::string &file) {
-    std::optional<std::string> text;
-    if (file == "-")
-      text.emplace(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-    else
-      text = systemFiles().read(file);
-    if (!text) {
-      std::cerr << "velto: " << file << ": cannot be read\n";
-      return kExitFailed;
-    }
-    file_ = file == "-" ? "standard input" : file;
-    return options_.mode == Mode::FromHex ? fromHexLines(*text) : fromSml(*text);
-  }
-
   int fromSml(std::string_view text) {
     const std::vector<Source> sources = splitMessages(text);
+    if (sources.empty())
+      return failFile("there is no message");
     for (const Source &source : sources) {
       CHSecsMessage message;
       SmlError error;
       const std::string_view sml = source.text.empty() ? " " : source.text;
       if (!message.SetFromSml(sml, &error))
-        return fail(source.line + error.line - 1, error.what());
+        return fail(source.line + firstLine(error) - 1, smlProblem(error));
       const int status = options_.mode == Mode::Verify
-                             ? verify(std::move(message), &source != &sources.front())
-                             : print(message, source.line, sources.size() > 1);
+                             ? verify(std::move(message))
+                             : print(message, source.line, sources.size());
       if (status != kExitDone)
         return status;
     }
     return kExitDone;
   }
 
-  int verify(CHSecsMessage message, bool blankLine) {
+  int verify(CHSecsMessage message) {
     CHSecsVerifier slot;
     slot.isEquipmentSide = !options_.host;
     slot.edition = options_.edition;
     slot.message = std::move(message);
-    std::string text = blankLine ? "\r\n" : "";
+    std::string text = std::exchange(verified_, true) ? "\r\n" : "";
     text += toText(slot.Verify(true));
     if (const std::string finding = slot.FindingText(true); !finding.empty())
       text += ": " + finding;
@@ -143,27 +139,38 @@ private:
       if (!digits.empty())
         messages.emplace_back(std::move(digits), line);
     }
+    if (messages.empty())
+      return failFile("there is no message");
     for (const auto &[digits, line] : messages)
-      if (const int status = fromHex(digits, line, messages.size() > 1); status != kExitDone)
+      if (const int status = fromHex(digits, line, messages.size()); status != kExitDone)
         return status;
     return kExitDone;
   }
 
-  int fromHex(const std::string &digits, int line, bool several) {
+  // What is there of a message that was cut is printed all the same.
+  int fromHex(const std::string &digits, int line, size_t count) {
     if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
       return fail(line, "not hexadecimal");
     CHSecsMessage message;
     if (digits.size() % 2 != 0 || !message.SetMsg(digits))
       return fail(line, "a message has at least ten bytes of two digits each");
-    return print(message, line, several);
+    const Bytes bytes = velto::fromHex(digits);
+    const ByteView body = ByteView(bytes).subspan(CHSecsHeader::kSize);
+    const size_t read = EncodedLength(body, 1);
+    const int status = print(message, line, count);
+    if (!ReadsBackAsItIs(message.root))
+      remark(line, "the message is cut short, or its lists nest too deeply");
+    else if (read < body.size())
+      remark(line, std::to_string(body.size() - read) + " bytes behind the item are left out");
+    return status;
   }
 
-  int print(const CHSecsMessage &message, int line, bool several) {
+  int print(const CHSecsMessage &message, int line, size_t count) {
     std::string text =
         options_.mode == Mode::ToHex ? message.GetMsg() + "\r\n" : RenderSml(message);
     if (text.size() <= 2)
       return fail(line, "the message is too long to encode");
-    if (several && options_.mode != Mode::ToHex)
+    if ((count > 1 || options_.files.size() > 1) && options_.mode != Mode::ToHex)
       text += ".\r\n";
     write(std::move(text));
     return kExitDone;
@@ -175,38 +182,28 @@ private:
     std::cout << text << std::flush;
   }
 
-  int fail(int line, const std::string &reason) const {
-    std::cerr << "velto: " << file_ << ":" << line << ": " << reason << '\n';
+  int failFile(const std::string &reason) const {
+    std::cerr << "velto: " << file_ << ": " << reason << '\n';
     return kExitFailed;
+  }
+  int fail(int line, const std::string &reason) const {
+    std::cerr << "velto: " << file_ << ':' << line << ": " << reason << '\n';
+    return kExitFailed;
+  }
+  void remark(int line, const std::string &text) {
+    fail(line, "remark: " + text);
+    remarked_ = true;
   }
 
   const Options &options_;
   std::string file_;
+  bool verified_ = false;
+  bool remarked_ = false;
 };
 
-std::optional<Options> parseOptions(const CommandArguments &arguments) {
-  Options options;
-  for (size_t i = 0; i < arguments.size(); ++i) {
-    const std::string &argument = arguments[i];
-    if (argument == "--hex")
-      options.mode = Mode::ToHex;
-    else if (argument == "--from-hex")
-      options.mode = Mode::FromHex;
-    else if (argument == "--verify")
-      options.mode = Mode::Verify;
-    else if (argument == "--host")
-      options.host = true;
-    else if (argument == "--edition" && i + 1 < arguments.size() &&
-             (arguments[i + 1] == "0" || arguments[i + 1] == "1"))
-      options.edition = arguments[++i] == "0" ? E5Edition::Early : E5Edition::Current;
-    else if (argument == "--crlf")
-      options.crlf = true;
-    else if (argument.size() > 1 && argument[0] == '-')
-      return std::nullopt;
-    else
-      options.files.push_back(argument);
-  }
-  return options;
+int usage(const std::string &problem) {
+  std::cerr << "velto: " << problem << "\n\n" << kUsage;
+  return kExitUsage;
 }
 
 } // namespace
@@ -216,12 +213,36 @@ int runSmlCommand(const CommandArguments &arguments) {
     std::cout << kUsage;
     return kExitDone;
   }
-  const auto options = parseOptions(arguments);
-  if (!options) {
-    std::cerr << kUsage;
-    return kExitUsage;
-  }
-  return SmlCommand(*options).run();
+  Options options;
+  bool toHex = false;
+  bool fromHex = false;
+  bool verify = false;
+  std::string edition;
+  const Option table[] = {
+      {.name = "--hex", .given = &toHex},         {.name = "--from-hex", .given = &fromHex},
+      {.name = "--verify", .given = &verify},     {.name = "--host", .given = &options.host},
+      {.name = "--crlf", .given = &options.crlf}, {.name = "--edition", .value = &edition},
+  };
+  if (const std::string problem = readOptions(arguments, table, options.files); !problem.empty())
+    return usage(problem);
+  if (toHex + fromHex + verify > 1)
+    return usage("--hex, --from-hex and --verify exclude each other");
+  if (options.host && !verify)
+    return usage("--host goes with --verify");
+  if (toHex && options.crlf)
+    return usage("--hex and --crlf exclude each other");
+  if (!edition.empty() && !verify)
+    return usage("--edition goes with --verify");
+  if (!edition.empty() && edition != "0" && edition != "1")
+    return usage("--edition takes 0 or 1");
+  options.edition = edition == "0" ? E5Edition::Early : E5Edition::Current;
+  options.mode = toHex     ? Mode::ToHex
+                 : fromHex ? Mode::FromHex
+                 : verify  ? Mode::Verify
+                           : Mode::Print;
+  if (options.files.empty())
+    options.files.emplace_back("-");
+  return SmlCommand(options).run();
 }
 
 } // namespace velto
