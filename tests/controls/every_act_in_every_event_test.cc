@@ -60,15 +60,17 @@ public:
     int turns = 0;
     net.until([&] {
       net.clock.advance(++turns % 4 == 0 ? 1 : 0);
-      return !isOpen() || events->size() > before || (step == "come" && serial_) ||
-             !(client_ ? client_->read() : line_.read()).empty();
+      return !isOpen() || events->size() > before || (step == "come" && serial_) || !read().empty();
     });
     net.settle();
+    read(); // what came with an event is not to be taken for what comes of the next step
   }
 
   Network net;
 
 private:
+  Bytes read() { return client_ ? client_->read() : line_.read(); }
+
   bool serial_;
   PtyLine line_;
   TcpSocket listener_;
