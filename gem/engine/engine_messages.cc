@@ -63,7 +63,7 @@ bool CHGemEngine::DefProc() {
   replyLost_ = replyLost_ || (reply == CHGemDispatch::Reply::NotSent && held.logical == logical_);
   ticker_.wake();
   if (reply == CHGemDispatch::Reply::TooLong)
-    reportProblem(LinkProblem::LengthTooLong);
+    reportProblem({LinkProblem::LengthTooLong});
   return true;
 }
 

@@ -65,18 +65,20 @@ public:
     int turns = 0;
     net.until([&] {
       net.clock.advance(++turns % 4 == 0 ? 1 : 0);
-      return !isOpen() || events->size() > before || (step == "come" && serial_) ||
-             !(client_ ? client_->read() : line_.read()).empty();
+      return !isOpen() || events->size() > before || (step == "come" && serial_) || !read().empty();
     });
     net.settle();
     if (control && control->window() != window) {
       EXPECT_GT(told_, 0) << "not told of " << control->window();
     }
+    read(); // what came with an event is not to be taken for what comes of the next step
   }
 
   Network net;
 
 private:
+  Bytes read() { return client_ ? client_->read() : line_.read(); }
+
   bool serial_;
   int told_ = 0; // in this step
   SerialPorts ports_;

@@ -247,8 +247,7 @@ TEST_F(GemControl, APortOutsideItsRangeIsAProblem) {
     eq.SetPortNumber(70000);
     eq.SetPhysicalConnection(true);
     settle();
-    EXPECT_THAT(equipment.take(), testing::Contains("Problem 10022 Error : A port number is "
-                                                    "outside 0 to 65535."));
+    EXPECT_THAT(equipment.take(), testing::Contains("Problem 10022 Error : Invalid argument"));
     eq.SetPhysicalConnection(false);
     settle();
   }
