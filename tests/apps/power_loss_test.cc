@@ -66,7 +66,7 @@ private:
   void OnConnected(const std::string &, int32_t) override {}
   void OnDisconnected(const std::string &, int32_t) override {}
   void OnConnectionStateChanged(int16_t, int16_t) override {}
-  void OnProblem(LinkProblem) override {}
+  void OnProblem(const Problem &) override {}
   void OnReceived(const std::string &, int32_t) override {
     const CHSecsMessage &message = engine->gem()->slot(CHGem::kReceived).message;
     if (message.header.stream() == 2 && message.header.function() == 34) {
