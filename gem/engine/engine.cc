@@ -245,6 +245,7 @@ void CHGemEngine::reportSaveFailure() {
 // loop while it is told of a change, which comes afterwards: nothing is to be done for that one
 // again.
 void CHGemEngine::Tick() {
+  physical_.settings().highSystemBytes = !logical_->Host();
   tellNews(physical_.Poll());
   endLinkThatLostAReply();
   endFailedAttempt();

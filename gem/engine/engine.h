@@ -131,6 +131,7 @@ private:
   bool logsMessages() const { return logEnabled && logCommunication; }
   void reportConnection(const std::string &ipAddress, int32_t portNumber, bool connected);
   void reportProblem(LinkProblem problem);
+  std::optional<CHSecsHeader> sendOverLink(ByteView headerAndBody);
   void reportFailure(int16_t number, const std::string &reason);
   void tellNews(CHPhysicalConnection::News news);
   void endLinkThatLostAReply();
