@@ -257,6 +257,7 @@ void CHGemEngine::reportSaveFailure() {
 // loop while it is told of a change, which comes afterwards: nothing is to be done for that one
 // again.
 void CHGemEngine::Tick() {
+  physical_.settings().highSystemBytes = !logical_->Host();
   if (physical_.Poll()) {
     physical_.count(LinkProblem::T5);
     reportProblem({LinkProblem::T5});

@@ -137,6 +137,7 @@ private:
   bool logsMessages() const { return logEnabled && logCommunication; }
   void reportConnection(const std::string &ipAddress, int32_t portNumber, bool connected);
   void reportProblem(const Problem &problem);
+  std::optional<CHSecsHeader> sendOverLink(ByteView headerAndBody);
   void reportFailure(int16_t number, const std::string &reason);
   void endLinkThatLostAReply();
   void reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root);

@@ -87,6 +87,12 @@ bool CHGemEngine::InvokeAlarm(uint32_t alid, uint8_t alcd) {
   return sent;
 }
 
+// The role may have changed since the last message.
+std::optional<CHSecsHeader> CHGemEngine::sendOverLink(ByteView headerAndBody) {
+  physical_.settings().highSystemBytes = !logical_->Host();
+  return physical_.Send(headerOf(headerAndBody), bodyOf(headerAndBody));
+}
+
 // What went out is told by whoever still holds it: no message is decoded to be shown, but for one
 // that does not read back as it stands.
 bool CHGemEngine::transmit(CHSecsMessage &message) {
@@ -95,7 +101,7 @@ bool CHGemEngine::transmit(CHSecsMessage &message) {
   if (!message.Encode(bytes))
     return false;
   const ByteView body = bodyOf(bytes);
-  const auto sent = physical_.Send(headerOf(bytes), body);
+  const auto sent = sendOverLink(bytes);
   if (!sent)
     return false;
   message.header.systemBytes = sent->systemBytes;
@@ -108,7 +114,7 @@ bool CHGemEngine::transmit(CHSecsMessage &&message) {
   const Hold held(*this);
   if (!message.Encode(bytes))
     return false;
-  const auto sent = physical_.Send(headerOf(bytes), bodyOf(bytes));
+  const auto sent = sendOverLink(bytes);
   if (!sent)
     return false;
   reportSent(*sent, bodyOf(bytes), std::move(message.root));
@@ -119,7 +125,7 @@ bool CHGemEngine::SendEncoded(ByteView headerAndBody) {
   if (headerAndBody.size() < CHSecsHeader::kSize)
     return false;
   const Hold held(*this);
-  const auto sent = physical_.Send(headerOf(headerAndBody), bodyOf(headerAndBody));
+  const auto sent = sendOverLink(headerAndBody);
   if (!sent)
     return false;
   OnSent({}, 0, *sent, bodyOf(headerAndBody));

@@ -260,7 +260,7 @@ TEST_F(GemControl, AfterSendTheSystemBytesAreThoseThatWentOut) {
     eq.SetSML("s1f1w");
     EXPECT_TRUE(eq.Send());
     const int32_t sent = eq.SystemBytes();
-    EXPECT_NE(sent, 0) << slot;
+    EXPECT_LT(sent, 0) << "an equipment has the upper half";
     settle();
     EXPECT_EQ(static_cast<int32_t>(host.model().slot(0).message.header.systemBytes), sent);
   }

@@ -193,6 +193,35 @@ TEST_F(GemDispatch, APartnerThatDoesNotReadLosesItsLink) {
   establish(); // with another one
 }
 
+// The same message twice in a row is a duplicate only with the same system bytes.
+TEST_F(GemDispatch, PrimariesWithoutSystemBytesGetNewOnes) {
+  establish();
+  for (Station *from : {&equipment, &host}) {
+    Station &to = from == &host ? equipment : host;
+    const uint32_t high = from == &equipment ? 0x80000000 : 0;
+    std::vector<uint32_t> arrived;
+    to.onNote = [&](const std::string &line) {
+      if (line == "received S9F11")
+        arrived.push_back(to.engine->gem()->slot(CHGem::kReceived).message.header.systemBytes);
+    };
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_TRUE(send(*from, "s9f11<b 1 2 3 4 5 6 7 8 9 10>"));
+      run(1);
+    }
+    ASSERT_EQ(arrived.size(), 3U);
+    for (const uint32_t systemBytes : arrived)
+      EXPECT_EQ(systemBytes & 0x80000000, high);
+    EXPECT_EQ(arrived[2], arrived[0] + 2);
+    CHSecsMessage message;
+    message.SetFromSml("s9f11<b 1>");
+    message.header.systemBytes = 77;
+    EXPECT_TRUE(from->engine->gem()->Send(message));
+    run(1);
+    EXPECT_EQ(arrived.back(), 77U) << "those that were given stay";
+    to.onNote = nullptr;
+  }
+}
+
 TEST_F(GemDispatch, APlainConnectionAwaitsNoReplies) {
   establish();
   host.engine->SetObjectModel(false);

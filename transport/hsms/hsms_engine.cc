@@ -199,15 +199,17 @@ void CHHsms::complete(CHSecsHeader &header) {
     break;
   }
   header.setSType(SType::Data);
-  if (header.wbit())
+  const bool isPrimary = header.function() % 2 == 1;
+  if (header.wbit() || (isPrimary && header.systemBytes == 0))
     header.systemBytes = nextSystemBytes();
 }
 
+// The upper bit tells the two ends apart, so a number comes again after 2^31 - 1 of them.
 uint32_t CHHsms::nextSystemBytes() {
-  const uint32_t next = systemBytes_++;
-  if (systemBytes_ == 0)
-    systemBytes_ = 1;
-  return next;
+  constexpr uint32_t kHighBit = 0x80000000;
+  const uint32_t next = systemBytes_;
+  systemBytes_ = next == kHighBit - 1 ? 1 : next + 1;
+  return settings_.highSystemBytes ? next | kHighBit : next;
 }
 
 // Ticks -----------------------------------------------------------------------------------------

@@ -44,6 +44,9 @@ struct LinkSettings {
   bool rejectInvalidHeaders = true;            ///< answers a wrong PType or SType with Reject.req
   bool sendSelectRequest = true;               ///< after connecting as an active entity
   bool discardDuplicates = true;               ///< drops a message that equals the one before
+  /// Own system bytes begin at 0x80000001, else at 1. Two ends of which one has this never share
+  /// any: there are partners that tell transactions apart by system bytes alone.
+  bool highSystemBytes = false;
 };
 
 /// What a message link tells its owner, naming the connection by the remote end's address. The
@@ -114,8 +117,8 @@ public:
   virtual void End() = 0;
 
   /// Sends a message to the partner (of a listener: the first peer that is ready). The link
-  /// completes the header, with new system bytes for every primary with the W-bit; returns it as it
-  /// went out, or nothing when the message cannot be sent.
+  /// completes the header, with new system bytes for every primary with the W-bit and any other
+  /// that has none; returns it as it went out, or nothing when the message cannot be sent.
   virtual std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) = 0;
 
   /// The link is part of a larger engine, which calls Poll(): it ticks by itself no longer.
