@@ -74,7 +74,9 @@ template <auto Function> using Parameters = typename Signature<decltype(Function
 template <auto Function> using Result = typename Signature<decltype(Function)>::Result;
 template <auto Function> inline constexpr size_t kArity = std::tuple_size_v<Parameters<Function>>;
 
-/// The names of exactly N arguments; another number does not compile.
+/// The names of exactly N arguments; another number does not compile. (A consteval constructor in
+/// the expression of a static table makes clang 14 destroy that expression's temporaries at every
+/// call.)
 template <size_t N> struct ArgumentNames {
   template <std::convertible_to<const char *>... Name>
   requires(sizeof...(Name) == N) constexpr ArgumentNames(Name... name) : names{name...} {}
