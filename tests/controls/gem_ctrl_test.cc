@@ -464,14 +464,34 @@ TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
   fresh.SetDeviceID(5);
   const PropertyBag bag = *PropertyBag::parse(fresh.save().text());
   EXPECT_FALSE(fresh.modified());
-  for (const char *name :
-       {"IniFileName", "IPAddress", "PortNumber",  "MyPortNumber", "Server",
-        "T1",          "T2",        "T3",          "T4",           "T5",
-        "T6",          "T7",        "T8",          "DeviceID",     "DiscardDuplicatedBlock",
-        "Host",        "LogSize",   "LogBakCount", "Log",          "LogCommunication",
-        "Edition"})
+  for (const char *name : {"IniFileName",
+                           "IPAddress",
+                           "PortNumber",
+                           "MyPortNumber",
+                           "Server",
+                           "T1",
+                           "T2",
+                           "T3",
+                           "T4",
+                           "T5",
+                           "T6",
+                           "T7",
+                           "T8",
+                           "DeviceID",
+                           "DiscardDuplicatedBlock",
+                           "Host",
+                           "LogSize",
+                           "LogBakCount",
+                           "Log",
+                           "LogCommunication",
+                           "Edition",
+                           "LinktestInterval",
+                           "KeepAliveIdle",
+                           "KeepAliveInterval",
+                           "KeepAliveCount",
+                           "SendTimeout"})
     EXPECT_NE(bag.find(name), nullptr) << name;
-  EXPECT_EQ(bag.size(), 21U);
+  EXPECT_EQ(bag.size(), 26U);
   CVeltoGemCtrl copy(net.loop);
   copy.load(bag);
   EXPECT_EQ(copy.T3(), 30);

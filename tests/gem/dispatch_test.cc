@@ -152,7 +152,7 @@ TEST_F(GemDispatch, AReplyThatNoMessageCarriesIsAnAbortAndAProblem) {
     const std::vector<std::string> lines = equipment.take();
     ASSERT_EQ(lines.size(), 3U) << row.request;
     EXPECT_EQ(lines[1], std::string("sent ") + row.abort);
-    EXPECT_EQ(lines[2], "problem 2 Error : Length exceeds maximum limit.");
+    EXPECT_EQ(lines[2], "problem LengthTooLong");
     EXPECT_EQ(host.engine->gem()->OpenTransactionCount(), 0U);
   }
   EXPECT_FALSE(equipment.engine->InvokeEvent(7));

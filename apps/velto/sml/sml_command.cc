@@ -158,10 +158,10 @@ private:
     const ByteView body = ByteView(bytes).subspan(CHSecsHeader::kSize);
     const size_t read = EncodedLength(body, 1);
     const int status = print(message, line, count);
-    if (!ReadsBackAsItIs(message.root))
-      remark(line, "the message is cut short, or its lists nest too deeply");
-    else if (read < body.size())
+    if (read != 0 && read < body.size())
       remark(line, std::to_string(body.size() - read) + " bytes behind the item are left out");
+    else if (!ReadsBackAsItIs(message.root))
+      remark(line, "the message is cut short, or its lists nest too deeply");
     return status;
   }
 
