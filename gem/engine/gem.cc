@@ -179,6 +179,11 @@ void CHGem::OnLinkLost() {
     model->OnDisable();
 }
 
+void CHGem::OnRejected(const CHSecsHeader &primary) {
+  for (const auto &model : models_)
+    model->OnRejected(primary);
+}
+
 void CHGem::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
   for (const auto &model : models_)
     model->OnProblem(problem, header);

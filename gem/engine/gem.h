@@ -49,6 +49,7 @@ public:
   std::optional<uint32_t> NextTick() const override;
   void OnLinkReady() override;
   void OnLinkLost() override;
+  void OnRejected(const CHSecsHeader &primary) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   void addStatus(TreeNode &parent) const override;
 

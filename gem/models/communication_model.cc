@@ -19,7 +19,8 @@ using enum stream1::Function;
 
 constexpr int64_t kDefaultTimeout = 30;               // s
 constexpr int64_t kLongestTimeout = INT32_MAX / 1000; // s
-constexpr uint32_t kRefusedPause = 100;               // ms, after S1F13 could not be sent
+constexpr uint32_t kRejectedPause = 1000; // ms until S1F13 is sent again to who rejected it
+constexpr uint32_t kRefusedPause = 100;   // ms, after S1F13 could not be sent
 
 // COMMACK: communications are established.
 bool isAccepted(int32_t commack) { return commack == 0 || commack == 16; }
@@ -57,7 +58,7 @@ std::optional<uint32_t> CHGemCommunicationModel::NextTick() const {
     return std::nullopt;
   const uint32_t now = owner().clock().ticks();
   if (state_ == NotCommunicating && delayStart_)
-    return timeLeft(now, *delayStart_, timeoutMs() + 1);
+    return timeLeft(now, *delayStart_, delay() + 1);
   if (delayStart_)
     return 0;
   if (state_ != NotCommunicating || waitingCRA_ || !settings_.establishCommunications)
@@ -69,7 +70,7 @@ void CHGemCommunicationModel::Tick() {
   if (reported_)
     return; // what is due then depends on the state that comes
   if (state_ != NotCommunicating ||
-      (delayStart_ && owner().clock().ticks() - *delayStart_ > timeoutMs()))
+      (delayStart_ && owner().clock().ticks() - *delayStart_ > delay()))
     delayStart_.reset(); // when it has passed, the next tick asks again
   else if (!delayStart_ && !waitingCRA_ && settings_.establishCommunications)
     sendRequest();
@@ -115,8 +116,25 @@ void CHGemCommunicationModel::OnUnanswered() {
   if (!waitingCRA_)
     return;
   waitingCRA_ = false;
-  delayStart_ = owner().clock().ticks();
+  startDelay();
 }
+
+// A partner that rejects a request is there, and will most likely take the next one: it was not
+// ready yet.
+void CHGemCommunicationModel::OnRejected(const CHSecsHeader &primary) {
+  if (!waitingCRA_ || stream1::functionOf(primary) != EstablishCommunications)
+    return;
+  waitingCRA_ = false;
+  startDelay();
+  rejected_ = true;
+}
+
+void CHGemCommunicationModel::startDelay() {
+  delayStart_ = owner().clock().ticks();
+  rejected_ = false;
+}
+
+uint32_t CHGemCommunicationModel::delay() const { return rejected_ ? kRejectedPause : timeoutMs(); }
 
 // The reply is there before the change is reported: the host may receive another message meanwhile.
 bool CHGemCommunicationModel::answerRequest(CHSecsVerifier &slot) {
@@ -135,7 +153,7 @@ bool CHGemCommunicationModel::takeAnswer(const CHSecsMessage &answer) {
   const CHSecsItem *commack = FindNode(answer.root, "1");
   if (!isAccepted(commack == nullptr ? 0 : decimal32(valueText(*commack, ValueForm::Decimal)))) {
     if (std::exchange(denied_, true))
-      delayStart_ = owner().clock().ticks();
+      startDelay();
     return false;
   }
   denied_ = false;
@@ -166,7 +184,9 @@ void CHGemCommunicationModel::OnProblem(LinkProblem problem, const CHSecsHeader 
     waitingCRA_ = false;
   if (state_ == Disabled)
     return;
-  delayStart_ = unanswered ? std::optional(owner().clock().ticks()) : std::nullopt;
+  delayStart_.reset();
+  if (unanswered)
+    startDelay();
   SwitchState(NotCommunicating);
 }
 

@@ -42,10 +42,13 @@ public:
   void OnReceived() override;
   void OnConnectionReset() override;
   void OnDisable() override;
+  void OnRejected(const CHSecsHeader &primary) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
 
 private:
   void sendRequest();
+  void startDelay();
+  uint32_t delay() const;
   bool answerRequest(CHSecsVerifier &slot);
   bool takeAnswer(const CHSecsMessage &answer);
 
@@ -55,6 +58,7 @@ private:
   bool waitingCRA_ = false;
   bool denied_ = false;                // the last answer was a denial
   std::optional<uint32_t> delayStart_; // tick
+  bool rejected_ = false;              // the delay is that after a rejection
   std::optional<uint32_t> refusedAt_;  // tick at which S1F13 could not be sent
 };
 

@@ -72,6 +72,8 @@ public:
   virtual bool takesAlone() const { return false; }
   /// A received message went its way through the models, and has ended its transaction.
   virtual void OnReceived() {}
+  /// The partner rejected a request that was sent; its transaction has ended.
+  virtual void OnRejected(const CHSecsHeader & /*primary*/) {}
   /// The link became ready (selected).
   virtual void OnConnectionReset() {}
   /// The link was lost.

@@ -278,6 +278,29 @@ TEST_F(CommunicationModel, AnUnansweredRequestIsRepeatedAfterTheDelay) {
   EXPECT_THAT(owner.take(), ElementsAre(kRequest));
 }
 
+// A partner that rejects the request was not ready for it: a second is enough.
+TEST_F(CommunicationModel, ARejectedRequestIsRepeatedAfterASecond) {
+  enter(NotCommunicating);
+  model.Tick();
+  EXPECT_THAT(owner.take(), ElementsAre(kRequest));
+  CHSecsMessage other;
+  ASSERT_TRUE(other.SetFromSml("s6f11w"));
+  model.OnRejected(other.header);
+  EXPECT_TRUE(model.WaitingCRA());
+  CHSecsMessage request;
+  ASSERT_TRUE(request.SetFromSml("s1f13w"));
+  model.OnRejected(request.header);
+  EXPECT_FALSE(model.WaitingCRA());
+  EXPECT_EQ(model.NextTick(), 1001U);
+  owner.time.advance(1000);
+  model.Tick();
+  EXPECT_THAT(owner.take(), IsEmpty());
+  owner.time.advance(1);
+  model.Tick();
+  model.Tick();
+  EXPECT_THAT(owner.take(), ElementsAre(kRequest));
+}
+
 TEST_F(CommunicationModel, TheDelaySurvivesTheWrapOfTheTickCount) {
   owner.time.advance(0U - 1000U - 5000U); // 5 s before the wrap
   enter(NotCommunicating);

@@ -11,6 +11,9 @@
 
 namespace velto {
 
+/// Seconds of silence after which the programs test their link.
+inline constexpr int32_t kLinktestInterval = 30;
+
 /// Prints what a Gem control does: its events, and every message both ways.
 ///
 ///     09:41:07.112  connected: 127.0.0.1:40112

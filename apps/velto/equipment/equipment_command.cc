@@ -193,6 +193,8 @@ private:
     control_.engine().logical().SetHost(false);
     control_.SetEdition(static_cast<int16_t>(*wholeNumber(options_.edition, 0, 1)));
     control_.SetServer(true);
+    if (control_.LinktestInterval() == 0)
+      control_.SetLinktestInterval(kLinktestInterval);
     if (!options_.port.empty()) {
       control_.SetPortNumber(*wholeNumber(options_.port, 0, 0xFFFF));
       control_.SetMyPortNumber(0);
