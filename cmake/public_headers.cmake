@@ -32,6 +32,7 @@ set(VELTO_PUBLIC_HEADERS
   platform/clock.h
   platform/event_loop.h
   platform/file.h
+  platform/name_resolver.h
   platform/null_modem.h
   platform/pseudo_terminal.h
   secs2/edition.h
