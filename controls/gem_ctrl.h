@@ -7,6 +7,7 @@
 #include <array>
 #include <concepts>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -341,6 +342,7 @@ private:
   Handle<CHGemEngine> engine_;
   std::array<CHSecsVerifier, CHGem::kSlots> plainSlots_; // while there is no model
   Selection selection_;
+  std::array<std::optional<uint32_t>, CHGem::kSlots> givenSystemBytes_; // by Send(), a work space
   std::string dataFileName_ = "./VeltoGem.kel";
   int32_t dataBackups_ = 0;
   int16_t viewStyle_ = 3;

@@ -18,10 +18,22 @@ bool isMessage(const CHSecsHeader &header) {
 
 } // namespace
 
+// System bytes that the last Send() gave a primary are not the host's: it gets new ones, or the
+// partner would take it for the same message again.
 bool CVeltoGemCtrl::Send() {
-  const CHSecsHeader &header = message().header;
-  return isMessage(header) && header.misfits == 0 && engine_->logical().deviceIdFits() &&
-         engine_->Send(message());
+  CHSecsHeader &header = message().header;
+  if (!isMessage(header) || header.misfits != 0 || !engine_->logical().deviceIdFits())
+    return false;
+  std::optional<uint32_t> &given = givenSystemBytes_[selection_.slot];
+  const bool isPrimary = header.function() % 2 == 1 && !selection_.reply;
+  if (isPrimary && given == header.systemBytes)
+    header.systemBytes = 0;
+  const bool hasNone = isPrimary && header.systemBytes == 0;
+  const Lifetime::Watch alive(lifetime());
+  const bool sent = engine_->Send(message());
+  if (alive)
+    given = hasNone && sent ? std::optional(message().header.systemBytes) : std::nullopt;
+  return sent;
 }
 
 const CHSecsVerifier &CVeltoGemCtrl::slot() const {

@@ -101,7 +101,8 @@ uint8_t checkConstants(const GemData &data, const CHSecsItem &body) {
     const CHGemEventVid *constant = fresh.accepted(data.variables);
     if (constant == nullptr)
       return kConstantRefused;
-    CHGemEventVid changed = *constant;
+    CHGemEventVid changed; // without the old value, which may be long
+    changed.nodeType = constant->nodeType;
     changed.SetValue(fresh.value);
     const size_t before = constant->rawValue().size();
     growth += std::max(changed.rawValue().size() + kReferenceBytes, before) - before;

@@ -266,6 +266,25 @@ TEST_F(GemControl, AfterSendTheSystemBytesAreThoseThatWentOut) {
   }
 }
 
+// The same primary without the W-bit, sent again from the same work space, is another message; the
+// host's own system bytes stay.
+TEST_F(GemControl, APrimarySentAgainIsNoDuplicate) {
+  establish();
+  eq.SetWorkSpace(2);
+  eq.SetSML("s6f3{<u4 1><u4 2>{}}");
+  std::set<int32_t> sent;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(eq.Send());
+    sent.insert(eq.SystemBytes());
+  }
+  EXPECT_EQ(sent.size(), 3U);
+  eq.SetSystemBytes(4711);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(eq.Send());
+    EXPECT_EQ(eq.SystemBytes(), 4711);
+  }
+}
+
 TEST_F(GemControl, AnAlarmSetWithoutAReportIsSaved) {
   eq.SetALIDSet(5, true);
   settle(2);

@@ -49,8 +49,8 @@ TEST_F(HsmsEngineDeath, AMessageAboveTheLimitIsSkippedToItsEnd) {
   remote->send("00000101aa");
   net->settle();
   owner.take();
-  EXPECT_EQ(pollWhenDue(5000), Lines{"problem T8 "}) << "T8 guards what is skipped";
-  EXPECT_EQ(exchange(kLinktestReq), frame("ffff0000000600000013"));
+  EXPECT_EQ(pollWhenDue(5000), (Lines{"problem T8 ", "disconnected", "state 20"}))
+      << "nobody could tell the rest of it from frames";
 }
 
 TEST_F(HsmsEngineDeath, ALengthThatNobodyMeansEndsTheConnection) {
@@ -108,6 +108,30 @@ TEST_F(HsmsEngineDeath, NoLinktestWhileAReplyIsDueOrTheIntervalIsOff) {
 
   openSelected();
   EXPECT_EQ(engine->NextPoll(), std::nullopt);
+}
+
+TEST_F(HsmsEngineDeath, ADeadLinkIsFoundWithoutT6Too) {
+  openTested();
+  engine->settings().t6 = 0;
+  EXPECT_EQ(after(kInterval), Lines{"sent LinktestReq"});
+  EXPECT_EQ(pollWhenDue(5000).size(), 3U);
+}
+
+// Its end is its only problem, however many answers it did not wait for.
+TEST_F(HsmsEngineDeath, APartnerThatLeavesIsNotTakenForOneThatDoesNotRead) {
+  openSelected();
+  remote->send(frame(kLinktestReq) + frame(kLinktestReq) + frame(kLinktestReq));
+  remote->reset();
+  net->settle();
+  Lines problems;
+  for (int i = 0; i < 4; ++i) {
+    for (const std::string &line : poll())
+      if (line.starts_with("problem"))
+        problems.push_back(line);
+  }
+  EXPECT_LE(problems.size(), 1U);
+  for (const std::string &line : problems)
+    EXPECT_EQ(line, "problem System 104 ");
 }
 
 // Who comes back after a power cut finds the session taken by its own dead connection.

@@ -167,7 +167,7 @@ std::optional<CHSecsHeader> CHHsms::transmit(Peer &peer, CHSecsHeader header, By
 void CHHsms::sendControl(Peer &peer, const CHSecsHeader &header) {
   if (const auto sent = transmit(peer, header, {})) {
     owner_->OnSent(peer.IPAddress(), peer.PortNumber(), *sent, {});
-  } else if (peer.usable()) {
+  } else if (peer.usable() && peer.QueuedLength() != 0) { // else the connection has ended
     peer.overflowed = true;
     ticker_.wake();
   }
@@ -260,10 +260,16 @@ void CHHsms::endOverflowed(Peer &peer) {
     end(peer, {.code = LinkProblem::System, .number = ErrorSocketENoBufs});
 }
 
+// A link that is tested notices a missing answer whatever T6 is.
+uint32_t CHHsms::controlLimit() const {
+  constexpr uint32_t kNormalT6 = 5000;
+  const uint32_t t6 = milliseconds(settings_.t6);
+  return t6 == 0 && settings_.linktestInterval > 0 ? kNormalT6 : t6;
+}
+
 // At most one a tick.
 void CHHsms::expireT6(Peer &peer) {
-  if (t6Reported_ || settings_.t6 <= 0 ||
-      peer.requests.next(peer.ticks(), milliseconds(settings_.t6)) != 0U)
+  if (t6Reported_ || controlLimit() == 0 || peer.requests.next(peer.ticks(), controlLimit()) != 0U)
     return;
   t6Reported_ = true;
   std::array<uint8_t, CHSecsHeader::kSize> header{};
@@ -285,8 +291,11 @@ void CHHsms::expireT8(Peer &peer) {
   if (!peer.awaitsMore() || settings_.t8 <= 0 ||
       timeLeft(peer.ticks(), peer.grownAt, milliseconds(settings_.t8)) != 0)
     return;
+  if (peer.skipping != 0) { // what may still come of it must not be read as frames
+    end(peer, {LinkProblem::T8});
+    return;
+  }
   peer.dropReceived();
-  peer.skipping = 0;
   reportProblem(peer, {LinkProblem::T8});
 }
 

@@ -91,6 +91,7 @@ private:
   void select(Peer &peer);
   void deselect(Peer &peer);
   void pollPeer(Peer &peer);
+  uint32_t controlLimit() const;
   void expireT6(Peer &peer);
   void expireT7(Peer &peer);
   void expireT8(Peer &peer);

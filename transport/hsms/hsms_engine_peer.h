@@ -64,8 +64,8 @@ public:
     std::optional<uint32_t> next;
     if (!usable())
       return next;
-    if (settings.t6 > 0)
-      next = requests.next(now, milliseconds(settings.t6));
+    if (const uint32_t limit = engine_.controlLimit(); limit != 0)
+      next = requests.next(now, limit);
     if (!selected && settings.t7 > 0)
       next = sooner(next, timeLeft(now, notSelectedSince, milliseconds(settings.t7)));
     if (awaitsMore() && settings.t8 > 0)
