@@ -5,6 +5,7 @@
 #include "platform/tcp_socket.h"
 #include "transport/link/connection_sink.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <functional>
@@ -55,6 +56,10 @@ public:
   int32_t port() const { return socket_.localPort(); }
   void send(ByteView bytes) { EXPECT_EQ(ssize_t(bytes.size()), socket_.send(bytes)); }
   void send(std::string_view hex) { send(ByteView(fromHex(hex))); }
+  /// As much of it as the sockets take now.
+  size_t sendSome(ByteView bytes) {
+    return static_cast<size_t>(std::max<ssize_t>(socket_.send(bytes), 0));
+  }
   void close() { socket_.close(); }
   /// Lets the other end find out early that nobody reads.
   void holdLittle() {
