@@ -6,6 +6,7 @@
 #include "secs2/message.h"
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -25,6 +26,15 @@ inline CHSecsItem textItem(std::string_view text) {
   CHSecsItem item;
   item.setText(text, format::kAscii);
   return item;
+}
+
+/// A name of the equipment, which no byte 0 belongs to.
+inline CHSecsItem nameItem(std::string_view name) {
+  if (name.find('\0') == std::string_view::npos)
+    return textItem(name);
+  std::string text(name);
+  std::erase(text, '\0');
+  return textItem(text);
 }
 
 /// An array of no elements.

@@ -21,6 +21,16 @@ inline void rebuildReply(CHSecsVerifier &slot, const ReplyArguments &arguments) 
   partner.message.node = std::move(node);
 }
 
+/// The same with a body that is there: for what is asked often, without the way through SML.
+inline void rebuildReply(CHSecsVerifier &slot, CHSecsItem &&body) {
+  const CHSecsHeader &primary = slot.message.header;
+  CHSecsMessage &reply = slot.partner()->message;
+  reply.header.Reset(primary.stream(), static_cast<uint8_t>(primary.function() + 1));
+  reply.header.setWbit(false);
+  MakeReplyIds(reply, primary);
+  reply.root = std::move(body);
+}
+
 /// Replaces the prepared reply by the abort of the transaction (SxF0); node path and send flag
 /// stay.
 inline void abortReply(CHSecsVerifier &slot) {

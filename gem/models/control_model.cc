@@ -1,6 +1,7 @@
 #include "gem/models/control_model.h"
 
 #include "base/text.h"
+#include "gem/messages/items.h"
 #include "gem/messages/reply.h"
 #include "gem/messages/stream1.h"
 
@@ -158,7 +159,10 @@ bool CHGemControlModel::answerAreYouThere(CHSecsVerifier &slot) {
   if (streamOneFunction(slot) != AreYouThere || streamOneFunction(*slot.partner()) != OnlineData)
     return false;
   const CommunicationSettings &names = data().communication;
-  rebuildReply(slot, {names.modelName, names.softwareRevision});
+  if (slot.isEquipmentSide)
+    rebuildReply(slot, listItem(nameItem(names.modelName), nameItem(names.softwareRevision)));
+  else
+    rebuildReply(slot, ReplyArguments{});
   return true;
 }
 
