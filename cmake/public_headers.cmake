@@ -61,8 +61,12 @@ set(VELTO_INNER_HEADERS
   base/lifetime.h
   base/setting_list.h
   controls/shared_members.h
+  gem/capabilities/application.h
+  gem/capabilities/capability.h
   gem/data/alarm.h
+  gem/data/archive.h
   gem/data/collection_event.h
+  gem/data/command.h
   gem/data/model_data.h
   gem/data/numbered_list.h
   gem/data/object_pool.h

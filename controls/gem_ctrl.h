@@ -217,6 +217,17 @@ public:
   bool ALIDSet(int32_t alid) const;
   void SetALIDSet(int32_t alid, bool set);
 
+  // Capabilities, of which none is on at first (GemCapabilityBit).
+  int32_t Capabilities() const;
+  void SetCapabilities(int32_t bits);
+  // Inside RemoteCommand: the answer, 0 at first (SEMI E5, HCACK), the objection to a parameter,
+  // 0 when there is none (CPACK), and the value of one as text; empty when it was not given.
+  int16_t HCACK() const;
+  void SetHCACK(int16_t answer);
+  int16_t CPACK(const std::string &name) const;
+  void SetCPACK(const std::string &name, int16_t fault);
+  std::string CPVAL(const std::string &name) const;
+
   int16_t ViewStyle() const { return viewStyle_; }
   void SetViewStyle(int16_t style);
 
@@ -289,6 +300,7 @@ public:
   Event<std::string, int32_t> onReceived{*this, 7};
   Event<> onSent{*this, 8};
   Event<int32_t> onVIDChanged{*this, 9};
+  Event<std::string, std::string> onRemoteCommand{*this, 200};
 
 private:
   struct Selection {
@@ -308,6 +320,7 @@ private:
   void OnCommunicationStateChanged(int16_t next, int16_t previous) override;
   void OnControlStateChanged(int16_t next, int16_t previous) override;
   void OnVariableChanged(int32_t vid) override;
+  void OnRemoteCommand(const std::string &name, const std::string &parameters) override;
 
   void onModified() override { engine_->changed(); }
   void statisticsChanged() override { viewChanged(); }
@@ -336,6 +349,8 @@ private:
     return std::to_string(uint64_t{value});
   }
   static std::string numberText(double value);
+  // After a change of a value: the last thing to be done.
+  void valueChanged(int32_t vid);
   // After a change of the lists: marks the model modified and saves it.
   bool saved(bool changed);
 

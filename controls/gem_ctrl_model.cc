@@ -67,7 +67,7 @@ std::string CVeltoGemCtrl::VIDValue(int32_t vid) const {
 void CVeltoGemCtrl::SetVIDValue(int32_t vid, const std::string &value) {
   if (CHGemEventVid *found = variable(vid))
     found->SetValue(value);
-  setModified();
+  valueChanged(vid);
 }
 
 bool CVeltoGemCtrl::TrySetVIDValue(int32_t vid, const std::string &value) {
@@ -76,7 +76,7 @@ bool CVeltoGemCtrl::TrySetVIDValue(int32_t vid, const std::string &value) {
       !found->IsInRange(value))
     return false;
   found->SetValue(value);
-  setModified();
+  valueChanged(vid);
   return true;
 }
 
@@ -110,6 +110,13 @@ void CVeltoGemCtrl::SetVIDRawValue(int32_t vid, const std::string &sml) {
   std::string line = sml;
   std::erase_if(line, [](char c) { return c == '\r' || c == '\n'; });
   setVidText(vid, &CHGemEventVid::setRawValue, line);
+  valueChanged(vid);
+}
+
+// A capability may report an event of it, in which the host may do anything.
+void CVeltoGemCtrl::valueChanged(int32_t vid) {
+  setModified();
+  engine_->variableChanged(number(vid));
 }
 
 std::string CVeltoGemCtrl::vidText(int32_t vid,

@@ -91,7 +91,7 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::T7, &C::SetT7>(43, "T7", "Not-selected time-out in s.", 10)
           .property<&C::T8, &C::SetT8>(44, "T8", "Inter-character time-out in s; 0: never.", 5)
           .property<&C::LinktestInterval, &C::SetLinktestInterval>(
-              220, "LinktestInterval",
+              225, "LinktestInterval",
               "Silence in s after which the link is tested; T6 then closes it. 0: never.", 0)
           .keepAlive()
           .readOnly<&C::VIDCount>(45, "VIDCount", "Number of variables.")
@@ -112,6 +112,15 @@ const MemberTable &CVeltoGemCtrl::table() {
                                                            "Numbered backups of the data file.")
           .property<&C::Edition, &C::SetEdition>(
               200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
+          .property<&C::Capabilities, &C::SetCapabilities>(
+              202, "Capabilities", "Bits of the capabilities that are on: 1 remote commands.", 0)
+          .property<&C::HCACK, &C::SetHCACK>(
+              203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")
+          .indexed<&C::CPACK, &C::SetCPACK>(
+              204, "CPACK", {"lpszName"},
+              "Inside RemoteCommand the objection to a parameter, 0 at first.")
+          .readOnlyIndexed<&C::CPVAL>(205, "CPVAL", {"lpszName"},
+                                      "Inside RemoteCommand the value of a parameter as text.")
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")
@@ -210,6 +219,9 @@ const MemberTable &CVeltoGemCtrl::table() {
                                        "A message stands in work space 0.")
           .event<>(8, "Sent", {}, "A message went out and stands in work space 1.")
           .event<int32_t>(9, "VIDChanged", {"lVID"}, "The host changed an equipment constant.")
+          .event<std::string, std::string>(
+              200, "RemoteCommand", {"lpszName", "lpszParameters"},
+              "The host asks for a remote command; HCACK and CPACK answer it.")
           .build();
   return table;
 }

@@ -2,6 +2,7 @@
 
 #include "gem/data/alarm.h"
 #include "gem/data/collection_event.h"
+#include "gem/data/command.h"
 #include "gem/data/report.h"
 #include "gem/data/variable_list.h"
 #include "gem/states.h"
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace velto {
 
@@ -59,8 +61,9 @@ struct GemData {
   CHGemEventReportList reports;
   CHGemEventVidList variables;
   CHGemAlarmAlidList alarms;
-  uint32_t nextDataId = 1; ///< the DATAID of the next event; not kept in the data file
-  GemLimits limits;        ///< not kept in the data file
+  std::vector<CHGemCommand> commands; ///< kept in the companion of the data file
+  uint32_t nextDataId = 1;            ///< the DATAID of the next event; not kept in the data file
+  GemLimits limits;                   ///< not kept in the data file
 
   /// VIDs of all reports and RPTIDs of all events.
   size_t references() const {

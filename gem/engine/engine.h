@@ -87,6 +87,8 @@ public:
   /// Sends S6F11 or S5F1; false without a model, and unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
+  /// The value of a variable was changed here.
+  void variableChanged(uint32_t vid);
 
   /// One tick, which comes by itself.
   void Tick();
@@ -129,6 +131,8 @@ private:
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
   void reportSaveFailure() override;
+  void reportFailure(const std::string &reason) override { reportFailure(0, reason); }
+  GemApplication *application() override { return sink_; }
   Clock &clock() const override { return loop_.clock(); }
   FileSystem &files() const override { return files_; }
 

@@ -87,6 +87,13 @@ bool CHGemEngine::InvokeAlarm(uint32_t alid, uint8_t alcd) {
   return sent;
 }
 
+void CHGemEngine::variableChanged(uint32_t vid) {
+  if (gem_ == nullptr)
+    return;
+  const Hold held(*this);
+  gem_->variableChanged(vid);
+}
+
 // The role may have changed since the last message.
 std::optional<CHSecsHeader> CHGemEngine::sendOverLink(ByteView headerAndBody) {
   physical_.settings().highSystemBytes = !logical_->Host();

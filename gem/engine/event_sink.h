@@ -1,5 +1,6 @@
 #pragma once
 
+#include "gem/capabilities/application.h"
 #include "transport/link/problem.h"
 
 #include <cstdint>
@@ -9,10 +10,8 @@ namespace velto {
 
 /// What the equipment's engine tells the control that owns it. The control may do anything inside a
 /// call, destroy the engine included.
-class CHGemEventSink {
+class CHGemEventSink : public GemApplication {
 public:
-  virtual ~CHGemEventSink() = default;
-
   virtual void OnConnected(const std::string &ipAddress, int32_t portNumber) = 0;
   virtual void OnDisconnected(const std::string &ipAddress, int32_t portNumber) = 0;
   /// States of the link: 0 not connected, 1 not selected, 2 selected.

@@ -1,5 +1,7 @@
 #include "gem/engine/gem.h"
 
+#include "gem/capabilities/capabilities.h"
+#include "gem/data/companion_file.h"
 #include "gem/data/data_file.h"
 #include "gem/messages/gate.h"
 #include "gem/messages/stream9.h"
@@ -42,6 +44,10 @@ CHGem::CHGem(LogicalConnectionOwner &owner, std::string iniFileName)
   processing_ = add<CHGemProcessingModel>();
   events_ = add<CHGemEventModel>();
   alarms_ = add<CHGemAlarmModel>();
+  auto capabilities = std::make_unique<GemCapabilities>(
+      GemParts{static_cast<GemModelOwner &>(*this), *this, data_, *events_}, settings());
+  capabilities_ = capabilities.get();
+  stages_.push_back(std::move(capabilities));
   stages_.push_back(std::make_unique<CHGemGate>(static_cast<const GemModelOwner &>(*this)));
   CHGem::SetHost(false);
 }
@@ -97,7 +103,9 @@ bool CHGem::Send(CHSecsMessage &&message) {
 }
 
 bool CHGem::invokes() const {
-  return communicationState() == CommunicationState::Communicating && isOnline(controlState());
+  const bool isHeard =
+      communicationState() == CommunicationState::Communicating || capabilities_->wantsEvents();
+  return isHeard && isOnline(controlState());
 }
 
 bool CHGem::InvokeEvent(uint32_t ceid) { return invokes() && events_->InvokeEvent(ceid); }
@@ -117,6 +125,7 @@ bool CHGem::OnReceive(CHSecsVerifier &slot) {
   answersRequest_ = outer;
   for (GemModel *model : afterwards_)
     model->OnReceived();
+  capabilities_->OnReceived();
   return taken;
 }
 
@@ -127,8 +136,10 @@ bool CHGem::handle(CHSecsVerifier &slot) {
       return true;
   const uint32_t before = changes();
   bool taken = false;
+  capabilities_->beforeReading();
   for (const auto &model : shared)
     taken = model->OnReceive(slot) || taken;
+  taken = capabilities_->OnReceive(slot) || taken;
   // What the host changed is on disk before it hears of it; other changes wait while saving fails.
   const bool changed = changes() != before;
   if (modified() && (changed || !savePausing()) && !SaveData() && changed && owner() != nullptr)
@@ -146,6 +157,7 @@ void CHGem::Tick() {
     for (const auto &model : models_)
       if (model.get() != communication_)
         model->Tick();
+  capabilities_->Tick();
   if (modified() && !savePausing())
     SaveData();
 }
@@ -157,6 +169,8 @@ std::optional<uint32_t> CHGem::NextTick() const {
     if (communicating || model.get() == communication_)
       if (const auto wait = model->NextTick())
         next = sooner(next, *wait);
+  if (const auto wait = capabilities_->NextTick())
+    next = sooner(next, *wait);
   if (modified())
     next = sooner(next,
                   saveFailedAt_ ? timeLeft(clock().ticks(), *saveFailedAt_, kSaveRetryPause) : 0);
@@ -171,22 +185,26 @@ void CHGem::OnLinkReady() {
   clearTransactions();
   for (const auto &model : models_)
     model->OnConnectionReset();
+  capabilities_->OnConnectionReset();
 }
 
 void CHGem::OnLinkLost() {
   clearTransactions();
   for (const auto &model : models_)
     model->OnDisable();
+  capabilities_->OnDisable();
 }
 
 void CHGem::OnRejected(const CHSecsHeader &primary) {
   for (const auto &model : models_)
     model->OnRejected(primary);
+  capabilities_->OnRejected(primary);
 }
 
 void CHGem::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
   for (const auto &model : models_)
     model->OnProblem(problem, header);
+  capabilities_->OnProblem(problem, header);
   // S9F9 goes out to a partner that is known by its device ID.
   if (problem != LinkProblem::T3 || slots_[kReceived].message.header.idWord != DeviceID())
     return;
@@ -217,9 +235,24 @@ void CHGem::reportControlState(uint8_t next, uint8_t previous) {
     owner()->reportControlState(next, previous);
 }
 
+void CHGem::variableChanged(uint32_t vid) { capabilities_->OnVariableChanged(vid); }
+
 void CHGem::reportVariable(uint32_t vid) {
   if (owner() != nullptr)
     owner()->reportVariable(vid);
+}
+
+GemApplication &CHGem::application() {
+  static GemApplication nobody;
+  GemApplication *asked = owner() != nullptr ? owner()->application() : nullptr;
+  return asked != nullptr ? *asked : nobody;
+}
+
+FileSystem &CHGem::files() { return owner() != nullptr ? owner()->files() : systemFiles(); }
+
+void CHGem::reportFailure(const std::string &reason) {
+  if (owner() != nullptr)
+    owner()->reportFailure(reason);
 }
 
 // Data ------------------------------------------------------------------------------------------
@@ -234,6 +267,7 @@ void CHGem::Reset() {
   data_.communication = std::move(communication);
   for (const auto &model : models_)
     model->Reset();
+  capabilities_->Reset();
 }
 
 // The name is a copy: its owner may go inside the report of the state.
@@ -252,18 +286,28 @@ bool CHGem::LoadData(std::string fileName) {
     return false;
   loaded->limits = data_.limits;
   data_ = std::move(*loaded);
+  loadCompanionFile();
   keepStatesInRange(data_.control);
   if (CHGemEventVid *state = data_.variables.FindByRole(RoleControlState))
     state->SetValue(std::to_string(data_.control.initialState));
   return true;
 }
 
+// What is on does not count: a capability that is switched on later finds what it kept.
+void CHGem::loadCompanionFile() {
+  const std::string path = DataFileName() + std::string(kCompanionEnding);
+  const auto bytes = readDataFile(files(), path);
+  const bool damaged = bytes ? !capabilities_->load(*bytes) : files().size(path).has_value();
+  damagedCompanion_ = damaged ? path : "";
+}
+
 bool CHGem::modified() const {
-  return std::ranges::any_of(models_, [](const auto &model) { return model->modified(); });
+  return capabilities_->modified() ||
+         std::ranges::any_of(models_, [](const auto &model) { return model->modified(); });
 }
 
 uint32_t CHGem::changes() const {
-  uint32_t changes = 0;
+  uint32_t changes = capabilities_->changes();
   for (const auto &model : models_)
     changes += model->changes();
   return changes;
@@ -278,22 +322,25 @@ bool CHGem::SaveData() {
 }
 
 // A damaged file is no backup: it is kept under a name of its own.
-bool CHGem::writeFile() {
-  FileSystem &files = owner()->files();
-  const std::string bytes = storeGemData(data_);
-  if (damagedFile_.empty() || damagedFile_ != DataFileName())
-    return saveDataFile(files, DataFileName(), DataBakCount(), bytes);
-  if (!keepDamagedFile(files, damagedFile_) || !saveDataFile(files, damagedFile_, 0, bytes))
+bool CHGem::writeFile(const std::string &path, std::string &damaged, const std::string &bytes) {
+  if (damaged.empty() || damaged != path)
+    return saveDataFile(files(), path, DataBakCount(), bytes);
+  if (!keepDamagedFile(files(), damaged) || !saveDataFile(files(), damaged, 0, bytes))
     return false;
-  damagedFile_.clear();
+  damaged.clear();
   return true;
 }
 
+// The companion is there for those who use it.
 bool CHGem::writeData() {
-  if (!writeFile())
+  if (!writeFile(DataFileName(), damagedFile_, storeGemData(data_)))
+    return false;
+  if (capabilities_->enabled() != 0 && !writeFile(DataFileName() + std::string(kCompanionEnding),
+                                                  damagedCompanion_, capabilities_->store()))
     return false;
   for (const auto &model : models_)
     model->clearModified();
+  capabilities_->clearModified();
   return true;
 }
 
@@ -304,6 +351,7 @@ void CHGem::addStatus(TreeNode &parent) const {
   branch.add(data_.changePCClock ? "Change PC Clock : Yes" : "Change PC Clock : No");
   for (const auto &model : models_)
     model->addStatus(branch);
+  capabilities_->addStatus(branch);
 }
 
 std::optional<std::string> CHGem::variableName(int32_t id) const {

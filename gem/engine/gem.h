@@ -1,5 +1,6 @@
 #pragma once
 
+#include "gem/capabilities/capability.h"
 #include "gem/data/model_data.h"
 #include "gem/engine/logical_connection.h"
 #include "gem/messages/send_stage.h"
@@ -16,9 +17,14 @@
 
 namespace velto {
 
+class GemCapabilities;
+
 /// The equipment model (SEMI E30): the models in their order, the message slots, the stages that
 /// decide what is sent in each state, and the data file.
-class CHGem final : public CHLogicalConnection, private GemModelOwner, public SmlContext {
+class CHGem final : public CHLogicalConnection,
+                    private GemModelOwner,
+                    private GemCapabilityOwner,
+                    public SmlContext {
 public:
   /// The message slots.
   static constexpr size_t kReceived = 0;
@@ -36,6 +42,9 @@ public:
   CHGemProcessingModel &processing() { return *processing_; }
   CHGemEventModel &events() { return *events_; }
   CHGemAlarmModel &alarms() { return *alarms_; }
+  /// What can be switched on beside the models.
+  GemCapabilities &capabilities() { return *capabilities_; }
+  const GemCapabilities &capabilities() const { return *capabilities_; }
 
   /// Also marks the slots as those of an equipment or a host.
   void SetHost(bool host) override;
@@ -53,6 +62,8 @@ public:
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   void addStatus(TreeNode &parent) const override;
 
+  /// The value of a variable was changed, by whomever.
+  void variableChanged(uint32_t vid) override;
   /// Sends S6F11 or S5F1; false unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
@@ -83,6 +94,11 @@ private:
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
+  // GemCapabilityOwner
+  GemApplication &application() override;
+  FileSystem &files() override;
+  const std::string &dataFile() const override { return DataFileName(); }
+  void reportFailure(const std::string &reason) override;
 
   /// Adds a model behind those that are there.
   template <typename Model> Model *add();
@@ -93,7 +109,8 @@ private:
   bool modified() const;
   uint32_t changes() const;
   bool writeData();
-  bool writeFile();
+  bool writeFile(const std::string &path, std::string &damaged, const std::string &bytes);
+  void loadCompanionFile();
 
   GemData data_;
   std::array<CHSecsVerifier, kSlots> slots_;
@@ -105,10 +122,12 @@ private:
   CHGemProcessingModel *processing_ = nullptr;
   CHGemEventModel *events_ = nullptr;
   CHGemAlarmModel *alarms_ = nullptr;
+  GemCapabilities *capabilities_ = nullptr;           // the first of the stages
   std::vector<std::unique_ptr<GemSendStage>> stages_; // in the order in which messages pass them
   bool answersRequest_ = false;                       // the message that is being handled
   std::optional<uint32_t> saveFailedAt_;              // tick
-  std::string damagedFile_; // the data file that could not be loaded; empty when there is none
+  std::string damagedFile_;      // the data file that could not be loaded; empty when there is none
+  std::string damagedCompanion_; // the same of its companion
 };
 
 } // namespace velto

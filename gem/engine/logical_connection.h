@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/setting_list.h"
+#include "gem/capabilities/application.h"
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "secs2/verifier.h"
@@ -32,6 +33,10 @@ public:
   virtual void reportVariable(uint32_t vid) = 0;
   /// What the partner changed could not be written to the data file.
   virtual void reportSaveFailure() {}
+  /// Something else went wrong on this side that the host application is to hear of.
+  virtual void reportFailure(const std::string & /*reason*/) {}
+  /// Who is asked about what the partner wants of the equipment; null while there is nobody.
+  virtual GemApplication *application() { return nullptr; }
   virtual Clock &clock() const = 0;
   virtual FileSystem &files() const = 0;
 };
@@ -104,6 +109,7 @@ protected:
     return open_.holds(stream, function);
   }
   void clearTransactions() { open_.clear(); }
+  SettingList &settings() { return settings_; }
 
 private:
   LogicalConnectionOwner *owner_;

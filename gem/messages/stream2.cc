@@ -122,6 +122,7 @@ void setConstants(const GemRequestScope &scope, const CHSecsItem &body) {
       continue;
     constant->SetValue(fresh.value);
     scope.model.setModified();
+    scope.owner.variableChanged(fresh.ecid);
     scope.owner.reportVariable(fresh.ecid);
   }
 }

@@ -89,7 +89,10 @@ bool CHGemControlModel::switchOffline(uint8_t current, uint8_t next) {
 
 bool CHGemControlModel::setValue(uint8_t state) {
   CHGemEventVid *variable = data().variables.FindByRole(RoleControlState);
-  return variable != nullptr && variable->SetValue(formatText("%u", state));
+  if (variable == nullptr || !variable->SetValue(formatText("%u", state)))
+    return false;
+  owner().variableChanged(variable->vid);
+  return true;
 }
 
 void CHGemControlModel::startAttempt() {

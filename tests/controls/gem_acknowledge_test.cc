@@ -1,26 +1,12 @@
 // What an equipment answers when its application leaves everything to DefProc().
 #include "controls/gem_pair.h"
-#include "support/table.h"
 
 namespace velto {
 namespace {
 
 class GemAcknowledges : public GemPair {
 protected:
-  /// Asks what the rows of a table of gem_acknowledges.txt ask.
-  void expect(const char *table) {
-    if (equipment.control->CommunicationState() == 0)
-      establish();
-    for (const TableRow &row : tableOf("controls/gem_acknowledges.txt", table)) {
-      const size_t equals = row[2].find('=');
-      if (equals != std::string::npos) {
-        ASSERT_TRUE(
-            equipment.control->set(row[2].substr(0, equals), Variant(row[2].substr(equals + 1))));
-      }
-      const std::string reply = ask(row[0]);
-      EXPECT_EQ(reply.starts_with("S9F") ? reply.substr(0, 4) : reply, row[1]) << row[0];
-    }
-  }
+  void expect(const char *table) { expectAnswers("controls/gem_acknowledges.txt", table); }
 
   static bool onDisk(const std::string &file) { return systemFiles().read(file).has_value(); }
 };

@@ -505,12 +505,13 @@ TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
                            "LogCommunication",
                            "Edition",
                            "LinktestInterval",
+                           "Capabilities",
                            "KeepAliveIdle",
                            "KeepAliveInterval",
                            "KeepAliveCount",
                            "SendTimeout"})
     EXPECT_NE(bag.find(name), nullptr) << name;
-  EXPECT_EQ(bag.size(), 26U);
+  EXPECT_EQ(bag.size(), 27U);
   CVeltoGemCtrl copy(net.loop);
   copy.load(bag);
   EXPECT_EQ(copy.T3(), 30);

@@ -2,6 +2,7 @@
 
 #include "controls/gem_ctrl.h"
 #include "gem/fake_owner.h"
+#include "support/table.h"
 #include "support/temporary_directory.h"
 #include "transport/network.h"
 
@@ -76,6 +77,7 @@ public:
   std::unique_ptr<CVeltoGemCtrl> control;
   bool answers = true;
   std::vector<std::string> lines;
+  std::vector<std::string> messages; ///< what was received, each on one line
   /// Runs inside every event; it may destroy the control.
   std::function<void(const std::string &line)> onEvent;
 
@@ -99,6 +101,8 @@ private:
       for (const Variant &argument : arguments)
         line += " " + argument.text();
     lines.push_back(line);
+    if (event.name == "Received" && control->LogicalConnection() == 1)
+      messages.push_back(slot(CHGem::kReceived));
     if (onEvent)
       onEvent(line);
     if (control != nullptr && answers && event.name == "Received")
@@ -146,17 +150,35 @@ struct GemLink {
     host.take();
   }
 
-  /// What the equipment answers to a message of the host; "" when nothing comes.
+  /// What the equipment answers to a message of the host; "" when nothing comes. What comes behind
+  /// the answer stays among the host's messages.
   std::string ask(const std::string &sml) {
-    host.model().slot(CHGem::kReceived).message.Reset(0);
+    host.messages.clear();
     host.take();
     if (!host.send(sml))
       return "not sent";
     settle(2);
-    const std::vector<std::string> lines = host.take();
-    const bool answered = std::ranges::any_of(
-        lines, [](const std::string &line) { return line.starts_with("Received"); });
-    return answered ? host.slot(CHGem::kReceived) : "";
+    if (host.messages.empty())
+      return "";
+    const std::string answer = host.messages.front();
+    host.messages.erase(host.messages.begin());
+    return answer;
+  }
+
+  /// Asks what the rows of a table ask: the message, the answer on one line (of a complaint only
+  /// its name; none: nothing is sent), and a property of the equipment that is set before.
+  void expectAnswers(const char *file, const char *table) {
+    if (equipment.control->CommunicationState() == 0)
+      establish();
+    for (const TableRow &row : tableOf(file, table)) {
+      const size_t equals = row[2].find('=');
+      if (equals != std::string::npos) {
+        ASSERT_TRUE(
+            equipment.control->set(row[2].substr(0, equals), Variant(row[2].substr(equals + 1))));
+      }
+      const std::string reply = ask(row[0]);
+      EXPECT_EQ(reply.starts_with("S9F") ? reply.substr(0, 4) : reply, row[1]) << row[0];
+    }
   }
 
   Network net;

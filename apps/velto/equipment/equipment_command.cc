@@ -8,6 +8,7 @@
 #include "apps/velto/model_text/model_text.h"
 #include "apps/velto/script/interpreter.h"
 #include "controls/registry.h"
+#include "gem/capabilities/capability.h"
 #include "platform/tcp_socket.h"
 
 #include <algorithm>
@@ -192,6 +193,7 @@ private:
   bool listen() {
     control_.engine().logical().SetHost(false);
     control_.SetEdition(static_cast<int16_t>(*wholeNumber(options_.edition, 0, 1)));
+    control_.SetCapabilities(kAllCapabilities);
     control_.SetServer(true);
     if (control_.LinktestInterval() == 0)
       control_.SetLinktestInterval(kLinktestInterval);

@@ -1,9 +1,12 @@
 #include "apps/velto/model_text/model_file.h"
 
 #include "apps/velto/model_text/model_text.h"
+#include "gem/data/archive.h"
+#include "gem/data/companion_file.h"
 #include "gem/data/data_file.h"
 #include "platform/file.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace velto {
@@ -26,6 +29,19 @@ std::optional<GemData> parsed(const std::string &path, std::string_view text,
   return data;
 }
 
+std::string companionOf(const std::string &path) { return path + std::string(kCompanionEnding); }
+
+void readCommands(std::string_view companion, GemData &data) {
+  const auto parts = loadCompanion(companion);
+  if (!parts)
+    return;
+  const auto part = std::ranges::find(*parts, kCommandsPart, &CompanionPart::name);
+  if (part == parts->end())
+    return;
+  ArchiveReader archive(part->bytes);
+  loadCommands(archive, data.commands);
+}
+
 bool isOlder(const std::string &path, const std::string &than) {
   std::error_code error;
   const auto time = std::filesystem::last_write_time(path, error);
@@ -41,6 +57,8 @@ std::optional<GemData> readModelData(const std::string &path, std::string &probl
   auto data = bytes ? loadGemData(std::move(*bytes)) : std::nullopt;
   if (!data)
     problem = path + (bytes ? ": is no model data file" : ": cannot be read");
+  else if (const auto companion = readDataFile(systemFiles(), companionOf(path)))
+    readCommands(*companion, *data);
   return data;
 }
 
@@ -54,7 +72,13 @@ std::optional<GemData> readModel(const std::string &path, std::string &problem) 
 }
 
 bool writeModelData(const std::string &path, const GemData &data, std::string &problem) {
-  const bool written = saveDataFile(systemFiles(), path, 0, storeGemData(data));
+  ArchiveWriter commands;
+  storeCommands(commands, data.commands);
+  const CompanionPart part{std::string(kCommandsPart), commands.take()};
+  const bool hasCompanion = !data.commands.empty() || systemFiles().size(companionOf(path));
+  const bool written = saveDataFile(systemFiles(), path, 0, storeGemData(data)) &&
+                       (!hasCompanion || saveDataFile(systemFiles(), companionOf(path), 0,
+                                                      storeCompanion({&part, 1})));
   if (!written)
     problem = path + ": cannot be written";
   return written;

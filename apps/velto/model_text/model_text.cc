@@ -33,6 +33,18 @@ Names variableKinds() {
   return kNames;
 }
 
+/// Calls `visit(name)` for each of the names with commas between them, until it says what it
+/// expects instead.
+template <typename Visit> std::string forEachName(std::string_view text, Visit visit) {
+  for (text = trim(text); !text.empty();) {
+    const size_t end = std::min(text.find(','), text.size());
+    if (std::string expected = visit(trim(text.substr(0, end))); !expected.empty())
+      return expected;
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return "";
+}
+
 // The names of formats, as in SML but without the bracket: "U4".
 Names itemTypes() {
   static const auto kNames = [] {
@@ -136,6 +148,98 @@ constexpr Field<CHGemAlarmAlid> kAlarmFields[] = {
     field<&CHGemAlarmAlid::altx>("text"),
 };
 
+// The parameters of a command: "LOT:A,SLOT:U1", and the names of those that it must have.
+void printParameters(std::string &out, const CHGemCommand &command) {
+  std::string text;
+  for (const CHGemCommandParameter &parameter : command.parameters) {
+    text.append(text.empty() ? "" : ",").append(parameter.name).append(":");
+    printValue(text, parameter.nodeType, itemTypes);
+  }
+  printValue(out, text);
+}
+
+std::string readParameters(std::string_view text, CHGemCommand &command) {
+  command.parameters.clear();
+  return forEachName(text, [&command](std::string_view entry) -> std::string {
+    const size_t colon = std::min(entry.rfind(':'), entry.size());
+    CHGemCommandParameter parameter{std::string(trim(entry.substr(0, colon)))};
+    if (parameter.name.empty() || command.find(parameter.name) != nullptr)
+      return "names with a type each, every name once: LOT:A,SLOT:U1";
+    if (colon == entry.size())
+      return "names with a type each: LOT:A,SLOT:U1";
+    const auto type = findRole(itemTypes(), trim(entry.substr(colon + 1)));
+    if (!type || *type == 0)
+      return "names with a type each, which is one of the types of [variables]";
+    parameter.nodeType = *type;
+    command.parameters.push_back(std::move(parameter));
+    return "";
+  });
+}
+
+void printRequired(std::string &out, const CHGemCommand &command) {
+  std::string text;
+  for (const CHGemCommandParameter &parameter : command.parameters)
+    if (parameter.required)
+      text.append(text.empty() ? "" : ",").append(parameter.name);
+  printValue(out, text);
+}
+
+std::string readRequired(std::string_view text, CHGemCommand &command) {
+  return forEachName(text, [&command](std::string_view name) -> std::string {
+    const auto parameter =
+        std::ranges::find(command.parameters, name, &CHGemCommandParameter::name);
+    if (parameter == command.parameters.end())
+      return "names of parameters that stand before it";
+    parameter->required = true;
+    return "";
+  });
+}
+
+void printStates(std::string &out, const CHGemCommand &command) {
+  std::string text;
+  for (uint8_t state = 0; state < controlStates().size(); ++state)
+    if ((command.states & CHGemCommand::stateBit(state)) != 0)
+      text.append(text.empty() ? "" : ",").append(controlStates()[state]);
+  out += text.empty() ? "none" : text;
+}
+
+std::string readStates(std::string_view text, CHGemCommand &command) {
+  command.states = 0;
+  if (text == "none")
+    return "";
+  return forEachName(text, [&command](std::string_view name) -> std::string {
+    const auto state = findRole(controlStates(), name);
+    if (!state)
+      return "control states with commas between them, such as local,remote";
+    command.states = static_cast<uint8_t>(command.states | CHGemCommand::stateBit(*state));
+    return "";
+  });
+}
+
+constexpr Field<CHGemCommand> kCommandFields[] = {
+    field<&CHGemCommand::name>("name"),        {"parameters", printParameters, readParameters},
+    {"required", printRequired, readRequired}, {"states", printStates, readStates},
+    field<&CHGemCommand::event>("event"),      field<&CHGemCommand::description>("description"),
+};
+
+void printCommands(std::string &out, const GemData &data) {
+  for (const CHGemCommand &command : data.commands)
+    printFields(out, kCommandFields, command);
+}
+
+std::string readCommand(std::string_view line, GemData &data, std::set<uint32_t> &) {
+  CHGemCommand command;
+  uint32_t given = 0;
+  if (std::string problem = readFields(line, kCommandFields, command, given); !problem.empty())
+    return problem;
+  if (command.name.empty())
+    return "name is missing";
+  if (findCommand(data.commands, command.name) != nullptr)
+    return "name is that of an earlier line";
+  data.commands.push_back(std::move(command));
+  return "";
+}
+
 // Lists that are ordered by number are sorted after the last line.
 void append(auto &list, auto object) { list.Append(std::move(object)); }
 void append(CHGemEventReportList &list, CHGemEventReport &&report) { list.Add(std::move(report)); }
@@ -209,6 +313,7 @@ constexpr Section kSections[] = {
     list<&GemData::reports, kReportFields>("reports"),
     list<&GemData::events, kEventFields>("events"),
     list<&GemData::alarms, kAlarmFields>("alarms"),
+    {"commands", printCommands, readCommand},
 };
 
 /// Reads a text line by line.
@@ -253,6 +358,8 @@ private:
 std::string modelToText(const GemData &data) {
   std::string text;
   for (const Section &section : kSections) {
+    if (section.print == printCommands && data.commands.empty())
+      continue; // they came later than the form of this text
     text += text.empty() ? "[" : "\n[";
     text += section.name;
     text += "]\n";

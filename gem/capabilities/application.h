@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace velto {
+
+/// What capabilities tell the host application, and ask it. It answers through members of the
+/// control before it returns, and may do anything meanwhile, destroy the control included.
+class GemApplication {
+public:
+  virtual ~GemApplication() = default;
+
+  /// The host asks for a remote command that passed every check. Parameters are one line each,
+  /// "NAME=value".
+  virtual void OnRemoteCommand(const std::string & /*name*/, const std::string & /*parameters*/) {}
+};
+
+} // namespace velto

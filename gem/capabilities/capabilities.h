@@ -1,0 +1,72 @@
+#pragma once
+
+#include "gem/capabilities/capability.h"
+#include "gem/capabilities/remote_control.h"
+#include "gem/data/companion_file.h"
+#include "gem/messages/send_stage.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velto {
+
+/// The capabilities of an equipment in their order. What is switched off costs nothing and changes
+/// nothing. Also the stage of sending that they form together.
+class GemCapabilities final : public GemSendStage {
+public:
+  /// Their settings are added to `settings`, which must not outlive them.
+  GemCapabilities(const GemParts &parts, SettingList &settings);
+
+  CHGemRemoteControl &remote() { return *remote_; }
+  const CHGemRemoteControl &remote() const { return *remote_; }
+
+  /// GemCapabilityBit bits of those that are on. Other bits are dropped.
+  uint32_t enabled() const { return static_cast<uint32_t>(enabled_); }
+  void enable(uint32_t bits);
+
+  bool OnReceive(CHSecsVerifier &slot);
+  void OnReceived();
+  void Tick();
+  std::optional<uint32_t> NextTick() const;
+  void OnConnectionReset();
+  void OnDisable();
+  void OnRejected(const CHSecsHeader &primary);
+  void OnProblem(LinkProblem problem, const CHSecsHeader &header);
+  void OnVariableChanged(uint32_t vid);
+  void beforeReading();
+  void addStatus(TreeNode &parent) const;
+  std::optional<bool> stop(const CHSecsMessage &message) override;
+  bool wantsEvents() const;
+
+  /// Back to where all began; settings stay.
+  void Reset();
+  bool modified() const;
+  void clearModified();
+  uint32_t changes() const;
+
+  /// What is to outlive the process, as the bytes of the data file's companion.
+  std::string store() const;
+  /// Takes that over; parts of a name that nobody has are passed over. False, and nothing is
+  /// there, when the bytes are no such file.
+  bool load(std::string_view bytes);
+
+private:
+  struct Entry {
+    uint32_t bit;
+    std::unique_ptr<GemCapability> capability;
+  };
+
+  template <typename C> C *add(uint32_t bit, const GemParts &parts, SettingList &settings);
+  bool loadPart(const CompanionPart &part);
+  bool isOn(const Entry &entry) const { return (enabled() & entry.bit) != 0; }
+  /// Calls every one that is on.
+  template <typename Call> void each(Call call) const;
+
+  std::vector<Entry> entries_;
+  int32_t enabled_ = 0;
+  CHGemRemoteControl *remote_ = nullptr;
+};
+
+} // namespace velto

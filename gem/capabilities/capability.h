@@ -1,0 +1,79 @@
+#pragma once
+
+#include "base/setting_list.h"
+#include "gem/capabilities/application.h"
+#include "gem/data/archive.h"
+#include "gem/models/event_model.h"
+#include "gem/models/model.h"
+#include "platform/file.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace velto {
+
+/// The optional parts of an equipment (SEMI E30 4), as bits of the Gem control's `Capabilities`.
+enum GemCapabilityBit : uint32_t {
+  CapabilityRemoteControl = 0x01,
+};
+inline constexpr uint32_t kAllCapabilities = 0x01;
+
+/// What capabilities need of the core object beside what every model needs.
+class GemCapabilityOwner {
+public:
+  virtual ~GemCapabilityOwner() = default;
+
+  virtual GemApplication &application() = 0;
+  virtual FileSystem &files() = 0;
+  /// The model data file; what a capability keeps stands beside it.
+  virtual const std::string &dataFile() const = 0;
+  /// A failure that the host application is to hear of.
+  virtual void reportFailure(const std::string &reason) = 0;
+};
+
+/// What a capability is made of: the core object in its two roles, what the equipment knows, and
+/// the model that reports its events.
+struct GemParts {
+  GemModelOwner &owner;
+  GemCapabilityOwner &host;
+  GemData &data;
+  CHGemEventModel &events;
+};
+
+/// A capability of the equipment that can be switched on: it knows the models, and no model knows
+/// it. Every hook of a model reaches it while it is on, in the order of the capabilities and behind
+/// the models; its Tick() comes in every communication state.
+class GemCapability : public GemModel {
+public:
+  explicit GemCapability(const GemParts &parts)
+      : GemModel(parts.owner, parts.data), host_(parts.host), events_(parts.events) {}
+
+  /// Settings that the INI file keeps.
+  virtual void addSettings(SettingList & /*settings*/) {}
+  /// What is to outlive the process: the name of its part in the companion of the data file; empty
+  /// when there is nothing.
+  virtual std::string_view storedAs() const { return {}; }
+  virtual void store(ArchiveWriter & /*archive*/) const {}
+  virtual void load(ArchiveReader & /*archive*/) {}
+
+  /// Variables are about to be read by the partner.
+  virtual void beforeReading() {}
+  /// A variable got another value, or may have.
+  virtual void OnVariableChanged(uint32_t /*vid*/) {}
+  /// A message that is to go out: see GemSendStage. It comes here before the gate.
+  virtual std::optional<bool> stop(const CHSecsMessage & /*message*/) { return std::nullopt; }
+  /// Events and alarms are wanted though there is no partner to hear them.
+  virtual bool wantsEvents() const { return false; }
+
+protected:
+  GemCapabilityOwner &host() const { return host_; }
+  CHGemEventModel &events() const { return events_; }
+
+private:
+  GemCapabilityOwner &host_;
+  CHGemEventModel &events_;
+};
+
+} // namespace velto
