@@ -23,6 +23,10 @@ public:
   }
   /// Stands in the file as 0 or 1; any other number reads as true.
   void flag(const char *key, bool &value, bool fallback) { add(key, &value, fallback ? 1 : 0); }
+  void rareFlag(const char *key, bool &value, bool fallback) {
+    flag(key, value, fallback);
+    settings_.back().rare = true;
+  }
   /// Texts hold at most 255 characters.
   void text(const char *key, std::string &value, const char *fallback) {
     add(key, &value, fallback);
@@ -43,6 +47,7 @@ private:
     bool rare = false;
   };
 
+  static bool hasFallback(const Value &value, const Fallback &fallback);
   void add(const char *key, Value value, Fallback fallback) {
     settings_.push_back({section_, key, value, fallback});
   }

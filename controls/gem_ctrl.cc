@@ -134,6 +134,8 @@ bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
     setModified();
   if (!applied.problem.empty())
     site().frontEnd.showBox(errorBox(applied.problem));
+  if (applied.constants)
+    constantsChanged();
   return applied.problem.empty();
 }
 

@@ -227,6 +227,12 @@ public:
   int16_t CPACK(const std::string &name) const;
   void SetCPACK(const std::string &name, int16_t fault);
   std::string CPVAL(const std::string &name) const;
+  // Inside TerminalText the answer, 0 at first (SEMI E5, ACKC10).
+  int16_t ACKC10() const;
+  void SetACKC10(int16_t answer);
+  /// Texts of several lines (S10F5) are taken.
+  bool MultiBlockTerminal() const;
+  void SetMultiBlockTerminal(bool takes);
 
   int16_t ViewStyle() const { return viewStyle_; }
   void SetViewStyle(int16_t style);
@@ -268,6 +274,14 @@ public:
     return TrySetVIDValue(vid, numberText(value));
   }
   bool RegisterCEID(int32_t ceid, int16_t role, const std::string &description);
+  /// The operator has read the text of a terminal: reports the event of that role. False when there
+  /// is no such text, and when the event is not sent.
+  bool RecognizeTerminalText();
+  /// Sends S10F1, or S10F3 when this side is the host. False when it may not go out.
+  bool SendTerminalText(int16_t tid, const std::string &text);
+  /// Sets the variables of the processing state and reports the event of its change. False when the
+  /// state is the same, or no variable has that role.
+  bool SetProcessState(int32_t state);
   bool RegisterALID(int32_t alid, int16_t alcd, const std::string &text);
   bool UnregisterALID(int32_t alid);
   /// Reads the settings and the model; true whenever a model exists, whatever the data file held.
@@ -301,6 +315,7 @@ public:
   Event<> onSent{*this, 8};
   Event<int32_t> onVIDChanged{*this, 9};
   Event<std::string, std::string> onRemoteCommand{*this, 200};
+  Event<int16_t, std::string> onTerminalText{*this, 201};
 
 private:
   struct Selection {
@@ -320,6 +335,7 @@ private:
   void OnCommunicationStateChanged(int16_t next, int16_t previous) override;
   void OnControlStateChanged(int16_t next, int16_t previous) override;
   void OnVariableChanged(int32_t vid) override;
+  void OnTerminalText(uint8_t tid, const std::string &text) override;
   void OnRemoteCommand(const std::string &name, const std::string &parameters) override;
 
   void onModified() override { engine_->changed(); }
@@ -349,6 +365,12 @@ private:
     return std::to_string(uint64_t{value});
   }
   static std::string numberText(double value);
+  // The operator changed constants: the last thing to be done.
+  void constantsChanged();
+  /// The capabilities; null without a model.
+  GemCapabilities *capabilities() const;
+  /// Null also while the one of that bit is off.
+  GemCapabilities *capabilitiesWith(uint32_t bit) const;
   // After a change of a value: the last thing to be done.
   void valueChanged(int32_t vid);
   // After a change of the lists: marks the model modified and saves it.

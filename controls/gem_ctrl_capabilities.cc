@@ -1,4 +1,5 @@
-// The capabilities of the Gem control: what can be switched on beside the model.
+// The capabilities of the Gem control: what can be switched on beside the model. Without a model
+// there are none: they read as switched off, and setting them changes nothing.
 
 #include "controls/gem_ctrl.h"
 
@@ -6,43 +7,114 @@
 
 namespace velto {
 
+GemCapabilities *CVeltoGemCtrl::capabilities() const {
+  return engine_->gem() == nullptr ? nullptr : &engine_->gem()->capabilities();
+}
+
+GemCapabilities *CVeltoGemCtrl::capabilitiesWith(uint32_t bit) const {
+  GemCapabilities *parts = capabilities();
+  return parts != nullptr && (parts->enabled() & bit) != 0 ? parts : nullptr;
+}
+
 int32_t CVeltoGemCtrl::Capabilities() const {
-  return engine_->gem() == nullptr ? 0
-                                   : static_cast<int32_t>(engine_->gem()->capabilities().enabled());
+  const GemCapabilities *parts = capabilities();
+  return parts == nullptr ? 0 : static_cast<int32_t>(parts->enabled());
 }
 
 void CVeltoGemCtrl::SetCapabilities(int32_t bits) {
-  if (engine_->gem() != nullptr)
-    engine_->gem()->capabilities().enable(static_cast<uint32_t>(bits));
+  if (GemCapabilities *parts = capabilities())
+    parts->enable(static_cast<uint32_t>(bits));
   setModified();
 }
 
+// Remote commands -------------------------------------------------------------------------------
+
 int16_t CVeltoGemCtrl::HCACK() const {
-  return engine_->gem() == nullptr ? int16_t{0} : engine_->gem()->capabilities().remote().answer();
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? int16_t{0} : parts->remote().answer();
 }
 
 void CVeltoGemCtrl::SetHCACK(int16_t answer) {
-  if (engine_->gem() != nullptr && std::in_range<uint8_t>(answer))
-    engine_->gem()->capabilities().remote().setAnswer(static_cast<uint8_t>(answer));
+  GemCapabilities *parts = capabilities();
+  if (parts != nullptr && std::in_range<uint8_t>(answer))
+    parts->remote().setAnswer(static_cast<uint8_t>(answer));
 }
 
 int16_t CVeltoGemCtrl::CPACK(const std::string &name) const {
-  return engine_->gem() == nullptr ? int16_t{0}
-                                   : engine_->gem()->capabilities().remote().parameterFault(name);
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? int16_t{0} : parts->remote().parameterFault(name);
 }
 
 void CVeltoGemCtrl::SetCPACK(const std::string &name, int16_t fault) {
-  if (engine_->gem() != nullptr && std::in_range<uint8_t>(fault))
-    engine_->gem()->capabilities().remote().setParameterFault(name, static_cast<uint8_t>(fault));
+  GemCapabilities *parts = capabilities();
+  if (parts != nullptr && std::in_range<uint8_t>(fault))
+    parts->remote().setParameterFault(name, static_cast<uint8_t>(fault));
 }
 
 std::string CVeltoGemCtrl::CPVAL(const std::string &name) const {
-  return engine_->gem() == nullptr ? ""
-                                   : engine_->gem()->capabilities().remote().parameterValue(name);
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? "" : parts->remote().parameterValue(name);
 }
 
 void CVeltoGemCtrl::OnRemoteCommand(const std::string &name, const std::string &parameters) {
   onRemoteCommand.raise(std::string(name), std::string(parameters));
+}
+
+// Terminal services -----------------------------------------------------------------------------
+
+int16_t CVeltoGemCtrl::ACKC10() const {
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? int16_t{0} : parts->terminal().answer();
+}
+
+void CVeltoGemCtrl::SetACKC10(int16_t answer) {
+  GemCapabilities *parts = capabilities();
+  if (parts != nullptr && std::in_range<uint8_t>(answer))
+    parts->terminal().setAnswer(static_cast<uint8_t>(answer));
+}
+
+bool CVeltoGemCtrl::MultiBlockTerminal() const {
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr || parts->terminal().multiBlock();
+}
+
+void CVeltoGemCtrl::SetMultiBlockTerminal(bool takes) {
+  if (GemCapabilities *parts = capabilities())
+    parts->terminal().setMultiBlock(takes);
+  setModified();
+}
+
+bool CVeltoGemCtrl::RecognizeTerminalText() {
+  GemCapabilities *parts = capabilitiesWith(CapabilityTerminal);
+  return parts != nullptr && engine_->during([parts] { return parts->terminal().Recognize(); });
+}
+
+bool CVeltoGemCtrl::SendTerminalText(int16_t tid, const std::string &text) {
+  GemCapabilities *parts = capabilitiesWith(CapabilityTerminal);
+  return parts != nullptr && std::in_range<uint8_t>(tid) && engine_->during([&] {
+    return parts->terminal().SendText(static_cast<uint8_t>(tid), text);
+  });
+}
+
+void CVeltoGemCtrl::OnTerminalText(uint8_t tid, const std::string &text) {
+  onTerminalText.raise(int16_t{tid}, std::string(text));
+}
+
+// Variables that are kept true ------------------------------------------------------------------
+
+void CVeltoGemCtrl::constantsChanged() {
+  if (GemCapabilities *parts = capabilitiesWith(CapabilityVariables))
+    engine_->during([parts] {
+      parts->variables().ConstantsChanged();
+      return true;
+    });
+}
+
+bool CVeltoGemCtrl::SetProcessState(int32_t state) {
+  GemCapabilities *parts = capabilitiesWith(CapabilityVariables);
+  return parts != nullptr && engine_->during([parts, state] {
+    return parts->variables().SetProcessState(static_cast<uint32_t>(state));
+  });
 }
 
 } // namespace velto

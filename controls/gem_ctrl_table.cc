@@ -113,7 +113,11 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::Edition, &C::SetEdition>(
               200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
           .property<&C::Capabilities, &C::SetCapabilities>(
-              202, "Capabilities", "Bits of the capabilities that are on: 1 remote commands.", 0)
+              202, "Capabilities",
+              "Bits of the capabilities that are on: 1 remote commands, 32 terminal services, 64 "
+              "variables "
+              "that are kept true.",
+              0)
           .property<&C::HCACK, &C::SetHCACK>(
               203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")
           .indexed<&C::CPACK, &C::SetCPACK>(
@@ -121,6 +125,10 @@ const MemberTable &CVeltoGemCtrl::table() {
               "Inside RemoteCommand the objection to a parameter, 0 at first.")
           .readOnlyIndexed<&C::CPVAL>(205, "CPVAL", {"lpszName"},
                                       "Inside RemoteCommand the value of a parameter as text.")
+          .property<&C::ACKC10, &C::SetACKC10>(
+              206, "ACKC10", "Inside TerminalText the answer to the text, 0 at first.")
+          .property<&C::MultiBlockTerminal, &C::SetMultiBlockTerminal>(
+              209, "MultiBlockTerminal", "Texts of several lines (S10F5) are taken.", true)
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")
@@ -201,6 +209,15 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<trySetValue>(
               213, "TrySetVIDValue", {"lVID", "lpszValue"},
               "Sets a value; false when unknown, no number, beyond its type or out of bounds.")
+          .method<&C::RecognizeTerminalText>(
+              207, "RecognizeTerminalText", {},
+              "The operator has read a text: reports that event; false when there is none.")
+          .method<&C::SendTerminalText>(
+              208, "SendTerminalText", {"sTID", "lpszText"},
+              "Sends S10F1, of a host S10F3; false when it may not go out.")
+          .method<&C::SetProcessState>(
+              226, "SetProcessState", {"lState"},
+              "Sets the processing state's variables and reports the event of the change.")
           .event<int16_t, int16_t>(1, "CommunicationStateChanged", {"sNewState", "sPrevState"},
                                    "The communication state changed.")
           .event<std::string, int32_t>(2, "Connected", {"lpszIPAddress", "lPortNumber"},
@@ -222,6 +239,8 @@ const MemberTable &CVeltoGemCtrl::table() {
           .event<std::string, std::string>(
               200, "RemoteCommand", {"lpszName", "lpszParameters"},
               "The host asks for a remote command; HCACK and CPACK answer it.")
+          .event<int16_t, std::string>(201, "TerminalText", {"sTID", "lpszText"},
+                                       "The partner sends a text for a terminal; ACKC10 answers.")
           .build();
   return table;
 }

@@ -122,7 +122,19 @@ GemSetup::Applied GemSetup::apply(CVeltoGemCtrl &control) {
     model->data().reports.Clear();
     model->data().events.unlinkAll();
   }
-  return {true, save(control, changes)};
+  const bool constants = changes.lists && changedConstants(control);
+  return {true, constants, save(control, changes)};
+}
+
+bool GemSetup::changedConstants(CVeltoGemCtrl &control) const {
+  const CHGemEventVidList &variables = control.engine().gem()->data().variables;
+  for (size_t i = 0; i < variables.Count(); ++i) {
+    const CHGemEventVid &live = variables.at(i);
+    const CHGemEventVid *shown = desk_.shown.variables.FindVid(live.vid, EquipmentConstant);
+    if (live.kind == EquipmentConstant && shown != nullptr && shown->rawValue() != live.rawValue())
+      return true;
+  }
+  return false;
 }
 
 // The model's flag tells whether its file was written, and has it tried again later when not.

@@ -30,7 +30,8 @@ public:
 
   struct Applied {
     bool changed = false;
-    std::string problem; ///< what could not be written; empty when all was
+    bool constants = false; ///< the value of an equipment constant is another one
+    std::string problem;    ///< what could not be written; empty when all was
   };
   /// Makes the operator's changes in the control and writes its files. Settings come first, then
   /// the lists, parameters, roles and the clock. When the events or variables were on the sheet and
@@ -49,6 +50,7 @@ private:
 
   bool contains(int32_t bits) const;
   void applyStep(int step, CVeltoGemCtrl &control, SetupChanges &changes) const;
+  bool changedConstants(CVeltoGemCtrl &control) const;
   std::string save(CVeltoGemCtrl &control, const SetupChanges &changes) const;
 
   SetupDesk desk_;

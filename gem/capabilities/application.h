@@ -14,6 +14,8 @@ public:
   /// The host asks for a remote command that passed every check. Parameters are one line each,
   /// "NAME=value".
   virtual void OnRemoteCommand(const std::string & /*name*/, const std::string & /*parameters*/) {}
+  /// A text for the terminal of that number, lines divided by line feeds.
+  virtual void OnTerminalText(uint8_t /*tid*/, const std::string & /*text*/) {}
 };
 
 } // namespace velto

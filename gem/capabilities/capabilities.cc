@@ -11,6 +11,8 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   settings.section("Gem");
   settings.rareInteger("Capabilities", enabled_, 0);
   remote_ = add<CHGemRemoteControl>(CapabilityRemoteControl, parts, settings);
+  terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
+  variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
 }
 
 template <typename C>
@@ -77,8 +79,12 @@ void GemCapabilities::OnVariableChanged(uint32_t vid) {
   each([vid](GemCapability &capability) { capability.OnVariableChanged(vid); });
 }
 
-void GemCapabilities::beforeReading() {
-  each([](GemCapability &capability) { capability.beforeReading(); });
+void GemCapabilities::beforeReading(const CHGemEventCeid *event) {
+  each([event](GemCapability &capability) { capability.beforeReading(event); });
+}
+
+void GemCapabilities::OnAlarmChanged(uint32_t alid, bool set) {
+  each([alid, set](GemCapability &capability) { capability.OnAlarmChanged(alid, set); });
 }
 
 void GemCapabilities::addStatus(TreeNode &parent) const {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "gem/capabilities/capability.h"
+#include "gem/capabilities/kept_variables.h"
 #include "gem/capabilities/remote_control.h"
+#include "gem/capabilities/terminal.h"
 #include "gem/data/companion_file.h"
 #include "gem/messages/send_stage.h"
 
@@ -20,7 +22,8 @@ public:
   GemCapabilities(const GemParts &parts, SettingList &settings);
 
   CHGemRemoteControl &remote() { return *remote_; }
-  const CHGemRemoteControl &remote() const { return *remote_; }
+  CHGemTerminal &terminal() { return *terminal_; }
+  CHGemKeptVariables &variables() { return *variables_; }
 
   /// GemCapabilityBit bits of those that are on. Other bits are dropped.
   uint32_t enabled() const { return static_cast<uint32_t>(enabled_); }
@@ -35,7 +38,8 @@ public:
   void OnRejected(const CHSecsHeader &primary);
   void OnProblem(LinkProblem problem, const CHSecsHeader &header);
   void OnVariableChanged(uint32_t vid);
-  void beforeReading();
+  void beforeReading(const CHGemEventCeid *event);
+  void OnAlarmChanged(uint32_t alid, bool set);
   void addStatus(TreeNode &parent) const;
   std::optional<bool> stop(const CHSecsMessage &message) override;
   bool wantsEvents() const;
@@ -67,6 +71,8 @@ private:
   std::vector<Entry> entries_;
   int32_t enabled_ = 0;
   CHGemRemoteControl *remote_ = nullptr;
+  CHGemTerminal *terminal_ = nullptr;
+  CHGemKeptVariables *variables_ = nullptr;
 };
 
 } // namespace velto

@@ -17,8 +17,10 @@ namespace velto {
 /// The optional parts of an equipment (SEMI E30 4), as bits of the Gem control's `Capabilities`.
 enum GemCapabilityBit : uint32_t {
   CapabilityRemoteControl = 0x01,
+  CapabilityTerminal = 0x20,
+  CapabilityVariables = 0x40,
 };
-inline constexpr uint32_t kAllCapabilities = 0x01;
+inline constexpr uint32_t kAllCapabilities = 0x61;
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {
@@ -58,8 +60,11 @@ public:
   virtual void store(ArchiveWriter & /*archive*/) const {}
   virtual void load(ArchiveReader & /*archive*/) {}
 
-  /// Variables are about to be read by the partner.
-  virtual void beforeReading() {}
+  /// Variables are about to be read: for the reports of an event, or for whatever a message asks
+  /// (null). Nothing may be sent or reported here.
+  virtual void beforeReading(const CHGemEventCeid * /*event*/) {}
+  /// InvokeAlarm() set or cleared an alarm, and has sent its report where it may go out.
+  virtual void OnAlarmChanged(uint32_t /*alid*/, bool /*set*/) {}
   /// A variable got another value, or may have.
   virtual void OnVariableChanged(uint32_t /*vid*/) {}
   /// A message that is to go out: see GemSendStage. It comes here before the gate.

@@ -13,9 +13,16 @@ inline constexpr uint8_t kNoRole = 255;
 /// Variables that the equipment itself reads or that SEMI E30 names. A role follows its variable,
 /// whatever that one's number.
 enum VariableRole : uint8_t {
+  RoleAlarmID = 0,
   RoleEstablishCommunicationsTimeout = 9, ///< seconds
   RoleTimeFormat = 12,
+  RoleAlarmsEnabled = 13,
+  RoleAlarmsSet = 14,
+  RoleClock = 15,
   RoleControlState = 16,
+  RoleEventsEnabled = 17,
+  RolePreviousProcessState = 20,
+  RoleProcessState = 21,
 };
 
 /// Collection events that the equipment itself raises.
@@ -23,6 +30,11 @@ enum EventRole : uint8_t {
   RoleOnlineToOffline = 0,
   RoleGoToLocal = 1,
   RoleGoToRemote = 2,
+  RoleProcessStateChanged = 7,
+  RoleAlarmSet = 8,
+  RoleAlarmCleared = 9,
+  RoleOperatorChangedConstant = 10,
+  RoleOperatorRecognizedMessage = 20,
 };
 
 /// The names of all roles; a role's number is its index.

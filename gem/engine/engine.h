@@ -87,6 +87,13 @@ public:
   /// Sends S6F11 or S5F1; false without a model, and unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
+  /// Does something with the model that may report, while it is kept alive; false without a model.
+  template <typename Work> bool during(Work work) {
+    const Hold held(*this);
+    const bool done = gem_ != nullptr && work();
+    ticker_.arm();
+    return done;
+  }
   /// The value of a variable was changed here.
   void variableChanged(uint32_t vid);
 

@@ -111,7 +111,15 @@ bool CHGem::invokes() const {
 bool CHGem::InvokeEvent(uint32_t ceid) { return invokes() && events_->InvokeEvent(ceid); }
 
 bool CHGem::InvokeAlarm(uint32_t alid, uint8_t alcd) {
-  return invokes() && alarms_->InvokeAlarm(alid, alcd);
+  if (!invokes())
+    return false;
+  const CHGemAlarmAlid *alarm = data_.alarms.FindAlid(alid);
+  const bool set = alarm != nullptr && !alarm->isSet();
+  const uint32_t before = alarms_->changes();
+  const bool sent = alarms_->InvokeAlarm(alid, alcd);
+  if (alarms_->changes() != before)
+    capabilities_->OnAlarmChanged(alid, set);
+  return sent;
 }
 
 // Receiving -------------------------------------------------------------------------------------
@@ -131,12 +139,16 @@ bool CHGem::OnReceive(CHSecsVerifier &slot) {
 
 bool CHGem::handle(CHSecsVerifier &slot) {
   const auto shared = std::span(models_).subspan(aloneCount_);
-  for (const auto &model : std::span(models_).first(aloneCount_))
-    if (model->OnReceive(slot))
-      return true;
+  for (const auto &model : std::span(models_).first(aloneCount_)) {
+    if (!model->OnReceive(slot))
+      continue;
+    if (model.get() != communication_ && model.get() != control_) // the states allow it
+      capabilities_->OnReceive(slot);
+    return true;
+  }
   const uint32_t before = changes();
   bool taken = false;
-  capabilities_->beforeReading();
+  capabilities_->beforeReading(nullptr);
   for (const auto &model : shared)
     taken = model->OnReceive(slot) || taken;
   taken = capabilities_->OnReceive(slot) || taken;
@@ -234,6 +246,8 @@ void CHGem::reportControlState(uint8_t next, uint8_t previous) {
   if (comes && owner() != nullptr)
     owner()->reportControlState(next, previous);
 }
+
+void CHGem::beforeReading(const CHGemEventCeid &event) { capabilities_->beforeReading(&event); }
 
 void CHGem::variableChanged(uint32_t vid) { capabilities_->OnVariableChanged(vid); }
 

@@ -64,6 +64,7 @@ public:
 
   /// The value of a variable was changed, by whomever.
   void variableChanged(uint32_t vid) override;
+  void beforeReading(const CHGemEventCeid &event) override;
   /// Sends S6F11 or S5F1; false unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);

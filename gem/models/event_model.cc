@@ -13,6 +13,7 @@ bool CHGemEventModel::InvokeEvent(uint32_t ceid) {
   const CHGemEventCeid *event = data().events.FindCeid(ceid);
   if (event == nullptr || !event->enable)
     return false;
+  owner().beforeReading(*event);
   std::optional<CHSecsItem> body = stream6::eventData(data(), *event, data().nextDataId);
   if (!body)
     return false;

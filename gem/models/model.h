@@ -39,6 +39,8 @@ public:
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;
   virtual void reportControlState(uint8_t next, uint8_t previous) = 0;
   virtual void reportVariable(uint32_t vid) = 0;
+  /// The reports of an event are about to be made.
+  virtual void beforeReading(const CHGemEventCeid & /*event*/) {}
   /// The value of a variable was changed.
   virtual void variableChanged(uint32_t /*vid*/) {}
 };

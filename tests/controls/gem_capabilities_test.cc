@@ -19,6 +19,14 @@ protected:
         {.name = "5"},
     };
   }
+  void addVariable(uint32_t vid, uint8_t type, uint8_t role) {
+    CHGemEventVid variable;
+    variable.vid = vid;
+    variable.nodeType = type;
+    variable.role = role;
+    variable.SetValue(type == SecsAscii || type == SecsList ? "" : "0");
+    equipment.model().data().variables.Add(std::move(variable));
+  }
 };
 
 TEST_F(GemCapabilitiesTest, RemoteCommands) {
@@ -62,6 +70,78 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
     EXPECT_EQ(host.messages.size(), row.completes ? 1U : 0U) << row.hcack;
     EXPECT_EQ(control.HCACK(), 0) << "its answers are those of one command";
   }
+}
+
+TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
+  establish();
+  CVeltoGemCtrl &control = *equipment.control;
+  std::string shown;
+  int16_t answer = 0;
+  equipment.onEvent = [&](const std::string &line) {
+    if (!line.starts_with("TerminalText"))
+      return;
+    shown = line;
+    EXPECT_EQ(control.ACKC10(), 0);
+    control.SetACKC10(answer);
+  };
+  EXPECT_FALSE(control.RecognizeTerminalText()) << "nothing to be read";
+  expectAnswers(kTables, "Terminals");
+  settle(5);
+  EXPECT_EQ(host.messages, (std::vector<std::string>{"S10F7 <b 0x02>"}));
+  EXPECT_EQ(shown, "TerminalText 0 all");
+  control.SetMultiBlockTerminal(true);
+  ask("s10f5w{<b 2>{<a'a'><a'b'>}}");
+  EXPECT_EQ(shown, "TerminalText 2 a\nb");
+  equipment.model().events().RegisterCEID(20, RoleOperatorRecognizedMessage, "Read");
+  EXPECT_TRUE(control.RecognizeTerminalText());
+  EXPECT_FALSE(control.RecognizeTerminalText()) << "once";
+  settle(4);
+  answer = 2;
+  EXPECT_EQ(ask("s10f3w{<b 1><a'Hello'>}"), "S10F4 <b 0x02>");
+  EXPECT_FALSE(control.RecognizeTerminalText()) << "never shown";
+  host.messages.clear();
+  EXPECT_TRUE(control.SendTerminalText(3, "Help"));
+  settle(2);
+  EXPECT_EQ(host.messages, (std::vector<std::string>{"S10F1W { <b 0x03> <a 'Help'> }"}));
+}
+
+TEST_F(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
+  addVariable(20, SecsAscii, RoleClock);
+  addVariable(21, SecsList, RoleAlarmsEnabled);
+  addVariable(22, SecsList, RoleAlarmsSet);
+  addVariable(23, SecsList, RoleEventsEnabled);
+  establish();
+  expectAnswers(kTables, "KeptVariables");
+  addVariable(24, SecsDWord, RoleAlarmID);
+  addVariable(25, SecsByte, RoleProcessState);
+  addVariable(26, SecsByte, RolePreviousProcessState);
+  CHGemEventModel &events = equipment.model().events();
+  events.RegisterCEID(30, RoleAlarmSet, "");
+  events.RegisterCEID(31, RoleAlarmCleared, "");
+  events.RegisterCEID(32, RoleProcessStateChanged, "");
+  events.RegisterCEID(33, RoleOperatorChangedConstant, "");
+  events.SetReport(1, {24, 22});
+  events.SetReport(2, {25, 26});
+  for (const uint32_t ceid : {30, 31})
+    events.LinkReport(ceid, 1);
+  events.LinkReport(32, 2);
+  const auto heard = [this] {
+    settle(4);
+    return std::exchange(host.messages, {});
+  };
+  using Messages = std::vector<std::string>;
+  heard();
+  EXPECT_TRUE(equipment.control->InvokeAlarm(5, 0x85));
+  EXPECT_EQ(heard(),
+            (Messages{"S5F1W { <b 0x85> * ALCD <u4 5> * ALID <a 'Hot'> * ALTX }",
+                      "S6F11W { <u4 1> <u4 30> * CEID { { <u4 1> { <u4 5> { <u4 5> } } } } }"}));
+  EXPECT_FALSE(equipment.control->InvokeAlarm(5, 0x85)) << "nothing changed";
+  EXPECT_EQ(heard(), Messages{});
+  EXPECT_TRUE(equipment.control->InvokeAlarm(5, 5));
+  EXPECT_EQ(heard().back(), "S6F11W { <u4 2> <u4 31> * CEID { { <u4 1> { <u4 5> { } } } } }");
+  EXPECT_TRUE(equipment.control->SetProcessState(3));
+  EXPECT_FALSE(equipment.control->SetProcessState(3));
+  EXPECT_EQ(heard(), Messages{"S6F11W { <u4 3> <u4 32> * CEID { { <u4 2> { <u1 3> <u1 0> } } } }"});
 }
 
 TEST_F(GemCapabilitiesTest, WhatIsKeptOutlivesTheProcess) {

@@ -506,12 +506,13 @@ TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
                            "Edition",
                            "LinktestInterval",
                            "Capabilities",
+                           "MultiBlockTerminal",
                            "KeepAliveIdle",
                            "KeepAliveInterval",
                            "KeepAliveCount",
                            "SendTimeout"})
     EXPECT_NE(bag.find(name), nullptr) << name;
-  EXPECT_EQ(bag.size(), 27U);
+  EXPECT_EQ(bag.size(), 28U);
   CVeltoGemCtrl copy(net.loop);
   copy.load(bag);
   EXPECT_EQ(copy.T3(), 30);
