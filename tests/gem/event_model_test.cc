@@ -146,6 +146,37 @@ TEST_F(EventModel, AnswersQuestions) {
   EXPECT_FALSE(model.modified());
 }
 
+TEST_F(EventModel, AnswersQuestionsOfTheCurrentEdition) {
+  data.variables.FindVid(5)->setDescription("Wafer");
+  data.variables.FindVid(5)->setUnit("pcs");
+  data.reports.Add({3, "", {1, 5, 1}});
+  data.events.FindCeid(12)->reports = {1, 3, 77, 2, 1};
+  const std::string linked = "{<u4 10><a'event'>{<u4 3><u4 1><u4 5>}}";
+  const std::string bare = "{<u4 11><a'event'>{}}";
+  const std::string shared = "{<u4 12><a'event'>{<u4 1><u4 5><u4 3>}}";
+  const struct {
+    std::string request;
+    Answer answer;
+  } cases[] = {
+      {"s1f21w{}", taken("s1f22{{<u4 5><a'Wafer'><a'pcs'>}}")},
+      {"s1f21w{<u1 9><a'5'><u4 1>}",
+       taken("s1f22{{<u4 9><a><a>}{<u4 5><a'Wafer'><a'pcs'>}{<u4 1><a><a>}}")},
+      {"s1f23w{}", taken("s1f24{" + linked + bare + shared + "}")},
+      {"s1f23w{<u2 12><u4 99><i1 11>}", taken("s1f24{" + shared + "{<u4 99><a>{}}" + bare + "}")},
+  };
+  const std::string before = state();
+  for (const auto &row : cases)
+    EXPECT_EQ(receive(model, row.request, E5Edition::Current), row.answer) << row.request;
+  EXPECT_EQ(state(), before);
+  // However often the same variables are looked at, it ends: at more than a message can carry.
+  data.reports.Add({4, "", std::vector<uint32_t>(1000, 5)});
+  data.events.FindCeid(11)->reports = {4};
+  std::string request = "s1f23w{";
+  for (int i = 0; i < 5000; ++i)
+    request += "<u1 11>";
+  EXPECT_FALSE(receive(model, request + "}", E5Edition::Current).taken);
+}
+
 TEST_F(EventModel, UsesNoDataIdForAnAnswerThatTheHostHeldBack) {
   CHSecsVerifier slot;
   slot.message.SetFromSml("s6f15w<u4 10>");
