@@ -179,9 +179,15 @@ TEST_F(SecsIIControl, ShowsErrorsOnceWhenAsked) {
 }
 
 TEST_F(SecsIIControl, PersistsItsSettingsAndShowsTheMessage) {
-  EXPECT_EQ(control.save().text(),
-            "Async=false\nDeviceID=0\nEdition=0\nErrorDialog=false\nHSMS=true\n"
-            "Host=false\n");
+  const std::string normal = "Async=false\nDeviceID=0\nErrorDialog=false\nHSMS=true\nHost=false\n";
+  EXPECT_EQ(control.save().text(), normal);
+  control.SetEdition(1);
+  const PropertyBag bag = control.save();
+  EXPECT_NE(bag.find("Edition"), nullptr);
+  control.load(*PropertyBag::parse(normal));
+  EXPECT_EQ(control.Edition(), 0) << "what a bag lacks has its default";
+  control.load(bag);
+  EXPECT_EQ(control.Edition(), 1);
   control.SetAsync(true);
   EXPECT_TRUE(control.modified());
   control.SetSML("s1f1w");
