@@ -11,7 +11,7 @@ using enum Side;
 // DATAID, CEID and the reports, each an RPTID and its values.
 constexpr const char *kEventReport = "{<a'@DATAID'> <a'@CEID'> {{<a'@RPTID'> {}}...}}";
 // An empty list when there is no such event.
-constexpr const char *kEventReportOrNone = "{<a'@DATAID'> <a'@CEID'> {{<a'@RPTID'> {}}...}} or {0}";
+constexpr const char *kEventReportOrNone = "{0} or {<a'@DATAID'> <a'@CEID'> {{<a'@RPTID'> {}}...}}";
 
 // clang-format off
 constexpr MessageRow kRows[] = {

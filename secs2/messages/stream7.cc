@@ -13,9 +13,10 @@ constexpr const char *kPpids = "{<a'@PPID'>...}";
 // PPID, MDLN, SOFTREV and the process commands: CCODE and its PPARMs.
 constexpr const char *kFormatted =
     "{<a'@PPID'> <a'@MDLN'> <a'@SOFTREV'> {{<a'i*|u*|a'> {<a'i*|u*|a|bool|f*'>...}}...}}";
-// An empty list when there is no such program.
+// An empty list when there is no such program. It comes first: the node path is left where the last
+// alternative failed.
 constexpr const char *kFormattedOrNone =
-    "{<a'@PPID'> <a'@MDLN'> <a'@SOFTREV'> {{<a'i*|u*|a'> {<a'i*|u*|a|bool|f*'>...}}...}} or {0}";
+    "{0} or {<a'@PPID'> <a'@MDLN'> <a'@SOFTREV'> {{<a'i*|u*|a'> {<a'i*|u*|a|bool|f*'>...}}...}}";
 
 constexpr MessageRow kRows[] = {
     primary(7, 1, Both, "{<a'@PPID'> <a'i*|u*'>}", "Process Program Load Inquire"),

@@ -111,6 +111,17 @@ TEST_F(SecsIIControl, MsgIsVerifiedAndSuggestsAReply) {
   EXPECT_EQ(control.Verify(), VerificationCorrect);
   EXPECT_EQ(control.SuggestedReplyMsg(), "");
   EXPECT_EQ(control.Node(), "2") << "compared last";
+  const struct {
+    const char *message;
+    const char *node; ///< what was compared last
+  } rows[] = {{"0005071a00000000000701014100", "2"},     // too few items
+              {"0005071a0000000000070102a5010141", "1"}, // PPID a number
+              {"0005071a0000000000074100", ""}};
+  for (const auto &row : rows) {
+    control.SetMsg(row.message);
+    EXPECT_EQ(control.Verify(), VerificationIncorrect) << row.message;
+    EXPECT_EQ(control.Node(), row.node) << row.message;
+  }
 }
 
 TEST_F(SecsIIControl, TheEditionDecides) {
