@@ -447,6 +447,7 @@ TEST_F(EventModelChanges, TakesNoValueThatItsTypeCannotHold) {
       {SecsAscii, "{<u4 5>}", kRefused},
       {SecsList, "<u4 5>", kRefused},
       {SecsList, "{}", ""},
+      {SecsList, "{<bool 2>}", kRefused},
       {SecsInvalid, "<u4 5>", kRefused},
   };
   for (const auto &row : kCases) {
@@ -458,6 +459,17 @@ TEST_F(EventModelChanges, TakesNoValueThatItsTypeCannotHold) {
         << int(row.type) << row.given;
     EXPECT_EQ(data.variables.FindVid(6)->GetValue(), fits ? row.value : before) << row.given;
     data.variables.Remove(6);
+  }
+}
+
+TEST_F(EventModelChanges, ListsKeepWhatWasSent) {
+  addVariable(6, EquipmentConstant, SecsList, "");
+  for (const char *list :
+       {"{<u4 1>}", "{{}<a'it  } >' 0x27 0x0d 0x0a 's'>{<b 1 2>{<f4 1.5>}}<bool 0 1><i8 -1>}",
+        "{}"}) {
+    EXPECT_EQ(receive(model, std::string("s2f15w{{<u4 6>") + list + "}}"), taken("s2f16<b 0>"));
+    EXPECT_EQ(receive(model, "s2f13w{<u4 6>}"), taken(std::string("s2f14{") + list + "}"));
+    EXPECT_EQ(data.variables.FindVid(6)->rawValue().find('\n'), std::string_view::npos);
   }
 }
 
@@ -475,6 +487,11 @@ TEST_F(EventModelChanges, TakesNoValueThatSmlCannotState) {
     item.setNumber(value, format::kF8);
     EXPECT_EQ(set(7, std::move(item)), refused) << value;
   }
+  addVariable(8, EquipmentConstant, SecsList, "");
+  CHSecsItem small;
+  small.setNumber(1e-7, format::kF8); // SML has six decimals
+  EXPECT_EQ(set(8, listItem(std::move(small))), refused);
+  EXPECT_EQ(set(8, listItem(textItem(std::string_view("a\0b", 3)))), refused);
 }
 
 TEST_F(EventModelChanges, SetsConstantsThatAreLeftAfterTheHostReplacedThem) {
