@@ -235,9 +235,11 @@ void linkEvents(const GemRequestScope &scope, const CHSecsItem &body) {
 // S2F37.
 
 uint8_t checkEvents(const GemData &data, const CHSecsItem &body) {
-  for (const CHSecsItem &ceid : entriesOf(body))
-    if (data.events.FindCeid(numberOf(ceid)) == nullptr)
+  for (const CHSecsItem &ceid : entriesOf(body)) {
+    const bool isOne = ceid.format() == format::kAscii || ceid.count() <= 1;
+    if (!isOne || data.events.FindCeid(numberOf(ceid)) == nullptr)
       return kNoSuchEventToEnable;
+  }
   return kAccepted;
 }
 

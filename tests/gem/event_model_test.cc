@@ -337,7 +337,8 @@ TEST_F(EventModelChanges, EnablesEvents) {
         ceids.push_back(data.events.at(i).ceid);
     return ceids;
   };
-  static constexpr Change kRefused[] = {{"s2f37w{<bool 1>{<u4 12><u4 99>}}", "s2f38<b 1>"}};
+  static constexpr Change kRefused[] = {{"s2f37w{<bool 1>{<u4 12><u4 99>}}", "s2f38<b 1>"},
+                                        {"s2f37w{<bool 1>{<u4 12 10>}}", "s2f38<b 1>"}};
   run(kRefused, "");
   EXPECT_EQ(receive(model, "s2f37w{<bool 0>{<u4 10>}}"), taken("s2f38<b 0>"));
   EXPECT_THAT(enabled(), ElementsAre(11));
