@@ -18,6 +18,7 @@ enum WireFault : uint8_t {
   WireFaultFormat = 2, ///< a format code that the standard does not name
   WireFaultBehind = 4, ///< of a body: bytes behind the item
   WireFaultBelow = 8,  ///< of a body: an item below it came with a fault
+  WireFaultHead = 16,  ///< no length byte, of which SEMI E5 9.2 asks for one to three
 };
 
 /// One node of a SECS-II message body (SEMI E5 9): a list of items, or an array of elements.

@@ -11,7 +11,7 @@ namespace {
 constexpr size_t kMaxItemLength = 0xFFFFFF;
 constexpr size_t kCharacterSetSize = 2;
 constexpr uint16_t kCharacterSet = 8;
-constexpr size_t kSmallestItem = 2; // but for those without a length byte, which nobody sends
+constexpr size_t kSmallestItem = 2; // but for those without a length byte, which are malformed
 constexpr size_t kSpareEmptyChildren = 65'536;
 
 constexpr bool isKnownFormat(uint8_t code) {
@@ -107,8 +107,11 @@ public:
     const ByteView rest = bytes.subspan(head.size);
     const size_t length = std::min(head.length, rest.size());
     const bool cut = length != head.length;
-    if (head.code == format::kList)
-      return head.size + decodeList(item, rest, length, depth, cut);
+    if (head.code == format::kList) {
+      const size_t consumed = decodeList(item, rest, length, depth, cut);
+      noteFaults(item, head);
+      return head.size + consumed;
+    }
     decodeArray(item, head.code, rest.first(length));
     if (cut)
       item.setDecodeError(true);
@@ -151,9 +154,10 @@ private:
 
   void noteFaults(CHSecsItem &item, const ItemHead &head) {
     const bool oddLength = (head.length & (elementSize(head.code) - 1)) != 0; // a power of two
-    if (!oddLength && isKnownFormat(head.code))
+    const bool hasLength = head.size > 1;
+    if (!oddLength && hasLength && isKnownFormat(head.code))
       return;
-    item.addWireFault(oddLength ? WireFaultLength : WireFaultFormat);
+    item.addWireFault(oddLength ? WireFaultLength : hasLength ? WireFaultFormat : WireFaultHead);
     foundFaults_ = true;
   }
 

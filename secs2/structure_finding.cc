@@ -34,6 +34,8 @@ std::string wireFault(const CHSecsItem &item) {
     return "ends before its length says";
   if ((item.wireFaults() & WireFaultLength) != 0)
     return "length is no multiple of " + std::to_string(elementSize(item.format()));
+  if ((item.wireFaults() & WireFaultHead) != 0)
+    return "has no length byte";
   if ((item.wireFaults() & WireFaultFormat) != 0)
     return "unknown format code " + std::to_string(item.format());
   return (item.wireFaults() & WireFaultBehind) != 0 ? "bytes behind the item" : "";

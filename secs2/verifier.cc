@@ -197,8 +197,11 @@ VeltoSecsIIVerification CHSecsVerifier::check(const MessageRow &row) {
   return VerificationCorrect;
 }
 
+// The early edition proposes to both sides what an equipment answers.
 void CHSecsVerifier::propose(const MessageRow &row) {
-  const ParsedRow &known = parsed(row, partner_->isEquipmentSide, edition);
+  const bool answersAsEquipment =
+      edition == E5Edition::Current ? isEquipmentSide : partner_->isEquipmentSide;
+  const ParsedRow &known = parsed(row, answersAsEquipment, edition);
   if (!known.hasProposal)
     return;
   CHSecsMessage &reply = partner_->message;

@@ -3,10 +3,15 @@
 #include "controls/component/version.h"
 
 #include <limits>
+#include <utility>
 
 namespace velto {
 
 namespace {
+
+// Properties from this id on came later: a bag states them only where they differ from their
+// default, so that it otherwise holds what it always did.
+constexpr int kFirstLaterId = 200;
 
 Outcome failure(std::string reason) { return {{}, std::move(reason)}; }
 
@@ -195,9 +200,13 @@ bool Control::ShowPropertyPage() {
 
 PropertyBag Control::save() {
   PropertyBag bag;
-  for (const Member &member : members().members)
-    if (member.persisted)
-      bag.set(member.name, persistedValue(member));
+  for (const Member &member : members().members) {
+    if (!member.persisted)
+      continue;
+    Variant value = persistedValue(member);
+    if (member.id < kFirstLaterId || value != *member.persisted)
+      bag.set(member.name, std::move(value));
+  }
   saveExtras(bag);
   modified_ = false;
   return bag;

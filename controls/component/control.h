@@ -66,7 +66,8 @@ public:
 
   /// True since a persisted property changed, until the bag is saved or loaded.
   bool modified() const { return modified_; }
-  /// Writes the persisted properties and clears the modified flag.
+  /// Writes the persisted properties and clears the modified flag. Those with ids from 200 on are
+  /// left out where they have their default.
   PropertyBag save();
   /// Sets the persisted properties that differ from the bag in table order, those that it lacks to
   /// their defaults, and clears the modified flag.

@@ -51,6 +51,16 @@ bool isInIntegerType(uint8_t nodeType, std::string_view decimal) {
   return std::to_string(value) == whole && value <= largestOf(nodeType, decimal.starts_with('-'));
 }
 
+std::pair<bool, uint64_t> orderedWhole(std::string_view text) {
+  text = trim(text);
+  const bool negative = text.starts_with('-');
+  const std::string_view digits = withoutSign(text);
+  const bool isNumber = !digits.empty() && kDigits.find(digits[0]) != std::string_view::npos;
+  const uint64_t magnitude = isNumber ? parseUnsigned(digits).value_or(0) : 0;
+  return negative && magnitude != 0 ? std::pair(false, UINT64_MAX - magnitude)
+                                    : std::pair(true, magnitude);
+}
+
 std::string wholeNumbersAsReal(std::string_view text) {
   constexpr size_t kMostDigits = 18; // that fit 64 bits whatever they are
   std::string out;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace velto {
 
@@ -28,6 +29,9 @@ bool isDecimalNumber(std::string_view word);
 /// fraction but zeros, and within the range of the type. Any byte is a Boolean, with a sign or
 /// without.
 bool isInIntegerType(uint8_t nodeType, std::string_view decimal);
+/// The whole number at the front of a text (0 without one) as something that sorts like it, exact
+/// from -2^64 to 2^64 and saturated beyond.
+std::pair<bool, uint64_t> orderedWhole(std::string_view text);
 /// A value text whose whole numbers of more than 18 digits are written as real ones: SML takes
 /// those that are whole modulo 2^64.
 std::string wholeNumbersAsReal(std::string_view text);

@@ -6,6 +6,7 @@
 #include "secs2/item_value.h"
 #include "secs2/reply_text.h"
 #include "secs2/sml_parser.h"
+#include "secs2/sml_printer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -127,17 +128,21 @@ std::string numbersSml(uint8_t nodeType, std::string_view given) {
                  isPlain(nodeType, text, item->count()) ? text : numbersText(nodeType, *item));
 }
 
-// Whether the type has what a word says, be it written as people do or as SML allows it too.
+// What a word says in decimal, be it written as people do or as SML allows it too; nothing when it
+// is no number.
+std::optional<std::string> decimalOf(std::string_view word) {
+  if (isDecimalNumber(word))
+    return std::string(word);
+  const std::optional<CHSecsItem> read = parseItem(itemSml(SecsLong8, word));
+  return read && read->count() == 1 ? std::optional(valueText(*read, ValueForm::Decimal))
+                                    : std::nullopt;
+}
+
+// Whether the type has what a word says.
 bool hasNumber(uint8_t nodeType, std::string_view word) {
-  std::string decimal(word);
-  if (!isDecimalNumber(word)) {
-    const std::optional<CHSecsItem> read = parseItem(itemSml(SecsLong8, word));
-    if (!read || read->count() != 1)
-      return false;
-    decimal = valueText(*read, ValueForm::Decimal);
-  }
-  return kindOf(nodeType) == ElementKind::Real ? isFinite(nodeType, decimal)
-                                               : isInIntegerType(nodeType, decimal);
+  const std::optional<std::string> decimal = decimalOf(word);
+  return decimal && (kindOf(nodeType) == ElementKind::Real ? isFinite(nodeType, *decimal)
+                                                           : isInIntegerType(nodeType, *decimal));
 }
 
 // Whether the type has all numbers of a text as they stand. Several have to be a list of numbers in
@@ -152,16 +157,27 @@ bool hasNumbers(uint8_t nodeType, std::string_view text) {
          (count < 2 || parseNumbers(nodeType, text));
 }
 
-uint32_t unsignedValue(std::string_view text) { return static_cast<uint32_t>(decimal32(text)); }
-int64_t signedValue(std::string_view text) { return parseDecimal(text).value_or(0); }
+Bytes encoded(const CHSecsItem &item) {
+  Bytes bytes(EncodedItemSize(item).value_or(0));
+  if (!bytes.empty())
+    EncodeItem(item, bytes.data());
+  return bytes;
+}
 
-// An empty bound is none. What cannot be compared (not a number) is outside any bound.
+uint32_t unsignedValue(std::string_view text) { return static_cast<uint32_t>(decimal32(text)); }
+
+// An empty bound is none; there has to be one. All numbers of the text are compared, a text without
+// any as 0. What cannot be compared (not a number) is outside any bound.
 template <typename Convert>
 bool isWithin(std::string_view text, std::string_view minimum, std::string_view maximum,
               Convert convert) {
-  const auto value = convert(text);
-  return (minimum.empty() || value >= convert(minimum)) &&
-         (maximum.empty() || value <= convert(maximum));
+  const auto least = convert(minimum);
+  const auto most = convert(maximum);
+  const auto holds = [&](std::string_view word) {
+    const auto value = convert(decimalOf(word).value_or(""));
+    return (minimum.empty() || value >= least) && (maximum.empty() || value <= most);
+  };
+  return trim(text).empty() ? holds("0") : allNumbers(text, holds);
 }
 
 } // namespace
@@ -190,6 +206,23 @@ const char *variableTypeName(uint8_t nodeType) {
   default:
     return nodeType > SecsAscii2 ? "Unknown" : TypeName(formatOf(nodeType), TypeNameMode::Display);
   }
+}
+
+// Printed a line an item, of which the first and the last are the braces of the list itself.
+std::optional<std::string> listValue(const CHSecsItem &list) {
+  const Bytes bytes = encoded(list);
+  SmlItemPlace place;
+  std::string lines;
+  RenderItems(lines, bytes, place, nullptr, 0);
+  std::string text;
+  for (std::string_view rest = lines; !rest.empty();) {
+    const size_t end = std::min(rest.find("\r\n"), rest.size());
+    text.append(text.empty() ? "" : " ").append(trim(rest.substr(0, end)));
+    rest.remove_prefix(std::min(end + 2, rest.size()));
+  }
+  text = trim(std::string_view(text).substr(1, text.size() - 2));
+  const std::optional<CHSecsItem> read = parseItem(itemSml(SecsList, text));
+  return read && encoded(*read) == bytes ? std::optional(std::move(text)) : std::nullopt;
 }
 
 bool isItemSml(std::string_view sml) { return parseItem(sml).has_value(); }
@@ -228,15 +261,16 @@ bool CHGemEventVid::SetValue(std::string_view text) {
 }
 
 bool CHGemEventVid::IsInRange(std::string_view text) const {
+  const bool unbound = minimum().empty() && maximum().empty();
   switch (kindOf(nodeType)) {
   case ElementKind::Binary:
   case ElementKind::Boolean:
-    return isWithin(text, minimum(), maximum(), unsignedValue);
+    return unbound || isWithin(text, minimum(), maximum(), unsignedValue);
   case ElementKind::Signed:
   case ElementKind::Unsigned:
-    return isWithin(text, minimum(), maximum(), signedValue);
+    return unbound || isWithin(text, minimum(), maximum(), orderedWhole);
   case ElementKind::Real:
-    return isFinite(nodeType, text) && isWithin(text, minimum(), maximum(), parseReal);
+    return isFinite(nodeType, text) && (unbound || isWithin(text, minimum(), maximum(), parseReal));
   case ElementKind::Text:
     return text.find('\0') == std::string_view::npos;
   default:

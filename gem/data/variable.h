@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,9 @@ bool isItemSml(std::string_view sml);
 /// The item that an SML text states, an empty list when it states none: what reports and replies
 /// hold of a variable.
 CHSecsItem itemFromSml(std::string_view sml);
+/// The value text of a list: the SML of its items on one line. Nothing when SML cannot state them
+/// exactly, such as a NaN or the seventh decimal of a real number.
+std::optional<std::string> listValue(const CHSecsItem &list);
 
 /// Keeps what a short value parsed to until the value changes. Long values are not kept, which
 /// bounds what a variable takes. Copying takes nothing over.
@@ -114,8 +118,8 @@ public:
   /// in an unsigned type, in Boolean the byte of the same bits, which is true. A whole number keeps
   /// its value in a real type, whatever its size; beyond 64 bits it is taken modulo in others.
   bool SetValue(std::string_view text);
-  /// Whether a value text is within minimum and maximum, compared as nodeType asks. NaN, infinite
-  /// numbers and a text with a byte 0, which SML can't state, never are.
+  /// Whether all numbers of a value text are within minimum and maximum, compared as nodeType asks.
+  /// NaN, infinite numbers and a text with a byte 0, which SML can't state, never are.
   bool IsInRange(std::string_view text) const;
   /// Whether the type has what a value text says, so that SetValue() would lose nothing of it: its
   /// numbers, each within the range of the type; for a list the SML of items. An empty text is an

@@ -13,7 +13,7 @@ CHLogicalConnection::CHLogicalConnection(LogicalConnectionOwner &owner, std::str
   settings_.integer("DeviceID", deviceId_, 0);
   settings_.integer("T3", t3_, 45000);
   settings_.integer("Host", host_, 1);
-  settings_.integer("Edition", edition_, 0);
+  settings_.rareInteger("Edition", edition_, 0);
 }
 
 void CHLogicalConnection::loadSettings() {

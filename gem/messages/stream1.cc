@@ -3,14 +3,36 @@
 #include "gem/data/model_data.h"
 #include "gem/messages/variables.h"
 
+#include <set>
+
 namespace velto::stream1 {
 
 namespace {
 
-CHSecsItem statusEntry(uint32_t vid, const CHGemEventVid *variable) {
+CHSecsItem nameEntry(uint32_t vid, const CHGemEventVid *variable) {
   if (variable == nullptr)
     return listItem(numberItem(vid), textItem(""), textItem(""));
   return listItem(numberItem(vid), textItem(variable->description()), textItem(variable->unit()));
+}
+
+// The variables of an event, each once; an item that no message can carry when too many links and
+// variables were looked at for the answer: many events may share long reports of few variables.
+CHSecsItem eventVariables(const GemData &data, const CHGemEventCeid &event, size_t &steps) {
+  constexpr size_t kMostSteps = 2'000'000; // as many VIDs are too long for a message
+  std::set<uint32_t> reports;
+  std::set<uint32_t> known;
+  ItemCollector vids;
+  for (const uint32_t rptid : event.reports) {
+    const CHGemEventReport *report = data.reports.FindReport(rptid);
+    const bool counts = report != nullptr && reports.insert(rptid).second;
+    steps += 1 + (counts ? report->variables.size() : 0);
+    if (steps > kMostSteps)
+      return textItem(std::string(CHSecsMessage::kMaxEncodedSize, ' '));
+    for (size_t i = 0; counts && i < report->variables.size(); ++i)
+      if (known.insert(report->variables[i]).second)
+        vids.add(numberItem(report->variables[i]));
+  }
+  return vids.list();
 }
 
 } // namespace
@@ -20,7 +42,28 @@ std::optional<CHSecsItem> statusValues(const GemData &data, const CHSecsItem &re
 }
 
 std::optional<CHSecsItem> statusNames(const GemData &data, const CHSecsItem &request) {
-  return listVariables(data.variables, request, StatusVariable, statusEntry);
+  return listVariables(data.variables, request, StatusVariable, nameEntry);
+}
+
+std::optional<CHSecsItem> dataNames(const GemData &data, const CHSecsItem &request) {
+  return listVariables(data.variables, request, DataVariable, nameEntry);
+}
+
+std::optional<CHSecsItem> eventNames(const GemData &data, const CHSecsItem &request) {
+  ItemCollector entries;
+  size_t steps = 0;
+  const auto add = [&](uint32_t ceid, const CHGemEventCeid *event) {
+    return entries.add(event == nullptr ? listItem(numberItem(ceid), textItem(""), listItem())
+                                        : listItem(numberItem(ceid), textItem(event->description),
+                                                   eventVariables(data, *event, steps)));
+  };
+  const std::vector<uint32_t> ceids = numbersOf(request);
+  bool fits = true;
+  for (size_t i = 0; fits && i < ceids.size(); ++i)
+    fits = add(ceids[i], data.events.FindCeid(ceids[i]));
+  for (size_t i = 0; fits && ceids.empty() && i < data.events.Count(); ++i)
+    fits = add(data.events.at(i).ceid, &data.events.at(i));
+  return entries.list();
 }
 
 } // namespace velto::stream1

@@ -26,5 +26,10 @@ inline int functionOf(const CHSecsHeader &header) {
 std::optional<CHSecsItem> statusValues(const GemData &data, const CHSecsItem &request);
 /// S1F12: their names and units.
 std::optional<CHSecsItem> statusNames(const GemData &data, const CHSecsItem &request);
+/// S1F22: the names and units of data variables.
+std::optional<CHSecsItem> dataNames(const GemData &data, const CHSecsItem &request);
+/// S1F24: the names of collection events, and the variables of the reports that are linked to them,
+/// each once.
+std::optional<CHSecsItem> eventNames(const GemData &data, const CHSecsItem &request);
 
 } // namespace velto::stream1

@@ -54,8 +54,13 @@ struct Growth {
 // A new value of a constant, as S2F15 names it.
 struct NewConstant {
   explicit NewConstant(const CHSecsItem &entry)
-      : ecid(numberOf(childOf(entry, 1))), value(valueText(childOf(entry, 2), ValueForm::Decimal)),
-        isList(childOf(entry, 2).isList()) {}
+      : ecid(numberOf(childOf(entry, 1))), isList(childOf(entry, 2).isList()) {
+    const CHSecsItem &item = childOf(entry, 2);
+    const std::optional<std::string> text =
+        isList ? listValue(item) : std::optional(valueText(item, ValueForm::Decimal));
+    isStated = text.has_value();
+    value = text.value_or("");
+  }
 
   /// The constant, if it may have that value.
   CHGemEventVid *accepted(CHGemEventVidList &variables) const {
@@ -63,14 +68,16 @@ struct NewConstant {
   }
   const CHGemEventVid *accepted(const CHGemEventVidList &variables) const {
     const CHGemEventVid *constant = findOfKind(variables, ecid, EquipmentConstant);
-    const bool fits = constant != nullptr && constant->IsInRange(value) &&
-                      constant->CanHold(value) && (!isList || constant->nodeType == SecsList);
+    const bool fits = constant != nullptr && isStated &&
+                      (!isList || constant->nodeType == SecsList) && constant->IsInRange(value) &&
+                      constant->CanHold(value);
     return fits ? constant : nullptr;
   }
 
   uint32_t ecid;
-  std::string value;
   bool isList;
+  bool isStated; ///< whether the text says all that came
+  std::string value;
 };
 
 CHSecsItem constantEntry(uint32_t vid, const CHGemEventVid *variable) {
@@ -229,9 +236,11 @@ void linkEvents(const GemRequestScope &scope, const CHSecsItem &body) {
 // S2F37.
 
 uint8_t checkEvents(const GemData &data, const CHSecsItem &body) {
-  for (const CHSecsItem &ceid : entriesOf(body))
-    if (data.events.FindCeid(numberOf(ceid)) == nullptr)
+  for (const CHSecsItem &ceid : entriesOf(body)) {
+    const bool isOne = ceid.format() == format::kAscii || ceid.count() <= 1;
+    if (!isOne || data.events.FindCeid(numberOf(ceid)) == nullptr)
       return kNoSuchEventToEnable;
+  }
   return kAccepted;
 }
 

@@ -124,6 +124,8 @@ std::span<const GemRequest> CHGemEventModel::requests() const {
   static constexpr GemRequest kRequests[] = {
       {.stream = 1, .function = 3, .body = stream1::statusValues},
       {.stream = 1, .function = 11, .body = stream1::statusNames},
+      {.stream = 1, .function = 21, .body = stream1::dataNames},
+      {.stream = 1, .function = 23, .body = stream1::eventNames},
       {.stream = 2, .function = 13, .body = stream2::constantValues},
       {2, 15, stream2::checkConstants, stream2::setConstants},
       {.stream = 2, .function = 29, .body = stream2::constantNames},

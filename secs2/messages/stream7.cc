@@ -13,9 +13,10 @@ constexpr const char *kPpids = "{<a'@PPID'>...}";
 // PPID, MDLN, SOFTREV and the process commands: CCODE and its PPARMs.
 constexpr const char *kFormatted =
     "{<a'@PPID'> <a'@MDLN'> <a'@SOFTREV'> {{<a'i*|u*|a'> {<a'i*|u*|a|bool|f*'>...}}...}}";
-// An empty list when there is no such program.
+// An empty list when there is no such program. It comes first: the node path is left where the last
+// alternative failed.
 constexpr const char *kFormattedOrNone =
-    "{<a'@PPID'> <a'@MDLN'> <a'@SOFTREV'> {{<a'i*|u*|a'> {<a'i*|u*|a|bool|f*'>...}}...}} or {0}";
+    "{0} or {<a'@PPID'> <a'@MDLN'> <a'@SOFTREV'> {{<a'i*|u*|a'> {<a'i*|u*|a|bool|f*'>...}}...}}";
 
 constexpr MessageRow kRows[] = {
     primary(7, 1, Both, "{<a'@PPID'> <a'i*|u*'>}", "Process Program Load Inquire"),
@@ -26,7 +27,7 @@ constexpr MessageRow kRows[] = {
     reply(7, 6, Both, "{<a'@PPID'> <a'i*|u*|a|b'>} or {0}", "Process Program Data", "s7f6",
           now("s7f6{}")),
     primary(7, 7, Host, "", "Process Program ID Request"),
-    reply(7, 8, Equipment, "", "Process Program ID Data", "s7f8"),
+    reply(7, 8, Equipment, "", "Process Program ID Data", "s7f8", now("s7f8{}")),
     primary(7, 9, Both, "", "Material/Process Matrix Request"),
     reply(7, 10, Both, "", "Material/Process Matrix Data", "s7f10", now("s7f10{}")),
     primary(7, 11, Equipment, "", "Material/Process Matrix Update Send", {"0"}),
@@ -40,7 +41,8 @@ constexpr MessageRow kRows[] = {
     primary(7, 19, Equipment, "-", "Current EPPD Request"),
     reply(7, 20, Host, kPpids, "Current EPPD Data", "s7f20", now("s7f20{}")),
     primary(7, 21, Equipment, "", "Equipment Process Capabilities Request"),
-    reply(7, 22, Host, "", "Equipment Process Capabilities Data", "s7f22"),
+    reply(7, 22, Host, "", "Equipment Process Capabilities Data", "s7f22",
+          now("s7f22{<a><a><u4 0><u4 0>{}}")),
     primary(7, 23, Both, kFormatted, "Formatted Process Program Send", {"0"}),
     reply(7, 24, Both, "", "Formatted Process Program Acknowledge", "s7f24<b %u>"),
     primary(7, 25, Both, kPpid, "Formatted Process Program Request"),
@@ -52,9 +54,10 @@ constexpr MessageRow kRows[] = {
     primary(7, 31, Equipment, "", "Process Program Verification Request", {"0"}),
     reply(7, 32, Host, "", "Process Program Verification Acknowledge", "s7f32<b %u>"),
     primary(7, 33, Both, "", "Process Program Available Request"),
-    reply(7, 34, Both, "", "Process Program Availability Data", "s7f34"),
+    reply(7, 34, Both, "", "Process Program Availability Data", "s7f34",
+          now("s7f34{<a><u4 0><u4 0>}")),
     primary(7, 35, Both, "", "Process Program for MID Request"),
-    reply(7, 36, Both, "", "Process Program for MID Data", "s7f36"),
+    reply(7, 36, Both, "", "Process Program for MID Data", "s7f36", now("s7f36{}")),
 };
 
 } // namespace

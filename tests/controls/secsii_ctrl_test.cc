@@ -111,6 +111,17 @@ TEST_F(SecsIIControl, MsgIsVerifiedAndSuggestsAReply) {
   EXPECT_EQ(control.Verify(), VerificationCorrect);
   EXPECT_EQ(control.SuggestedReplyMsg(), "");
   EXPECT_EQ(control.Node(), "2") << "compared last";
+  const struct {
+    const char *message;
+    const char *node; ///< what was compared last
+  } rows[] = {{"0005071a00000000000701014100", "2"},     // too few items
+              {"0005071a0000000000070102a5010141", "1"}, // PPID a number
+              {"0005071a0000000000074100", ""}};
+  for (const auto &row : rows) {
+    control.SetMsg(row.message);
+    EXPECT_EQ(control.Verify(), VerificationIncorrect) << row.message;
+    EXPECT_EQ(control.Node(), row.node) << row.message;
+  }
 }
 
 TEST_F(SecsIIControl, TheEditionDecides) {
@@ -179,9 +190,15 @@ TEST_F(SecsIIControl, ShowsErrorsOnceWhenAsked) {
 }
 
 TEST_F(SecsIIControl, PersistsItsSettingsAndShowsTheMessage) {
-  EXPECT_EQ(control.save().text(),
-            "Async=false\nDeviceID=0\nEdition=0\nErrorDialog=false\nHSMS=true\n"
-            "Host=false\n");
+  const std::string normal = "Async=false\nDeviceID=0\nErrorDialog=false\nHSMS=true\nHost=false\n";
+  EXPECT_EQ(control.save().text(), normal);
+  control.SetEdition(1);
+  const PropertyBag bag = control.save();
+  EXPECT_NE(bag.find("Edition"), nullptr);
+  control.load(*PropertyBag::parse(normal));
+  EXPECT_EQ(control.Edition(), 0) << "what a bag lacks has its default";
+  control.load(bag);
+  EXPECT_EQ(control.Edition(), 1);
   control.SetAsync(true);
   EXPECT_TRUE(control.modified());
   control.SetSML("s1f1w");

@@ -146,6 +146,37 @@ TEST_F(EventModel, AnswersQuestions) {
   EXPECT_FALSE(model.modified());
 }
 
+TEST_F(EventModel, AnswersQuestionsOfTheCurrentEdition) {
+  data.variables.FindVid(5)->setDescription("Wafer");
+  data.variables.FindVid(5)->setUnit("pcs");
+  data.reports.Add({3, "", {1, 5, 1}});
+  data.events.FindCeid(12)->reports = {1, 3, 77, 2, 1};
+  const std::string linked = "{<u4 10><a'event'>{<u4 3><u4 1><u4 5>}}";
+  const std::string bare = "{<u4 11><a'event'>{}}";
+  const std::string shared = "{<u4 12><a'event'>{<u4 1><u4 5><u4 3>}}";
+  const struct {
+    std::string request;
+    Answer answer;
+  } cases[] = {
+      {"s1f21w{}", taken("s1f22{{<u4 5><a'Wafer'><a'pcs'>}}")},
+      {"s1f21w{<u1 9><a'5'><u4 1>}",
+       taken("s1f22{{<u4 9><a><a>}{<u4 5><a'Wafer'><a'pcs'>}{<u4 1><a><a>}}")},
+      {"s1f23w{}", taken("s1f24{" + linked + bare + shared + "}")},
+      {"s1f23w{<u2 12><u4 99><i1 11>}", taken("s1f24{" + shared + "{<u4 99><a>{}}" + bare + "}")},
+  };
+  const std::string before = state();
+  for (const auto &row : cases)
+    EXPECT_EQ(receive(model, row.request, E5Edition::Current), row.answer) << row.request;
+  EXPECT_EQ(state(), before);
+  // However often the same variables are looked at, it ends: at more than a message can carry.
+  data.reports.Add({4, "", std::vector<uint32_t>(1000, 5)});
+  data.events.FindCeid(11)->reports = {4};
+  std::string request = "s1f23w{";
+  for (int i = 0; i < 5000; ++i)
+    request += "<u1 11>";
+  EXPECT_FALSE(receive(model, request + "}", E5Edition::Current).taken);
+}
+
 TEST_F(EventModel, UsesNoDataIdForAnAnswerThatTheHostHeldBack) {
   CHSecsVerifier slot;
   slot.message.SetFromSml("s6f15w<u4 10>");
@@ -306,7 +337,8 @@ TEST_F(EventModelChanges, EnablesEvents) {
         ceids.push_back(data.events.at(i).ceid);
     return ceids;
   };
-  static constexpr Change kRefused[] = {{"s2f37w{<bool 1>{<u4 12><u4 99>}}", "s2f38<b 1>"}};
+  static constexpr Change kRefused[] = {{"s2f37w{<bool 1>{<u4 12><u4 99>}}", "s2f38<b 1>"},
+                                        {"s2f37w{<bool 1>{<u4 12 10>}}", "s2f38<b 1>"}};
   run(kRefused, "");
   EXPECT_EQ(receive(model, "s2f37w{<bool 0>{<u4 10>}}"), taken("s2f38<b 0>"));
   EXPECT_THAT(enabled(), ElementsAre(11));
@@ -416,6 +448,7 @@ TEST_F(EventModelChanges, TakesNoValueThatItsTypeCannotHold) {
       {SecsAscii, "{<u4 5>}", kRefused},
       {SecsList, "<u4 5>", kRefused},
       {SecsList, "{}", ""},
+      {SecsList, "{<bool 2>}", kRefused},
       {SecsInvalid, "<u4 5>", kRefused},
   };
   for (const auto &row : kCases) {
@@ -427,6 +460,17 @@ TEST_F(EventModelChanges, TakesNoValueThatItsTypeCannotHold) {
         << int(row.type) << row.given;
     EXPECT_EQ(data.variables.FindVid(6)->GetValue(), fits ? row.value : before) << row.given;
     data.variables.Remove(6);
+  }
+}
+
+TEST_F(EventModelChanges, ListsKeepWhatWasSent) {
+  addVariable(6, EquipmentConstant, SecsList, "");
+  for (const char *list :
+       {"{<u4 1>}", "{{}<a'it  } >' 0x27 0x0d 0x0a 's'>{<b 1 2>{<f4 1.5>}}<bool 0 1><i8 -1>}",
+        "{}"}) {
+    EXPECT_EQ(receive(model, std::string("s2f15w{{<u4 6>") + list + "}}"), taken("s2f16<b 0>"));
+    EXPECT_EQ(receive(model, "s2f13w{<u4 6>}"), taken(std::string("s2f14{") + list + "}"));
+    EXPECT_EQ(data.variables.FindVid(6)->rawValue().find('\n'), std::string_view::npos);
   }
 }
 
@@ -444,6 +488,11 @@ TEST_F(EventModelChanges, TakesNoValueThatSmlCannotState) {
     item.setNumber(value, format::kF8);
     EXPECT_EQ(set(7, std::move(item)), refused) << value;
   }
+  addVariable(8, EquipmentConstant, SecsList, "");
+  CHSecsItem small;
+  small.setNumber(1e-7, format::kF8); // SML has six decimals
+  EXPECT_EQ(set(8, listItem(std::move(small))), refused);
+  EXPECT_EQ(set(8, listItem(textItem(std::string_view("a\0b", 3)))), refused);
 }
 
 TEST_F(EventModelChanges, SetsConstantsThatAreLeftAfterTheHostReplacedThem) {

@@ -25,8 +25,10 @@ inline Answer notTaken(std::string_view reply) {
 
 /// Verifies a message and hands it to a model. The header of the reply and the node paths must stay
 /// as the verification left them.
-inline Answer receive(GemModel &model, const CHSecsMessage &message) {
+inline Answer receive(GemModel &model, const CHSecsMessage &message,
+                      E5Edition edition = E5Edition::Early) {
   CHSecsVerifier slot;
+  slot.edition = edition;
   slot.message.header = message.header;
   slot.message.header.idWord = 5;
   slot.message.header.systemBytes = 0x12345678;
@@ -44,8 +46,8 @@ inline Answer receive(GemModel &model, const CHSecsMessage &message) {
   return answer;
 }
 
-inline Answer receive(GemModel &model, std::string_view sml) {
-  return receive(model, fromSml(sml));
+inline Answer receive(GemModel &model, std::string_view sml, E5Edition edition = E5Edition::Early) {
+  return receive(model, fromSml(sml), edition);
 }
 
 } // namespace velto

@@ -162,7 +162,7 @@ void expectAsStated(E5Edition edition, const Rule &rule, bool equipment, bool wb
   if (rule.bodies("wrong", equipment) != "?" && std::ranges::find(right, "") == right.end())
     wrong.emplace_back();
   const std::string &refused = rule.lines.at("refused");
-  const std::string &reply = rule.lines.at("reply");
+  const std::string &reply = rule.bodies("reply", equipment);
   const int wrongResult = refused.empty() ? VerificationIncorrect : VerificationIncorrectAndReply;
   for (const std::string &body : right)
     expectVerdict(edition, equipment, rule.stream, rule.function, wbit, body,
@@ -180,25 +180,26 @@ TEST(MessageRules, EveryMessageIsJudgedAsStated) {
         expectAsStated(edition, rule, (choice & 1) != 0, (choice & 2) != 0);
 }
 
-// What one side proposes, the other takes; but for what only an application can know: the data of
-// an event (S6F16), and what was spooled (S6F24).
+// What one side proposes to a message, the other takes.
 TEST(MessageRules, WhatTheCurrentEditionProposesIsRight) {
-  for (const auto &[key, rule] : rulesOf(E5Edition::Current)) {
-    const MessageRow *row =
-        findMessage(static_cast<uint8_t>(rule.stream), static_cast<uint8_t>(rule.function));
-    ASSERT_NE(row, nullptr);
-    if (rule.function % 2 == 0 || !row->of(E5Edition::Current).hasReply() || key == 6 * 256 + 15 ||
-        key == 6 * 256 + 23)
-      continue;
-    const bool answeredByEquipment = rule.side != 'H';
-    CHSecsVerifier slot;
-    slot.edition = E5Edition::Current;
-    slot.isEquipmentSide = !answeredByEquipment;
-    ASSERT_TRUE(MakeReply(slot.message, row->stream, static_cast<uint8_t>(row->function + 1),
-                          answeredByEquipment, row->of(E5Edition::Current).proposal,
-                          E5Edition::Current));
-    EXPECT_EQ(slot.Verify(true), VerificationCorrect) << slot.FindingText(true);
-  }
+  for (const auto &[key, rule] : rulesOf(E5Edition::Current))
+    for (const bool equipment : {false, true}) {
+      if (rule.function % 2 == 0 || rule.wbit == 'N' ||
+          resultOf(rule, equipment, true, VerificationCorrect) != VerificationCorrect)
+        continue;
+      for (const std::string &body : bodiesOf(rule.bodies("right", equipment))) {
+        CHSecsVerifier slot;
+        CHSecsVerifier other;
+        slot.edition = other.edition = E5Edition::Current;
+        slot.isEquipmentSide = equipment;
+        other.isEquipmentSide = !equipment;
+        slot.message = fromSml(formatText("s%uf%uw", rule.stream, rule.function) + body);
+        ASSERT_EQ(slot.Verify(true), VerificationCorrect) << slot.FindingText(true);
+        ASSERT_TRUE(other.message.SetMsg(slot.partner()->message.GetMsg()));
+        EXPECT_EQ(other.Verify(true), VerificationCorrect)
+            << other.FindingText(true) << " on the " << (equipment ? "host" : "equipment");
+      }
+    }
 }
 
 TEST(MessageRules, NoBodyThatEndsEarlyIsRight) {

@@ -145,6 +145,19 @@ TEST(Verifier, ItemsThatAreNotWholeAreIllegal) {
       // A format code that the standard does not know.
       {"81010000000000072d0101", 2},         // S1F1W
       {"822b0000000000070102a50101fd00", 2}, // S2F43W
+      // No length byte; an item that states the length 0 is right.
+      {"8103000000000007b0", 2},                 // S1F3W
+      {"810300000000000700", 2},                 // … a list
+      {"81030000000000070102b000b100", 2},       // … in a list
+      {"8103000000000007b100", 0},               //
+      {"81030000000000070100", 0},               //
+      {"85030000000000070102210100b0", 2},       // S5F3W
+      {"85030000000000070102210100b100", 0},     //
+      {"850500000000000700", 2},                 // S5F5W
+      {"82210000000000070102b1040000000100", 3}, // S2F33W
+      {"82230000000000070102b1040000000100", 3}, // S2F35W
+      {"8225000000000007010225010100", 2},       // S2F37W
+      {"822b000000000007b0", 2},                 // S2F43W, of any body
       // CEED without a value.
       {"8225000000000007010225000100", 2}, // S2F37W
       {"822500000000000701022501010100", 0},
@@ -195,6 +208,7 @@ TEST(Verifier, NamesTheItemAndTheRule) {
       {"8103000000000007b1040000000100", "S1F3: bytes behind the item"},
       {"822b0000000000070102a50101fd00", "S2F43 2: unknown format code 63"},
       {"8103000000000007b1040000", "S1F3: ends before its length says"},
+      {"8221000000000007010100", "S2F33 1: has no length byte"},
       {"83230000000000070103a50101a50102", "S3F35 3: is announced and missing"},
       {"81030000000000070102b104", "S1F3 1: ends before its length says"},
       {"822b000000000007b1040000", ""},
