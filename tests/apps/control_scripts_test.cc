@@ -38,8 +38,8 @@ private:
 class ControlScripts : public testing::TestWithParam<const char *> {
 protected:
   /// Runs a script; what it prints. "# file NAME TEXT" writes a file before, "# show NAME" prints
-  /// one behind the rest. $port is a free port; other ports of this machine are shown as N. What
-  /// comes before the last "----" is not shown.
+  /// one behind the rest. $port is a free port; other ports of this machine are shown as N, times
+  /// of logs as T. What comes before the last "----" is not shown.
   static std::string outputOf(const std::string &script) {
     const WorkingFolder folder;
     ManualClock clock;
@@ -57,16 +57,19 @@ protected:
     container.runFiles({"script"});
     for (const std::string &name : shown)
       out << name << ": " << quotedText(systemFiles().read(name).value_or("none")) << '\n';
-    static const std::regex port("(\"127.0.0.1\", |127.0.0.1 \\()[0-9]{4,}");
-    const std::string text = std::regex_replace(out.str(), port, "$1N");
+    static const std::regex port("(\"127.0.0.1\", |127.0.0.1 \\(|Port Number : )[0-9]{5}");
+    static const std::regex time("1970/01/01 00:00:[0-9.]+");
+    std::string text = std::regex_replace(out.str(), port, "$1N");
+    text = std::regex_replace(text, time, "T");
+    std::erase(text, '\r');
     const size_t mark = text.rfind("----\n");
     return mark == std::string::npos ? text : text.substr(mark + 5);
   }
 
 private:
-  // What "include equipment" and "include pair" need.
+  // What the scripts include, and the files of the stations that are made there.
   static void prepareStations() {
-    for (const char *name : {"equipment", "pair"})
+    for (const char *name : {"equipment", "line", "listener", "pair", "ranges"})
       systemFiles().write(name, stored("controls/" + std::string(name) + ".velto"));
     for (const char *station : {"eq", "host"}) {
       ModelTextError error;
@@ -111,7 +114,8 @@ TEST_P(ControlScripts, PrintWhatIsStored) {
     systemFiles().write(VELTO_BINARY_DIR "/" + name, printed);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, ControlScripts, testing::Values("gem", "gem_events", "secsii"),
+INSTANTIATE_TEST_SUITE_P(Of, ControlScripts,
+                         testing::Values("gem", "gem_events", "hsms", "log", "secsi", "secsii"),
                          [](const auto &name) { return std::string(name.param); });
 
 } // namespace
