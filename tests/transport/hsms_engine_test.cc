@@ -43,19 +43,21 @@ private:
       note(engine_->SendMessage("127.0.0.1", port, fromHex(word)) ? "" : "refused");
     } else if (verb == "set") {
       const std::string name = word.substr(0, word.find('='));
-      const auto value = number(word.substr(name.size() + 1));
-      LinkSettings &settings = engine_->settings();
-      if (name == "t6")
-        settings.t6 = static_cast<int32_t>(value);
-      else if (name == "reject")
-        settings.rejectInvalidHeaders = value != 0;
-      else if (name == "discard")
-        settings.discardDuplicates = value != 0;
-      else
-        owner_.selectStatus = static_cast<uint8_t>(value);
+      set(name, number(word.substr(name.size() + 1)));
     } else {
       note("unknown step");
     }
+  }
+  void set(const std::string &name, uint32_t value) {
+    LinkSettings &settings = engine_->settings();
+    if (name == "t6")
+      settings.t6 = static_cast<int32_t>(value);
+    else if (name == "reject")
+      settings.rejectInvalidHeaders = value != 0;
+    else if (name == "discard")
+      settings.discardDuplicates = value != 0;
+    else if (name == "status") // that the owner answers Select.req with
+      owner_.selectStatus = static_cast<uint8_t>(value);
   }
   void poll() override { engine_->Poll(); }
   std::optional<uint32_t> next() override { return engine_->NextPoll(); }

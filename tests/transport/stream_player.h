@@ -12,11 +12,17 @@ namespace velto {
 /// Takes the steps of a script on an engine that speaks HSMS, and at the remote entities, whose
 /// bytes the script writes. What a step brings is what the engine reports, and behind it what the
 /// remote entity gets ("> HEX", a frame without its length; "> end").
-///   < HEX   a frame arrives         +MS      time passes           poll     the engine ticks
-///   bytes HEX  bytes arrive         due MS   the engine has its next deadline then, nothing comes
-///   join    one more connects       next     that deadline              before, and it ticks
-///   at N    the remote entity is the N-th from here on     hang up, reset    it goes
-///   turn    the loop runs           idle     does it come to rest?
+///   < HEX            a frame arrives
+///   bytes HEX        bytes arrive
+///   +MS              time passes
+///   poll             the engine ticks
+///   next             the engine's next deadline
+///   due MS           that deadline comes in so many ms, nothing before it; then the engine ticks
+///   turn             the loop runs
+///   idle             whether the loop comes to rest
+///   join             one more remote entity connects
+///   at N             the steps concern the N-th remote entity from here on
+///   hang up, reset   the remote entity goes
 class StreamPlayer {
 public:
   static const std::string &expanded(const std::string &text) { return text; }
