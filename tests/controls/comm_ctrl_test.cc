@@ -66,28 +66,6 @@ protected:
   std::function<void()> onReceived;
 };
 
-TEST_F(CommControl, HoldsItsPropertiesInTheirRange) {
-  const struct {
-    const char *property;
-    int32_t set;
-    int32_t kept;
-  } rows[] = {
-      {"BaudRate", 1, 1},         {"BaudRate", 0, 9600}, {"BaudRate", -5, 9600},
-      {"BaudRate", 31250, 31250}, {"ByteSize", 8, 8},    {"ByteSize", 5, 7},
-      {"ByteSize", 7, 7},         {"ByteSize", -8, 7},   {"Parity", 4, 4},
-      {"Parity", 7, 0},           {"Parity", -1, 0},     {"PortNumber", 32767, 32767},
-      {"PortNumber", -1, 0},      {"StopBit", 2, 2},     {"StopBit", 3, 0},
-      {"StopBit", -1, 0},
-  };
-  for (const auto &row : rows) {
-    EXPECT_TRUE(comm->set(row.property, row.set));
-    EXPECT_EQ(comm->get(row.property).value.toInteger(), row.kept) << row.property << row.set;
-    EXPECT_TRUE(comm->modified());
-  }
-  EXPECT_FALSE(comm->set("Count", 1)) << "read only";
-  EXPECT_FALSE(comm->set("ByteSize", 70000));
-}
-
 TEST_F(CommControl, ReceivedComesOnEveryTickWhileBytesWait) {
   open();
   send("a");

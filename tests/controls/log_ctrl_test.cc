@@ -108,22 +108,6 @@ TEST_F(LogControl, KeepsTheSelectedLineOrFollowsTheNewest) {
   }
 }
 
-TEST_F(LogControl, SelectsOnlyLinesThatAreThere) {
-  EXPECT_EQ(log.SelectedLine(), -1);
-  log.SetSelectedLine(-5);
-  log.SetSelectedLine(0);
-  EXPECT_EQ(log.SelectedLine(), -1);
-  fill(3);
-  log.SetSelectedLine(0);
-  log.SetSelectedLine(3);
-  EXPECT_EQ(log.SelectedLine(), 0) << "beyond the last line";
-  log.SetSelectedLine(-2);
-  EXPECT_EQ(log.SelectedLine(), 2);
-  log.Clear();
-  EXPECT_EQ(log.SelectedLine(), -1);
-  EXPECT_EQ(log.window(), "");
-}
-
 TEST_F(LogControl, AFloodOfLinesStaysWithinTheLimit) {
   log.SetLineMax(32767);
   log.Trace(std::string(200'000, '\n') + "end");
@@ -144,24 +128,6 @@ TEST_F(LogControl, MayTraceALineOfItsOwn) {
   log.Trace(log.view().lines.front());
   EXPECT_THAT(log.view().lines, ElementsAre(text));
   EXPECT_EQ(file("trace.log"), text + text);
-}
-
-TEST_F(LogControl, CopiesWhatIsTracedIntoAFile) {
-  clock.setLocalTime({2026, 11, 0, 2, 1, 2, 3, 4});
-  log.SetLogFileName(directory / "trace");
-  log.Trace("not yet");
-  log.SetLog(true);
-  log.Trace("");
-  EXPECT_EQ(file("trace.log"), "none");
-  log.Trace("bare\n");
-  log.SetDate(true);
-  log.SetTime(true);
-  log.Trace("a\r\nb");
-  log.Clear();
-  log.SetLogFileName("");
-  log.Trace("nowhere");
-  EXPECT_EQ(file("trace.log"), "bare\nNovember, 2nd, 2026 01:02:03.004\r\na\r\nb\r\n");
-  EXPECT_FALSE(systemFiles().size(".log"));
 }
 
 TEST_F(LogControl, KeepsTenBackups) {

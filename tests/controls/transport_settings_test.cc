@@ -1,64 +1,13 @@
-// The settings of the controls on lines and connections: ranges, INI file, sheet, property bag.
+// The settings of the controls on lines and connections: INI file, sheet, property bag.
 #include "controls/registry.h"
-#include "controls/secsi_ctrl.h"
 #include "support/operator.h"
 #include "support/temporary_directory.h"
 
 #include <gtest/gtest.h>
-#include <map>
 #include <sstream>
 
 namespace velto {
 namespace {
-
-TEST(SecsIControls, HoldTheirPropertiesInRange) {
-  const struct {
-    const char *property;
-    int32_t set;
-    int32_t kept;
-  } rows[] = {{"T1", 1, 1},
-              {"T1", 0, 500},
-              {"T1", -9, 500},
-              {"T2", 1, 1},
-              {"T2", 0, 10'000},
-              {"T3", 0, 0},
-              {"T3", -1, -1},
-              {"T4", 0, 0},
-              {"Retry", 0, 0},
-              {"Retry", -1, 3},
-              {"LogBakCount", 0, 0},
-              {"LogBakCount", 999, 999},
-              {"LogBakCount", -1, 1},
-              {"LogBakCount", 5, 5},
-              {"LogBakCount", 1000, 1},
-              {"LogSize", 1, 1},
-              {"LogSize", 0, 1024},
-              {"LogVerbose", 1, 0},
-              {"Log", 1, 1},
-              {"LogVerbose", 1, 1},
-              {"Log", 0, 0},
-              {"LogVerbose", 0, 0},
-              {"PortNumber", -1, 0},
-              {"PortNumber", 32'767, 32'767},
-              {"BaudRate", 0, 9600},
-              {"BaudRate", 300, 300},
-              {"DeviceID", 65'535, 65'535},
-              {"DeviceID", -1, 65'535}};
-  EventLoop loop;
-  for (const char *name : {"VeltoSecsI", "VeltoSecsISocket"}) {
-    const bool serial = std::string(name) == "VeltoSecsI";
-    const auto control = createControl(name, loop);
-    for (const auto &row : rows) {
-      const std::string property = row.property;
-      if (!serial && (property == "PortNumber" || !control->get(property)))
-        continue;
-      EXPECT_TRUE(control->set(property, row.set));
-      EXPECT_EQ(control->get(property).value.as(ValueType::Int32), Variant(row.kept))
-          << name << '.' << property << ' ' << row.set;
-      EXPECT_TRUE(control->modified());
-    }
-  }
-}
 
 using Settings = std::vector<std::pair<std::string, std::string>>;
 
@@ -144,25 +93,6 @@ TEST(TransportControls, KeepTheirSettingsInSheetFileAndBag) {
     EXPECT_EQ(front.titles.front(), std::string(row.control) + " - Line");
     EXPECT_EQ(front.titles[front.titles.size() - 2], "Mine");
     EXPECT_EQ(front.titles.back(), std::string(row.control) + " Setup");
-  }
-}
-
-TEST(SecsIControls, ReadWhatIsOutOfRangeAsTheDefault) {
-  const TemporaryDirectory folder;
-  systemFiles().write(folder / "velto.ini", "[Line]\nT1=0\nT2=-1\nRetry=-1\nLogSize=0\n"
-                                            "LogBakCount=1000\nLogVerbose=1\nT4=77\n");
-  EventLoop loop;
-  for (const char *name : {"VeltoSecsI", "VeltoSecsISocket"}) {
-    const auto control = createControl(name, loop);
-    control->set("IniFileName", folder / "velto.ini");
-    control->set("IniSection", "Line");
-    control->set("T3", 33);
-    EXPECT_EQ(control->call("LoadIniFile").value, Variant(true));
-    const std::map<const char *, int32_t> kept{
-        {"T1", 500}, {"T2", 10'000},     {"Retry", 3},      {"LogSize", 1024},
-        {"T3", 33},  {"LogBakCount", 1}, {"LogVerbose", 0}, {"T4", 77}};
-    for (const auto &[property, value] : kept)
-      EXPECT_EQ(control->get(property).value.as(ValueType::Int32), Variant(value)) << property;
   }
 }
 

@@ -1,6 +1,7 @@
 #include "gem/models/communication_model.h"
 
 #include "gem/fake_owner.h"
+#include "support/table.h"
 #include "transport/hsms/hsms_engine.h"
 
 #include <gmock/gmock.h>
@@ -14,7 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char *kRequest = "send S1F13W { <a 'ETCH'> * MDLN <a '1.0'> * SOFTREV }";
-constexpr const char *kAccepted = "S1F14 { <b 0x00> { <a 'ETCH'> <a '1.0'> } }";
 
 class CommunicationModel : public testing::Test {
 protected:
@@ -161,36 +161,14 @@ TEST_F(CommunicationModel, ARefusedRequestIsSentAgainAfterAPause) {
 }
 
 TEST_F(CommunicationModel, EveryMessageInEveryState) {
-  const struct {
-    const char *sml;
-    uint8_t from;
-    bool taken;
-    uint8_t to;
-    const char *reply;
-  } rows[] = {
-      {"s1f13w{}", Disabled, true, Disabled, "none"},
-      {"s1f1w", Disabled, true, Disabled, "none"},
-      {"s1f14{<b 0>{}}", Disabled, true, Disabled, "none"},
-      {"s64f1w", Disabled, true, Disabled, "none"},
-      {"s1f13w{}", NotCommunicating, true, Communicating, kAccepted},
-      {"s1f14{<b 0>{}}", NotCommunicating, true, Communicating, "none"},
-      {"s1f14{<b 16>{}}", NotCommunicating, true, Communicating, "none"},
-      {"s1f14{<b 1>{}}", NotCommunicating, false, NotCommunicating, "none"},
-      {"s1f14{<b 255>{}}", NotCommunicating, false, NotCommunicating, "none"},
-      {"s1f1w", NotCommunicating, false, NotCommunicating, "S1F2 { <a 'Kel'> <a '1.00'> }"},
-      {"s2f0", NotCommunicating, false, NotCommunicating, "none"},
-      {"s1f13w{}", Communicating, true, Communicating, kAccepted},
-      {"s1f14{<b 0>{}}", Communicating, false, Communicating, "none"},
-      {"s1f1w", Communicating, false, Communicating, "S1F2 { <a 'Kel'> <a '1.00'> }"},
-  };
-  for (const auto &row : rows) {
-    SCOPED_TRACE(std::string(row.sml) + " in " + std::to_string(row.from));
-    enter(row.from);
-    CHSecsVerifier slot = receivedSlot(row.sml);
-    EXPECT_EQ(model.OnReceive(slot), row.taken);
-    EXPECT_EQ(model.State(), row.to);
-    EXPECT_EQ(replyOf(slot), row.reply);
-    EXPECT_EQ(owner.take().size(), row.from == row.to ? 0U : 1U);
+  for (const TableRow &row : tableOf("gem/communication_model.txt", "messages")) {
+    SCOPED_TRACE(row[0] + " in " + row[1]);
+    enter(static_cast<uint8_t>(row.number(1)));
+    CHSecsVerifier slot = receivedSlot(row[0]);
+    EXPECT_EQ(model.OnReceive(slot), row[2] == "taken");
+    EXPECT_EQ(model.State(), row.number(3));
+    EXPECT_EQ(replyOf(slot), row[4]);
+    EXPECT_EQ(owner.take().size(), row[1] == row[3] ? 0U : 1U);
   }
 }
 
@@ -320,61 +298,25 @@ TEST_F(CommunicationModel, TheDelaySurvivesTheWrapOfTheTickCount) {
 TEST_F(CommunicationModel, TheTimeoutComesFromItsVariable) {
   EXPECT_EQ(model.timeoutMs(), 30000U);
   CHGemEventVid &variable = owner.addRole(9, RoleEstablishCommunicationsTimeout, "10");
-  const struct {
-    const char *raw;
-    uint32_t ms;
-  } rows[] = {
-      {"<u4 10>", 10000},
-      {"<a '12 s'>", 12000},
-      {"<i4 -5>", 0},
-      {"<u4 0>", 0},
-      {"<a ''>", 0},
-      {"no item", 0},
-      {"<i4 2147483>", 2147483000},
-      {"<i4 2147483647>", 2147483000},
-      {"<u4 2147483648>", 2147483000},
-      {"<u8 18446744073709551615>", 2147483000},
-      {"<f8 3000000000.0>", 2147483000},
-      {"<i8 -9223372036854775808>", 0},
-  };
-  for (const auto &row : rows) {
-    variable.setRawValue(row.raw);
-    EXPECT_EQ(model.timeoutMs(), row.ms) << row.raw;
+  for (const TableRow &row : tableOf("gem/communication_model.txt", "timeouts")) {
+    variable.setRawValue(row[0]);
+    EXPECT_EQ(model.timeoutMs(), static_cast<uint32_t>(row.number(1))) << row[0];
   }
 }
 
 TEST_F(CommunicationModel, ReplyTimeoutsByStateAndMessage) {
-  const struct {
-    uint8_t from;
-    bool waiting;
-    const char *primary;
-    uint8_t to;
-    bool stillWaiting;
-    std::optional<uint32_t> next;
-  } rows[] = {
-      {Disabled, false, "s1f13w{}", Disabled, false, std::nullopt},
-      {Disabled, true, "s1f13w{}", Disabled, false, std::nullopt},
-      {Disabled, false, "s6f11w{<u4 1><u4 1>{}}", Disabled, false, std::nullopt},
-      {NotCommunicating, true, "s1f13w{}", NotCommunicating, false, 30001},
-      // One that the host application sent.
-      {NotCommunicating, false, "s1f13w{}", NotCommunicating, false, 0},
-      {NotCommunicating, true, "s6f11w{<u4 1><u4 1>{}}", NotCommunicating, true, std::nullopt},
-      {Communicating, false, "s6f11w{<u4 1><u4 1>{}}", NotCommunicating, false, 0},
-      {Communicating, true, "s1f13w{}", NotCommunicating, false, 30001},
-      {Communicating, true, "s2f13w{}", NotCommunicating, true, std::nullopt},
-  };
-  for (const auto &row : rows) {
-    SCOPED_TRACE(std::string(row.primary) + " in " + std::to_string(row.from));
+  for (const TableRow &row : tableOf("gem/communication_model.txt", "late")) {
+    SCOPED_TRACE(row[2] + " in " + row[0]);
     enter(NotCommunicating);
-    if (row.waiting)
+    if (row[1] == "waits")
       model.Tick();
-    model.SwitchState(row.from);
+    model.SwitchState(static_cast<uint8_t>(row.number(0)));
     owner.take();
-    reportTimeout(row.primary);
-    EXPECT_EQ(model.State(), row.to);
-    EXPECT_EQ(model.WaitingCRA(), row.stillWaiting);
-    EXPECT_EQ(model.NextTick(), row.next);
-    EXPECT_EQ(owner.take().size(), row.from == row.to ? 0U : 1U);
+    reportTimeout(row[2]);
+    EXPECT_EQ(model.State(), row.number(3));
+    EXPECT_EQ(model.WaitingCRA(), row[4] == "waits");
+    EXPECT_EQ(model.NextTick() ? std::to_string(*model.NextTick()) : "never", row[5]);
+    EXPECT_EQ(owner.take().size(), row[0] == row[3] ? 0U : 1U);
   }
   enter(Communicating);
   model.OnProblem(LinkProblem::T5, CHSecsHeader());

@@ -2,6 +2,7 @@
 
 #include "gem/fake_owner.h"
 #include "gem/models/processing_model.h"
+#include "support/table.h"
 #include "transport/hsms/hsms_engine.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +16,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char *kQuestion = "send S1F1W";
-constexpr const char *kNames = "S1F2 { <a 'ETCH'> <a '1.0'> }";
 
 std::string joined(const std::vector<std::string> &lines) {
   std::string text;
@@ -158,58 +158,16 @@ TEST_F(ControlModel, TheOperatorSwitch) {
     }
 }
 
-struct MessageRow {
-  const char *sml;
-  uint8_t from;
-  bool accepts; // the host's requests
-  bool taken;
-  uint8_t to;
-  const char *reply; // what is left to be sent
-  const char *notes = "";
-};
-
 TEST_F(ControlModel, EveryMessageInEveryState) {
-  const MessageRow rows[] = {
-      {"s1f1w", EquipmentOffline, true, true, EquipmentOffline, "S1F0"},
-      {"s1f17w", EquipmentOffline, true, true, EquipmentOffline, "S1F0"},
-      {"s2f17w", EquipmentOffline, true, true, EquipmentOffline, "S2F0"},
-      {"s64f1w", EquipmentOffline, true, true, EquipmentOffline, "S64F0"},
-      {"s1f2{}", EquipmentOffline, true, true, EquipmentOffline, "none"},
-
-      {"s1f0", AttemptOnline, true, false, HostOffline, "none", "control 1 2"},
-      {"s1f2{}", AttemptOnline, true, false, OnlineRemote, "none", "control 1 4"},
-      {"s1f2{}", AttemptOnline, false, true, AttemptOnline, "none"},
-      {"s1f1w", AttemptOnline, true, true, AttemptOnline, "S1F0"},
-      {"s2f0", AttemptOnline, true, true, AttemptOnline, "none"},
-      {"s2f17w", AttemptOnline, true, true, AttemptOnline, "S2F0"},
-
-      {"s1f17w", HostOffline, true, true, OnlineRemote, "none", "send S1F18 <b 0x00>; control 2 4"},
-      {"s1f17w", HostOffline, false, true, HostOffline, "S1F18 <b 0x01>"},
-      {"s1f15w", HostOffline, true, true, HostOffline, "S1F0"},
-      {"s1f1w", HostOffline, true, true, HostOffline, "S1F0"},
-      {"s64f17w", HostOffline, true, true, HostOffline, "S64F0"},
-
-      {"s1f15w", OnlineLocal, true, true, HostOffline, "none", "send S1F16 <b 0x00>; control 3 2"},
-      {"s1f15w", OnlineRemote, true, true, HostOffline, "none", "send S1F16 <b 0x00>; control 4 2"},
-      {"s1f15w", OnlineRemote, false, true, OnlineRemote, "S1F16 <b 0x01>"},
-      {"s1f17w", OnlineLocal, true, true, OnlineLocal, "S1F18 <b 0x02>"},
-      {"s1f17w", OnlineRemote, false, true, OnlineRemote, "S1F18 <b 0x02>"},
-      {"s1f1w", OnlineLocal, true, true, OnlineLocal, kNames},
-      {"s1f1w", OnlineRemote, true, true, OnlineRemote, kNames},
-      {"s1f0", OnlineRemote, true, false, OnlineRemote, "none"},
-      {"s1f2{}", OnlineRemote, true, false, OnlineRemote, "none"},
-
-      {"s1f17w", 7, true, false, 7, "S1F18 <b 0x00>"},
-  };
-  for (const MessageRow &row : rows) {
-    SCOPED_TRACE(std::string(row.sml) + " in " + std::to_string(row.from));
-    settings.acceptOnlineRequest = settings.acceptOfflineRequest = row.accepts;
-    enter(row.from);
-    CHSecsVerifier slot = receivedSlot(row.sml);
-    EXPECT_EQ(model.OnReceive(slot), row.taken);
-    EXPECT_EQ(model.GetState(), row.to);
-    EXPECT_EQ(replyOf(slot), row.reply);
-    EXPECT_EQ(joined(owner.take()), row.notes);
+  for (const TableRow &row : tableOf("gem/control_model.txt", "messages")) {
+    SCOPED_TRACE(row[0] + " in " + row[1]);
+    settings.acceptOnlineRequest = settings.acceptOfflineRequest = row[2] == "accepts";
+    enter(static_cast<uint8_t>(row.number(1)));
+    CHSecsVerifier slot = receivedSlot(row[0]);
+    EXPECT_EQ(model.OnReceive(slot), row[3] == "taken");
+    EXPECT_EQ(model.GetState(), row.number(4));
+    EXPECT_EQ(replyOf(slot), row[5]);
+    EXPECT_EQ(joined(owner.take()), row[6]);
   }
 }
 

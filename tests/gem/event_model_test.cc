@@ -1,70 +1,14 @@
-#include "gem/data/data_file.h"
-#include "gem/models/event_model.h"
+#include "gem/event_model_fixture.h"
 
 #include "gem/messages/items.h"
-#include "gem/receive.h"
 
 #include <cmath>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace velto {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-/// Variables 1 (status, "it's"), 2 (status, seconds), 3 (constant, 10 to 20), 4 (constant, text),
-/// 5 (data); report 1 of 1 and 5, report 2 of 3; event 10 linked to 2 and 1, event 11 without
-/// links, event 12 disabled.
-class EventModel : public testing::Test {
-protected:
-  EventModel() {
-    addVariable(1, StatusVariable, SecsAscii, "it's").setDescription("Lot's ID");
-    addVariable(2, StatusVariable, SecsFloat, "1.5").setUnit("s");
-    CHGemEventVid &limit = addVariable(3, EquipmentConstant, SecsDWord, "15");
-    limit.setMinimum("10");
-    limit.setMaximum("20");
-    limit.setDescription("Limit");
-    addVariable(4, EquipmentConstant, SecsAscii, "old");
-    addVariable(5, DataVariable, SecsByte, "7");
-    data.reports.Add({1, "first", {1, 5}});
-    data.reports.Add({2, "", {3}});
-    for (const uint32_t ceid : {10U, 11U, 12U})
-      model.RegisterCEID(ceid, kNoRole, "event");
-    data.events.FindCeid(11)->role = RoleGoToLocal;
-    data.events.FindCeid(10)->reports = {2, 1};
-    data.events.FindCeid(12)->enable = false;
-    model.clearModified();
-  }
-
-  CHGemEventVid &addVariable(uint32_t vid, uint8_t kind, uint8_t type, std::string_view value) {
-    CHGemEventVid variable;
-    variable.vid = vid;
-    variable.kind = kind;
-    variable.nodeType = type;
-    variable.SetValue(value);
-    return data.variables.Add(std::move(variable));
-  }
-
-  /// All that a request may change, as text.
-  std::string state() const {
-    TreeView tree;
-    model.addStatus(tree.add(""));
-    return toText(tree) + toText(data.events.view());
-  }
-  std::vector<std::string> sent() {
-    std::vector<std::string> lines = owner.take();
-    for (std::string &line : lines)
-      line = line.starts_with("send ") ? line.substr(5) : line;
-    return lines;
-  }
-  static std::string line(std::string_view sml) { return FakeOwner::oneLine(fromSml(sml)); }
-
-  FakeOwner owner;
-  GemData &data = owner.data;
-  CHGemEventModel model{owner, data};
-};
 
 TEST_F(EventModel, SendsTheReportsOfAnEvent) {
   EXPECT_TRUE(model.InvokeEvent(10));
@@ -92,18 +36,6 @@ TEST_F(EventModel, UsesNoDataIdForWhatIsNotSent) {
   EXPECT_FALSE(model.InvokeEvent(11)) << "not sent";
   EXPECT_EQ(data.nextDataId, 1U);
   EXPECT_THAT(sent(), IsEmpty());
-}
-
-TEST_F(EventModel, CountsEventsThatTheHostInvokesWhileOneIsSent) {
-  owner.onNote = [this](const std::string &) {
-    owner.onNote = nullptr;
-    data.events.Clear(); // as loading a model does
-    model.RegisterCEID(11, kNoRole, "");
-    model.InvokeEvent(11);
-  };
-  EXPECT_TRUE(model.InvokeEvent(10));
-  EXPECT_EQ(sent()[1], line("s6f11w{<u4 2><u4 11>{}}"));
-  EXPECT_EQ(data.nextDataId, 3U);
 }
 
 TEST_F(EventModel, AnswersQuestions) {
@@ -193,58 +125,6 @@ TEST_F(EventModel, AnswersWithVariablesOfExactlyTheKind) {
   EXPECT_EQ(receive(model, "s2f13w{}"), taken("s2f14{<u4 15><a'old'>}"));
   EXPECT_EQ(receive(model, "s2f29w<u1 6>"), taken("s2f30{{<u4 6><a><a><a><a><a>}}"));
   EXPECT_EQ(receive(model, "s2f15w{{<u1 6><u1 2>}}"), notTaken("s2f16<b 1>"));
-}
-
-TEST_F(EventModel, AnswersByteForByte) {
-  std::string text("\0it's\r\n", 7);
-  for (int c = 0; c < 256; ++c)
-    text += static_cast<char>(c);
-  data.variables.FindVid(1)->setDescription(text);
-  CHSecsVerifier slot;
-  slot.message.SetFromSml("s1f11w{<u4 1>}");
-  slot.Verify(true);
-  EXPECT_TRUE(model.OnReceive(slot));
-  EXPECT_EQ(valueAt(slot.partner()->message, "1/2"), text);
-}
-
-TEST_F(EventModel, AnswersWhatOneMessageJustCarries) {
-  data.events.FindCeid(10)->reports = {1};
-  data.reports.FindReport(1)->variables = {1, 1};
-  const struct {
-    const char *request;
-    size_t around; ///< bytes of the answer beside the two values
-  } rows[] = {{"s1f3w<u1 1 1>", 10 + 2 + 2 * 4},
-              {"s6f15w<u4 10>", 10 + 2 + 6 + 6 + 2 + 10 + 2 * 4}};
-  for (const auto &row : rows) {
-    for (const bool fits : {true, false}) {
-      SCOPED_TRACE(testing::Message() << row.request << fits);
-      const size_t length = (CHSecsMessage::kMaxEncodedSize - row.around) / 2 + (fits ? 0 : 1);
-      data.variables.FindVid(1)->setRawValue("<a'" + std::string(length, 'x') + "'>");
-      CHSecsVerifier slot;
-      slot.message.SetFromSml(row.request);
-      slot.Verify(true);
-      EXPECT_EQ(model.OnReceive(slot), fits);
-      Bytes bytes;
-      EXPECT_EQ(slot.partner()->message.Encode(bytes), fits);
-      EXPECT_EQ(bytes.size(), fits ? CHSecsMessage::kMaxEncodedSize : 0);
-      EXPECT_EQ(data.nextDataId, fits && row.request[1] == '6' ? 2U : 1U);
-      data.nextDataId = 1;
-    }
-  }
-}
-
-// It takes very long when the text is parsed each time that the variable is named.
-TEST_F(EventModel, ParsesALongTextOnce) {
-  data.variables.FindVid(1)->setRawValue("{" + std::string(1'000'000, ' ') + "}");
-  data.reports.FindReport(1)->variables.assign(20'000, 1);
-  std::string elements;
-  std::string entries;
-  for (int i = 0; i < 20'000; ++i) {
-    elements += " 1";
-    entries += "{}";
-  }
-  EXPECT_EQ(receive(model, "s1f3w<u1" + elements + ">"), taken("s1f4{" + entries + "}"));
-  EXPECT_EQ(receive(model, "s6f19w<u1 1>"), taken("s6f20{" + entries + "}"));
 }
 
 struct Change {
@@ -383,25 +263,6 @@ TEST_F(EventModelChanges, DefinesNoMoreThanTheLimits) {
   EXPECT_EQ(receive(model, "s2f33w{<u4 1>{}}"), taken("s2f34<b 0>"));
 }
 
-TEST_F(EventModelChanges, TakesNothingThatCouldNotBeSaved) {
-  const std::string filling = "<a'" + std::string(64 << 20, 'x') + "'>";
-  for (const uint32_t vid : {6, 7, 8})
-    addVariable(vid, StatusVariable, SecsAscii, "").setRawValue(filling);
-  data.variables.FindVid(8)->setDescription(std::string((64 << 20) - 3000, 'x'));
-  const auto set = [this](size_t size) {
-    CHSecsMessage message = fromSml("s2f15w");
-    message.root = listItem(listItem(numberItem(4), textItem(std::string(size, 'x'))));
-    return receive(model, message);
-  };
-  EXPECT_EQ(set(5000), notTaken("s2f16<b 1>"));
-  EXPECT_EQ(set(500), taken("s2f16<b 0>"));
-  std::string entries = "<u4 3><u4 3>";
-  while (entries.size() < 12'000)
-    entries += entries;
-  EXPECT_EQ(receive(model, "s2f33w{<u4 1>{{<u4 9>{" + entries + "}}}}"), notTaken("s2f34<b 1>"));
-  EXPECT_TRUE(canBeSaved(data, 0));
-}
-
 // A constant has the value that the host gave it, or the host hears that it has not.
 TEST_F(EventModelChanges, TakesNoValueThatItsTypeCannotHold) {
   constexpr const char *kRefused = nullptr;
@@ -510,43 +371,6 @@ TEST_F(EventModelChanges, SetsConstantsThatAreLeftAfterTheHostReplacedThem) {
   EXPECT_THAT(owner.take(), ElementsAre("variable 4", "variable 4"));
 }
 
-// The numbers are such that a hash table of their remainders has all of them in one place.
-TEST_F(EventModelChanges, TakesManyReportsAtOnce) {
-  constexpr uint32_t kCount = 42'000;
-  constexpr uint32_t kStep = 42'043;
-  CHSecsMessage define = fromSml("s2f33w{<u4 1>{}}");
-  CHSecsMessage link = fromSml("s2f35w{<u4 1>{}}");
-  CHSecsMessage undefine = fromSml("s2f33w{<u4 1>{}}");
-  for (uint32_t i = 1; i <= kCount; ++i) {
-    const std::string id = std::to_string(i * kStep);
-    model.RegisterCEID(i * kStep, kNoRole, "");
-    const auto add = [](CHSecsMessage &message, const std::string &entry) {
-      message.root.children()[1].appendChild(fromSml(entry).root.clone());
-    };
-    add(define, "{<u4 " + id + ">{<u4 1><u4 2>}}");
-    add(link, "{<u4 " + id + ">{<u4 " + id + "><u4 1>}}");
-    add(undefine, "{<u4 " + id + ">{}}");
-  }
-  EXPECT_TRUE(receive(model, define).taken);
-  EXPECT_TRUE(receive(model, link).taken);
-  EXPECT_EQ(data.reports.Count(), kCount + 2);
-  EXPECT_EQ(data.events.FindCeid(kStep)->reports.size(), 2U);
-  EXPECT_TRUE(receive(model, undefine).taken);
-  EXPECT_EQ(definitions(data), "1:1,5 2:3");
-  EXPECT_THAT(data.events.FindCeid(kStep)->reports, ElementsAre(1));
-}
-
-TEST_F(EventModel, IgnoresWhatIsNotVerified) {
-  for (const auto result : {VerificationUserDefined, VerificationIncorrect,
-                            VerificationIncorrectAndReply, VerificationWrongDirection}) {
-    CHSecsVerifier slot;
-    slot.message.SetFromSml("s2f33w{<u4 1>{}}");
-    slot.result = result;
-    EXPECT_FALSE(model.OnReceive(slot));
-  }
-  EXPECT_EQ(data.reports.Count(), 2U);
-}
-
 TEST_F(EventModel, RegistersAndRemoves) {
   CHGemEventVid variable;
   variable.vid = 20;
@@ -570,31 +394,6 @@ TEST_F(EventModel, RegistersAndRemoves) {
   EXPECT_EQ(data.nextDataId, 1U);
   EXPECT_FALSE(model.modified());
   EXPECT_EQ(data.events.Count() + data.reports.Count() + data.variables.Count(), 0U);
-}
-
-TEST_F(EventModel, ShowsItsLists) {
-  TreeView tree;
-  model.addStatus(tree.add("root"));
-  const std::string text = toText(tree);
-  EXPECT_EQ(text.substr(0, text.find("    VIDs")), "root\n"
-                                                   "  Event\n"
-                                                   "    CEIDs (3)\n"
-                                                   "      10 : event\n"
-                                                   "        2\n"
-                                                   "        1\n"
-                                                   "      11 : event\n"
-                                                   "      12 : event\n"
-                                                   "    Reports (2)\n"
-                                                   "      1 : first\n"
-                                                   "        1\n"
-                                                   "        5\n"
-                                                   "      2 : \n"
-                                                   "        3\n");
-  EXPECT_THAT(data.events.view().rows, ElementsAre(ElementsAre("10", "Yes", "event", "", "2, 1"),
-                                                   ElementsAre("11", "Yes", "event", "1", ""),
-                                                   ElementsAre("12", "", "event", "", "")));
-  EXPECT_THAT(data.reports.view().rows,
-              ElementsAre(ElementsAre("1", "1, 5", "first"), ElementsAre("2", "3", "")));
 }
 
 } // namespace

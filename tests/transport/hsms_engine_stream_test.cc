@@ -5,40 +5,6 @@ namespace {
 
 // How the engine cuts the byte stream into messages, and what a report may do meanwhile.
 
-TEST_F(HsmsEngineTest, LengthsAndT8AreChecked) {
-  const std::string max = kS1F1 + std::string(180, '0');
-  struct Case {
-    const char *name;
-    std::string arrival;
-    std::string report;
-    std::string afterT8;
-  };
-  for (const Case &row : std::vector<Case>{
-           {"zero", "00000000", "problem LengthTooShort 00000000", ""},
-           {"shorter than a header", "00000002ffff", "problem LengthTooShort 00000002", ""},
-           {"the maximum", frame(max), "data " + max, ""},
-           {"above the maximum", "00000065" + std::string(202, '0'),
-            "problem LengthTooLong 00000065", ""},
-           {"unfinished", frame(kS1F1).substr(0, 20), "", "problem T8 "},
-           {"unfinished length", "000000", "", "problem T8 "}}) {
-    SCOPED_TRACE(row.name);
-    openSelected();
-    remote->send(row.arrival);
-    net->settle();
-    EXPECT_EQ(row.report.empty() ? Lines{} : Lines{row.report}, owner.take());
-    if (!row.afterT8.empty()) {
-      net->clock.advance(3000);
-      remote->send("00"); // growth restarts T8
-      net->settle();
-      if (owner.take().empty()) {
-        EXPECT_EQ(Lines{row.afterT8}, pollWhenDue(5000));
-      }
-    }
-    EXPECT_EQ("", exchange("00010103000000000000"));
-    EXPECT_EQ(Lines{"data 00010103000000000000"}, owner.take());
-  }
-}
-
 TEST_F(HsmsEngineTest, FramesAreHandledTheMomentTheyAreWhole) {
   openSelected();
   const std::string one = "00010103000000000001";
@@ -52,28 +18,6 @@ TEST_F(HsmsEngineTest, FramesAreHandledTheMomentTheyAreWhole) {
     net->settle();
     EXPECT_EQ((Lines{"data " + one, "data " + two}), owner.take());
   }
-}
-
-TEST_F(HsmsEngineTest, DuplicatesAreDroppedUntilTheNextConnection) {
-  openSelected();
-  const Lines once{"data " + kS1F1};
-  exchange(kS1F1);
-  exchange(kS1F1);
-  EXPECT_EQ(once, owner.take());
-  EXPECT_NE("", exchange("00010000000800000001"));
-  EXPECT_EQ("", exchange("00010000000800000001")); // one answer to an invalid message, too
-  owner.take();
-  exchange(kS1F1);
-  EXPECT_EQ(once, owner.take());
-  engine->settings().discardDuplicates = false;
-  exchange(kS1F1);
-  EXPECT_EQ(once, owner.take());
-  engine->settings().discardDuplicates = true;
-  remote = join();
-  net->settle();
-  owner.take();
-  exchange(kS1F1);
-  EXPECT_EQ("data " + kS1F1 + " not selected", owner.take()[0]);
 }
 
 // The report of the first message pumps the loop, for long or until the connection has ended.
