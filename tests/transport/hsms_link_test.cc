@@ -138,7 +138,9 @@ TEST_F(HsmsLinkTest, T7IsReportedAgainAndAgainWhileNotSelected) {
   open();
   EXPECT_EQ(Lines{"problem T7 "}, pollWhenDue(10000));
   EXPECT_EQ(Lines{"problem T7 "}, pollWhenDue(10000));
-  link->SetSelected(true);
+  arrive(frame(kSelectReq)); // in time for the next one
+  net->clock.advance(10000);
+  EXPECT_EQ(poll(), Lines{"received " + kSelectReq});
   EXPECT_EQ(std::nullopt, link->NextPoll());
   net->clock.advance(50000);
   link->SetSelected(false);
@@ -146,25 +148,26 @@ TEST_F(HsmsLinkTest, T7IsReportedAgainAndAgainWhileNotSelected) {
   EXPECT_FALSE(remote->ended());
 }
 
-// The peer gets the listener's times with the send, and the ticks that come by themselves keep
-// them.
-TEST_F(HsmsLinkTest, ChangedTimesOfAListenerCountFromTheNextSendOn) {
+TEST_F(HsmsLinkTest, ChangedTimesOfAListenerCountForItsPeersAtOnce) {
   struct Case {
     uint32_t HsmsTimes::*timer;
     bool selected;
-    std::string sent;
+    std::string arrived;
     std::string report;
   };
-  for (const Case &row : std::vector<Case>{{&HsmsTimes::t3, true, kS1F1, "problem T3 " + kS1F1},
-                                           {&HsmsTimes::t7, false, kS1F2, "problem T7 "}}) {
+  for (const Case &row : std::vector<Case>{{&HsmsTimes::t3, true, "", "problem T3 " + kS1F1},
+                                           {&HsmsTimes::t6, true, "", "problem T6 " + kLinktestReq},
+                                           {&HsmsTimes::t7, false, "", "problem T7 "},
+                                           {&HsmsTimes::t8, true, "0000000a01", "problem T8 "}}) {
     SCOPED_TRACE(row.report);
     open();
     link->SetSelected(row.selected);
-    EXPECT_GT(link->SendFrame(fromHex(frame(row.sent))), 0);
+    for (const std::string &request : {kS1F1, kLinktestReq})
+      EXPECT_GT(link->SendFrame(fromHex(frame(request))), 0);
+    arrive(row.arrived);
     net->clock.advance(1);
     net->settle();
     setTime(row.timer, 300);
-    EXPECT_GT(link->SendFrame(fromHex(frame(row.sent))), 0);
     net->clock.advance(300);
     net->settle();
     EXPECT_EQ(sink.take(), Lines{row.report});
@@ -208,6 +211,44 @@ TEST_F(HsmsLinkTest, RequestsTimeOutOneATick) {
     EXPECT_EQ(0U, link->NextPoll());
     EXPECT_EQ(Lines{row.report}, poll());
     EXPECT_EQ(0U, link->OpenTransactionCount());
+  }
+}
+
+// Of a host that was busy. What arrives after the time-out does not put it off any further.
+TEST_F(HsmsLinkTest, WhatHasArrivedIsHandedOverBeforeTimeOuts) {
+  struct Case {
+    const char *name;
+    bool selected;
+    std::string sent;
+    std::string arrived;
+    Lines reports;
+  };
+  const Lines both{"received " + kS1F2, "received " + kLinktestRsp};
+  for (const Case &row : std::vector<Case>{
+           {"T3", true, kS1F1, frame(kS1F2) + frame(kLinktestRsp), both},
+           {"T6", true, kLinktestReq, frame(kS1F2) + frame(kLinktestRsp), both},
+           {"T7", false, kS1F2, frame(kSelectReq), {"received " + kSelectReq}},
+           {"T3 and a part", true, kS1F1, frame(kS1F2) + "0000000a00", {both[0], "problem T8 "}},
+           {"no answer",
+            true,
+            kS1F1,
+            frame(kLinktestRsp),
+            {both[1], "problem T3 " + kS1F1, "received " + kSelectReq}}}) {
+    SCOPED_TRACE(row.name);
+    open();
+    link->PeerAt(0).SetMaxLength(100);
+    link->SetSelected(row.selected);
+    link->SendFrame(fromHex(frame(row.sent)));
+    arrive(row.arrived);
+    net->clock.advance(60000);
+    Lines reports = poll();
+    if (row.reports.size() == 3)
+      arrive(frame(kSelectReq));
+    for (int tick = 0; tick < 3; ++tick) {
+      const Lines more = poll();
+      reports.insert(reports.end(), more.begin(), more.end());
+    }
+    EXPECT_EQ(reports, row.reports);
   }
 }
 
