@@ -192,8 +192,7 @@ void CHHsmsConnection::flush() {
     output_.drop(static_cast<size_t>(count));
   else if (count < 0 && !isTransient(errno))
     sendFailed(errno);
-  if (output_.empty())
-    watchSocket();
+  watchSocket();
 }
 
 // The remote end would read on in the middle of a frame: the connection ends, on the next tick,
