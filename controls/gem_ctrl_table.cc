@@ -112,6 +112,12 @@ const MemberTable &CVeltoGemCtrl::table() {
                                                            "Numbered backups of the data file.")
           .property<&C::Edition, &C::SetEdition>(
               200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
+          .property<&C::MaxReports, &C::SetMaxReports>(
+              214, "MaxReports", "Reports that the host may define (S2F33).", GemLimits().reports)
+          .property<&C::MaxReportLinks, &C::SetMaxReportLinks>(
+              215, "MaxReportLinks",
+              "VIDs of all reports and RPTIDs of all events together (S2F33, S2F35).",
+              GemLimits().references)
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")

@@ -43,6 +43,8 @@ CHGem::CHGem(LogicalConnectionOwner &owner, std::string iniFileName)
   events_ = add<CHGemEventModel>();
   alarms_ = add<CHGemAlarmModel>();
   stages_.push_back(std::make_unique<CHGemGate>(static_cast<const GemModelOwner &>(*this)));
+  settingList().rareInteger("MaxReports", data_.limits.reports, GemLimits().reports);
+  settingList().rareInteger("MaxReportLinks", data_.limits.references, GemLimits().references);
   CHGem::SetHost(false);
 }
 

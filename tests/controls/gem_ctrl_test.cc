@@ -323,6 +323,23 @@ TEST_F(GemControl, LoadDataIsTrueWheneverThereIsAModel) {
   EXPECT_EQ(eq.LogicalConnection(), 0);
 }
 
+// The settings file states only what differs from the defaults.
+TEST_F(GemControl, WhatTheHostMayDefineIsLimitedAndKept) {
+  eq.SetMaxReports(3);
+  eq.SetMaxReportLinks(-1);
+  EXPECT_EQ(eq.engine().gem()->data().limits, (GemLimits{3, 0}));
+  EXPECT_TRUE(eq.SaveData());
+  CVeltoGemCtrl next(net.loop);
+  next.SetIniFileName(eq.IniFileName());
+  EXPECT_EQ(next.MaxReports(), 100'000);
+  next.LoadData();
+  EXPECT_EQ(next.MaxReports(), 3);
+  EXPECT_EQ(next.MaxReportLinks(), 0);
+  next.SetLogicalConnection(0);
+  next.SetMaxReports(5);
+  EXPECT_EQ(next.MaxReports(), 100'000) << "nothing that a host could define";
+}
+
 TEST_F(GemControl, APlainConnectionHasNoModel) {
   eq.SetT3(30);
   eq.SetLogicalConnection(0);
@@ -508,9 +525,11 @@ TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
                            "KeepAliveIdle",
                            "KeepAliveInterval",
                            "KeepAliveCount",
-                           "SendTimeout"})
+                           "SendTimeout",
+                           "MaxReports",
+                           "MaxReportLinks"})
     EXPECT_NE(bag.find(name), nullptr) << name;
-  EXPECT_EQ(bag.size(), 26U);
+  EXPECT_EQ(bag.size(), 28U);
   CVeltoGemCtrl copy(net.loop);
   copy.load(bag);
   EXPECT_EQ(copy.T3(), 30);

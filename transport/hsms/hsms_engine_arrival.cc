@@ -48,7 +48,7 @@ void CHHsms::handleArrival(Peer &peer) {
 
 void CHHsms::handleFrame(Peer &peer, uint32_t length) {
   ByteQueue frame = peer.takeReceived(length + kFrameLengthSize);
-  ++counters_->framesIn;
+  ++peer.counted().framesIn;
   handleMessage(peer, frame.view().subspan(kFrameLengthSize));
   peer.giveBack(std::move(frame));
 }

@@ -22,6 +22,7 @@ public:
   Peer(EventLoop &loop, CHHsms &engine)
       : CHHsmsConnection(loop, ConnectionKind::Hsms), engine_(engine) {}
 
+  using CHHsmsConnection::counted;
   using CHHsmsConnection::disconnect;
   using CHHsmsConnection::dropReceived;
   using CHHsmsConnection::endBroken;

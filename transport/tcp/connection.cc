@@ -172,6 +172,20 @@ bool CHHsmsConnection::transmit(ByteView first, ByteView second) {
   return true;
 }
 
+LinkCounters CHHsmsConnection::counters() const {
+  LinkCounters sum = *counters_;
+  for (const auto &peer : peers_)
+    sum += *peer->counters_;
+  return sum;
+}
+
+std::vector<ConnectionCounters> CHHsmsConnection::connectionCounters() const {
+  std::vector<ConnectionCounters> each;
+  for (const auto &peer : peers_)
+    each.push_back({peer->ipAddress_ + ':' + std::to_string(peer->portNumber_), *peer->counters_});
+  return each;
+}
+
 bool CHHsmsConnection::cannotSend() {
   counters_->count(LinkProblem::CannotSend);
   return false;
