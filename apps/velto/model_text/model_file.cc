@@ -26,10 +26,11 @@ std::optional<GemData> parsed(const std::string &path, std::string_view text,
   return data;
 }
 
-bool isOlder(const std::string &path, const std::string &than) {
-  std::error_code error;
-  const auto time = std::filesystem::last_write_time(path, error);
-  return !error && time < std::filesystem::last_write_time(than, error);
+bool write(const std::string &path, int backups, const GemData &data, std::string &problem) {
+  const bool written = saveDataFile(systemFiles(), path, backups, storeGemData(data));
+  if (!written)
+    problem = path + ": cannot be written";
+  return written;
 }
 
 } // namespace
@@ -54,10 +55,7 @@ std::optional<GemData> readModel(const std::string &path, std::string &problem) 
 }
 
 bool writeModelData(const std::string &path, const GemData &data, std::string &problem) {
-  const bool written = saveDataFile(systemFiles(), path, 0, storeGemData(data));
-  if (!written)
-    problem = path + ": cannot be written";
-  return written;
+  return write(path, 0, data, problem);
 }
 
 // The copy is written last: without it the next start imports once more.
@@ -70,14 +68,15 @@ ModelImport importModelText(const std::string &text, const std::string &data,
   const auto before = systemFiles().read(copy);
   std::error_code ignored;
   const bool there = std::filesystem::exists(data, ignored);
-  const bool same = there && (before ? *before == *content : !isOlder(data, text));
-  if (same && before)
+  if (there && before == content)
     return ModelImport::Kept;
-  if (!same) {
-    const auto model = parsed(text, *content, problem);
-    if (!model || !writeModelData(data, *model, problem))
-      return ModelImport::Failed;
-  }
+  const auto model = parsed(text, *content, problem);
+  if (!model)
+    return ModelImport::Failed;
+  // Nobody knows what the data file was made from: unless it is just that, a backup of it stays.
+  const bool same = there && !before && readDataFile(systemFiles(), data) == storeGemData(*model);
+  if (!same && !write(data, there && !before ? 1 : 0, *model, problem))
+    return ModelImport::Failed;
   if (!systemFiles().replace(copy, *content)) {
     problem = copy + ": cannot be written";
     return ModelImport::Failed;
