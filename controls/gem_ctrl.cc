@@ -149,7 +149,7 @@ TreeView CVeltoGemCtrl::view() const {
     return {};
   TreeView view = engine_->status(viewStyle_ - 1);
   if (viewStyle_ != 2)
-    addStatistics(view, counters());
+    addStatistics(view, counters(), connectionCounters());
   return view;
 }
 
@@ -195,6 +195,12 @@ void CVeltoGemCtrl::setKeepAlive(int32_t KeepAlive::*part, int32_t value) {
   setModified();
 }
 
+// Less than a second is not off.
+int32_t CVeltoGemCtrl::LinktestInterval() const {
+  const int32_t interval = engine_->physical().settings().linktestInterval;
+  return interval / 1000 + (interval > 0 && interval % 1000 != 0 ? 1 : 0);
+}
+
 void CVeltoGemCtrl::setTime(int32_t &milliseconds, int32_t seconds) {
   milliseconds = secondsToMs(seconds);
   setModified();
@@ -235,6 +241,16 @@ void CVeltoGemCtrl::SetEdition(int16_t edition) {
   if (!isE5Edition(edition))
     return;
   engine_->logical().SetEdition(static_cast<E5Edition>(edition));
+  setModified();
+}
+
+int32_t CVeltoGemCtrl::limit(int32_t GemLimits::*part) const {
+  return engine_->gem() != nullptr ? engine_->gem()->data().limits.*part : GemLimits().*part;
+}
+
+void CVeltoGemCtrl::setLimit(int32_t GemLimits::*part, int32_t count) {
+  if (engine_->gem() != nullptr)
+    engine_->gem()->data().limits.*part = std::max(count, 0);
   setModified();
 }
 

@@ -62,9 +62,7 @@ public:
   /// Silence on the selected link after which it is tested (SEMI E37 7.8); 0: never. While it is
   /// on, a control message that is not answered within T6 closes the link, and a second Select.req
   /// has the selected partner tested.
-  int32_t LinktestInterval() const {
-    return engine_->physical().settings().linktestInterval / 1000;
-  }
+  int32_t LinktestInterval() const;
   void SetLinktestInterval(int32_t seconds) {
     setTime(engine_->physical().settings().linktestInterval, seconds);
   }
@@ -89,6 +87,13 @@ public:
   /// current one. Other numbers are ignored.
   int16_t Edition() const { return static_cast<int16_t>(engine_->logical().Edition()); }
   void SetEdition(int16_t edition);
+  // What the partner may define by S2F33 and S2F35; beyond that it gets "no space". Without a model
+  // the defaults.
+  int32_t MaxReports() const { return limit(&GemLimits::reports); }
+  void SetMaxReports(int32_t count) { setLimit(&GemLimits::reports, count); }
+  /// VIDs of all reports and RPTIDs of all events together.
+  int32_t MaxReportLinks() const { return limit(&GemLimits::references); }
+  void SetMaxReportLinks(int32_t count) { setLimit(&GemLimits::references, count); }
   /// 1: the equipment model is on; 0: a plain connection. Setting it makes a fresh one.
   int16_t LogicalConnection() const { return engine_->gem() != nullptr ? 1 : 0; }
   void SetLogicalConnection(int16_t model);
@@ -301,7 +306,11 @@ public:
   TreeView view() const;
   std::string window() const override { return toText(view()); }
   /// What the link has carried since the control was made, over all its connections.
-  const LinkCounters &counters() const { return engine_->physical().counters(); }
+  LinkCounters counters() const { return engine_->physical().counters(); }
+  /// What each connection that a listener now has, has carried.
+  std::vector<ConnectionCounters> connectionCounters() const {
+    return engine_->physical().connectionCounters();
+  }
   /// The engine, for what no property reaches.
   CHGemEngine &engine() { return *engine_; }
 
@@ -344,6 +353,9 @@ private:
   void setTime(int32_t &milliseconds, int32_t seconds);
   const KeepAlive &keepAlive() const { return engine_->physical().settings().keepAlive; }
   void setKeepAlive(int32_t KeepAlive::*part, int32_t value);
+
+  int32_t limit(int32_t GemLimits::*part) const;
+  void setLimit(int32_t GemLimits::*part, int32_t count);
 
   const CHSecsVerifier &slot() const;
   CHSecsVerifier &slot() { return const_cast<CHSecsVerifier &>(std::as_const(*this).slot()); }

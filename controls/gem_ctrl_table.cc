@@ -115,8 +115,7 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::Capabilities, &C::SetCapabilities>(
               202, "Capabilities",
               "Bits of the capabilities that are on: 1 remote commands, 32 terminal services, 64 "
-              "variables "
-              "that are kept true.",
+              "variables that are kept true.",
               0)
           .property<&C::HCACK, &C::SetHCACK>(
               203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")
@@ -129,6 +128,12 @@ const MemberTable &CVeltoGemCtrl::table() {
               206, "ACKC10", "Inside TerminalText the answer to the text, 0 at first.")
           .property<&C::MultiBlockTerminal, &C::SetMultiBlockTerminal>(
               209, "MultiBlockTerminal", "Texts of several lines (S10F5) are taken.", true)
+          .property<&C::MaxReports, &C::SetMaxReports>(
+              214, "MaxReports", "Reports that the host may define (S2F33).", GemLimits().reports)
+          .property<&C::MaxReportLinks, &C::SetMaxReportLinks>(
+              215, "MaxReportLinks",
+              "VIDs of all reports and RPTIDs of all events together (S2F33, S2F35).",
+              GemLimits().references)
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")

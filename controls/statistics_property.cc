@@ -4,12 +4,24 @@
 
 namespace velto {
 
-void StatisticsProperty::addStatistics(TreeView &view, const LinkCounters &counters) const {
+namespace {
+
+void addCounters(TreeNode &branch, const LinkCounters &counters, bool all) {
+  for (const NamedCounter &counter : namedCounters(counters))
+    if (all || counter.value != 0)
+      branch.add(std::string(counter.name) + " : " + std::to_string(counter.value));
+}
+
+} // namespace
+
+void StatisticsProperty::addStatistics(TreeView &view, const LinkCounters &counters,
+                                       const std::vector<ConnectionCounters> &connections) const {
   if (!statistics_)
     return;
   TreeNode &branch = view.add("Statistics");
-  for (const NamedCounter &counter : namedCounters(counters))
-    branch.add(std::string(counter.name) + " : " + std::to_string(counter.value));
+  addCounters(branch, counters, true);
+  for (const ConnectionCounters &connection : connections)
+    addCounters(branch.add(connection.remote), connection.counters, false);
 }
 
 } // namespace velto

@@ -19,8 +19,10 @@ public:
 protected:
   ~StatisticsProperty() = default;
   virtual void statisticsChanged() = 0;
-  /// Adds the branch, when it is wanted.
-  void addStatistics(TreeView &view, const LinkCounters &counters) const;
+  /// Adds the branch, when it is wanted: all counters of the link, and below them a branch for each
+  /// connection with those that are not 0.
+  void addStatistics(TreeView &view, const LinkCounters &counters,
+                     const std::vector<ConnectionCounters> &connections = {}) const;
 
 private:
   bool statistics_ = false;

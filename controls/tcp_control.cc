@@ -82,7 +82,7 @@ TreeView TcpControl::view() const {
     add(*engine_);
   for (size_t i = 0; i < engine_->PeerCount(); ++i)
     add(engine_->PeerAt(i));
-  addStatistics(view, counters());
+  addStatistics(view, counters(), connectionCounters());
   return view;
 }
 
@@ -94,6 +94,8 @@ std::vector<PageField> TcpControl::connectionFields(const std::vector<PageField>
       {"Server", "Server"},
   };
   fields.insert(fields.end(), more.begin(), more.end());
+  const std::vector<PageField> keepAlive = keepAliveFields();
+  fields.insert(fields.end(), keepAlive.begin(), keepAlive.end());
   return fields;
 }
 

@@ -50,7 +50,11 @@ public:
   TreeView view() const;
   std::string window() const override { return toText(view()); }
   /// What the link has carried since the control was made, over all its connections.
-  const LinkCounters &counters() const { return *counters_; }
+  LinkCounters counters() const { return engine_->counters(); }
+  /// What each of a listener's peers has carried.
+  std::vector<ConnectionCounters> connectionCounters() const {
+    return engine_->connectionCounters();
+  }
 
   Event<std::string, int32_t> onConnected{*this, 1};
   Event<std::string, int32_t> onDisconnected{*this, 2};

@@ -2,6 +2,13 @@
 
 namespace velto {
 
+std::vector<PageField> keepAliveFields() {
+  return {{"KeepAliveIdle", "Keep-alive after (s)", 0, kMaxInt32},
+          {"KeepAliveInterval", "Keep-alive Interval (s)", 0, kMaxInt32},
+          {"KeepAliveCount", "Keep-alive Count", 0, kMaxInt32},
+          {"SendTimeout", "Send Timeout (s)", 0, kMaxInt32}};
+}
+
 void addField(PropertyPage &page, const PageField &field, const Variant &value,
               int64_t longestText) {
   if (value.isText() && field.word)

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <vector>
 
 namespace velto {
 
@@ -22,6 +23,9 @@ struct PageField {
   int32_t scale = 1; ///< what is shown times this is the setting (1000: seconds of ms)
   bool word = false; ///< a text without blanks, such as an address
 };
+
+/// How a remote end that is gone without a word is noticed: the fields of every TCP link.
+std::vector<PageField> keepAliveFields();
 
 /// Puts the field with the value of its setting on the page. Texts are accepted up to a length.
 void addField(PropertyPage &page, const PageField &field, const Variant &value,

@@ -12,7 +12,22 @@ constexpr const char *kRole = "Host";
 constexpr const char *kEquipment = "Equipment";
 constexpr const char *kHost = "Host";
 
+constexpr const char *kEdition = "Edition";
+constexpr const char *kEditions[] = {"Early", "Current"}; // by their numbers
+
 constexpr int64_t kMaxText = 255; // in the INI file
+
+std::vector<PageField> timeoutFields() {
+  std::vector<PageField> fields{{"T3", "T3 (s)", 0, kMaxSeconds},
+                                {"T5", "T5 (s)", 0, kMaxSeconds},
+                                {"T6", "T6 (s)", 0, kMaxSeconds},
+                                {"T7", "T7 (s)", 0, kMaxSeconds},
+                                {"T8", "T8 (s)", 0, kMaxSeconds},
+                                {"LinktestInterval", "Linktest Interval (s)", 0, kMaxSeconds}};
+  const std::vector<PageField> keepAlive = keepAliveFields();
+  fields.insert(fields.end(), keepAlive.begin(), keepAlive.end());
+  return fields;
+}
 
 } // namespace
 
@@ -23,6 +38,8 @@ void CPropModel::fill(CVeltoGemCtrl &control) {
   mayBeHost_ = model && control.Host();
   page().check(kModel, "GEM Object Model", model);
   page().choice(kRole, "Role", control.Host() ? kHost : kEquipment, {kEquipment, kHost});
+  page().choice(kEdition, "Edition", kEditions[control.Edition()],
+                {std::begin(kEditions), std::end(kEditions)});
 }
 
 std::string CPropModel::problem() const {
@@ -52,6 +69,12 @@ void CPropModel::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
   const bool host = role.value == kHost;
   if (role.changed() && host != control.Host()) {
     control.SetHost(host);
+    changes.settings = true;
+  }
+  const Field &edition = page().field(kEdition);
+  const auto number = static_cast<int16_t>(edition.value == kEditions[1]);
+  if (edition.changed() && number != control.Edition()) {
+    control.SetEdition(number);
     changes.settings = true;
   }
 }
@@ -86,14 +109,7 @@ CPropHsms::CPropHsms(SetupDesk &desk)
                                    {"DiscardDuplicatedBlock", "Discard Duplicated Block"},
                                }) {}
 
-CPropTimeout::CPropTimeout(SetupDesk &desk)
-    : PropertyFieldsPage(desk, {
-                                   {"T3", "T3 (s)", 0, kMaxSeconds},
-                                   {"T5", "T5 (s)", 0, kMaxSeconds},
-                                   {"T6", "T6 (s)", 0, kMaxSeconds},
-                                   {"T7", "T7 (s)", 0, kMaxSeconds},
-                                   {"T8", "T8 (s)", 0, kMaxSeconds},
-                               }) {}
+CPropTimeout::CPropTimeout(SetupDesk &desk) : PropertyFieldsPage(desk, timeoutFields()) {}
 
 // Without a model the property T3 takes no value.
 void CPropTimeout::fill(CVeltoGemCtrl &control) {

@@ -8,7 +8,7 @@
 
 namespace velto {
 
-/// Equipment model on or off, and the role.
+/// Equipment model on or off, the role, and the edition of SEMI E5.
 class CPropModel final : public SetupPage {
 public:
   using SetupPage::SetupPage;
@@ -41,7 +41,7 @@ public:
   explicit CPropHsms(SetupDesk &desk);
 };
 
-/// The HSMS timeouts and T3, in seconds.
+/// The HSMS timeouts and T3, in seconds, and how a partner that is gone is noticed.
 class CPropTimeout final : public PropertyFieldsPage {
 public:
   explicit CPropTimeout(SetupDesk &desk);

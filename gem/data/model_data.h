@@ -46,8 +46,8 @@ struct ControlSettings {
 
 /// What the host may define at the most; more is refused with "no space".
 struct GemLimits {
-  size_t reports = 100'000;
-  size_t references = 1'000'000; ///< VIDs of all reports and RPTIDs of all events together
+  int32_t reports = 100'000;
+  int32_t references = 1'000'000; ///< VIDs of all reports and RPTIDs of all events together
 
   bool operator==(const GemLimits &) const = default;
 };

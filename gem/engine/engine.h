@@ -122,7 +122,7 @@ private:
   void OnConnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnDisconnected(const std::string &ipAddress, int32_t portNumber) override;
   void OnReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
-                  bool storeOnly) override;
+                  bool refused) override;
   void OnSent(const std::string &ipAddress, int32_t portNumber, const CHSecsHeader &header,
               ByteView body) override;
   void OnProblem(const std::string &ipAddress, int32_t portNumber, const Problem &problem,

@@ -41,14 +41,15 @@ Bytes joined(ByteView head, ByteView body) {
 // Receiving -------------------------------------------------------------------------------------
 
 void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, ByteView message,
-                             bool storeOnly) {
+                             bool refused) {
   if (gem_ == nullptr || gem_->communication().State() == CommunicationState::Disabled)
     return;
   const Hold held(*this);
   if (logsMessages())
     record().received(message);
-  if (!dispatch_.receive(*gem_, ipAddress, portNumber, message, storeOnly,
-                         physical_.settings().sessionMode))
+  // The slot stays with the partner, whose message may still be handled.
+  if (refused ||
+      !dispatch_.receive(*gem_, ipAddress, portNumber, message, physical_.settings().sessionMode))
     return;
   ticker_.wake();
   if (sink_ != nullptr)

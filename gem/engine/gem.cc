@@ -49,6 +49,8 @@ CHGem::CHGem(LogicalConnectionOwner &owner, std::string iniFileName)
   capabilities_ = capabilities.get();
   stages_.push_back(std::move(capabilities));
   stages_.push_back(std::make_unique<CHGemGate>(static_cast<const GemModelOwner &>(*this)));
+  settingList().rareInteger("MaxReports", data_.limits.reports, GemLimits().reports);
+  settingList().rareInteger("MaxReportLinks", data_.limits.references, GemLimits().references);
   CHGem::SetHost(false);
 }
 

@@ -105,6 +105,7 @@ public:
 
 protected:
   LogicalConnectionOwner *owner() const { return owner_; }
+  SettingList &settingList() { return settings_; }
   bool hasOpenTransaction(uint8_t stream, uint8_t function) const {
     return open_.holds(stream, function);
   }

@@ -36,7 +36,8 @@ public:
   bool IsOpen() const { return open_ && link_->IsOpen(); }
   LinkState State() const { return link_->State(); }
   /// What the link has carried, with the reply and connect time-outs.
-  const LinkCounters &counters() const { return link_->counters(); }
+  LinkCounters counters() const { return link_->counters(); }
+  std::vector<ConnectionCounters> connectionCounters() const { return link_->connectionCounters(); }
   /// Counts a problem that the link does not see: T3, T5.
   void count(LinkProblem problem) { link_->count(problem); }
   int32_t LocalPort() const { return link_->LocalPort(); }

@@ -46,14 +46,14 @@ void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
 } // namespace
 
 bool CHGemDispatch::receive(CHGem &gem, const std::string &ipAddress, int32_t portNumber,
-                            ByteView message, bool storeOnly, int32_t sessionMode) {
+                            ByteView message, int32_t sessionMode) {
   ++received_;
   sender_ = partners_;
-  refused_ = storeOnly;
+  refused_ = false;
   CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
   slot.remoteHost = ipAddress;
   slot.remotePort = portNumber;
-  if (!slot.message.Decode(message) || storeOnly)
+  if (!slot.message.Decode(message))
     return false;
   slot.Verify(true);
   return sessionMode == HsmsSession::Single && acceptsDevice(gem, slot);

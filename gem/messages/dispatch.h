@@ -24,10 +24,10 @@ public:
   void modelChanged() { refused_ = false; }
 
   /// Puts a message, header and body, into the slot and verifies it. True when the host is to be
-  /// told of it. `storeOnly`: it came before the link was ready. Other session modes than single
-  /// keep messages to themselves. An equipment answers a foreign device ID with S9F1.
+  /// told of it. Other session modes than single keep messages to themselves. An equipment answers
+  /// a foreign device ID with S9F1.
   bool receive(CHGem &gem, const std::string &ipAddress, int32_t portNumber, ByteView message,
-               bool storeOnly, int32_t sessionMode);
+               int32_t sessionMode);
   /// Handles the received message by the models, unless the link is down, and sends the prepared
   /// reply; instead of one that no message can carry the abort of the transaction.
   Reply handle(CHGem &gem, bool connected);
@@ -40,7 +40,7 @@ private:
   uint32_t partners_ = 0; // counts partners, to tell whether the one that asked is still there
   uint32_t sender_ = 0;   // the partner who sent the message in the slot
   std::optional<uint32_t> handled_; // the message at which handle() is at work
-  bool refused_ = false; // the message in the slot came before the select, or for another device
+  bool refused_ = false;            // the message in the slot came for another device
 };
 
 } // namespace velto

@@ -37,6 +37,8 @@ constexpr size_t kReferenceBytes = 8;
 // What a request adds to the reports and to the VIDs and RPTIDs that are named, and what it
 // deletes.
 struct Growth {
+  static size_t count(int32_t limit) { return static_cast<size_t>(std::max(limit, 0)); }
+
   size_t reports = 0;
   size_t references = 0;
   size_t deletedReports = 0;
@@ -45,8 +47,8 @@ struct Growth {
   bool fits(const GemData &data) const {
     if (reports == 0 && references == 0)
       return true;
-    return data.reports.Count() + reports <= data.limits.reports + deletedReports &&
-           data.references() + references <= data.limits.references + deletedReferences &&
+    return data.reports.Count() + reports <= count(data.limits.reports) + deletedReports &&
+           data.references() + references <= count(data.limits.references) + deletedReferences &&
            canBeSaved(data, reports * kReportBytes + references * kReferenceBytes);
   }
 };

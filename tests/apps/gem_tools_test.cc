@@ -84,7 +84,7 @@ TEST_F(GemTools, PrintsJson) {
       {"--json", "--script",
        file("script",
             "eq.VIDValue(202) = \"\\x01\\xff\\\"\\\\\\n\"\nprint \"a\\tb\" eq.VIDValue(202)\n"
-            "on eq.VIDChanged quit\n")});
+            "on eq.Disconnected quit\n")});
   const auto visitor = host({"--json", "--script",
                              file("visit", "define 30 202\nlink 21\nlink 21 30\n"
                                            "send S6F15W <u4 21>\nset 303 7\n")});
@@ -101,6 +101,8 @@ TEST_F(GemTools, PrintsJson) {
     EXPECT_GT(lines, 10U);
     EXPECT_THAT(*output, ContainsRegex("\"event\":\"counters\",\"counters\":.\"FramesIn\":[1-9]"));
   }
+  EXPECT_THAT(tool->output,
+              ContainsRegex("\"connections\":.\"127.0.0.1:[0-9]+\":.\"FramesIn\":[1-9]"));
   for (const char *part :
        {"\"event\":\"output\",\"text\":\"a\\u0009b \\u0001\\u00ff\\\"\\\\",
         "\"event\":\"received\"",
@@ -149,14 +151,18 @@ TEST_F(GemTools, ATextIsImportedAgainWhenItHasChanged) {
     std::chrono::hours age;
     const char *printed;
     const char *value;
+    bool known = true; // what was imported last
   } rows[] = {
       {text, -day, "", "305 = 500"},
       {text, -day, "", "305 = 77"},
       {text + "# changed\n", day, "etch.kel again, as it has changed: what a host", "305 = 500"},
       {text + "# changed\n", -day, "", "305 = 77"},
+      {text, day, "etch.kel again, as it has changed", "305 = 500", false},
   };
   for (const auto &row : rows) {
     file("etch.model", row.text);
+    if (!row.known)
+      std::filesystem::remove(folder / "etch.kel.imported");
     std::filesystem::last_write_time(folder / "etch.model",
                                      std::filesystem::file_time_type::clock::now() - row.age);
     const auto tool = equipment();
@@ -167,6 +173,31 @@ TEST_F(GemTools, ATextIsImportedAgainWhenItHasChanged) {
     EXPECT_EQ(visitor->status(), 0) << visitor->output;
     tool->signal(SIGTERM);
     EXPECT_EQ(tool->status(), 0);
+    EXPECT_EQ(std::filesystem::exists(folder / "etch.kel001"), !row.known);
+  }
+}
+
+// Without a word on it the link is tested after 30 s. What the settings file says counts, also that
+// it is not.
+TEST_F(GemTools, TheLinktestIntervalIsTheUsersChoice) {
+  const struct {
+    const char *ini;
+    std::vector<std::string> option;
+    const char *printed;
+  } rows[] = {{"", {}, "\n30\n"},
+              {"LinktestInterval=0\n", {}, "\n0\n"},
+              {"LinktestInterval=500\n", {}, "\n1\n"},
+              {"LinktestInterval=7000\n", {}, "\n7\n"},
+              {"LinktestInterval=7000\n", {"--linktest", "0"}, "\n0\n"},
+              {"", {"--linktest", "60"}, "\n60\n"}};
+  for (const auto &row : rows) {
+    std::vector<std::string> arguments{
+        "equipment", file("tool.ini", std::string("[HSMS]\n") + row.ini), "--port", "0",
+        "--script",  file("script", "print eq.LinktestInterval\nquit\n")};
+    arguments.insert(arguments.end(), row.option.begin(), row.option.end());
+    const auto tool = run(arguments);
+    EXPECT_EQ(tool->status(), 0);
+    EXPECT_THAT(tool->output, HasSubstr(row.printed));
   }
 }
 

@@ -151,6 +151,8 @@ TEST(Output, ShowsNoControlCharacters) {
        "\\xc2\\x9b"
        "31m"}, // and in UTF-8
       {"\xc2\xa0", "\xc2\xa0"},
+      {"a\u202e\u200b\u061c\ufeff\U000e0041z",
+       "a\\xe2\\x80\\xae\\xe2\\x80\\x8b\\xd8\\x9c\\xef\\xbb\\xbf\\xf3\\xa0\\x81\\x81z"},
       {"\xe2\x82", "\\xe2\\x82"}, // cut short
       {"\xc0\x9b", "\\xc0\\x9b"}, // no UTF-8
   };

@@ -84,6 +84,23 @@ TEST_F(GemControl, AChangeThatCouldNotBeWrittenIsTriedAgain) {
   EXPECT_TRUE(readDataFile(systemFiles(), folder / "missing/eq.kel"));
 }
 
+// The settings file states only what differs from the defaults.
+TEST_F(GemControl, WhatTheHostMayDefineIsLimitedAndKept) {
+  eq.SetMaxReports(3);
+  eq.SetMaxReportLinks(-1);
+  EXPECT_EQ(eq.engine().gem()->data().limits, (GemLimits{3, 0}));
+  EXPECT_TRUE(eq.SaveData());
+  CVeltoGemCtrl next(net.loop);
+  next.SetIniFileName(eq.IniFileName());
+  EXPECT_EQ(next.MaxReports(), 100'000);
+  next.LoadData();
+  EXPECT_EQ(next.MaxReports(), 3);
+  EXPECT_EQ(next.MaxReportLinks(), 0);
+  next.SetLogicalConnection(0);
+  next.SetMaxReports(5);
+  EXPECT_EQ(next.MaxReports(), 100'000) << "nothing that a host could define";
+}
+
 TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
   fresh.SetT3(30);
   fresh.SetPortNumber(5009);

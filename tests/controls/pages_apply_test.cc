@@ -39,6 +39,10 @@ TEST_F(SetupPages, PropertiesTakeWhatTheirFieldsCanHold) {
       {TimeoutPage, "T6", "2", "2"},
       {TimeoutPage, "T7", "3", "3"},
       {TimeoutPage, "T8", "4", "4"},
+      {TimeoutPage, "LinktestInterval", "60", "60"},
+      {TimeoutPage, "KeepAliveIdle", "0", "0"},
+      {TimeoutPage, "SendTimeout", "90", "90"},
+      {ModelPage, "Edition", "Current", "1"},
       {LogPage, "Log", "true", "true"},
       {LogPage, "LogCommunication", "false", "false"},
       {LogPage, "LogFileName", "./a b", "./a b"},
@@ -53,8 +57,10 @@ TEST_F(SetupPages, PropertiesTakeWhatTheirFieldsCanHold) {
     EXPECT_EQ(eq().get(row.property).value.text(), row.value) << row.property;
     EXPECT_EQ(front.seen.back(), says.empty() ? "sheet: VeltoGem Setup" : "stop Error: " + says);
   }
-  for (const char *line : {"IPAddress=192.168.0.9\n", "T5=1000\n", "FileName=./a b\n",
-                           "DeviceID=32767\n", "T3=120000\n", "Host=0\n"})
+  for (const char *line :
+       {"IPAddress=192.168.0.9\n", "T5=1000\n", "FileName=./a b\n", "DeviceID=32767\n",
+        "T3=120000\n", "Host=0\n", "LinktestInterval=60000\n", "KeepAliveIdle=0\n",
+        "SendTimeout=90\n", "Edition=1\n"})
     EXPECT_THAT(file(".ini"), HasSubstr(line));
   EXPECT_TRUE(eq().modified());
 }

@@ -14,17 +14,25 @@ using testing::Not;
 
 class GemDispatch : public GemPair {};
 
-// Of a host that kept the message for later.
+// Of a host that kept the message for later. What a stranger sends meanwhile, and that it goes,
+// takes nothing from the one that is selected.
 TEST_F(GemDispatch, WhatWasRefusedIsNotCarriedOut) {
   establish();
   equipment.answers = false;
+  EXPECT_TRUE(send(host, "s1f1w"));
+  run();
   RawClient stranger(host.engine->physical().settings().portNumber);
   net.settle();
   equipment.take();
   stranger.send(frame("0000810f000000000001")); // S1F15W of a host that has not selected
   net.settle();
   EXPECT_THAT(equipment.take(), ElementsAre("sent RejectReq"));
+  stranger.read();
+  stranger.close();
+  run();
+  EXPECT_THAT(equipment.take(), ElementsAre("disconnected"));
   EXPECT_TRUE(equipment.engine->DefProc());
+  EXPECT_THAT(equipment.take(), ElementsAre("sent S1F2"));
   host.engine->gem()->SetDeviceID(7);
   EXPECT_TRUE(send(host, "s1f15w"));
   run();

@@ -341,6 +341,9 @@ TEST_F(ConnectionTest, SurplusPeersAreTurnedAway) {
   EXPECT_EQ(1U, listener->PeerCount());
   EXPECT_TRUE(second.ended());
   EXPECT_FALSE(first.ended());
+  listener->Poll();
+  EXPECT_EQ(sink.take(), (Lines{"connected", "problem System 10061 "}));
+  EXPECT_EQ(listener->counters().turnedAway, 1U);
   first.close();
   net.settle();
   RawClient third = join(); // the first one does not count, although no tick has removed it yet

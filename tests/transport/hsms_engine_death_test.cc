@@ -213,6 +213,50 @@ TEST_F(HsmsEngineDeath, AStrangerThatDoesNotReadIsClosed) {
   EXPECT_EQ(owner.take(), (Lines{"problem System 10055 ", "disconnected", "state 10"}));
 }
 
+// What is received and what is not read count together, for each and for all of a listener.
+TEST_F(HsmsEngineDeath, StrangersThatDoNotReadHoldLittleTogether) {
+  const Lines ended{"problem System 10055 ", "disconnected"};
+  struct Case {
+    size_t others;   // who hold 60,000 bytes each of a message that has not arrived whole
+    uint64_t unread; // bytes of answers
+    size_t part;     // bytes of a message behind the requests
+    Lines lines;
+  };
+  for (const Case &row : std::initializer_list<Case>{
+           {0, 60'000, 3'000, {}}, {0, 60'000, 6'000, ended}, {279, 45'000, 0, ended}}) {
+    SCOPED_TRACE(row.part);
+    const std::string part = "0000ea60" + std::string(2 * (60'000 - 4), '0');
+    open();
+    engine->settings().maxLength = 100'000;
+    engine->Close();
+    ASSERT_TRUE(engine->Open());
+    std::vector<std::unique_ptr<RawClient>> others;
+    while (others.size() < row.others) {
+      others.push_back(join());
+      others.back()->send(part);
+    }
+    net->settle();
+    remote = join();
+    remote->holdLittle();
+    owner.quiet = true;
+    owner.take();
+    bool told = false;
+    owner.onReport = [&told](const std::string &) { told = true; };
+    for (int turn = 0; !told && engine->counters().queuePeak < row.unread; ++turn) {
+      std::string requests;
+      for (int i = 0; i < 100; ++i)
+        requests += frame(kLinktestReq.substr(0, 12) + formatText("%04x%04x", turn, i));
+      remote->sendSome(fromHex(requests));
+      net->loop.runOnce(1);
+    }
+    remote->sendSome(fromHex(part.substr(0, 2 * row.part)));
+    net->settle();
+    owner.onReport = nullptr;
+    EXPECT_EQ(owner.take(), row.lines);
+    owner.quiet = false;
+  }
+}
+
 TEST_F(HsmsEngineDeath, WhyALinkDoesNotOpenIsTold) {
   open();
   const int32_t taken = engine->LocalPort();

@@ -74,6 +74,75 @@ TEST_F(HsmsLinkTest, FramesAreDeliveredOneATick) {
   }
 }
 
+TEST_F(HsmsLinkTest, ChangedTimesOfAListenerCountForItsPeersAtOnce) {
+  struct Case {
+    uint32_t HsmsTimes::*timer;
+    bool selected;
+    std::string arrived;
+    std::string report;
+  };
+  for (const Case &row :
+       std::vector<Case>{{&HsmsTimes::t3, true, "", "problem T3 " + kPrimaryS1F1},
+                         {&HsmsTimes::t6, true, "", "problem T6 " + kLinktestMessage},
+                         {&HsmsTimes::t7, false, "", "problem T7 "},
+                         {&HsmsTimes::t8, true, "0000000a01", "problem T8 "}}) {
+    SCOPED_TRACE(row.report);
+    open();
+    link->SetSelected(row.selected);
+    for (const std::string &request : {kPrimaryS1F1, kLinktestMessage})
+      EXPECT_GT(link->SendFrame(fromHex(frame(request))), 0);
+    arrive(row.arrived);
+    net->clock.advance(1);
+    net->settle();
+    setTime(row.timer, 300);
+    net->clock.advance(300);
+    net->settle();
+    EXPECT_EQ(sink.take(), Lines{row.report});
+  }
+}
+
+// Of a host that was busy. What arrives after the time-out does not put it off any further.
+TEST_F(HsmsLinkTest, WhatHasArrivedIsHandedOverBeforeTimeOuts) {
+  struct Case {
+    const char *name;
+    bool selected;
+    std::string sent;
+    std::string arrived;
+    Lines reports;
+  };
+  const Lines both{"received " + kReplyS1F2, "received " + kLinktestAnswer};
+  for (const Case &row : std::vector<Case>{
+           {"T3", true, kPrimaryS1F1, frame(kReplyS1F2) + frame(kLinktestAnswer), both},
+           {"T6", true, kLinktestMessage, frame(kReplyS1F2) + frame(kLinktestAnswer), both},
+           {"T7", false, kReplyS1F2, frame(kSelectMessage), {"received " + kSelectMessage}},
+           {"T3 and a part",
+            true,
+            kPrimaryS1F1,
+            frame(kReplyS1F2) + "0000000a00",
+            {both[0], "problem T8 "}},
+           {"no answer",
+            true,
+            kPrimaryS1F1,
+            frame(kLinktestAnswer),
+            {both[1], "problem T3 " + kPrimaryS1F1, "received " + kSelectMessage}}}) {
+    SCOPED_TRACE(row.name);
+    open();
+    link->PeerAt(0).SetMaxLength(100);
+    link->SetSelected(row.selected);
+    link->SendFrame(fromHex(frame(row.sent)));
+    arrive(row.arrived);
+    net->clock.advance(60000);
+    Lines reports = poll();
+    if (row.reports.size() == 3)
+      arrive(frame(kSelectMessage));
+    for (int tick = 0; tick < 3; ++tick) {
+      const Lines more = poll();
+      reports.insert(reports.end(), more.begin(), more.end());
+    }
+    EXPECT_EQ(reports, row.reports);
+  }
+}
+
 TEST_F(HsmsLinkTest, ARequestThatCannotBeSentOpensNoTransaction) {
   const auto fillQueue = [&] {
     link->PeerAt(0).SetMaxQueued(10);

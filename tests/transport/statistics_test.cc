@@ -12,7 +12,7 @@ namespace {
 /// Tells what has been counted since it was asked last: "FramesIn 1, BytesIn 14".
 class CounterWatch {
 public:
-  explicit CounterWatch(std::function<const LinkCounters &()> counters)
+  explicit CounterWatch(std::function<LinkCounters()> counters)
       : counters_(std::move(counters)), seen_(counters_()) {}
 
   std::string news() const {
@@ -31,7 +31,7 @@ public:
   }
 
 private:
-  std::function<const LinkCounters &()> counters_;
+  std::function<LinkCounters()> counters_;
   LinkCounters seen_;
 };
 
@@ -42,7 +42,7 @@ struct Counted {
 
 TEST_F(HsmsEngineTest, CountsWhatCrossesTheLink) {
   openSelected();
-  CounterWatch watch([this]() -> const LinkCounters & { return engine->counters(); });
+  CounterWatch watch([this] { return engine->counters(); });
   const Counted rows[] = {
       {frame(kS1F1), "FramesIn 1, BytesIn 14"},
       {frame(kS1F1), "FramesIn 1, BytesIn 14, Duplicates 1"},
@@ -79,10 +79,40 @@ TEST_F(HsmsEngineTest, CountsWhatCrossesTheLink) {
   EXPECT_EQ(watch.take(), "T3 1");
 }
 
+// Of a listener, whose peers come and go.
+TEST_F(HsmsEngineTest, CountsForEachConnection) {
+  open();
+  const auto second = join();
+  for (int i = 0; i < 2; ++i)
+    exchange(kSelectReq.substr(0, 19) + std::to_string(i));
+  second->send(frame(kS1F1));
+  net->settle();
+  engine->count(LinkProblem::T3);
+  auto each = engine->connectionCounters();
+  ASSERT_EQ(each.size(), 2U);
+  EXPECT_EQ(each[0].remote, "127.0.0.1:" + std::to_string(remote->port()));
+  EXPECT_EQ(each[0].counters.framesIn, 2U);
+  EXPECT_EQ(each[0].counters.of(LinkProblem::T3), 1U) << "of the one that is selected";
+  EXPECT_EQ(each[1].counters.framesIn, 1U);
+  EXPECT_EQ(each[1].counters.rejectsOut, 1U);
+  EXPECT_EQ(each[1].counters.connections, 1U);
+  const LinkCounters sum = engine->counters();
+  EXPECT_EQ(sum.framesIn, 3U);
+  EXPECT_EQ(sum.connections, 2U);
+  second->read();
+  second->close();
+  net->settle();
+  engine->Poll();
+  EXPECT_EQ(engine->connectionCounters().size(), 1U);
+  EXPECT_EQ(engine->counters(), sum);
+  engine->Close();
+  EXPECT_EQ(engine->counters(), sum);
+}
+
 TEST(LinkStatistics, ABareLinkSumsItsPeers) {
   Network net;
   const auto link = makeHandle<CHHsmsLink>(net.loop);
-  CounterWatch watch([&]() -> const LinkCounters & { return link->counters(); });
+  CounterWatch watch([&] { return link->counters(); });
   link->SetServerMode(true);
   ASSERT_TRUE(link->Open());
   RawClient first(link->LocalPort());
@@ -151,7 +181,7 @@ TEST(LinkStatistics, ASerialLineCountsItsBlocks) {
   Network net;
   PtyLine line;
   const auto port = makeHandle<CHSecsI>(net.loop);
-  CounterWatch watch([&]() -> const LinkCounters & { return port->counters(); });
+  CounterWatch watch([&] { return port->counters(); });
   port->SetSettings(withoutRetries());
   EXPECT_FALSE(port->Open("/dev/null", 9600, 8, 0, 0));
   ASSERT_TRUE(port->Open(line.path(), 9600, 8, 0, 0));
@@ -167,7 +197,7 @@ TEST(LinkStatistics, ASerialLineCountsItsBlocks) {
 TEST(LinkStatistics, SecsIOverTcpCountsItsBlocks) {
   Network net;
   const auto listener = makeHandle<CHSecsISocket>(net.loop);
-  CounterWatch watch([&]() -> const LinkCounters & { return listener->counters(); });
+  CounterWatch watch([&] { return listener->counters(); });
   listener->SetSettings(withoutRetries());
   listener->SetServerMode(true);
   ASSERT_TRUE(listener->Open());

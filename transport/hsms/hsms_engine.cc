@@ -33,6 +33,18 @@ int32_t CHHsms::LocalPort() const { return root_ ? root_->LocalPort() : 0; }
 
 size_t CHHsms::PeerCount() const { return root_ ? root_->PeerCount() : 0; }
 
+LinkCounters CHHsms::counters() const { return root_ ? root_->counters() : *counters_; }
+
+std::vector<ConnectionCounters> CHHsms::connectionCounters() const {
+  return root_ ? root_->connectionCounters() : std::vector<ConnectionCounters>();
+}
+
+// It concerns the partner, if there is one.
+void CHHsms::count(LinkProblem problem) {
+  Peer *peer = selectedPeer();
+  (peer != nullptr ? peer->counted() : *counters_).count(problem);
+}
+
 // Opening ---------------------------------------------------------------------------------------
 
 bool CHHsms::Open() {
@@ -155,8 +167,8 @@ std::optional<CHSecsHeader> CHHsms::transmit(Peer &peer, CHSecsHeader header, By
   if (!peer.transmit(frameHead(header, body.size()), body))
     return std::nullopt;
   peer.lastTraffic = peer.ticks();
-  ++counters_->framesOut;
-  counters_->rejectsOut += isReject(header) ? 1 : 0;
+  ++peer.counted().framesOut;
+  peer.counted().rejectsOut += isReject(header) ? 1 : 0;
   if (isControlRequest(header)) {
     peer.requests.open(header, peer.ticks());
     ticker_.arm();
@@ -328,7 +340,7 @@ void CHHsms::end(Peer &peer, const Problem &problem, ByteView data) {
 }
 
 void CHHsms::reportProblem(Peer &peer, const Problem &problem, ByteView data) {
-  counters_->count(problem.code);
+  peer.counted().count(problem.code);
   owner_->OnProblem(peer.IPAddress(), peer.PortNumber(), problem, data);
 }
 

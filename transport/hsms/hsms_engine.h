@@ -36,8 +36,9 @@ public:
   bool IsOpen() const override;
   int32_t LocalPort() const override;
   size_t PeerCount() const;
-  const LinkCounters &counters() const override { return *counters_; }
-  void count(LinkProblem problem) override { counters_->count(problem); }
+  LinkCounters counters() const override;
+  std::vector<ConnectionCounters> connectionCounters() const override;
+  void count(LinkProblem problem) override;
 
   /// Listens, or connects and waits for the outcome up to five seconds while the loop goes on.
   /// False when that fails, when the engine is open, or when the connection has ended meanwhile.

@@ -39,8 +39,8 @@ void CHHsms::handleArrival(Peer &peer) {
       handleFrame(peer, length);
   }
   peer.grownAt = peer.ticks();
-  if (peer.usable() && !peer.selected && peer.BufferedLength() != 0 &&
-      strangersHold() > kStrangersLimit)
+  if (peer.usable() &&
+      (peer.isFull() || (peer.holdsAsStranger() != 0 && strangersHold() > kStrangersLimit)))
     end(peer, {.code = LinkProblem::System, .number = ErrorSocketENoBufs});
   if (peer.awaitsMore() || settings_.linktestInterval > 0)
     ticker_.arm();
@@ -48,7 +48,7 @@ void CHHsms::handleArrival(Peer &peer) {
 
 void CHHsms::handleFrame(Peer &peer, uint32_t length) {
   ByteQueue frame = peer.takeReceived(length + kFrameLengthSize);
-  ++counters_->framesIn;
+  ++peer.counted().framesIn;
   handleMessage(peer, frame.view().subspan(kFrameLengthSize));
   peer.giveBack(std::move(frame));
 }
@@ -85,7 +85,7 @@ void CHHsms::refuseStranger(Peer &peer, uint32_t length) {
 size_t CHHsms::strangersHold() const {
   size_t sum = 0;
   anyPeer([&sum](const Peer &peer) {
-    sum += peer.selected ? 0 : peer.holds();
+    sum += peer.holdsAsStranger();
     return false;
   });
   return sum;

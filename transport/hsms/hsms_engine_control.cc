@@ -46,11 +46,11 @@ std::optional<LinkProblem> headerProblem(const CHSecsHeader &header, int32_t ses
 
 void CHHsms::handleMessage(Peer &peer, ByteView message) {
   if (isDuplicate(peer, message)) {
-    ++counters_->duplicates;
+    ++peer.counted().duplicates;
     return;
   }
   const CHSecsHeader header = *readHeader(message);
-  counters_->rejectsIn += isReject(header) ? 1 : 0;
+  peer.counted().rejectsIn += isReject(header) ? 1 : 0;
   if (const auto problem = headerProblem(header, settings_.sessionMode)) {
     handleInvalid(peer, header, message, *problem);
     return;

@@ -22,6 +22,7 @@ public:
   Peer(EventLoop &loop, CHHsms &engine)
       : CHHsmsConnection(loop, ConnectionKind::Hsms), engine_(engine) {}
 
+  using CHHsmsConnection::counted;
   using CHHsmsConnection::disconnect;
   using CHHsmsConnection::dropReceived;
   using CHHsmsConnection::endBroken;
@@ -87,6 +88,13 @@ public:
   }
   /// Bytes received and unsent.
   size_t holds() const { return static_cast<size_t>(BufferedLength()) + QueuedLength(); }
+  /// The share of its listener's limit for strangers that it takes. What waited to be sent when it
+  /// was deselected is no fault of its own.
+  size_t holdsAsStranger() const { return selected ? 0 : std::min(holds(), kStrangerLimit); }
+  /// Its unsent answers leave no room for what it goes on to send.
+  bool isFull() const {
+    return !held && BufferedLength() != 0 && holdsAsStranger() == kStrangerLimit;
+  }
 
   /// Drops what has arrived of a message that is not taken.
   void skip() {
@@ -115,7 +123,8 @@ protected:
   }
   size_t readSize() const override { return 102'400; }
   size_t bufferLimit() const override {
-    return selected ? size_t{MaxLength()} + kFrameLengthSize : kStrangerLimit;
+    return selected ? size_t{MaxLength()} + kFrameLengthSize
+                    : kStrangerLimit - std::min(QueuedLength(), kStrangerLimit);
   }
   void onArrived() override {
     const auto engine = engine_.shared_from_this();

@@ -27,6 +27,8 @@ std::shared_ptr<CHHsmsConnection> CHHsmsLink::CreatePeer() {
 
 void CHHsmsLink::SetTimes(const HsmsTimes &times) {
   times_ = times;
+  for (size_t i = 0; i < PeerCount(); ++i)
+    static_cast<CHHsmsLink &>(PeerAt(i)).times_ = times;
   arm();
 }
 
@@ -91,10 +93,8 @@ void CHHsmsLink::trackSelected(const CHSecsHeader &header) {
 int32_t CHHsmsLink::SendFrame(ByteView bytes) {
   if (listening()) {
     CHHsmsLink *peer = findLink(IPAddress(), PortNumber());
-    if (peer == nullptr)
-      return CHHsmsConnection::SendFrame(bytes); // counts that
-    peer->SetTimes(times_);
-    return peer->SendFrame(bytes);
+    return peer != nullptr ? peer->SendFrame(bytes)
+                           : CHHsmsConnection::SendFrame(bytes); // counts that
   }
   const int32_t sent = CHHsmsConnection::SendFrame(bytes);
   if (sent > static_cast<int32_t>(kFrameLengthSize)) {
@@ -144,6 +144,7 @@ bool CHHsmsLink::expireTransaction() {
   const OpenTransactions::Entry expired = open_[*due].takeFirst();
   const bool isT6 =
       due == Control && times_.t6 != 0 && timeLeft(now, expired.sentAt, times_.t6) == 0;
+  noteTimeouts();
   markChanged();
   reportProblem({isT6 ? LinkProblem::T6 : LinkProblem::T3, toHex(expired.message)});
   return true;
@@ -166,12 +167,23 @@ void CHHsmsLink::Poll() {
     CHHsmsConnection::Poll();
     return;
   }
-  if (endBroken() || expireTransaction())
+  if (endBroken())
     return;
-  if (expireT7())
+  noteTimeouts();
+  const bool judged = ahead_ && (*ahead_ <= 0 || !holdsFrame());
+  if (judged && (expireTransaction() || expireT7()))
     return;
   receiveFrame();
   reportSocketError();
+}
+
+// What has arrived before a time-out is noticed may be what was waited for, and goes first. What
+// arrives afterwards does not: a remote end that never pauses puts off no time-out for good.
+void CHHsmsLink::noteTimeouts() {
+  if (nextTimeout() != 0U)
+    ahead_.reset();
+  else if (!ahead_)
+    ahead_ = BufferedLength();
 }
 
 bool CHHsmsLink::expireT7() {
@@ -180,6 +192,7 @@ bool CHHsmsLink::expireT7() {
       timeLeft(now, notSelectedSince_, times_.t7) != 0)
     return false;
   notSelectedSince_ = now;
+  noteTimeouts();
   reportProblem({LinkProblem::T7});
   return true;
 }
@@ -208,6 +221,8 @@ void CHHsmsLink::receiveFrame() {
         {LinkProblem::LengthTooLong, lengthText("Receive completed but", length, MaxLength())});
   } else {
     ByteQueue frame = takeReceived(length + kFrameLengthSize);
+    if (ahead_)
+      *ahead_ -= static_cast<int32_t>(frame.size());
     deliver(frame.view().subspan(kFrameLengthSize));
     giveBack(std::move(frame));
   }
@@ -215,6 +230,7 @@ void CHHsmsLink::receiveFrame() {
 
 void CHHsmsLink::rejectBuffered(const Problem &problem) {
   dropReceived();
+  ahead_.reset();
   reportProblem(problem);
 }
 
@@ -230,9 +246,8 @@ void CHHsmsLink::deliver(ByteView message) {
   reportReceived(message);
 }
 
-std::optional<uint32_t> CHHsmsLink::NextPoll() const {
-  if (listening() || socketErrorPending())
-    return CHHsmsConnection::NextPoll();
+// Of those that wait for the remote end's messages.
+std::optional<uint32_t> CHHsmsLink::nextTimeout() const {
   const uint32_t now = ticks();
   std::optional<uint32_t> next;
   if (Connected() && !selected_ && times_.t7 != 0)
@@ -240,9 +255,15 @@ std::optional<uint32_t> CHHsmsLink::NextPoll() const {
   for (const OpenKind kind : {Data, Control})
     if (const auto wait = open_[kind].next(now, timeLimit(kind)))
       next = sooner(next, *wait);
-  if (hasLength())
-    next = sooner(next, holdsFrame() ? 0 : timeLeft(now, lastArrival_, times_.t8));
   return next;
+}
+
+std::optional<uint32_t> CHHsmsLink::NextPoll() const {
+  if (listening() || socketErrorPending())
+    return CHHsmsConnection::NextPoll();
+  if (!hasLength())
+    return nextTimeout();
+  return sooner(nextTimeout(), holdsFrame() ? 0 : timeLeft(ticks(), lastArrival_, times_.t8));
 }
 
 } // namespace velto

@@ -20,14 +20,14 @@ struct HsmsTimes {
 /// control messages to its owner. Nothing is answered here.
 ///
 /// Its reports are those of the time-outs (with the message that got no answer in hexadecimal) and
-/// LengthTooLong, for a length of 0 as well. Each peer of a listener has its own open transactions,
-/// times and Selected flag; the listener gives it its current times with every send.
+/// LengthTooLong, for a length of 0 as well. Each peer of a listener has its own open transactions
+/// and Selected flag.
 class CHHsmsLink : public CHHsmsConnection {
 public:
   explicit CHHsmsLink(EventLoop &loop) : CHHsmsConnection(loop, ConnectionKind::Hsms) {}
 
   const HsmsTimes &times() const { return times_; }
-  /// Changed times count at once.
+  /// Changed times count at once, for the peers of a listener too.
   void SetTimes(const HsmsTimes &times);
 
   /// Whether the connection (of a listener: the addressed peer) is selected. A new connection is
@@ -44,8 +44,8 @@ public:
   /// Sends a whole frame (length, header and body), whose header goes out as it is. A request that
   /// was sent opens a transaction.
   int32_t SendFrame(ByteView bytes) override;
-  /// One tick: reports the first transaction that timed out, or else a T7 time-out, or else hands
-  /// over one message.
+  /// One tick: hands over one message, or reports the first transaction that timed out, or else a
+  /// T7 time-out. What had arrived when that was noticed goes first.
   void Poll() override;
   std::optional<uint32_t> NextPoll() const override;
 
@@ -64,6 +64,8 @@ private:
   void setSelected(bool selected);
   void openTransaction(ByteView message);
   uint32_t timeLimit(OpenKind kind) const;
+  void noteTimeouts();
+  std::optional<uint32_t> nextTimeout() const;
   bool expireTransaction();
   bool expireT7();
   bool hasLength() const;
@@ -78,6 +80,7 @@ private:
   uint32_t notSelectedSince_ = 0; // tick, while connected and not selected
   uint32_t lastArrival_ = 0;      // tick, while bytes are buffered
   uint64_t sentCount_ = 0;
+  std::optional<int32_t> ahead_; // while a time-out is due: bytes that are handed over before it
   std::array<OpenTransactions, OpenKindCount> open_; // all of a kind share their limit
 };
 

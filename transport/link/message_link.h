@@ -104,7 +104,9 @@ public:
   virtual int32_t LocalPort() const = 0;
 
   /// What it has carried since it was made, over all its connections.
-  virtual const LinkCounters &counters() const = 0;
+  virtual LinkCounters counters() const = 0;
+  /// What each connection that a listener now has, has carried.
+  virtual std::vector<ConnectionCounters> connectionCounters() const = 0;
   /// Counts a problem that only the owner notices: T3, T5.
   virtual void count(LinkProblem problem) = 0;
 

@@ -15,10 +15,20 @@ constexpr CounterRow kCounters[] = {
     {"BytesIn", &LinkCounters::bytesIn},       {"BytesOut", &LinkCounters::bytesOut},
     {"RejectsIn", &LinkCounters::rejectsIn},   {"RejectsOut", &LinkCounters::rejectsOut},
     {"Duplicates", &LinkCounters::duplicates}, {"Connections", &LinkCounters::connections},
-    {"QueuePeak", &LinkCounters::queuePeak},
+    {"TurnedAway", &LinkCounters::turnedAway}, {"QueuePeak", &LinkCounters::queuePeak},
 };
 
 } // namespace
+
+LinkCounters &LinkCounters::operator+=(const LinkCounters &other) {
+  const uint64_t peak = std::max(queuePeak, other.queuePeak);
+  for (const CounterRow &row : kCounters)
+    this->*row.member += other.*row.member;
+  for (size_t i = 0; i < kLinkProblems; ++i)
+    problems[i] += other.problems[i];
+  queuePeak = peak;
+  return *this;
+}
 
 std::vector<NamedCounter> namedCounters(const LinkCounters &counters) {
   std::vector<NamedCounter> named;

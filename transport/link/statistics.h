@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -13,7 +14,7 @@
 namespace velto {
 
 /// What a link has carried and what went wrong on it, from its making on, over all its connections;
-/// those of a listener and its peers are one sum. Its owner reads a copy.
+/// of a listener the sum of its peers, also of those that have gone.
 struct LinkCounters {
   uint64_t framesIn = 0;  ///< whole messages, control messages too
   uint64_t framesOut = 0; ///< of SECS-I: those that were acknowledged
@@ -25,6 +26,7 @@ struct LinkCounters {
   uint64_t rejectsOut = 0;
   uint64_t duplicates = 0;  ///< messages or blocks that were dropped since they came twice
   uint64_t connections = 0; ///< that were made, or ports that were opened
+  uint64_t turnedAway = 0;  ///< connections that a listener could not serve
   uint64_t queuePeak = 0;   ///< bytes, the most that ever waited to be sent on one connection
   /// By LinkProblem; the time-outs are T1 to T8.
   std::array<uint64_t, kLinkProblems> problems{};
@@ -42,7 +44,15 @@ struct LinkCounters {
     duplicates += duplicate ? 1 : 0;
   }
   void queued(size_t bytes) { queuePeak = std::max<uint64_t>(queuePeak, bytes); }
+  /// Adds those of another connection; of peaks the higher one counts.
+  LinkCounters &operator+=(const LinkCounters &other);
   bool operator==(const LinkCounters &) const = default;
+};
+
+/// The counters of one connection.
+struct ConnectionCounters {
+  std::string remote; ///< "127.0.0.1:5001"
+  LinkCounters counters;
 };
 
 /// One counter as it is shown.

@@ -172,6 +172,20 @@ bool CHHsmsConnection::transmit(ByteView first, ByteView second) {
   return true;
 }
 
+LinkCounters CHHsmsConnection::counters() const {
+  LinkCounters sum = *counters_;
+  for (const auto &peer : peers_)
+    sum += *peer->counters_;
+  return sum;
+}
+
+std::vector<ConnectionCounters> CHHsmsConnection::connectionCounters() const {
+  std::vector<ConnectionCounters> each;
+  for (const auto &peer : peers_)
+    each.push_back({peer->ipAddress_ + ':' + std::to_string(peer->portNumber_), *peer->counters_});
+  return each;
+}
+
 bool CHHsmsConnection::cannotSend() {
   counters_->count(LinkProblem::CannotSend);
   return false;
@@ -192,8 +206,7 @@ void CHHsmsConnection::flush() {
     output_.drop(static_cast<size_t>(count));
   else if (count < 0 && !isTransient(errno))
     sendFailed(errno);
-  if (output_.empty())
-    watchSocket();
+  watchSocket();
 }
 
 // The remote end would read on in the middle of a frame: the connection ends, on the next tick,

@@ -44,7 +44,8 @@ public:
   void SetMyPortNumber(int32_t port) { myPortNumber_ = port; }
   /// Receive buffer limit and largest message accepted, in bytes; at most kLargestMaxLength counts.
   void SetMaxLength(uint32_t bytes) { maxLength_ = std::min(bytes, kLargestMaxLength); }
-  /// Peers that a listener serves at most; further connections are closed at once. Default 1,024.
+  /// Peers that a listener serves at most; further connections are closed at once,
+  /// counted and reported as refused. Default 1,024.
   void SetMaxPeers(size_t count) { maxPeers_ = count; }
   /// Bytes that wait at most for a peer that does not read. Default 64 MiB.
   void SetMaxQueued(size_t bytes) { maxQueued_ = bytes; }
@@ -59,8 +60,10 @@ public:
   void TickWith(Ticker &whole) { ticker_.follow(&whole); }
   /// Goes on with counters that outlive this connection, as a fresh one does for another.
   void CountIn(std::shared_ptr<LinkCounters> counters) { counters_ = std::move(counters); }
-  /// What was carried; a peer's are those of its listener.
-  const LinkCounters &counters() const { return *counters_; }
+  /// What was carried; of a listener by all its peers, also by those that have gone.
+  LinkCounters counters() const;
+  /// What each of a listener's peers has carried.
+  std::vector<ConnectionCounters> connectionCounters() const;
   /// Null: nobody hears of anything.
   void SetSink(CHConnectionSink *sink);
 
@@ -210,6 +213,7 @@ private:
   void acceptPeers();
   bool acceptPeer();
   void acceptFailed(int error);
+  void turnAway(int error);
   void addPeer(TcpSocket::Peer accepted);
   void dropPeer(std::vector<std::shared_ptr<CHHsmsConnection>>::iterator position);
   bool listensNow() const;

@@ -43,7 +43,16 @@ bool CHHsmsConnection::acceptPeer() {
       std::ranges::count_if(peers_, [](const auto &peer) { return !peer->finished(); });
   if (static_cast<size_t>(served) < maxPeers_)
     addPeer(std::move(*accepted));
+  else
+    turnAway(ECONNREFUSED);
   return true;
+}
+
+// A burst is told once a tick.
+void CHHsmsConnection::turnAway(int error) {
+  ++counters_->turnedAway;
+  recordError(error);
+  wake();
 }
 
 // Out of descriptors: the spare one makes it possible to turn the connection away. When that does
@@ -54,7 +63,7 @@ void CHHsmsConnection::acceptFailed(int error) {
   recordError(error);
   if (spare_.held()) {
     spare_.release();
-    socket_.accept(error);
+    counters_->turnedAway += socket_.accept(error) ? 1 : 0;
     spare_.acquire();
   }
   if (isShortage(error)) {
@@ -70,8 +79,7 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   ++peerGeneration_;
   CHHsmsConnection &peer = *held;
   peer.listener_ = this;
-  peer.counters_ = counters_;
-  ++counters_->connections;
+  ++peer.counters_->connections;
   peer.ticker_.follow(&ticker_);
   peer.socket_ = std::move(accepted.socket);
   peer.ipAddress_ = std::move(accepted.ipAddress);
@@ -80,8 +88,7 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   peer.watchSocket();
   if (const int error = peer.watch_->error(); error != 0) {
     dropPeer(peers_.end() - 1);
-    recordError(error);
-    wake();
+    turnAway(error);
     return;
   }
   ipAddress_ = peer.ipAddress_;
@@ -133,6 +140,7 @@ void CHHsmsConnection::dropPeer(std::vector<std::shared_ptr<CHHsmsConnection>>::
   peers_.erase(position);
   peer->listener_ = nullptr;
   peer->End();
+  *counters_ += *peer->counters_;
 }
 
 // A change of the list ends the walk; the next tick takes the others.

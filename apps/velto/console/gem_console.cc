@@ -45,6 +45,13 @@ struct JsonValue {
                 std::to_string(counter.value);
     return object + '}';
   }
+  std::string operator()(const std::vector<ConnectionCounters> &connections) const {
+    std::string object = "{";
+    for (const ConnectionCounters &connection : connections)
+      object += (object.size() == 1 ? "" : ",") + jsonText(connection.remote) + ':' +
+                (*this)(namedCounters(connection.counters));
+    return object + '}';
+  }
 };
 
 std::string isoTime(const LocalTime &time) {
@@ -180,8 +187,12 @@ void GemConsole::problem(const std::string &text, std::vector<Field> fields) {
 }
 
 void GemConsole::counters(const CVeltoGemCtrl &control) {
-  if (style_ == Style::Json)
-    print(object("counters", {{"counters", namedCounters(control.counters())}}));
+  if (style_ != Style::Json)
+    return;
+  std::vector<Field> fields{{"counters", namedCounters(control.counters())}};
+  if (auto connections = control.connectionCounters(); !connections.empty())
+    fields.push_back({"connections", std::move(connections)});
+  print(object("counters", fields));
 }
 
 void GemConsole::plain(const std::string &text) {

@@ -11,8 +11,10 @@
 
 namespace velto {
 
-/// Seconds of silence after which the programs test their link.
+/// Seconds of silence after which the programs test their link, unless told otherwise.
 inline constexpr int32_t kLinktestInterval = 30;
+/// The longest time in seconds that a program takes: a day.
+inline constexpr int32_t kLongestTime = 86400;
 
 /// Prints what a Gem control does: its events, and every message both ways.
 ///
@@ -34,7 +36,9 @@ public:
   };
   struct Field {
     std::string_view name;
-    std::variant<std::string, int64_t, bool, std::vector<NamedCounter>> value;
+    std::variant<std::string, int64_t, bool, std::vector<NamedCounter>,
+                 std::vector<ConnectionCounters>>
+        value;
   };
 
   GemConsole(const Clock &clock, std::ostream &out, Style style = Style::Text)
@@ -55,7 +59,8 @@ public:
   /// A problem that the control reports; as JSON, that of a reply time-out has the primary's
   /// fields.
   void problem(CVeltoGemCtrl &control, const std::string &text, int16_t code);
-  /// Prints what the link has carried, as JSON alone. It is printed when a link is lost, too.
+  /// Prints what the link has carried, and what each connection that a listener has, as JSON alone.
+  /// It is printed when a link is lost, too.
   void counters(const CVeltoGemCtrl &control);
   /// Prints lines without a time, such as the results of a script.
   void plain(const std::string &text);

@@ -18,8 +18,13 @@ constexpr Range kWide[] = {
     {0x1100, 0x115f}, {0x2e80, 0x303e}, {0x3041, 0xa4cf}, {0xac00, 0xd7a3},   {0xf900, 0xfaff},
     {0xfe30, 0xfe6f}, {0xff00, 0xff60}, {0xffe0, 0xffe6}, {0x1f300, 0x1f64f}, {0x20000, 0x3fffd},
 };
-constexpr Range kCombining[] = {
-    {0x300, 0x36f}, {0x200b, 0x200f}, {0x20d0, 0x20ff}, {0xfe00, 0xfe0f}, {0xfeff, 0xfeff}};
+constexpr Range kCombining[] = {{0x300, 0x36f}, {0x20d0, 0x20ff}, {0xfe00, 0xfe0f}};
+// What turns the direction of a text, takes no place or ends a line: nothing that shows, and a text
+// could pass for another.
+constexpr Range kHidden[] = {
+    {0x7f, 0x9f},     {0xad, 0xad},     {0x61c, 0x61c},   {0x180e, 0x180e}, {0x200b, 0x200f},
+    {0x2028, 0x202e}, {0x2060, 0x206f}, {0xfeff, 0xfeff}, {0xfff9, 0xfffb}, {0xe0000, 0xe007f},
+};
 
 bool isWithin(char32_t code, const auto &ranges) {
   return std::ranges::any_of(
@@ -53,7 +58,7 @@ bool isCharacter(char32_t code, size_t bytes) {
 Glyph drawn(char32_t code, size_t bytes) {
   if (code == U'\t' || code == U'\r' || code == U'\n' || code == 0xa0)
     return {U' ', 1, bytes};
-  if (code < 0x20 || (code >= 0x7f && code < 0xa0))
+  if (code < 0x20 || isWithin(code, kHidden))
     return {U'?', 1, bytes};
   if (code < 0x300)
     return {code, 1, bytes};

@@ -14,7 +14,8 @@ struct Glyph {
 };
 
 /// The first character of a text, which is not empty. Blanks and line ends are drawn as blanks,
-/// other control characters as a question mark.
+/// other control characters, also those that turn a text's direction or take no place, as a
+/// question mark.
 Glyph firstGlyph(std::string_view text);
 /// Where the last character of a text begins.
 size_t lastGlyph(std::string_view text);

@@ -90,8 +90,8 @@ std::optional<std::string> unquotedText(std::string_view inside, std::string &pr
   return text;
 }
 
-// Bytes from 0x80 to 0x9f, alone or as the characters U+0080 to U+009F, control a terminal too;
-// they are the ones of two bytes that are drawn as a question mark.
+// Bytes from 0x80 to 0x9f, alone or as the characters U+0080 to U+009F, control a terminal too.
+// They, and characters that show nothing, are those beyond ASCII that are drawn as a question mark.
 std::string visibleText(std::string_view text) {
   std::string out;
   out.reserve(text.size());

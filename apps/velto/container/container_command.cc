@@ -1,13 +1,33 @@
 #include "apps/velto/container/container_command.h"
 
+#include "apps/velto/console/queued_output.h"
+#include "apps/velto/console/visible_output.h"
 #include "apps/velto/container/container.h"
 #include "apps/velto/screen/full_screen_front_end.h"
 #include "controls/registry.h"
 
 #include <iostream>
+#include <limits>
+#include <optional>
 #include <unistd.h>
 
 namespace velto {
+
+namespace {
+
+int runContainer(EventLoop &loop, Container *&running, const CommandArguments &arguments) {
+  std::optional<VisibleOutput> visible;
+  if (isatty(STDOUT_FILENO) != 0)
+    visible.emplace(std::cout);
+  FullScreenFrontEnd screen(loop, [&running] { return running->ended(); });
+  Container container(loop, systemFiles(), std::cout, std::cerr, createControl);
+  running = &container;
+  if (arguments.empty() && Terminal::usable())
+    container.setOperator(screen);
+  return arguments.empty() ? container.runInteractive(STDIN_FILENO) : container.runFiles(arguments);
+}
+
+} // namespace
 
 int runContainerCommand(const CommandArguments &arguments) {
   if (asksForHelp(arguments)) {
@@ -20,12 +40,17 @@ int runContainerCommand(const CommandArguments &arguments) {
   }
   EventLoop loop;
   Container *running = nullptr;
-  FullScreenFrontEnd screen(loop, [&running] { return running->ended(); });
-  Container container(loop, systemFiles(), std::cout, std::cerr, createControl);
-  running = &container;
-  if (arguments.empty() && Terminal::usable())
-    container.setOperator(screen);
-  return arguments.empty() ? container.runInteractive(STDIN_FILENO) : container.runFiles(arguments);
+  // At the end no link is left that a slow reader could hold up: it may take its time.
+  QueuedOutput::Settings settings;
+  settings.patience = std::numeric_limits<int32_t>::max();
+  QueuedOutput output(
+      loop, [&running] { running->quit(); },
+      [](uint64_t lines) {
+        return "velto: " + std::to_string(lines) + " lines of output were left out\n";
+      },
+      settings);
+  const int status = runContainer(loop, running, arguments);
+  return output.finish() ? status : kExitFailed;
 }
 
 } // namespace velto

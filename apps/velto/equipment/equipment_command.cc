@@ -9,6 +9,7 @@
 #include "apps/velto/script/interpreter.h"
 #include "controls/registry.h"
 #include "gem/capabilities/capability.h"
+#include "platform/ini_file.h"
 #include "platform/tcp_socket.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto equipment [INI] [--data FILE] [--keep FILE.kel] [--port N] [--script FILE]\n"
-    "                       [--edition N] [--quiet | --json | --watch]\n\n"
+    "                       [--edition N] [--linktest SECONDS] [--quiet | --json | --watch]\n\n"
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens\n"
     "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it\n"
     "separates from the host and saves its model.\n\n"
@@ -37,6 +38,8 @@ constexpr const char *kUsage =
     "  --script FILE  commands of the container, in which the equipment is there as eq: value\n"
     "                 changes, events and alarms. `quit` ends the equipment\n"
     "  --edition N    of SEMI E5: 1 the current one (default), 0 the early one\n"
+    "  --linktest SECONDS  silence after which the link is tested; 0: never (default: as the\n"
+    "                 settings file says, or 30)\n"
     "  --quiet        prints problems alone\n"
     "  --json         prints a JSON object a line\n"
     "  --watch        shows states, alarms, variables and messages on the whole screen of a\n"
@@ -60,6 +63,7 @@ struct Options {
   std::string port;
   std::string script;
   std::string edition = "1";
+  std::string linktest;
   bool quiet = false;
   bool json = false;
   bool watch = false;
@@ -98,6 +102,7 @@ public:
       control_.DefProc();
     };
     control_.onSent = [this] { console_.sent(control_); };
+    control_.SetStatistics(true);
     script_.adopt("eq", control_);
   }
 
@@ -195,7 +200,9 @@ private:
     control_.SetEdition(static_cast<int16_t>(*wholeNumber(options_.edition, 0, 1)));
     control_.SetCapabilities(kAllCapabilities);
     control_.SetServer(true);
-    if (control_.LinktestInterval() == 0)
+    if (!options_.linktest.empty())
+      control_.SetLinktestInterval(*wholeNumber(options_.linktest, 0, kLongestTime));
+    else if (!IniFile(control_.IniFileName(), systemFiles()).has("HSMS", "LinktestInterval"))
       control_.SetLinktestInterval(kLinktestInterval);
     if (!options_.port.empty()) {
       control_.SetPortNumber(*wholeNumber(options_.port, 0, 0xFFFF));
@@ -251,6 +258,7 @@ int runEquipmentCommand(const CommandArguments &arguments) {
       {.name = "--port", .value = &options.port},
       {.name = "--script", .value = &options.script},
       {.name = "--edition", .value = &options.edition},
+      {.name = "--linktest", .value = &options.linktest},
       {.name = "--quiet", .given = &options.quiet},
       {.name = "--json", .given = &options.json},
       {.name = "--watch", .given = &options.watch},
@@ -264,6 +272,8 @@ int runEquipmentCommand(const CommandArguments &arguments) {
     return usage("--quiet, --json and --watch exclude each other");
   if (!wholeNumber(options.edition, 0, 1))
     return usage("--edition takes 0 or 1");
+  if (!options.linktest.empty() && !wholeNumber(options.linktest, 0, kLongestTime))
+    return usage("--linktest takes seconds, or 0");
   if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
     return usage("--port takes a number from 0 to 65535");
   if (!options.keep.empty() && !isModelText(options.data))

@@ -44,7 +44,7 @@ GemHost::GemHost(EventLoop &loop, GemConsole &console, const Settings &settings)
   control_.SetEdition(settings_.edition);
   control_.SetT3(settings_.t3);
   control_.SetT5(settings_.t5);
-  control_.SetLinktestInterval(kLinktestInterval);
+  control_.SetLinktestInterval(settings_.linktest);
   setKnown({});
   console_.follow(control_);
   control_.onReceived = [this](const std::string &, int32_t) { received(); };

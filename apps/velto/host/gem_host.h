@@ -26,6 +26,7 @@ public:
     int32_t t3 = 45;     ///< s until a reply must have come, or communications must be established
     int16_t edition = 1; ///< of SEMI E5
     int32_t t5 = 10;     ///< s between attempts to connect
+    int32_t linktest = kLinktestInterval; ///< s of silence; 0: no linktests
   };
 
   GemHost(EventLoop &loop, GemConsole &console, const Settings &settings);

@@ -17,7 +17,8 @@ namespace {
 
 constexpr const char *kUsage =
     "usage: velto host ADDR[:PORT] [--script FILE] [--names FILE] [--device N]\n"
-    "                  [--edition N] [--t3 SECONDS] [--t5 SECONDS] [--json]\n\n"
+    "                  [--edition N] [--t3 SECONDS] [--t5 SECONDS] [--linktest SECONDS] "
+    "[--json]\n\n"
     "Connects to a GEM equipment (port 5001 if not given), and again whenever the link is lost,\n"
     "establishes communications, answers the equipment, and prints every message as SML. At the\n"
     "prompt: `status 101` asks for a value, `help` lists the commands, `quit` or Ctrl-C ends.\n\n"
@@ -30,10 +31,9 @@ constexpr const char *kUsage =
     "                  of model and software have 6 characters at most\n"
     "  --t3 SECONDS    how long an answer may take (default 45)\n"
     "  --t5 SECONDS    time between attempts to connect (default 10)\n"
+    "  --linktest SECONDS  silence after which the link is tested (default 30); 0: never\n"
     "  --json          prints a JSON object a line\n\n"
     "docs/tools.md tells more and has examples.\n";
-
-constexpr int32_t kLongestTime = 86400; // s, a day
 
 struct Options {
   GemHost::Settings settings;
@@ -158,6 +158,7 @@ int runHostCommand(const CommandArguments &arguments) {
   std::string edition;
   std::string t3;
   std::string t5;
+  std::string linktest;
   const Option table[] = {
       {.name = "--script", .value = &options.script},
       {.name = "--names", .value = &names},
@@ -165,6 +166,7 @@ int runHostCommand(const CommandArguments &arguments) {
       {.name = "--edition", .value = &edition},
       {.name = "--t3", .value = &t3},
       {.name = "--t5", .value = &t5},
+      {.name = "--linktest", .value = &linktest},
       {.name = "--json", .given = &options.json},
   };
   std::vector<std::string> addresses;
@@ -184,6 +186,8 @@ int runHostCommand(const CommandArguments &arguments) {
   if (!readNumber(t3, 1, kLongestTime, settings.t3) ||
       !readNumber(t5, 1, kLongestTime, settings.t5))
     return usage("--t3 and --t5 take seconds, from 1 on");
+  if (!readNumber(linktest, 0, kLongestTime, settings.linktest))
+    return usage("--linktest takes seconds, or 0");
   if (resolveHost(settings.address).empty())
     return fail("there is no host " + settings.address);
   std::string problem;

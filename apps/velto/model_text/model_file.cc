@@ -42,10 +42,18 @@ void readCommands(std::string_view companion, GemData &data) {
   loadCommands(archive, data.commands);
 }
 
-bool isOlder(const std::string &path, const std::string &than) {
-  std::error_code error;
-  const auto time = std::filesystem::last_write_time(path, error);
-  return !error && time < std::filesystem::last_write_time(than, error);
+// The companion is there only for who has commands, or had.
+bool write(const std::string &path, int backups, const GemData &data, std::string &problem) {
+  ArchiveWriter commands;
+  storeCommands(commands, data.commands);
+  const CompanionPart part{std::string(kCommandsPart), commands.take()};
+  const bool hasCompanion = !data.commands.empty() || systemFiles().size(companionOf(path));
+  const bool written = saveDataFile(systemFiles(), path, backups, storeGemData(data)) &&
+                       (!hasCompanion || saveDataFile(systemFiles(), companionOf(path), backups,
+                                                      storeCompanion({&part, 1})));
+  if (!written)
+    problem = path + ": cannot be written";
+  return written;
 }
 
 } // namespace
@@ -72,16 +80,7 @@ std::optional<GemData> readModel(const std::string &path, std::string &problem) 
 }
 
 bool writeModelData(const std::string &path, const GemData &data, std::string &problem) {
-  ArchiveWriter commands;
-  storeCommands(commands, data.commands);
-  const CompanionPart part{std::string(kCommandsPart), commands.take()};
-  const bool hasCompanion = !data.commands.empty() || systemFiles().size(companionOf(path));
-  const bool written = saveDataFile(systemFiles(), path, 0, storeGemData(data)) &&
-                       (!hasCompanion || saveDataFile(systemFiles(), companionOf(path), 0,
-                                                      storeCompanion({&part, 1})));
-  if (!written)
-    problem = path + ": cannot be written";
-  return written;
+  return write(path, 0, data, problem);
 }
 
 // The copy is written last: without it the next start imports once more.
@@ -94,14 +93,15 @@ ModelImport importModelText(const std::string &text, const std::string &data,
   const auto before = systemFiles().read(copy);
   std::error_code ignored;
   const bool there = std::filesystem::exists(data, ignored);
-  const bool same = there && (before ? *before == *content : !isOlder(data, text));
-  if (same && before)
+  if (there && before == content)
     return ModelImport::Kept;
-  if (!same) {
-    const auto model = parsed(text, *content, problem);
-    if (!model || !writeModelData(data, *model, problem))
-      return ModelImport::Failed;
-  }
+  const auto model = parsed(text, *content, problem);
+  if (!model)
+    return ModelImport::Failed;
+  // Nobody knows what the data file was made from: unless it is just that, a backup of it stays.
+  const bool same = there && !before && readDataFile(systemFiles(), data) == storeGemData(*model);
+  if (!same && !write(data, there && !before ? 1 : 0, *model, problem))
+    return ModelImport::Failed;
   if (!systemFiles().replace(copy, *content)) {
     problem = copy + ": cannot be written";
     return ModelImport::Failed;

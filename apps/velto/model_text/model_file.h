@@ -32,7 +32,7 @@ enum class ModelImport {
 
 /// Brings a model as text into a model data file, unless it is there already. What was imported
 /// last is kept beside that file, as FILE.kel.imported; when it is not there, a model data file
-/// that is not older than the text counts as its import.
+/// that holds anything else than the text is kept as FILE.kel001 and made anew.
 ModelImport importModelText(const std::string &text, const std::string &data, std::string &problem);
 
 } // namespace velto

@@ -45,6 +45,7 @@ constexpr const char *kUsage =
 struct Source {
   std::string_view text;
   int line;
+  bool empty = false; // nothing but blanks and comments
 };
 
 // Cuts a file into messages. It holds one, or several that each end with a period; none when there
@@ -67,12 +68,28 @@ std::vector<Source> splitMessages(std::string_view text) {
       continue;
     const size_t end = inside ? static_cast<size_t>(token.text.data() - text.data()) : text.size();
     if (inside || !empty)
-      messages.push_back({text.substr(start, end - start), line});
+      messages.push_back({text.substr(start, end - start), empty ? lexer.line() : line, empty});
     start = std::min(end + 1, text.size());
     line = lexer.line();
     empty = true;
   }
   return messages;
+}
+
+// An item or list whose bracket is closed by that of the other kind, which the parser takes.
+std::optional<SmlError> mixedBracket(std::string_view text) {
+  CHSmlLex lexer(text);
+  std::string closing; // of what is open
+  for (SmlToken token = lexer.next(); token.kind != SmlToken::Kind::End; token = lexer.next()) {
+    if (token.kind == SmlToken::Kind::Item || token.kind == SmlToken::Kind::List)
+      closing += token.text.front() == '{' ? '}' : '>';
+    if (token.kind != SmlToken::Kind::Close || closing.empty())
+      continue;
+    if (token.text.front() != closing.back())
+      return SmlError{lexer.line(), std::string(token.text), "parse error", closing.back(), false};
+    closing.pop_back();
+  }
+  return std::nullopt;
 }
 
 class SmlCommand {
@@ -99,10 +116,14 @@ private:
     if (sources.empty())
       return failFile("there is no message");
     for (const Source &source : sources) {
+      if (source.empty)
+        return fail(source.line, "there is no message");
       CHSecsMessage message;
       SmlError error;
-      const std::string_view sml = source.text.empty() ? " " : source.text;
-      if (!message.SetFromSml(sml, &error))
+      const auto mixed = mixedBracket(source.text);
+      if (mixed || !message.SetFromSml(source.text, &error))
+        error = mixed.value_or(error);
+      if (!error.reason.empty())
         return fail(source.line + firstLine(error) - 1, smlProblem(error));
       const int status = options_.mode == Mode::Verify
                              ? verify(std::move(message))
@@ -160,6 +181,9 @@ private:
     const int status = print(message, line, count);
     if (read != 0 && read < body.size())
       remark(line, std::to_string(body.size() - read) + " bytes behind the item are left out");
+    else if (isMalformed(message.root))
+      remark(line, "an item has a length that is no multiple of its element size, or an unknown "
+                   "format");
     else if (!ReadsBackAsItIs(message.root))
       remark(line, "the message is cut short, or its lists nest too deeply");
     return status;
