@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <iostream>
 
+#include "transport/network.h"
+
 namespace velto {
 namespace {
 
@@ -67,6 +69,31 @@ TEST_F(GemTools, AReaderThatGoesAwayEndsThemInOrder) {
   visitor->type("are-you-there\n");
   EXPECT_TRUE(tool->prints("<-- SeparateReq")) << tool->output;
   EXPECT_EQ(visitor->statusUnread(), 1);
+}
+
+// What arrives is printed and sent back: far more than a pipe takes.
+TEST_F(GemTools, TheContainerNeedsNoReaderEither) {
+  const uint16_t own = freePort();
+  const auto tool = run(
+      {"container",
+       file("echo", "new s VeltoSocket\ns.Server = true\ns.MyPortNumber = " + std::to_string(own) +
+                        "\ns.Connect = true\nprint \"ready\"\n"
+                        "on s.Received s.Send($3)\nwait\n")});
+  ASSERT_TRUE(tool->prints("ready")) << tool->output;
+  RawClient partner(own);
+  const auto echoed = [&partner](size_t bytes) {
+    size_t back = 0;
+    for (int i = 0; i < 2000 && back < bytes; ++i, poll(nullptr, 0, 5))
+      back += partner.read().size();
+    return back;
+  };
+  for (int i = 0; i < 100; ++i) {
+    partner.send(ByteView(Bytes(1000)));
+    ASSERT_EQ(echoed(1000), 1000U);
+  }
+  tool->closeOutput();
+  partner.send(ByteView(Bytes(1000)));
+  EXPECT_EQ(tool->statusUnread(), 1) << "in order, not by SIGPIPE";
 }
 
 /// A pipe in place of standard output, read by the test.

@@ -1,6 +1,9 @@
 #include "base/text.h"
 #include "transport/hsms_engine_fixture.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+
 // How an engine notices partners that are dead, lost or hostile, and what it never takes from them.
 
 namespace velto {
@@ -227,6 +230,7 @@ TEST_F(HsmsEngineDeath, StrangersThatDoNotReadHoldLittleTogether) {
     SCOPED_TRACE(row.part);
     const std::string part = "0000ea60" + std::string(2 * (60'000 - 4), '0');
     open();
+    engine->settings().keepAlive = {0, 0, 0, 0}; // no time of the system's own
     engine->settings().maxLength = 100'000;
     engine->Close();
     ASSERT_TRUE(engine->Open());
@@ -236,8 +240,17 @@ TEST_F(HsmsEngineDeath, StrangersThatDoNotReadHoldLittleTogether) {
       others.back()->send(part);
     }
     net->settle();
-    remote = join();
-    remote->holdLittle();
+    // Small segments and a small window: the system takes little in place of the engine.
+    TcpSocket narrow;
+    narrow.create(0, false);
+    const std::pair<int, int> options[] = {{IPPROTO_TCP, TCP_MAXSEG}, {SOL_SOCKET, SO_RCVBUF}};
+    for (const auto &[level, name] : options) {
+      const int size = 1024;
+      setsockopt(narrow.fd(), level, name, &size, sizeof size);
+    }
+    narrow.connect("127.0.0.1", static_cast<uint16_t>(engine->LocalPort()));
+    remote = std::make_unique<RawClient>(std::move(narrow));
+    net->settle();
     owner.quiet = true;
     owner.take();
     bool told = false;

@@ -83,6 +83,8 @@ std::optional<SmlError> mixedBracket(std::string_view text) {
   for (SmlToken token = lexer.next(); token.kind != SmlToken::Kind::End; token = lexer.next()) {
     if (token.kind == SmlToken::Kind::Item || token.kind == SmlToken::Kind::List)
       closing += token.text.front() == '{' ? '}' : '>';
+    if (token.kind == SmlToken::Kind::Other)
+      break; // the parser will report that
     if (token.kind != SmlToken::Kind::Close || closing.empty())
       continue;
     if (token.text.front() != closing.back())
