@@ -51,8 +51,8 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
                          physical_.settings().sessionMode))
     return;
   ticker_.wake();
-  if (sink_ != nullptr)
-    sink_->OnReceived(ipAddress, portNumber);
+  if (CHGemEventSink *sink = application())
+    sink->OnReceived(ipAddress, portNumber);
 }
 
 bool CHGemEngine::DefProc() {
@@ -153,8 +153,8 @@ void CHGemEngine::reportSent(const CHSecsHeader &header, ByteView body, CHSecsIt
   if (gem_ != nullptr && header.idWord == logical->DeviceID())
     logical->OnSent(sent);
   ticker_.wake();
-  if (sink_ != nullptr)
-    sink_->OnSent();
+  if (CHGemEventSink *sink = application())
+    sink->OnSent();
 }
 
 } // namespace velto
