@@ -147,15 +147,20 @@ bool FileSystem::syncDirectory(const std::string &path) {
 
 // A link stays: what it leads to is replaced, or made.
 bool FileSystem::replace(const std::string &path, std::string_view bytes) {
+  errno = 0;
   const auto real = linkTarget(path);
-  if (!real || isSpecial(path))
+  if (!real || isSpecial(path)) {
+    errno = real ? ENOTSUP : ELOOP;
     return false;
+  }
   const std::string target = real->string();
   const std::string fresh = target + ".new";
   remove(fresh);
   if (write(fresh, bytes) && keepMode(target, fresh) && rename(fresh, target))
     return syncDirectory(target);
+  const int error = errno;
   remove(fresh);
+  errno = error;
   return false;
 }
 

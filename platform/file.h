@@ -34,7 +34,8 @@ public:
   /// contents whole. A failure leaves the old contents, except for one of syncDirectory(): the new
   /// contents are then in place but not yet safe from a power loss. A symbolic link stays: the file
   /// that it leads to is replaced, or made when it is missing. What is there and no regular file (a
-  /// directory, device, FIFO or socket) is not replaced.
+  /// directory, device, FIFO or socket) is not replaced. After a failure errno tells the reason, 0
+  /// when none is known.
   bool replace(const std::string &path, std::string_view bytes);
 };
 

@@ -4,6 +4,7 @@
 #include "gem/data/archive.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace velto {
@@ -201,8 +202,10 @@ bool canBeSaved(const GemData &data, size_t growth) {
 
 bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
                   std::string_view bytes) {
-  if (bytes.size() > kMaxDataFile)
+  if (bytes.size() > kMaxDataFile) {
+    errno = EFBIG;
     return false;
+  }
   if (backups < 1)
     return files.replace(path, bytes);
   keepOldFile(files, path, backups);
@@ -212,8 +215,10 @@ bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
       rotateBackups(files, path, backups);
     return true;
   }
+  const int error = errno;
   if (readDataFile(files, kept) == readDataFile(files, path)) // the old file is still in place
     files.remove(kept);
+  errno = error;
   return false;
 }
 

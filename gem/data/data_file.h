@@ -32,10 +32,10 @@ bool canBeSaved(const GemData &data, size_t growth);
 /// that can't be kept does not stop the saving.
 ///
 /// False when the new contents could not be put in place, are not yet safe from a power loss, or
-/// are longer than kMaxDataFile; no backup is given up then, however often it happens. An old
-/// file that was replaced all the same stays as backup 000, and becomes the first when the next
-/// save begins and finds the new one safe. At any moment, after a crash too, the file holds the old
-/// contents or the new ones.
+/// are longer than kMaxDataFile (errno tells the reason, 0 when none is known); no backup is given
+/// up then, however often it happens. An old file that was replaced all the same stays as backup
+/// 000, and becomes the first when the next save begins and finds the new one safe. At any moment,
+/// after a crash too, the file holds the old contents or the new ones.
 bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,
                   std::string_view bytes);
 

@@ -5,6 +5,7 @@
 #include "platform/ini_file.h"
 #include "platform/socket_error.h"
 
+#include <cstring>
 #include <utility>
 
 namespace velto {
@@ -162,12 +163,13 @@ void CHGemEngine::reportConnection(const std::string &ipAddress, int32_t portNum
   record().connection(connected, ipAddress, portNumber);
   if (!connected && gem_ != nullptr && dispatch_.connectionEnded(*gem_, ipAddress, portNumber))
     replyLost_ = false;
-  if (sink_ == nullptr)
+  CHGemEventSink *sink = application();
+  if (sink == nullptr)
     return;
   if (connected)
-    sink_->OnConnected(ipAddress, portNumber);
+    sink->OnConnected(ipAddress, portNumber);
   else
-    sink_->OnDisconnected(ipAddress, portNumber);
+    sink->OnDisconnected(ipAddress, portNumber);
 }
 
 void CHGemEngine::OnStateChanged(LinkState next, LinkState previous) {
@@ -178,8 +180,8 @@ void CHGemEngine::OnStateChanged(LinkState next, LinkState previous) {
     linkReady();
   }
   ticker_.wake();
-  if (sink_ != nullptr)
-    sink_->OnConnectionStateChanged(static_cast<int16_t>(next), static_cast<int16_t>(previous));
+  if (CHGemEventSink *sink = application())
+    sink->OnConnectionStateChanged(static_cast<int16_t>(next), static_cast<int16_t>(previous));
 }
 
 void CHGemEngine::linkReady() {
@@ -205,8 +207,8 @@ void CHGemEngine::reportProblem(const Problem &problem) {
     return;
   record().problem(static_cast<int16_t>(gemProblemNumber(problem)), physical_.settings().ipAddress,
                    physical_.settings().portNumber);
-  if (sink_ != nullptr)
-    sink_->OnProblem(problem);
+  if (CHGemEventSink *sink = application())
+    sink->OnProblem(problem);
 }
 
 void CHGemEngine::reportFailure(int16_t number, const std::string &reason) {
@@ -214,8 +216,8 @@ void CHGemEngine::reportFailure(int16_t number, const std::string &reason) {
     return;
   const std::string text = "Error : " + reason;
   WriteLog(text);
-  if (sink_ != nullptr)
-    sink_->OnFailure(number, text);
+  if (CHGemEventSink *sink = application())
+    sink->OnFailure(number, text);
 }
 
 // The models hear of it first, then the partner (S9F9), then the host.
@@ -232,23 +234,26 @@ void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
 
 void CHGemEngine::reportCommunicationState(uint8_t next, uint8_t previous) {
   ticker_.wake();
-  if (sink_ != nullptr)
-    sink_->OnCommunicationStateChanged(next, previous);
+  if (CHGemEventSink *sink = application())
+    sink->OnCommunicationStateChanged(next, previous);
 }
 
 void CHGemEngine::reportControlState(uint8_t next, uint8_t previous) {
   ticker_.wake();
-  if (sink_ != nullptr)
-    sink_->OnControlStateChanged(next, previous);
+  if (CHGemEventSink *sink = application())
+    sink->OnControlStateChanged(next, previous);
 }
 
 void CHGemEngine::reportVariable(uint32_t vid) {
-  if (sink_ != nullptr)
-    sink_->OnVariableChanged(static_cast<int32_t>(vid));
+  if (CHGemEventSink *sink = application())
+    sink->OnVariableChanged(static_cast<int32_t>(vid));
 }
 
-void CHGemEngine::reportSaveFailure() {
-  reportFailure(0, "The model data file " + logical_->DataFileName() + " cannot be written.");
+void CHGemEngine::reportSaveFailure(int systemError) {
+  const std::string reason =
+      systemError == 0 ? "." : std::string(": ") + std::strerror(systemError);
+  reportFailure(0,
+                "The model data file " + logical_->DataFileName() + " cannot be written" + reason);
 }
 
 // Ticking ---------------------------------------------------------------------------------------

@@ -137,12 +137,16 @@ private:
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
-  void reportSaveFailure() override;
+  void reportSaveFailure(int systemError) override;
   void reportFailure(const std::string &reason) override { reportFailure(0, reason); }
-  GemApplication *application() override { return sink_; }
   Clock &clock() const override { return loop_.clock(); }
   FileSystem &files() const override { return files_; }
 
+  // The application, if there is one, which may look at any message from now on.
+  CHGemEventSink *application() override {
+    dispatch_.showMessage();
+    return sink_;
+  }
   LogSettings logSettings() const;
   LinkLog record() const;
   bool logsMessages() const { return logEnabled && logCommunication; }

@@ -52,8 +52,8 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
       !dispatch_.receive(*gem_, ipAddress, portNumber, message, physical_.settings().sessionMode))
     return;
   ticker_.wake();
-  if (sink_ != nullptr)
-    sink_->OnReceived(ipAddress, portNumber);
+  if (CHGemEventSink *sink = application())
+    sink->OnReceived(ipAddress, portNumber);
 }
 
 bool CHGemEngine::DefProc() {
@@ -161,8 +161,8 @@ void CHGemEngine::reportSent(const CHSecsHeader &header, ByteView body, CHSecsIt
   if (gem_ != nullptr && header.idWord == logical->DeviceID())
     logical->OnSent(sent);
   ticker_.wake();
-  if (sink_ != nullptr)
-    sink_->OnSent();
+  if (CHGemEventSink *sink = application())
+    sink->OnSent();
 }
 
 } // namespace velto

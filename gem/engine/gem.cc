@@ -9,6 +9,7 @@
 #include "gem/models/terminal_model.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <span>
 #include <type_traits>
 #include <utility>
@@ -157,7 +158,7 @@ bool CHGem::handle(CHSecsVerifier &slot) {
   // What the host changed is on disk before it hears of it; other changes wait while saving fails.
   const bool changed = changes() != before;
   if (modified() && (changed || !savePausing()) && !SaveData() && changed && owner() != nullptr)
-    owner()->reportSaveFailure();
+    owner()->reportSaveFailure(saveError_);
   return taken;
 }
 
@@ -332,7 +333,9 @@ uint32_t CHGem::changes() const {
 // The model is written whatever becomes of the settings, and at once at the next change too.
 bool CHGem::SaveData() {
   saveSettings();
+  errno = 0;
   const bool saved = owner() != nullptr && writeData();
+  saveError_ = saved ? 0 : errno;
   saveFailedAt_ = saved ? std::nullopt : std::optional(clock().ticks());
   return saved;
 }

@@ -127,6 +127,7 @@ private:
   std::vector<std::unique_ptr<GemSendStage>> stages_; // in the order in which messages pass them
   bool answersRequest_ = false;                       // the message that is being handled
   std::optional<uint32_t> saveFailedAt_;              // tick
+  int saveError_ = 0;            // errno of the save that failed last; 0: none is known
   std::string damagedFile_;      // the data file that could not be loaded; empty when there is none
   std::string damagedCompanion_; // the same of its companion
 };

@@ -31,8 +31,9 @@ public:
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;
   virtual void reportControlState(uint8_t next, uint8_t previous) = 0;
   virtual void reportVariable(uint32_t vid) = 0;
-  /// What the partner changed could not be written to the data file.
-  virtual void reportSaveFailure() {}
+  /// What the partner changed could not be written to the data file. `systemError`: why, as errno
+  /// has it; 0 when that is not known.
+  virtual void reportSaveFailure(int /*systemError*/) {}
   /// Something else went wrong on this side that the host application is to hear of.
   virtual void reportFailure(const std::string & /*reason*/) {}
   /// Who is asked about what the partner wants of the equipment; null while there is nobody.

@@ -33,13 +33,11 @@ void copySlot(const CHSecsVerifier &from, CHSecsVerifier &to) {
   copyHeads(from, to);
   to.isEquipmentSide = from.isEquipmentSide;
   to.edition = from.edition;
-  to.message.root = from.message.root.clone();
   to.partner()->message.root = from.partner()->message.root.clone();
 }
 
 void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
   copyHeads(from, to);
-  to.message.root = std::move(from.message.root);
   to.partner()->message.root = std::move(from.partner()->message.root);
 }
 
@@ -92,6 +90,25 @@ CHGemDispatch::Reply CHGemDispatch::sendReply(CHGem &gem, CHSecsVerifier &slot) 
   return fits ? Reply::Done : Reply::TooLong;
 }
 
+void CHGemDispatch::showMessage() {
+  if (lender_ != nullptr)
+    *lender_ = lent_->clone();
+  lender_ = nullptr;
+}
+
+// A body is handled without a copy as long as the host is told of nothing: most of the time of a
+// long question would go into it. True when it has been shown, and `work` still holds it.
+bool CHGemDispatch::handleBody(CHGem &gem, CHSecsVerifier &work) {
+  lender_ = &gem.slot(CHGem::kReceived).message.root;
+  lent_ = &work.message.root;
+  work.message.root = std::move(*lender_);
+  gem.OnReceive(work);
+  const bool shown = lender_ == nullptr;
+  if (!shown)
+    *std::exchange(lender_, nullptr) = std::move(work.message.root);
+  return shown;
+}
+
 // Control messages have been answered by the link, and what the host was not told of has been
 // refused. What is handled is a copy: a report may pump the loop, and the next message then takes
 // the slot, or another partner the link, which gets no reply to the one before. Inside such a
@@ -105,14 +122,17 @@ CHGemDispatch::Reply CHGemDispatch::handle(CHGem &gem, bool connected) {
   const std::optional<uint32_t> outer = std::exchange(handled_, received);
   CHSecsVerifier work;
   copySlot(gem.slot(CHGem::kReceived), work);
-  if (connected)
-    gem.OnReceive(work);
+  const bool shown = connected && handleBody(gem, work);
   Reply reply = Reply::Done;
   if (partners == partners_ && awaitsReply(work.message.header) && work.partner()->replyValid)
     reply = sendReply(gem, work);
   handled_ = outer;
-  if (received == received_)
-    moveSlot(work, gem.slot(CHGem::kReceived));
+  if (received == received_) {
+    CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+    if (shown)
+      slot.message.root = std::move(work.message.root);
+    moveSlot(work, slot);
+  }
   return partners == partners_ ? reply : Reply::Done;
 }
 

@@ -31,16 +31,22 @@ public:
   /// Handles the received message by the models, unless the link is down, and sends the prepared
   /// reply; instead of one that no message can carry the abort of the transaction.
   Reply handle(CHGem &gem, bool connected);
+  /// The host is told of something, and may look at the message in the slot: what handle() works at
+  /// is put there again.
+  void showMessage();
 
 private:
   bool acceptsDevice(CHGem &gem, CHSecsVerifier &slot);
+  bool handleBody(CHGem &gem, CHSecsVerifier &work);
   static Reply sendReply(CHGem &gem, CHSecsVerifier &slot);
 
   uint32_t received_ = 0; // counts messages, to tell whether another one took the slot
   uint32_t partners_ = 0; // counts partners, to tell whether the one that asked is still there
   uint32_t sender_ = 0;   // the partner who sent the message in the slot
-  std::optional<uint32_t> handled_; // the message at which handle() is at work
-  bool refused_ = false;            // the message in the slot came for another device
+  CHSecsItem *lender_ = nullptr;     // the body in the slot, while handle() has taken it from there
+  const CHSecsItem *lent_ = nullptr; // where it is then
+  std::optional<uint32_t> handled_;  // the message at which handle() is at work
+  bool refused_ = false;             // the message in the slot came for another device
 };
 
 } // namespace velto

@@ -3,6 +3,7 @@
 #include "gem/data/variable_list.h"
 #include "gem/messages/items.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -25,6 +26,7 @@ std::optional<CHSecsItem> listVariables(const CHGemEventVidList &variables,
                                         const CHSecsItem &request, uint8_t kind, Entry entry) {
   ItemCollector entries;
   const std::vector<uint32_t> vids = numbersOf(request);
+  entries.reserve(std::min(vids.size(), CHSecsMessage::kMaxEncodedSize / kShortListHead));
   for (const uint32_t vid : vids)
     if (!entries.add(entry(vid, findOfKind(variables, vid, kind))))
       break;

@@ -1,5 +1,6 @@
 #include "gem/data/data_file.h"
 #include "gem/station.h"
+#include "secs2/support.h"
 
 #include <gmock/gmock.h>
 
@@ -67,6 +68,27 @@ TEST_F(GemEngine, AForeignDeviceIsToldByTheEquipmentOnly) {
   EXPECT_TRUE(send(host, "s6f12<b 0>"));
   run();
   EXPECT_THAT(equipment.take(), ElementsAre()) << "no reply expected: nothing is said";
+}
+
+TEST_F(GemEngine, TheMessageIsInItsSlotWheneverTheApplicationHearsOfAnything) {
+  CHGemEventVid &limit = equipment.engine->gem()->data().variables.Append();
+  limit.vid = 20;
+  limit.kind = EquipmentConstant;
+  establish();
+  std::vector<std::string> heard;
+  equipment.onNote = [&](const std::string &line) {
+    heard.push_back(line + " " + std::to_string(equipment.sml(CHGem::kReceived).size()));
+  };
+  for (const char *sml : {"s2f15w{{<u4 20><u4 5>}{<u4 20><u4 6>}}", "s1f3w{<u4 16><u4 16>}"}) {
+    heard.clear();
+    EXPECT_TRUE(send(host, sml));
+    const std::string size = " " + std::to_string(RenderSml(fromSml(sml)).size());
+    run();
+    EXPECT_GE(heard.size(), 2U);
+    for (const std::string &line : heard)
+      EXPECT_TRUE(line.ends_with(size)) << line;
+    EXPECT_EQ(equipment.sml(CHGem::kReceived), RenderSml(fromSml(sml))) << "and afterwards";
+  }
 }
 
 TEST_F(GemEngine, OurOwnEndsUnderstandEachOtherWhicheverAsks) {
@@ -296,7 +318,8 @@ TEST_F(GemEngine, TheApplicationHearsOfAChangeThatCouldNotBeSaved) {
   equipment.engine->gem()->SetDataFileName(file);
   equipment.engine->logEnabled = true;
   equipment.engine->logFileName = equipmentFolder / "log";
-  const std::string problem = "Error : The model data file " + file + " cannot be written.";
+  const std::string problem =
+      "Error : The model data file " + file + " cannot be written: No such file or directory";
   for (const int ms : {6, 3000}) { // the tries that follow are silent
     EXPECT_TRUE(send(host, "s2f37w{<bool 0>{}}"));
     net.settle();
