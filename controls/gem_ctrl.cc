@@ -2,6 +2,7 @@
 
 #include "controls/pages/gem_setup.h"
 #include "gem/gem_problem.h"
+#include "secs2/transaction.h"
 
 #include <algorithm>
 
@@ -63,11 +64,20 @@ template <typename Raise> void CVeltoGemCtrl::selected(uint8_t slot, Raise raise
     selection_ = chosen;
 }
 
+// A message that came inside the event has taken the slot: that one was answered there.
 void CVeltoGemCtrl::OnReceived(const std::string &ipAddress, int32_t portNumber) {
+  const Lifetime::Watch alive(lifetime());
+  const uint32_t number = ++received_;
+  answered_ = false;
   selected(CHGem::kReceived, [&] { onReceived.raise(std::string(ipAddress), portNumber); });
+  if (alive && autoReply_ && !answered_ && number == received_)
+    DefProc();
 }
 
 void CVeltoGemCtrl::OnSent() {
+  if (CHGem *model = engine_->gem())
+    answered_ = answered_ || isReply(model->slot(CHGem::kSent).message.header,
+                                     model->slot(CHGem::kReceived).message.header);
   selected(CHGem::kSent, [this] { onSent.raise(); });
 }
 
@@ -84,6 +94,7 @@ void CVeltoGemCtrl::OnVariableChanged(int32_t vid) { onVIDChanged.raise(vid); }
 // Methods ----------------------------------------------------------------------------------------
 
 bool CVeltoGemCtrl::DefProc() {
+  answered_ = true;
   viewChanged();
   return engine_->DefProc();
 }
@@ -137,6 +148,11 @@ bool CVeltoGemCtrl::Setup(const std::string &caption, int32_t options) {
   if (applied.constants)
     constantsChanged();
   return applied.problem.empty();
+}
+
+void CVeltoGemCtrl::SetAutoReply(bool on) {
+  autoReply_ = on;
+  setModified();
 }
 
 void CVeltoGemCtrl::SetViewStyle(int16_t style) {

@@ -222,6 +222,11 @@ public:
   bool ALIDSet(int32_t alid) const;
   void SetALIDSet(int32_t alid, bool set);
 
+  /// After Received, DefProc() is called by itself unless the host has called it, or has sent the
+  /// reply.
+  bool AutoReply() const { return autoReply_; }
+  void SetAutoReply(bool on);
+
   // Capabilities, of which none is on at first (GemCapabilityBit).
   int32_t Capabilities() const;
   void SetCapabilities(int32_t bits);
@@ -395,6 +400,9 @@ private:
   std::string dataFileName_ = "./VeltoGem.kel";
   int32_t dataBackups_ = 0;
   int16_t viewStyle_ = 3;
+  bool autoReply_ = false;
+  uint32_t received_ = 0; // counts messages
+  bool answered_ = false; // the host has seen to the one that was received last
 };
 
 } // namespace velto

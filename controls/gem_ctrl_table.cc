@@ -134,6 +134,10 @@ const MemberTable &CVeltoGemCtrl::table() {
               215, "MaxReportLinks",
               "VIDs of all reports and RPTIDs of all events together (S2F33, S2F35).",
               GemLimits().references)
+          .property<&C::AutoReply, &C::SetAutoReply>(
+              216, "AutoReply",
+              "After Received the model answers, unless DefProc() was called or the reply sent.",
+              false)
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")

@@ -144,6 +144,34 @@ TEST_F(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
   EXPECT_EQ(heard(), Messages{"S6F11W { <u4 3> <u4 32> * CEID { { <u4 2> { <u1 3> <u1 0> } } } }"});
 }
 
+TEST_F(GemPair, TheModelAnswersWhatTheApplicationDoesNot) {
+  establish();
+  equipment.answers = false;
+  EXPECT_EQ(ask("s1f1w"), "") << "off at first";
+  equipment.control->SetAutoReply(true);
+  EXPECT_EQ(ask("s1f1w"), "S1F2 { <a 'ETCH-1'> <a '1.00'> }");
+  EXPECT_TRUE(host.messages.empty());
+  CVeltoGemCtrl &control = *equipment.control;
+  const std::pair<std::function<void()>, const char *> rows[] = {
+      {[&] { control.DefProc(); }, "S1F2 { <a 'ETCH-1'> <a '1.00'> }"},
+      {[&] {
+         control.SetReply(true);
+         control.SetSML("s1f2{<a'MINE'><a'2'>}");
+         control.Send();
+       },
+       "S1F2 { <a 'MINE'> <a '2'> }"},
+      {[&] { control.InvokeEvent(7); }, "S6F11W { <u4 1> <u4 7> * CEID { } }"},
+  };
+  for (const auto &[act, reply] : rows) {
+    equipment.onEvent = [&act = act](const std::string &line) {
+      if (line.starts_with("Received S1F1"))
+        act();
+    };
+    EXPECT_EQ(ask("s1f1w"), reply);
+  }
+  EXPECT_EQ(host.messages.size(), 1U) << "an event is no reply, which follows";
+}
+
 TEST_F(GemCapabilitiesTest, WhatIsKeptOutlivesTheProcess) {
   const std::string more = equipment.control->DataFileName() + ".more";
   ASSERT_TRUE(equipment.control->SaveData());

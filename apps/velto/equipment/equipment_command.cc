@@ -97,13 +97,11 @@ public:
                                     : options.quiet ? GemConsole::Style::Quiet
                                                     : GemConsole::Style::Text) {
     console_.follow(control_);
-    control_.onReceived = [this](const std::string &, int32_t) {
-      console_.received(control_);
-      control_.DefProc();
-    };
+    control_.onReceived = [this](const std::string &, int32_t) { console_.received(control_); };
     control_.onSent = [this] { console_.sent(control_); };
     control_.SetStatistics(true);
     script_.adopt("eq", control_);
+    control_.SetAutoReply(true); // behind what the script does
   }
 
   int run() {
