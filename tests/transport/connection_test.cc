@@ -303,6 +303,8 @@ TEST_F(ConnectionTest, CloseSendsWhatIsQueuedWhenThereIsRoomForIt) {
     listener->Close();
   }
   EXPECT_EQ(sent, got);
+  for (int i = 0; i < 100'000 && !remote.ended(); ++i)
+    remote.read();
   EXPECT_TRUE(remote.ended());
   EXPECT_FALSE(remote.wasReset());
 }

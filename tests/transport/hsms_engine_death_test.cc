@@ -196,26 +196,6 @@ TEST_F(HsmsEngineDeath, StrangersHoldLittle) {
   EXPECT_EQ(owner.take(), Lines{"data " + kS1F1 + big}) << "selected: as long as the limit allows";
 }
 
-TEST_F(HsmsEngineDeath, AStrangerThatDoesNotReadIsClosed) {
-  open();
-  owner.take();
-  std::string requests;
-  for (int i = 0; i < 5000; ++i)
-    requests += frame(kLinktestReq.substr(0, 12) + formatText("%08x", i));
-  const Bytes bytes = fromHex(requests);
-  // Answers pile up behind what the sockets hold; the engine keeps no more than its limit.
-  remote->holdLittle();
-  poll();
-  owner.quiet = true;
-  size_t sent = 0; // of the requests, again and again: never a frame that is cut
-  net->until([&] {
-    sent = (sent + remote->sendSome(ByteView(bytes).subspan(sent))) % bytes.size();
-    engine->Poll();
-    return engine->State() != LinkState::Up;
-  });
-  EXPECT_EQ(owner.take(), (Lines{"problem System 10055 ", "disconnected", "state 10"}));
-}
-
 // What is received and what is not read count together, for each and for all of a listener.
 TEST_F(HsmsEngineDeath, StrangersThatDoNotReadHoldLittleTogether) {
   const Lines ended{"problem System 10055 ", "disconnected"};

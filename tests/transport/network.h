@@ -61,11 +61,6 @@ public:
     return static_cast<size_t>(std::max<ssize_t>(socket_.send(bytes), 0));
   }
   void close() { socket_.close(); }
-  /// Lets the other end find out early that nobody reads.
-  void holdLittle() {
-    const int size = 4096;
-    setsockopt(socket_.fd(), SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
-  }
   /// Ends the connection with a reset.
   void reset() {
     const linger now{1, 0};

@@ -126,8 +126,9 @@ std::string screenText(std::string text) {
 
 std::string smlProblem(const SmlError &error) {
   constexpr int kMost = 60; // characters
-  std::string shown = oneLine(visibleText(std::string_view(error.token).substr(0, 4 * kMost)));
-  if (cellCount(shown) > kMost || error.token.size() > 4 * kMost)
+  std::string shown =
+      oneLine(visibleText(std::string_view(error.token).substr(0, size_t{4} * kMost)));
+  if (cellCount(shown) > kMost || error.token.size() > size_t{4} * kMost)
     shown = shown.substr(0, bytesWithin(shown, kMost - 3)) + "...";
   if (error.missing == '\0')
     return error.reason + " at \"" + shown + '"';
