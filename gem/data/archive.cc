@@ -20,6 +20,10 @@ constexpr uint16_t kLongCount = 0xFFFF;
 } // namespace
 
 template <typename T> void ArchiveWriter::number(T value) {
+  if (!keepsBytes_) {
+    size_ += sizeof(T);
+    return;
+  }
   std::array<char, sizeof(T)> bytes;
   for (size_t i = 0; i < sizeof(T); ++i)
     bytes[i] = static_cast<char>(value >> (8 * i));
@@ -32,7 +36,9 @@ void ArchiveWriter::object(const ArchiveClass &type) {
     number(kNewClass);
     number(type.schema);
     number(static_cast<uint16_t>(type.name.size()));
-    bytes_ += type.name;
+    size_ += type.name.size();
+    if (keepsBytes_)
+      bytes_ += type.name;
     classes_.emplace(type.name, next_++);
   } else if (known->second < kLongForm) {
     number(static_cast<uint16_t>(kKnownClass | known->second));
@@ -50,6 +56,13 @@ void ArchiveWriter::count(size_t value) {
   }
   number(kLongCount);
   number(static_cast<uint32_t>(value));
+}
+
+void ArchiveWriter::field(std::string_view text) {
+  if (keepsBytes_)
+    appendPacked(bytes_, text);
+  else
+    size_ += packedBytes(text);
 }
 
 void ArchiveWriter::field(uint8_t value) { number(value); }

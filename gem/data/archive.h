@@ -22,9 +22,13 @@ struct ArchiveClass {
   uint16_t schema = 1;
 };
 
-/// Writes an archive.
+/// Writes an archive, or tells how long it would be.
 class ArchiveWriter {
 public:
+  enum class Keep { All, Size };
+
+  explicit ArchiveWriter(Keep keep = Keep::All) : keepsBytes_(keep == Keep::All) {}
+
   /// Introduces a new object; its fields are to follow.
   void object(const ArchiveClass &type);
   /// The number of objects or elements that are to follow.
@@ -33,7 +37,7 @@ public:
   void field(uint8_t value);
   void field(bool value);
   void field(uint32_t value);
-  void field(std::string_view text) { appendPacked(bytes_, text); }
+  void field(std::string_view text);
   void field(std::span<const uint32_t> numbers);
   template <size_t Count> void field(const PackedTexts<Count> &texts) {
     for (size_t i = 0; i < Count; ++i)
@@ -41,12 +45,16 @@ public:
   }
   template <typename... Fields> void fields(const Fields &...values) { (field(values), ...); }
 
+  /// Bytes written so far.
+  size_t size() const { return keepsBytes_ ? bytes_.size() : size_; }
   const std::string &bytes() const { return bytes_; }
   std::string take() { return std::move(bytes_); }
 
 private:
   template <typename T> void number(T value);
 
+  bool keepsBytes_;
+  size_t size_ = 0; ///< while the bytes are not kept
   std::string bytes_;
   std::map<std::string, uint32_t, std::less<>> classes_; ///< their numbers
   uint32_t next_ = 1;

@@ -141,10 +141,7 @@ void keepOldFile(FileSystem &files, const std::string &path, int32_t backups) {
   keepAs(files, path, kept);
 }
 
-} // namespace
-
-std::string storeGemData(const GemData &data) {
-  ArchiveWriter archive;
+void store(ArchiveWriter &archive, const GemData &data) {
   archive.object(kGem);
   archive.field(data.changePCClock);
 
@@ -164,6 +161,13 @@ std::string storeGemData(const GemData &data) {
 
   archive.object(kAlarmModel);
   storeObjects<CHGemAlarmAlid>(archive, data.alarms);
+}
+
+} // namespace
+
+std::string storeGemData(const GemData &data) {
+  ArchiveWriter archive;
+  store(archive, data);
   return archive.take();
 }
 
@@ -197,7 +201,9 @@ std::optional<GemData> loadGemData(std::string bytes) {
 }
 
 bool canBeSaved(const GemData &data, size_t growth) {
-  return growth <= kMaxDataFile && storeGemData(data).size() <= kMaxDataFile - growth;
+  ArchiveWriter archive(ArchiveWriter::Keep::Size);
+  store(archive, data);
+  return growth <= kMaxDataFile && archive.size() <= kMaxDataFile - growth;
 }
 
 bool saveDataFile(FileSystem &files, const std::string &path, int32_t backups,

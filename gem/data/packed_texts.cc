@@ -18,6 +18,11 @@ void appendNumber(std::string &bytes, size_t value, size_t size) {
 
 } // namespace
 
+size_t packedBytes(std::string_view text) {
+  const size_t size = std::min<size_t>(text.size(), std::numeric_limits<uint32_t>::max());
+  return size + (size < kLong ? 1 : size < kOtherCharacters ? 3 : 7);
+}
+
 void appendPacked(std::string &bytes, std::string_view text) {
   text = text.substr(0, std::numeric_limits<uint32_t>::max());
   if (text.size() < kLong) {

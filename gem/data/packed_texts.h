@@ -18,6 +18,9 @@ namespace velto {
 /// Appends a text, cut to 2^32 - 1 bytes.
 void appendPacked(std::string &bytes, std::string_view text);
 
+/// The bytes that appendPacked() appends.
+size_t packedBytes(std::string_view text);
+
 /// How a packed text is made up, in bytes; nothing when there is none.
 struct PackedSize {
   size_t length = 0; ///< what states the length

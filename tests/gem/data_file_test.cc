@@ -203,6 +203,8 @@ TEST(DataFile, KeepsTextsOfEveryLength) {
     expectRoundTrip(data);
     const size_t prefix = size < 255 ? 1 : size < 65534 ? 3 : 7;
     EXPECT_EQ(storeGemData(data).size(), storeGemData(GemData{}).size() + size + prefix - 1 + 4);
+    const size_t room = kMaxDataFile - storeGemData(data).size();
+    EXPECT_TRUE(canBeSaved(data, room) && !canBeSaved(data, room + 1)) << size;
   }
 }
 
