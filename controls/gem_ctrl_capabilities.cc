@@ -4,6 +4,8 @@
 
 #include "gem/capabilities/capabilities.h"
 
+#include <algorithm>
+
 namespace velto {
 
 int32_t CVeltoGemCtrl::Capabilities() const {
@@ -43,6 +45,38 @@ std::string CVeltoGemCtrl::CPVAL(const std::string &name) const {
 
 void CVeltoGemCtrl::OnRemoteCommand(const std::string &name, const std::string &parameters) {
   onRemoteCommand.raise(std::string(name), std::string(parameters));
+}
+
+int16_t CVeltoGemCtrl::SpoolState() const {
+  return engine_->gem() == nullptr ? int16_t{0}
+                                   : int16_t{engine_->gem()->capabilities().spool().state()};
+}
+
+int32_t CVeltoGemCtrl::SpoolCount() const {
+  return engine_->gem() == nullptr
+             ? 0
+             : static_cast<int32_t>(engine_->gem()->capabilities().spool().count());
+}
+
+int32_t CVeltoGemCtrl::MaxSpoolSize() const {
+  return engine_->gem() == nullptr ? 0 : engine_->gem()->capabilities().spool().maxSize();
+}
+
+void CVeltoGemCtrl::SetMaxSpoolSize(int32_t kib) {
+  if (engine_->gem() != nullptr)
+    engine_->gem()->capabilities().spool().setMaxSize(
+        std::clamp(kib, 0, CHGemSpool::kGreatestSize));
+  setModified();
+}
+
+int32_t CVeltoGemCtrl::MaxSpoolMessages() const {
+  return engine_->gem() == nullptr ? 0 : engine_->gem()->capabilities().spool().maxMessages();
+}
+
+void CVeltoGemCtrl::SetMaxSpoolMessages(int32_t count) {
+  if (engine_->gem() != nullptr)
+    engine_->gem()->capabilities().spool().setMaxMessages(std::max(count, 0));
+  setModified();
 }
 
 } // namespace velto

@@ -11,6 +11,7 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   settings.section("Gem");
   settings.rareInteger("Capabilities", enabled_, 0);
   remote_ = add<CHGemRemoteControl>(CapabilityRemoteControl, parts, settings);
+  spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);
 }
 
 template <typename C>

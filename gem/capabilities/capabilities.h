@@ -2,6 +2,7 @@
 
 #include "gem/capabilities/capability.h"
 #include "gem/capabilities/remote_control.h"
+#include "gem/capabilities/spool.h"
 #include "gem/data/companion_file.h"
 #include "gem/messages/send_stage.h"
 
@@ -21,6 +22,7 @@ public:
 
   CHGemRemoteControl &remote() { return *remote_; }
   const CHGemRemoteControl &remote() const { return *remote_; }
+  CHGemSpool &spool() { return *spool_; }
 
   /// GemCapabilityBit bits of those that are on. Other bits are dropped.
   uint32_t enabled() const { return static_cast<uint32_t>(enabled_); }
@@ -67,6 +69,7 @@ private:
   std::vector<Entry> entries_;
   int32_t enabled_ = 0;
   CHGemRemoteControl *remote_ = nullptr;
+  CHGemSpool *spool_ = nullptr;
 };
 
 } // namespace velto

@@ -17,8 +17,9 @@ namespace velto {
 /// The optional parts of an equipment (SEMI E30 4), as bits of the Gem control's `Capabilities`.
 enum GemCapabilityBit : uint32_t {
   CapabilityRemoteControl = 0x01,
+  CapabilitySpooling = 0x08,
 };
-inline constexpr uint32_t kAllCapabilities = 0x01;
+inline constexpr uint32_t kAllCapabilities = 0x09;
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {

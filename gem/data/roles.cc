@@ -68,7 +68,9 @@ constexpr auto kEventRoles = std::to_array<std::string_view>({
 
 static_assert(kVariableRoles[RoleControlState] == "ControlState");
 static_assert(kVariableRoles[RoleTimeFormat] == "TimeFormat");
+static_assert(kVariableRoles[RoleSpoolStartTime] == "SpoolStartTime");
 static_assert(kEventRoles[RoleGoToRemote] == "GoToRemote");
+static_assert(kEventRoles[RoleSpoolTransferFailure] == "SpoolTransferFailure");
 
 } // namespace
 

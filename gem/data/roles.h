@@ -14,8 +14,14 @@ inline constexpr uint8_t kNoRole = 255;
 /// whatever that one's number.
 enum VariableRole : uint8_t {
   RoleEstablishCommunicationsTimeout = 9, ///< seconds
+  RoleMaxSpoolTransmit = 10, ///< messages at a time; 0: all
+  RoleOverWriteSpool = 11,   ///< other than 0: what is new takes the place of the oldest
   RoleTimeFormat = 12,
   RoleControlState = 16,
+  RoleSpoolCountActual = 23,
+  RoleSpoolCountTotal = 24,
+  RoleSpoolFullTime = 25,
+  RoleSpoolStartTime = 26,
 };
 
 /// Collection events that the equipment itself raises.
@@ -23,6 +29,9 @@ enum EventRole : uint8_t {
   RoleOnlineToOffline = 0,
   RoleGoToLocal = 1,
   RoleGoToRemote = 2,
+  RoleStartSpooling = 17,
+  RoleEndSpooling = 18,
+  RoleSpoolTransferFailure = 19,
 };
 
 /// The names of all roles; a role's number is its index.

@@ -64,6 +64,12 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
   }
 }
 
+TEST_F(GemCapabilitiesTest, WhatIsSpooled) {
+  expectAnswers(kTables, "Spool");
+  equipment.control->SetCapabilities(0);
+  expectAnswers(kTables, "SpoolThatIsOff");
+}
+
 TEST_F(GemCapabilitiesTest, WhatIsKeptOutlivesTheProcess) {
   const std::string more = equipment.control->DataFileName() + ".more";
   ASSERT_TRUE(equipment.control->SaveData());

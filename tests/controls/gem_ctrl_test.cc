@@ -506,12 +506,14 @@ TEST_F(GemControl, TheBagHoldsTheSettingsAndNothingElse) {
                            "Edition",
                            "LinktestInterval",
                            "Capabilities",
+                           "MaxSpoolSize",
+                           "MaxSpoolMessages",
                            "KeepAliveIdle",
                            "KeepAliveInterval",
                            "KeepAliveCount",
                            "SendTimeout"})
     EXPECT_NE(bag.find(name), nullptr) << name;
-  EXPECT_EQ(bag.size(), 27U);
+  EXPECT_EQ(bag.size(), 29U);
   CVeltoGemCtrl copy(net.loop);
   copy.load(bag);
   EXPECT_EQ(copy.T3(), 30);
