@@ -1,10 +1,8 @@
 #include "gem/capabilities/spool.h"
 
-#include "gem/data/list_text.h"
 #include "gem/messages/items.h"
 #include "gem/messages/reply.h"
 #include "gem/messages/stream2.h"
-#include "secs2/message_table.h"
 #include "secs2/transaction.h"
 #include "transport/link/deadline.h"
 
@@ -17,15 +15,10 @@ namespace {
 
 constexpr int kSetUp = 2 * 256 + 43;   // S2F43
 constexpr int kRequest = 6 * 256 + 23; // S6F23
-constexpr int kInquiry = 6 * 256 + 5;  // S6F5
 
-// Acknowledge codes (SEMI E5: RSPACK, STRACK, RSDA).
+// Acknowledge codes (SEMI E5: RSPACK, RSDA).
 constexpr uint8_t kSpoolAccepted = 0;
 constexpr uint8_t kSpoolSetUpRefused = 1;
-constexpr uint8_t kStreamNotAllowed = 1;
-constexpr uint8_t kNoSuchStream = 2;
-constexpr uint8_t kNoSuchFunction = 3;
-constexpr uint8_t kSecondaryFunction = 4;
 constexpr uint8_t kSpoolBusy = 1;
 constexpr uint8_t kNothingSpooled = 2;
 
@@ -35,85 +28,10 @@ constexpr uint32_t kPurgeSpool = 1;
 
 constexpr uint32_t kLinkPause = 100; // ms, after the link could not take a message
 constexpr uint32_t kAllMessages = std::numeric_limits<uint32_t>::max();
-constexpr size_t kSmallestChoice = 3; // bytes in the archive
-
-constexpr ArchiveClass kSpoolClass{"CHGemSpool", 1};
 
 int nameOf(const CHSecsHeader &header) { return header.stream() * 256 + header.function(); }
 
-// A stream or function; 255, which no stream and no message is, for what is no such number.
-uint8_t byteOf(const CHSecsItem &item) {
-  if (item.isList() || item.count() != 1)
-    return 0xFF;
-  return static_cast<uint8_t>(std::min(numberOf(item), uint32_t{0xFF}));
-}
-
-uint8_t streamFault(uint8_t stream) {
-  if (stream == 1)
-    return kStreamNotAllowed;
-  return isKnownStream(stream) ? kSpoolAccepted : kNoSuchStream;
-}
-
-// Only what an equipment sends by itself can be spooled.
-uint8_t functionFault(uint8_t stream, uint8_t function, E5Edition edition) {
-  if (function % 2 == 0)
-    return kSecondaryFunction;
-  const MessageRow *row = findMessage(stream, function);
-  const bool isSent = row != nullptr && row->of(edition).body != nullptr &&
-                      row->of(edition).side != Side::Equipment;
-  return isSent ? kSpoolAccepted : kNoSuchFunction;
-}
-
 } // namespace
-
-// What the host wants --------------------------------------------------------------------------
-
-bool CHGemSpoolChoice::holds(const CHSecsHeader &header) const {
-  return any_ && header.sType() == 0 && header.function() % 2 == 1 &&
-         streams_[header.stream()][header.function()] && nameOf(header) != kInquiry;
-}
-
-// None: all of them.
-std::vector<uint32_t> CHGemSpoolChoice::functionsOf(size_t stream) const {
-  std::vector<uint32_t> functions;
-  for (uint32_t function = 0; function < kFunctions && !streams_[stream].all(); ++function)
-    if (streams_[stream][function])
-      functions.push_back(function);
-  return functions;
-}
-
-void CHGemSpoolChoice::store(ArchiveWriter &archive) const {
-  archive.object(kSpoolClass);
-  archive.count(static_cast<size_t>(
-      std::ranges::count_if(streams_, [](const Functions &functions) { return functions.any(); })));
-  for (size_t stream = 0; stream < kStreams; ++stream) {
-    if (streams_[stream].none())
-      continue;
-    archive.field(static_cast<uint8_t>(stream));
-    archive.field(functionsOf(stream));
-  }
-}
-
-void CHGemSpoolChoice::load(ArchiveReader &archive) {
-  *this = {};
-  archive.object(kSpoolClass.name);
-  for (uint32_t left = archive.count(kSmallestChoice); left > 0 && !archive.failed(); --left) {
-    uint8_t stream = 0;
-    std::vector<uint32_t> functions;
-    archive.fields(stream, functions);
-    if (functions.empty() && !archive.failed())
-      addAll(stream);
-    for (const uint32_t function : functions)
-      add(stream, static_cast<uint8_t>(function));
-  }
-}
-
-void CHGemSpoolChoice::addStatus(TreeNode &parent) const {
-  for (size_t stream = 0; stream < kStreams; ++stream)
-    if (streams_[stream].any())
-      parent.add("Stream " + std::to_string(stream) + " : " +
-                 (streams_[stream].all() ? "all" : joinNumbers(functionsOf(stream))));
-}
 
 // State ------------------------------------------------------------------------------------------
 
@@ -290,8 +208,8 @@ bool CHGemSpool::OnReceive(CHSecsVerifier &slot) {
 }
 
 void CHGemSpool::answerChoice(CHSecsVerifier &slot) {
-  Faults faults;
-  auto chosen = judge(slot.message.root, faults);
+  CHGemSpoolChoice::Faults faults;
+  auto chosen = CHGemSpoolChoice::read(slot.message.root, owner().edition(), faults);
   CHSecsItem streams = listItem();
   for (const auto &[fault, functions] : faults) {
     CHSecsItem list = listItem();
@@ -308,40 +226,14 @@ void CHGemSpool::answerChoice(CHSecsVerifier &slot) {
   setModified();
 }
 
-// All of it, or nothing.
-std::optional<CHGemSpoolChoice> CHGemSpool::judge(const CHSecsItem &body, Faults &faults) const {
-  if (!body.isList())
-    return std::nullopt;
-  CHGemSpoolChoice chosen;
-  for (const CHSecsItem &entry : body.children()) {
-    const uint8_t stream = byteOf(childOf(entry, 1));
-    const CHSecsItem &functions = childOf(entry, 2);
-    const uint8_t fault = functions.isList() ? streamFault(stream) : kNoSuchStream;
-    if (fault != kSpoolAccepted) {
-      faults[{stream, fault}];
-      continue;
-    }
-    if (functions.count() == 0)
-      chosen.addAll(stream);
-    for (const CHSecsItem &item : functions.children()) {
-      const uint8_t function = byteOf(item);
-      if (const uint8_t wrong = functionFault(stream, function, owner().edition()))
-        faults[{stream, wrong}].insert(function);
-      else
-        chosen.add(stream, function);
-    }
-  }
-  return faults.empty() ? std::optional(std::move(chosen)) : std::nullopt;
-}
-
 uint8_t CHGemSpool::answerRequest(const CHSecsItem &body) {
   attach();
   if (file_.count() == 0)
     return kNothingSpooled;
-  const uint32_t code = byteOf(body);
-  if (left_ || code > kPurgeSpool)
+  const bool isCode = !body.isList() && body.count() == 1 && numberOf(body) <= kPurgeSpool;
+  if (left_ || !isCode)
     return kSpoolBusy;
-  if (code == kTransmitSpool) {
+  if (numberOf(body) == kTransmitSpool) {
     const uint32_t most = constant(RoleMaxSpoolTransmit);
     left_ = most == 0 ? kAllMessages : most;
   } else {

@@ -1,47 +1,14 @@
 #pragma once
 
 #include "gem/capabilities/capability.h"
+#include "gem/capabilities/spool_choice.h"
 #include "gem/capabilities/spool_file.h"
 
-#include <array>
-#include <bitset>
 #include <cstdint>
-#include <map>
 #include <optional>
-#include <set>
-#include <utility>
-#include <vector>
+#include <string>
 
 namespace velto {
-
-/// The primaries that the host wants to be spooled (SEMI E5 S2F43).
-class CHGemSpoolChoice {
-public:
-  static constexpr size_t kStreams = 128;
-  static constexpr size_t kFunctions = 256;
-
-  void add(uint8_t stream, uint8_t function) { of(stream).set(function); }
-  void addAll(uint8_t stream) { of(stream).set(); }
-  bool empty() const { return !any_; }
-  /// An inquiry is never kept: it belongs to the message that it announces.
-  bool holds(const CHSecsHeader &header) const;
-
-  void store(ArchiveWriter &archive) const;
-  void load(ArchiveReader &archive);
-  void addStatus(TreeNode &parent) const;
-
-private:
-  using Functions = std::bitset<kFunctions>;
-
-  Functions &of(uint8_t stream) {
-    any_ = true;
-    return streams_[stream % kStreams];
-  }
-  std::vector<uint32_t> functionsOf(size_t stream) const;
-
-  std::array<Functions, kStreams> streams_; // all bits: every primary
-  bool any_ = false;
-};
 
 /// Spooling (SEMI E30 4.11; E5 S2F43, S6F23). Once the host has named streams and functions, their
 /// primaries are kept while there are no communications, and after that until the host has taken
@@ -90,7 +57,6 @@ private:
     CHSecsHeader header;
     bool isOut = false; // the header is that with which it went out
   };
-  using Faults = std::map<std::pair<uint8_t, uint8_t>, std::set<uint8_t>>; // STRID, STRACK: FCNIDs
 
   bool isCommunicating() const {
     return owner().communicationState() == CommunicationState::Communicating;
@@ -108,7 +74,6 @@ private:
   std::string timeText();
 
   void answerChoice(CHSecsVerifier &slot);
-  std::optional<CHGemSpoolChoice> judge(const CHSecsItem &body, Faults &faults) const;
   uint8_t answerRequest(const CHSecsItem &body);
 
   bool isOutstanding(const CHSecsHeader &primary) const;
