@@ -108,6 +108,8 @@ void CHGemSpool::interrupt() {
 }
 
 void CHGemSpool::Reset() {
+  if (file_.isActive() && !file_.isAttached())
+    file_.attach(); // the data file has got another name just now
   file_.detach();
   choice_ = {};
   full_ = wasCommunicating_ = ended_ = failed_ = passes_ = false;
@@ -245,7 +247,8 @@ uint8_t CHGemSpool::answerRequest(const CHSecsItem &body) {
 // Transmission -----------------------------------------------------------------------------------
 
 bool CHGemSpool::mayTransmit() const {
-  return left_ && !outstanding_ && isCommunicating() && isOnline(owner().controlState());
+  return left_ && !outstanding_ && file_.count() > 0 && isCommunicating() &&
+         isOnline(owner().controlState());
 }
 
 void CHGemSpool::Tick() {

@@ -14,8 +14,8 @@ inline constexpr uint8_t kNoRole = 255;
 /// whatever that one's number.
 enum VariableRole : uint8_t {
   RoleEstablishCommunicationsTimeout = 9, ///< seconds
-  RoleMaxSpoolTransmit = 10, ///< messages at a time; 0: all
-  RoleOverWriteSpool = 11,   ///< other than 0: what is new takes the place of the oldest
+  RoleMaxSpoolTransmit = 10,              ///< messages at a time; 0: all
+  RoleOverWriteSpool = 11, ///< other than 0: what is new takes the place of the oldest
   RoleTimeFormat = 12,
   RoleControlState = 16,
   RoleSpoolCountActual = 23,

@@ -66,6 +66,10 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
 
 TEST_F(GemCapabilitiesTest, WhatIsSpooled) {
   expectAnswers(kTables, "Spool");
+  std::string many;
+  for (int i = 0; i < 20'000; ++i)
+    many += "{<u1 77>{<u1 1><u1 3>}}";
+  EXPECT_EQ(ask("s2f43w{" + many + "}"), "S2F44 { <b 0x01> { { <u1 77> <b 0x02> { } } } }");
   equipment.control->SetCapabilities(0);
   expectAnswers(kTables, "SpoolThatIsOff");
 }

@@ -195,6 +195,11 @@ TEST_F(GemSpoolTest, OutlivesTheProcess) {
   for (const int ceid : sent)
     EXPECT_TRUE(eq.InvokeEvent(ceid));
   const std::string started = valueOf(RoleSpoolStartTime);
+  const std::string before = spoolFile();
+  eq.SetDataFileName(folder / "other.kel");
+  ASSERT_TRUE(eq.SaveData());
+  settle(2);
+  EXPECT_FALSE(systemFiles().size(before)) << "it goes with the data file";
   ASSERT_TRUE(eq.LoadData());
   settle();
   EXPECT_EQ(eq.SpoolCount(), 7);

@@ -37,9 +37,8 @@ public:
 
   /// Whether the request with those system bytes is open.
   bool holds(uint32_t systemBytes) const {
-    return std::ranges::any_of(entries_, [=](const Entry &entry) {
-      return entry.header.systemBytes == systemBytes;
-    });
+    return std::ranges::any_of(
+        entries_, [=](const Entry &entry) { return entry.header.systemBytes == systemBytes; });
   }
 
   /// Ends the first transaction for which `isAnswered` is true; whether there was one.
