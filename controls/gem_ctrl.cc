@@ -100,10 +100,12 @@ bool CVeltoGemCtrl::DefProc() {
 }
 
 bool CVeltoGemCtrl::InvokeEvent(int32_t ceid) {
+  viewChanged(); // it may be spooled, of which no event tells
   return engine_->InvokeEvent(static_cast<uint32_t>(ceid));
 }
 
 bool CVeltoGemCtrl::InvokeAlarm(int32_t alid, int16_t alcd) {
+  viewChanged();
   return engine_->InvokeAlarm(static_cast<uint32_t>(alid), static_cast<uint8_t>(alcd));
 }
 
@@ -127,7 +129,9 @@ bool CVeltoGemCtrl::SaveData() {
     return false;
   engine_->gem()->SetDataFileName(dataFileName_);
   engine_->gem()->SetDataBakCount(dataBackups_);
-  return engine_->gem()->SaveData();
+  const bool saved = engine_->gem()->SaveData();
+  engine_->changed(); // the file may have got another name
+  return saved;
 }
 
 bool CVeltoGemCtrl::WriteLogFile(const std::string &text) { return engine_->WriteLog(text); }

@@ -243,6 +243,14 @@ public:
   /// Texts of several lines (S10F5) are taken.
   bool MultiBlockTerminal() const;
   void SetMultiBlockTerminal(bool takes);
+  // Spooling: 0 inactive, 1 active, 2 full, 3 transmitting; the messages that wait; and what there
+  // is room for, in KiB (0 to 102,400) and messages (from 0 on).
+  int16_t SpoolState() const;
+  int32_t SpoolCount() const;
+  int32_t MaxSpoolSize() const;
+  void SetMaxSpoolSize(int32_t kib);
+  int32_t MaxSpoolMessages() const;
+  void SetMaxSpoolMessages(int32_t count);
 
   int16_t ViewStyle() const { return viewStyle_; }
   void SetViewStyle(int16_t style);

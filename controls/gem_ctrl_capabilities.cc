@@ -5,6 +5,8 @@
 
 #include "gem/capabilities/capabilities.h"
 
+#include <algorithm>
+
 namespace velto {
 
 GemCapabilities *CVeltoGemCtrl::capabilities() const {
@@ -115,6 +117,40 @@ bool CVeltoGemCtrl::SetProcessState(int32_t state) {
   return parts != nullptr && engine_->during([parts, state] {
     return parts->variables().SetProcessState(static_cast<uint32_t>(state));
   });
+}
+
+// Spooling --------------------------------------------------------------------------------------
+
+int16_t CVeltoGemCtrl::SpoolState() const {
+  return engine_->gem() == nullptr ? int16_t{0}
+                                   : int16_t{engine_->gem()->capabilities().spool().state()};
+}
+
+int32_t CVeltoGemCtrl::SpoolCount() const {
+  return engine_->gem() == nullptr
+             ? 0
+             : static_cast<int32_t>(engine_->gem()->capabilities().spool().count());
+}
+
+int32_t CVeltoGemCtrl::MaxSpoolSize() const {
+  return engine_->gem() == nullptr ? 0 : engine_->gem()->capabilities().spool().maxSize();
+}
+
+void CVeltoGemCtrl::SetMaxSpoolSize(int32_t kib) {
+  if (engine_->gem() != nullptr)
+    engine_->gem()->capabilities().spool().setMaxSize(
+        std::clamp(kib, 0, CHGemSpool::kGreatestSize));
+  setModified();
+}
+
+int32_t CVeltoGemCtrl::MaxSpoolMessages() const {
+  return engine_->gem() == nullptr ? 0 : engine_->gem()->capabilities().spool().maxMessages();
+}
+
+void CVeltoGemCtrl::SetMaxSpoolMessages(int32_t count) {
+  if (engine_->gem() != nullptr)
+    engine_->gem()->capabilities().spool().setMaxMessages(std::max(count, 0));
+  setModified();
 }
 
 } // namespace velto

@@ -114,8 +114,8 @@ const MemberTable &CVeltoGemCtrl::table() {
               200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
           .property<&C::Capabilities, &C::SetCapabilities>(
               202, "Capabilities",
-              "Bits of the capabilities that are on: 1 remote commands, 32 terminal services, 64 "
-              "variables that are kept true.",
+              "Bits of the capabilities that are on: 1 remote commands, 8 spooling, 32 terminal "
+              "services, 64 variables that are kept true.",
               0)
           .property<&C::HCACK, &C::SetHCACK>(
               203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")
@@ -138,6 +138,14 @@ const MemberTable &CVeltoGemCtrl::table() {
               216, "AutoReply",
               "After Received the model answers, unless DefProc() was called or the reply sent.",
               false)
+          .readOnly<&C::SpoolState>(230, "SpoolState",
+                                    "0 not spooling, 1 spooling, 2 the spool is full, 3 it is "
+                                    "being transmitted.")
+          .readOnly<&C::SpoolCount>(231, "SpoolCount", "Messages in the spool.")
+          .property<&C::MaxSpoolSize, &C::SetMaxSpoolSize>(
+              232, "MaxSpoolSize", "Room of the spool in KiB, 0 to 102400.", 16384)
+          .property<&C::MaxSpoolMessages, &C::SetMaxSpoolMessages>(
+              233, "MaxSpoolMessages", "Messages that the spool holds at the most.", 100000)
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")

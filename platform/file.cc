@@ -61,6 +61,11 @@ public:
     return uninterrupted([&] { return ::fsync(fd_); }) == 0;
   }
 
+  /// The same for what the file holds and its length alone.
+  bool flushData() {
+    return uninterrupted([&] { return ::fdatasync(fd_); }) == 0;
+  }
+
   /// False when the file system reports a late write error. Never repeated: the descriptor is
   /// gone even after an interruption.
   bool close() { return ::close(std::exchange(fd_, -1)) == 0 || errno == EINTR; }
@@ -122,6 +127,15 @@ std::optional<uint64_t> FileSystem::size(const std::string &path) {
 bool FileSystem::append(const std::string &path, std::string_view bytes) {
   OpenFile file(path, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK); // a pipe without a reader fails
   return file.isOpen() && file.writeAll(bytes) && file.close();
+}
+
+bool FileSystem::flush(const std::string &path) {
+  OpenFile file(path, O_WRONLY | O_NONBLOCK);
+  return file.isOpen() && file.flushData() && file.close();
+}
+
+bool FileSystem::cut(const std::string &path, uint64_t size) {
+  return uninterrupted([&] { return ::truncate(path.c_str(), static_cast<off_t>(size)); }) == 0;
 }
 
 bool FileSystem::write(const std::string &path, std::string_view bytes) {

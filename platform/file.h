@@ -19,6 +19,10 @@ public:
   virtual std::optional<uint64_t> size(const std::string &path);
   /// Adds to the end; creates the file when it is missing.
   virtual bool append(const std::string &path, std::string_view bytes);
+  /// Flushes what was added to a file to the disk.
+  virtual bool flush(const std::string &path);
+  /// Cuts a file to that many bytes.
+  virtual bool cut(const std::string &path, uint64_t size);
   /// Makes the file hold exactly `bytes`, flushed to the disk.
   virtual bool write(const std::string &path, std::string_view bytes);
   /// Renames over an existing file.

@@ -13,6 +13,7 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   remote_ = add<CHGemRemoteControl>(CapabilityRemoteControl, parts, settings);
   terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
   variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
+  spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);
 }
 
 template <typename C>

@@ -3,6 +3,7 @@
 #include "gem/capabilities/capability.h"
 #include "gem/capabilities/kept_variables.h"
 #include "gem/capabilities/remote_control.h"
+#include "gem/capabilities/spool.h"
 #include "gem/capabilities/terminal.h"
 #include "gem/data/companion_file.h"
 #include "gem/messages/send_stage.h"
@@ -24,6 +25,7 @@ public:
   CHGemRemoteControl &remote() { return *remote_; }
   CHGemTerminal &terminal() { return *terminal_; }
   CHGemKeptVariables &variables() { return *variables_; }
+  CHGemSpool &spool() { return *spool_; }
 
   /// GemCapabilityBit bits of those that are on. Other bits are dropped.
   uint32_t enabled() const { return static_cast<uint32_t>(enabled_); }
@@ -73,6 +75,7 @@ private:
   CHGemRemoteControl *remote_ = nullptr;
   CHGemTerminal *terminal_ = nullptr;
   CHGemKeptVariables *variables_ = nullptr;
+  CHGemSpool *spool_ = nullptr;
 };
 
 } // namespace velto

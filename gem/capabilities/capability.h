@@ -17,10 +17,12 @@ namespace velto {
 /// The optional parts of an equipment (SEMI E30 4), as bits of the Gem control's `Capabilities`.
 enum GemCapabilityBit : uint32_t {
   CapabilityRemoteControl = 0x01,
+  CapabilitySpooling = 0x08,
   CapabilityTerminal = 0x20,
   CapabilityVariables = 0x40,
 };
-inline constexpr uint32_t kAllCapabilities = 0x61;
+inline constexpr uint32_t kAllCapabilities =
+    CapabilityRemoteControl | CapabilitySpooling | CapabilityTerminal | CapabilityVariables;
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {

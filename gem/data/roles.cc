@@ -72,7 +72,9 @@ static_assert(kVariableRoles[RoleAlarmsSet] == "AlarmsSet");
 static_assert(kVariableRoles[RoleProcessState] == "ProcessState");
 static_assert(kEventRoles[RoleAlarmCleared] == "AlarmCleared");
 static_assert(kEventRoles[RoleOperatorRecognizedMessage] == "OperatorRecognizedMessage");
+static_assert(kVariableRoles[RoleSpoolStartTime] == "SpoolStartTime");
 static_assert(kEventRoles[RoleGoToRemote] == "GoToRemote");
+static_assert(kEventRoles[RoleSpoolTransferFailure] == "SpoolTransferFailure");
 
 } // namespace
 

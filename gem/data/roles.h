@@ -15,6 +15,8 @@ inline constexpr uint8_t kNoRole = 255;
 enum VariableRole : uint8_t {
   RoleAlarmID = 0,
   RoleEstablishCommunicationsTimeout = 9, ///< seconds
+  RoleMaxSpoolTransmit = 10,              ///< messages at a time; 0: all
+  RoleOverWriteSpool = 11, ///< other than 0: what is new takes the place of the oldest
   RoleTimeFormat = 12,
   RoleAlarmsEnabled = 13,
   RoleAlarmsSet = 14,
@@ -23,6 +25,10 @@ enum VariableRole : uint8_t {
   RoleEventsEnabled = 17,
   RolePreviousProcessState = 20,
   RoleProcessState = 21,
+  RoleSpoolCountActual = 23,
+  RoleSpoolCountTotal = 24,
+  RoleSpoolFullTime = 25,
+  RoleSpoolStartTime = 26,
 };
 
 /// Collection events that the equipment itself raises.
@@ -34,6 +40,9 @@ enum EventRole : uint8_t {
   RoleAlarmSet = 8,
   RoleAlarmCleared = 9,
   RoleOperatorChangedConstant = 10,
+  RoleStartSpooling = 17,
+  RoleEndSpooling = 18,
+  RoleSpoolTransferFailure = 19,
   RoleOperatorRecognizedMessage = 20,
 };
 

@@ -88,6 +88,9 @@ private:
   bool awaitsAnswer(uint8_t stream, uint8_t function) const override {
     return hasOpenTransaction(stream, function);
   }
+  bool awaitsAnswerTo(uint32_t systemBytes) const override {
+    return hasOpenTransaction(systemBytes);
+  }
   bool answersRequest() const override { return answersRequest_; }
   bool isHost() const override { return Host(); }
   E5Edition edition() const override { return Edition(); }

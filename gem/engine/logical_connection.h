@@ -110,6 +110,7 @@ protected:
   bool hasOpenTransaction(uint8_t stream, uint8_t function) const {
     return open_.holds(stream, function);
   }
+  bool hasOpenTransaction(uint32_t systemBytes) const { return open_.holds(systemBytes); }
   void clearTransactions() { open_.clear(); }
   SettingList &settings() { return settings_; }
 

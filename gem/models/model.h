@@ -26,6 +26,8 @@ public:
   virtual bool Send(CHSecsMessage &&message) { return Send(message); }
   /// Whether a request of that stream and function awaits its answer.
   virtual bool awaitsAnswer(uint8_t stream, uint8_t function) const = 0;
+  /// Whether the request that went out with these system bytes awaits its answer.
+  virtual bool awaitsAnswerTo(uint32_t /*systemBytes*/) const { return false; }
   /// Whether the received message at hand answers a request that was open.
   virtual bool answersRequest() const { return true; }
   virtual uint8_t communicationState() const = 0;

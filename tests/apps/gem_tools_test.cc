@@ -111,6 +111,14 @@ TEST_F(GemTools, PrintsJson) {
     EXPECT_THAT(tool->output, HasSubstr(part));
 }
 
+TEST_F(GemTools, TheHostGetsWhatHappenedWhileItWasAway) {
+  const auto tool = equipment();
+  EXPECT_EQ(host({"--script", file("on", "spool on\n")})->status(), 0);
+  const auto next = host({"--script", file("next", "spool transmit\nwait S6F11\nexpect <u4 41>\n"
+                                                   "wait S6F11\nexpect <u4 42>\n")});
+  EXPECT_EQ(next->status(), 0) << next->output;
+}
+
 TEST_F(GemTools, EitherEndsCleanlyAndTheOtherGoesOn) {
   auto tool = equipment();
   const auto visitor = host();

@@ -172,6 +172,16 @@ TEST_F(GemPair, TheModelAnswersWhatTheApplicationDoesNot) {
   EXPECT_EQ(host.messages.size(), 1U) << "an event is no reply, which follows";
 }
 
+TEST_F(GemCapabilitiesTest, WhatIsSpooled) {
+  expectAnswers(kTables, "Spool");
+  std::string many;
+  for (int i = 0; i < 20'000; ++i)
+    many += "{<u1 77>{<u1 1><u1 3>}}";
+  EXPECT_EQ(ask("s2f43w{" + many + "}"), "S2F44 { <b 0x01> { { <u1 77> <b 0x02> { } } } }");
+  equipment.control->SetCapabilities(0);
+  expectAnswers(kTables, "SpoolThatIsOff");
+}
+
 TEST_F(GemCapabilitiesTest, WhatIsKeptOutlivesTheProcess) {
   const std::string more = equipment.control->DataFileName() + ".more";
   ASSERT_TRUE(equipment.control->SaveData());

@@ -50,6 +50,9 @@ TEST_F(FileTest, KeepsEveryByte) {
   ASSERT_TRUE(files_.append(path_, "end"));
   EXPECT_EQ(files_.size(path_), bytes.size() + 3);
   EXPECT_EQ(files_.read(path_), bytes + "end");
+  EXPECT_TRUE(files_.flush(path_));
+  ASSERT_TRUE(files_.cut(path_, 5));
+  EXPECT_EQ(files_.read(path_), bytes.substr(0, 5));
 }
 
 TEST_F(FileTest, ReportsWhatCannotBeDone) {
@@ -61,6 +64,8 @@ TEST_F(FileTest, ReportsWhatCannotBeDone) {
   EXPECT_FALSE(files_.remove(path_));
   EXPECT_FALSE(files_.rename(path_, directory_ / "other"));
   EXPECT_FALSE(files_.append(nowhere, "x"));
+  EXPECT_FALSE(files_.flush(nowhere));
+  EXPECT_FALSE(files_.cut(nowhere, 0));
   EXPECT_FALSE(files_.write(nowhere, "x"));
   EXPECT_FALSE(files_.replace(nowhere, "x"));
   EXPECT_FALSE(files_.syncDirectory(nowhere));

@@ -35,6 +35,12 @@ public:
     });
   }
 
+  /// Whether the request with those system bytes is open.
+  bool holds(uint32_t systemBytes) const {
+    return std::ranges::any_of(
+        entries_, [=](const Entry &entry) { return entry.header.systemBytes == systemBytes; });
+  }
+
   /// Ends the first transaction for which `isAnswered` is true; whether there was one.
   template <typename Predicate> bool closeFirst(Predicate isAnswered) {
     const auto found = std::ranges::find_if(entries_, isAnswered);

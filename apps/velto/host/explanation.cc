@@ -48,7 +48,9 @@ constexpr Acknowledge kAcknowledges[] = {
      4,
      {"the command does not exist", "cannot be performed now", "a parameter is invalid",
       "will be performed later", "already in the desired condition", "no such object"}},
+    {2, 44, true, 0, {"a stream or function cannot be spooled"}},
     {5, 4, false, 0, {"not accepted"}},
+    {6, 24, false, 0, {"busy, try again", "nothing is spooled"}},
     {10, 4, false, 0, {"will not be displayed", "the terminal is not available"}},
 };
 

@@ -70,6 +70,8 @@ std::span<const HostPrompt::Row> HostPrompt::table() {
       {"enable-alarms", "[ALID…]", "enable alarms, all without numbers", &Self::enableAlarms},
       {"disable-alarms", "[ALID…]", "disable alarms", &Self::disableAlarms},
       {"command", "RCMD [NAME=VALUE…]", "a remote command with its parameters", &Self::command},
+      {"spool", "on|off|transmit|purge", "keep events and alarms while this host is away; get them",
+       &Self::spool},
       {"time", "[TEXT]", "the equipment's time, or set it (YYYYMMDDhhmmsscc)", &Self::time},
       {"send", "SML", "any message, such as: send S1F3W {<u4 101>}", &Self::send, true},
       {"wait", "MESSAGE [SECONDS] | SECONDS", "wait for a message of the equipment, such as S6F11",
@@ -323,6 +325,20 @@ std::string HostPrompt::command(const Line &line) {
     parameters.appendChild(listItem(textItem(word.text.substr(0, equals)), std::move(*value)));
   }
   return ask(2, 41, listItem(textItem(line.words[0].text), std::move(parameters)));
+}
+
+// Switched on for what the equipment reports: alarms, data and texts of the operator.
+std::string HostPrompt::spool(const Line &line) {
+  const std::string word = line.words.size() == 1 ? line.words[0].text : "";
+  if (word == "transmit" || word == "purge")
+    return ask(6, 23, numberItem(word == "purge" ? 1 : 0, format::kU1));
+  if (word != "on" && word != "off")
+    return "spool takes on, off, transmit or purge";
+  CHSecsItem streams = listItem();
+  if (word == "on")
+    for (const uint32_t stream : {5U, 6U, 10U})
+      streams.appendChild(listItem(numberItem(stream, format::kU1), listItem()));
+  return ask(2, 43, std::move(streams));
 }
 
 std::string HostPrompt::time(const Line &line) {

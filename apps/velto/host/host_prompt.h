@@ -60,6 +60,7 @@ private:
   std::string enableAlarms(const Line &line);
   std::string disableAlarms(const Line &line);
   std::string command(const Line &line);
+  std::string spool(const Line &line);
   std::string time(const Line &line);
   std::string send(const Line &line);
   std::string areYouThere(const Line &line);

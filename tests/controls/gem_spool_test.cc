@@ -1,0 +1,299 @@
+// What an equipment keeps for its host while there are no communications.
+#include "controls/gem_pair.h"
+#include "gem/capabilities/capabilities.h"
+
+namespace velto {
+namespace {
+
+constexpr int16_t kInactive = 0;
+constexpr int16_t kActive = 1;
+constexpr int16_t kFull = 2;
+constexpr int16_t kTransmitting = 3;
+constexpr const char *kDone = "S6F24 <b 0x00>";
+
+class GemSpoolTest : public GemPair {
+protected:
+  GemSpoolTest() {
+    eq.SetCapabilities(CapabilitySpooling);
+    for (const uint8_t role : {RoleSpoolCountActual, RoleSpoolCountTotal, RoleMaxSpoolTransmit,
+                               RoleOverWriteSpool, RoleSpoolStartTime, RoleSpoolFullTime})
+      variable(role);
+    for (const uint8_t role : {RoleStartSpooling, RoleEndSpooling, RoleSpoolTransferFailure})
+      equipment.model().events().RegisterCEID(role, role, "");
+    equipment.control->SaveData();
+  }
+
+  // Its VID is 100 and its role.
+  void variable(uint8_t role) {
+    CHGemEventVid fresh;
+    fresh.vid = 100U + role;
+    fresh.nodeType =
+        role == RoleSpoolStartTime || role == RoleSpoolFullTime ? SecsAscii : SecsDWord;
+    fresh.role = role;
+    fresh.SetValue("");
+    equipment.model().data().variables.Add(std::move(fresh));
+  }
+  std::string valueOf(uint8_t role) { return eq.VIDValue(100 + role); }
+
+  void setUp(const char *streams = "{{<u1 6>{}}}") {
+    establish();
+    ASSERT_EQ(ask(std::string("s2f43w") + streams), "S2F44 { <b 0x00> { } }");
+  }
+  void lose() {
+    host.control->SetPhysicalConnection(false);
+    settle();
+    ASSERT_NE(eq.CommunicationState(), 2);
+  }
+  void comeBack() {
+    host.control->SetPhysicalConnection(true);
+    settle();
+    ASSERT_EQ(eq.CommunicationState(), 2);
+    host.messages.clear();
+  }
+  /// The CEIDs of the events that the host has got since the last call.
+  std::vector<int> events() {
+    settle(20);
+    std::vector<int> ceids;
+    for (const std::string &line : std::exchange(host.messages, {}))
+      if (int dataId = 0, ceid = 0;
+          std::sscanf(line.c_str(), "S6F11 W { <u4 %d> <u4 %d>", &dataId, &ceid) == 2 ||
+          std::sscanf(line.c_str(), "S6F11W { <u4 %d> <u4 %d>", &dataId, &ceid) == 2)
+        ceids.push_back(ceid);
+    return ceids;
+  }
+  std::string spoolFile() { return eq.DataFileName() + ".spool"; }
+
+  CVeltoGemCtrl &eq = *equipment.control;
+  using Ceids = std::vector<int>;
+};
+
+TEST_F(GemSpoolTest, KeepsTheOrderUntilTheHostHasAll) {
+  setUp();
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  EXPECT_EQ(events(), (Ceids{7})) << "nothing is spooled while there are communications";
+  lose();
+  EXPECT_EQ(eq.SpoolState(), kActive);
+  EXPECT_NE(valueOf(RoleSpoolStartTime), "");
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  EXPECT_TRUE(eq.InvokeEvent(8));
+  EXPECT_FALSE(eq.InvokeAlarm(5, 0x85)) << "of a stream that is not spooled";
+  EXPECT_FALSE(equipment.send("s6f12<b 0>")) << "a secondary";
+  EXPECT_TRUE(equipment.send("s6f1w{<u4 1><u4 1><a>{}}")) << "what the application sends itself";
+  comeBack();
+  EXPECT_TRUE(eq.InvokeEvent(8)) << "behind those that wait";
+  EXPECT_EQ(eq.SpoolCount(), 5);
+  EXPECT_EQ(valueOf(RoleSpoolCountActual), "5");
+  EXPECT_EQ(valueOf(RoleSpoolCountTotal), "5");
+  EXPECT_EQ(events(), Ceids{});
+  EXPECT_EQ(ask("s6f23w<u1 2>"), "S6F24 <b 0x01>");
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{17, 7, 8, 8, 18}));
+  EXPECT_EQ(eq.SpoolState(), kInactive);
+  EXPECT_EQ(valueOf(RoleSpoolCountActual), "0");
+  EXPECT_EQ(valueOf(RoleSpoolCountTotal), "5");
+  EXPECT_FALSE(systemFiles().size(spoolFile()));
+  EXPECT_EQ(ask("s6f23w<u1 0>"), "S6F24 <b 0x02>");
+  lose();
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 1>"), kDone);
+  EXPECT_EQ(events(), (Ceids{18})) << "purged";
+  EXPECT_EQ(ask("s2f43w{}"), "S2F44 { <b 0x00> { } }");
+  lose();
+  EXPECT_FALSE(eq.InvokeEvent(7));
+  EXPECT_EQ(eq.SpoolState(), kInactive);
+}
+
+TEST_F(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
+  setUp();
+  eq.SetVIDValue(100 + RoleMaxSpoolTransmit, 2);
+  lose();
+  for (int i = 0; i < 3; ++i)
+    EXPECT_TRUE(eq.InvokeEvent(i < 2 ? 7 : 8));
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{17, 7}));
+  EXPECT_EQ(eq.SpoolState(), kActive);
+  host.answers = false;
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{7})) << "the next one waits for its reply";
+  EXPECT_EQ(eq.SpoolState(), kTransmitting);
+  EXPECT_EQ(ask("s6f23w<u1 1>"), "S6F24 <b 0x01>");
+  EXPECT_TRUE(eq.InvokeEvent(8)) << "while it is transmitted";
+  lose();
+  host.answers = true;
+  comeBack();
+  eq.SetVIDValue(100 + RoleMaxSpoolTransmit, 0);
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{7, 8, 8, 19, 18}));
+  // T3: the partner is there, but does not answer.
+  lose();
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  comeBack();
+  host.answers = false;
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  settle(2);
+  net.clock.advance(46'000);
+  settle();
+  EXPECT_EQ(eq.SpoolState(), kActive);
+  EXPECT_EQ(eq.SpoolCount(), 3);
+  host.answers = true;
+  lose();
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{17, 7, 19, 18}));
+}
+
+TEST_F(GemSpoolTest, IsFullAtItsBounds) {
+  setUp();
+  struct Case {
+    const char *name;
+    int32_t messages;
+    int32_t size;
+    const char *overwrites;
+    Ceids kept;
+  };
+  for (const Case &row :
+       {Case{"the newest are dropped", 3, 1000, "0", {17, 7, 7, 18}},
+        Case{"the oldest are dropped", 3, 1000, "1", {7, 7, 8, 18}},
+        Case{"no room at all", 3, 0, "1", {18}}, Case{"no messages", 0, 1000, "1", {18}}}) {
+    eq.SetMaxSpoolMessages(row.messages);
+    eq.SetMaxSpoolSize(row.size);
+    eq.SetVIDValue(100 + RoleOverWriteSpool, std::string(row.overwrites));
+    lose();
+    EXPECT_EQ(valueOf(RoleSpoolFullTime) == "", row.kept.size() > 1) << row.name;
+    for (const int ceid : {7, 7, 8})
+      EXPECT_EQ(eq.InvokeEvent(ceid), row.kept.size() > 1 && (ceid == 7 || row.kept[0] == 7))
+          << row.name;
+    EXPECT_EQ(eq.SpoolState(), kFull) << row.name;
+    EXPECT_NE(valueOf(RoleSpoolFullTime), "") << row.name;
+    EXPECT_EQ(valueOf(RoleSpoolCountTotal), "4") << row.name;
+    comeBack();
+    ask("s6f23w<u1 0>");
+    settle();
+    if (row.kept.size() > 1) {
+      EXPECT_EQ(events(), row.kept) << row.name;
+    }
+    settle();
+    EXPECT_EQ(eq.SpoolState(), kInactive) << row.name;
+  }
+  // By their bytes: 1 KiB is room for a few.
+  eq.SetMaxSpoolMessages(100);
+  eq.SetMaxSpoolSize(1);
+  eq.SetVIDValue(100 + RoleOverWriteSpool, std::string("1"));
+  lose();
+  for (int i = 0; i < 40'000; ++i)
+    ASSERT_TRUE(eq.InvokeEvent(8));
+  EXPECT_GT(eq.SpoolCount(), 10);
+  EXPECT_LT(eq.SpoolCount(), 40);
+  EXPECT_LT(*systemFiles().size(spoolFile()), 2U << 20) << "what was dropped goes from the file";
+}
+
+TEST_F(GemSpoolTest, OutlivesTheProcess) {
+  setUp();
+  lose();
+  const Ceids sent{7, 8, 8, 7, 7, 8};
+  for (const int ceid : sent)
+    EXPECT_TRUE(eq.InvokeEvent(ceid));
+  const std::string started = valueOf(RoleSpoolStartTime);
+  const std::string before = spoolFile();
+  eq.SetDataFileName(folder / "other.kel");
+  ASSERT_TRUE(eq.SaveData());
+  settle(2);
+  EXPECT_FALSE(systemFiles().size(before)) << "it goes with the data file";
+  ASSERT_TRUE(eq.LoadData());
+  settle();
+  EXPECT_EQ(eq.SpoolCount(), 7);
+  EXPECT_EQ(valueOf(RoleSpoolCountTotal), "7");
+  EXPECT_EQ(valueOf(RoleSpoolStartTime), started);
+  EXPECT_TRUE(eq.InvokeEvent(8));
+  const std::string whole = *systemFiles().read(spoolFile());
+  int least = 0;
+  for (size_t size = 0; size <= whole.size(); size += size + 3 < whole.size() ? 3 : 1) {
+    systemFiles().write(spoolFile(), whole.substr(0, size));
+    eq.LoadData();
+    settle(1);
+    ASSERT_GE(eq.SpoolCount(), least) << size;
+    ASSERT_LE(eq.SpoolCount(), least + 1) << size;
+    least = eq.SpoolCount();
+  }
+  EXPECT_EQ(least, 8);
+  for (size_t at = 0; at < whole.size(); at += 5) {
+    std::string damaged = whole;
+    damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
+    systemFiles().write(spoolFile(), damaged);
+    eq.LoadData();
+    settle(1);
+    EXPECT_EQ(systemFiles().read(spoolFile() + ".damaged").value_or(""),
+              eq.SpoolState() == kInactive ? "" : damaged)
+        << at;
+    systemFiles().remove(spoolFile() + ".damaged");
+  }
+  systemFiles().write(spoolFile(), std::string(100, '\0'));
+  eq.LoadData();
+  settle(1);
+  EXPECT_EQ(eq.SpoolState(), kInactive);
+  systemFiles().write(spoolFile(), whole);
+  eq.LoadData();
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{17, 7, 8, 8, 7, 7, 8, 8, 18}));
+}
+
+TEST_F(GemSpoolTest, RefusesWhatTheDiskDoesNotTake) {
+  setUp();
+  lose();
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  equipment.take();
+  files.full = true;
+  for (int i = 0; i < 3; ++i)
+    EXPECT_FALSE(eq.InvokeEvent(8));
+  EXPECT_EQ(equipment.take().size(), 1U) << "told once";
+  files.full = false;
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  ASSERT_TRUE(eq.LoadData());
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{17, 7, 7, 18}));
+}
+
+TEST_F(GemSpoolTest, TheApplicationMayDoAnythingMeanwhile) {
+  for (const char *at : {"CommunicationStateChanged", "Sent S6F11W", "Received S6F12", "Problem"}) {
+    for (int act = 0; act < 3; ++act) {
+      GemLink link;
+      GemStation &station = link.equipment;
+      station.control->SetCapabilities(CapabilitySpooling);
+      station.control->SaveData();
+      link.establish();
+      link.ask("s2f43w{{<u1 6>{}}}");
+      bool acted = false;
+      station.onEvent = [&](const std::string &line) {
+        if (!line.starts_with(at) || std::exchange(acted, true))
+          return;
+        if (act == 0)
+          station.control.reset();
+        else if (act == 1)
+          station.control->LoadData();
+        else
+          station.control->SetPhysicalConnection(false);
+      };
+      const auto invoke = [&] {
+        return station.control != nullptr && station.control->InvokeEvent(7);
+      };
+      link.host.control->SetPhysicalConnection(false);
+      link.settle();
+      invoke();
+      link.files.full = true;
+      invoke();
+      link.files.full = false;
+      invoke();
+      link.host.control->SetPhysicalConnection(true);
+      link.settle();
+      link.ask("s6f23w<u1 0>");
+      link.settle();
+      EXPECT_TRUE(acted) << at;
+    }
+  }
+}
+
+} // namespace
+} // namespace velto
