@@ -48,7 +48,7 @@ void CVeltoGemCtrl::OnProblem(const Problem &problem) {
   std::string text = "Error : " + gemErrorText(number);
   if (!problem.text.empty())
     text += ' ' + problem.text;
-  onProblem.raise(static_cast<int16_t>(number), std::move(text));
+  onProblem.raise(static_cast<int16_t>(number), text);
 }
 
 void CVeltoGemCtrl::OnFailure(int16_t code, const std::string &text) {

@@ -8,9 +8,9 @@ namespace velto {
 const MemberTable &CVeltoGemCtrl::table() {
   using C = CVeltoGemCtrl;
   using Text = const std::string &;
-  constexpr auto setValue = static_cast<void (C::*)(int32_t, Text)>(&C::SetVIDValue);
-  constexpr auto trySetValue = static_cast<bool (C::*)(int32_t, Text)>(&C::TrySetVIDValue);
-  constexpr auto setReport = static_cast<bool (C::*)(int32_t, Text)>(&C::SetReportVIDs);
+  constexpr auto kSetValue = static_cast<void (C::*)(int32_t, Text)>(&C::SetVIDValue);
+  constexpr auto kTrySetValue = static_cast<bool (C::*)(int32_t, Text)>(&C::TrySetVIDValue);
+  constexpr auto kSetReport = static_cast<bool (C::*)(int32_t, Text)>(&C::SetReportVIDs);
   static const MemberTable table =
       SharedMembers<C>("VeltoGem", "CVeltoGemCtrl",
                        "A GEM equipment, or a GEM host, on an HSMS link.")
@@ -169,7 +169,8 @@ const MemberTable &CVeltoGemCtrl::table() {
           .indexed<&C::VIDType, &C::SetVIDType>(
               77, "VIDType", {"lVID"}, "1 equipment constant, 2 status variable, 4 data variable.")
           .indexed<&C::VIDUnit, &C::SetVIDUnit>(78, "VIDUnit", {"lVID"}, "Unit of a variable.")
-          .indexed<&C::VIDValue, setValue>(79, "VIDValue", {"lVID"}, "Value of a variable as text.")
+          .indexed<&C::VIDValue, kSetValue>(79, "VIDValue", {"lVID"},
+                                            "Value of a variable as text.")
           .indexed<&C::ALIDEnable, &C::SetALIDEnable>(82, "ALIDEnable", {"lALID"},
                                                       "Changes of an alarm's state are reported.")
           .indexed<&C::ALIDSet, &C::SetALIDSet>(83, "ALIDSet", {"lALID"},
@@ -217,13 +218,13 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<&C::SetVIDRole>(
               210, "SetVIDRole", {"lVID", "sRole"},
               "Gives a variable a role (255: none), taking it from another; false when unknown.")
-          .method<setReport>(211, "SetReportVIDs", {"lRPTID", "lpszVIDs"},
-                             "Defines a report of variables with commas between their numbers; "
-                             "without any it is deleted.")
+          .method<kSetReport>(211, "SetReportVIDs", {"lRPTID", "lpszVIDs"},
+                              "Defines a report of variables with commas between their numbers; "
+                              "without any it is deleted.")
           .method<&C::LinkReport>(
               212, "LinkReport", {"lCEID", "lRPTID"},
               "Adds a report to those of an event; false when unknown or there already.")
-          .method<trySetValue>(
+          .method<kTrySetValue>(
               213, "TrySetVIDValue", {"lVID", "lpszValue"},
               "Sets a value; false when unknown, no number, beyond its type or out of bounds.")
           .method<&C::RecognizeTerminalText>(

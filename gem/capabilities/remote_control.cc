@@ -137,13 +137,12 @@ void CHGemRemoteControl::checkParameters(const CHGemCommand &command, Request &r
   std::set<std::string_view> given;
   for (const auto &[name, value] : request.parameters) {
     const CHGemCommandParameter *known = command.find(name);
+    const bool doubled = known != nullptr && !given.insert(name).second;
     if (known == nullptr)
       request.faults.emplace_back(name, UnknownName);
-    else if (!given.insert(name).second)
-      request.faults.emplace_back(name, BadValue);
-    else if (!hasFormatFor(known->nodeType, *value))
+    else if (!doubled && !hasFormatFor(known->nodeType, *value))
       request.faults.emplace_back(name, WrongFormat);
-    else if (!holds(known->nodeType, *value))
+    else if (doubled || !holds(known->nodeType, *value))
       request.faults.emplace_back(name, BadValue);
   }
   for (const CHGemCommandParameter &parameter : command.parameters)
