@@ -2,6 +2,7 @@
 
 #include "gem/capabilities/capability.h"
 #include "gem/capabilities/kept_variables.h"
+#include "gem/capabilities/process_programs.h"
 #include "gem/capabilities/remote_control.h"
 #include "gem/capabilities/terminal.h"
 #include "gem/data/companion_file.h"
@@ -22,6 +23,7 @@ public:
   GemCapabilities(const GemParts &parts, SettingList &settings);
 
   CHGemRemoteControl &remote() { return *remote_; }
+  CHGemProcessPrograms &programs() { return *programs_; }
   CHGemTerminal &terminal() { return *terminal_; }
   CHGemKeptVariables &variables() { return *variables_; }
 
@@ -71,6 +73,7 @@ private:
   std::vector<Entry> entries_;
   int32_t enabled_ = 0;
   CHGemRemoteControl *remote_ = nullptr;
+  CHGemProcessPrograms *programs_ = nullptr;
   CHGemTerminal *terminal_ = nullptr;
   CHGemKeptVariables *variables_ = nullptr;
 };

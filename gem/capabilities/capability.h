@@ -17,10 +17,11 @@ namespace velto {
 /// The optional parts of an equipment (SEMI E30 4), as bits of the Gem control's `Capabilities`.
 enum GemCapabilityBit : uint32_t {
   CapabilityRemoteControl = 0x01,
+  CapabilityProcessPrograms = 0x10,
   CapabilityTerminal = 0x20,
   CapabilityVariables = 0x40,
 };
-inline constexpr uint32_t kAllCapabilities = 0x61;
+inline constexpr uint32_t kAllCapabilities = 0x71;
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {

@@ -70,7 +70,10 @@ static_assert(kVariableRoles[RoleControlState] == "ControlState");
 static_assert(kVariableRoles[RoleTimeFormat] == "TimeFormat");
 static_assert(kVariableRoles[RoleAlarmsSet] == "AlarmsSet");
 static_assert(kVariableRoles[RoleProcessState] == "ProcessState");
+static_assert(kVariableRoles[RolePPError] == "PPError");
+static_assert(kVariableRoles[RolePPExecName] == "PPExecName");
 static_assert(kEventRoles[RoleAlarmCleared] == "AlarmCleared");
+static_assert(kEventRoles[RoleProcessProgramSelected] == "ProcessProgramSelected");
 static_assert(kEventRoles[RoleOperatorRecognizedMessage] == "OperatorRecognizedMessage");
 static_assert(kEventRoles[RoleGoToRemote] == "GoToRemote");
 

@@ -14,6 +14,9 @@ inline constexpr uint8_t kNoRole = 255;
 /// whatever that one's number.
 enum VariableRole : uint8_t {
   RoleAlarmID = 0,
+  RolePPChangeName = 3,
+  RolePPChangeStatus = 4,
+  RolePPError = 5,
   RoleEstablishCommunicationsTimeout = 9, ///< seconds
   RoleTimeFormat = 12,
   RoleAlarmsEnabled = 13,
@@ -21,6 +24,7 @@ enum VariableRole : uint8_t {
   RoleClock = 15,
   RoleControlState = 16,
   RoleEventsEnabled = 17,
+  RolePPExecName = 18,
   RolePreviousProcessState = 20,
   RoleProcessState = 21,
 };
@@ -34,6 +38,8 @@ enum EventRole : uint8_t {
   RoleAlarmSet = 8,
   RoleAlarmCleared = 9,
   RoleOperatorChangedConstant = 10,
+  RoleProcessProgramChanged = 13,
+  RoleProcessProgramSelected = 14,
   RoleOperatorRecognizedMessage = 20,
 };
 
