@@ -34,8 +34,7 @@ std::optional<CHSecsItem> CHGemProcessPrograms::transferBody() const {
     return std::nullopt;
   if (transfer_->function != stream7::Inquire)
     return stream7::sentBody(transfer_->ppid, std::move(*body));
-  const size_t length = body->isList() ? bytesOf(*body) : body->bytes().size();
-  return listItem(std::move(name), numberItem(static_cast<uint32_t>(length)));
+  return listItem(std::move(name), numberItem(stream7::lengthOf(*body)));
 }
 
 // The application may pump the loop when it hears of the message, and the answer come before its

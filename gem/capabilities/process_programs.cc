@@ -5,7 +5,6 @@
 #include "gem/messages/items.h"
 #include "gem/messages/reply.h"
 #include "gem/messages/stream7.h"
-#include "secs2/sml_printer.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,15 +19,6 @@ namespace {
 constexpr int32_t kMostPrograms = 10'000;
 constexpr size_t kMostReports = 10'000; // changes that are still to be reported
 constexpr size_t kProgramHeads = CHSecsHeader::kSize + 2 + 2 + 4; // of message, list, PPID, PPBODY
-
-std::string smlOf(const CHSecsItem &item) {
-  Bytes bytes(bytesOf(item));
-  EncodeItem(item, bytes.data());
-  std::string lines;
-  SmlItemPlace place;
-  RenderItems(lines, bytes, place, nullptr, 0);
-  return lines;
-}
 
 bool isStandard(const CHSecsItem &body, uint8_t function, E5Edition edition) {
   CHSecsVerifier slot;
@@ -76,9 +66,9 @@ bool CHGemProcessPrograms::hasRoom(std::string_view ppid) const {
 std::string CHGemProcessPrograms::body(std::string_view ppid) const {
   if (offered_ == nullptr || offeredName_ != ppid) {
     const auto kept = store().find(ppid);
-    return kept ? smlOf(*kept) : "";
+    return kept ? stream7::smlOf(*kept) : "";
   }
-  return smlOf(*offered_);
+  return stream7::smlOf(*offered_);
 }
 
 bool CHGemProcessPrograms::setBody(const std::string &ppid, const std::string &sml) {

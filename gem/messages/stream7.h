@@ -1,6 +1,7 @@
 #pragma once
 
 #include "gem/messages/items.h"
+#include "secs2/sml_printer.h"
 
 #include <cstdint>
 #include <string>
@@ -34,6 +35,21 @@ inline const CHSecsItem &keptBody(const CHSecsItem &message) {
 /// The body of the message that carries what was kept.
 inline CHSecsItem sentBody(std::string_view ppid, CHSecsItem &&body) {
   return body.isList() ? std::move(body) : listItem(textItem(ppid), std::move(body));
+}
+
+/// What was kept as SML, a line each item.
+inline std::string smlOf(const CHSecsItem &body) {
+  Bytes bytes(bytesOf(body));
+  EncodeItem(body, bytes.data());
+  std::string lines;
+  SmlItemPlace place;
+  RenderItems(lines, bytes, place, nullptr, 0);
+  return lines;
+}
+
+/// LENGTH of S7F1: the bytes of a body.
+inline uint32_t lengthOf(const CHSecsItem &body) {
+  return static_cast<uint32_t>(body.isList() ? bytesOf(body) : body.bytes().size());
 }
 
 /// An acknowledge code; `otherwise` when the item is none.
