@@ -31,6 +31,10 @@ public:
   void text(const char *key, std::string &value, const char *fallback) {
     add(key, &value, fallback);
   }
+  void rareText(const char *key, std::string &value, const char *fallback) {
+    text(key, value, fallback);
+    settings_.back().rare = true;
+  }
 
   /// Reads every setting; a missing key gives its default.
   void load(const IniText &ini) const;

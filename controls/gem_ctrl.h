@@ -251,6 +251,21 @@ public:
   void SetMaxSpoolSize(int32_t kib);
   int32_t MaxSpoolMessages() const;
   void SetMaxSpoolMessages(int32_t count);
+  /// The folder of the process programs; empty: beside the data file, its name and ".recipes".
+  std::string RecipeFolder() const;
+  void SetRecipeFolder(const std::string &folder);
+  // Inside ProcessProgram: the answer (SEMI E5, ACKC7), 0 at first, and what verification finds, a
+  // line "ACKC7A SEQNUM ERRW7" each.
+  int16_t ACKC7() const;
+  void SetACKC7(int16_t answer);
+  std::string ProcessProgramErrors() const;
+  void SetProcessProgramErrors(const std::string &lines);
+  /// The PPIDs of the process programs, a line each; a line end inside one reads as a blank.
+  std::string ProcessPrograms() const;
+  /// The body as SML: the PPBODY, or the list of S7F23; empty when there is none. One that is no
+  /// such body, or cannot be kept, changes nothing.
+  std::string ProcessProgramBody(const std::string &ppid) const;
+  void SetProcessProgramBody(const std::string &ppid, const std::string &sml);
 
   int16_t ViewStyle() const { return viewStyle_; }
   void SetViewStyle(int16_t style);
@@ -300,6 +315,16 @@ public:
   /// Sets the variables of the processing state and reports the event of its change. False when the
   /// state is the same, or no variable has that role.
   bool SetProcessState(int32_t state);
+  /// Makes a process program the one that is executed: sets its variable and reports the event.
+  /// False when there is none, and when ProcessProgram was answered other than 0.
+  bool SelectProcessProgram(const std::string &ppid);
+  /// False when there is none.
+  bool DeleteProcessProgram(const std::string &ppid);
+  /// Sends a process program to the partner (S7F1, then S7F3 or S7F23), or asks it for one (S7F5,
+  /// then S7F25), which is kept. ProcessProgram tells the end. False when the first message may not
+  /// go out, when one is under way, and when there is none to send.
+  bool SendProcessProgram(const std::string &ppid);
+  bool RequestProcessProgram(const std::string &ppid);
   bool RegisterALID(int32_t alid, int16_t alcd, const std::string &text);
   bool UnregisterALID(int32_t alid);
   /// Reads the settings and the model; true whenever a model exists, whatever the data file held.
@@ -338,6 +363,7 @@ public:
   Event<int32_t> onVIDChanged{*this, 9};
   Event<std::string, std::string> onRemoteCommand{*this, 200};
   Event<int16_t, std::string> onTerminalText{*this, 201};
+  Event<int16_t, std::string> onProcessProgram{*this, 202};
 
 private:
   struct Selection {
@@ -358,6 +384,7 @@ private:
   void OnControlStateChanged(int16_t next, int16_t previous) override;
   void OnVariableChanged(int32_t vid) override;
   void OnTerminalText(uint8_t tid, const std::string &text) override;
+  void OnProcessProgram(int16_t action, const std::string &ppid) override;
   void OnRemoteCommand(const std::string &name, const std::string &parameters) override;
 
   void onModified() override { engine_->changed(); }
@@ -394,6 +421,8 @@ private:
   void constantsChanged();
   /// The capabilities; null without a model.
   GemCapabilities *capabilities() const;
+  /// Does something with the process programs; false while they are off.
+  template <typename Work> bool withPrograms(Work work);
   /// Null also while the one of that bit is off.
   GemCapabilities *capabilitiesWith(uint32_t bit) const;
   // After a change of a value: the last thing to be done.

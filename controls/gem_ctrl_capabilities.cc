@@ -62,6 +62,86 @@ void CVeltoGemCtrl::OnRemoteCommand(const std::string &name, const std::string &
   onRemoteCommand.raise(std::string(name), std::string(parameters));
 }
 
+// Process programs ------------------------------------------------------------------------------
+
+std::string CVeltoGemCtrl::RecipeFolder() const {
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? "" : parts->programs().folder();
+}
+
+void CVeltoGemCtrl::SetRecipeFolder(const std::string &folder) {
+  if (GemCapabilities *parts = capabilities())
+    parts->programs().setFolder(folder);
+  setModified();
+}
+
+int16_t CVeltoGemCtrl::ACKC7() const {
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? int16_t{0} : parts->programs().answer();
+}
+
+void CVeltoGemCtrl::SetACKC7(int16_t answer) {
+  GemCapabilities *parts = capabilities();
+  if (parts != nullptr && std::in_range<uint8_t>(answer))
+    parts->programs().setAnswer(static_cast<uint8_t>(answer));
+}
+
+std::string CVeltoGemCtrl::ProcessProgramErrors() const {
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? "" : parts->programs().faults();
+}
+
+void CVeltoGemCtrl::SetProcessProgramErrors(const std::string &lines) {
+  if (GemCapabilities *parts = capabilities())
+    parts->programs().setFaults(lines);
+}
+
+std::string CVeltoGemCtrl::ProcessPrograms() const {
+  GemCapabilities *parts = capabilities();
+  std::string lines;
+  for (std::string &name :
+       parts == nullptr ? std::vector<std::string>() : parts->programs().names()) {
+    std::ranges::replace_if(
+        name, [](char c) { return c == '\n' || c == '\r'; }, ' ');
+    lines.append(lines.empty() ? "" : "\n").append(name);
+  }
+  return lines;
+}
+
+std::string CVeltoGemCtrl::ProcessProgramBody(const std::string &ppid) const {
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? "" : parts->programs().body(ppid);
+}
+
+template <typename Work> bool CVeltoGemCtrl::withPrograms(Work work) {
+  GemCapabilities *parts = capabilitiesWith(CapabilityProcessPrograms);
+  return parts != nullptr && engine_->during([parts, work] { return work(parts->programs()); });
+}
+
+void CVeltoGemCtrl::SetProcessProgramBody(const std::string &ppid, const std::string &sml) {
+  withPrograms([&](CHGemProcessPrograms &programs) { return programs.setBody(ppid, sml); });
+}
+
+bool CVeltoGemCtrl::SelectProcessProgram(const std::string &ppid) {
+  return withPrograms([&](CHGemProcessPrograms &programs) { return programs.Select(ppid); });
+}
+
+bool CVeltoGemCtrl::DeleteProcessProgram(const std::string &ppid) {
+  return withPrograms([&](CHGemProcessPrograms &programs) { return programs.Delete(ppid); });
+}
+
+bool CVeltoGemCtrl::SendProcessProgram(const std::string &ppid) {
+  return withPrograms([&](CHGemProcessPrograms &programs) { return programs.Send(ppid); });
+}
+
+bool CVeltoGemCtrl::RequestProcessProgram(const std::string &ppid) {
+  return withPrograms([&](CHGemProcessPrograms &programs) { return programs.Request(ppid); });
+}
+
+void CVeltoGemCtrl::OnProcessProgram(int16_t action, const std::string &ppid) {
+  onProcessProgram.raise(int16_t{action}, std::string(ppid));
+}
+
 // Terminal services -----------------------------------------------------------------------------
 
 int16_t CVeltoGemCtrl::ACKC10() const {

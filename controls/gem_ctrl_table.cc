@@ -114,8 +114,8 @@ const MemberTable &CVeltoGemCtrl::table() {
               200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
           .property<&C::Capabilities, &C::SetCapabilities>(
               202, "Capabilities",
-              "Bits of the capabilities that are on: 1 remote commands, 8 spooling, 32 terminal "
-              "services, 64 variables that are kept true.",
+              "Bits of the capabilities that are on: 1 remote commands, 8 spooling, 16 process "
+              "programs, 32 terminal services, 64 variables that are kept true.",
               0)
           .property<&C::HCACK, &C::SetHCACK>(
               203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")
@@ -146,6 +146,19 @@ const MemberTable &CVeltoGemCtrl::table() {
               232, "MaxSpoolSize", "Room of the spool in KiB, 0 to 102400.", 16384)
           .property<&C::MaxSpoolMessages, &C::SetMaxSpoolMessages>(
               233, "MaxSpoolMessages", "Messages that the spool holds at the most.", 100000)
+          .property<&C::RecipeFolder, &C::SetRecipeFolder>(
+              240, "RecipeFolder", "Folder of the process programs; empty: beside the data file.",
+              "")
+          .property<&C::ACKC7, &C::SetACKC7>(241, "ACKC7",
+                                             "Inside ProcessProgram the answer, 0 at first.")
+          .readOnly<&C::ProcessPrograms>(243, "ProcessPrograms",
+                                         "The PPIDs of the process programs, a line each.")
+          .indexed<&C::ProcessProgramBody, &C::SetProcessProgramBody>(
+              244, "ProcessProgramBody", {"lpszPPID"},
+              "Body of a process program as SML: the PPBODY, or the list of S7F23.")
+          .property<&C::ProcessProgramErrors, &C::SetProcessProgramErrors>(
+              248, "ProcessProgramErrors",
+              "Inside ProcessProgram what verification finds, a line ACKC7A SEQNUM ERRW7 each.")
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")
@@ -236,6 +249,17 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<&C::SetProcessState>(
               226, "SetProcessState", {"lState"},
               "Sets the processing state's variables and reports the event of the change.")
+          .method<&C::SelectProcessProgram>(
+              242, "SelectProcessProgram", {"lpszPPID"},
+              "Makes a process program the one that is executed and reports that event.")
+          .method<&C::DeleteProcessProgram>(245, "DeleteProcessProgram", {"lpszPPID"},
+                                            "Deletes a process program; false when there is none.")
+          .method<&C::SendProcessProgram>(
+              246, "SendProcessProgram", {"lpszPPID"},
+              "Sends a process program to the partner; ProcessProgram tells the end.")
+          .method<&C::RequestProcessProgram>(
+              247, "RequestProcessProgram", {"lpszPPID"},
+              "Asks the partner for a process program, which is kept.")
           .event<int16_t, int16_t>(1, "CommunicationStateChanged", {"sNewState", "sPrevState"},
                                    "The communication state changed.")
           .event<std::string, int32_t>(2, "Connected", {"lpszIPAddress", "lPortNumber"},
@@ -259,6 +283,10 @@ const MemberTable &CVeltoGemCtrl::table() {
               "The host asks for a remote command; HCACK and CPACK answer it.")
           .event<int16_t, std::string>(201, "TerminalText", {"sTID", "lpszText"},
                                        "The partner sends a text for a terminal; ACKC10 answers.")
+          .event<int16_t, std::string>(
+              202, "ProcessProgram", {"sAction", "lpszPPID"},
+              "1 created, 2 edited, 3 deleted, 4 requested, 5 selected, 6 inquired, 7 to verify, "
+              "8 transfer ended; ACKC7 answers.")
           .build();
   return table;
 }

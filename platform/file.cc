@@ -153,6 +153,26 @@ bool FileSystem::link(const std::string &path, const std::string &name) {
   return ::linkat(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
+std::optional<std::vector<std::string>> FileSystem::list(const std::string &folder) {
+  std::error_code error;
+  std::vector<std::string> names;
+  const std::filesystem::directory_iterator end;
+  for (std::filesystem::directory_iterator at(folder, error); !error && at != end;
+       at.increment(error)) {
+    std::error_code unknown; // what went meanwhile is no file
+    if (at->is_regular_file(unknown))
+      names.push_back(at->path().filename().string());
+  }
+  return error ? std::nullopt : std::optional(std::move(names));
+}
+
+bool FileSystem::makeFolder(const std::string &path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  errno = error.value();
+  return !error && std::filesystem::is_directory(path, error);
+}
+
 bool FileSystem::syncDirectory(const std::string &path) {
   OpenFile directory(directoryOf(path), O_RDONLY | O_DIRECTORY);
   // A file system that cannot flush a directory says EINVAL; there is nothing to wait for then.

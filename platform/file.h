@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace velto {
 
@@ -30,6 +31,10 @@ public:
   virtual bool remove(const std::string &path);
   /// Gives a file a second name, which must be free. Not every file system can.
   virtual bool link(const std::string &path, const std::string &name);
+  /// The names of the regular files in a folder, without its path, in no order.
+  virtual std::optional<std::vector<std::string>> list(const std::string &folder);
+  /// Makes a folder, and those above it that are missing; one that is there will do.
+  virtual bool makeFolder(const std::string &path);
   /// Flushes the directory entry of a file, so that a rename survives a power loss.
   virtual bool syncDirectory(const std::string &path);
 

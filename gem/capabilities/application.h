@@ -16,6 +16,8 @@ public:
   virtual void OnRemoteCommand(const std::string & /*name*/, const std::string & /*parameters*/) {}
   /// A text for the terminal of that number, lines divided by line feeds.
   virtual void OnTerminalText(uint8_t /*tid*/, const std::string & /*text*/) {}
+  /// Something is done with a process program, or is about to be (CHGemProcessPrograms::Action).
+  virtual void OnProcessProgram(int16_t /*action*/, const std::string & /*ppid*/) {}
 };
 
 } // namespace velto

@@ -11,6 +11,7 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   settings.section("Gem");
   settings.rareInteger("Capabilities", enabled_, 0);
   remote_ = add<CHGemRemoteControl>(CapabilityRemoteControl, parts, settings);
+  programs_ = add<CHGemProcessPrograms>(CapabilityProcessPrograms, parts, settings);
   terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
   variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
   spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);

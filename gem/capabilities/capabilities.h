@@ -2,6 +2,7 @@
 
 #include "gem/capabilities/capability.h"
 #include "gem/capabilities/kept_variables.h"
+#include "gem/capabilities/process_programs.h"
 #include "gem/capabilities/remote_control.h"
 #include "gem/capabilities/spool.h"
 #include "gem/capabilities/terminal.h"
@@ -23,6 +24,7 @@ public:
   GemCapabilities(const GemParts &parts, SettingList &settings);
 
   CHGemRemoteControl &remote() { return *remote_; }
+  CHGemProcessPrograms &programs() { return *programs_; }
   CHGemTerminal &terminal() { return *terminal_; }
   CHGemKeptVariables &variables() { return *variables_; }
   CHGemSpool &spool() { return *spool_; }
@@ -73,6 +75,7 @@ private:
   std::vector<Entry> entries_;
   int32_t enabled_ = 0;
   CHGemRemoteControl *remote_ = nullptr;
+  CHGemProcessPrograms *programs_ = nullptr;
   CHGemTerminal *terminal_ = nullptr;
   CHGemKeptVariables *variables_ = nullptr;
   CHGemSpool *spool_ = nullptr;

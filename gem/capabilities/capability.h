@@ -18,11 +18,13 @@ namespace velto {
 enum GemCapabilityBit : uint32_t {
   CapabilityRemoteControl = 0x01,
   CapabilitySpooling = 0x08,
+  CapabilityProcessPrograms = 0x10,
   CapabilityTerminal = 0x20,
   CapabilityVariables = 0x40,
 };
-inline constexpr uint32_t kAllCapabilities =
-    CapabilityRemoteControl | CapabilitySpooling | CapabilityTerminal | CapabilityVariables;
+inline constexpr uint32_t kAllCapabilities = CapabilityRemoteControl | CapabilitySpooling |
+                                             CapabilityProcessPrograms | CapabilityTerminal |
+                                             CapabilityVariables;
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {

@@ -14,6 +14,9 @@ inline constexpr uint8_t kNoRole = 255;
 /// whatever that one's number.
 enum VariableRole : uint8_t {
   RoleAlarmID = 0,
+  RolePPChangeName = 3,
+  RolePPChangeStatus = 4,
+  RolePPError = 5,
   RoleEstablishCommunicationsTimeout = 9, ///< seconds
   RoleMaxSpoolTransmit = 10,              ///< messages at a time; 0: all
   RoleOverWriteSpool = 11, ///< other than 0: what is new takes the place of the oldest
@@ -23,6 +26,7 @@ enum VariableRole : uint8_t {
   RoleClock = 15,
   RoleControlState = 16,
   RoleEventsEnabled = 17,
+  RolePPExecName = 18,
   RolePreviousProcessState = 20,
   RoleProcessState = 21,
   RoleSpoolCountActual = 23,
@@ -40,6 +44,8 @@ enum EventRole : uint8_t {
   RoleAlarmSet = 8,
   RoleAlarmCleared = 9,
   RoleOperatorChangedConstant = 10,
+  RoleProcessProgramChanged = 13,
+  RoleProcessProgramSelected = 14,
   RoleStartSpooling = 17,
   RoleEndSpooling = 18,
   RoleSpoolTransferFailure = 19,

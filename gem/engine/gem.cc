@@ -45,13 +45,13 @@ CHGem::CHGem(LogicalConnectionOwner &owner, std::string iniFileName)
   processing_ = add<CHGemProcessingModel>();
   events_ = add<CHGemEventModel>();
   alarms_ = add<CHGemAlarmModel>();
+  settingList().rareInteger("MaxReports", data_.limits.reports, GemLimits().reports);
+  settingList().rareInteger("MaxReportLinks", data_.limits.references, GemLimits().references);
   auto capabilities = std::make_unique<GemCapabilities>(
       GemParts{static_cast<GemModelOwner &>(*this), *this, data_, *events_}, settings());
   capabilities_ = capabilities.get();
   stages_.push_back(std::move(capabilities));
   stages_.push_back(std::make_unique<CHGemGate>(static_cast<const GemModelOwner &>(*this)));
-  settingList().rareInteger("MaxReports", data_.limits.reports, GemLimits().reports);
-  settingList().rareInteger("MaxReportLinks", data_.limits.references, GemLimits().references);
   CHGem::SetHost(false);
 }
 

@@ -72,6 +72,19 @@ TEST_F(FileTest, ReportsWhatCannotBeDone) {
   EXPECT_FALSE(files_.write("/dev/full", "x")) << "a full disk";
 }
 
+TEST_F(FileTest, ListsTheFilesOfAFolder) {
+  const std::string folder = directory_ / "a/b";
+  EXPECT_EQ(files_.list(folder), std::nullopt);
+  ASSERT_TRUE(files_.makeFolder(folder));
+  EXPECT_TRUE(files_.makeFolder(folder)) << "there already";
+  EXPECT_TRUE(files_.makeFolder(folder + "/below"));
+  EXPECT_EQ(files_.list(folder), std::vector<std::string>{});
+  ASSERT_TRUE(files_.write(folder + "/one", ""));
+  EXPECT_EQ(files_.list(folder), std::vector<std::string>{"one"}) << "no folders";
+  EXPECT_FALSE(files_.makeFolder(folder + "/one"));
+  EXPECT_EQ(files_.list(folder + "/one"), std::nullopt);
+}
+
 TEST_F(FileTest, ReplacesInOneStep) {
   const struct {
     const char *failing;

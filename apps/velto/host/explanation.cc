@@ -23,6 +23,10 @@ struct Acknowledge {
   std::array<const char *, 6> reasons; ///< what the codes from 1 on mean
 };
 
+constexpr std::array<const char *, 6> kProgramReasons = {
+    "not permitted",   "wrong length",     "the matrix is full",
+    "no such program", "not in this mode", "will be performed later"};
+
 constexpr Acknowledge kAcknowledges[] = {
     {1, 14, true, 0, {"denied, try again"}},
     {1, 16, false, 0, {"not accepted"}},
@@ -51,6 +55,15 @@ constexpr Acknowledge kAcknowledges[] = {
     {2, 44, true, 0, {"a stream or function cannot be spooled"}},
     {5, 4, false, 0, {"not accepted"}},
     {6, 24, false, 0, {"busy, try again", "nothing is spooled"}},
+    {7,
+     2,
+     false,
+     1,
+     {"already there", "no space", "invalid name", "busy, try again", "will not be accepted"}},
+    {7, 4, false, 6, kProgramReasons},
+    {7, 18, false, 6, kProgramReasons},
+    {7, 24, false, 6, kProgramReasons},
+    {7, 32, false, 6, kProgramReasons},
     {10, 4, false, 0, {"will not be displayed", "the terminal is not available"}},
 };
 
@@ -175,6 +188,23 @@ std::vector<std::string> explainEvent(const CHSecsItem &body, const KnownNames &
   return lines;
 }
 
+// S7F27: PPID, and a list of ACKC7A, SEQNUM and ERRW7 each.
+std::vector<std::string> explainVerification(const CHSecsItem &body) {
+  std::vector<std::string> lines;
+  for (const CHSecsItem &fault : childOf(body, 2).children()) {
+    const uint32_t code = numberOf(childOf(fault, 1));
+    std::string line = "recipe " + readableItem(childOf(body, 1));
+    line += code == 0 ? " verified"
+                      : " error " + std::to_string(code) + " in command " +
+                            std::to_string(numberOf(childOf(fault, 2))) + ": " +
+                            readableItem(childOf(fault, 3));
+    lines.push_back(std::move(line));
+    if (lines.size() * lines.back().size() > kMostOnScreen)
+      break;
+  }
+  return lines;
+}
+
 bool fits(const CHSecsItem &item, std::string_view text) {
   switch (formatInfo(item.format()).kind) {
   case ElementKind::Binary:
@@ -247,6 +277,8 @@ std::vector<std::string> explainPrimary(const CHSecsMessage &message, const Know
     return {"alarm " + identifierText(childOf(body, 2)) +
             ((numberOf(childOf(body, 1)) & CHGemAlarmAlid::kSet) != 0 ? " set: " : " cleared: ") +
             std::string(childOf(body, 3).text())};
+  case 7 * 256 + 27:
+    return explainVerification(body);
   case 10 * 256 + 1:
     return {"terminal " + readableItem(childOf(body, 1)) + ": " + readableItem(childOf(body, 2))};
   default:

@@ -41,6 +41,8 @@ private:
   static std::string identifiers(const Line &line, std::vector<CHSecsItem> &ids, size_t least = 0);
 
   std::string ask(uint8_t stream, uint8_t function, CHSecsItem body = {});
+  std::string getRecipe(const Word &ppid, const std::string &fileName);
+  std::string putRecipe(const Word &ppid, const Word &source);
   std::string learnNames(VariableKind kind);
   std::string showValues(VariableKind kind, const Line &line);
   std::string enableEvents(const Line &line, bool enable);
@@ -61,6 +63,8 @@ private:
   std::string disableAlarms(const Line &line);
   std::string command(const Line &line);
   std::string spool(const Line &line);
+  std::string recipes(const Line &line);
+  std::string recipe(const Line &line);
   std::string time(const Line &line);
   std::string send(const Line &line);
   std::string areYouThere(const Line &line);
