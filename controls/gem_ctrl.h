@@ -232,6 +232,13 @@ public:
   int16_t CPACK(const std::string &name) const;
   void SetCPACK(const std::string &name, int16_t fault);
   std::string CPVAL(const std::string &name) const;
+  // Traces that the host may run at once (S2F23), below 0 none, and whether it is to answer their
+  // data (S6F1), as it always is in the early edition; those that run now.
+  int32_t MaxTraces() const;
+  void SetMaxTraces(int32_t count);
+  bool TraceReplies() const;
+  void SetTraceReplies(bool wanted);
+  int32_t ActiveTraces() const;
   // Inside TerminalText the answer, 0 at first (SEMI E5, ACKC10).
   int16_t ACKC10() const;
   void SetACKC10(int16_t answer);

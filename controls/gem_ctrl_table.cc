@@ -2,6 +2,7 @@
 
 #include "controls/gem_ctrl.h"
 #include "controls/shared_members.h"
+#include "gem/capabilities/capabilities.h"
 
 namespace velto {
 
@@ -114,8 +115,8 @@ const MemberTable &CVeltoGemCtrl::table() {
               200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
           .property<&C::Capabilities, &C::SetCapabilities>(
               202, "Capabilities",
-              "Bits of the capabilities that are on: 1 remote commands, 32 terminal services, 64 "
-              "variables that are kept true.",
+              "Bits of the capabilities that are on: 1 remote commands, 2 trace data, 32 terminal "
+              "services, 64 variables that are kept true.",
               0)
           .property<&C::HCACK, &C::SetHCACK>(
               203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")
@@ -134,6 +135,13 @@ const MemberTable &CVeltoGemCtrl::table() {
               215, "MaxReportLinks",
               "VIDs of all reports and RPTIDs of all events together (S2F33, S2F35).",
               GemLimits().references)
+          .property<&C::MaxTraces, &C::SetMaxTraces>(
+              234, "MaxTraces", "Traces that the host may run at once (S2F23).",
+              CHGemTrace::kMostTraces)
+          .property<&C::TraceReplies, &C::SetTraceReplies>(
+              235, "TraceReplies",
+              "The host is to answer trace data (S6F1); in edition 0 it always is.", false)
+          .readOnly<&C::ActiveTraces>(236, "ActiveTraces", "Traces that run now.")
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")

@@ -4,10 +4,12 @@
 #include "gem/capabilities/kept_variables.h"
 #include "gem/capabilities/remote_control.h"
 #include "gem/capabilities/terminal.h"
+#include "gem/capabilities/trace.h"
 #include "gem/data/companion_file.h"
 #include "gem/messages/send_stage.h"
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +24,7 @@ public:
   GemCapabilities(const GemParts &parts, SettingList &settings);
 
   CHGemRemoteControl &remote() { return *remote_; }
+  CHGemTrace &trace() { return *trace_; }
   CHGemTerminal &terminal() { return *terminal_; }
   CHGemKeptVariables &variables() { return *variables_; }
 
@@ -39,6 +42,8 @@ public:
   void OnProblem(LinkProblem problem, const CHSecsHeader &header);
   void OnVariableChanged(uint32_t vid);
   void beforeReading(const CHGemEventCeid *event);
+  void beforeSampling(std::span<const uint32_t> vids);
+  void OnCommunicationsEnd();
   void OnAlarmChanged(uint32_t alid, bool set);
   void addStatus(TreeNode &parent) const;
   std::optional<bool> stop(const CHSecsMessage &message) override;
@@ -71,6 +76,7 @@ private:
   std::vector<Entry> entries_;
   int32_t enabled_ = 0;
   CHGemRemoteControl *remote_ = nullptr;
+  CHGemTrace *trace_ = nullptr;
   CHGemTerminal *terminal_ = nullptr;
   CHGemKeptVariables *variables_ = nullptr;
 };
