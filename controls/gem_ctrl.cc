@@ -64,20 +64,45 @@ template <typename Raise> void CVeltoGemCtrl::selected(uint8_t slot, Raise raise
     selection_ = chosen;
 }
 
-// A message that came inside the event has taken the slot: that one was answered there.
+// A message that the model is to answer, as long as the host is told of it.
+struct CVeltoGemCtrl::Handling {
+  CHGemEngine::Received message;
+  Handling *outer;
+  bool answered = false;
+};
+
 void CVeltoGemCtrl::OnReceived(const std::string &ipAddress, int32_t portNumber) {
+  const auto tell = [&] {
+    selected(CHGem::kReceived, [&] { onReceived.raise(std::string(ipAddress), portNumber); });
+  };
+  if (autoReply_ && engine_->gem() != nullptr)
+    answerBehind(tell);
+  else
+    tell();
+}
+
+// A message that comes inside the event takes the slot and is answered there; then the outer one is
+// in its place again.
+template <typename Tell> void CVeltoGemCtrl::answerBehind(Tell tell) {
   const Lifetime::Watch alive(lifetime());
-  const uint32_t number = ++received_;
-  answered_ = false;
-  selected(CHGem::kReceived, [&] { onReceived.raise(std::string(ipAddress), portNumber); });
-  if (alive && autoReply_ && !answered_ && number == received_)
+  Handling handling{engine_->received(), handling_};
+  handling_ = &handling;
+  tell();
+  if (!alive)
+    return;
+  if (!handling.answered)
     DefProc();
+  if (!alive)
+    return;
+  handling_ = handling.outer;
+  if (handling_ != nullptr)
+    engine_->putBack(handling_->message);
 }
 
 void CVeltoGemCtrl::OnSent() {
-  if (CHGem *model = engine_->gem())
-    answered_ = answered_ || isReply(model->slot(CHGem::kSent).message.header,
-                                     model->slot(CHGem::kReceived).message.header);
+  for (Handling *at = handling_; at != nullptr && engine_->gem() != nullptr; at = at->outer)
+    at->answered = at->answered || isReply(engine_->gem()->slot(CHGem::kSent).message.header,
+                                           at->message.slot->message.header);
   selected(CHGem::kSent, [this] { onSent.raise(); });
 }
 
@@ -94,7 +119,8 @@ void CVeltoGemCtrl::OnVariableChanged(int32_t vid) { onVIDChanged.raise(vid); }
 // Methods ----------------------------------------------------------------------------------------
 
 bool CVeltoGemCtrl::DefProc() {
-  answered_ = true;
+  if (handling_ != nullptr)
+    handling_->answered = true;
   viewChanged();
   return engine_->DefProc();
 }

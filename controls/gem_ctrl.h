@@ -237,6 +237,13 @@ public:
   int16_t CPACK(const std::string &name) const;
   void SetCPACK(const std::string &name, int16_t fault);
   std::string CPVAL(const std::string &name) const;
+  // Traces that the host may run at once (S2F23), below 0 none, and whether it is to answer their
+  // data (S6F1), as it always is in the early edition; those that run now.
+  int32_t MaxTraces() const;
+  void SetMaxTraces(int32_t count);
+  bool TraceReplies() const;
+  void SetTraceReplies(bool wanted);
+  int32_t ActiveTraces() const;
   // Inside TerminalText the answer, 0 at first (SEMI E5, ACKC10).
   int16_t ACKC10() const;
   void SetACKC10(int16_t answer);
@@ -366,6 +373,7 @@ public:
   Event<int16_t, std::string> onProcessProgram{*this, 202};
 
 private:
+  struct Handling;
   struct Selection {
     uint8_t slot = 0;
     bool reply = false;
@@ -390,6 +398,7 @@ private:
   void onModified() override { engine_->changed(); }
   void statisticsChanged() override { viewChanged(); }
   template <typename Raise> void selected(uint8_t slot, Raise raise);
+  template <typename Tell> void answerBehind(Tell tell);
   void setTime(int32_t &milliseconds, int32_t seconds);
   const KeepAlive &keepAlive() const { return engine_->physical().settings().keepAlive; }
   void setKeepAlive(int32_t KeepAlive::*part, int32_t value);
@@ -438,8 +447,7 @@ private:
   int32_t dataBackups_ = 0;
   int16_t viewStyle_ = 3;
   bool autoReply_ = false;
-  uint32_t received_ = 0; // counts messages
-  bool answered_ = false; // the host has seen to the one that was received last
+  Handling *handling_ = nullptr; // the innermost message that the model is to answer
 };
 
 } // namespace velto

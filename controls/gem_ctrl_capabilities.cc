@@ -142,6 +142,35 @@ void CVeltoGemCtrl::OnProcessProgram(int16_t action, const std::string &ppid) {
   onProcessProgram.raise(int16_t{action}, std::string(ppid));
 }
 
+// Trace data -----------------------------------------------------------------------------------
+
+int32_t CVeltoGemCtrl::MaxTraces() const {
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? CHGemTrace::kMostTraces : parts->trace().mostTraces();
+}
+
+void CVeltoGemCtrl::SetMaxTraces(int32_t count) {
+  if (GemCapabilities *parts = capabilities())
+    parts->trace().setMostTraces(count);
+  setModified();
+}
+
+bool CVeltoGemCtrl::TraceReplies() const {
+  GemCapabilities *parts = capabilities();
+  return parts != nullptr && parts->trace().wantsReplies();
+}
+
+void CVeltoGemCtrl::SetTraceReplies(bool wanted) {
+  if (GemCapabilities *parts = capabilities())
+    parts->trace().setWantsReplies(wanted);
+  setModified();
+}
+
+int32_t CVeltoGemCtrl::ActiveTraces() const {
+  GemCapabilities *parts = capabilities();
+  return parts == nullptr ? 0 : static_cast<int32_t>(parts->trace().count());
+}
+
 // Terminal services -----------------------------------------------------------------------------
 
 int16_t CVeltoGemCtrl::ACKC10() const {

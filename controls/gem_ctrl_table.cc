@@ -2,6 +2,7 @@
 
 #include "controls/gem_ctrl.h"
 #include "controls/shared_members.h"
+#include "gem/capabilities/capabilities.h"
 
 namespace velto {
 
@@ -114,8 +115,9 @@ const MemberTable &CVeltoGemCtrl::table() {
               200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
           .property<&C::Capabilities, &C::SetCapabilities>(
               202, "Capabilities",
-              "Bits of the capabilities that are on: 1 remote commands, 8 spooling, 16 process "
-              "programs, 32 terminal services, 64 variables that are kept true.",
+              "Bits of the capabilities that are on: 1 remote commands, 2 trace data, 8 spooling, "
+              "16 "
+              "process programs, 32 terminal services, 64 variables that are kept true.",
               0)
           .property<&C::HCACK, &C::SetHCACK>(
               203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")
@@ -159,6 +161,13 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::ProcessProgramErrors, &C::SetProcessProgramErrors>(
               248, "ProcessProgramErrors",
               "Inside ProcessProgram what verification finds, a line ACKC7A SEQNUM ERRW7 each.")
+          .property<&C::MaxTraces, &C::SetMaxTraces>(
+              234, "MaxTraces", "Traces that the host may run at once (S2F23).",
+              CHGemTrace::kMostTraces)
+          .property<&C::TraceReplies, &C::SetTraceReplies>(
+              235, "TraceReplies",
+              "The host is to answer trace data (S6F1); in edition 0 it always is.", false)
+          .readOnly<&C::ActiveTraces>(236, "ActiveTraces", "Traces that run now.")
           .readOnly<&C::VerificationText>(
               219, "VerificationText",
               "What verification objects to in the message of the work space.")

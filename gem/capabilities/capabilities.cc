@@ -12,6 +12,7 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   settings.rareInteger("Capabilities", enabled_, 0);
   remote_ = add<CHGemRemoteControl>(CapabilityRemoteControl, parts, settings);
   programs_ = add<CHGemProcessPrograms>(CapabilityProcessPrograms, parts, settings);
+  trace_ = add<CHGemTrace>(CapabilityTrace, parts, settings);
   terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
   variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
   spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);
@@ -35,7 +36,11 @@ template <typename Call> void GemCapabilities::each(Call call) const {
 }
 
 void GemCapabilities::enable(uint32_t bits) {
+  const uint32_t before = enabled();
   enabled_ = static_cast<int32_t>(bits & kAllCapabilities);
+  for (const Entry &entry : entries_)
+    if ((before & entry.bit) != 0 && !isOn(entry))
+      entry.capability->OnSwitchedOff();
 }
 
 bool GemCapabilities::OnReceive(CHSecsVerifier &slot) {
@@ -83,6 +88,14 @@ void GemCapabilities::OnVariableChanged(uint32_t vid) {
 
 void GemCapabilities::beforeReading(const CHGemEventCeid *event) {
   each([event](GemCapability &capability) { capability.beforeReading(event); });
+}
+
+void GemCapabilities::beforeSampling(std::span<const uint32_t> vids) {
+  each([vids](GemCapability &capability) { capability.beforeSampling(vids); });
+}
+
+void GemCapabilities::OnCommunicationsEnd() {
+  each([](GemCapability &capability) { capability.OnCommunicationsEnd(); });
 }
 
 void GemCapabilities::OnAlarmChanged(uint32_t alid, bool set) {

@@ -6,10 +6,12 @@
 #include "gem/capabilities/remote_control.h"
 #include "gem/capabilities/spool.h"
 #include "gem/capabilities/terminal.h"
+#include "gem/capabilities/trace.h"
 #include "gem/data/companion_file.h"
 #include "gem/messages/send_stage.h"
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +27,7 @@ public:
 
   CHGemRemoteControl &remote() { return *remote_; }
   CHGemProcessPrograms &programs() { return *programs_; }
+  CHGemTrace &trace() { return *trace_; }
   CHGemTerminal &terminal() { return *terminal_; }
   CHGemKeptVariables &variables() { return *variables_; }
   CHGemSpool &spool() { return *spool_; }
@@ -43,6 +46,8 @@ public:
   void OnProblem(LinkProblem problem, const CHSecsHeader &header);
   void OnVariableChanged(uint32_t vid);
   void beforeReading(const CHGemEventCeid *event);
+  void beforeSampling(std::span<const uint32_t> vids);
+  void OnCommunicationsEnd();
   void OnAlarmChanged(uint32_t alid, bool set);
   void addStatus(TreeNode &parent) const;
   std::optional<bool> stop(const CHSecsMessage &message) override;
@@ -76,6 +81,7 @@ private:
   int32_t enabled_ = 0;
   CHGemRemoteControl *remote_ = nullptr;
   CHGemProcessPrograms *programs_ = nullptr;
+  CHGemTrace *trace_ = nullptr;
   CHGemTerminal *terminal_ = nullptr;
   CHGemKeptVariables *variables_ = nullptr;
   CHGemSpool *spool_ = nullptr;

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -17,14 +18,15 @@ namespace velto {
 /// The optional parts of an equipment (SEMI E30 4), as bits of the Gem control's `Capabilities`.
 enum GemCapabilityBit : uint32_t {
   CapabilityRemoteControl = 0x01,
+  CapabilityTrace = 0x02,
   CapabilitySpooling = 0x08,
   CapabilityProcessPrograms = 0x10,
   CapabilityTerminal = 0x20,
   CapabilityVariables = 0x40,
 };
-inline constexpr uint32_t kAllCapabilities = CapabilityRemoteControl | CapabilitySpooling |
-                                             CapabilityProcessPrograms | CapabilityTerminal |
-                                             CapabilityVariables;
+inline constexpr uint32_t kAllCapabilities = CapabilityRemoteControl | CapabilityTrace |
+                                             CapabilitySpooling | CapabilityProcessPrograms |
+                                             CapabilityTerminal | CapabilityVariables;
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {
@@ -35,6 +37,8 @@ public:
   virtual FileSystem &files() = 0;
   /// The model data file; what a capability keeps stands beside it.
   virtual const std::string &dataFile() const = 0;
+  /// Variables of these numbers are about to be read: brings up to date what is kept true.
+  virtual void beforeSampling(std::span<const uint32_t> vids) = 0;
   /// A failure that the host application is to hear of.
   virtual void reportFailure(const std::string &reason) = 0;
 };
@@ -67,6 +71,12 @@ public:
   /// Variables are about to be read: for the reports of an event, or for whatever a message asks
   /// (null). Nothing may be sent or reported here.
   virtual void beforeReading(const CHGemEventCeid * /*event*/) {}
+  /// The same for variables of these numbers.
+  virtual void beforeSampling(std::span<const uint32_t> /*vids*/) {}
+  /// There are communications no more, or none soon: their end may be about to be reported.
+  virtual void OnCommunicationsEnd() {}
+  /// The capability was on, and is off from now on.
+  virtual void OnSwitchedOff() {}
   /// InvokeAlarm() set or cleared an alarm, and has sent its report where it may go out.
   virtual void OnAlarmChanged(uint32_t /*alid*/, bool /*set*/) {}
   /// A variable got another value, or may have.

@@ -70,14 +70,19 @@ void CHGemKeptVariables::beforeReading(const CHGemEventCeid *event) {
   }
 }
 
+void CHGemKeptVariables::beforeSampling(std::span<const uint32_t> vids) {
+  for (const VariableRole role : kReadRoles) {
+    CHGemEventVid *variable = data().variables.FindByRole(role);
+    if (variable != nullptr && std::ranges::find(vids, variable->vid) != vids.end())
+      refresh(*variable);
+  }
+}
+
 void CHGemKeptVariables::refresh(CHGemEventVid &variable) {
   switch (variable.role) {
-  case RoleClock: {
-    const CHGemEventVid *format = data().variables.FindByRole(RoleTimeFormat);
-    const int32_t style = format == nullptr ? 1 : static_cast<int32_t>(format->GetNumber());
-    variable.SetValue(currentTimeText(owner().clock(), style, owner().edition()));
+  case RoleClock:
+    variable.SetValue(currentTimeText(owner(), data()));
     return;
-  }
   case RoleAlarmsEnabled:
     variable.setRawValue(
         numbersSml(data().alarms, [](const CHGemAlarmAlid &alarm) { return alarm.enable; }));

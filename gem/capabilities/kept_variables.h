@@ -22,6 +22,7 @@ public:
 
   bool OnReceive(CHSecsVerifier &slot) override;
   void beforeReading(const CHGemEventCeid *event) override;
+  void beforeSampling(std::span<const uint32_t> vids) override;
   void OnAlarmChanged(uint32_t alid, bool set) override;
 
 private:

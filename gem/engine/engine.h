@@ -79,6 +79,14 @@ public:
 
   /// Handles the received message by the model and sends the prepared reply; false without a model.
   bool DefProc();
+  /// The received message with what is known of it, to put it back into its slot; only with a
+  /// model.
+  using Received = CHGemDispatch::Received;
+  Received received() { return dispatch_.keep(*gem_); }
+  void putBack(const Received &message) {
+    if (gem_ != nullptr)
+      dispatch_.putBack(*gem_, message);
+  }
   /// Sends through the gate of the model's states; false with a plain connection.
   bool Send(CHSecsMessage &message);
   /// Sends a message as it stands, header and body, past the model and its gate: a Separate.req,

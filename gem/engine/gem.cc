@@ -231,6 +231,8 @@ void CHGem::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
 // Reports ---------------------------------------------------------------------------------------
 
 void CHGem::reportCommunicationState(uint8_t next, uint8_t previous) {
+  if (next != CommunicationState::Communicating)
+    capabilities_->OnCommunicationsEnd();
   if (owner() != nullptr)
     owner()->reportCommunicationState(next, previous);
 }
@@ -251,6 +253,8 @@ void CHGem::reportControlState(uint8_t next, uint8_t previous) {
 }
 
 void CHGem::beforeReading(const CHGemEventCeid &event) { capabilities_->beforeReading(&event); }
+
+void CHGem::beforeSampling(std::span<const uint32_t> vids) { capabilities_->beforeSampling(vids); }
 
 void CHGem::variableChanged(uint32_t vid) { capabilities_->OnVariableChanged(vid); }
 

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace velto {
@@ -102,6 +103,7 @@ private:
   GemApplication &application() override;
   FileSystem &files() override;
   const std::string &dataFile() const override { return DataFileName(); }
+  void beforeSampling(std::span<const uint32_t> vids) override;
   void reportFailure(const std::string &reason) override;
 
   /// Adds a model behind those that are there.

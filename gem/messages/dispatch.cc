@@ -81,6 +81,25 @@ bool CHGemDispatch::connectionEnded(CHGem &gem, const std::string &ipAddress, in
   return true;
 }
 
+CHGemDispatch::Received CHGemDispatch::keep(CHGem &gem) const {
+  const CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+  Received message{std::make_unique<CHSecsVerifier>(), received_, sender_, refused_};
+  copySlot(slot, *message.slot);
+  message.slot->message.root = slot.message.root.clone();
+  return message;
+}
+
+void CHGemDispatch::putBack(CHGem &gem, const Received &message) {
+  if (received_ == message.number)
+    return;
+  CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+  copySlot(*message.slot, slot);
+  slot.message.root = message.slot->message.root.clone();
+  received_ = message.number;
+  sender_ = message.sender;
+  refused_ = message.refused;
+}
+
 CHGemDispatch::Reply CHGemDispatch::sendReply(CHGem &gem, CHSecsVerifier &slot) {
   const bool fits = fitsMessage(slot.partner()->message.root);
   if (!fits)

@@ -4,6 +4,7 @@
 #include "gem/engine/gem.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -15,6 +16,18 @@ class CHGemDispatch {
 public:
   /// What became of a reply.
   enum class Reply { Done, TooLong, NotSent };
+
+  /// A received message that another one may take the place of.
+  struct Received {
+    std::unique_ptr<CHSecsVerifier> slot;
+    uint32_t number;
+    uint32_t sender;
+    bool refused;
+  };
+
+  Received keep(CHGem &gem) const;
+  /// Puts a message back into the slot, as if it had stayed there.
+  void putBack(CHGem &gem, const Received &message);
 
   /// Another partner has the link: what was received before is not handled from now on.
   void partnerChanged() { ++partners_; }

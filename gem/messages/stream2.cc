@@ -139,9 +139,7 @@ void setConstants(const GemRequestScope &scope, const CHSecsItem &body) {
 // S2F17, S2F18 and S2F31.
 
 std::string timeText(const GemRequestScope &scope, const CHSecsItem &) {
-  const CHGemEventVid *format = scope.data.variables.FindByRole(RoleTimeFormat);
-  const int32_t style = format == nullptr ? 1 : static_cast<int32_t>(format->GetNumber());
-  return currentTimeText(scope.owner.clock(), style, scope.owner.edition());
+  return currentTimeText(scope.owner, scope.data);
 }
 
 // A time that this side did not ask for is nobody's business.

@@ -1,6 +1,7 @@
 #include "gem/models/equipment_clock.h"
 
 #include "base/text.h"
+#include "gem/models/model.h"
 #include "secs2/item_value.h"
 
 #include <algorithm>
@@ -95,6 +96,12 @@ std::string currentTimeText(const Clock &clock, int format, E5Edition edition) {
   default:
     return "";
   }
+}
+
+std::string currentTimeText(const GemModelOwner &owner, const GemData &data) {
+  const CHGemEventVid *format = data.variables.FindByRole(RoleTimeFormat);
+  const int32_t style = format == nullptr ? 1 : static_cast<int32_t>(format->GetNumber());
+  return currentTimeText(owner.clock(), style, owner.edition());
 }
 
 std::optional<LocalTime> parseTime(std::string_view text) {

@@ -11,10 +11,15 @@
 
 namespace velto {
 
+class GemModelOwner;
+struct GemData;
+
 /// The local time as text (SEMI E5 TIME). Formats: 0 "YYMMDDhhmmss", 1 "YYYYMMDDhhmmsscc",
 /// 2 "YYYY/MM/DD hh:mm:ss.mmm", which in the current edition is the extended form
 /// "YYYY-MM-DDThh:mm:ss.mmm+hh:mm" with the offset from UTC; any other gives the empty text.
 std::string currentTimeText(const Clock &clock, int format, E5Edition edition = E5Edition::Early);
+/// The same in the format that the variable of the role TimeFormat asks for, 1 without one.
+std::string currentTimeText(const GemModelOwner &owner, const GemData &data);
 
 /// Reads a time of 12 ("YYMMDDhhmmss", the years 1981 to 2080) or 16 ("YYYYMMDDhhmmsscc")
 /// characters; nothing for any other length. The fields are not checked, the day of the week is not

@@ -74,6 +74,117 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
 
 TEST_F(GemCapabilitiesTest, ProcessPrograms) { expectAnswers(kTables, "ProcessPrograms"); }
 
+TEST_F(GemCapabilitiesTest, TracesAreRefusedForWhatIsWrong) {
+  expectAnswers(kTables, "Traces");
+  EXPECT_EQ(equipment.control->ActiveTraces(), 2);
+  std::string many = "s2f23w{<u4 2><a'000001'><u4 2><u4 1><u2";
+  for (int i = 0; i < 1001; ++i)
+    many += " 2";
+  EXPECT_EQ(ask(many + ">}"), "S2F24 <b 0x01>");
+  equipment.control->SetCapabilities(0);
+  EXPECT_EQ(equipment.control->ActiveTraces(), 0);
+  expectAnswers(kTables, "TracesThatAreOff");
+}
+
+// Groups of two of three samples, the last one smaller; each sample is of its own time.
+TEST_F(GemCapabilitiesTest, TracesSendTheirGroups) {
+  addVariable(20, SecsAscii, RoleClock);
+  establish();
+  ask("s2f23w{<i2 5><a'00000002'><u4 3><u4 2>{<u4 2><u4 20>}}");
+  for (int value = 1; value <= 4; ++value) {
+    equipment.control->SetVIDValue(2, value);
+    settle(20);
+  }
+  EXPECT_EQ(
+      host.messages,
+      (std::vector<std::string>{
+          "S6F1W { <i2 5> <u4 2> <a '1970010100000005'> { <u4 1> <a '1970010100000003'> "
+          "<u4 2> <a '1970010100000005'> } }",
+          "S6F1W { <i2 5> <u4 3> <a '1970010100000007'> { <u4 3> <a '1970010100000007'> } }"}));
+  EXPECT_EQ(equipment.control->ActiveTraces(), 0);
+  equipment.control->SetEdition(1);
+  for (const bool replies : {false, true}) {
+    equipment.control->SetTraceReplies(replies);
+    ask("s2f23w{<a'T'><a'00000001'><u4 1><u4 1><u4 2>}");
+    settle(12);
+    EXPECT_EQ(host.messages.back().substr(0, 5), replies ? "S6F1W" : "S6F1 ");
+  }
+}
+
+// However late the ticks come, and while the tick count wraps.
+TEST_F(GemCapabilitiesTest, ATraceNeitherMissesNorDoublesSamplesNorDrifts) {
+  net.clock.advance(UINT32_MAX - 30'000);
+  std::string vids;
+  for (uint32_t vid = 100; vid < 150; ++vid) {
+    addVariable(vid, SecsDWord, kNoRole);
+    vids += " " + std::to_string(vid);
+  }
+  for (GemStation *station : {&equipment, &host})
+    station->control->SetEdition(1); // S6F1 without W-bit
+  establish();
+  ask("s2f23w{<u4 1><a'00000001'><u4 4294967295><u4 1><u4" + vids + ">}");
+  uint32_t passed = 1; // ms since the request
+  size_t samples = 0;
+  while (passed < 60'000) {
+    const uint32_t late = std::min<uint32_t>(passed % 601 + 1, 60'000 - passed);
+    net.clock.advance(late);
+    passed += late;
+    equipment.control->SetVIDValue(149, static_cast<int32_t>(passed));
+    net.settle();
+    for (const std::string &report : std::exchange(host.messages, {})) {
+      const std::string head = "S6F1 { <u4 1> <u4 " + std::to_string(++samples) + "> ";
+      ASSERT_EQ(report.substr(0, head.size()), head);
+      EXPECT_NE(report.find(" <u4 " + std::to_string(passed) + "> } }"), std::string::npos);
+    }
+    ASSERT_EQ(samples, passed / 10);
+  }
+  EXPECT_EQ(samples, 6000U);
+}
+
+TEST(GemTraces, EndWithTheCommunications) {
+  using Act = void (*)(GemLink &);
+  constexpr Act kEnds[] = {
+      [](GemLink &link) { link.ask("s1f15w"); },
+      [](GemLink &link) { link.equipment.control->SetControlState(0); },
+      [](GemLink &link) { link.equipment.control->SetCommunicationState(1); },
+      [](GemLink &link) { link.host.control->SetPhysicalConnection(false); },
+      [](GemLink &link) { link.equipment.control->LoadData(); },
+      [](GemLink &link) { link.equipment.control->SetCapabilities(0); },
+  };
+  for (const Act &end : kEnds) {
+    GemLink link;
+    link.equipment.control->SetCapabilities(CapabilityTrace);
+    link.establish();
+    link.ask("s2f23w{<u4 1><a'000001'><u4 9><u4 1><u4 2>}");
+    EXPECT_EQ(link.equipment.control->ActiveTraces(), 1) << &end - kEnds;
+    end(link);
+    link.settle(2);
+    EXPECT_EQ(link.equipment.control->ActiveTraces(), 0) << &end - kEnds;
+  }
+}
+
+// Of S6F1 the application hears as it goes out, and may do anything then.
+TEST(GemTraces, MayEndInTheReportOfTheirData) {
+  for (const bool destroys : {false, true}) {
+    GemLink other;
+    other.equipment.control->SetCapabilities(CapabilityTrace);
+    other.establish();
+    other.equipment.onEvent = [&](const std::string &line) {
+      if (line != "Sent S6F1W")
+        return;
+      if (destroys)
+        other.equipment.control.reset();
+      else
+        other.equipment.control->SetControlState(0);
+    };
+    other.ask("s2f23w{<u4 1><a'00000001'><u4 9><u4 1><u4 2>}");
+    other.ask("s2f23w{<u4 2><a'00000001'><u4 9><u4 1><u4 2>}");
+    other.net.clock.advance(100);
+    other.settle(2);
+    EXPECT_EQ(other.host.messages.size(), 1U) << destroys;
+  }
+}
+
 TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
   establish();
   CVeltoGemCtrl &control = *equipment.control;
@@ -394,6 +505,19 @@ TEST_F(GemPair, TheModelAnswersWhatTheApplicationDoesNot) {
     EXPECT_EQ(ask("s1f1w"), reply);
   }
   EXPECT_EQ(host.messages.size(), 1U) << "an event is no reply, which follows";
+  // Each gets its own, though others come meanwhile.
+  int inside = 0;
+  equipment.onEvent = [&](const std::string &line) {
+    if (line.starts_with("Received") && ++inside < 4) {
+      host.send(inside == 2 ? "s1f3w{<u4 2>}" : "s1f1w");
+      settle(3);
+    }
+  };
+  host.messages.clear();
+  host.send("s1f1w");
+  settle(20);
+  const std::string one = "S1F2 { <a 'ETCH-1'> <a '1.00'> }";
+  EXPECT_EQ(host.messages, (std::vector<std::string>{one, "S1F4 { <u4 7> }", one, one}));
 }
 
 TEST_F(GemCapabilitiesTest, WhatIsSpooled) {
