@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <set>
 #include <utility>
 
 namespace velto {
@@ -84,11 +83,17 @@ bool CHGemProcessPrograms::setBody(const std::string &ppid, const std::string &s
          fitsMessage(whole) && hasRoom(ppid) && keep(ppid, stream7::keptBody(whole));
 }
 
-bool CHGemProcessPrograms::Delete(const std::string &ppid) {
-  if (!store().remove(ppid))
-    return false;
-  noteChange(Deleted, ppid);
-  return true;
+bool CHGemProcessPrograms::remove(const std::set<std::string> &programs) {
+  const CHGemRecipeStore recipes = store();
+  bool done = true;
+  for (const std::string &ppid : programs) {
+    if (recipes.remove(ppid))
+      noteChange(Deleted, ppid);
+    else
+      done = false;
+  }
+  recipes.flush();
+  return done;
 }
 
 bool CHGemProcessPrograms::Select(const std::string &ppid) {
@@ -250,10 +255,7 @@ uint8_t CHGemProcessPrograms::deleteAll(const CHSecsItem &request) {
       if (const uint8_t refusal = ask(Deleted, ppid))
         return refusal;
   }
-  bool done = true;
-  for (const std::string &ppid : programs)
-    done = Delete(ppid) && done;
-  return done ? Accepted : OtherError;
+  return remove(programs) ? Accepted : OtherError;
 }
 
 // The result of a verification that may be made follows the reply, whether it found anything or

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -63,7 +64,7 @@ public:
   /// bring, when there are too many, and when it cannot be written.
   bool setBody(const std::string &ppid, const std::string &sml);
   /// False when there is none.
-  bool Delete(const std::string &ppid);
+  bool Delete(const std::string &ppid) { return remove({ppid}); }
   /// Makes it the one that is executed: sets PPExecName and reports the event of that role. False
   /// when there is none, and when the application refuses.
   bool Select(const std::string &ppid);
@@ -127,6 +128,7 @@ private:
     Question question{answer, nullptr, {}};
     return ask(action, ppid, question);
   }
+  bool remove(const std::set<std::string> &programs);
   bool keep(const std::string &ppid, const CHSecsItem &body);
   void noteVerification(const std::string &ppid, std::string faults);
   void noteChange(Action status, const std::string &ppid);

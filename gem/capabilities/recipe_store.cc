@@ -114,7 +114,9 @@ bool CHGemRecipeStore::put(std::string_view ppid, const CHSecsItem &body) const 
 }
 
 bool CHGemRecipeStore::remove(std::string_view ppid) const {
-  return isName(ppid) && files_.remove(pathOf(ppid)) && files_.syncDirectory(pathOf(ppid));
+  return isName(ppid) && files_.remove(pathOf(ppid));
 }
+
+void CHGemRecipeStore::flush() const { files_.syncDirectory(folder_ + '/'); }
 
 } // namespace velto

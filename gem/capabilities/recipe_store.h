@@ -35,6 +35,8 @@ public:
   /// Keeps a body, in place of the one before. False, with errno, when it cannot be written.
   bool put(std::string_view ppid, const CHSecsItem &body) const;
   bool remove(std::string_view ppid) const;
+  /// Has what was removed stay so behind a power loss.
+  void flush() const;
 
 private:
   std::string pathOf(std::string_view ppid) const;
