@@ -12,6 +12,7 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   settings.rareInteger("Capabilities", enabled_, 0);
   remote_ = add<CHGemRemoteControl>(CapabilityRemoteControl, parts, settings);
   trace_ = add<CHGemTrace>(CapabilityTrace, parts, settings);
+  add<CHGemLimits>(CapabilityLimits, parts, settings);
   terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
   variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
 }

@@ -66,11 +66,13 @@ constexpr auto kEventRoles = std::to_array<std::string_view>({
     "RecipeUploadFailed",
 });
 
+static_assert(kVariableRoles[RoleTransitionType] == "TransitionType");
 static_assert(kVariableRoles[RoleControlState] == "ControlState");
 static_assert(kVariableRoles[RoleTimeFormat] == "TimeFormat");
 static_assert(kVariableRoles[RoleAlarmsSet] == "AlarmsSet");
 static_assert(kVariableRoles[RoleProcessState] == "ProcessState");
 static_assert(kEventRoles[RoleAlarmCleared] == "AlarmCleared");
+static_assert(kEventRoles[RoleLimitCrossedDownwards] == "AccrossedLowerLimitBoundary");
 static_assert(kEventRoles[RoleOperatorRecognizedMessage] == "OperatorRecognizedMessage");
 static_assert(kEventRoles[RoleGoToRemote] == "GoToRemote");
 

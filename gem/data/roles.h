@@ -14,6 +14,9 @@ inline constexpr uint8_t kNoRole = 255;
 /// whatever that one's number.
 enum VariableRole : uint8_t {
   RoleAlarmID = 0,
+  RoleEventLimit = 1,
+  RoleLimitVariable = 2,
+  RoleTransitionType = 8,
   RoleEstablishCommunicationsTimeout = 9, ///< seconds
   RoleTimeFormat = 12,
   RoleAlarmsEnabled = 13,
@@ -34,6 +37,8 @@ enum EventRole : uint8_t {
   RoleAlarmSet = 8,
   RoleAlarmCleared = 9,
   RoleOperatorChangedConstant = 10,
+  RoleLimitCrossedUpwards = 11,
+  RoleLimitCrossedDownwards = 12,
   RoleOperatorRecognizedMessage = 20,
 };
 
