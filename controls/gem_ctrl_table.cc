@@ -115,9 +115,9 @@ const MemberTable &CVeltoGemCtrl::table() {
               200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
           .property<&C::Capabilities, &C::SetCapabilities>(
               202, "Capabilities",
-              "Bits of the capabilities that are on: 1 remote commands, 2 trace data, 8 spooling, "
-              "16 "
-              "process programs, 32 terminal services, 64 variables that are kept true.",
+              "Bits of the capabilities that are on: 1 remote commands, 2 trace data, 4 limits, 8 "
+              "spooling, 16 process programs, 32 terminal services, 64 variables that are kept "
+              "true.",
               0)
           .property<&C::HCACK, &C::SetHCACK>(
               203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")

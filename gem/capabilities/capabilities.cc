@@ -13,6 +13,7 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   remote_ = add<CHGemRemoteControl>(CapabilityRemoteControl, parts, settings);
   programs_ = add<CHGemProcessPrograms>(CapabilityProcessPrograms, parts, settings);
   trace_ = add<CHGemTrace>(CapabilityTrace, parts, settings);
+  add<CHGemLimits>(CapabilityLimits, parts, settings);
   terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
   variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
   spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);

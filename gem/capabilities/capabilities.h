@@ -2,6 +2,7 @@
 
 #include "gem/capabilities/capability.h"
 #include "gem/capabilities/kept_variables.h"
+#include "gem/capabilities/limits_monitoring.h"
 #include "gem/capabilities/process_programs.h"
 #include "gem/capabilities/remote_control.h"
 #include "gem/capabilities/spool.h"

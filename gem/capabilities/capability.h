@@ -19,14 +19,15 @@ namespace velto {
 enum GemCapabilityBit : uint32_t {
   CapabilityRemoteControl = 0x01,
   CapabilityTrace = 0x02,
+  CapabilityLimits = 0x04,
   CapabilitySpooling = 0x08,
   CapabilityProcessPrograms = 0x10,
   CapabilityTerminal = 0x20,
   CapabilityVariables = 0x40,
 };
-inline constexpr uint32_t kAllCapabilities = CapabilityRemoteControl | CapabilityTrace |
-                                             CapabilitySpooling | CapabilityProcessPrograms |
-                                             CapabilityTerminal | CapabilityVariables;
+inline constexpr uint32_t kAllCapabilities =
+    CapabilityRemoteControl | CapabilityTrace | CapabilityLimits | CapabilitySpooling |
+    CapabilityProcessPrograms | CapabilityTerminal | CapabilityVariables;
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {
@@ -89,6 +90,15 @@ public:
 protected:
   GemCapabilityOwner &host() const { return host_; }
   CHGemEventModel &events() const { return events_; }
+  /// Sets the variable of a role, where there is one, and tells of it.
+  void setByRole(VariableRole role, uint32_t value) {
+    CHGemEventVid *variable = data().variables.FindByRole(role);
+    if (variable == nullptr)
+      return;
+    const uint32_t vid = variable->vid;
+    variable->SetValue(std::to_string(value));
+    owner().variableChanged(vid);
+  }
 
 private:
   GemCapabilityOwner &host_;

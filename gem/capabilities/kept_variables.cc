@@ -38,17 +38,12 @@ bool names(const GemData &data, const CHGemEventCeid &event, uint32_t vid) {
 } // namespace
 
 bool CHGemKeptVariables::SetProcessState(uint32_t state) {
-  CHGemEventVid *current = data().variables.FindByRole(RoleProcessState);
+  const CHGemEventVid *current = data().variables.FindByRole(RoleProcessState);
   const uint32_t previous = current == nullptr ? state : current->GetNumber();
   if (previous == state)
     return false;
-  current->SetValue(std::to_string(state));
-  const uint32_t vid = current->vid;
-  if (CHGemEventVid *before = data().variables.FindByRole(RolePreviousProcessState)) {
-    before->SetValue(std::to_string(previous));
-    owner().variableChanged(before->vid);
-  }
-  owner().variableChanged(vid);
+  setByRole(RolePreviousProcessState, previous);
+  setByRole(RoleProcessState, state);
   events().InvokeRole(RoleProcessStateChanged);
   return true;
 }
@@ -98,10 +93,7 @@ void CHGemKeptVariables::refresh(CHGemEventVid &variable) {
 }
 
 void CHGemKeptVariables::OnAlarmChanged(uint32_t alid, bool set) {
-  if (CHGemEventVid *variable = data().variables.FindByRole(RoleAlarmID)) {
-    variable->SetValue(std::to_string(alid));
-    owner().variableChanged(variable->vid);
-  }
+  setByRole(RoleAlarmID, alid);
   events().InvokeRole(set ? RoleAlarmSet : RoleAlarmCleared);
 }
 

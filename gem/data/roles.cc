@@ -66,6 +66,7 @@ constexpr auto kEventRoles = std::to_array<std::string_view>({
     "RecipeUploadFailed",
 });
 
+static_assert(kVariableRoles[RoleTransitionType] == "TransitionType");
 static_assert(kVariableRoles[RoleControlState] == "ControlState");
 static_assert(kVariableRoles[RoleTimeFormat] == "TimeFormat");
 static_assert(kVariableRoles[RoleAlarmsSet] == "AlarmsSet");
@@ -74,6 +75,7 @@ static_assert(kVariableRoles[RolePPError] == "PPError");
 static_assert(kVariableRoles[RolePPExecName] == "PPExecName");
 static_assert(kEventRoles[RoleAlarmCleared] == "AlarmCleared");
 static_assert(kEventRoles[RoleProcessProgramSelected] == "ProcessProgramSelected");
+static_assert(kEventRoles[RoleLimitCrossedDownwards] == "AccrossedLowerLimitBoundary");
 static_assert(kEventRoles[RoleOperatorRecognizedMessage] == "OperatorRecognizedMessage");
 static_assert(kVariableRoles[RoleSpoolStartTime] == "SpoolStartTime");
 static_assert(kEventRoles[RoleGoToRemote] == "GoToRemote");

@@ -14,9 +14,12 @@ inline constexpr uint8_t kNoRole = 255;
 /// whatever that one's number.
 enum VariableRole : uint8_t {
   RoleAlarmID = 0,
+  RoleEventLimit = 1,
+  RoleLimitVariable = 2,
   RolePPChangeName = 3,
   RolePPChangeStatus = 4,
   RolePPError = 5,
+  RoleTransitionType = 8,
   RoleEstablishCommunicationsTimeout = 9, ///< seconds
   RoleMaxSpoolTransmit = 10,              ///< messages at a time; 0: all
   RoleOverWriteSpool = 11, ///< other than 0: what is new takes the place of the oldest
@@ -44,6 +47,8 @@ enum EventRole : uint8_t {
   RoleAlarmSet = 8,
   RoleAlarmCleared = 9,
   RoleOperatorChangedConstant = 10,
+  RoleLimitCrossedUpwards = 11,
+  RoleLimitCrossedDownwards = 12,
   RoleProcessProgramChanged = 13,
   RoleProcessProgramSelected = 14,
   RoleStartSpooling = 17,

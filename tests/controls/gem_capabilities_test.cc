@@ -185,6 +185,103 @@ TEST(GemTraces, MayEndInTheReportOfTheirData) {
   }
 }
 
+class GemLimitsTest : public GemCapabilitiesTest {
+protected:
+  GemLimitsTest() {
+    addVariable(40, SecsByte, RoleLimitVariable);
+    addVariable(41, SecsFloat, kNoRole);
+    addVariable(42, SecsByte, RoleEventLimit);
+    addVariable(43, SecsByte, RoleTransitionType);
+    bound(2, "0", "100");
+    bound(40, "0", "100");
+    bound(41, "0.1", "0.7");
+    CHGemEventModel &events = equipment.model().events();
+    events.RegisterCEID(11, RoleLimitCrossedUpwards, "Up");
+    events.RegisterCEID(12, RoleLimitCrossedDownwards, "Down");
+    events.SetReport(1, {40, 42, 43, 2});
+    events.LinkReport(11, 1);
+    events.LinkReport(12, 1);
+  }
+  void bound(uint32_t vid, const char *minimum, const char *maximum) {
+    CHGemEventVid &variable = *equipment.model().data().variables.FindVid(vid);
+    variable.setMinimum(minimum);
+    variable.setMaximum(maximum);
+  }
+  // What a new value brings: "2.1 up" for limit 1 of variable 2.
+  std::string crossings(int32_t vid, const std::string &value) {
+    host.messages.clear();
+    equipment.control->SetVIDValue(vid, value);
+    settle(2);
+    std::string crossed;
+    for (const std::string &message : host.messages) {
+      std::vector<int> numbers; // LimitVariable, EventLimit, TransitionType
+      for (size_t at = 0; (at = message.find("<u1 ", at)) != std::string::npos; at += 4)
+        numbers.push_back(decimal32(message.substr(at + 4)));
+      if (numbers.size() != 3)
+        return message;
+      crossed += formatText("%s%d.%d %s", crossed.empty() ? "" : ", ", numbers[0], numbers[1],
+                            numbers[2] == 0 ? "up" : "down");
+      EXPECT_NE(message.find(numbers[2] == 0 ? " <u4 11> * CEID" : " <u4 12> * CEID"),
+                std::string::npos);
+    }
+    return crossed;
+  }
+};
+
+TEST_F(GemLimitsTest, DefinitionsAreAllOrNothing) { expectAnswers(kTables, "Limits"); }
+
+TEST_F(GemLimitsTest, ATransitionBetweenZonesIsReported) {
+  establish();
+  const std::string defined = "S2F46 { <b 0x00> { } }";
+  EXPECT_EQ(ask("s2f45w{<u4 1>{{<u4 2>{{<b 1>{<u4 20><u4 10>}}{<b 7>{<u4 50><u4 50>}}"
+                "{<b 4>{<u4 8><u4 6>}}}}{<u4 41>{{<b 1>{<f8 0.7><f8 0.3>}}}}}}"),
+            defined);
+  const struct {
+    int32_t vid;
+    const char *value;
+    const char *crossed;
+  } steps[] = {
+      {2, "9", "2.4 up"}, // inside the band of limit 4 at first
+      {2, "20", "2.1 up"},
+      {2, "11", ""},
+      {2, "20", ""},
+      {2, "10", "2.1 down"},
+      {2, "50", "2.1 up, 2.7 up"},
+      {2, "50", ""},
+      {2, "49", "2.7 down"},
+      {2, "0", "2.1 down, 2.4 down"},
+      {2, "", ""}, // no value at all
+      {2, "99", "2.1 up, 2.4 up, 2.7 up"},
+      {41, "0.7", "41.1 up"}, // as a value of its type, though more in binary
+      {41, "0.3", "41.1 down"},
+  };
+  for (const auto &step : steps)
+    EXPECT_EQ(crossings(step.vid, step.value), step.crossed) << step.vid << ' ' << step.value;
+  ASSERT_TRUE(equipment.control->SaveData());
+  ASSERT_TRUE(equipment.control->LoadData());
+  ask("s1f13w{}");
+  EXPECT_EQ(crossings(2, "15"), "2.7 down") << "limits outlive the process";
+  equipment.control->SetCapabilities(0);
+  EXPECT_EQ(crossings(2, "0"), "");
+}
+
+TEST_F(GemLimitsTest, TheApplicationMayChangeValuesInReports) {
+  establish();
+  ask("s2f45w{<u4 1>{{<u4 2>{{<b 1>{<u4 50><u4 50>}}{<b 2>{<u4 60><u4 60>}}}}}}");
+  bool once = true;
+  equipment.onEvent = [&](const std::string &line) {
+    if (line == "Sent S6F11W" && std::exchange(once, false))
+      equipment.control->SetVIDValue(2, "0");
+  };
+  EXPECT_EQ(crossings(2, "99"), "2.1 up, 2.2 up, 2.1 down, 2.2 down");
+  equipment.onEvent = [&](const std::string &line) {
+    if (line == "Sent S6F11W")
+      equipment.control.reset();
+  };
+  equipment.control->SetVIDValue(2, "99");
+  EXPECT_EQ(equipment.control, nullptr);
+}
+
 TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
   establish();
   CVeltoGemCtrl &control = *equipment.control;

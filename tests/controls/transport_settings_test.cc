@@ -1,4 +1,5 @@
 // The settings of the controls on lines and connections: INI file, sheet, property bag.
+#include "controls/component/ini_control.h"
 #include "controls/registry.h"
 #include "support/operator.h"
 #include "support/temporary_directory.h"
