@@ -28,6 +28,12 @@ constexpr Acknowledge kAcknowledges[] = {
     {1, 16, false, 0, {"not accepted"}},
     {1, 18, false, 2, {"not allowed", "already on-line"}},
     {2, 16, false, 0, {"a constant does not exist", "busy", "a value is out of range"}},
+    {2,
+     24,
+     false,
+     0,
+     {"too many variables", "no more traces", "an invalid period", "a variable does not exist",
+      "an invalid size of groups"}},
     {2, 32, false, 0, {"the time was not set"}},
     {2,
      34,
@@ -48,6 +54,7 @@ constexpr Acknowledge kAcknowledges[] = {
      4,
      {"the command does not exist", "cannot be performed now", "a parameter is invalid",
       "will be performed later", "already in the desired condition", "no such object"}},
+    {2, 46, true, 0, {"a limit is not possible", "cannot be performed now"}},
     {5, 4, false, 0, {"not accepted"}},
     {10, 4, false, 0, {"will not be displayed", "the terminal is not available"}},
 };
@@ -245,6 +252,9 @@ std::vector<std::string> explainPrimary(const CHSecsMessage &message, const Know
     return {"alarm " + identifierText(childOf(body, 2)) +
             ((numberOf(childOf(body, 1)) & CHGemAlarmAlid::kSet) != 0 ? " set: " : " cleared: ") +
             std::string(childOf(body, 3).text())};
+  case 6 * 256 + 1:
+    return {"trace " + readableItem(childOf(body, 1)) + ", sample " +
+            readableItem(childOf(body, 2)) + ": " + readableItem(childOf(body, 4))};
   case 10 * 256 + 1:
     return {"terminal " + readableItem(childOf(body, 1)) + ": " + readableItem(childOf(body, 2))};
   default:

@@ -60,6 +60,9 @@ private:
   std::string enableAlarms(const Line &line);
   std::string disableAlarms(const Line &line);
   std::string command(const Line &line);
+  std::string trace(const Line &line);
+  std::string limits(const Line &line);
+  std::string showLimits(std::span<const CHSecsItem> vids);
   std::string time(const Line &line);
   std::string send(const Line &line);
   std::string areYouThere(const Line &line);
