@@ -170,7 +170,7 @@ TEST(ModelCommand, ImportsAndExports) {
   ASSERT_TRUE(data);
   EXPECT_EQ(data->communication.modelName, "ETCH-1");
   EXPECT_EQ(data->control.initialState, ControlState::OnlineRemote);
-  ASSERT_EQ(data->variables.Count(), 39U);
+  ASSERT_EQ(data->variables.Count(), 42U);
   for (size_t i = 0; i < data->variables.Count(); ++i)
     EXPECT_TRUE(CHSecsMessage().SetFromSml(data->variables.at(i).rawValue()))
         << data->variables.at(i).vid;

@@ -32,6 +32,12 @@ constexpr Acknowledge kAcknowledges[] = {
     {1, 16, false, 0, {"not accepted"}},
     {1, 18, false, 2, {"not allowed", "already on-line"}},
     {2, 16, false, 0, {"a constant does not exist", "busy", "a value is out of range"}},
+    {2,
+     24,
+     false,
+     0,
+     {"too many variables", "no more traces", "an invalid period", "a variable does not exist",
+      "an invalid size of groups"}},
     {2, 32, false, 0, {"the time was not set"}},
     {2,
      34,
@@ -53,6 +59,7 @@ constexpr Acknowledge kAcknowledges[] = {
      {"the command does not exist", "cannot be performed now", "a parameter is invalid",
       "will be performed later", "already in the desired condition", "no such object"}},
     {2, 44, true, 0, {"a stream or function cannot be spooled"}},
+    {2, 46, true, 0, {"a limit is not possible", "cannot be performed now"}},
     {5, 4, false, 0, {"not accepted"}},
     {6, 24, false, 0, {"busy, try again", "nothing is spooled"}},
     {7,
@@ -279,6 +286,9 @@ std::vector<std::string> explainPrimary(const CHSecsMessage &message, const Know
             std::string(childOf(body, 3).text())};
   case 7 * 256 + 27:
     return explainVerification(body);
+  case 6 * 256 + 1:
+    return {"trace " + readableItem(childOf(body, 1)) + ", sample " +
+            readableItem(childOf(body, 2)) + ": " + readableItem(childOf(body, 4))};
   case 10 * 256 + 1:
     return {"terminal " + readableItem(childOf(body, 1)) + ": " + readableItem(childOf(body, 2))};
   default:

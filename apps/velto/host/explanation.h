@@ -46,8 +46,9 @@ struct KnownNames {
   const LearntNames &learnt;
 };
 
-/// Lines that explain an event report, an alarm or a terminal text, with the names of variables and
-/// events that are known. None for other messages. They end soon behind kMostOnScreen.
+/// Lines that explain an event report, trace data, an alarm or a terminal text, with the names of
+/// variables and events that are known. None for other messages. They end soon behind
+/// kMostOnScreen.
 std::vector<std::string> explainPrimary(const CHSecsMessage &message, const KnownNames &known);
 
 /// "101 Chamber pressure", or the identifier alone when no name is known.

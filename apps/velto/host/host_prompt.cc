@@ -6,7 +6,6 @@
 #include "gem/messages/items.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
 namespace velto {
@@ -16,13 +15,6 @@ namespace {
 constexpr uint32_t kDataId = 1;
 constexpr double kMessagePatience = 45; // s that `wait MESSAGE` waits
 constexpr uint8_t kEnableAlarm = 0x80;  // ALED
-
-template <typename Number> std::optional<Number> wholeText(std::string_view text) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc{} && end == text.data() + text.size() ? std::optional(number)
-                                                                  : std::nullopt;
-}
 
 CHSecsItem listOf(std::span<const CHSecsItem> items) {
   CHSecsItem list = listItem();
@@ -75,6 +67,10 @@ std::span<const HostPrompt::Row> HostPrompt::table() {
       {"recipes", "", "the process programs of the equipment", &Self::recipes},
       {"recipe", "get|put|delete|verify PPID [FILE]",
        "fetch a process program, send, delete or verify it", &Self::recipe},
+      {"trace", "TRID SECONDS SAMPLES GROUP SVID… | TRID",
+       "have variables sampled and sent in groups; TRID alone ends it", &Self::trace},
+      {"limits", "[VID…] | VID LIMITID=LOWER..UPPER…",
+       "limits of variables, of all without numbers; or set them, LIMITID= clears", &Self::limits},
       {"time", "[TEXT]", "the equipment's time, or set it (YYYYMMDDhhmmsscc)", &Self::time},
       {"send", "SML", "any message, such as: send S1F3W {<u4 101>}", &Self::send, true},
       {"wait", "MESSAGE [SECONDS] | SECONDS", "wait for a message of the equipment, such as S6F11",

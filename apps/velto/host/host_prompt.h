@@ -65,6 +65,9 @@ private:
   std::string spool(const Line &line);
   std::string recipes(const Line &line);
   std::string recipe(const Line &line);
+  std::string trace(const Line &line);
+  std::string limits(const Line &line);
+  std::string showLimits(std::span<const CHSecsItem> vids);
   std::string time(const Line &line);
   std::string send(const Line &line);
   std::string areYouThere(const Line &line);
