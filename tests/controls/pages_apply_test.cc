@@ -165,7 +165,7 @@ TEST_F(SetupPages, ReportsGoWhenTheListsOnTheSheetChange) {
   for (const auto &row : rows) {
     GemStation other(ControlSite(loop, front, files), folder / "other");
     GemData &model = other.model().data();
-    model.variables.FindVid(3)->role = RoleTimeFormat;
+    model.variables.SetRole(*model.variables.FindVid(3), RoleTimeFormat);
     model.reports.Add(CHGemEventReport(data().reports.at(0)));
     model.events.FindCeid(7)->reports = {1};
     other.control->save();
