@@ -184,8 +184,8 @@ private:
     if (read != 0 && read < body.size())
       remark(line, std::to_string(body.size() - read) + " bytes behind the item are left out");
     else if (isMalformed(message.root))
-      remark(line, "an item has a length that is no multiple of its element size, or an unknown "
-                   "format");
+      remark(line, "an item has a length that is no multiple of its element size, no length byte, "
+                   "or an unknown format");
     else if (!ReadsBackAsItIs(message.root))
       remark(line, "the message is cut short, or its lists nest too deeply");
     return status;
