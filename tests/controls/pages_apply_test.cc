@@ -125,7 +125,7 @@ TEST_F(SetupPages, StatesStandAsTheOperatorThinksOfThem) {
 
 // Reports are defined anew by the host when events or variables may not be what they were.
 TEST_F(SetupPages, ReportsGoWhenTheListsOnTheSheetChange) {
-  data().variables.FindVid(3)->role = RoleTimeFormat;
+  data().variables.SetRole(*data().variables.FindVid(3), RoleTimeFormat);
   const std::function<void(PropertySheet &)> describe = [this](PropertySheet &sheet) {
     front.dialogs = {{{"Description", "Finished"}}};
     list(sheet).edit(0);
@@ -159,7 +159,7 @@ TEST_F(SetupPages, ReportsGoWhenTheListsOnTheSheetChange) {
   for (const auto &row : rows) {
     GemStation other(ControlSite(loop, front, files), folder / "other");
     GemData &model = other.model().data();
-    model.variables.FindVid(3)->role = RoleTimeFormat;
+    model.variables.SetRole(*model.variables.FindVid(3), RoleTimeFormat);
     model.reports.Add(CHGemEventReport(data().reports.at(0)));
     model.events.FindCeid(7)->reports = {1};
     other.control->save();
