@@ -294,8 +294,10 @@ void CHGemSpool::transmit() {
   acknowledgeAnswered();
 }
 
-// The next message goes out at once: what came was a reply, which asks for none itself.
+// Communications may be established by a message and be lost before the next tick. The next message
+// of the spool goes out at once: what came was a reply, which asks for none itself.
 void CHGemSpool::OnReceived() {
+  wasCommunicating_ = wasCommunicating_ || isCommunicating();
   if (acknowledgeAnswered() && mayTransmit())
     transmit();
 }

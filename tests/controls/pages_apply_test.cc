@@ -131,7 +131,7 @@ TEST_F(SetupPages, StatesStandAsTheOperatorThinksOfThem) {
 
 // Reports are defined anew by the host when events or variables may not be what they were.
 TEST_F(SetupPages, ReportsGoWhenTheListsOnTheSheetChange) {
-  data().variables.FindVid(3)->role = RoleTimeFormat;
+  data().variables.SetRole(*data().variables.FindVid(3), RoleTimeFormat);
   const std::function<void(PropertySheet &)> describe = [this](PropertySheet &sheet) {
     front.dialogs = {{{"Description", "Finished"}}};
     list(sheet).edit(0);
