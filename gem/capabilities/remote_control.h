@@ -43,7 +43,6 @@ public:
   /// Reports the completion of commands that were answered with Done.
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
-  void OnDisable() override { completed_.clear(); }
   void Reset() override;
   void addStatus(TreeNode &parent) const override;
 

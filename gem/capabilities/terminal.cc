@@ -26,7 +26,8 @@ bool isText(uint8_t function, bool host) {
 std::string textOf(const CHSecsItem &item) {
   std::string text;
   for (const CHSecsItem &line : item.children())
-    text.append(text.empty() ? "" : "\n").append(valueText(line, ValueForm::Decimal));
+    text.append(&line == &item.children().front() ? "" : "\n")
+        .append(valueText(line, ValueForm::Decimal));
   return item.isList() ? text : valueText(item, ValueForm::Decimal);
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <map>
 #include <utility>
 
 namespace velto {
@@ -16,8 +17,8 @@ namespace velto {
 namespace {
 
 constexpr uint8_t kTraceRequest = 23;
-constexpr size_t kMostSamplesAtOnce = 1000; // of a tick, so that the loop goes on
-constexpr size_t kReportHead = 64;          // bytes of S6F1 beside TRID and values, at the most
+constexpr size_t kMostValuesAtOnce = 50'000; // in one tick: others are to be served too
+constexpr size_t kReportHead = 64;           // bytes of S6F1 beside TRID and values, at the most
 
 // A number that came in whatever format; nothing when it is none, or below 0 or beyond U4.
 std::optional<uint32_t> wholeNumber(const CHSecsItem &item) {
@@ -116,7 +117,7 @@ CHGemTrace::Answer CHGemTrace::define(const CHSecsMessage &request, Trace &trace
   const auto samples = wholeNumber(childOf(request.root, 3));
   const auto groupSize = wholeNumber(childOf(request.root, 4));
   if (!samples || !groupSize || *groupSize == 0 || *groupSize > *samples ||
-      sample(*vids).size() > roomFor(trace.trid) / *groupSize)
+      sample(*vids, roomFor(trace.trid) / *groupSize).size() > roomFor(trace.trid) / *groupSize)
     return BadGroupSize;
   trace.vids = std::move(*vids);
   trace.period = *period;
@@ -138,20 +139,28 @@ void CHGemTrace::OnVariableChanged(uint32_t) {
 // Samples ---------------------------------------------------------------------------------------
 
 // The values now, encoded one behind the other; of a variable that has gone an empty list, as the
-// host gets for an unknown one.
-Bytes CHGemTrace::sample(std::span<const uint32_t> vids) const {
+// host gets for an unknown one. More than `most` bytes are not collected: a short request may name
+// a long value any number of times.
+Bytes CHGemTrace::sample(std::span<const uint32_t> vids, size_t most) const {
   Bytes bytes;
+  std::map<uint32_t, CHSecsItem> longValues; // which their variables do not keep
   const auto append = [&bytes](const CHSecsItem &item) {
     const size_t at = bytes.size();
     bytes.resize(at + EncodedItemSize(item).value_or(0));
     EncodeItem(item, bytes.data() + at);
   };
   for (const uint32_t vid : vids) {
+    if (bytes.size() > most)
+      return bytes;
     const CHGemEventVid *variable = findOfKind(data().variables, vid, StatusVariable);
-    if (const CHSecsItem *item = variable == nullptr ? nullptr : variable->parsedValue())
+    if (const CHSecsItem *item = variable == nullptr ? nullptr : variable->parsedValue()) {
       append(*item);
-    else
-      append(variable == nullptr ? listItem() : itemFromSml(variable->rawValue()));
+      continue;
+    }
+    const auto [value, isFirst] = longValues.try_emplace(vid);
+    if (isFirst)
+      value->second = variable == nullptr ? listItem() : itemFromSml(variable->rawValue());
+    append(value->second);
   }
   return bytes;
 }
@@ -168,7 +177,7 @@ CHGemTrace::Trace *CHGemTrace::nextDue() {
 // it; the sample is still due.
 CHGemTrace::Sampled CHGemTrace::takeSample(Trace &trace) {
   host().beforeSampling(trace.vids);
-  const Bytes values = sample(trace.vids);
+  const Bytes values = sample(trace.vids, roomFor(trace.trid));
   if (trace.group.size() + values.size() > roomFor(trace.trid))
     return trace.grouped == 0 ? Sampled::DoesNotFit : Sampled::GroupIsWhole;
   trace.group.insert(trace.group.end(), values.begin(), values.end());
@@ -202,10 +211,11 @@ bool CHGemTrace::send(CHSecsItem body) {
 // Whatever is sent is reported to the host application, which may end or begin traces then: they
 // are looked at anew. A partner that does not take the data gets no more of them.
 void CHGemTrace::Tick() {
-  for (size_t left = kMostSamplesAtOnce; left > 0; --left) {
+  for (size_t left = kMostValuesAtOnce; left > 0;) {
     Trace *trace = nextDue();
     if (trace == nullptr)
       return;
+    left -= std::min(left, trace->vids.size());
     const Sampled sampled = takeSample(*trace);
     if (sampled == Sampled::Kept)
       continue;

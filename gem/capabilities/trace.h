@@ -70,7 +70,7 @@ private:
 
   Answer begin(const CHSecsMessage &request);
   Answer define(const CHSecsMessage &request, Trace &trace) const;
-  Bytes sample(std::span<const uint32_t> vids) const;
+  Bytes sample(std::span<const uint32_t> vids, size_t most) const;
   Trace *nextDue();
   Sampled takeSample(Trace &trace);
   CHSecsItem report(Trace &trace) const;

@@ -33,6 +33,13 @@ void keepStatesInRange(ControlSettings &settings) {
     settings.onlineState = OnlineRemote;
 }
 
+// The requests whose answers hold values of variables; lists that are kept true may be long.
+bool readsVariables(const CHSecsHeader &header) {
+  const int number = header.stream() * 256 + header.function();
+  constexpr int kRequests[] = {1 * 256 + 3, 2 * 256 + 13, 6 * 256 + 15, 6 * 256 + 19};
+  return std::ranges::find(kRequests, number) != std::end(kRequests);
+}
+
 } // namespace
 
 // Models and stages stand in their order. Those models that take messages alone come first.
@@ -151,7 +158,8 @@ bool CHGem::handle(CHSecsVerifier &slot) {
   }
   const uint32_t before = changes();
   bool taken = false;
-  capabilities_->beforeReading(nullptr);
+  if (readsVariables(slot.message.header))
+    capabilities_->beforeReading(nullptr);
   for (const auto &model : shared)
     taken = model->OnReceive(slot) || taken;
   taken = capabilities_->OnReceive(slot) || taken;

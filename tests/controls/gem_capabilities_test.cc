@@ -67,6 +67,8 @@ TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
   control.SetMultiBlockTerminal(true);
   ask("s10f5w{<b 2>{<a'a'><a'b'>}}");
   EXPECT_EQ(shown, "TerminalText 2 a\nb");
+  ask("s10f5w{<b 2>{<a><a'b'><a>}}");
+  EXPECT_EQ(shown, "TerminalText 2 \nb\n");
   equipment.model().events().RegisterCEID(20, RoleOperatorRecognizedMessage, "Read");
   EXPECT_TRUE(control.RecognizeTerminalText());
   EXPECT_FALSE(control.RecognizeTerminalText()) << "once";
