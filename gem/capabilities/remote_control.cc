@@ -19,10 +19,6 @@ constexpr uint8_t kHostCommand = 41;
 constexpr uint8_t kEnhancedCommand = 49;
 constexpr size_t kMostWaiting = 1000; // completions that are still to be reported
 
-bool isOf(const CHSecsItem &item, std::initializer_list<ElementKind> kinds) {
-  return std::ranges::find(kinds, formatInfo(item.format()).kind) != kinds.end();
-}
-
 // Whether a value came in a format that says what the type holds: a number for a number, of
 // whatever width, bytes and truth values as such, a text for a text.
 bool hasFormatFor(uint8_t nodeType, const CHSecsItem &value) {
@@ -39,8 +35,9 @@ bool hasFormatFor(uint8_t nodeType, const CHSecsItem &value) {
 bool holds(uint8_t nodeType, const CHSecsItem &value) {
   CHGemEventVid type;
   type.nodeType = nodeType;
-  const bool oneElement = value.isList() || isOf(value, {ElementKind::Text}) || value.count() == 1;
-  return oneElement && type.CanHold(valueText(value, ValueForm::Decimal));
+  const bool isText = formatInfo(value.format()).kind == ElementKind::Text;
+  return (value.isList() || isText || value.count() == 1) &&
+         type.CanHold(valueText(value, ValueForm::Decimal));
 }
 
 std::string nameOf(const CHSecsItem &item) { return valueText(item, ValueForm::Decimal); }
