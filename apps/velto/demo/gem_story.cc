@@ -1,7 +1,7 @@
 #include "apps/velto/demo/gem_story.h"
 
 #include "apps/velto/demo/demo_station.h"
-#include "apps/velto/model_text/model_text.h"
+#include "gem/model_text/model_text.h"
 #include "base/text.h"
 #include "demo_examples.h"
 #include "gem/data/data_file.h"
