@@ -1,4 +1,4 @@
-// The settings of the Gem control: link, logical connection and states, files and log.
+// The settings of the Gem control: link, logical connection and states.
 
 #include "controls/gem_ctrl.h"
 
@@ -238,61 +238,5 @@ void CVeltoGemCtrl::SetMaxReports(int32_t count) { setLimit(&GemLimits::reports,
 int32_t CVeltoGemCtrl::MaxReportLinks() const { return limit(&GemLimits::references); }
 
 void CVeltoGemCtrl::SetMaxReportLinks(int32_t count) { setLimit(&GemLimits::references, count); }
-
-// Files and log ----------------------------------------------------------------------------------
-
-std::string CVeltoGemCtrl::IniFileName() const { return engine_->IniFileName(); }
-
-void CVeltoGemCtrl::SetIniFileName(const std::string &name) {
-  engine_->SetIniFileName(name);
-  setModified();
-}
-
-void CVeltoGemCtrl::SetDataFileName(const std::string &name) {
-  dataFileName_ = name;
-  setModified();
-}
-
-void CVeltoGemCtrl::SetDataBakCount(int16_t count) {
-  dataBackups_ = count;
-  if (engine_->gem() != nullptr)
-    engine_->gem()->SetDataBakCount(count);
-  setModified();
-}
-
-bool CVeltoGemCtrl::Log() const { return engine_->logEnabled; }
-
-void CVeltoGemCtrl::SetLog(bool log) {
-  engine_->logEnabled = log;
-  setModified();
-}
-
-bool CVeltoGemCtrl::LogCommunication() const { return engine_->logCommunication; }
-
-void CVeltoGemCtrl::SetLogCommunication(bool log) {
-  engine_->logCommunication = log;
-  setModified();
-}
-
-std::string CVeltoGemCtrl::LogFileName() const { return engine_->logFileName; }
-
-void CVeltoGemCtrl::SetLogFileName(const std::string &name) {
-  engine_->logFileName = name;
-  setModified();
-}
-
-int32_t CVeltoGemCtrl::LogSize() const { return engine_->logSize; }
-
-void CVeltoGemCtrl::SetLogSize(int32_t kib) {
-  engine_->logSize = kib;
-  setModified();
-}
-
-int16_t CVeltoGemCtrl::LogBakCount() const { return static_cast<int16_t>(engine_->logBackups); }
-
-void CVeltoGemCtrl::SetLogBakCount(int16_t count) {
-  engine_->logBackups = count;
-  setModified();
-}
 
 } // namespace velto

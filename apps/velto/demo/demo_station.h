@@ -2,6 +2,7 @@
 
 #include "controls/gem_ctrl.h"
 #include "gem/data/model_data.h"
+#include "gem/engine/engine.h"
 
 #include <deque>
 #include <functional>
