@@ -175,7 +175,7 @@ std::string GemSubscriptions::messageOf(const Work &work) const {
   case Step::Enable:
     break;
   }
-  return formatText("s2f37w{<boolean %d>{<u4 %u>}}", wanted ? 1 : 0, work.ceid);
+  return formatText("s2f37w{<bool %d>{<u4 %u>}}", wanted ? 1 : 0, work.ceid);
 }
 
 // What had to go may have been gone. An equipment that does not know a message of names has none to
