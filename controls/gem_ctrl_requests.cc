@@ -145,6 +145,8 @@ int32_t GemCtrlRequests::Subscribe(uint32_t ceid, std::vector<uint32_t> vids,
   return subscriptions_->add(ceid, std::move(vids), std::move(handler));
 }
 
+bool GemCtrlRequests::Subscribed() const { return subscriptions_->inForce(); }
+
 bool GemCtrlRequests::Unsubscribe(int32_t subscription) {
   return subscriptions_->remove(subscription);
 }

@@ -117,6 +117,9 @@ public:
   /// The handler hears no more of it, and the equipment deletes the report; when nobody else has
   /// subscribed the event, it is disabled. False when there is no such subscription.
   bool Unsubscribe(int32_t subscription);
+  /// Communications are established, and every subscription is in force or has been refused: from
+  /// now on events come with their values.
+  bool Subscribed() const;
 
 protected:
   explicit GemCtrlRequests(EventLoop &loop);

@@ -27,6 +27,8 @@ public:
 
   int32_t add(uint32_t ceid, std::vector<uint32_t> vids, Handler handler);
   bool remove(int32_t number);
+  /// Communications are established and nothing is left to be done.
+  bool inForce() const { return mayWork() && !asked_ && work_.empty() && !again_; }
   /// Communications are established, or ended.
   void established();
   void ended();

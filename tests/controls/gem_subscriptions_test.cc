@@ -112,8 +112,10 @@ TEST_F(Subscriptions, ComeIntoForceWheneverCommunicationsAreEstablished) {
   model().events.FindCeid(8)->enable = false;
   subscribe(7, {2, 4, 3});
   subscribe(8, {});
+  EXPECT_FALSE(host.control->Subscribed());
   establish();
   settle(40);
+  EXPECT_TRUE(host.control->Subscribed());
   for (int round = 0; round < 3; ++round) {
     EXPECT_THAT(linked(7), ElementsAre(900'001U)) << "in place of its own";
     EXPECT_EQ(model().reports.Count(), 2U);
