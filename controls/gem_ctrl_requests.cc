@@ -86,6 +86,8 @@ GemReply GemCtrlRequests::Request(const std::string &sml, uint32_t milliseconds)
 
 // Every request ends, if only with the control, which may be gone then; the loop is still there.
 GemReply GemCtrlRequests::await(const std::function<void(ReplyHandler)> &send) {
+  if (requests_->closed())
+    return GemRequests::goneReply();
   std::optional<CHGemEngine::Received> shown;
   if (showsMessage() && gemEngine().gem() != nullptr)
     shown = gemEngine().received();

@@ -49,6 +49,13 @@ void GemRequests::tell(std::vector<Ended> ended) {
       request.handler(request.reply);
 }
 
+GemReply GemRequests::goneReply() {
+  GemReply reply;
+  reply.outcome = GemOutcome::Gone;
+  reply.reason = outcomeText(GemOutcome::Gone);
+  return reply;
+}
+
 GemRequests::GemRequests(EventLoop &loop) : loop_(loop), timer_(loop, [this] { expire(); }) {}
 
 // The message is registered before it goes out: inside Sent the host may run the loop, and the

@@ -25,6 +25,8 @@ public:
     GemReply reply;
   };
   static void tell(std::vector<Ended> ended);
+  /// What a control that goes answers.
+  static GemReply goneReply();
 
   explicit GemRequests(EventLoop &loop);
 
@@ -43,8 +45,9 @@ public:
   std::vector<Ended> unanswered(uint32_t systemBytes, GemOutcome outcome);
   /// All of them end.
   std::vector<Ended> end(GemOutcome outcome);
-  /// So does this.
+  /// So does this. What is sent from now on is not, and nobody hears of it.
   std::vector<Ended> close();
+  bool closed() const { return closed_; }
 
 private:
   struct Entry {

@@ -241,7 +241,7 @@ std::vector<uint32_t> GemSubscriptions::unnamed() const {
 }
 
 bool GemSubscriptions::awaitsNames() const {
-  return (asked_ && asksNames(*asked_)) || std::ranges::any_of(work_, asksNames);
+  return mayWork() && ((asked_ && asksNames(*asked_)) || std::ranges::any_of(work_, asksNames));
 }
 
 // Events -----------------------------------------------------------------------------------------
