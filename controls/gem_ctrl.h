@@ -279,10 +279,10 @@ public:
   bool SaveData();
   /// Appends a text to the communication log; false when the log is off.
   bool WriteLogFile(const std::string &text);
-  /// Shows the setup sheet with the pages of the option bits (0x001 to 0x800; without a model those
-  /// of link and log alone). True when the operator accepted it, and what he changed was applied
-  /// and written; when a file could not be written, a box says so. False also without any page,
-  /// and while another sheet of this control is open.
+  /// Shows the setup sheet with the pages of the option bits (0x001 to 0x800, 0x10000; without a
+  /// model those of link and log alone). True when the operator accepted it, and what he changed
+  /// was applied and written; when a file could not be written, a box says so. False also without
+  /// any page, and while another sheet of this control is open.
   bool Setup(const std::string &caption, int32_t options);
 
   /// The status tree: view style 0 empty, 1 the link, 2 the logical connection, 3 both. The
