@@ -289,6 +289,7 @@ public:
   /// statistics go with the link.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  std::optional<TreeView> windowTree() const override { return view(); }
   /// What the link has carried since the control was made, over all its connections.
   LinkCounters counters() const;
   /// What each connection that a listener now has, has carried.

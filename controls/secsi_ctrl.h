@@ -44,6 +44,7 @@ public:
   /// "Out Queue" and "In Queue" with the messages in them.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  std::optional<TreeView> windowTree() const override { return view(); }
   /// What the line has carried since the control was made.
   const LinkCounters &counters() const;
 

@@ -53,6 +53,7 @@ public:
   /// a selected one.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  std::optional<TreeView> windowTree() const override { return view(); }
   /// What the link has carried since the control was made, over all its connections.
   LinkCounters counters() const;
   /// What each of a listener's peers has carried.
