@@ -7,7 +7,7 @@ namespace velto {
 
 CHPhysicalConnection::CHPhysicalConnection(EventLoop &loop, MessageLinkOwner &engine,
                                            Ticker &ticker)
-    : loop_(loop), ticker_(ticker), link_(makeMessageLink(LinkProtocol::Hsms, loop, engine)) {
+    : loop_(loop), ticker_(ticker), link_(makeMessageLink(LinkProtocol::Hsms, loop, engine, std::make_shared<LinkSettings>())) {
   link_->TickWith(ticker);
   LinkSettings &link = link_->settings();
   link.ipAddress = "localhost";
