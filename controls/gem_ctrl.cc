@@ -20,7 +20,7 @@ int32_t secondsToMs(int32_t seconds) { return std::clamp(seconds, 0, kMaxTimerSe
 } // namespace
 
 CVeltoGemCtrl::CVeltoGemCtrl(const ControlSite &site)
-    : Control(site), engine_(makeHandle<CHGemEngine>(site.loop, site.files)) {
+    : Control(site), engine_(makeHandle<CHGemEngine>(site.loop, site.files, site.ports)) {
   engine_->SetIniFileName("./Velto.ini");
   engine_->gem()->SetDataFileName(dataFileName_);
   engine_->SetSink(this);
@@ -233,8 +233,6 @@ void CVeltoGemCtrl::SetPhysicalConnection(bool open) {
     engine_->CloseConnection();
   setModified();
 }
-
-void CVeltoGemCtrl::SetUnusedTime(int32_t) { setModified(); }
 
 void CVeltoGemCtrl::setKeepAlive(int32_t KeepAlive::*part, int32_t value) {
   engine_->physical().settings().keepAlive.*part = std::max(value, 0);

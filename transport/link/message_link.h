@@ -6,9 +6,11 @@
 #include "transport/link/problem.h"
 #include "transport/link/statistics.h"
 #include "transport/link/ticker.h"
+#include "transport/secsi/serial_ports.h"
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -38,6 +40,12 @@ struct SecsILine {
   int32_t t4 = 45'000;           ///< between blocks of a message
   int32_t retry = 3;             ///< further attempts for a block
   int32_t master = MasterByRole; ///< who wins contention: the equipment, unless set otherwise
+
+  /// The port as it is opened.
+  std::string name() const { return portName.empty() ? SerialPorts::name(portNumber) : portName; }
+  bool isMaster(bool equipment) const {
+    return master == MasterByRole ? equipment : master != Slave;
+  }
 };
 
 /// How a message link is opened and how it behaves. Times are milliseconds; negative ones count as
@@ -146,6 +154,10 @@ public:
   /// completes the header, with new system bytes for every primary with the W-bit and any other
   /// that has none; returns it as it went out, or nothing when the message cannot be sent.
   virtual std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) = 0;
+  /// Bytes that the body of a message may have, as far as the link minds.
+  virtual size_t longestBody() const { return std::numeric_limits<size_t>::max(); }
+  /// The most of a body that goes out in one block; nothing where there are no blocks.
+  virtual std::optional<size_t> blockData() const { return std::nullopt; }
   /// What Send() took waits for the line; OnTransmitted() or OnSendFailed() follows.
   virtual bool sendsLater() const { return false; }
   /// Whether a part of the reply to a primary, or a part of what may be one, has arrived.

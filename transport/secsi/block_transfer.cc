@@ -146,7 +146,7 @@ void BlockTransfer::completeHeader(Bytes &message) const {
   if (settings_.equipment && header.function() % 2 == 0)
     header.setWbit(false);
   if (!settings_.carriesOnly)
-    header.idWord = (settings_.deviceId & kDeviceIdMask) | (settings_.master ? kRBit : 0U);
+    header.idWord = (settings_.deviceId & kDeviceIdMask) | (settings_.master ? kDirectionBit : 0U);
   EncodeHeader(header, std::span(message).first<CHSecsHeader::kSize>());
 }
 

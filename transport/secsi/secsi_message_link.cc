@@ -31,7 +31,7 @@ CHSecsHeader withoutLine(CHSecsHeader header) {
 
 // As it goes over the line, from the equipment or to it.
 void addLine(CHSecsHeader &header, bool fromEquipment) {
-  header.idWord = (header.idWord & kDeviceIdMask) | (fromEquipment ? kRBit : 0U);
+  header.idWord = (header.idWord & kDeviceIdMask) | (fromEquipment ? kDirectionBit : 0U);
   header.blockWord = kEBit | 1U;
 }
 
@@ -106,8 +106,7 @@ bool CHSecsIMessageLink::StartOpen(std::function<void(bool connected)> done) {
 
 bool CHSecsIMessageLink::openPort() {
   const SecsILine &line = settings_->secsI;
-  portName_ =
-      line.portName.empty() ? SerialPorts::name(std::max(line.portNumber, 0)) : line.portName;
+  portName_ = line.name();
   applySettings();
   if (port_->Open(portName_, line.baudRate, 8, 0, 0))
     return true;
@@ -163,8 +162,7 @@ void CHSecsIMessageLink::applySettings() {
   settings.t2 = milliseconds(line.t2);
   settings.t4 = milliseconds(line.t4);
   settings.retry = static_cast<int16_t>(std::clamp(line.retry, 0, INT16_MAX));
-  settings.master = line.master == SecsILine::MasterByRole ? settings_->equipment
-                                                           : line.master != SecsILine::Slave;
+  settings.master = line.isMaster(settings_->equipment);
   settings.carriesOnly = true;
   if (port_)
     port_->SetSettings(settings);
