@@ -160,6 +160,8 @@ public:
   virtual std::optional<size_t> blockData() const { return std::nullopt; }
   /// What Send() took waits for the line; OnTransmitted() or OnSendFailed() follows.
   virtual bool sendsLater() const { return false; }
+  /// Messages wait for the line now.
+  virtual bool hasUnsent() const { return false; }
   /// Whether a part of the reply to a primary, or a part of what may be one, has arrived.
   virtual bool replyArrives(const CHSecsHeader & /*primary*/) const { return false; }
 

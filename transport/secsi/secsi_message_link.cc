@@ -203,6 +203,10 @@ std::optional<CHSecsHeader> CHSecsIMessageLink::Send(const CHSecsHeader &header,
   return queued ? std::optional(sent) : std::nullopt;
 }
 
+bool CHSecsIMessageLink::hasUnsent() const {
+  return (port_ && port_->transfer().OutCount() != 0) || (socket_ && socket_->OutCount() != 0);
+}
+
 bool CHSecsIMessageLink::replyArrives(const CHSecsHeader &primary) const {
   if (port_)
     return port_->transfer().replyArrives(primary);

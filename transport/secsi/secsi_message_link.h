@@ -53,6 +53,7 @@ public:
   size_t longestBody() const override { return kMostBlocks * kBlockData; }
   std::optional<size_t> blockData() const override { return kBlockData; }
   bool sendsLater() const override { return true; }
+  bool hasUnsent() const override;
   bool replyArrives(const CHSecsHeader &primary) const override;
 
   void TickWith(Ticker &whole) override { ticker_.follow(&whole); }
