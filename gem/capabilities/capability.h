@@ -101,6 +101,10 @@ public:
   virtual void OnVariableChanged(uint32_t /*vid*/) {}
   /// A message that is to go out: see GemSendStage. It comes here before the gate.
   virtual std::optional<bool> stop(const CHSecsMessage & /*message*/) { return std::nullopt; }
+  /// A message that went out before could not be sent after all. Communications have ended.
+  virtual void OnUndelivered(const CHSecsMessage &message) {
+    OnProblem(LinkProblem::SendFailed, message.header);
+  }
   /// Events and alarms are wanted though there is no partner to hear them.
   virtual bool wantsEvents() const { return false; }
 
