@@ -61,29 +61,8 @@ set(VELTO_PUBLIC_HEADERS
 # whether a forward declaration would do. One that nobody includes any more has to go.
 set(VELTO_INNER_HEADERS
   base/lifetime.h
-  controls/shared_members.h
-  platform/serial_device.h
-  platform/tcp_socket.h
-  secs2/message_table.h
-  secs2/reply_text.h
+  controls/variable_number.h
   secs2/sml_lexer.h
-  secs2/transaction.h
-  transport/hsms/hsms_link.h
   transport/link/connection_sink.h
-  transport/link/deadline.h
-  transport/link/open_transactions.h
-  transport/link/ticker.h
-  transport/log/link_log.h
-  transport/log/log_file.h
-  transport/secsi/block.h
-  transport/secsi/block_assembly.h
-  transport/secsi/block_trace.h
-  transport/secsi/block_transfer.h
-  transport/secsi/byte_channel.h
-  transport/secsi/secsi.h
-  transport/secsi/secsi_settings.h
-  transport/secsi/secsi_socket.h
-  transport/secsi/serial_port.h
-  transport/tcp/byte_queue.h
-  transport/tcp/connection.h
-  transport/tcp/spare_descriptor.h)
+  transport/log/log_settings.h
+  transport/secsi/secsi_settings.h)

@@ -5,10 +5,10 @@
 #include "controls/gem_ctrl_capabilities.h"
 #include "controls/gem_ctrl_requests.h"
 #include "controls/statistics_property.h"
+#include "controls/variable_number.h"
 #include "secs2/verifier.h"
 
 #include <array>
-#include <concepts>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -23,15 +23,11 @@ class CHGemEventVid;
 struct GemLimits;
 struct KeepAlive;
 struct Problem;
+struct SecsILine;
 
-/// The numbers that a variable is set to: any but truth values and characters.
-template <typename T>
-concept VariableNumber = std::same_as<T, float> || std::same_as<T, double> ||
-    (std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char>);
-
-/// `VeltoGem`: a GEM equipment, or a GEM host, on an HSMS link (SEMI E30, E5, E37). Holds the
-/// equipment model and one message at a time, the current message, through which the host reads
-/// what arrived and composes what it sends.
+/// `VeltoGem`: a GEM equipment, or a GEM host (SEMI E30, E5), on an HSMS link (E37) or over SECS-I
+/// (E4). Holds the equipment model and one message at a time, the current message, through which
+/// the host reads what arrived and composes what it sends.
 ///
 /// Nothing is answered by itself: in Received the host calls DefProc(), or sends a reply of its
 /// own.
@@ -60,9 +56,35 @@ public:
   /// The link is open or an open is requested.
   bool PhysicalConnection() const;
   void SetPhysicalConnection(bool open);
-  /// Always 0; SECS-I times are accepted and ignored.
-  int32_t UnusedTime() const { return 0; }
-  void SetUnusedTime(int32_t seconds);
+  /// How messages travel: 0 HSMS, 1 SECS-I on a serial port, 2 SECS-I over TCP (LinkProtocol).
+  /// Other numbers are ignored.
+  int16_t Transport() const;
+  void SetTransport(int16_t transport);
+  /// Of SECS-I: a device ("/dev/ttyUSB0"), or "com1" and so on.
+  std::string SerialPort() const;
+  void SetSerialPort(const std::string &port);
+  int32_t BaudRate() const;
+  void SetBaudRate(int32_t rate);
+  // Its times in ms, which count at once: T1 below 1 becomes 500, T2 10000, T4 below 0 45000.
+  int32_t SecsIT1() const;
+  void SetSecsIT1(int32_t ms);
+  int32_t SecsIT2() const;
+  void SetSecsIT2(int32_t ms);
+  int32_t SecsIT4() const;
+  void SetSecsIT4(int32_t ms);
+  /// Further attempts for a block; negative becomes 3.
+  int16_t SecsIRetry() const;
+  void SetSecsIRetry(int16_t count);
+  /// Who wins contention: -1 the equipment, 0 the other side, 1 this side. Others are ignored.
+  int16_t SecsIMaster() const;
+  void SetSecsIMaster(int16_t master);
+  // The same times in seconds; with HSMS 0, and what is set is ignored.
+  int32_t T1() const;
+  void SetT1(int32_t seconds);
+  int32_t T2() const;
+  void SetT2(int32_t seconds);
+  int32_t T4() const;
+  void SetT4(int32_t seconds);
   // Times in seconds, 0 to 2,147,483.
   int32_t T3() const;
   void SetT3(int32_t seconds);
@@ -185,7 +207,7 @@ public:
   std::string VIDValue(int32_t vid) const;
   void SetVIDValue(int32_t vid, const std::string &value);
   template <VariableNumber Number> void SetVIDValue(int32_t vid, Number value) {
-    SetVIDValue(vid, numberText(value));
+    SetVIDValue(vid, variableText(value));
   }
   /// The value as a number. False, and nothing is set, for an unknown variable, and for a value
   /// that is not one number or not one of that type.
@@ -265,15 +287,10 @@ public:
   /// variable's bounds.
   bool TrySetVIDValue(int32_t vid, const std::string &value);
   template <VariableNumber Number> bool TrySetVIDValue(int32_t vid, Number value) {
-    return TrySetVIDValue(vid, numberText(value));
+    return TrySetVIDValue(vid, variableText(value));
   }
   bool RegisterCEID(int32_t ceid, int16_t role, const std::string &description);
   bool RegisterALID(int32_t alid, int16_t alcd, const std::string &text);
-  /// Adds a remote command for the control state on-line remote, its parameters with their types
-  /// "LOT:A,SLOT:U1", the names of those that must be given "LOT", and the event of its completion
-  /// (0: none). False when there is one of that name, and for parameters that are no such text.
-  bool RegisterCommand(const std::string &name, const std::string &parameters,
-                       const std::string &required, int32_t ceid);
   bool UnregisterALID(int32_t alid);
   /// Reads the settings and the model; true whenever a model exists, whatever the data file held.
   bool LoadData();
@@ -288,16 +305,17 @@ public:
   bool SaveData();
   /// Appends a text to the communication log; false when the log is off.
   bool WriteLogFile(const std::string &text);
-  /// Shows the setup sheet with the pages of the option bits (0x001 to 0x800; without a model those
-  /// of link and log alone). True when the operator accepted it, and what he changed was applied
-  /// and written; when a file could not be written, a box says so. False also without any page,
-  /// and while another sheet of this control is open.
+  /// Shows the setup sheet with the pages of the option bits (0x001 to 0x800, 0x10000; without a
+  /// model those of link and log alone). True when the operator accepted it, and what he changed
+  /// was applied and written; when a file could not be written, a box says so. False also without
+  /// any page, and while another sheet of this control is open.
   bool Setup(const std::string &caption, int32_t options);
 
   /// The status tree: view style 0 empty, 1 the link, 2 the logical connection, 3 both. The
   /// statistics go with the link.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  std::optional<TreeView> windowTree() const override { return view(); }
   /// What the link has carried since the control was made, over all its connections.
   LinkCounters counters() const;
   /// What each connection that a listener now has, has carried.
@@ -333,6 +351,10 @@ private:
   void capabilitySet() override { setModified(); }
   bool showsMessage() const override;
   void setTime(int32_t &milliseconds, int32_t seconds);
+  const SecsILine &line() const;
+  bool usesLine() const { return Transport() != 0; }
+  void setLine(int32_t SecsILine::*part, int32_t value, int32_t least);
+  void setLineTime(int32_t SecsILine::*part, int32_t seconds, int32_t least);
   const KeepAlive &keepAlive() const;
   void setKeepAlive(int32_t KeepAlive::*part, int32_t value);
 
@@ -351,20 +373,12 @@ private:
   std::string vidText(int32_t vid, std::string_view (CHGemEventVid::*getter)() const) const;
   void setVidText(int32_t vid, void (CHGemEventVid::*setter)(std::string_view),
                   std::string_view text);
-  // The value texts of numbers.
-  static std::string numberText(std::signed_integral auto value) {
-    return std::to_string(int64_t{value});
-  }
-  static std::string numberText(std::unsigned_integral auto value) {
-    return std::to_string(uint64_t{value});
-  }
-  static std::string numberText(double value);
   // After a change of a value: the last thing to be done.
   void valueChanged(int32_t vid);
   bool loadOwn(const std::string &fileName, std::string &problem);
   bool loadKnown(const std::string &fileName, std::string &problem);
   // After a change of the lists: marks the model modified and saves it.
-  bool saved(bool changed);
+  bool saved(bool changed) override;
 
   static constexpr size_t kSlots = 3; // received, sent, free
 

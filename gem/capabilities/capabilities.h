@@ -45,6 +45,7 @@ public:
   void OnDisable();
   void OnRejected(const CHSecsHeader &primary);
   void OnProblem(LinkProblem problem, const CHSecsHeader &header);
+  void OnUndelivered(const CHSecsMessage &message);
   void OnVariableChanged(uint32_t vid);
   void beforeReading(const CHGemEventCeid *event);
   void beforeSampling(std::span<const uint32_t> vids);

@@ -7,6 +7,7 @@
 #include "gem/models/model.h"
 #include "platform/file.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -28,6 +29,22 @@ enum GemCapabilityBit : uint32_t {
 inline constexpr uint32_t kAllCapabilities =
     CapabilityRemoteControl | CapabilityTrace | CapabilityLimits | CapabilitySpooling |
     CapabilityProcessPrograms | CapabilityTerminal | CapabilityVariables;
+
+/// The words for a capability: the key of a setting, and the name of SEMI E30.
+struct GemCapabilityName {
+  GemCapabilityBit bit;
+  const char *key;
+  const char *name;
+};
+inline constexpr std::array<GemCapabilityName, 7> kCapabilityNames{{
+    {CapabilityRemoteControl, "RemoteControl", "Remote Control"},
+    {CapabilityTrace, "TraceData", "Trace Data Collection"},
+    {CapabilityLimits, "LimitsMonitoring", "Limits Monitoring"},
+    {CapabilitySpooling, "Spooling", "Spooling"},
+    {CapabilityProcessPrograms, "ProcessPrograms", "Process Program Management"},
+    {CapabilityTerminal, "TerminalServices", "Equipment Terminal Services"},
+    {CapabilityVariables, "KeptVariables", "Variables Kept True"},
+}};
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {
@@ -84,6 +101,10 @@ public:
   virtual void OnVariableChanged(uint32_t /*vid*/) {}
   /// A message that is to go out: see GemSendStage. It comes here before the gate.
   virtual std::optional<bool> stop(const CHSecsMessage & /*message*/) { return std::nullopt; }
+  /// A message that went out before could not be sent after all. Communications have ended.
+  virtual void OnUndelivered(const CHSecsMessage &message) {
+    OnProblem(LinkProblem::SendFailed, message.header);
+  }
   /// Events and alarms are wanted though there is no partner to hear them.
   virtual bool wantsEvents() const { return false; }
 

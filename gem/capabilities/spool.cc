@@ -344,6 +344,14 @@ void CHGemSpool::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
   followCommunications();
 }
 
+// One of the spool is still there; another one is spooled now.
+void CHGemSpool::OnUndelivered(const CHSecsMessage &message) {
+  const bool isThere = isOutstanding(message.header);
+  followCommunications();
+  if (!isThere)
+    stop(message);
+}
+
 void CHGemSpool::addStatus(TreeNode &parent) const {
   static constexpr std::array kStates{"Inactive", "Active", "Full", "Transmitting"};
   TreeNode &branch = parent.add("Spool");

@@ -45,6 +45,7 @@ public:
   void OnDisable() override { followCommunications(); }
   void OnRejected(const CHSecsHeader &primary) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
+  void OnUndelivered(const CHSecsMessage &message) override;
   std::optional<bool> stop(const CHSecsMessage &message) override;
   bool wantsEvents() const override;
   void Reset() override;
