@@ -17,10 +17,7 @@ namespace velto {
 // Replies and values -----------------------------------------------------------------------------
 
 std::string GemReply::Value(const std::string &node) const {
-  CHSecsMessage shown;
-  shown.root = message.root.clone();
-  shown.node = node;
-  return shown.GetNodeValue(true);
+  return CHSecsMessage::NodeValue(message.root, node, true);
 }
 
 const GemValue *GemValues::find(std::string_view name) const {

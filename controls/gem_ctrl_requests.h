@@ -21,7 +21,8 @@ class GemSubscriptions;
 /// What became of a request.
 enum class GemOutcome {
   Answered,
-  NotSent,  ///< it is no primary, the states do not let it out, or the spool took it
+  NotSent,  ///< it is no primary, or the states do not let it out
+  Spooled,  ///< the spool took it: it goes out later, and its reply to nobody here
   Aborted,  ///< the partner aborted the transaction (SxF0)
   Refused,  ///< the partner complains of it (stream 9)
   Rejected, ///< the partner rejected it (Reject.req, SEMI E37 7.10)

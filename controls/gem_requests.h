@@ -53,12 +53,13 @@ private:
   struct Entry {
     uint64_t number;
     CHSecsHeader primary;
-    bool out = false;                   // it was sent; `primary` is its header as it went out
-    uint32_t since;                     // tick
-    uint32_t limit;                     // ms that the handler waits
-    uint32_t lifetime;                  // ms after which nothing comes any more
-    Handler handler;                    // empty: nobody waits any more
-    std::optional<std::string> problem; // it was not sent
+    bool out = false;                 // it was sent; `primary` is its header as it went out
+    uint32_t since;                   // tick
+    uint32_t limit;                   // ms that the handler waits
+    uint32_t lifetime;                // ms after which nothing comes any more
+    Handler handler;                  // empty: nobody waits any more
+    std::optional<GemOutcome> failed; // it is not on its way
+    std::string problem;              // why not, where the outcome does not tell
   };
   using Entries = std::list<Entry>;
 

@@ -1,5 +1,5 @@
 // Requests of a Gem control: a primary and its reply in one call.
-#include "controls/gem_pair.h"
+#include "controls/gem_capabilities.h"
 
 namespace velto {
 namespace {
@@ -232,6 +232,16 @@ TEST_F(GemRequestPair, TheControlMayGoInsideReceivedAndSent) {
     EXPECT_EQ(reply.outcome, event == "Sent S1F1W" ? GemOutcome::Gone : GemOutcome::Answered);
     EXPECT_EQ(link.host.control, nullptr);
   }
+}
+
+TEST_F(GemCapabilitiesTest, TheSpoolMayTakeARequest) {
+  establish();
+  ask("s2f43w{{<u1 6>{}}}");
+  host.control->SetPhysicalConnection(false);
+  settle();
+  const Passing time(*this, [] {});
+  EXPECT_EQ(equipment.control->Request("s6f11{<u4 1><u4 7>{}}").outcome, GemOutcome::Spooled);
+  EXPECT_EQ(equipment.control->SpoolCount(), 1);
 }
 
 TEST_F(GemRequestPair, PrimariesMayBeMessages) {
