@@ -194,6 +194,29 @@ TEST_F(GemRequestPair, InsideReceivedTheMessageThereStays) {
   }
 }
 
+// What the host answers there is not what the model is to handle.
+TEST_F(GemRequestPair, OtherMessagesMayComeInsideTheReply) {
+  host.answers = false;
+  control.SetT3(2);
+  equipment.control->SetT3(2);
+  host.onEvent = [this](const std::string &line) {
+    if (line == "Received S1F1W")
+      control.DefProc();
+    if (line != "Received S1F2")
+      return;
+    equipment.send("s1f1w");
+    settle(2);
+  };
+  std::string told;
+  control.Request("s1f1w", [&told](const GemReply &reply) { told = reply.Value("1"); });
+  settle(20);
+  net.clock.advance(5000);
+  settle();
+  EXPECT_EQ(told, "ETCH-1");
+  EXPECT_EQ(problems(), 0);
+  EXPECT_THAT(equipment.take(), Not(Contains(StartsWith("Problem"))));
+}
+
 TEST_F(GemRequestPair, HandlersMayDoAnything) {
   std::vector<std::string> told;
   const auto note = [&told](const GemReply &reply) {
