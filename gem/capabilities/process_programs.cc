@@ -205,7 +205,7 @@ uint8_t CHGemProcessPrograms::receive(const CHSecsItem &request) {
     return LengthError;
   std::string faults;
   const uint8_t answer = take(ppid, body, faults);
-  if (answer == Accepted && body.isList() && !faults.empty())
+  if (allows(answer) && body.isList() && !faults.empty())
     noteVerification(ppid, std::move(faults));
   return answer;
 }
@@ -217,10 +217,11 @@ uint8_t CHGemProcessPrograms::take(const std::string &ppid, const CHSecsItem &bo
   if (!hasRoom(ppid))
     return LengthError;
   Question question{Accepted, &body, {}};
-  if (const uint8_t refusal = ask(store().holds(ppid) ? Edited : Created, ppid, question))
-    return refusal;
+  const uint8_t answer = ask(store().holds(ppid) ? Edited : Created, ppid, question);
+  if (!allows(answer))
+    return answer;
   faults = std::move(question.faults);
-  return keep(ppid, body) ? Accepted : OtherError;
+  return keep(ppid, body) ? answer : uint8_t{OtherError};
 }
 
 // An empty list stands for what there is not, and for what is not given out.
@@ -238,6 +239,8 @@ CHSecsItem CHGemProcessPrograms::upload(const CHSecsItem &name, bool formatted) 
   return formatted ? std::move(*body) : listItem(name.clone(), std::move(*body));
 }
 
+// All of them, or none: what is not there, and what the application refuses, is known before the
+// first one goes.
 uint8_t CHGemProcessPrograms::deleteAll(const CHSecsItem &request) {
   std::set<std::string> programs;
   for (const CHSecsItem &name : request.children())
@@ -245,17 +248,19 @@ uint8_t CHGemProcessPrograms::deleteAll(const CHSecsItem &request) {
   for (const std::string &ppid : programs)
     if (!store().holds(ppid))
       return NotFound;
-  if (programs.empty()) {
-    if (const uint8_t refusal = ask(Deleted, ""))
-      return refusal;
-    const auto all = names();
-    programs.insert(all.begin(), all.end());
-  } else {
-    for (const std::string &ppid : programs)
-      if (const uint8_t refusal = ask(Deleted, ppid))
-        return refusal;
+  const bool all = programs.empty();
+  uint8_t answer = Accepted;
+  for (const std::string &ppid : all ? std::set<std::string>{""} : programs) {
+    const uint8_t one = ask(Deleted, ppid);
+    if (!allows(one))
+      return one;
+    answer = std::max(answer, one);
   }
-  return remove(programs) ? Accepted : OtherError;
+  if (all) {
+    const auto kept = names();
+    programs.insert(kept.begin(), kept.end());
+  }
+  return remove(programs) ? answer : uint8_t{OtherError};
 }
 
 // The result of a verification that may be made follows the reply, whether it found anything or
@@ -309,11 +314,11 @@ std::optional<uint32_t> CHGemProcessPrograms::NextTick() const {
 
 void CHGemProcessPrograms::report(const Change &change) {
   if (change.status == Selected) {
-    setVariable(RolePPExecName, change.ppid);
+    setName(RolePPExecName, change.ppid);
     events().InvokeRole(RoleProcessProgramSelected);
     return;
   }
-  setVariable(RolePPChangeName, change.ppid);
+  setName(RolePPChangeName, change.ppid);
   setVariable(RolePPChangeStatus, std::to_string(change.status));
   events().InvokeRole(RoleProcessProgramChanged);
 }
@@ -338,6 +343,18 @@ void CHGemProcessPrograms::setVariable(uint8_t role, std::string_view text) {
     variable->SetValue(text);
     owner().variableChanged(variable->vid);
   }
+}
+
+// A PPID may be bytes (SEMI E5). No text holds a byte 0, so that such a name is told as Binary.
+void CHGemProcessPrograms::setName(uint8_t role, const std::string &ppid) {
+  CHGemEventVid *variable = data().variables.FindByRole(role);
+  if (variable == nullptr || ppid.find('\0') == std::string::npos)
+    return setVariable(role, ppid);
+  std::string sml = "<b";
+  for (const char byte : ppid)
+    appendDecimal(sml.append(" "), uint64_t{static_cast<uint8_t>(byte)});
+  variable->setRawValue(sml + '>');
+  owner().variableChanged(variable->vid);
 }
 
 void CHGemProcessPrograms::forgetPartner() {

@@ -42,6 +42,11 @@ public:
     Later = 6,
     OtherError = 7,
   };
+  /// Whether an answer allows what is asked: Later does, as the standard's "will be performed", and
+  /// the event of the change tells the completion.
+  static bool allows(uint8_t acknowledge) {
+    return acknowledge == Accepted || acknowledge == Later;
+  }
   /// PPGNT (SEMI E5).
   enum Grant : uint8_t { Granted = 0, AlreadyHave = 1, NoSpace = 2, InvalidName = 3 };
 
@@ -80,6 +85,11 @@ public:
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   void OnConnectionReset() override { forgetPartner(); }
   void OnDisable() override { forgetPartner(); }
+  /// What is under way would never end.
+  void OnSwitchedOff() override {
+    granted_.reset();
+    transfer_.reset();
+  }
   /// Reports changes, and sends what follows a reply.
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
@@ -146,6 +156,7 @@ private:
   void report(const Change &change);
   void sendVerification(const Verification &done);
   void setVariable(uint8_t role, std::string_view text);
+  void setName(uint8_t role, const std::string &ppid);
 
   std::string folder_;
   int32_t most_ = 0; // process programs that are kept

@@ -31,6 +31,9 @@ constexpr uint32_t kAllMessages = std::numeric_limits<uint32_t>::max();
 
 int nameOf(const CHSecsHeader &header) { return header.stream() * 256 + header.function(); }
 
+// STRID or FCNID: one byte, but for a number that takes more, which comes back as it was given.
+CHSecsItem idItem(uint32_t id) { return numberItem(id, id > 0xFF ? format::kU4 : format::kU1); }
+
 } // namespace
 
 // State ------------------------------------------------------------------------------------------
@@ -72,19 +75,27 @@ void CHGemSpool::followCommunications() {
     return;
   if (left_) {
     interrupt();
-  } else if (lost && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState())) {
-    attach();
-    if (!file_.isActive())
-      begin();
+  } else if (!unanswered_.empty() ||
+             (lost && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState()))) {
+    beginWhereThereIsNone();
   }
+}
+
+void CHGemSpool::beginWhereThereIsNone() {
+  attach();
+  if (!file_.isActive())
+    begin();
 }
 
 void CHGemSpool::begin() {
   full_ = ended_ = failed_ = false;
   file_.begin(timeText());
+  keepUnanswered();
   setVariable(RoleSpoolStartTime, file_.startTime());
-  setVariable(RoleSpoolFullTime, "");
+  setVariable(RoleSpoolFullTime, file_.fullTime());
   tell();
+  if (failed_)
+    reportUnwritable();
   events().InvokeRole(RoleStartSpooling);
 }
 
@@ -107,6 +118,14 @@ void CHGemSpool::interrupt() {
   events().InvokeRole(RoleSpoolTransferFailure);
 }
 
+// A reply that comes while it is off is not seen: the message goes out again.
+void CHGemSpool::OnSwitchedOff() {
+  left_.reset();
+  outstanding_.reset();
+  refusedAt_.reset();
+  forgetUnanswered();
+}
+
 void CHGemSpool::Reset() {
   if (file_.isActive() && !file_.isAttached())
     file_.attach(); // the data file has got another name just now
@@ -116,6 +135,7 @@ void CHGemSpool::Reset() {
   left_.reset();
   outstanding_.reset();
   refusedAt_.reset();
+  forgetUnanswered();
   clearModified();
 }
 
@@ -168,31 +188,77 @@ std::optional<bool> CHGemSpool::stop(const CHSecsMessage &message) {
 
 bool CHGemSpool::keep(const CHSecsMessage &message) {
   Bytes bytes;
-  if (!message.Encode(bytes))
-    return drop();
-  const auto most = static_cast<size_t>(std::max(maxMessages_, 0));
-  const auto room = static_cast<uint64_t>(std::clamp(maxSize_, 0, kGreatestSize)) * 1024;
-  const size_t surplus = file_.surplus(bytes.size(), most, room);
-  if (surplus > 0 && !std::exchange(full_, true)) {
-    file_.noteFull(timeText());
+  const bool wasFull = full_;
+  const bool hadFailed = failed_;
+  const bool kept = message.Encode(bytes) && store(bytes, CHGemSpoolFile::Safe::FromPowerLoss);
+  if (full_ && !wasFull)
     setVariable(RoleSpoolFullTime, file_.fullTime());
-  }
-  if (surplus > file_.count() || (surplus > 0 && constant(RoleOverWriteSpool) == 0))
-    return drop();
-  full_ = surplus > 0;
-  const bool kept = file_.add(bytes, surplus);
-  const bool failed = !kept && !failed_;
-  failed_ = !kept;
   tell();
-  if (failed)
-    host().reportFailure("The spool of " + host().dataFile() + " cannot be written.");
+  if (failed_ && !hadFailed)
+    reportUnwritable();
   return kept;
 }
 
-bool CHGemSpool::drop() {
-  file_.noteDropped();
-  tell();
-  return false;
+// What there is no room for is counted all the same.
+bool CHGemSpool::store(ByteView message, CHGemSpoolFile::Safe safe) {
+  const size_t surplus = file_.surplus(message.size(), mostMessages(), room());
+  if (surplus > 0 && !std::exchange(full_, true))
+    file_.noteFull(timeText());
+  if (surplus > file_.count() || (surplus > 0 && constant(RoleOverWriteSpool) == 0)) {
+    file_.noteDropped();
+    return false;
+  }
+  full_ = surplus > 0;
+  failed_ = !file_.add(message, surplus, safe);
+  return !failed_;
+}
+
+void CHGemSpool::reportUnwritable() {
+  host().reportFailure("The spool of " + host().dataFile() + " cannot be written.");
+}
+
+// Messages that are not answered yet
+// ---------------------------------------------------------------
+
+void CHGemSpool::OnSent(const CHSecsMessage &message) {
+  Bytes bytes;
+  if (!choice_.holds(message.header) || owner().isHost() || !awaitsReply(message.header) ||
+      isOutstanding(message.header) || !message.Encode(bytes))
+    return;
+  unansweredSize_ += bytes.size();
+  unanswered_.push_back({message.header, std::move(bytes)});
+  while (!unanswered_.empty() && (unanswered_.size() > mostMessages() || unansweredSize_ > room()))
+    forget(unanswered_.begin());
+}
+
+void CHGemSpool::OnAnswered(const CHSecsMessage &answer) {
+  if (unanswered_.empty())
+    return;
+  forget(std::ranges::find_if(unanswered_, [&, mhead = readMhead(answer)](const Unanswered &sent) {
+    return answers(answer.header, mhead, sent.header);
+  }));
+}
+
+void CHGemSpool::forget(std::deque<Unanswered>::iterator sent) {
+  if (sent == unanswered_.end())
+    return;
+  unansweredSize_ -= sent->bytes.size();
+  unanswered_.erase(sent);
+}
+
+void CHGemSpool::forgetUnanswered() {
+  unanswered_.clear();
+  unansweredSize_ = 0;
+}
+
+// They are the first ones, and come to the disk together.
+void CHGemSpool::keepUnanswered() {
+  for (const Unanswered &sent : unanswered_)
+    if (choice_.holds(sent.header))
+      store(sent.bytes, CHGemSpoolFile::Safe::FromExit);
+  if (!unanswered_.empty())
+    file_.flush();
+  forgetUnanswered();
 }
 
 // Requests ---------------------------------------------------------------------------------------
@@ -202,10 +268,13 @@ bool CHGemSpool::OnReceive(CHSecsVerifier &slot) {
   if (owner().isHost() || slot.result != VerificationCorrect ||
       (name != kSetUp && name != kRequest))
     return false;
+  const CHSecsItem &body = slot.message.root;
   if (name == kSetUp)
     answerChoice(slot);
+  else if (body.isList() || body.count() != 1 || numberOf(body) > kPurgeSpool)
+    complainOfData(slot);
   else
-    rebuildReply(slot, numberItem(answerRequest(slot.message.root), format::kBinary));
+    rebuildReply(slot, numberItem(answerRequest(numberOf(body)), format::kBinary));
   return true;
 }
 
@@ -215,10 +284,10 @@ void CHGemSpool::answerChoice(CHSecsVerifier &slot) {
   CHSecsItem streams = listItem();
   for (const auto &[fault, functions] : faults) {
     CHSecsItem list = listItem();
-    for (const uint8_t function : functions)
-      list.appendChild(numberItem(function, format::kU1));
-    streams.appendChild(listItem(numberItem(fault.first, format::kU1),
-                                 numberItem(fault.second, format::kBinary), std::move(list)));
+    for (const uint32_t function : functions)
+      list.appendChild(idItem(function));
+    streams.appendChild(
+        listItem(idItem(fault.first), numberItem(fault.second, format::kBinary), std::move(list)));
   }
   const uint8_t answer = chosen ? kSpoolAccepted : kSpoolSetUpRefused;
   rebuildReply(slot, listItem(numberItem(answer, format::kBinary), std::move(streams)));
@@ -228,14 +297,13 @@ void CHGemSpool::answerChoice(CHSecsVerifier &slot) {
   setModified();
 }
 
-uint8_t CHGemSpool::answerRequest(const CHSecsItem &body) {
+uint8_t CHGemSpool::answerRequest(uint32_t rsdc) {
   attach();
   if (file_.count() == 0)
     return kNothingSpooled;
-  const bool isCode = !body.isList() && body.count() == 1 && numberOf(body) <= kPurgeSpool;
-  if (left_ || !isCode)
+  if (left_)
     return kSpoolBusy;
-  if (numberOf(body) == kTransmitSpool) {
+  if (rsdc == kTransmitSpool) {
     const uint32_t most = constant(RoleMaxSpoolTransmit);
     left_ = most == 0 ? kAllMessages : most;
   } else {
@@ -331,11 +399,17 @@ bool CHGemSpool::isOutstanding(const CHSecsHeader &primary) const {
 void CHGemSpool::OnConnectionReset() {
   if (left_)
     interrupt();
+  else if (!unanswered_.empty())
+    beginWhereThereIsNone();
 }
 
+// One that went past the spool is done with: the partner is there, and does not want it.
 void CHGemSpool::OnRejected(const CHSecsHeader &primary) {
   if (isOutstanding(primary))
     interrupt();
+  else
+    forget(std::ranges::find(unanswered_, primary.systemBytes,
+                             [](const Unanswered &sent) { return sent.header.systemBytes; }));
 }
 
 void CHGemSpool::OnProblem(LinkProblem problem, const CHSecsHeader &header) {

@@ -4,7 +4,9 @@
 #include "gem/capabilities/spool_choice.h"
 #include "gem/capabilities/spool_file.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 
@@ -13,6 +15,9 @@ namespace velto {
 /// Spooling (SEMI E30 4.11; E5 S2F43, S6F23). Once the host has named streams and functions, their
 /// primaries are kept while there are no communications, and after that until the host has taken
 /// or purged all of them, so that their order holds. What is kept outlives the process.
+///
+/// What went out shortly before communications were lost, and was not answered, is kept in front of
+/// them. It may have arrived all the same: the host then gets it again, with the same DATAID.
 class CHGemSpool final : public GemCapability {
 public:
   explicit CHGemSpool(const GemParts &parts) : GemCapability(parts), file_(parts.host) {}
@@ -41,8 +46,11 @@ public:
   /// Sends the next message, and reports what has begun or ended.
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
+  void OnSent(const CHSecsMessage &message) override;
+  void OnAnswered(const CHSecsMessage &answer) override;
   void OnConnectionReset() override;
   void OnDisable() override { followCommunications(); }
+  void OnSwitchedOff() override;
   void OnRejected(const CHSecsHeader &primary) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   std::optional<bool> stop(const CHSecsMessage &message) override;
@@ -58,23 +66,39 @@ private:
     bool isOut = false; // the header is that with which it went out
   };
 
+  // What went out past the spool and awaits its reply.
+  struct Unanswered {
+    CHSecsHeader header;
+    Bytes bytes;
+  };
+
   bool isCommunicating() const {
-    return owner().communicationState() == CommunicationState::Communicating;
+    return owner().communicationState() == CommunicationState::Communicating && host().hasPartner();
   }
   void attach();
   void followCommunications();
   void begin();
   void end();
   void interrupt();
+  void beginWhereThereIsNone();
   bool keep(const CHSecsMessage &message);
-  bool drop();
+  bool store(ByteView message, CHGemSpoolFile::Safe safe);
+  void reportUnwritable();
+  void keepUnanswered();
+  void forget(std::deque<Unanswered>::iterator sent);
+  void forgetUnanswered();
+  size_t mostMessages() const { return static_cast<size_t>(std::max(maxMessages_, 0)); }
+  // Bytes that they may take.
+  uint64_t room() const {
+    return static_cast<uint64_t>(std::clamp(maxSize_, 0, kGreatestSize)) * 1024;
+  }
   void tell();
   void setVariable(uint8_t role, const std::string &text);
   uint32_t constant(uint8_t role) const;
   std::string timeText();
 
   void answerChoice(CHSecsVerifier &slot);
-  uint8_t answerRequest(const CHSecsItem &body);
+  uint8_t answerRequest(uint32_t rsdc);
 
   bool isOutstanding(const CHSecsHeader &primary) const;
   bool isDone() const { return file_.isActive() && file_.count() == 0 && isCommunicating(); }
@@ -92,6 +116,8 @@ private:
   bool failed_ = false;           // the file could not be written, which was reported
   std::optional<uint32_t> left_;  // messages that are still to be transmitted; nothing: none
   std::optional<Outstanding> outstanding_;
+  std::deque<Unanswered> unanswered_;
+  size_t unansweredSize_ = 0;         // bytes
   bool passes_ = false;               // the next message is one of the spool
   uint32_t sendings_ = 0;             // counts them, to tell which one came back
   std::optional<uint32_t> refusedAt_; // tick at which the link could not take it

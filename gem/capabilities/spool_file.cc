@@ -174,12 +174,12 @@ size_t CHGemSpoolFile::surplus(size_t messageSize, size_t messages, uint64_t byt
   return messages == 0 || left + size > bytes ? dropped + 1 : dropped;
 }
 
-bool CHGemSpoolFile::add(ByteView message, size_t dropped) {
+bool CHGemSpoolFile::add(ByteView message, size_t dropped, Safe safe) {
   Message added{next_, recordOf(SpoolMessage, next_, textOf(message))};
   std::string records;
   if (dropped > 0)
     records = recordOf(SpoolGone, messages_[dropped - 1].number);
-  if (!write(records + added.record, Safe::FromPowerLoss))
+  if (!write(records + added.record, safe))
     return false;
   for (; dropped > 0; --dropped)
     removeOldest();

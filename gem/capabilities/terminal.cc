@@ -45,8 +45,13 @@ bool CHGemTerminal::SendText(uint8_t tid, std::string_view text) {
   return owner().Send(message);
 }
 
+// The text stays unread where the event cannot go out, so that it may be tried again.
 bool CHGemTerminal::Recognize() {
-  return std::exchange(unread_, false) && events().InvokeRole(RoleOperatorRecognizedMessage);
+  if (!std::exchange(unread_, false))
+    return false;
+  const bool sent = events().InvokeRole(RoleOperatorRecognizedMessage);
+  unread_ = unread_ || !sent;
+  return sent;
 }
 
 // A text of several lines that the terminal cannot show is acknowledged as not displayed; S10F7

@@ -141,6 +141,7 @@ private:
   // LogicalConnectionOwner
   bool transmit(CHSecsMessage &message) override;
   bool transmit(CHSecsMessage &&message) override;
+  bool hasPartner() const override { return physical_.HasPartner(); }
   void reportReplyTimeout(const CHSecsHeader &primary) override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;

@@ -26,6 +26,8 @@ public:
   virtual bool transmit(CHSecsMessage &message) = 0;
   /// The same for a message that is not needed afterwards: its body may be taken over.
   virtual bool transmit(CHSecsMessage &&message) { return transmit(message); }
+  /// Whether there is a partner to send to; the states follow on the next tick when it has gone.
+  virtual bool hasPartner() const { return true; }
   /// The reply to a primary did not come within T3.
   virtual void reportReplyTimeout(const CHSecsHeader &primary) = 0;
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;
