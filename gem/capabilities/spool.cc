@@ -67,21 +67,21 @@ void CHGemSpool::attach() {
     host().reportFailure("A part of the spool " + path + " could not be read.");
 }
 
-// The loss of communications begins spooling, or ends a transmission.
 void CHGemSpool::followCommunications() {
   const bool communicating = isCommunicating();
   const bool lost = std::exchange(wasCommunicating_, communicating) && !communicating;
-  if (communicating)
-    return;
-  if (left_) {
-    interrupt();
-  } else if (!unanswered_.empty() ||
-             (lost && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState()))) {
-    beginWhereThereIsNone();
-  }
+  if (!communicating)
+    loseCommunications(lost);
 }
 
-void CHGemSpool::beginWhereThereIsNone() {
+// The loss of communications begins spooling, or ends a transmission.
+void CHGemSpool::loseCommunications(bool lost) {
+  const bool keeps =
+      lost && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState());
+  if (left_)
+    return interrupt();
+  if (!keeps && unanswered_.empty())
+    return;
   attach();
   if (!file_.isActive())
     begin();
@@ -395,12 +395,9 @@ bool CHGemSpool::isOutstanding(const CHSecsHeader &primary) const {
          (!outstanding_->isOut || outstanding_->header.systemBytes == primary.systemBytes);
 }
 
-// Another link: no reply will come any more.
+// Another link: no reply will come any more, even if nobody noticed how the one before ended.
 void CHGemSpool::OnConnectionReset() {
-  if (left_)
-    interrupt();
-  else if (!unanswered_.empty())
-    beginWhereThereIsNone();
+  loseCommunications(std::exchange(wasCommunicating_, false));
 }
 
 // One that went past the spool is done with: the partner is there, and does not want it.

@@ -77,10 +77,10 @@ private:
   }
   void attach();
   void followCommunications();
+  void loseCommunications(bool lost);
   void begin();
   void end();
   void interrupt();
-  void beginWhereThereIsNone();
   bool keep(const CHSecsMessage &message);
   bool store(ByteView message, CHGemSpoolFile::Safe safe);
   void reportUnwritable();
