@@ -2,7 +2,8 @@
 """A host that is nothing but a socket: it writes each frame by hand, and sees every acknowledge
 code of the GEM capabilities once.
 
-    velto equipment --data examples/etch_tool.model --port 5000 --script examples/raw_host.velto
+    velto equipment --data examples/etch_tool.model --keep tool.kel --port 5000 \\
+        --script examples/raw_host.velto
     python3 examples/raw_host.py 5000
 
 prints a line for each code, and ends with 1 when one does not come.

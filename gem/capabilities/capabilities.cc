@@ -75,8 +75,8 @@ void GemCapabilities::OnDisable() {
   each([](GemCapability &capability) { capability.OnDisable(); });
 }
 
-void GemCapabilities::OnSent(const CHSecsMessage &message) {
-  each([&message](GemCapability &capability) { capability.OnSent(message); });
+void GemCapabilities::OnSent(const CHSecsHeader &header, ByteView body) {
+  each([&](GemCapability &capability) { capability.OnSent(header, body); });
 }
 
 void GemCapabilities::OnAnswered(const CHSecsMessage &answer) {

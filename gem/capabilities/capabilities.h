@@ -43,7 +43,7 @@ public:
   std::optional<uint32_t> NextTick() const;
   void OnConnectionReset();
   void OnDisable();
-  void OnSent(const CHSecsMessage &message);
+  void OnSent(const CHSecsHeader &header, ByteView body);
   void OnAnswered(const CHSecsMessage &answer);
   void OnRejected(const CHSecsHeader &primary);
   void OnProblem(LinkProblem problem, const CHSecsHeader &header);

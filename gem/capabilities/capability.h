@@ -89,7 +89,7 @@ public:
   /// A message that is to go out: see GemSendStage. It comes here before the gate.
   virtual std::optional<bool> stop(const CHSecsMessage & /*message*/) { return std::nullopt; }
   /// A message went out, with its header as it did.
-  virtual void OnSent(const CHSecsMessage & /*message*/) {}
+  virtual void OnSent(const CHSecsHeader & /*header*/, ByteView /*body*/) {}
   /// A message has ended the transaction of a request that was sent.
   virtual void OnAnswered(const CHSecsMessage & /*answer*/) {}
   /// Events and alarms are wanted though there is no partner to hear them.

@@ -80,10 +80,12 @@ void CHGemSpool::loseCommunications(bool lost) {
       lost && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState());
   if (left_)
     return interrupt();
-  if (!keeps && unanswered_.empty())
+  if (!keeps && !unanswered_.waits())
     return;
   attach();
-  if (!file_.isActive())
+  if (file_.isActive())
+    keepUnanswered();
+  else
     begin();
 }
 
@@ -123,7 +125,7 @@ void CHGemSpool::OnSwitchedOff() {
   left_.reset();
   outstanding_.reset();
   refusedAt_.reset();
-  forgetUnanswered();
+  unanswered_.clear();
 }
 
 void CHGemSpool::Reset() {
@@ -135,7 +137,7 @@ void CHGemSpool::Reset() {
   left_.reset();
   outstanding_.reset();
   refusedAt_.reset();
-  forgetUnanswered();
+  unanswered_.clear();
   clearModified();
 }
 
@@ -217,48 +219,31 @@ void CHGemSpool::reportUnwritable() {
   host().reportFailure("The spool of " + host().dataFile() + " cannot be written.");
 }
 
-// Messages that are not answered yet
-// ---------------------------------------------------------------
+// Messages that are not answered yet -------------------------------------------------------------
 
-void CHGemSpool::OnSent(const CHSecsMessage &message) {
-  Bytes bytes;
-  if (!choice_.holds(message.header) || owner().isHost() || !awaitsReply(message.header) ||
-      isOutstanding(message.header) || !message.Encode(bytes))
-    return;
-  unansweredSize_ += bytes.size();
-  unanswered_.push_back({message.header, std::move(bytes)});
-  while (!unanswered_.empty() && (unanswered_.size() > mostMessages() || unansweredSize_ > room()))
-    forget(unanswered_.begin());
+void CHGemSpool::OnSent(const CHSecsHeader &header, ByteView body) {
+  if (choice_.holds(header) && !owner().isHost() && awaitsReply(header) && !isOutstanding(header))
+    unanswered_.add(header, body, mostMessages(), room());
 }
 
+// One that was spooled meanwhile has arrived nevertheless, unless it has just been sent again.
 void CHGemSpool::OnAnswered(const CHSecsMessage &answer) {
-  if (unanswered_.empty())
+  const auto sent = unanswered_.takeAnswered(answer);
+  if (!sent || !sent->spooledAs || (outstanding_ && outstanding_->number == *sent->spooledAs))
     return;
-  forget(std::ranges::find_if(unanswered_, [&, mhead = readMhead(answer)](const Unanswered &sent) {
-    return answers(answer.header, mhead, sent.header);
-  }));
-}
-
-void CHGemSpool::forget(std::deque<Unanswered>::iterator sent) {
-  if (sent == unanswered_.end())
-    return;
-  unansweredSize_ -= sent->bytes.size();
-  unanswered_.erase(sent);
-}
-
-void CHGemSpool::forgetUnanswered() {
-  unanswered_.clear();
-  unansweredSize_ = 0;
+  if (file_.remove(*sent->spooledAs))
+    tell();
 }
 
 // They are the first ones, and come to the disk together.
 void CHGemSpool::keepUnanswered() {
-  for (const Unanswered &sent : unanswered_)
-    if (choice_.holds(sent.header))
-      store(sent.bytes, CHGemSpoolFile::Safe::FromExit);
-  if (!unanswered_.empty())
-    file_.flush();
-  forgetUnanswered();
+  if (!unanswered_.waits())
+    return;
+  unanswered_.spoolEach([this](const CHSecsHeader &header, const Bytes &message) {
+    const bool stored = choice_.holds(header) && store(message, CHGemSpoolFile::Safe::FromExit);
+    return stored ? std::optional(file_.lastNumber()) : std::nullopt;
+  });
+  file_.flush();
 }
 
 // Requests ---------------------------------------------------------------------------------------
@@ -312,12 +297,7 @@ uint8_t CHGemSpool::answerRequest(uint32_t rsdc) {
   return kSpoolAccepted;
 }
 
-// Transmission -----------------------------------------------------------------------------------
-
-bool CHGemSpool::mayTransmit() const {
-  return left_ && !outstanding_ && file_.count() > 0 && isCommunicating() &&
-         isOnline(owner().controlState());
-}
+// What happens -----------------------------------------------------------------------------------
 
 void CHGemSpool::Tick() {
   attach();
@@ -340,79 +320,30 @@ std::optional<uint32_t> CHGemSpool::NextTick() const {
   return refusedAt_ ? timeLeft(owner().clock().ticks(), *refusedAt_, kLinkPause) : 0;
 }
 
-// The host application hears of the message before Send() returns, and the reply may come, or the
-// transmission be interrupted, meanwhile.
-void CHGemSpool::transmit() {
-  CHSecsMessage message = file_.firstMessage();
-  outstanding_ = Outstanding{file_.firstNumber(), message.header};
-  refusedAt_.reset();
-  const uint32_t sending = ++sendings_;
-  passes_ = true;
-  const bool sent = owner().Send(message);
-  passes_ = false;
-  if (!outstanding_ || sending != sendings_)
-    return;
-  if (!sent) {
-    outstanding_.reset();
-    refusedAt_ = owner().clock().ticks();
-    return;
-  }
-  outstanding_->header = message.header;
-  outstanding_->isOut = true;
-  acknowledgeAnswered();
-}
-
-// Communications may be established by a message and be lost before the next tick. The next message
-// of the spool goes out at once: what came was a reply, which asks for none itself.
-void CHGemSpool::OnReceived() {
-  wasCommunicating_ = wasCommunicating_ || isCommunicating();
-  if (acknowledgeAnswered() && mayTransmit())
-    transmit();
-}
-
-// Whatever answers a message, it has arrived. It may have made room for another one meanwhile.
-bool CHGemSpool::acknowledgeAnswered() {
-  if (!outstanding_ || !outstanding_->isOut || !isCommunicating() ||
-      (awaitsReply(outstanding_->header) &&
-       owner().awaitsAnswerTo(outstanding_->header.systemBytes)))
-    return false;
-  const uint32_t number = outstanding_->number;
-  outstanding_.reset();
-  full_ = false;
-  if (file_.count() > 0 && file_.firstNumber() == number)
-    file_.removeFirst();
-  if (left_ && --*left_ == 0)
-    left_.reset();
-  if (file_.count() == 0)
-    end();
-  else
-    tell();
-  return true;
-}
-
-bool CHGemSpool::isOutstanding(const CHSecsHeader &primary) const {
-  return outstanding_ && nameOf(outstanding_->header) == nameOf(primary) &&
-         (!outstanding_->isOut || outstanding_->header.systemBytes == primary.systemBytes);
-}
-
 // Another link: no reply will come any more, even if nobody noticed how the one before ended.
 void CHGemSpool::OnConnectionReset() {
   loseCommunications(std::exchange(wasCommunicating_, false));
+  unanswered_.clear();
+}
+
+void CHGemSpool::OnDisable() {
+  followCommunications();
+  unanswered_.clear();
 }
 
 // One that went past the spool is done with: the partner is there, and does not want it.
 void CHGemSpool::OnRejected(const CHSecsHeader &primary) {
   if (isOutstanding(primary))
     interrupt();
-  else
-    forget(std::ranges::find(unanswered_, primary.systemBytes,
-                             [](const Unanswered &sent) { return sent.header.systemBytes; }));
+  unanswered_.remove(primary.systemBytes);
 }
 
 void CHGemSpool::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
   if (problem == LinkProblem::T3 && isOutstanding(header))
     interrupt();
   followCommunications();
+  if (problem == LinkProblem::T3)
+    unanswered_.remove(header.systemBytes);
 }
 
 void CHGemSpool::addStatus(TreeNode &parent) const {

@@ -3,10 +3,10 @@
 #include "gem/capabilities/capability.h"
 #include "gem/capabilities/spool_choice.h"
 #include "gem/capabilities/spool_file.h"
+#include "gem/capabilities/unanswered_messages.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 
@@ -17,7 +17,8 @@ namespace velto {
 /// or purged all of them, so that their order holds. What is kept outlives the process.
 ///
 /// What went out shortly before communications were lost, and was not answered, is kept in front of
-/// them. It may have arrived all the same: the host then gets it again, with the same DATAID.
+/// them. It may have arrived all the same: the host then gets it again, with the same DATAID,
+/// unless its reply comes late.
 class CHGemSpool final : public GemCapability {
 public:
   explicit CHGemSpool(const GemParts &parts) : GemCapability(parts), file_(parts.host) {}
@@ -46,10 +47,10 @@ public:
   /// Sends the next message, and reports what has begun or ended.
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
-  void OnSent(const CHSecsMessage &message) override;
+  void OnSent(const CHSecsHeader &header, ByteView body) override;
   void OnAnswered(const CHSecsMessage &answer) override;
   void OnConnectionReset() override;
-  void OnDisable() override { followCommunications(); }
+  void OnDisable() override;
   void OnSwitchedOff() override;
   void OnRejected(const CHSecsHeader &primary) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
@@ -66,12 +67,6 @@ private:
     bool isOut = false; // the header is that with which it went out
   };
 
-  // What went out past the spool and awaits its reply.
-  struct Unanswered {
-    CHSecsHeader header;
-    Bytes bytes;
-  };
-
   bool isCommunicating() const {
     return owner().communicationState() == CommunicationState::Communicating && host().hasPartner();
   }
@@ -85,8 +80,6 @@ private:
   bool store(ByteView message, CHGemSpoolFile::Safe safe);
   void reportUnwritable();
   void keepUnanswered();
-  void forget(std::deque<Unanswered>::iterator sent);
-  void forgetUnanswered();
   size_t mostMessages() const { return static_cast<size_t>(std::max(maxMessages_, 0)); }
   // Bytes that they may take.
   uint64_t room() const {
@@ -116,8 +109,7 @@ private:
   bool failed_ = false;           // the file could not be written, which was reported
   std::optional<uint32_t> left_;  // messages that are still to be transmitted; nothing: none
   std::optional<Outstanding> outstanding_;
-  std::deque<Unanswered> unanswered_;
-  size_t unansweredSize_ = 0;         // bytes
+  CHGemUnansweredMessages unanswered_;
   bool passes_ = false;               // the next message is one of the spool
   uint32_t sendings_ = 0;             // counts them, to tell which one came back
   std::optional<uint32_t> refusedAt_; // tick at which the link could not take it

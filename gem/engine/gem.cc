@@ -112,9 +112,9 @@ bool CHGem::Send(CHSecsMessage &&message) {
   return owner()->transmit(std::move(message));
 }
 
-void CHGem::OnSent(const CHSecsMessage &message) {
-  CHLogicalConnection::OnSent(message);
-  capabilities_->OnSent(message);
+void CHGem::OnSent(const CHSecsHeader &header, ByteView body) {
+  CHLogicalConnection::OnSent(header, body);
+  capabilities_->OnSent(header, body);
 }
 
 bool CHGem::invokes() const {

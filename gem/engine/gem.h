@@ -55,7 +55,7 @@ public:
   bool Send(CHSecsMessage &message) override;
   bool Send(CHSecsMessage &&message) override;
   bool OnReceive(CHSecsVerifier &slot) override;
-  void OnSent(const CHSecsMessage &message) override;
+  void OnSent(const CHSecsHeader &header, ByteView body) override;
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
   void OnLinkReady() override;

@@ -214,6 +214,36 @@ TEST_F(GemSpoolTest, KeepsWhatWasNotAnswered) {
   EXPECT_EQ(eq.SpoolCount(), 1);
 }
 
+// The host hung until T3 of an event had run out, and answers the next one then.
+TEST_F(GemSpoolTest, ALateReplyTakesItsMessageOut) {
+  setUp();
+  host.answers = false;
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  settle(2);
+  net.clock.advance(30'000);
+  EXPECT_TRUE(eq.InvokeEvent(8));
+  settle(2);
+  const auto systemBytes = host.model().slot(CHGem::kReceived).message.header.systemBytes;
+  net.clock.advance(16'000);
+  settle(2);
+  EXPECT_EQ(eq.SpoolCount(), 3);
+  host.control->SetWorkSpace(CHGem::kWork);
+  host.control->SetSML("s6f12<b 0>");
+  host.control->SetSystemBytes(static_cast<int32_t>(systemBytes));
+  EXPECT_TRUE(host.control->Send());
+  settle(2);
+  EXPECT_EQ(eq.SpoolCount(), 2);
+  EXPECT_EQ(valueOf(RoleSpoolCountActual), "2");
+  lose();
+  ASSERT_TRUE(eq.LoadData());
+  settle();
+  EXPECT_EQ(eq.SpoolCount(), 2) << "which the file knows";
+  host.answers = true;
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{7, 17, 18}));
+}
+
 TEST_F(GemSpoolTest, SwitchingItOffLosesNothing) {
   setUp();
   lose();
