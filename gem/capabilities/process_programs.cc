@@ -51,12 +51,12 @@ void CHGemProcessPrograms::addSettings(SettingList &settings) {
   settings.rareInteger("MaxRecipes", most_, kMostPrograms);
 }
 
-CHGemRecipeStore CHGemProcessPrograms::store() const {
+CHGemRecipeStore CHGemProcessPrograms::recipeStore() const {
   return {host().files(), folder_.empty() ? host().dataFile() + ".recipes" : folder_};
 }
 
 bool CHGemProcessPrograms::hasRoom(std::string_view ppid) const {
-  const CHGemRecipeStore recipes = store();
+  const CHGemRecipeStore recipes = recipeStore();
   return recipes.holds(ppid) || std::cmp_less(recipes.names().size(), most_);
 }
 
@@ -64,7 +64,7 @@ bool CHGemProcessPrograms::hasRoom(std::string_view ppid) const {
 
 std::string CHGemProcessPrograms::body(std::string_view ppid) const {
   if (offered_ == nullptr || offeredName_ != ppid) {
-    const auto kept = store().find(ppid);
+    const auto kept = recipeStore().find(ppid);
     return kept ? stream7::smlOf(*kept) : "";
   }
   return stream7::smlOf(*offered_);
@@ -84,7 +84,7 @@ bool CHGemProcessPrograms::setBody(const std::string &ppid, const std::string &s
 }
 
 bool CHGemProcessPrograms::remove(const std::set<std::string> &programs) {
-  const CHGemRecipeStore recipes = store();
+  const CHGemRecipeStore recipes = recipeStore();
   bool done = true;
   for (const std::string &ppid : programs) {
     if (recipes.remove(ppid))
@@ -97,14 +97,14 @@ bool CHGemProcessPrograms::remove(const std::set<std::string> &programs) {
 }
 
 bool CHGemProcessPrograms::Select(const std::string &ppid) {
-  if (!store().holds(ppid) || ask(Selected, ppid) != Accepted)
+  if (!recipeStore().holds(ppid) || ask(Selected, ppid) != Accepted)
     return false;
   noteChange(Selected, ppid);
   return true;
 }
 
 bool CHGemProcessPrograms::keep(const std::string &ppid, const CHSecsItem &body) {
-  const CHGemRecipeStore recipes = store();
+  const CHGemRecipeStore recipes = recipeStore();
   const bool known = recipes.holds(ppid);
   if (recipes.put(ppid, body)) {
     noteChange(known ? Edited : Created, ppid);
@@ -192,7 +192,7 @@ uint8_t CHGemProcessPrograms::inquire(const CHSecsItem &request) {
   if (const uint8_t refusal = ask(Inquired, ppid))
     return refusal;
   granted_ = Permission{ppid, length};
-  return store().holds(ppid) ? AlreadyHave : Granted;
+  return recipeStore().holds(ppid) ? AlreadyHave : Granted;
 }
 
 // A PPBODY that is longer than what was granted is a length error; LENGTH 0 tells nothing.
@@ -217,7 +217,7 @@ uint8_t CHGemProcessPrograms::take(const std::string &ppid, const CHSecsItem &bo
   if (!hasRoom(ppid))
     return LengthError;
   Question question{Accepted, &body, {}};
-  const uint8_t answer = ask(store().holds(ppid) ? Edited : Created, ppid, question);
+  const uint8_t answer = ask(recipeStore().holds(ppid) ? Edited : Created, ppid, question);
   if (!allows(answer))
     return answer;
   faults = std::move(question.faults);
@@ -228,12 +228,12 @@ uint8_t CHGemProcessPrograms::take(const std::string &ppid, const CHSecsItem &bo
 CHSecsItem CHGemProcessPrograms::upload(const CHSecsItem &name, bool formatted) {
   const std::string ppid = stream7::programName(name);
   const auto isThere = [&] {
-    const auto kept = store().find(ppid);
+    const auto kept = recipeStore().find(ppid);
     return kept && kept->isList() == formatted;
   };
   if (!isThere() || ask(Requested, ppid) != Accepted)
     return listItem();
-  auto body = store().find(ppid);
+  auto body = recipeStore().find(ppid);
   if (!body || body->isList() != formatted)
     return listItem();
   return formatted ? std::move(*body) : listItem(name.clone(), std::move(*body));
@@ -246,7 +246,7 @@ uint8_t CHGemProcessPrograms::deleteAll(const CHSecsItem &request) {
   for (const CHSecsItem &name : request.children())
     programs.insert(stream7::programName(name));
   for (const std::string &ppid : programs)
-    if (!store().holds(ppid))
+    if (!recipeStore().holds(ppid))
       return NotFound;
   const bool all = programs.empty();
   uint8_t answer = Accepted;
@@ -267,7 +267,7 @@ uint8_t CHGemProcessPrograms::deleteAll(const CHSecsItem &request) {
 // not.
 uint8_t CHGemProcessPrograms::verify(const CHSecsItem &request) {
   const std::string ppid = stream7::programName(childOf(request, 1));
-  const auto kept = store().find(ppid);
+  const auto kept = recipeStore().find(ppid);
   if (!kept)
     return NotFound;
   std::string faults = identityFaults(request);

@@ -61,7 +61,7 @@ public:
   const std::string &folder() const { return folder_; }
   void setFolder(std::string folder) { folder_ = std::move(folder); }
 
-  std::vector<std::string> names() const { return store().names(); }
+  std::vector<std::string> names() const { return recipeStore().names(); }
   /// The body as SML: that which the application is told of, or the one that is kept. Empty when
   /// there is none.
   std::string body(std::string_view ppid) const;
@@ -117,7 +117,7 @@ private:
     uint64_t length;
   };
 
-  CHGemRecipeStore store() const;
+  CHGemRecipeStore recipeStore() const;
   bool hasRoom(std::string_view ppid) const;
 
   uint8_t inquire(const CHSecsItem &request);

@@ -192,7 +192,11 @@ bool CHGemSpool::keep(const CHSecsMessage &message) {
   Bytes bytes;
   const bool wasFull = full_;
   const bool hadFailed = failed_;
-  const bool kept = message.Encode(bytes) && store(bytes, CHGemSpoolFile::Safe::FromPowerLoss);
+  bool kept = false;
+  if (message.Encode(bytes))
+    kept = put(bytes, CHGemSpoolFile::Safe::FromPowerLoss);
+  else
+    file_.noteDropped();
   if (full_ && !wasFull)
     setVariable(RoleSpoolFullTime, file_.fullTime());
   tell();
@@ -202,7 +206,7 @@ bool CHGemSpool::keep(const CHSecsMessage &message) {
 }
 
 // What there is no room for is counted all the same.
-bool CHGemSpool::store(ByteView message, CHGemSpoolFile::Safe safe) {
+bool CHGemSpool::put(ByteView message, CHGemSpoolFile::Safe safe) {
   const size_t surplus = file_.surplus(message.size(), mostMessages(), room());
   if (surplus > 0 && !std::exchange(full_, true))
     file_.noteFull(timeText());
@@ -240,7 +244,7 @@ void CHGemSpool::keepUnanswered() {
   if (!unanswered_.waits())
     return;
   unanswered_.spoolEach([this](const CHSecsHeader &header, const Bytes &message) {
-    const bool stored = choice_.holds(header) && store(message, CHGemSpoolFile::Safe::FromExit);
+    const bool stored = choice_.holds(header) && put(message, CHGemSpoolFile::Safe::FromExit);
     return stored ? std::optional(file_.lastNumber()) : std::nullopt;
   });
   file_.flush();

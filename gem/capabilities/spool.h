@@ -77,7 +77,7 @@ private:
   void end();
   void interrupt();
   bool keep(const CHSecsMessage &message);
-  bool store(ByteView message, CHGemSpoolFile::Safe safe);
+  bool put(ByteView message, CHGemSpoolFile::Safe safe);
   void reportUnwritable();
   void keepUnanswered();
   size_t mostMessages() const { return static_cast<size_t>(std::max(maxMessages_, 0)); }

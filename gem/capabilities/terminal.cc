@@ -13,7 +13,6 @@ namespace {
 constexpr uint8_t kStream = 10;
 constexpr uint8_t kSingle = 3;
 constexpr uint8_t kMultiBlock = 5;
-constexpr uint8_t kMultiBlockNotAllowed = 7;
 constexpr uint8_t kBroadcast = 9;
 constexpr uint8_t kNotDisplayed = 1; // ACKC10
 constexpr size_t kMostRefused = 1000;
