@@ -64,6 +64,9 @@ public:
   bool SaveIniFile();
   /// Loads the model; the communication state follows its initial state when the link is selected.
   bool LoadData(const std::string &fileName);
+  /// The same of the model alone, and of one that is not in a file.
+  bool LoadModel(const std::string &fileName);
+  bool SetModel(GemData model);
 
   void OpenConnection() { physical_.RequestOpen(); }
   void CloseConnection();
@@ -95,6 +98,8 @@ public:
   /// Sends S6F11 or S5F1; false without a model, and unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
+  /// Tells the host of a failure of its own doing, and the log.
+  void reportFailure(const std::string &reason) override { reportFailure(0, reason); }
   /// Does something with the model that may report, while it is kept alive; false without a model.
   template <typename Work> bool during(Work work) {
     const Hold held(*this);
@@ -147,7 +152,6 @@ private:
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
   void reportSaveFailure(int systemError) override;
-  void reportFailure(const std::string &reason) override { reportFailure(0, reason); }
   Clock &clock() const override { return loop_.clock(); }
   FileSystem &files() const override { return files_; }
 
@@ -156,6 +160,7 @@ private:
     dispatch_.showMessage();
     return sink_;
   }
+  template <typename Load> bool loading(Load load);
   LogSettings logSettings() const;
   LinkLog record() const;
   bool logsMessages() const { return logEnabled && logCommunication; }

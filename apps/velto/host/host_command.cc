@@ -4,7 +4,7 @@
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/host/host_prompt.h"
-#include "apps/velto/model_text/model_file.h"
+#include "gem/model_text/model_file.h"
 #include "platform/tcp_socket.h"
 
 #include <algorithm>
@@ -191,7 +191,7 @@ int runHostCommand(const CommandArguments &arguments) {
   if (resolveHost(settings.address).empty())
     return fail("there is no host " + settings.address);
   std::string problem;
-  if (!names.empty() && !(options.names = readModel(names, problem)))
+  if (!names.empty() && !(options.names = readModel(systemFiles(), names, problem)))
     return fail(problem);
   return HostTool(options).run();
 }
