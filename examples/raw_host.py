@@ -12,6 +12,7 @@ prints a line for each code, and ends with 1 when one does not come.
 import socket
 import struct
 import sys
+import time
 
 # Items (SEMI E5 9): a format code, the length in bytes or of a list in items, the data.
 LIST, BINARY, BOOLEAN, ASCII, F4, U1, U2, U4 = 0o00, 0o10, 0o11, 0o20, 0o44, 0o51, 0o52, 0o54
@@ -69,10 +70,19 @@ class Link:
         self.system = 0
         self.answers = True  # what the equipment sends is answered
         self.waiting = []    # primaries that nobody has asked for yet
-        self.frame(0xFFFF, 0, 0, 1)  # Select.req
-        while self.receive()[3] != 2:
-            pass
+        self.select()
         self.ask(1, 13, L())
+
+    def select(self):
+        """Select.req until it is accepted: the link before may not have ended yet."""
+        while True:
+            self.frame(0xFFFF, 0, 0, 1)
+            answer = self.receive()
+            while answer[3] != 2:
+                answer = self.receive()
+            if answer[1] == 0:
+                return
+            time.sleep(0.1)
 
     def frame(self, session, byte2, byte3, stype, system=None, body=b""):
         if system is None:
