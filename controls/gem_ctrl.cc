@@ -126,7 +126,7 @@ void CVeltoGemCtrl::Reports::OnSent() {
 
 CVeltoGemCtrl::CVeltoGemCtrl(const ControlSite &site)
     : Control(site), reports_(std::make_unique<Reports>(*this)),
-      engine_(makeHandle<CHGemEngine>(site.loop, site.files)) {
+      engine_(makeHandle<CHGemEngine>(site.loop, site.files, site.ports)) {
   static_assert(kSlots == CHGem::kSlots);
   engine_->SetIniFileName("./Velto.ini");
   engine_->gem()->SetDataFileName(dataFileName_);

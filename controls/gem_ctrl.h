@@ -22,15 +22,16 @@ class CHGemEventVid;
 struct GemLimits;
 struct KeepAlive;
 struct Problem;
+struct SecsILine;
 
 /// The numbers that a variable is set to: any but truth values and characters.
 template <typename T>
 concept VariableNumber = std::same_as<T, float> || std::same_as<T, double> ||
     (std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char>);
 
-/// `VeltoGem`: a GEM equipment, or a GEM host, on an HSMS link (SEMI E30, E5, E37). Holds the
-/// equipment model and one message at a time, the current message, through which the host reads
-/// what arrived and composes what it sends.
+/// `VeltoGem`: a GEM equipment, or a GEM host (SEMI E30, E5), on an HSMS link (E37) or over SECS-I
+/// (E4). Holds the equipment model and one message at a time, the current message, through which
+/// the host reads what arrived and composes what it sends.
 ///
 /// Nothing is answered by itself: in Received the host calls DefProc(), or sends a reply of its
 /// own.
@@ -56,9 +57,35 @@ public:
   /// The link is open or an open is requested.
   bool PhysicalConnection() const;
   void SetPhysicalConnection(bool open);
-  /// Always 0; SECS-I times are accepted and ignored.
-  int32_t UnusedTime() const { return 0; }
-  void SetUnusedTime(int32_t seconds);
+  /// How messages travel: 0 HSMS, 1 SECS-I on a serial port, 2 SECS-I over TCP (LinkProtocol).
+  /// Other numbers are ignored.
+  int16_t Transport() const;
+  void SetTransport(int16_t transport);
+  /// Of SECS-I: a device ("/dev/ttyUSB0"), or "com1" and so on.
+  std::string SerialPort() const;
+  void SetSerialPort(const std::string &port);
+  int32_t BaudRate() const;
+  void SetBaudRate(int32_t rate);
+  // Its times in ms, which count at once: T1 below 1 becomes 500, T2 10000, T4 below 0 45000.
+  int32_t SecsIT1() const;
+  void SetSecsIT1(int32_t ms);
+  int32_t SecsIT2() const;
+  void SetSecsIT2(int32_t ms);
+  int32_t SecsIT4() const;
+  void SetSecsIT4(int32_t ms);
+  /// Further attempts for a block; negative becomes 3.
+  int16_t SecsIRetry() const;
+  void SetSecsIRetry(int16_t count);
+  /// Who wins contention: -1 the equipment, 0 the other side, 1 this side. Others are ignored.
+  int16_t SecsIMaster() const;
+  void SetSecsIMaster(int16_t master);
+  // The same times in seconds; with HSMS 0, and what is set is ignored.
+  int32_t T1() const;
+  void SetT1(int32_t seconds);
+  int32_t T2() const;
+  void SetT2(int32_t seconds);
+  int32_t T4() const;
+  void SetT4(int32_t seconds);
   // Times in seconds, 0 to 2,147,483.
   int32_t T3() const;
   void SetT3(int32_t seconds);
@@ -324,6 +351,10 @@ private:
   CHGemEngine &gemEngine() const override { return *engine_; }
   void capabilitySet() override { setModified(); }
   void setTime(int32_t &milliseconds, int32_t seconds);
+  const SecsILine &line() const;
+  bool usesLine() const { return Transport() != 0; }
+  void setLine(int32_t SecsILine::*part, int32_t value, int32_t least);
+  void setLineTime(int32_t SecsILine::*part, int32_t seconds, int32_t least);
   const KeepAlive &keepAlive() const;
   void setKeepAlive(int32_t KeepAlive::*part, int32_t value);
 

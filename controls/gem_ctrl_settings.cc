@@ -68,8 +68,6 @@ void CVeltoGemCtrl::SetPhysicalConnection(bool open) {
   setModified();
 }
 
-void CVeltoGemCtrl::SetUnusedTime(int32_t) { setModified(); }
-
 void CVeltoGemCtrl::setKeepAlive(int32_t KeepAlive::*part, int32_t value) {
   engine_->physical().settings().keepAlive.*part = std::max(value, 0);
   setModified();

@@ -14,7 +14,7 @@ const MemberTable &CVeltoGemCtrl::table() {
   constexpr auto kSetReport = static_cast<bool (C::*)(int32_t, Text)>(&C::SetReportVIDs);
   static const MemberTable table =
       SharedMembers<C>("VeltoGem", "CVeltoGemCtrl",
-                       "A GEM equipment, or a GEM host, on an HSMS link.")
+                       "A GEM equipment, or a GEM host, on an HSMS link or over SECS-I.")
           .readOnly<&C::ALIDCount>(1, "ALIDCount", "Number of alarms.")
           .readOnly<&C::CEIDCount>(2, "CEIDCount", "Number of collection events.")
           .property<&C::ControlState, &C::SetControlState>(
@@ -79,14 +79,16 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::Stream, &C::SetStream>(35, "Stream", "Stream of the current message.")
           .property<&C::SystemBytes, &C::SetSystemBytes>(36, "SystemBytes",
                                                          "System bytes of the current message.")
-          .property<&C::UnusedTime, &C::SetUnusedTime>(37, "T1", "Accepted and ignored; reads 0.",
-                                                       0)
-          .property<&C::UnusedTime, &C::SetUnusedTime>(38, "T2", "Accepted and ignored; reads 0.",
-                                                       0)
+          .property<&C::T1, &C::SetT1>(
+              37, "T1",
+              "Inter-character time-out of SECS-I in s; with HSMS it is ignored and reads 0.", 0)
+          .property<&C::T2, &C::SetT2>(
+              38, "T2", "Protocol time-out of SECS-I in s; with HSMS it is ignored and reads 0.", 0)
           .property<&C::T3, &C::SetT3>(
               39, "T3", "Reply time-out in s. A reply is seen when DefProc() handles it.", 45)
-          .property<&C::UnusedTime, &C::SetUnusedTime>(40, "T4", "Accepted and ignored; reads 0.",
-                                                       0)
+          .property<&C::T4, &C::SetT4>(
+              40, "T4", "Inter-block time-out of SECS-I in s; with HSMS it is ignored and reads 0.",
+              0)
           .property<&C::T5, &C::SetT5>(41, "T5", "Connect separation time-out in s.", 10)
           .property<&C::T6, &C::SetT6>(42, "T6", "Control transaction time-out in s.", 5)
           .property<&C::T7, &C::SetT7>(43, "T7", "Not-selected time-out in s.", 10)
@@ -200,6 +202,26 @@ const MemberTable &CVeltoGemCtrl::table() {
                                                 "The alarm is set; setting reports nothing.")
           .indexed<&C::CEIDEnable, &C::SetCEIDEnable>(84, "CEIDEnable", {"lCEID"},
                                                       "An event is reported.")
+          .property<&C::Transport, &C::SetTransport>(
+              250, "Transport",
+              "How messages travel: 0 HSMS, 1 SECS-I on a serial port, 2 SECS-I over TCP.", 0)
+          .property<&C::SerialPort, &C::SetSerialPort>(
+              251, "SerialPort", "Of SECS-I: a device, or com1 and so on.", "com1")
+          .property<&C::BaudRate, &C::SetBaudRate>(
+              252, "BaudRate", "Of SECS-I: bits per second; below 1 becomes 9600.", 9600)
+          .property<&C::SecsIT1, &C::SetSecsIT1>(
+              253, "SecsIT1", "Inter-character time-out of SECS-I in ms; below 1 becomes 500.", 500)
+          .property<&C::SecsIT2, &C::SetSecsIT2>(
+              254, "SecsIT2", "Protocol time-out of SECS-I in ms; below 1 becomes 10000.", 10'000)
+          .property<&C::SecsIT4, &C::SetSecsIT4>(
+              255, "SecsIT4", "Inter-block time-out of SECS-I in ms; below 0 becomes 45000.",
+              45'000)
+          .property<&C::SecsIRetry, &C::SetSecsIRetry>(
+              256, "SecsIRetry", "Further attempts for a block of SECS-I; below 0 becomes 3.", 3)
+          .property<&C::SecsIMaster, &C::SetSecsIMaster>(
+              257, "SecsIMaster",
+              "Who wins contention on the line: -1 the equipment, 0 the other side, 1 this side.",
+              -1)
           .statistics()
           .method<&C::DefProc>(
               51, "DefProc", {},

@@ -91,6 +91,10 @@ void GemCapabilities::OnProblem(LinkProblem problem, const CHSecsHeader &header)
   each([&](GemCapability &capability) { capability.OnProblem(problem, header); });
 }
 
+void GemCapabilities::OnUndelivered(const CHSecsMessage &message) {
+  each([&message](GemCapability &capability) { capability.OnUndelivered(message); });
+}
+
 void GemCapabilities::OnVariableChanged(uint32_t vid) {
   each([vid](GemCapability &capability) { capability.OnVariableChanged(vid); });
 }

@@ -47,6 +47,7 @@ public:
   void OnAnswered(const CHSecsMessage &answer);
   void OnRejected(const CHSecsHeader &primary);
   void OnProblem(LinkProblem problem, const CHSecsHeader &header);
+  void OnUndelivered(const CHSecsMessage &message);
   void OnVariableChanged(uint32_t vid);
   void OnVariableRemoved(uint32_t vid);
   void beforeReading(const CHGemEventCeid *event);

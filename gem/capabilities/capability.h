@@ -109,6 +109,10 @@ public:
   virtual void OnSent(const CHSecsHeader & /*header*/, ByteView /*body*/) {}
   /// A message has ended the transaction of a request that was sent.
   virtual void OnAnswered(const CHSecsMessage & /*answer*/) {}
+  /// A message that went out before could not be sent after all. Communications have ended.
+  virtual void OnUndelivered(const CHSecsMessage &message) {
+    OnProblem(LinkProblem::SendFailed, message.header);
+  }
   /// Events and alarms are wanted though there is no partner to hear them.
   virtual bool wantsEvents() const { return false; }
 

@@ -135,7 +135,7 @@ void CHGemProcessPrograms::endUnanswered(const CHSecsHeader &primary) {
 void CHGemProcessPrograms::OnRejected(const CHSecsHeader &primary) { endUnanswered(primary); }
 
 void CHGemProcessPrograms::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
-  if (problem == LinkProblem::T3)
+  if (problem == LinkProblem::T3 || problem == LinkProblem::SendFailed)
     endUnanswered(header);
 }
 

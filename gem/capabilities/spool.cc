@@ -350,6 +350,17 @@ void CHGemSpool::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
     unanswered_.remove(header.systemBytes);
 }
 
+// One of the spool is still there, one that is to be answered comes there with all that are. Any
+// other one is spooled now.
+void CHGemSpool::OnUndelivered(const CHSecsMessage &message) {
+  const uint32_t systemBytes = message.header.systemBytes;
+  const bool comesThere = isOutstanding(message.header) || unanswered_.holds(systemBytes);
+  followCommunications();
+  if (!comesThere)
+    stop(message);
+  unanswered_.remove(systemBytes);
+}
+
 void CHGemSpool::addStatus(TreeNode &parent) const {
   static constexpr std::array kStates{"Inactive", "Active", "Full", "Transmitting"};
   TreeNode &branch = parent.add("Spool");

@@ -54,6 +54,7 @@ public:
   void OnSwitchedOff() override;
   void OnRejected(const CHSecsHeader &primary) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
+  void OnUndelivered(const CHSecsMessage &message) override;
   std::optional<bool> stop(const CHSecsMessage &message) override;
   bool wantsEvents() const override;
   void Reset() override;

@@ -35,10 +35,14 @@ CHGemUnansweredMessages::takeAnswered(const CHSecsMessage &answer) {
   return entry;
 }
 
+bool CHGemUnansweredMessages::holds(uint32_t systemBytes) const {
+  return std::ranges::any_of(
+      entries_, [=](const Entry &entry) { return entry.header.systemBytes == systemBytes; });
+}
+
 void CHGemUnansweredMessages::remove(uint32_t systemBytes) {
-  const auto found = std::ranges::find_if(entries_, [systemBytes](const Entry &entry) {
-    return entry.header.systemBytes == systemBytes;
-  });
+  const auto found = std::ranges::find_if(
+      entries_, [=](const Entry &entry) { return entry.header.systemBytes == systemBytes; });
   if (found != entries_.end())
     erase(found);
 }

@@ -25,6 +25,7 @@ public:
   void add(const CHSecsHeader &header, ByteView body, size_t most, uint64_t room);
   /// Takes out the one that a message answers.
   std::optional<Entry> takeAnswered(const CHSecsMessage &answer);
+  bool holds(uint32_t systemBytes) const;
   /// The one with these system bytes will not be answered.
   void remove(uint32_t systemBytes);
   void clear();

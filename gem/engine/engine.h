@@ -24,7 +24,8 @@ class CHGemEngine final : public std::enable_shared_from_this<CHGemEngine>,
                           private MessageLinkOwner,
                           private LogicalConnectionOwner {
 public:
-  explicit CHGemEngine(EventLoop &loop, FileSystem &files = systemFiles());
+  explicit CHGemEngine(EventLoop &loop, FileSystem &files = systemFiles(),
+                       const SerialPorts &ports = systemPorts());
   ~CHGemEngine() override;
   CHGemEngine(const CHGemEngine &) = delete;
   CHGemEngine &operator=(const CHGemEngine &) = delete;
@@ -35,7 +36,10 @@ public:
 
   /// Settings or data were changed that the next tick may depend on. (Its own calls need no such
   /// word.)
-  void changed() { ticker_.arm(); }
+  void changed() {
+    physical_.settingsChanged();
+    ticker_.arm();
+  }
 
   /// Log settings; section "Log".
   bool logEnabled = false;
@@ -143,10 +147,18 @@ private:
   bool awaitsReply() const override { return logical_->OpenTransactionCount() != 0; }
   void OnRejected(uint32_t systemBytes) override;
   void OnStateChanged(LinkState next, LinkState previous) override;
+  void OnTransmitted(uint32_t systemBytes) override;
+  void OnSendFailed(const CHSecsHeader &header, ByteView body) override;
   // LogicalConnectionOwner
   bool transmit(CHSecsMessage &message) override;
   bool transmit(CHSecsMessage &&message) override;
   bool hasPartner() const override { return physical_.HasPartner(); }
+  bool sendsLater() const override { return physical_.link().sendsLater(); }
+  bool replyArrives(const CHSecsHeader &primary) const override {
+    return physical_.link().replyArrives(primary);
+  }
+  size_t longestBody() const override { return physical_.link().longestBody(); }
+  std::optional<size_t> blockData() const override { return physical_.link().blockData(); }
   void reportReplyTimeout(const CHSecsHeader &primary) override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;

@@ -47,9 +47,10 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
   const Hold held(*this);
   if (logsMessages())
     record().received(message);
-  // The slot stays with the partner, whose message may still be handled.
-  if (refused ||
-      !dispatch_.receive(*gem_, ipAddress, portNumber, message, physical_.settings().sessionMode))
+  // The slot stays with the partner, whose message may still be handled. Only HSMS has sessions.
+  const int32_t mode =
+      physical_.isHsms() ? physical_.settings().sessionMode : int32_t{HsmsSession::Single};
+  if (refused || !dispatch_.receive(*gem_, ipAddress, portNumber, message, mode))
     return;
   ticker_.wake();
   if (CHGemEventSink *sink = application())
@@ -97,7 +98,7 @@ void CHGemEngine::variableChanged(uint32_t vid) {
 
 // The role may have changed since the last message.
 std::optional<CHSecsHeader> CHGemEngine::sendOverLink(ByteView headerAndBody) {
-  physical_.settings().highSystemBytes = !logical_->Host();
+  physical_.setEquipment(!logical_->Host());
   return physical_.Send(headerOf(headerAndBody), bodyOf(headerAndBody));
 }
 

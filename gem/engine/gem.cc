@@ -231,6 +231,14 @@ void CHGem::OnRejected(const CHSecsHeader &primary) {
   capabilities_->OnRejected(primary);
 }
 
+// Communications have failed (SEMI E30 3.2); a message of theirs may be kept for later.
+void CHGem::OnSendFailed(const CHSecsMessage &message) {
+  CHLogicalConnection::OnSendFailed(message);
+  for (const auto &model : models_)
+    model->OnProblem(LinkProblem::SendFailed, message.header);
+  capabilities_->OnUndelivered(message);
+}
+
 void CHGem::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
   for (const auto &model : models_)
     model->OnProblem(problem, header);

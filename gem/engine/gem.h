@@ -61,6 +61,7 @@ public:
   void OnLinkReady() override;
   void OnLinkLost() override;
   void OnRejected(const CHSecsHeader &primary) override;
+  void OnSendFailed(const CHSecsMessage &message) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   void addStatus(TreeNode &parent) const override;
 

@@ -83,7 +83,8 @@ std::string indented(std::string_view lines) {
 void GemConsole::follow(CVeltoGemCtrl &control) {
   const auto peer = [this](const char *name) {
     return [this, name](const std::string &address, int32_t port) {
-      event(name, std::string(name) + ": " + address + ':' + std::to_string(port),
+      const std::string number = port == 0 ? "" : ':' + std::to_string(port); // a serial port
+      event(name, std::string(name) + ": " + address + number,
             {{"address", address}, {"port", int64_t{port}}});
     };
   };
@@ -96,8 +97,10 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
     lost(address, port);
     counters(control);
   };
-  control.onConnectionStateChanged = [state](int16_t next, int16_t) {
-    state("link", hsmsStateText(static_cast<LinkState>(next)));
+  control.onConnectionStateChanged = [state, &control](int16_t next, int16_t) {
+    const CHPhysicalConnection &link = control.engine().physical();
+    state("link",
+          link.isHsms() ? hsmsStateText(static_cast<LinkState>(next)) : link.link().stateText());
   };
   control.onCommunicationStateChanged = [state](int16_t next, int16_t) {
     state("communication", stateName<CommunicationState>(static_cast<uint8_t>(next), "Unknown"));
@@ -213,14 +216,5 @@ void GemConsole::showPrompt(std::string prompt) {
 }
 
 std::string GemConsole::stamp() const { return CJTime(clock_.localTime()).TimeText(0) + "  "; }
-
-void separate(CVeltoGemCtrl &control) {
-  CHSecsMessage request;
-  request.header.setSType(SType::SeparateReq);
-  Bytes bytes;
-  if (request.Encode(bytes))
-    control.engine().SendEncoded(bytes);
-  control.SetPhysicalConnection(false);
-}
 
 } // namespace velto

@@ -86,7 +86,4 @@ private:
   std::string prompt_;
 };
 
-/// Sends Separate.req (SEMI E37 7.6) to the partner and closes the link.
-void separate(CVeltoGemCtrl &control);
-
 } // namespace velto

@@ -1,6 +1,7 @@
 #include "apps/velto/equipment/equipment_command.h"
 
 #include "apps/velto/console/gem_console.h"
+#include "apps/velto/console/link_address.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/equipment/watch_view.h"
@@ -10,10 +11,8 @@
 #include "gem/model_text/model_file.h"
 #include "gem/model_text/model_text.h"
 #include "platform/ini_file.h"
-#include "platform/tcp_socket.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <streambuf>
@@ -23,12 +22,16 @@ namespace velto {
 namespace {
 
 constexpr const char *kUsage =
-    "usage: velto equipment [INI] [--data FILE] [--keep FILE.kel] [--port N] [--script FILE]\n"
-    "                       [--edition N] [--linktest SECONDS] [--quiet | --json | --watch]\n\n"
+    "usage: velto equipment [INI] [ADDRESS | --port N] [--data FILE] [--keep FILE.kel]\n"
+    "                       [--script FILE] [--edition N] [--linktest SECONDS]\n"
+    "                       [--quiet | --json | --watch]\n\n"
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens\n"
     "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it\n"
     "separates from the host and saves its model.\n\n"
     "  INI            settings file: device ID, port, times, log (default ./Velto.ini)\n"
+    "  ADDRESS        how the host is reached, with the word in front; without one, or by --port,\n"
+    "                 the equipment listens as the settings say:\n";
+constexpr const char *kOptions =
     "  --data FILE    the equipment: variables, reports, events, alarms. A model data file\n"
     "                 FILE.kel, or a text FILE.model which people write (default\n"
     "                 ./VeltoGem.kel, or a bare equipment when that is not there)\n"
@@ -54,10 +57,10 @@ initial_state=remote
 vid=1 kind=SV type=U1 role=ControlState default=4 description="Control state"
 vid=2 kind=SV type=A role=Clock description="Date and time"
 )";
-constexpr uint32_t kListenPatience = 1000; // ms until the port must be open
 
 struct Options {
   std::string ini;
+  std::optional<LinkAddress> address;
   std::string data;
   std::string keep;
   std::string port;
@@ -111,7 +114,7 @@ public:
 
 private:
   int work() {
-    if (!load() || !listen())
+    if (!load() || !open())
       return kExitFailed;
     if (options_.watch)
       watch_.emplace(loop_, control_, recent_, [this] { script_.quit(); });
@@ -120,7 +123,7 @@ private:
     while (!script_.ended())
       loop_.runOnce(-1);
     watch_.reset();
-    separate(control_);
+    separate(control_, loop_);
     const bool saved = control_.SaveData();
     const std::string problem = "the model cannot be saved to " + control_.DataFileName() +
                                 " and " + control_.IniFileName();
@@ -192,35 +195,39 @@ private:
     return file;
   }
 
-  // The program is always an equipment that listens, whatever the settings file says. It tries the
-  // port before the engine does, because only so it can say why listening fails.
-  bool listen() {
+  // The program is always an equipment, and listens unless it was given an address, whatever the
+  // settings file says. It tries the port before the engine does, because only so it can say why
+  // listening fails.
+  bool open() {
     control_.engine().logical().SetHost(false);
     control_.SetEdition(static_cast<int16_t>(*wholeNumber(options_.edition, 0, 1)));
     control_.SetCapabilities(kAllCapabilities);
-    control_.SetServer(true);
     if (!options_.linktest.empty())
       control_.SetLinktestInterval(*wholeNumber(options_.linktest, 0, kLongestTime));
     else if (!IniFile(control_.IniFileName(), systemFiles()).has("HSMS", "LinktestInterval"))
       control_.SetLinktestInterval(kLinktestInterval);
-    if (!options_.port.empty()) {
-      control_.SetPortNumber(*wholeNumber(options_.port, 0, 0xFFFF));
-      control_.SetMyPortNumber(0);
-    }
-    const int32_t port =
-        control_.MyPortNumber() != 0 ? control_.MyPortNumber() : control_.PortNumber();
-    const std::string where = "cannot listen on port " + std::to_string(port);
-    if (port < 0 || port > 0xFFFF)
-      return fail(where + ": there is no such port");
-    if (const int error = TcpSocket().create(static_cast<uint16_t>(port), true); error != 0)
-      return fail(where + ": " + std::strerror(error));
-    const CHPhysicalConnection &link = control_.engine().physical();
-    control_.SetPhysicalConnection(true);
-    if (!loop_.runUntil([&link] { return link.LocalPort() != 0; }, kListenPatience))
-      return fail(where);
-    console_.event("listening", "listening on port " + std::to_string(link.LocalPort()),
-                   {{"port", int64_t{link.LocalPort()}}});
-    return true;
+    const LinkAddress address = options_.address.value_or(fromSettings());
+    if (address.listens)
+      if (const std::string problem = listenProblem(address.port); !problem.empty())
+        return fail(problem);
+    address.apply(control_);
+    return openLink(control_, loop_, console_, address) ||
+           fail("cannot listen on port " + std::to_string(address.port));
+  }
+
+  LinkAddress fromSettings() {
+    LinkAddress address;
+    address.protocol = static_cast<LinkProtocol>(control_.Transport());
+    address.device = control_.SerialPort();
+    address.rate = control_.BaudRate();
+    address.listens = !address.isSerial();
+    address.port = control_.MyPortNumber() != 0 ? control_.MyPortNumber() : control_.PortNumber();
+    if (options_.port.empty())
+      return address;
+    address.port = *wholeNumber(options_.port, 0, 0xFFFF);
+    if (!address.listens)
+      address = {.listens = true, .host = {}, .port = address.port, .device = {}};
+    return address;
   }
 
   const Options &options_;
@@ -239,7 +246,7 @@ private:
 };
 
 int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage;
+  std::cerr << "velto: " << problem << "\n\n" << kUsage << LinkAddress::kHelp << kOptions;
   return kExitUsage;
 }
 
@@ -247,7 +254,7 @@ int usage(const std::string &problem) {
 
 int runEquipmentCommand(const CommandArguments &arguments) {
   if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage;
+    std::cout << kUsage << LinkAddress::kHelp << kOptions;
     return kExitDone;
   }
   Options options;
@@ -265,6 +272,18 @@ int runEquipmentCommand(const CommandArguments &arguments) {
   std::vector<std::string> files;
   if (const std::string problem = readOptions(arguments, table, files); !problem.empty())
     return usage(problem);
+  for (auto file = files.begin(); file != files.end();) {
+    if (!isLinkAddress(*file)) {
+      ++file;
+      continue;
+    }
+    if (options.address || !options.port.empty())
+      return usage("one address at most, or --port");
+    options.address = readLinkAddress(*file);
+    if (!options.address)
+      return usage(*file + " is no address: " + LinkAddress::kForms);
+    file = files.erase(file);
+  }
   if (files.size() > 1)
     return usage("one settings file at most");
   if (options.quiet + options.json + options.watch > 1)

@@ -16,12 +16,14 @@ namespace velto {
 namespace {
 
 constexpr const char *kUsage =
-    "usage: velto host ADDR[:PORT] [--script FILE] [--names FILE] [--device N]\n"
+    "usage: velto host ADDRESS [--script FILE] [--names FILE] [--device N]\n"
     "                  [--edition N] [--t3 SECONDS] [--t5 SECONDS] [--linktest SECONDS] "
     "[--json]\n\n"
-    "Connects to a GEM equipment (port 5001 if not given), and again whenever the link is lost,\n"
+    "Connects to a GEM equipment, or lets it connect, and again whenever the link is lost,\n"
     "establishes communications, answers the equipment, and prints every message as SML. At the\n"
     "prompt: `status 101` asks for a value, `help` lists the commands, `quit` or Ctrl-C ends.\n\n"
+    "  ADDRESS        where the equipment is:\n";
+constexpr const char *kOptions =
     "  --script FILE   runs the commands of a file, one a line, and ends. The first that fails\n"
     "                  (refused by the equipment, no answer in time) stops it with status 1\n"
     "  --names FILE    a model of the equipment (FILE.kel or FILE.model): names of its events,\n"
@@ -114,18 +116,6 @@ private:
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
 };
 
-// ADDR or ADDR:PORT.
-std::string readAddress(const std::string &text, GemHost::Settings &settings) {
-  const size_t colon = text.rfind(':');
-  settings.address = text.substr(0, colon);
-  const auto port =
-      colon == std::string::npos ? settings.port : wholeNumber(text.substr(colon + 1), 1, 0xFFFF);
-  if (settings.address.empty() || !port)
-    return text + " is no address: ADDR or ADDR:PORT";
-  settings.port = *port;
-  return "";
-}
-
 // Reads a number that may be left out; it keeps its value then. False when the text is wrong.
 bool readNumber(const std::string &text, int32_t low, int32_t high, int32_t &number) {
   if (text.empty())
@@ -136,7 +126,7 @@ bool readNumber(const std::string &text, int32_t low, int32_t high, int32_t &num
 }
 
 int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage;
+  std::cerr << "velto: " << problem << "\n\n" << kUsage << LinkAddress::kHelp << kOptions;
   return kExitUsage;
 }
 
@@ -149,7 +139,7 @@ int fail(const std::string &problem) {
 
 int runHostCommand(const CommandArguments &arguments) {
   if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage;
+    std::cout << kUsage << LinkAddress::kHelp << kOptions;
     return kExitDone;
   }
   Options options;
@@ -175,8 +165,10 @@ int runHostCommand(const CommandArguments &arguments) {
   if (addresses.size() != 1)
     return usage("the address of one equipment is needed");
   GemHost::Settings &settings = options.settings;
-  if (const std::string problem = readAddress(addresses[0], settings); !problem.empty())
-    return usage(problem);
+  const auto partner = readLinkAddress(addresses[0]);
+  if (!partner)
+    return usage(addresses[0] + " is no address: " + LinkAddress::kForms);
+  settings.partner = *partner;
   if (!readNumber(device, 0, 0x7FFF, settings.device))
     return usage("--device takes a number from 0 to 32767");
   int32_t number = settings.edition;
@@ -188,9 +180,12 @@ int runHostCommand(const CommandArguments &arguments) {
     return usage("--t3 and --t5 take seconds, from 1 on");
   if (!readNumber(linktest, 0, kLongestTime, settings.linktest))
     return usage("--linktest takes seconds, or 0");
-  if (resolveHost(settings.address).empty())
-    return fail("there is no host " + settings.address);
-  std::string problem;
+  const bool connects = !partner->listens && !partner->isSerial();
+  if (connects && resolveHost(partner->host).empty())
+    return fail("there is no host " + partner->host);
+  std::string problem = partner->listens ? listenProblem(partner->port) : "";
+  if (!problem.empty())
+    return fail(problem);
   if (!names.empty() && !(options.names = readModel(systemFiles(), names, problem)))
     return fail(problem);
   return HostTool(options).run();
