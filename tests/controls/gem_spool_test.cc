@@ -162,6 +162,12 @@ TEST_F(GemSpoolTest, KeepsWhatWasNotAnswered) {
     lose();
     equipment.onEvent = nullptr;
   };
+  // What a line with retries gives up, and all that waited behind it.
+  std::vector<CHSecsMessage> sent;
+  const auto giveUp = [this, &sent] {
+    for (const CHSecsMessage &message : sent)
+      equipment.model().OnSendFailed(message);
+  };
   struct Case {
     const char *name;
     std::function<void()> loss;
@@ -169,14 +175,20 @@ TEST_F(GemSpoolTest, KeepsWhatWasNotAnswered) {
   };
   for (const Case &row :
        {Case{"the link is lost", endLink, {8, 7, 17, 8}}, Case{"T3", runOutOfTime, {8, 7, 17, 8}},
-        Case{"disabled", disable, {8, 7, 17, 8}},
+        Case{"disabled", disable, {8, 7, 17, 8}}, Case{"given up", giveUp, {8, 7, 17, 8}},
         Case{"not yet noticed", endLinkUnnoticed, {8, 7, 17, 7, 8}}}) {
     host.answers = true;
     EXPECT_TRUE(eq.InvokeEvent(7));
     EXPECT_EQ(events(), Ceids{7}) << row.name;
     host.answers = false;
-    EXPECT_TRUE(eq.InvokeEvent(8));
-    EXPECT_TRUE(eq.InvokeEvent(7));
+    sent.clear();
+    for (const int ceid : {8, 7}) {
+      EXPECT_TRUE(eq.InvokeEvent(ceid));
+      const CHSecsMessage &message = equipment.model().slot(CHGem::kSent).message;
+      CHSecsMessage &kept = sent.emplace_back();
+      kept.header = message.header;
+      kept.root = message.root.clone();
+    }
     EXPECT_EQ(events(), (Ceids{8, 7})) << row.name << ": they did arrive";
     row.loss();
     EXPECT_TRUE(eq.InvokeEvent(8)) << row.name;
