@@ -260,6 +260,10 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<&C::RegisterCEID>(81, "RegisterCEID",
                                     {"lCEID", "sPredefinedCEID", "lpszDescription"},
                                     "Adds an event with a role (255: none); false when it exists.")
+          .method<&C::RegisterCommand>(
+              249, "RegisterCommand", {"lpszName", "lpszParameters", "lpszRequired", "lCEID"},
+              "Adds a remote command, its parameters as \"LOT:A,SLOT:U1\", those that must be "
+              "given, and the event of its completion (0: none); false when it exists.")
           .method<&C::SetVIDRole>(
               210, "SetVIDRole", {"lVID", "sRole"},
               "Gives a variable a role (255: none), taking it from another; false when unknown.")

@@ -118,7 +118,7 @@ uint8_t CHGemRemoteControl::parameterFault(const std::string &name) const {
 
 std::string CHGemRemoteControl::parameterValue(const std::string &name) const {
   const auto found = values_.find(name);
-  return found == values_.end() ? "" : found->second;
+  return found == values_.end() ? "" : parameterText(*found->second);
 }
 
 // Messages --------------------------------------------------------------------------------------
@@ -181,9 +181,8 @@ void CHGemRemoteControl::checkParameters(const CHGemCommand &command, Request &r
 // The application may load another model meanwhile, and receive another command inside it: what it
 // answers here is taken before anything else is looked at.
 uint8_t CHGemRemoteControl::ask(Request &request) {
-  std::map<std::string, std::string> values;
-  for (const auto &[name, value] : request.parameters)
-    values[name] = parameterText(*value);
+  std::map<std::string, const CHSecsItem *> values(request.parameters.begin(),
+                                                   request.parameters.end());
   const uint8_t outerAnswer = std::exchange(answer_, uint8_t{Done});
   const auto outerFaults = std::exchange(faults_, {});
   auto outerValues = std::exchange(values_, std::move(values));

@@ -35,6 +35,15 @@ foreach(example ${examples})
   run(${WORK}/examples/${name})
 endforeach()
 
+# The first tool of the guide, in C++, gets the same visits as the one that is a script.
+set(tool ${prefix}/share/velto/examples/first_tool)
+build_project(${tool})
+file(COPY ${tool}/bake.model DESTINATION ${WORK}/visited)
+set(visit "${prefix}/bin/velto host 127.0.0.1:5013 --t5 1 --names ${tool}/bake.model --script ${tool}")
+run(sh -c "cd ${WORK}/visited || exit 1
+  ${WORK}/first_tool/bake bake.model listen:5013 & trap \"kill $!\" EXIT
+  ${visit}/visit.host && sleep 2 && ${visit}/return.host")
+
 build_project(${CMAKE_CURRENT_LIST_DIR}/headers -DTABLE=${SOURCE}/cmake/public_headers.cmake)
 build_project(${CMAKE_CURRENT_LIST_DIR}/embedded -DSOURCE=${SOURCE})
 
