@@ -127,7 +127,8 @@ const MemberTable &CVeltoGemCtrl::table() {
               204, "CPACK", {"lpszName"},
               "Inside RemoteCommand the objection to a parameter, 0 at first.")
           .readOnlyIndexed<&C::CPVAL>(205, "CPVAL", {"lpszName"},
-                                      "Inside RemoteCommand the value of a parameter as text.")
+                                      "Inside RemoteCommand the value of a parameter as text; of a "
+                                      "list the SML of its items.")
           .property<&C::ACKC10, &C::SetACKC10>(
               206, "ACKC10", "Inside TerminalText the answer to the text, 0 at first.")
           .property<&C::MultiBlockTerminal, &C::SetMultiBlockTerminal>(
