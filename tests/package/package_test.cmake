@@ -39,9 +39,11 @@ endforeach()
 set(tool ${prefix}/share/velto/examples/first_tool)
 build_project(${tool})
 file(COPY ${tool}/bake.model DESTINATION ${WORK}/visited)
-set(visit "${prefix}/bin/velto host 127.0.0.1:5013 --t5 1 --names ${tool}/bake.model --script ${tool}")
+string(RANDOM LENGTH 4 ALPHABET 123456789 port)
+set(port 1${port}) # above the usual ones, below those that the system gives
+set(visit "${prefix}/bin/velto host 127.0.0.1:${port} --t5 1 --names ${tool}/bake.model --script ${tool}")
 run(sh -c "cd ${WORK}/visited || exit 1
-  ${WORK}/first_tool/bake bake.model listen:5013 & trap \"kill $!\" EXIT
+  ${WORK}/first_tool/bake bake.model listen:${port} & trap \"kill $!\" EXIT
   ${visit}/visit.host && sleep 2 && ${visit}/return.host")
 
 build_project(${CMAKE_CURRENT_LIST_DIR}/headers -DTABLE=${SOURCE}/cmake/public_headers.cmake)
