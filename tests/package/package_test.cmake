@@ -65,8 +65,8 @@ endforeach()
 file(WRITE ${WORK}/header.cc "#include <velto.h>\nint main() { return velto_version() == 0; }\n")
 run(${COMPILER} ${strict} ${WORK}/header.cc ${c_flags} -o ${WORK}/c_header)
 run(${WORK}/c_header)
-execute_process(COMMAND ${WORK}/c_gem_equipment 5021 COMMAND ${WORK}/c_gem_host 5021
-  WORKING_DIRECTORY ${WORK} TIMEOUT 20 COMMAND_ERROR_IS_FATAL ANY)
+run(sh -c "cd ${WORK} || exit 1
+  timeout 20 ./c_gem_equipment 5021 & timeout 20 ./c_gem_host 5021 && wait $!")
 
 # By pkg-config.
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
