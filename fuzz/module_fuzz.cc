@@ -84,6 +84,11 @@ private:
     return out;
   }
 
+  void loadBag(velto_control *at) {
+    const std::string bag = text();
+    velto_load_bag(at, bag.data(), bag.size());
+  }
+
   void step() {
     std::array<velto_value, 9> arguments{};
     velto_value result{};
@@ -115,7 +120,7 @@ private:
       velto_save_bag(at, &result);
       break;
     case 5:
-      velto_load_bag(at, text(), count);
+      loadBag(at);
       break;
     case 6:
       velto_window(at, &result);

@@ -282,7 +282,7 @@ void CHGemSpool::answerChoice(CHSecsVerifier &slot) {
   rebuildReply(slot, listItem(numberItem(answer, format::kBinary), std::move(streams)));
   if (!chosen)
     return;
-  choice_ = std::move(*chosen);
+  choice_ = *chosen;
   setModified();
 }
 

@@ -77,7 +77,7 @@ std::optional<CHGemSpoolChoice> CHGemSpoolChoice::read(const CHSecsItem &body, E
         chosen.add(stream, static_cast<uint8_t>(function));
     }
   }
-  return faults.empty() ? std::optional(std::move(chosen)) : std::nullopt;
+  return faults.empty() ? std::optional(chosen) : std::nullopt;
 }
 
 bool CHGemSpoolChoice::holds(const CHSecsHeader &header) const {

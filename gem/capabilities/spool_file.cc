@@ -18,7 +18,7 @@ enum SpoolRecord : uint8_t { SpoolBegan = 1, SpoolMessage = 2, SpoolGone = 3, Sp
 constexpr size_t kNumber = 4;               // bytes of checksum and size
 constexpr size_t kRecordHead = 2 * kNumber; // bytes
 constexpr size_t kMessageOverhead = 20;     // bytes of its record at the most, besides the message
-constexpr uint64_t kWorthCompacting = 1024 * 1024; // bytes of the file that nobody needs
+constexpr uint64_t kWorthCompacting = uint64_t{1024} * 1024; // bytes of the file that nobody needs
 
 constexpr auto kCrcTable = [] {
   std::array<uint32_t, 256> table{};
