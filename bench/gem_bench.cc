@@ -4,6 +4,7 @@
 #include "controls/gem_ctrl.h"
 #include "gem/capabilities/capabilities.h"
 #include "gem/data/data_file.h"
+#include "gem/engine/engine.h"
 #include "raw_sockets.h"
 
 #include <algorithm>

@@ -271,6 +271,9 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<kTrySetValue>(
               213, "TrySetVIDValue", {"lVID", "lpszValue"},
               "Sets a value; false when unknown, no number, beyond its type or out of bounds.")
+          .method<&C::LoadModel>(
+              220, "LoadModel", {"lpszFileName"},
+              "Takes the model of a text NAME.model or a model data file; false with a Problem.")
           .method<&C::RecognizeTerminalText>(
               207, "RecognizeTerminalText", {},
               "The operator has read a text: reports that event; false when there is none.")

@@ -2,6 +2,8 @@
 
 #include "controls/shared_members.h"
 #include "transport/link/secsi_text.h"
+#include "transport/log/link_log.h"
+#include "transport/secsi/secsi_socket.h"
 
 #include <array>
 #include <string_view>
@@ -28,9 +30,9 @@ const MemberTable &CVeltoSecsISocketCtrl::table() {
           .linkSection(3)
           .ipAddress(4)
           .log(5)
-          .logBakCount(6, kLogTexts)
-          .logFileName(7, kLogTexts)
-          .logSize(8, kLogTexts)
+          .logBakCount(6, kSecsILogTexts)
+          .logFileName(7, kSecsILogTexts)
+          .logSize(8, kSecsILogTexts)
           .myPortNumber(9)
           .tcpPortNumber(10)
           .server(11)
@@ -43,7 +45,7 @@ const MemberTable &CVeltoSecsISocketCtrl::table() {
           .master(17)
           .msec(18)
           .retry(19)
-          .logVerbose(20, kLogTexts)
+          .logVerbose(20, kSecsILogTexts)
           .keepAlive()
           .statistics()
           .tcpConnect(1)
@@ -63,6 +65,10 @@ const MemberTable &CVeltoSecsISocketCtrl::table() {
 CVeltoSecsISocketCtrl::CVeltoSecsISocketCtrl(const ControlSite &site)
     : TcpControl(site, "VeltoSecsISocket") {
   makeEngine();
+}
+
+CHSecsISocket &CVeltoSecsISocketCtrl::link() const {
+  return static_cast<CHSecsISocket &>(engine());
 }
 
 std::shared_ptr<CHHsmsConnection> CVeltoSecsISocketCtrl::newEngine(const CHHsmsConnection *) {

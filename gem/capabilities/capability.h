@@ -7,6 +7,7 @@
 #include "gem/models/model.h"
 #include "platform/file.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -28,6 +29,22 @@ enum GemCapabilityBit : uint32_t {
 inline constexpr uint32_t kAllCapabilities =
     CapabilityRemoteControl | CapabilityTrace | CapabilityLimits | CapabilitySpooling |
     CapabilityProcessPrograms | CapabilityTerminal | CapabilityVariables;
+
+/// The words for a capability: the key of a setting, and the name of SEMI E30.
+struct GemCapabilityName {
+  GemCapabilityBit bit;
+  const char *key;
+  const char *name;
+};
+inline constexpr std::array<GemCapabilityName, 7> kCapabilityNames{{
+    {CapabilityRemoteControl, "RemoteControl", "Remote Control"},
+    {CapabilityTrace, "TraceData", "Trace Data Collection"},
+    {CapabilityLimits, "LimitsMonitoring", "Limits Monitoring"},
+    {CapabilitySpooling, "Spooling", "Spooling"},
+    {CapabilityProcessPrograms, "ProcessPrograms", "Process Program Management"},
+    {CapabilityTerminal, "TerminalServices", "Equipment Terminal Services"},
+    {CapabilityVariables, "KeptVariables", "Variables Kept True"},
+}};
 
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {

@@ -85,15 +85,31 @@ bool CHGemEngine::SaveIniFile() {
   return file.save();
 }
 
-bool CHGemEngine::LoadData(const std::string &fileName) {
+// A model that is loaded while the link is selected starts there as after a selection.
+template <typename Load> bool CHGemEngine::loading(Load load) {
   if (gem_ == nullptr)
     return false;
   const Hold held(*this);
-  const bool loaded = gem_->LoadData(fileName);
+  const bool loaded = load(*gem_);
   if (physical_.State() == LinkState::Ready)
     linkReady();
   ticker_.arm();
   return loaded;
+}
+
+bool CHGemEngine::LoadData(const std::string &fileName) {
+  return loading([&fileName](CHGem &gem) { return gem.LoadData(fileName); });
+}
+
+bool CHGemEngine::LoadModel(const std::string &fileName) {
+  return loading([&fileName](CHGem &gem) { return gem.LoadModel(fileName); });
+}
+
+bool CHGemEngine::SetModel(GemData model) {
+  return loading([&model](CHGem &gem) {
+    gem.SetModel(std::move(model));
+    return true;
+  });
 }
 
 void CHGemEngine::CloseConnection() { physical_.Close(); }

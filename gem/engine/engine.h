@@ -68,6 +68,9 @@ public:
   bool SaveIniFile();
   /// Loads the model; the communication state follows its initial state when the link is selected.
   bool LoadData(const std::string &fileName);
+  /// The same of the model alone, and of one that is not in a file.
+  bool LoadModel(const std::string &fileName);
+  bool SetModel(GemData model);
 
   void OpenConnection() { physical_.RequestOpen(); }
   void CloseConnection();
@@ -99,6 +102,8 @@ public:
   /// Sends S6F11 or S5F1; false without a model, and unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
+  /// Tells the host of a failure of its own doing, and the log.
+  void reportFailure(const std::string &reason) override { reportFailure(0, reason); }
   /// Does something with the model that may report, while it is kept alive; false without a model.
   template <typename Work> bool during(Work work) {
     const Hold held(*this);
@@ -158,7 +163,6 @@ private:
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
   void reportSaveFailure(int systemError) override;
-  void reportFailure(const std::string &reason) override { reportFailure(0, reason); }
   Clock &clock() const override { return loop_.clock(); }
   FileSystem &files() const override { return files_; }
 
@@ -167,6 +171,7 @@ private:
     dispatch_.showMessage();
     return sink_;
   }
+  template <typename Load> bool loading(Load load);
   LogSettings logSettings() const;
   LinkLog record() const;
   bool logsMessages() const { return logEnabled && logCommunication; }

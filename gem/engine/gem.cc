@@ -3,6 +3,7 @@
 #include "gem/capabilities/capabilities.h"
 #include "gem/data/companion_file.h"
 #include "gem/data/data_file.h"
+#include "gem/data/own_model.h"
 #include "gem/messages/gate.h"
 #include "gem/messages/stream9.h"
 #include "gem/models/clock_model.h"
@@ -313,6 +314,26 @@ bool CHGem::LoadData(std::string fileName) {
   Reset();
   SetDataFileName(std::move(fileName));
   loadSettings();
+  return loadModelData();
+}
+
+bool CHGem::LoadModel(std::string fileName) {
+  communication_->SwitchState(CommunicationState::Disabled);
+  Reset();
+  SetDataFileName(std::move(fileName));
+  const bool loaded = loadModelData();
+  addControlState(data_);
+  return loaded;
+}
+
+void CHGem::SetModel(GemData model) {
+  communication_->SwitchState(CommunicationState::Disabled);
+  Reset();
+  takeModel(std::move(model));
+  addControlState(data_);
+}
+
+bool CHGem::loadModelData() {
   if (owner() == nullptr)
     return false;
   FileSystem &files = owner()->files();
@@ -321,13 +342,17 @@ bool CHGem::LoadData(std::string fileName) {
   damagedFile_ = !loaded && files.size(DataFileName()) ? DataFileName() : "";
   if (!loaded)
     return false;
-  loaded->limits = data_.limits;
-  data_ = std::move(*loaded);
+  takeModel(std::move(*loaded));
   loadCompanionFile();
+  return true;
+}
+
+void CHGem::takeModel(GemData &&model) {
+  model.limits = data_.limits;
+  data_ = std::move(model);
   keepStatesInRange(data_.control);
   if (CHGemEventVid *state = data_.variables.FindByRole(RoleControlState))
     state->SetValue(std::to_string(data_.control.initialState));
-  return true;
 }
 
 // What is on does not count: a capability that is switched on later finds what it kept.

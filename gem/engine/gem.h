@@ -74,6 +74,10 @@ public:
   /// Resets the models and loads the data file. False when it cannot be read: the models stay at
   /// their defaults, the file as it is.
   bool LoadData(std::string fileName);
+  /// The same without the settings; the model gets a variable for the control state.
+  bool LoadModel(std::string fileName);
+  /// Resets the models and takes one that no file keeps yet, likewise.
+  void SetModel(GemData model);
   /// Writes the settings and the data file; false when the latter fails, the old file being whole.
   /// A file that could not be loaded is kept first, with ".damaged" behind its name.
   bool SaveData();
@@ -117,6 +121,8 @@ private:
   uint32_t changes() const;
   bool writeData();
   bool writeFile(const std::string &path, std::string &damaged, const std::string &bytes);
+  bool loadModelData();
+  void takeModel(GemData &&model);
   void loadCompanionFile();
 
   GemData data_;

@@ -55,6 +55,10 @@ TEST_F(SetupPages, PropertiesTakeWhatTheirFieldsCanHold) {
       {LogPage, "LogSize", "9", "9"},
       {LogPage, "LogBakCount", "40000", "1",
        "Backups takes a number from 0 to 32767, not \"40000\"."},
+      {CapabilityPage, "MaxTraces", "3", "3"},
+      {CapabilityPage, "MaxSpoolSize", "102401", "16384",
+       "Spool Size (KiB) takes a number from 0 to 102400, not \"102401\"."},
+      {CapabilityPage, "RecipeFolder", "./recipes", "./recipes"},
   };
   for (const auto &row : rows) {
     front.seen.clear();
@@ -68,6 +72,12 @@ TEST_F(SetupPages, PropertiesTakeWhatTheirFieldsCanHold) {
                            "LinktestInterval=60000\n", "KeepAliveIdle=0\n", "SendTimeout=90\n",
                            "Edition=1\n", "[SECSI]\nT1=100\nTransport=1\nPortNumber=3\nMaster=0\n"})
     EXPECT_THAT(file(".ini"), HasSubstr(line));
+  EXPECT_TRUE(type(CapabilityPage, "Spooling", "true"));
+  EXPECT_TRUE(type(CapabilityPage, "TraceData", "true"));
+  EXPECT_EQ(eq().Capabilities(), 0x0A);
+  EXPECT_TRUE(type(CapabilityPage, "Spooling", "false"));
+  EXPECT_EQ(eq().Capabilities(), 0x02);
+  EXPECT_THAT(file(".ini"), HasSubstr("Capabilities=2\n"));
   EXPECT_TRUE(eq().modified());
 }
 

@@ -1,6 +1,7 @@
 // Every setting of the controls on links counts at once, also where nothing else goes on.
 #include "controls/gem_ctrl.h"
 #include "controls/registry.h"
+#include "gem/engine/engine.h"
 #include "support/event_lines.h"
 #include "support/pty.h"
 #include "support/table.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transport/log/link_log.h"
+#include "transport/log/log_settings.h"
 
 #include <cstdint>
 

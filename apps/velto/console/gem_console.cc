@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/literal.h"
 #include "base/date_time.h"
+#include "base/json_text.h"
 #include "base/text.h"
 #include "gem/engine/gem.h"
 #include "secs2/message_table.h"
@@ -16,23 +17,6 @@ namespace {
 
 constexpr size_t kTextColumn = 14;                  // where the text behind the time begins
 constexpr size_t kMostOfSml = kMostOnScreen - 1024; // with room for the indentation of some lines
-
-// Text in JSON quotes. A byte beyond ASCII becomes the character with its number (ISO 8859-1).
-std::string jsonText(std::string_view text) {
-  std::string out = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\')
-      out.append({'\\', c});
-    else if (c == '\n')
-      out += "\\n";
-    else if (byte < 0x20 || byte >= 0x7f)
-      out += formatText("\\u%04x", byte);
-    else
-      out += c;
-  }
-  return out + '"';
-}
 
 struct JsonValue {
   std::string operator()(const std::string &text) const { return jsonText(text); }

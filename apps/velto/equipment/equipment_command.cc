@@ -5,11 +5,11 @@
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/equipment/watch_view.h"
-#include "apps/velto/model_text/model_file.h"
-#include "apps/velto/model_text/model_text.h"
 #include "apps/velto/script/interpreter.h"
 #include "controls/registry.h"
 #include "gem/capabilities/capability.h"
+#include "gem/model_text/model_file.h"
+#include "gem/model_text/model_text.h"
 #include "platform/ini_file.h"
 
 #include <algorithm>
@@ -149,7 +149,7 @@ private:
     }
     std::string problem;
     const auto file = dataFile(problem);
-    if (!file || !readModelData(*file, problem))
+    if (!file || !readModelData(systemFiles(), *file, problem))
       return fail(problem);
     control_.SetDataFileName(*file);
     if (!control_.LoadData())
@@ -174,8 +174,9 @@ private:
       ModelTextError error;
       const auto bare = modelFromText(kBareModel, error);
       const bool there = std::filesystem::exists(file, ignored);
-      return there || (bare && writeModelData(file, *bare, problem)) ? std::optional(file)
-                                                                     : std::nullopt;
+      return there || (bare && writeModelData(systemFiles(), file, *bare, problem))
+                 ? std::optional(file)
+                 : std::nullopt;
     }
     if (!isModelText(options_.data))
       return options_.data;
@@ -183,7 +184,7 @@ private:
         options_.keep.empty()
             ? std::filesystem::path(options_.data).replace_extension(".kel").string()
             : options_.keep;
-    const ModelImport done = importModelText(options_.data, file, problem);
+    const ModelImport done = importModelText(systemFiles(), options_.data, file, problem);
     if (done == ModelImport::Failed)
       return std::nullopt;
     if (done == ModelImport::Again)

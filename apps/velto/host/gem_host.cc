@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/literal.h"
 #include "base/text.h"
+#include "gem/data/own_model.h"
 #include "gem/gem_problem.h"
 #include "secs2/sml_printer.h"
 
@@ -20,8 +21,6 @@ constexpr uint32_t kLinkWatch = 100; // ms between looks at the state of the lin
 constexpr uint32_t kGrace = 1000;    // ms after T3, so that the engine reports its timeout first
 constexpr uint32_t kEver = std::numeric_limits<uint32_t>::max(); // T3 begins when a line is free
 constexpr const char *kInterrupted = "interrupted";
-// A number that an equipment is unlikely to use.
-constexpr uint32_t kControlStateVid = 0xFFFFFFFF;
 
 std::string primaryName(const CHSecsHeader &header) {
   return formatText("S%uF%u", header.stream(), header.function());
@@ -52,21 +51,7 @@ GemHost::GemHost(EventLoop &loop, GemConsole &console, const Settings &settings)
   control_.onProblem = [this](int16_t code, const std::string &text) { problem(code, text); };
 }
 
-// A model file describes the equipment. Its states are replaced by those that the host needs
-// itself: on-line, communications enabled.
-void GemHost::setKnown(GemData &&model) {
-  known() = std::move(model);
-  CHGemEventVidList &variables = known().variables;
-  for (size_t i = 0; i < variables.Count(); ++i)
-    variables.SetRole(variables.at(i), kNoRole);
-  CHGemEventVid state;
-  state.vid = kControlStateVid;
-  state.SetValue(std::to_string(ControlState::OnlineRemote));
-  variables.SetRole(variables.Add(std::move(state)), RoleControlState);
-  known().communication = {.initialState = CommunicationState::NotCommunicating,
-                           .modelName = "",
-                           .softwareRevision = ""};
-}
+void GemHost::setKnown(GemData &&model) { known() = knownToHost(std::move(model)); }
 
 void GemHost::open() {
   openLink(control_, loop_, console_, settings_.partner);

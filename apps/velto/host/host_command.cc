@@ -4,7 +4,7 @@
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/host/host_prompt.h"
-#include "apps/velto/model_text/model_file.h"
+#include "gem/model_text/model_file.h"
 #include "platform/tcp_socket.h"
 
 #include <algorithm>
@@ -186,7 +186,7 @@ int runHostCommand(const CommandArguments &arguments) {
   std::string problem = partner->listens ? listenProblem(partner->port) : "";
   if (!problem.empty())
     return fail(problem);
-  if (!names.empty() && !(options.names = readModel(names, problem)))
+  if (!names.empty() && !(options.names = readModel(systemFiles(), names, problem)))
     return fail(problem);
   return HostTool(options).run();
 }

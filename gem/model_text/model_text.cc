@@ -1,8 +1,8 @@
-#include "apps/velto/model_text/model_text.h"
+#include "gem/model_text/model_text.h"
 
-#include "apps/velto/console/literal.h"
-#include "apps/velto/model_text/model_fields.h"
+#include "base/quoted_text.h"
 #include "base/text.h"
+#include "gem/model_text/model_fields.h"
 #include "secs2/format.h"
 
 #include <algorithm>
