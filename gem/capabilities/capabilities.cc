@@ -17,6 +17,7 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
   variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
   spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);
+  multiBlock_ = add<CHGemMultiBlock>(kAllCapabilities, parts, settings);
 }
 
 template <typename C>

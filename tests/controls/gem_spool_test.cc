@@ -40,8 +40,7 @@ protected:
     ASSERT_EQ(ask(std::string("s2f43w") + streams), "S2F44 { <b 0x00> { } }");
   }
   void lose() {
-    host.control->SetPhysicalConnection(false);
-    settle();
+    leave();
     ASSERT_NE(eq.CommunicationState(), 2);
   }
   void comeBack() {
@@ -67,7 +66,7 @@ protected:
   using Ceids = std::vector<int>;
 };
 
-TEST_F(GemSpoolTest, KeepsTheOrderUntilTheHostHasAll) {
+TEST_P(GemSpoolTest, KeepsTheOrderUntilTheHostHasAll) {
   setUp();
   EXPECT_TRUE(eq.InvokeEvent(7));
   EXPECT_EQ(events(), (Ceids{7})) << "nothing is spooled while there are communications";
@@ -103,7 +102,7 @@ TEST_F(GemSpoolTest, KeepsTheOrderUntilTheHostHasAll) {
   EXPECT_EQ(eq.SpoolState(), kInactive);
 }
 
-TEST_F(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
+TEST_P(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
   setUp();
   eq.SetVIDValue(100 + RoleMaxSpoolTransmit, 2);
   lose();
@@ -143,7 +142,7 @@ TEST_F(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
   EXPECT_EQ(events(), (Ceids{17, 7, 19, 18}));
 }
 
-TEST_F(GemSpoolTest, IsFullAtItsBounds) {
+TEST_P(GemSpoolTest, IsFullAtItsBounds) {
   setUp();
   struct Case {
     const char *name;
@@ -188,7 +187,7 @@ TEST_F(GemSpoolTest, IsFullAtItsBounds) {
   EXPECT_LT(*systemFiles().size(spoolFile()), 2U << 20) << "what was dropped goes from the file";
 }
 
-TEST_F(GemSpoolTest, OutlivesTheProcess) {
+TEST_P(GemSpoolTest, OutlivesTheProcess) {
   setUp();
   lose();
   const Ceids sent{7, 8, 8, 7, 7, 8};
@@ -239,7 +238,7 @@ TEST_F(GemSpoolTest, OutlivesTheProcess) {
   EXPECT_EQ(events(), (Ceids{17, 7, 8, 8, 7, 7, 8, 8, 18}));
 }
 
-TEST_F(GemSpoolTest, RefusesWhatTheDiskDoesNotTake) {
+TEST_P(GemSpoolTest, RefusesWhatTheDiskDoesNotTake) {
   setUp();
   lose();
   EXPECT_TRUE(eq.InvokeEvent(7));
@@ -256,7 +255,7 @@ TEST_F(GemSpoolTest, RefusesWhatTheDiskDoesNotTake) {
   EXPECT_EQ(events(), (Ceids{17, 7, 7, 18}));
 }
 
-TEST_F(GemSpoolTest, TheApplicationMayDoAnythingMeanwhile) {
+TEST_P(GemSpoolTest, TheApplicationMayDoAnythingMeanwhile) {
   for (const char *at : {"CommunicationStateChanged", "Sent S6F11W", "Received S6F12", "Problem"}) {
     for (int act = 0; act < 3; ++act) {
       GemLink link;
@@ -294,6 +293,8 @@ TEST_F(GemSpoolTest, TheApplicationMayDoAnythingMeanwhile) {
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Over, GemSpoolTest, everyLink(), linkName);
 
 } // namespace
 } // namespace velto
