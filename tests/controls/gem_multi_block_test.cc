@@ -103,6 +103,22 @@ TEST_P(GemMultiBlock, WhatWaitsForAGrantIsSpooledWhenTheHostIsGone) {
                                          StartsWith("S6F11W { <u4 2> <u4 8>")));
 }
 
+// What waits for a line that is dead, or has just ended, has not been sent.
+TEST_P(GemMultiBlock, WhatTheLineDoesNotTakeIsSpooled) {
+  ask("s2f43w{{<u1 6>{}}}");
+  equipment.take();
+  host.control->SetPhysicalConnection(false);
+  for (int i = 0; i < 3; ++i)
+    EXPECT_TRUE(equipment.control->InvokeEvent(8));
+  for (int i = 0; i < 5; ++i) {
+    net.clock.advance(10'000); // T2, of four attempts
+    net.settle();
+  }
+  EXPECT_EQ(equipment.control->SpoolCount(), 3);
+  EXPECT_NE(equipment.control->CommunicationState(), 2);
+  EXPECT_EQ(equipment.model().OpenTransactionCount(), 0U);
+}
+
 TEST_P(GemMultiBlock, TheHostAsksBeforeALongRequestAndKnowsItsReply) {
   host.control->SetCapabilities(CapabilityVariables);
   std::string vids;
