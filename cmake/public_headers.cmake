@@ -18,6 +18,7 @@ set(VELTO_PUBLIC_HEADERS
   controls/component/version.h
   controls/gem_ctrl.h
   controls/gem_ctrl_capabilities.h
+  controls/gem_ctrl_requests.h
   controls/gem_factory.h
   controls/hsms_ctrl.h
   controls/log_ctrl.h

@@ -1,5 +1,7 @@
 #include "controls/gem_ctrl.h"
 
+#include "controls/gem_requests.h"
+#include "controls/gem_subscriptions.h"
 #include "controls/pages/gem_setup.h"
 #include "gem/engine/engine.h"
 #include "gem/gem_problem.h"
@@ -19,11 +21,12 @@ public:
     if (handling_ != nullptr)
       handling_->answered = true;
   }
+  bool showsMessage() const { return handling_ != nullptr; }
 
 private:
-  // A message that the model is to answer, as long as the host is told of it.
+  // A message, as long as the host is told of it; kept where the model is to answer it behind that.
   struct Handling {
-    CHGemEngine::Received message;
+    std::optional<CHGemEngine::Received> message;
     Handling *outer;
     bool answered = false;
   };
@@ -35,17 +38,18 @@ private:
     owner_.onDisconnected.raise(std::string(ipAddress), portNumber);
   }
   void OnConnectionStateChanged(int16_t next, int16_t previous) override {
+    auto lost = endedBy(static_cast<LinkState>(next) != LinkState::Ready);
     owner_.onConnectionStateChanged.raise(next, previous);
+    GemRequests::tell(std::move(lost));
   }
-  void OnCommunicationStateChanged(int16_t next, int16_t previous) override {
-    owner_.onCommunicationStateChanged.raise(next, previous);
-  }
+  void OnCommunicationStateChanged(int16_t next, int16_t previous) override;
   void OnControlStateChanged(int16_t next, int16_t previous) override {
     owner_.onControlStateChanged.raise(next, previous);
   }
   void OnVariableChanged(int32_t vid) override { owner_.onVIDChanged.raise(vid); }
   void OnRemoteCommand(const std::string &name, const std::string &parameters) override {
-    owner_.onRemoteCommand.raise(std::string(name), std::string(parameters));
+    if (!owner_.carryOut(name))
+      owner_.onRemoteCommand.raise(std::string(name), std::string(parameters));
   }
   void OnTerminalText(uint8_t tid, const std::string &text) override {
     owner_.onTerminalText.raise(int16_t{tid}, std::string(text));
@@ -59,9 +63,16 @@ private:
   }
   void OnReceived(const std::string &ipAddress, int32_t portNumber) override;
   void OnSent() override;
+  void OnRejected(uint32_t systemBytes) override {
+    GemRequests::tell(owner_.requests().unanswered(systemBytes, GemOutcome::Rejected));
+  }
 
+  std::vector<GemRequests::Ended> endedBy(bool loss) {
+    return loss ? owner_.requests().end(GemOutcome::LinkLost) : std::vector<GemRequests::Ended>();
+  }
   template <typename Raise> void selected(uint8_t slot, Raise raise);
-  template <typename Tell> void answerBehind(Tell tell);
+  template <typename Raise> void shown(bool answers, Raise raise);
+  bool restartsCommunications(const CHSecsHeader &header) const;
 
   CVeltoGemCtrl &owner_;
   Handling *handling_ = nullptr; // the innermost message
@@ -75,7 +86,22 @@ void CVeltoGemCtrl::Reports::OnProblem(const Problem &problem) {
   std::string text = "Error : " + gemErrorText(number);
   if (!problem.text.empty())
     text += ' ' + problem.text;
+  std::vector<GemRequests::Ended> ended;
+  if (const auto &primary = owner_.engine_->unanswered();
+      problem.code == LinkProblem::T3 && primary)
+    ended = owner_.requests().unanswered(*primary, GemOutcome::TimedOut);
   owner_.onProblem.raise(static_cast<int16_t>(number), text);
+  GemRequests::tell(std::move(ended));
+}
+
+void CVeltoGemCtrl::Reports::OnCommunicationStateChanged(int16_t next, int16_t previous) {
+  auto lost = endedBy(next == CommunicationState::Disabled);
+  if (next == CommunicationState::Communicating)
+    owner_.subscriptions().established();
+  else if (previous == CommunicationState::Communicating)
+    owner_.subscriptions().ended();
+  owner_.onCommunicationStateChanged.raise(next, previous);
+  GemRequests::tell(std::move(lost));
 }
 
 // During the event the current message is that of `slot`; afterwards the host's choice is back.
@@ -87,45 +113,64 @@ template <typename Raise> void CVeltoGemCtrl::Reports::selected(uint8_t slot, Ra
     owner_.selection_ = chosen;
 }
 
+// A reply that somebody asked for is handled by the model in any case: its transaction would run
+// into T3. Who asked, and who has subscribed the event, hears of it when all that is done.
 void CVeltoGemCtrl::Reports::OnReceived(const std::string &ipAddress, int32_t portNumber) {
-  const auto tell = [&] {
+  const CHSecsMessage &message = owner_.engine_->gem()->slot(CHGem::kReceived).message;
+  auto answered = owner_.requests().answered(message);
+  auto event = owner_.subscriptions().read(message);
+  const bool restarts = restartsCommunications(message.header);
+  const Lifetime::Watch alive(owner_.lifetime());
+  shown(owner_.autoReply_ || answered, [&] {
     selected(CHGem::kReceived,
              [&] { owner_.onReceived.raise(std::string(ipAddress), portNumber); });
-  };
-  if (owner_.autoReply_ && owner_.engine_->gem() != nullptr)
-    answerBehind(tell);
-  else
-    tell();
+  });
+  if (alive && restarts)
+    owner_.subscriptions().established();
+  if (alive && event)
+    owner_.subscriptions().take(std::move(*event));
+  if (answered && answered->handler)
+    answered->handler(answered->reply);
+}
+
+// An equipment that establishes communications anew may have forgotten what it was told.
+bool CVeltoGemCtrl::Reports::restartsCommunications(const CHSecsHeader &header) const {
+  constexpr uint8_t kEstablish = 13;
+  return header.sType() == 0 && header.stream() == 1 && header.function() == kEstablish &&
+         owner_.engine_->GetCommunicationState() == CommunicationState::Communicating;
 }
 
 // A message that comes inside the event takes the slot and is answered there; then the outer one is
 // in its place again.
-template <typename Tell> void CVeltoGemCtrl::Reports::answerBehind(Tell tell) {
+template <typename Raise> void CVeltoGemCtrl::Reports::shown(bool answers, Raise raise) {
   const Lifetime::Watch alive(owner_.lifetime());
-  Handling handling{owner_.engine_->received(), handling_};
+  Handling handling{answers ? std::optional(owner_.engine_->received()) : std::nullopt, handling_};
   handling_ = &handling;
-  tell();
+  raise();
   if (!alive)
     return;
-  if (!handling.answered)
+  if (answers && !handling.answered)
     owner_.DefProc();
   if (!alive)
     return;
   handling_ = handling.outer;
-  if (handling_ != nullptr)
-    owner_.engine_->putBack(handling_->message);
+  if (handling_ != nullptr && handling_->message)
+    owner_.engine_->putBack(*handling_->message);
 }
 
 void CVeltoGemCtrl::Reports::OnSent() {
-  CHGem *gem = owner_.engine_->gem();
-  for (Handling *at = handling_; at != nullptr && gem != nullptr; at = at->outer)
-    at->answered = at->answered || isReply(gem->slot(CHGem::kSent).message.header,
-                                           at->message.slot->message.header);
+  if (CHGem *gem = owner_.engine_->gem()) {
+    const CHSecsHeader &header = gem->slot(CHGem::kSent).message.header;
+    owner_.requests().sent(header);
+    for (Handling *at = handling_; at != nullptr; at = at->outer)
+      at->answered =
+          at->answered || (at->message && isReply(header, at->message->slot->message.header));
+  }
   selected(CHGem::kSent, [this] { owner_.onSent.raise(); });
 }
 
 CVeltoGemCtrl::CVeltoGemCtrl(const ControlSite &site)
-    : Control(site), reports_(std::make_unique<Reports>(*this)),
+    : Control(site), GemCtrlRequests(site.loop), reports_(std::make_unique<Reports>(*this)),
       engine_(makeHandle<CHGemEngine>(site.loop, site.files, site.ports)) {
   static_assert(kSlots == CHGem::kSlots);
   engine_->SetIniFileName("./Velto.ini");
@@ -133,7 +178,9 @@ CVeltoGemCtrl::CVeltoGemCtrl(const ControlSite &site)
   engine_->SetSink(reports_.get());
 }
 
-CVeltoGemCtrl::~CVeltoGemCtrl() = default;
+CVeltoGemCtrl::~CVeltoGemCtrl() { endRequests(); }
+
+bool CVeltoGemCtrl::showsMessage() const { return reports_->showsMessage(); }
 
 void CVeltoGemCtrl::onModified() { engine_->changed(); }
 

@@ -3,6 +3,7 @@
 #include "base/handle.h"
 #include "controls/component/control.h"
 #include "controls/gem_ctrl_capabilities.h"
+#include "controls/gem_ctrl_requests.h"
 #include "controls/statistics_property.h"
 #include "secs2/verifier.h"
 
@@ -35,7 +36,10 @@ concept VariableNumber = std::same_as<T, float> || std::same_as<T, double> ||
 ///
 /// Nothing is answered by itself: in Received the host calls DefProc(), or sends a reply of its
 /// own.
-class CVeltoGemCtrl final : public Control, public StatisticsProperty, public GemCtrlCapabilities {
+class CVeltoGemCtrl final : public Control,
+                            public StatisticsProperty,
+                            public GemCtrlCapabilities,
+                            public GemCtrlRequests {
 public:
   explicit CVeltoGemCtrl(const ControlSite &site);
   ~CVeltoGemCtrl() override;
@@ -292,6 +296,11 @@ public:
   }
   bool RegisterCEID(int32_t ceid, int16_t role, const std::string &description);
   bool RegisterALID(int32_t alid, int16_t alcd, const std::string &text);
+  /// Adds a remote command for the control state on-line remote, its parameters with their types
+  /// "LOT:A,SLOT:U1", the names of those that must be given "LOT", and the event of its completion
+  /// (0: none). False when there is one of that name, and for parameters that are no such text.
+  bool RegisterCommand(const std::string &name, const std::string &parameters,
+                       const std::string &required, int32_t ceid);
   bool UnregisterALID(int32_t alid);
   /// Reads the settings and the model; true whenever a model exists, whatever the data file held.
   bool LoadData();
@@ -350,8 +359,9 @@ private:
   void statisticsChanged() override { viewChanged(); }
   CHGemEngine &gemEngine() const override { return *engine_; }
   void capabilitySet() override { setModified(); }
+  bool showsMessage() const override;
   void setTime(int32_t &milliseconds, int32_t seconds);
-  SecsILine &line() const;
+  const SecsILine &line() const;
   bool usesLine() const { return Transport() != 0; }
   void setLine(int32_t SecsILine::*part, int32_t value, int32_t least);
   void setLineTime(int32_t SecsILine::*part, int32_t seconds, int32_t least);

@@ -1,6 +1,7 @@
 // What the Gem control has for SECS-I.
 
 #include "controls/gem_ctrl.h"
+
 #include "gem/engine/engine.h"
 
 #include <algorithm>
@@ -20,6 +21,8 @@ int16_t word(int32_t value) {
 
 } // namespace
 
+const SecsILine &CVeltoGemCtrl::line() const { return engine_->physical().settings().secsI; }
+
 int16_t CVeltoGemCtrl::Transport() const {
   return static_cast<int16_t>(engine_->physical().transport);
 }
@@ -31,21 +34,20 @@ void CVeltoGemCtrl::SetTransport(int16_t transport) {
   setModified();
 }
 
-SecsILine &CVeltoGemCtrl::line() const { return engine_->physical().settings().secsI; }
-
 std::string CVeltoGemCtrl::SerialPort() const { return line().name(); }
 
 // A port by its number is kept as such.
 void CVeltoGemCtrl::SetSerialPort(const std::string &port) {
+  SecsILine &line = engine_->physical().settings().secsI;
   const int number = SerialPorts::number(port);
-  line().portName = number == 0 ? port : "";
-  line().portNumber = std::max(number - 1, 0);
+  line.portName = number == 0 ? port : "";
+  line.portNumber = std::max(number - 1, 0);
   setModified();
 }
 
 // What is below the least becomes what a fresh control has.
 void CVeltoGemCtrl::setLine(int32_t SecsILine::*part, int32_t value, int32_t least) {
-  line().*part = value < least ? SecsILine().*part : value;
+  engine_->physical().settings().secsI.*part = value < least ? SecsILine().*part : value;
   setModified();
 }
 
@@ -64,7 +66,7 @@ int16_t CVeltoGemCtrl::SecsIMaster() const { return word(line().master); }
 void CVeltoGemCtrl::SetSecsIMaster(int16_t master) {
   if (master < SecsILine::MasterByRole || master > SecsILine::AlwaysMaster)
     return;
-  line().master = master;
+  engine_->physical().settings().secsI.master = master;
   setModified();
 }
 

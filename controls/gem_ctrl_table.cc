@@ -127,7 +127,8 @@ const MemberTable &CVeltoGemCtrl::table() {
               204, "CPACK", {"lpszName"},
               "Inside RemoteCommand the objection to a parameter, 0 at first.")
           .readOnlyIndexed<&C::CPVAL>(205, "CPVAL", {"lpszName"},
-                                      "Inside RemoteCommand the value of a parameter as text.")
+                                      "Inside RemoteCommand the value of a parameter as text; of a "
+                                      "list the SML of its items.")
           .property<&C::ACKC10, &C::SetACKC10>(
               206, "ACKC10", "Inside TerminalText the answer to the text, 0 at first.")
           .property<&C::MultiBlockTerminal, &C::SetMultiBlockTerminal>(
@@ -259,6 +260,10 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<&C::RegisterCEID>(81, "RegisterCEID",
                                     {"lCEID", "sPredefinedCEID", "lpszDescription"},
                                     "Adds an event with a role (255: none); false when it exists.")
+          .method<&C::RegisterCommand>(
+              249, "RegisterCommand", {"lpszName", "lpszParameters", "lpszRequired", "lCEID"},
+              "Adds a remote command, its parameters as \"LOT:A,SLOT:U1\", those that must be "
+              "given, and the event of its completion (0: none); false when it exists.")
           .method<&C::SetVIDRole>(
               210, "SetVIDRole", {"lVID", "sRole"},
               "Gives a variable a role (255: none), taking it from another; false when unknown.")

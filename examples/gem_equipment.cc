@@ -1,5 +1,5 @@
-// A GEM equipment: it goes on-line, and reports the end of an etch with the chamber pressure.
-// Its host lives in the same process and prints the report; see gem_host.cc for that side.
+// A GEM equipment: it carries out the command START, and reports the end of the etch with the
+// chamber pressure. Its host lives in the same process; see gem_host.cc for that side.
 #include <velto/controls/gem_factory.h>
 
 #include <iostream>
@@ -13,26 +13,27 @@ int main() {
   const auto host = velto::VeltoGem::Host(loop, "127.0.0.1:5011");
   if (!equipment || !host)
     return 1;
-
-  // A status variable that is a real number, and an event whose report carries it.
-  equipment->RegisterVID(kPressure, 2, velto::SecsFloat, "0", "200", "0", "mTorr",
-                         "Chamber pressure");
+  // What it knows: a status variable that is a real number, an event, and a command.
+  equipment->RegisterVID(kPressure, 2, velto::SecsFloat, "0", "200", "0", "mTorr", "Pressure");
   equipment->RegisterCEID(kEtchCompleted, 255, "Etch completed");
-  equipment->SetReportVIDs(10, {kPressure});
-  equipment->LinkReport(kEtchCompleted, 10);
-  equipment->SetCEIDEnable(kEtchCompleted, true);
+  equipment->RegisterCommand("START", "LOT:A,SLOT:U1", "LOT", 0);
+  // HCACK 4: it is being done, and an event follows.
+  equipment->OnCommand("START", [&](velto::GemCommand &command) {
+    std::cout << "Etching " << command.values["LOT"] << '\n';
+    loop.post([&] {
+      equipment->SetVIDValue(kPressure, 19.75);
+      equipment->InvokeEvent(kEtchCompleted);
+    });
+    return 4;
+  });
 
   bool reported = false;
-  host->onReceived = [&](const std::string &, int32_t) {
-    if (host->Stream() == 6) {
-      std::cout << host->SML();
-      reported = true;
-    }
-  };
-  // The etch ends when both communicate.
-  if (!loop.runUntil([&] { return host->CommunicationState() == 2; }, 5000))
+  host->Subscribe(kEtchCompleted, {kPressure}, [&](const velto::GemEvent &event) {
+    std::cout << "Etched at " << event.values["Pressure"] << " mTorr\n";
+    reported = event.values[kPressure] == "19.750000";
+  });
+  if (!loop.runUntil([&] { return host->Subscribed(); }, 5000))
     return 1;
-  equipment->SetVIDValue(kPressure, 19.75);
-  equipment->InvokeEvent(kEtchCompleted);
+  host->Request("s2f41w{<a 'START'>{{<a 'LOT'><a 'L-7'>}}}");
   return loop.runUntil([&] { return reported; }, 5000) ? 0 : 1;
 }

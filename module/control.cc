@@ -1,6 +1,7 @@
 // The controls of the C interface: making them, their members and events.
 
 #include "base/text.h"
+#include "controls/gem_factory.h"
 #include "controls/registry.h"
 #include "module/objects.h"
 
@@ -118,6 +119,30 @@ velto_status reach(velto_control *control, const velto_value *values, size_t cou
   return VELTO_OK;
 }
 
+ControlSite siteOf(const ControlObject &object) {
+  return {object.loop->loop, object.loop->frontEnd};
+}
+
+// Makes an object on a loop that `make` fills, and gives it a handle.
+template <typename Make> velto_control *create(velto_loop *loop, Make make) {
+  uintptr_t handle = 0;
+  guarded([&] {
+    const auto [at, status] = loopOf(loop);
+    if (at == nullptr)
+      return status;
+    auto object = std::make_shared<ControlObject>();
+    object->loop = at;
+    if (const velto_status made = make(*object); made != VELTO_OK)
+      return made;
+    handle = controls().add(object);
+    if (handle == 0)
+      return fail(VELTO_NO_MEMORY, "there are too many controls");
+    at->controls.push_back(handle);
+    return VELTO_OK;
+  });
+  return reinterpret_cast<velto_control *>(handle);
+}
+
 velto_status nameMissing() { return fail(VELTO_WRONG_ARGUMENTS, "the name of a member is due"); }
 
 template <typename Member>
@@ -154,30 +179,39 @@ velto_status call(velto_control *control, Member member, const velto_value *argu
 } // namespace
 
 velto_control *velto_create(velto_loop *loop, const char *name) {
-  uintptr_t handle = 0;
-  guarded([&] {
-    const auto [at, status] = loopOf(loop);
-    if (at == nullptr)
-      return status;
+  return create(loop, [name](ControlObject &object) {
     if (name == nullptr)
       return fail(VELTO_WRONG_ARGUMENTS, "the name of a control is due");
     const ClassName asked = parseName(name);
     const MemberTable *table = tableOf(asked.control);
     if (table == nullptr)
       return fail(VELTO_NO_SUCH_CONTROL, "there is no control " + std::string(name));
-    auto object = std::make_shared<ControlObject>();
-    object->loop = at;
     if (asked.page)
-      object->pageOf = table;
+      object.pageOf = table;
     else
-      object->control = createControl(asked.control, ControlSite(at->loop, at->frontEnd));
-    handle = controls().add(object);
-    if (handle == 0)
-      return fail(VELTO_NO_MEMORY, "there are too many controls");
-    at->controls.push_back(handle);
+      object.control = createControl(asked.control, siteOf(object));
     return VELTO_OK;
   });
-  return reinterpret_cast<velto_control *>(handle);
+}
+
+velto_control *velto_gem_equipment(velto_loop *loop, const char *model, const char *address) {
+  return create(loop, [=](ControlObject &object) {
+    if (model == nullptr || address == nullptr)
+      return fail(VELTO_WRONG_ARGUMENTS, "a model and an address are due");
+    std::string problem;
+    object.control = VeltoGem::Equipment(siteOf(object), model, address, &problem);
+    return object.control != nullptr ? VELTO_OK : fail(VELTO_FAILED, std::move(problem));
+  });
+}
+
+velto_control *velto_gem_host(velto_loop *loop, const char *address) {
+  return create(loop, [=](ControlObject &object) {
+    if (address == nullptr)
+      return fail(VELTO_WRONG_ARGUMENTS, "an address is due");
+    std::string problem;
+    object.control = VeltoGem::Host(siteOf(object), address, &problem);
+    return object.control != nullptr ? VELTO_OK : fail(VELTO_FAILED, std::move(problem));
+  });
 }
 
 void velto_destroy(velto_control *control) {

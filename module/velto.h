@@ -85,6 +85,13 @@ VELTO_API velto_status velto_loop_post(velto_loop *loop, void (*task)(void *user
 /* "VeltoGem" or "VELTO.VeltoGemCtrl.1", or a property page, "VELTO.VeltoGemPropPage.1". Null on
  * failure. */
 VELTO_API velto_control *velto_create(velto_loop *loop, const char *name);
+/* A VeltoGem that is ready for work: an equipment with the model of a file ("" for none), or a host.
+ * It opens its link in the next turn of the loop, works by the current edition, has every capability
+ * on, and answers by itself what its events have not answered. `address` is "listen:PORT",
+ * "HOST:PORT", or one of the others that docs/tools.md lists. Null on failure. */
+VELTO_API velto_control *velto_gem_equipment(velto_loop *loop, const char *model,
+                                             const char *address);
+VELTO_API velto_control *velto_gem_host(velto_loop *loop, const char *address);
 /* Also inside its own events. */
 VELTO_API void velto_destroy(velto_control *control);
 

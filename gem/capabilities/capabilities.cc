@@ -16,8 +16,8 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   add<CHGemLimits>(CapabilityLimits, parts, settings);
   terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
   variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
-  spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);
   multiBlock_ = add<CHGemMultiBlock>(kAllCapabilities, parts, settings);
+  spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);
 }
 
 template <typename C>
@@ -76,6 +76,14 @@ void GemCapabilities::OnDisable() {
   each([](GemCapability &capability) { capability.OnDisable(); });
 }
 
+void GemCapabilities::OnSent(const CHSecsHeader &header, ByteView body) {
+  each([&](GemCapability &capability) { capability.OnSent(header, body); });
+}
+
+void GemCapabilities::OnAnswered(const CHSecsMessage &answer) {
+  each([&answer](GemCapability &capability) { capability.OnAnswered(answer); });
+}
+
 void GemCapabilities::OnRejected(const CHSecsHeader &primary) {
   each([&primary](GemCapability &capability) { capability.OnRejected(primary); });
 }
@@ -90,6 +98,11 @@ void GemCapabilities::OnUndelivered(const CHSecsMessage &message) {
 
 void GemCapabilities::OnVariableChanged(uint32_t vid) {
   each([vid](GemCapability &capability) { capability.OnVariableChanged(vid); });
+}
+
+void GemCapabilities::OnVariableRemoved(uint32_t vid) {
+  for (const Entry &entry : entries_)
+    entry.capability->OnVariableRemoved(vid);
 }
 
 void GemCapabilities::beforeReading(const CHGemEventCeid *event) {

@@ -250,6 +250,8 @@ void CHGemEngine::OnRejected(uint32_t systemBytes) {
   const Hold held(*this);
   held.logical->endRejected(systemBytes);
   ticker_.arm();
+  if (CHGemEventSink *sink = application())
+    sink->OnRejected(systemBytes);
 }
 
 void CHGemEngine::reportProblem(const Problem &problem) {

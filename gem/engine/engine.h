@@ -152,6 +152,7 @@ private:
   // LogicalConnectionOwner
   bool transmit(CHSecsMessage &message) override;
   bool transmit(CHSecsMessage &&message) override;
+  bool hasPartner() const override { return physical_.HasPartner(); }
   bool sendsLater() const override { return physical_.link().sendsLater(); }
   bool replyArrives(const CHSecsHeader &primary) const override {
     return physical_.link().replyArrives(primary);

@@ -165,7 +165,7 @@ void CHGemEngine::reportSent(const CHSecsHeader &header, ByteView body, CHSecsIt
     record().sent(joined(head, body));
   // Without a model nothing that arrives is looked at, and no reply would end a transaction.
   if (gem_ != nullptr && header.idWord == logical->DeviceID())
-    logical->OnSent(sent);
+    logical->OnSent(sent.header, body);
   ticker_.wake();
   if (CHGemEventSink *sink = application())
     sink->OnSent();

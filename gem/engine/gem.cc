@@ -123,6 +123,11 @@ bool CHGem::hold(const CHSecsHeader &header, ByteView body) {
   return multiBlock != nullptr && multiBlock->hold(header, body);
 }
 
+void CHGem::OnSent(const CHSecsHeader &header, ByteView body) {
+  CHLogicalConnection::OnSent(header, body);
+  capabilities_->OnSent(header, body);
+}
+
 bool CHGem::invokes() const {
   const bool isHeard =
       communicationState() == CommunicationState::Communicating || capabilities_->wantsEvents();
@@ -131,15 +136,13 @@ bool CHGem::invokes() const {
 
 bool CHGem::InvokeEvent(uint32_t ceid) { return invokes() && events_->InvokeEvent(ceid); }
 
+// Where the alarms are kept true, whether a change may be reported does not matter to their state.
 bool CHGem::InvokeAlarm(uint32_t alid, uint8_t alcd) {
-  if (!invokes())
-    return false;
-  const CHGemAlarmAlid *alarm = data_.alarms.FindAlid(alid);
-  const bool set = alarm != nullptr && !alarm->isSet();
+  const bool keeps = (capabilities_->enabled() & CapabilityVariables) != 0;
   const uint32_t before = alarms_->changes();
-  const bool sent = alarms_->InvokeAlarm(alid, alcd);
-  if (alarms_->changes() != before)
-    capabilities_->OnAlarmChanged(alid, set);
+  const bool sent = invokes() && alarms_->InvokeAlarm(alid, alcd);
+  if (alarms_->changes() != before || (keeps && alarms_->SetAlarm(alid, alcd)))
+    capabilities_->OnAlarmChanged(alid, (alcd & CHGemAlarmAlid::kSet) != 0);
   return sent;
 }
 
@@ -149,7 +152,10 @@ bool CHGem::OnReceive(CHSecsVerifier &slot) {
   const size_t open = OpenTransactionCount();
   CHLogicalConnection::OnReceive(slot);
   // A report may pump the loop, and another message be handled meanwhile.
-  const bool outer = std::exchange(answersRequest_, OpenTransactionCount() < open);
+  const bool answers = OpenTransactionCount() < open;
+  const bool outer = std::exchange(answersRequest_, answers);
+  if (answers)
+    capabilities_->OnAnswered(slot.message);
   const bool taken = handle(slot);
   answersRequest_ = outer;
   for (GemModel *model : afterwards_)
@@ -284,6 +290,8 @@ void CHGem::beforeReading(const CHGemEventCeid &event) { capabilities_->beforeRe
 void CHGem::beforeSampling(std::span<const uint32_t> vids) { capabilities_->beforeSampling(vids); }
 
 void CHGem::variableChanged(uint32_t vid) { capabilities_->OnVariableChanged(vid); }
+
+void CHGem::variableRemoved(uint32_t vid) { capabilities_->OnVariableRemoved(vid); }
 
 void CHGem::reportVariable(uint32_t vid) {
   if (owner() != nullptr)

@@ -55,6 +55,7 @@ public:
   bool Send(CHSecsMessage &message) override;
   bool Send(CHSecsMessage &&message) override;
   bool OnReceive(CHSecsVerifier &slot) override;
+  void OnSent(const CHSecsHeader &header, ByteView body) override;
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
   void OnLinkReady() override;
@@ -68,8 +69,10 @@ public:
 
   /// The value of a variable was changed, by whomever.
   void variableChanged(uint32_t vid) override;
+  void variableRemoved(uint32_t vid) override;
   void beforeReading(const CHGemEventCeid &event) override;
-  /// Sends S6F11 or S5F1; false unless communicating and on-line.
+  /// Sends S6F11 or S5F1; false unless communicating and on-line. With the variables kept true an
+  /// alarm changes its state all the same.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
 
@@ -109,6 +112,7 @@ private:
   // GemCapabilityOwner
   GemApplication &application() override;
   FileSystem &files() override;
+  bool hasPartner() const override { return owner() != nullptr && owner()->hasPartner(); }
   const std::string &dataFile() const override { return DataFileName(); }
   void beforeSampling(std::span<const uint32_t> vids) override;
   void reportFailure(const std::string &reason) override;

@@ -27,6 +27,8 @@ public:
   virtual bool transmit(CHSecsMessage &message) = 0;
   /// The same for a message that is not needed afterwards: its body may be taken over.
   virtual bool transmit(CHSecsMessage &&message) { return transmit(message); }
+  /// Whether there is a partner to send to; the states follow on the next tick when it has gone.
+  virtual bool hasPartner() const { return true; }
   // As MessageLink has them.
   virtual bool sendsLater() const { return false; }
   virtual bool replyArrives(const CHSecsHeader & /*primary*/) const { return false; }
@@ -95,7 +97,7 @@ public:
   /// Handles a received message; true when it was taken. The transaction that it answers ends.
   virtual bool OnReceive(CHSecsVerifier &slot);
   /// A message went out: a primary with the W-bit opens a transaction.
-  virtual void OnSent(const CHSecsMessage &message);
+  virtual void OnSent(const CHSecsHeader &header, ByteView body);
   /// A message that waited for the line is with the partner: T3 begins.
   void OnTransmitted(uint32_t systemBytes);
   /// Whether a message that is about to go out has to wait first, and keeps it: with the header

@@ -49,6 +49,7 @@ public:
   /// Listening, connecting or connected.
   bool IsOpen() const { return open_ && link_->IsOpen(); }
   LinkState State() const { return link_->State(); }
+  bool HasPartner() const { return link_->HasPartner(); }
   /// What the link has carried, with the reply and connect time-outs.
   LinkCounters counters() const;
   std::vector<ConnectionCounters> connectionCounters() const { return link_->connectionCounters(); }

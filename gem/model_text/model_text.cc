@@ -381,4 +381,9 @@ std::optional<GemData> modelFromText(std::string_view text, ModelTextError &erro
   return reader.take();
 }
 
+bool readCommandParameters(std::string_view parameters, std::string_view required,
+                           CHGemCommand &command) {
+  return readParameters(parameters, command).empty() && readRequired(required, command).empty();
+}
+
 } // namespace velto

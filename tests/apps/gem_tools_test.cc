@@ -4,6 +4,7 @@
 #include "platform/null_modem.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,6 +35,21 @@ TEST_F(GemTools, PlayTheExamplesOfTheDocumentation) {
     EXPECT_THAT(visitor->output, HasSubstr(line));
   EXPECT_TRUE(tool->prints("the host set constant 304")) << tool->output;
   EXPECT_TRUE(tool->prints("<-- SeparateReq")) << tool->output;
+  tool->signal(SIGINT);
+  EXPECT_EQ(tool->status(), 0) << tool->output;
+}
+
+TEST_F(GemTools, ARawHostSeesEachAcknowledgeCode) {
+  if (std::system("python3 -c '' 2>/dev/null") != 0)
+    GTEST_SKIP() << "without python3";
+  const auto tool = equipment({"--script", VELTO_SOURCE_DIR "/examples/raw_host.velto"});
+  const std::string command =
+      "python3 " VELTO_SOURCE_DIR "/examples/raw_host.py " + port + " >" + folder / "out 2>&1";
+  const int status = std::system(command.c_str());
+  const std::string output = systemFiles().read(folder / "out").value_or("");
+  EXPECT_EQ(status, 0) << output << tool->output;
+  EXPECT_THAT(output, HasSubstr("S2F42 HCACK 3 CPACK 1: unknown parameter name\n"));
+  EXPECT_THAT(output, HasSubstr("S6F24 RSDA 1: while it is transmitted\n"));
   tool->signal(SIGINT);
   EXPECT_EQ(tool->status(), 0) << tool->output;
 }

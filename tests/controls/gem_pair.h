@@ -186,7 +186,7 @@ struct GemLink {
     if (!cable)
       return;
     equipment.control->SetSecsIRetry(0);
-    equipment.send("s1f1w");
+    const bool asks = equipment.send("s1f1w"); // unless communications have ended before
     net.clock.advance(1);
     net.settle();
     net.clock.advance(10'000); // T2
@@ -195,7 +195,7 @@ struct GemLink {
     SerialDevice closed; // loses what comes, unlike a pseudo terminal
     closed.open(cable->b().path(), {});
     std::array<uint8_t, 64> lost{}; // the request for the line
-    net.until([&] { return closed.read(lost.data(), lost.size()) > 0; });
+    net.until([&] { return !asks || closed.read(lost.data(), lost.size()) > 0; });
   }
 
   /// What the equipment answers to a message of the host; "" when nothing comes. What comes behind

@@ -34,6 +34,7 @@ public:
   LinkSettings &settings() override { return settings_; }
   void settingsChanged() override { ticker_.arm(); }
   LinkState State() const override { return state_; }
+  bool HasPartner() const override { return linkState() == LinkState::Ready; }
   const char *protocolName() const override { return "HSMS"; }
   const char *stateText() const override { return hsmsStateText(state_); }
   bool IsOpen() const override;

@@ -127,6 +127,8 @@ public:
   virtual void settingsChanged() = 0;
 
   virtual LinkState State() const = 0;
+  /// Whether there is a partner to send to, which State() may tell only from the next tick on.
+  virtual bool HasPartner() const { return State() == LinkState::Ready; }
   /// The protocol ("HSMS") and the state, as an operator knows them.
   virtual const char *protocolName() const = 0;
   virtual const char *stateText() const = 0;

@@ -35,6 +35,7 @@ public:
   LinkSettings &settings() override { return *settings_; }
   void settingsChanged() override;
   LinkState State() const override { return state_; }
+  bool HasPartner() const override { return linkState() == LinkState::Ready; }
   const char *protocolName() const override;
   const char *stateText() const override;
   bool IsOpen() const override;
