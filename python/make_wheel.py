@@ -44,6 +44,8 @@ def main():
         digest = base64.urlsafe_b64encode(hashlib.sha256(data).digest()).rstrip(b"=").decode()
         record.append(f"{name},sha256={digest},{len(data)}\n")
     record.append(f"{info}/RECORD,,\n")
+    for old in folder.glob("velto-*.whl"):
+        old.unlink()
     wheel = folder / f"velto-{version}-{tag}.whl"
     with zipfile.ZipFile(wheel, "w", zipfile.ZIP_DEFLATED) as out:
         for name, data in sorted(files.items()) + [(f"{info}/RECORD", "".join(record).encode())]:
