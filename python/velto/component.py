@@ -52,7 +52,7 @@ class Event(Generic[H]):
         for handler in list(self._handlers):
             try:
                 handler(*values)
-            except Exception as error:
+            except BaseException as error:
                 self._control.loop.failed(error, f"a handler of {self._name}")
 
 
@@ -182,5 +182,5 @@ def _heard(user: Any, _control: Any, member: int, _name: Any, values: Any, count
     control = ffi.from_handle(user)
     try:
         control._hear(member, values, count)
-    except Exception as error:
+    except BaseException as error:
         control.loop.failed(error, "an event")

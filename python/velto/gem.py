@@ -183,7 +183,10 @@ class Gem(VeltoGem):
                 stream.put(chosen)
         handler = self._taken.get((message.stream, message.function))
         if handler is not None:
-            self._answer(message, handler(message))
+            try:
+                self._answer(message, handler(message))
+            except BaseException as error:  # the model answers then
+                self.loop.failed(error, f"the handler of {message!r}")
 
     def _answer(self, primary: Message, reply: Sent | None) -> None:
         if reply is None or self._handle is None:
@@ -328,7 +331,7 @@ def _reported(user: Any, _control: Any, ceid: int, name: Any, data: Any, length:
     try:
         rows = items.decode(ffi.buffer(data, length)[:], gem._encoding)
         stream.put(Subscribed(ceid, ffi.string(name).decode("latin-1"), Values(rows)))
-    except Exception as error:
+    except BaseException as error:
         gem.loop.failed(error, "a subscription")
 
 
@@ -339,6 +342,6 @@ def _commanded(user: Any, _control: Any, name: Any, data: Any, length: int) -> i
         values = items.decode(ffi.buffer(data, length)[:], gem._encoding)
         command = Command(ffi.string(name).decode("latin-1"), dict(values), {})
         return int(gem._carry_out(command, handler))
-    except Exception as error:
+    except BaseException as error:
         gem.loop.failed(error, "a command")
         return _CANNOT_NOW

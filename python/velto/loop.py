@@ -19,6 +19,8 @@ class Loop:
     def __init__(self) -> None:
         self._handle: Any = made(lib.velto_loop_new())
         self._controls: set[Any] = set()
+        self._quitting = False
+        self._raised: BaseException | None = None
         self._tasks: set[Any] = set()
         self._inside: weakref.ref[asyncio.AbstractEventLoop] | None = None
         self._descriptor: int = lib.velto_loop_descriptor(self._handle)
@@ -50,18 +52,24 @@ class Loop:
         was anything."""
         wait = -1 if timeout is None else max(0, min(round(timeout * 1000), 0x7FFFFFFF))
         ran: int = lib.velto_loop_run_once(self.handle, wait)
+        raised, self._raised = self._raised, None
+        if raised is not None:
+            raise raised
         if ran < 0:
             raise Error(Status.FAILED, last_error())
         return ran == 1
 
     def run(self) -> None:
         """Until quit()."""
-        check(lib.velto_loop_run(self.handle))
+        self._quitting = False
+        while not self._quitting and self._handle is not None:
+            self.run_once()  # turn by turn, so that Python gets its signals
 
     def quit(self) -> None:
         """From any thread."""
+        self._quitting = True
         if self._handle is not None:
-            lib.velto_loop_quit(self._handle)
+            lib.velto_loop_quit(self._handle)  # wakes a loop that waits
 
     def post(self, task: Callable[[], object]) -> None:
         """Has a task run in the loop's next turn; from any thread."""
@@ -88,7 +96,11 @@ class Loop:
         self._tasks.clear()
 
     def failed(self, error: BaseException, where: str) -> None:
-        """Takes the exception of a handler, as asyncio does with that of a callback."""
+        """Takes the exception of a handler, as asyncio does with that of a callback. What is to end
+        the program, such as KeyboardInterrupt, goes on behind the library's turn."""
+        if not isinstance(error, Exception):
+            self._raised = error
+            return
         outer = self._outer()
         if outer is not None:
             outer.call_exception_handler({"message": f"Exception in {where}", "exception": error})
@@ -122,5 +134,5 @@ def _posted(user: Any) -> None:
     loop._tasks.discard(user)
     try:
         task()
-    except Exception as error:
+    except BaseException as error:
         loop.failed(error, "a task")

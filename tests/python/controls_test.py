@@ -2,6 +2,7 @@
 
 import asyncio
 import gc
+import sys
 import threading
 import unittest
 
@@ -90,6 +91,9 @@ class Members(unittest.TestCase):
         with self.assertLogs("velto", "ERROR"):
             self.loop.post(lambda: 1 / 0)
             self.loop.run_once(1)
+        self.loop.post(sys.exit)
+        with self.assertRaises(SystemExit):
+            self.loop.run()
 
 
 class Events(unittest.IsolatedAsyncioTestCase):

@@ -113,6 +113,12 @@ class Gem(unittest.IsolatedAsyncioTestCase):
             for answer in (Message(64, 2, [1, 2.5]), "s64f2{<u4 1><f8 2.5>}"):
                 tool.on_message(64, 1, lambda message: answer)
                 self.assertEqual((await host.request("s64f1w")).value, [1, 2.5])
+            failures = []
+            asyncio.get_running_loop().set_exception_handler(lambda _, context: failures.append(context))
+            tool.on_message(64, 1, lambda message: 1 / 0)
+            with self.assertRaises(RequestError):
+                await host.request("s64f1w")
+            self.assertEqual(len(failures), 1)
             tool.on_message(64, 1, None)
             with self.assertRaises(RequestError):
                 await host.request("s64f1w")
