@@ -61,6 +61,7 @@ set(VELTO_PUBLIC_HEADERS
 # whether a forward declaration would do. One that nobody includes any more has to go.
 set(VELTO_INNER_HEADERS
   base/lifetime.h
+  controls/variable_number.h
   secs2/sml_lexer.h
   transport/link/connection_sink.h
   transport/log/log_settings.h

@@ -5,10 +5,10 @@
 #include "controls/gem_ctrl_capabilities.h"
 #include "controls/gem_ctrl_requests.h"
 #include "controls/statistics_property.h"
+#include "controls/variable_number.h"
 #include "secs2/verifier.h"
 
 #include <array>
-#include <concepts>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -24,11 +24,6 @@ struct GemLimits;
 struct KeepAlive;
 struct Problem;
 struct SecsILine;
-
-/// The numbers that a variable is set to: any but truth values and characters.
-template <typename T>
-concept VariableNumber = std::same_as<T, float> || std::same_as<T, double> ||
-    (std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char>);
 
 /// `VeltoGem`: a GEM equipment, or a GEM host (SEMI E30, E5), on an HSMS link (E37) or over SECS-I
 /// (E4). Holds the equipment model and one message at a time, the current message, through which
@@ -214,7 +209,7 @@ public:
   std::string VIDValue(int32_t vid) const;
   void SetVIDValue(int32_t vid, const std::string &value);
   template <VariableNumber Number> void SetVIDValue(int32_t vid, Number value) {
-    SetVIDValue(vid, numberText(value));
+    SetVIDValue(vid, variableText(value));
   }
   /// The value as a number. False, and nothing is set, for an unknown variable, and for a value
   /// that is not one number or not one of that type.
@@ -294,15 +289,10 @@ public:
   /// variable's bounds.
   bool TrySetVIDValue(int32_t vid, const std::string &value);
   template <VariableNumber Number> bool TrySetVIDValue(int32_t vid, Number value) {
-    return TrySetVIDValue(vid, numberText(value));
+    return TrySetVIDValue(vid, variableText(value));
   }
   bool RegisterCEID(int32_t ceid, int16_t role, const std::string &description);
   bool RegisterALID(int32_t alid, int16_t alcd, const std::string &text);
-  /// Adds a remote command for the control state on-line remote, its parameters with their types
-  /// "LOT:A,SLOT:U1", the names of those that must be given "LOT", and the event of its completion
-  /// (0: none). False when there is one of that name, and for parameters that are no such text.
-  bool RegisterCommand(const std::string &name, const std::string &parameters,
-                       const std::string &required, int32_t ceid);
   bool UnregisterALID(int32_t alid);
   /// Reads the settings and the model; true whenever a model exists, whatever the data file held.
   bool LoadData();
@@ -385,20 +375,12 @@ private:
   std::string vidText(int32_t vid, std::string_view (CHGemEventVid::*getter)() const) const;
   void setVidText(int32_t vid, void (CHGemEventVid::*setter)(std::string_view),
                   std::string_view text);
-  // The value texts of numbers.
-  static std::string numberText(std::signed_integral auto value) {
-    return std::to_string(int64_t{value});
-  }
-  static std::string numberText(std::unsigned_integral auto value) {
-    return std::to_string(uint64_t{value});
-  }
-  static std::string numberText(double value);
   // After a change of a value: the last thing to be done.
   void valueChanged(int32_t vid);
   bool loadOwn(const std::string &fileName, std::string &problem);
   bool loadKnown(const std::string &fileName, std::string &problem);
   // After a change of the lists: marks the model modified and saves it.
-  bool saved(bool changed);
+  bool saved(bool changed) override;
 
   static constexpr size_t kSlots = 3; // received, sent, free
 

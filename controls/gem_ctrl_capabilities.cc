@@ -5,6 +5,7 @@
 
 #include "gem/capabilities/capabilities.h"
 #include "gem/engine/engine.h"
+#include "gem/model_text/model_text.h"
 
 #include <algorithm>
 
@@ -31,6 +32,17 @@ void GemCtrlCapabilities::SetCapabilities(int32_t bits) {
 }
 
 // Remote commands -------------------------------------------------------------------------------
+
+bool GemCtrlCapabilities::RegisterCommand(const std::string &name, const std::string &parameters,
+                                          const std::string &required, int32_t ceid) {
+  CHGemCommand command{.name = name, .event = static_cast<uint32_t>(ceid)};
+  if (gemEngine().gem() == nullptr || name.empty() ||
+      findCommand(gemEngine().gem()->data().commands, name) != nullptr ||
+      !readCommandParameters(parameters, required, command))
+    return false;
+  gemEngine().gem()->data().commands.push_back(std::move(command));
+  return saved(true);
+}
 
 int16_t GemCtrlCapabilities::HCACK() const {
   GemCapabilities *parts = capabilities();

@@ -60,6 +60,11 @@ public:
   std::string ProcessProgramBody(const std::string &ppid) const;
   void SetProcessProgramBody(const std::string &ppid, const std::string &sml);
 
+  /// Adds a remote command for the control state on-line remote, its parameters with their types
+  /// "LOT:A,SLOT:U1", the names of those that must be given "LOT", and the event of its completion
+  /// (0: none). False when there is one of that name, and for parameters that are no such text.
+  bool RegisterCommand(const std::string &name, const std::string &parameters,
+                       const std::string &required, int32_t ceid);
   /// The operator has read the text of a terminal: reports the event of that role. False when there
   /// is no such text, and when the event is not sent.
   bool RecognizeTerminalText();
@@ -89,6 +94,8 @@ private:
   virtual CHGemEngine &gemEngine() const = 0;
   /// A property was set.
   virtual void capabilitySet() = 0;
+  /// Saves the model when it was changed; whether it was.
+  virtual bool saved(bool changed) = 0;
 
   /// Null without a model.
   GemCapabilities *capabilities() const;

@@ -5,7 +5,6 @@
 #include "base/text.h"
 #include "gem/data/number_text.h"
 #include "gem/engine/engine.h"
-#include "gem/model_text/model_text.h"
 
 #include <algorithm>
 
@@ -98,7 +97,7 @@ bool CVeltoGemCtrl::GetVIDValue(int32_t vid, double &value) const {
   return true;
 }
 
-std::string CVeltoGemCtrl::numberText(double value) {
+std::string variableText(double value) {
   std::string text;
   appendFixed(text, value);
   return text;
@@ -331,17 +330,6 @@ bool CVeltoGemCtrl::RegisterCEID(int32_t ceid, int16_t role, const std::string &
 bool CVeltoGemCtrl::RegisterALID(int32_t alid, int16_t alcd, const std::string &text) {
   return engine_->gem() != nullptr && saved(engine_->gem()->alarms().RegisterALID(
                                           number(alid), static_cast<uint8_t>(alcd), text));
-}
-
-bool CVeltoGemCtrl::RegisterCommand(const std::string &name, const std::string &parameters,
-                                    const std::string &required, int32_t ceid) {
-  CHGemCommand command{.name = name, .event = number(ceid)};
-  if (engine_->gem() == nullptr || name.empty() ||
-      findCommand(engine_->gem()->data().commands, name) != nullptr ||
-      !readCommandParameters(parameters, required, command))
-    return false;
-  engine_->gem()->data().commands.push_back(std::move(command));
-  return saved(true);
 }
 
 bool CVeltoGemCtrl::UnregisterALID(int32_t alid) {

@@ -17,10 +17,7 @@ namespace velto {
 // Replies and values -----------------------------------------------------------------------------
 
 std::string GemReply::Value(const std::string &node) const {
-  CHSecsMessage shown;
-  shown.root = message.root.clone();
-  shown.node = node;
-  return shown.GetNodeValue(true);
+  return CHSecsMessage::NodeValue(message.root, node, true);
 }
 
 const GemValue *GemValues::find(std::string_view name) const {
@@ -86,6 +83,8 @@ GemReply GemCtrlRequests::Request(const std::string &sml, uint32_t milliseconds)
 
 // Every request ends, if only with the control, which may be gone then; the loop is still there.
 GemReply GemCtrlRequests::await(const std::function<void(ReplyHandler)> &send) {
+  if (requests_->closed())
+    return GemRequests::goneReply();
   std::optional<CHGemEngine::Received> shown;
   if (showsMessage() && gemEngine().gem() != nullptr)
     shown = gemEngine().received();

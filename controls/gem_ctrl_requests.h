@@ -21,7 +21,8 @@ class GemSubscriptions;
 /// What became of a request.
 enum class GemOutcome {
   Answered,
-  NotSent,  ///< it is no primary, the states do not let it out, or the spool took it
+  NotSent,  ///< it is no primary, or the states do not let it out
+  Spooled,  ///< the spool took it: it goes out later, and its reply to nobody here
   Aborted,  ///< the partner aborted the transaction (SxF0)
   Refused,  ///< the partner complains of it (stream 9)
   Rejected, ///< the partner rejected it (Reject.req, SEMI E37 7.10)
@@ -87,10 +88,11 @@ public:
   using CommandHandler = std::function<int16_t(GemCommand &command)>;
   using EventHandler = std::function<void(const GemEvent &event)>;
 
-  /// Sends a primary (the W-bit, device ID and system bytes are put in) and waits for its reply,
-  /// for that many milliseconds (0: T3), while the loop goes on; the control may be destroyed
-  /// meanwhile. The reply raises Received too; what the host does not do there by DefProc(), the
-  /// control does. Inside Received the message there is in its place again afterwards.
+  /// Sends a primary (the W-bit, device ID and system bytes are put in) and waits for its reply
+  /// while the loop goes on: until T3, or for that many milliseconds when that is less and not 0.
+  /// The control may be destroyed meanwhile. The reply raises Received too; what the host does not
+  /// do there by DefProc(), the control does. Inside Received the message there is in its place
+  /// again afterwards.
   GemReply Request(const CHSecsMessage &primary, uint32_t milliseconds = 0);
   GemReply Request(const std::string &sml, uint32_t milliseconds = 0);
   /// The same without waiting. The handler is called exactly once, never inside this call; when the

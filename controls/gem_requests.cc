@@ -18,6 +18,7 @@ constexpr uint32_t kGrace = 1000; // ms
 const char *outcomeText(GemOutcome outcome) {
   constexpr const char *kTexts[] = {"",
                                     "it was not sent",
+                                    "it went to the spool",
                                     "the partner aborted it",
                                     "the partner complains of it",
                                     "the partner rejected it",
@@ -49,6 +50,13 @@ void GemRequests::tell(std::vector<Ended> ended) {
       request.handler(request.reply);
 }
 
+GemReply GemRequests::goneReply() {
+  GemReply reply;
+  reply.outcome = GemOutcome::Gone;
+  reply.reason = outcomeText(GemOutcome::Gone);
+  return reply;
+}
+
 GemRequests::GemRequests(EventLoop &loop) : loop_(loop), timer_(loop, [this] { expire(); }) {}
 
 // The message is registered before it goes out: inside Sent the host may run the loop, and the
@@ -62,29 +70,31 @@ void GemRequests::Send(CHGemEngine &engine, CHSecsMessage &&primary, std::string
   header.systemBytes = 0;
   const uint32_t t3 = engine.logical().T3();
   const uint64_t number = ++count_;
+  const bool mayGo = problem.empty();
   entries_.push_back({.number = number,
                       .primary = header,
                       .since = loop_.clock().ticks(),
                       .limit = limit == 0 ? t3 + kGrace : limit,
                       .lifetime = std::max(limit, t3 + kGrace),
                       .handler = std::move(handler),
-                      .problem = std::nullopt});
+                      .failed = std::nullopt,
+                      .problem = std::move(problem)});
   const bool isPrimary = header.sType() == 0 && header.function() % 2 == 1 && header.misfits == 0;
   const Lifetime::Watch alive(lifetime_);
-  if (problem.empty() && isPrimary && engine.gem() != nullptr && engine.logical().deviceIdFits()) {
+  bool taken = false;
+  if (mayGo && isPrimary && engine.gem() != nullptr && engine.logical().deviceIdFits()) {
     const auto outer = std::exchange(sending_, number);
-    engine.Send(primary);
+    taken = engine.Send(primary);
     if (!alive)
       return;
     sending_ = outer;
   }
   const auto entry = std::ranges::find(entries_, number, &Entry::number);
   if (entry != entries_.end() && !entry->out)
-    entry->problem = std::move(problem);
+    entry->failed = taken ? GemOutcome::Spooled : GemOutcome::NotSent;
   arm();
 }
 
-// A message that the spool took goes out later, for nobody here.
 void GemRequests::sent(const CHSecsHeader &header) {
   if (!sending_)
     return;
@@ -163,7 +173,7 @@ void GemRequests::arm() {
   std::optional<uint32_t> next;
   for (const Entry &entry : entries_) {
     const uint32_t wait = entry.handler ? std::min(entry.limit, entry.lifetime) : entry.lifetime;
-    next = sooner(next, entry.problem ? 0 : timeLeft(now, entry.since, wait));
+    next = sooner(next, entry.failed ? 0 : timeLeft(now, entry.since, wait));
   }
   if (next)
     timer_.start(std::max<uint32_t>(*next, 1));
@@ -177,16 +187,15 @@ void GemRequests::expire() {
   std::vector<Ended> ended;
   for (auto entry = entries_.begin(); entry != entries_.end();) {
     const bool over = timeLeft(now, entry->since, entry->lifetime) == 0;
-    if (entry->problem) {
-      ended.push_back(
-          {std::move(entry->handler), withoutReply(GemOutcome::NotSent, entry->primary)});
-      if (!entry->problem->empty())
-        ended.back().reply.reason = *entry->problem;
+    if (entry->failed) {
+      ended.push_back({std::move(entry->handler), withoutReply(*entry->failed, entry->primary)});
+      if (!entry->problem.empty())
+        ended.back().reply.reason = entry->problem;
     } else if (entry->handler && (over || timeLeft(now, entry->since, entry->limit) == 0)) {
       ended.push_back({std::exchange(entry->handler, nullptr),
                        withoutReply(GemOutcome::TimedOut, entry->primary)});
     }
-    entry = entry->problem || over ? entries_.erase(entry) : std::next(entry);
+    entry = entry->failed || over ? entries_.erase(entry) : std::next(entry);
   }
   arm();
   tell(std::move(ended));

@@ -25,6 +25,8 @@ public:
     GemReply reply;
   };
   static void tell(std::vector<Ended> ended);
+  /// What a control that goes answers.
+  static GemReply goneReply();
 
   explicit GemRequests(EventLoop &loop);
 
@@ -43,19 +45,21 @@ public:
   std::vector<Ended> unanswered(uint32_t systemBytes, GemOutcome outcome);
   /// All of them end.
   std::vector<Ended> end(GemOutcome outcome);
-  /// So does this.
+  /// So does this. What is sent from now on is not, and nobody hears of it.
   std::vector<Ended> close();
+  bool closed() const { return closed_; }
 
 private:
   struct Entry {
     uint64_t number;
     CHSecsHeader primary;
-    bool out = false;                   // it was sent; `primary` is its header as it went out
-    uint32_t since;                     // tick
-    uint32_t limit;                     // ms that the handler waits
-    uint32_t lifetime;                  // ms after which nothing comes any more
-    Handler handler;                    // empty: nobody waits any more
-    std::optional<std::string> problem; // it was not sent
+    bool out = false;                 // it was sent; `primary` is its header as it went out
+    uint32_t since;                   // tick
+    uint32_t limit;                   // ms that the handler waits
+    uint32_t lifetime;                // ms after which nothing comes any more
+    Handler handler;                  // empty: nobody waits any more
+    std::optional<GemOutcome> failed; // it is not on its way
+    std::string problem;              // why not, where the outcome does not tell
   };
   using Entries = std::list<Entry>;
 

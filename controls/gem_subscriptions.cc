@@ -6,7 +6,6 @@
 #include "gem/messages/items.h"
 
 #include <algorithm>
-#include <iterator>
 #include <set>
 #include <utility>
 
@@ -132,6 +131,8 @@ void GemSubscriptions::work() {
 
 // The SML of a step; empty when it has nothing to do.
 std::string GemSubscriptions::messageOf(const Work &work) const {
+  if (asksNames(work))
+    return namesRequest(work.step);
   std::vector<uint32_t> rptids; // of the event
   std::string definitions;
   bool wanted = false;
@@ -144,38 +145,29 @@ std::string GemSubscriptions::messageOf(const Work &work) const {
     rptids.push_back(one->rptid);
     definitions += formatText("{<u4 %u>{%s}}", one->rptid, idItems(one->vids).c_str());
   }
-  std::vector<uint32_t> old = rptids;
+  std::string old; // reports that are to go, be it to come again
+  for (const uint32_t rptid : rptids)
+    old += formatText("{<u4 %u>{}}", rptid);
   const auto [first, last] = gone_.equal_range(work.ceid);
-  std::transform(first, last, std::back_inserter(old),
-                 [](const auto &gone) { return gone.second; });
-  switch (work.step) {
-  case Step::StatusNames:
-  case Step::DataNames:
-  case Step::ConstantNames: {
-    const std::string vids = idItems(unnamed());
-    const char *name = work.step == Step::StatusNames ? "s1f11w"
-                       : work.step == Step::DataNames ? "s1f21w"
-                                                      : "s2f29w";
-    return vids.empty() ? "" : formatText("%s{%s}", name, vids.c_str());
-  }
-  case Step::Unlink:
-    return old.empty() ? "" : formatText("s2f35w{<u4 0>{{<u4 %u>{}}}}", work.ceid);
-  case Step::Delete: {
-    std::string reports;
-    for (const uint32_t rptid : old)
-      reports += formatText("{<u4 %u>{}}", rptid);
-    return old.empty() ? "" : "s2f33w{<u4 0>{" + reports + "}}";
-  }
-  case Step::Define:
-    return rptids.empty() ? "" : "s2f33w{<u4 0>{" + definitions + "}}";
-  case Step::Link:
-    return rptids.empty()
-               ? ""
-               : formatText("s2f35w{<u4 0>{{<u4 %u>{%s}}}}", work.ceid, idItems(rptids).c_str());
-  case Step::Enable:
-    break;
-  }
-  return formatText("s2f37w{<bool %d>{<u4 %u>}}", wanted ? 1 : 0, work.ceid);
+  for (auto gone = first; gone != last; ++gone)
+    old += formatText("{<u4 %u>{}}", gone->second);
+  if (work.step == Step::Enable)
+    return formatText("s2f37w{<bool %d>{<u4 %u>}}", wanted ? 1 : 0, work.ceid);
+  if (work.step <= Step::Delete ? old.empty() : rptids.empty())
+    return "";
+  if (work.step == Step::Unlink)
+    return formatText("s2f35w{<u4 0>{{<u4 %u>{}}}}", work.ceid);
+  if (work.step == Step::Link)
+    return formatText("s2f35w{<u4 0>{{<u4 %u>{%s}}}}", work.ceid, idItems(rptids).c_str());
+  return "s2f33w{<u4 0>{" + (work.step == Step::Delete ? old : definitions) + "}}";
+}
+
+std::string GemSubscriptions::namesRequest(Step step) const {
+  const std::string vids = idItems(unnamed());
+  const char *name = step == Step::StatusNames ? "s1f11w"
+                     : step == Step::DataNames ? "s1f21w"
+                                               : "s2f29w";
+  return vids.empty() ? "" : name + ("{" + vids + "}");
 }
 
 // What had to go may have been gone. An equipment that does not know a message of names has none to
@@ -241,7 +233,7 @@ std::vector<uint32_t> GemSubscriptions::unnamed() const {
 }
 
 bool GemSubscriptions::awaitsNames() const {
-  return (asked_ && asksNames(*asked_)) || std::ranges::any_of(work_, asksNames);
+  return mayWork() && ((asked_ && asksNames(*asked_)) || std::ranges::any_of(work_, asksNames));
 }
 
 // Events -----------------------------------------------------------------------------------------

@@ -73,6 +73,7 @@ private:
   void endSession();
   void work();
   std::string messageOf(const Work &work) const;
+  std::string namesRequest(Step step) const;
   void answered(const Work &work, const GemReply &reply);
   void refused(const Work &work, const std::string &reason);
   void learn(const CHSecsMessage &names);

@@ -12,12 +12,12 @@ namespace velto {
 
 namespace {
 
-constexpr const char *kDeviceId = "DeviceID"; // kept without being a property
+constexpr const char *kOwnDevice = "DeviceID"; // kept without being a property
 
 constexpr std::array kSecsISocketIniKeys{
     "PortNumber", "MyPortNumber", "IPAddress",  "Server",      "OneOnOne", "T1",
     "T2",         "T3",           "T4",         "Retry",       "Master",   "MSEC",
-    kDeviceId,    "Log",          "LogVerbose", "LogFileName", "LogSize",  "LogBakCount"};
+    kOwnDevice,   "Log",          "LogVerbose", "LogFileName", "LogSize",  "LogBakCount"};
 
 } // namespace
 
@@ -87,21 +87,21 @@ std::span<const IniControl::Page> CVeltoSecsISocketCtrl::pages() const {
 }
 
 Variant CVeltoSecsISocketCtrl::setting(const char *name) {
-  return std::string_view(name) == kDeviceId ? Variant(DeviceID()) : TcpControl::setting(name);
+  return std::string_view(name) == kOwnDevice ? Variant(DeviceID()) : TcpControl::setting(name);
 }
 
 void CVeltoSecsISocketCtrl::setSetting(const char *name, const Variant &value) {
-  if (std::string_view(name) != kDeviceId)
+  if (std::string_view(name) != kOwnDevice)
     TcpControl::setSetting(name, value);
   else if (const auto number = value.as(ValueType::Int32))
     SetDeviceID(static_cast<int32_t>(number->toInteger()));
 }
 
-void CVeltoSecsISocketCtrl::saveExtras(PropertyBag &bag) const { bag.set(kDeviceId, DeviceID()); }
+void CVeltoSecsISocketCtrl::saveExtras(PropertyBag &bag) const { bag.set(kOwnDevice, DeviceID()); }
 
 void CVeltoSecsISocketCtrl::loadExtras(const PropertyBag &bag) {
-  const Variant *kept = bag.find(kDeviceId);
-  setSetting(kDeviceId, kept != nullptr ? *kept : Variant(0));
+  const Variant *kept = bag.find(kOwnDevice);
+  setSetting(kOwnDevice, kept != nullptr ? *kept : Variant(0));
 }
 
 void CVeltoSecsISocketCtrl::settingsChanged() {

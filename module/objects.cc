@@ -48,22 +48,20 @@ std::optional<Variant> fromC(const velto_value &value) {
   int type = VELTO_EMPTY; // a number that is no type is not to be read as one
   static_assert(sizeof type == sizeof value.type);
   std::memcpy(&type, &value.type, sizeof type);
-  switch (type) {
-  case VELTO_EMPTY:
-    return Variant();
-  case VELTO_BOOL:
-    return Variant(value.integer != 0);
-  case VELTO_INTEGER:
-    return Variant(value.integer);
-  case VELTO_REAL:
-    return Variant(value.real);
-  case VELTO_TEXT:
-    if (value.text == nullptr && value.length != 0)
-      return std::nullopt;
-    return Variant(value.length == 0 ? std::string() : std::string(value.text, value.length));
-  default:
-    return std::nullopt;
-  }
+  std::optional<Variant> read;
+  if (type == VELTO_EMPTY)
+    read.emplace();
+  else if (type == VELTO_BOOL)
+    read.emplace(value.integer != 0);
+  else if (type == VELTO_INTEGER)
+    read.emplace(value.integer);
+  else if (type == VELTO_REAL)
+    read.emplace(value.real);
+  else if (type == VELTO_TEXT && value.length == 0)
+    read.emplace(std::string());
+  else if (type == VELTO_TEXT && value.text != nullptr)
+    read.emplace(std::string(value.text, value.length));
+  return read;
 }
 
 velto_value textToC(const std::string &text) {

@@ -141,7 +141,7 @@ TEST_F(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
   events.RegisterCEID(33, RoleOperatorChangedConstant, "");
   events.SetReport(1, {24, 22});
   events.SetReport(2, {25, 26});
-  for (const uint32_t ceid : {30, 31})
+  for (const uint32_t ceid : {30U, 31U})
     events.LinkReport(ceid, 1);
   events.LinkReport(32, 2);
   const auto heard = [this] {

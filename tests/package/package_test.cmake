@@ -39,9 +39,11 @@ endforeach()
 set(tool ${prefix}/share/velto/examples/first_tool)
 build_project(${tool})
 file(COPY ${tool}/bake.model DESTINATION ${WORK}/visited)
-set(visit "${prefix}/bin/velto host 127.0.0.1:5013 --t5 1 --names ${tool}/bake.model --script ${tool}")
+string(RANDOM LENGTH 4 ALPHABET 123456789 port)
+set(port 1${port}) # above the usual ones, below those that the system gives
+set(visit "${prefix}/bin/velto host 127.0.0.1:${port} --t5 1 --names ${tool}/bake.model --script ${tool}")
 run(sh -c "cd ${WORK}/visited || exit 1
-  ${WORK}/first_tool/bake bake.model listen:5013 & trap \"kill $!\" EXIT
+  ${WORK}/first_tool/bake bake.model listen:${port} & trap \"kill $!\" EXIT
   ${visit}/visit.host && sleep 2 && ${visit}/return.host")
 
 build_project(${CMAKE_CURRENT_LIST_DIR}/headers -DTABLE=${SOURCE}/cmake/public_headers.cmake)
@@ -63,8 +65,8 @@ endforeach()
 file(WRITE ${WORK}/header.cc "#include <velto.h>\nint main() { return velto_version() == 0; }\n")
 run(${COMPILER} ${strict} ${WORK}/header.cc ${c_flags} -o ${WORK}/c_header)
 run(${WORK}/c_header)
-execute_process(COMMAND ${WORK}/c_gem_equipment 5021 COMMAND ${WORK}/c_gem_host 5021
-  WORKING_DIRECTORY ${WORK} TIMEOUT 20 COMMAND_ERROR_IS_FATAL ANY)
+run(sh -c "cd ${WORK} || exit 1
+  timeout 20 ./c_gem_equipment 5021 & timeout 20 ./c_gem_host 5021 && wait $!")
 
 # By pkg-config.
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)

@@ -135,7 +135,7 @@ bool CHSecsIMessageLink::openSocket(std::function<void(bool connected)> done) {
     if (error != 0 && error != ECONNREFUSED && error != ETIMEDOUT)
       noteOpenError({.code = LinkProblem::System, .number = socketErrorNumber(error)});
   };
-  const bool started = socket_->StartOpen([this, noteError, done = std::move(done)](bool opened) {
+  const bool started = socket_->StartOpen([noteError, done = std::move(done)](bool opened) {
     noteError();
     if (done)
       done(opened);

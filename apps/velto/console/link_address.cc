@@ -42,7 +42,8 @@ bool readDevice(std::string_view text, LinkAddress &address) {
   const size_t colon = text.rfind(':');
   const std::string_view rate =
       colon == std::string_view::npos ? std::string_view() : text.substr(colon + 1);
-  const bool hasRate = !rate.empty() && rate.find_first_not_of("0123456789") == rate.npos;
+  const bool hasRate =
+      !rate.empty() && rate.find_first_not_of("0123456789") == std::string_view::npos;
   address.device = hasRate ? text.substr(0, colon) : text;
   const auto number = hasRate ? wholeNumber(rate, 1, kHighestRate) : address.rate;
   address.rate = number.value_or(0);

@@ -250,6 +250,37 @@ int usage(const std::string &problem) {
   return kExitUsage;
 }
 
+// Takes the addresses out of the files; what is wrong with them, or nothing.
+std::string takeAddress(std::vector<std::string> &files, Options &options) {
+  for (auto file = files.begin(); file != files.end();) {
+    if (!isLinkAddress(*file)) {
+      ++file;
+      continue;
+    }
+    if (options.address || !options.port.empty())
+      return "one address at most, or --port";
+    options.address = readLinkAddress(*file);
+    if (!options.address)
+      return *file + " is no address: " + LinkAddress::kForms;
+    file = files.erase(file);
+  }
+  return files.size() > 1 ? "one settings file at most" : "";
+}
+
+// What is wrong with the values of the options, or nothing.
+std::string problemOf(const Options &options) {
+  if (options.quiet + options.json + options.watch > 1)
+    return "--quiet, --json and --watch exclude each other";
+  if (!wholeNumber(options.edition, 0, 1))
+    return "--edition takes 0 or 1";
+  if (!options.linktest.empty() && !wholeNumber(options.linktest, 0, kLongestTime))
+    return "--linktest takes seconds, or 0";
+  if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
+    return "--port takes a number from 0 to 65535";
+  return options.keep.empty() || isModelText(options.data) ? ""
+                                                           : "--keep goes with --data FILE.model";
+}
+
 } // namespace
 
 int runEquipmentCommand(const CommandArguments &arguments) {
@@ -272,30 +303,10 @@ int runEquipmentCommand(const CommandArguments &arguments) {
   std::vector<std::string> files;
   if (const std::string problem = readOptions(arguments, table, files); !problem.empty())
     return usage(problem);
-  for (auto file = files.begin(); file != files.end();) {
-    if (!isLinkAddress(*file)) {
-      ++file;
-      continue;
-    }
-    if (options.address || !options.port.empty())
-      return usage("one address at most, or --port");
-    options.address = readLinkAddress(*file);
-    if (!options.address)
-      return usage(*file + " is no address: " + LinkAddress::kForms);
-    file = files.erase(file);
-  }
-  if (files.size() > 1)
-    return usage("one settings file at most");
-  if (options.quiet + options.json + options.watch > 1)
-    return usage("--quiet, --json and --watch exclude each other");
-  if (!wholeNumber(options.edition, 0, 1))
-    return usage("--edition takes 0 or 1");
-  if (!options.linktest.empty() && !wholeNumber(options.linktest, 0, kLongestTime))
-    return usage("--linktest takes seconds, or 0");
-  if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
-    return usage("--port takes a number from 0 to 65535");
-  if (!options.keep.empty() && !isModelText(options.data))
-    return usage("--keep goes with --data FILE.model");
+  if (const std::string problem = takeAddress(files, options); !problem.empty())
+    return usage(problem);
+  if (const std::string problem = problemOf(options); !problem.empty())
+    return usage(problem);
   if (!files.empty())
     options.ini = files[0];
   if (options.watch && !Terminal::usable()) {

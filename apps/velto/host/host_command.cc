@@ -135,6 +135,31 @@ int fail(const std::string &problem) {
   return kExitFailed;
 }
 
+// The numbers among the options, as they were given; empty: not at all.
+struct Numbers {
+  std::string device;
+  std::string edition;
+  std::string t3;
+  std::string t5;
+  std::string linktest;
+};
+
+// What is wrong with them, or nothing.
+std::string readNumbers(const Numbers &given, GemHost::Settings &settings) {
+  if (!readNumber(given.device, 0, 0x7FFF, settings.device))
+    return "--device takes a number from 0 to 32767";
+  int32_t edition = settings.edition;
+  if (!readNumber(given.edition, 0, 1, edition))
+    return "--edition takes 0 or 1";
+  settings.edition = static_cast<int16_t>(edition);
+  if (!readNumber(given.t3, 1, kLongestTime, settings.t3) ||
+      !readNumber(given.t5, 1, kLongestTime, settings.t5))
+    return "--t3 and --t5 take seconds, from 1 on";
+  return readNumber(given.linktest, 0, kLongestTime, settings.linktest)
+             ? ""
+             : "--linktest takes seconds, or 0";
+}
+
 } // namespace
 
 int runHostCommand(const CommandArguments &arguments) {
@@ -144,19 +169,15 @@ int runHostCommand(const CommandArguments &arguments) {
   }
   Options options;
   std::string names;
-  std::string device;
-  std::string edition;
-  std::string t3;
-  std::string t5;
-  std::string linktest;
+  Numbers numbers;
   const Option table[] = {
       {.name = "--script", .value = &options.script},
       {.name = "--names", .value = &names},
-      {.name = "--device", .value = &device},
-      {.name = "--edition", .value = &edition},
-      {.name = "--t3", .value = &t3},
-      {.name = "--t5", .value = &t5},
-      {.name = "--linktest", .value = &linktest},
+      {.name = "--device", .value = &numbers.device},
+      {.name = "--edition", .value = &numbers.edition},
+      {.name = "--t3", .value = &numbers.t3},
+      {.name = "--t5", .value = &numbers.t5},
+      {.name = "--linktest", .value = &numbers.linktest},
       {.name = "--json", .given = &options.json},
   };
   std::vector<std::string> addresses;
@@ -169,17 +190,8 @@ int runHostCommand(const CommandArguments &arguments) {
   if (!partner)
     return usage(addresses[0] + " is no address: " + LinkAddress::kForms);
   settings.partner = *partner;
-  if (!readNumber(device, 0, 0x7FFF, settings.device))
-    return usage("--device takes a number from 0 to 32767");
-  int32_t number = settings.edition;
-  if (!readNumber(edition, 0, 1, number))
-    return usage("--edition takes 0 or 1");
-  settings.edition = static_cast<int16_t>(number);
-  if (!readNumber(t3, 1, kLongestTime, settings.t3) ||
-      !readNumber(t5, 1, kLongestTime, settings.t5))
-    return usage("--t3 and --t5 take seconds, from 1 on");
-  if (!readNumber(linktest, 0, kLongestTime, settings.linktest))
-    return usage("--linktest takes seconds, or 0");
+  if (const std::string problem = readNumbers(numbers, settings); !problem.empty())
+    return usage(problem);
   const bool connects = !partner->listens && !partner->isSerial();
   if (connects && resolveHost(partner->host).empty())
     return fail("there is no host " + partner->host);
