@@ -226,6 +226,37 @@ TEST_F(GemSpoolTest, KeepsWhatWasNotAnswered) {
   EXPECT_EQ(eq.SpoolCount(), 1);
 }
 
+// It may end at once then: what was not answered is on disk before the call returns.
+TEST_F(GemSpoolTest, KeepsWhatWasNotAnsweredWhenItClosesOrEnds) {
+  const auto close = [this] { eq.SetPhysicalConnection(false); };
+  const auto end = [this] { equipment.control.reset(); };
+  const std::string dataFile = eq.DataFileName();
+  const std::string iniFile = eq.IniFileName();
+  setUp();
+  for (const auto &act : {std::function<void()>(close), std::function<void()>(end)}) {
+    host.answers = false;
+    EXPECT_TRUE(eq.InvokeEvent(7));
+    EXPECT_TRUE(eq.InvokeEvent(8));
+    ASSERT_EQ(events(), (Ceids{7, 8}));
+    act();
+    CVeltoGemCtrl next(ControlSite(net.loop, front, files));
+    next.SetIniFileName(iniFile);
+    next.SetDataFileName(dataFile);
+    ASSERT_TRUE(next.LoadData());
+    next.SetCapabilities(CapabilitySpooling);
+    settle(1);
+    EXPECT_EQ(next.SpoolCount(), 3) << "with the event of the beginning";
+    if (equipment.control == nullptr)
+      break;
+    host.answers = true;
+    eq.SetPhysicalConnection(true);
+    lose();
+    comeBack();
+    EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+    EXPECT_EQ(events(), (Ceids{7, 8, 17, 18}));
+  }
+}
+
 // The host hung until T3 of an event had run out, and answers the next one then.
 TEST_F(GemSpoolTest, ALateReplyTakesItsMessageOut) {
   setUp();
