@@ -118,6 +118,12 @@ TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
     EXPECT_EQ(ask("s10f3w{<b 1><a'Hello'>}"), "S10F4 <b 0x0" + std::to_string(refusal) + ">");
   }
   EXPECT_FALSE(control.RecognizeTerminalText()) << "never shown";
+  answer = 0;
+  ask("s10f3w{<b 1><a'Hello'>}");
+  answer = 2;
+  ask("s10f3w{<b 1><a'Again'>}");
+  EXPECT_TRUE(control.RecognizeTerminalText()) << "the one before is still to be read";
+  settle(4);
   host.messages.clear();
   EXPECT_TRUE(control.SendTerminalText(3, "Help"));
   settle(2);
