@@ -270,6 +270,8 @@ bool CHGemSpool::OnReceive(CHSecsVerifier &slot) {
 void CHGemSpool::answerChoice(CHSecsVerifier &slot) {
   CHGemSpoolChoice::Faults faults;
   auto chosen = CHGemSpoolChoice::read(slot.message.root, owner().edition(), faults);
+  if (!chosen && faults.empty())
+    return complainOfData(slot);
   CHSecsItem streams = listItem();
   for (const auto &[fault, functions] : faults) {
     CHSecsItem list = listItem();

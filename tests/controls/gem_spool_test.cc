@@ -257,6 +257,23 @@ TEST_F(GemSpoolTest, KeepsWhatWasNotAnsweredWhenItClosesOrEnds) {
   }
 }
 
+// What is kept of a transfer would get its reply when nobody waits for that any more.
+TEST_F(GemSpoolTest, AProcessProgramIsSentWhenTheHostIsThere) {
+  eq.SetCapabilities(CapabilitySpooling | CapabilityProcessPrograms);
+  host.control->SetCapabilities(CapabilityProcessPrograms);
+  eq.SetProcessProgramBody("ETCH", "<a 'x'>");
+  setUp("{{<u1 7>{}}{<u1 6>{}}}");
+  lose();
+  EXPECT_FALSE(eq.SendProcessProgram("ETCH"));
+  EXPECT_FALSE(eq.RequestProcessProgram("CLEAN"));
+  EXPECT_EQ(eq.SpoolCount(), 1) << "the event of the beginning";
+  comeBack();
+  EXPECT_TRUE(eq.SendProcessProgram("ETCH")) << "past what is still in the spool";
+  settle(20);
+  EXPECT_EQ(host.control->ProcessPrograms(), "ETCH");
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+}
+
 // The host hung until T3 of an event had run out, and answers the next one then.
 TEST_F(GemSpoolTest, ALateReplyTakesItsMessageOut) {
   setUp();
