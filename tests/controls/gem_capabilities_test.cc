@@ -29,6 +29,7 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
   for (const Case &row :
        {Case{0, 0, "S2F42 { <b 0x00> { } }", true}, Case{2, 0, "S2F42 { <b 0x02> { } }", false},
         Case{4, 0, "S2F42 { <b 0x04> { } }", false}, Case{5, 0, "S2F42 { <b 0x05> { } }", false},
+        Case{256, 0, "S2F42 { <b 0x05> { } }", false}, Case{-1, 0, "S2F42 { <b 0x05> { } }", false},
         Case{0, 2, "S2F42 { <b 0x03> { { <a 'LOT'> <b 0x02> } } }", false}}) {
     CVeltoGemCtrl &control = *equipment.control;
     equipment.onEvent = [&](const std::string &line) {
