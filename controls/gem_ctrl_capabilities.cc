@@ -226,7 +226,7 @@ void GemCtrlCapabilities::constantsChanged() {
 
 bool GemCtrlCapabilities::SetProcessState(int32_t state) {
   GemCapabilities *parts = capabilitiesWith(CapabilityVariables);
-  return parts != nullptr && gemEngine().during([parts, state] {
+  return parts != nullptr && std::in_range<uint8_t>(state) && gemEngine().during([parts, state] {
     return parts->variables().SetProcessState(static_cast<uint32_t>(state));
   });
 }

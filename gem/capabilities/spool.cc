@@ -76,8 +76,8 @@ void CHGemSpool::followCommunications() {
 
 // The loss of communications begins spooling, or ends a transmission.
 void CHGemSpool::loseCommunications(bool lost) {
-  const bool begins = lost && !left_ && !choice_.empty() && !owner().isHost() &&
-                      isOnline(owner().controlState());
+  const bool begins =
+      lost && !left_ && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState());
   if (left_)
     interrupt();
   if (!begins && !unanswered_.waits())

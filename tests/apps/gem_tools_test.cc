@@ -206,7 +206,7 @@ TEST_F(GemTools, EitherEndsCleanlyAndTheOtherGoesOn) {
   next->type("are-you-there\nnothing\nhelp\nquit\nonline\n");
   EXPECT_EQ(next->status(), 0) << next->output;
   for (const char *line :
-       {"<-- S1F2  On Line Data", "failed: there is no command nothing", "  names  "})
+       {"<-- S1F2  On Line Data", "failed: there is no command nothing", "  names [events]  "})
     EXPECT_THAT(next->output, HasSubstr(line));
   EXPECT_THAT(next->output, Not(HasSubstr("S1F17W"))) << "quit ends it at once";
   tool->signal(SIGINT);

@@ -185,7 +185,8 @@ TEST_F(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
   EXPECT_EQ(ask("s1f3w{<u4 22>}"), "S1F4 { { <u4 5> } }");
   heard();
   EXPECT_TRUE(equipment.control->SetProcessState(3));
-  EXPECT_FALSE(equipment.control->SetProcessState(3));
+  for (const int32_t none : {3, -1, 256})
+    EXPECT_FALSE(equipment.control->SetProcessState(none)) << none;
   EXPECT_EQ(heard(), Messages{"S6F11W { <u4 4> <u4 32> * CEID { { <u4 2> { <u1 3> <u1 0> } } } }"});
 }
 
