@@ -51,8 +51,10 @@ int16_t GemCtrlCapabilities::HCACK() const {
 
 void GemCtrlCapabilities::SetHCACK(int16_t answer) {
   GemCapabilities *parts = capabilities();
-  if (parts != nullptr && std::in_range<uint8_t>(answer))
-    parts->remote().setAnswer(static_cast<uint8_t>(answer));
+  if (parts != nullptr)
+    parts->remote().setAnswer(std::in_range<uint8_t>(answer)
+                                  ? static_cast<uint8_t>(answer)
+                                  : uint8_t{CHGemRemoteControl::Rejected});
 }
 
 int16_t GemCtrlCapabilities::CPACK(const std::string &name) const {
@@ -224,7 +226,7 @@ void GemCtrlCapabilities::constantsChanged() {
 
 bool GemCtrlCapabilities::SetProcessState(int32_t state) {
   GemCapabilities *parts = capabilitiesWith(CapabilityVariables);
-  return parts != nullptr && gemEngine().during([parts, state] {
+  return parts != nullptr && std::in_range<uint8_t>(state) && gemEngine().during([parts, state] {
     return parts->variables().SetProcessState(static_cast<uint32_t>(state));
   });
 }

@@ -52,10 +52,13 @@ bool CVeltoGemCtrl::LoadModel(const std::string &fileName) {
 // The model that an equipment has.
 bool CVeltoGemCtrl::loadOwn(const std::string &fileName, std::string &problem) {
   std::string file = fileName;
+  bool mended = false;
   if (isModelText(fileName)) {
     file.replace(file.size() - kTextEnding.size(), kTextEnding.size(), ".kel");
-    if (importModelText(site().files, fileName, file, problem) == ModelImport::Failed)
+    const ModelImport done = importModelText(site().files, fileName, file, problem);
+    if (done == ModelImport::Failed)
       return false;
+    mended = done == ModelImport::Mended;
   }
   if (!readModelData(site().files, file, problem))
     return false;
@@ -63,7 +66,10 @@ bool CVeltoGemCtrl::loadOwn(const std::string &fileName, std::string &problem) {
   engine_->gem()->SetDataBakCount(dataBackups_);
   setModified();
   viewChanged();
+  const Lifetime::Watch alive(lifetime());
   engine_->LoadModel(file);
+  if (mended && alive)
+    engine_->reportFailure(lostCompanion(file));
   return true;
 }
 

@@ -76,6 +76,10 @@ void GemCapabilities::OnDisable() {
   each([](GemCapability &capability) { capability.OnDisable(); });
 }
 
+void GemCapabilities::OnClosed() {
+  each([](GemCapability &capability) { capability.OnClosed(); });
+}
+
 void GemCapabilities::OnSent(const CHSecsHeader &header, ByteView body) {
   each([&](GemCapability &capability) { capability.OnSent(header, body); });
 }

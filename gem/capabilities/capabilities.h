@@ -46,6 +46,7 @@ public:
   std::optional<uint32_t> NextTick() const;
   void OnConnectionReset();
   void OnDisable();
+  void OnClosed();
   void OnSent(const CHSecsHeader &header, ByteView body);
   void OnAnswered(const CHSecsMessage &answer);
   void OnRejected(const CHSecsHeader &primary);

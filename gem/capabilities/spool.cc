@@ -76,11 +76,11 @@ void CHGemSpool::followCommunications() {
 
 // The loss of communications begins spooling, or ends a transmission.
 void CHGemSpool::loseCommunications(bool lost) {
-  const bool keeps =
-      lost && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState());
+  const bool begins =
+      lost && !left_ && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState());
   if (left_)
-    return interrupt();
-  if (!keeps && !unanswered_.waits())
+    interrupt();
+  if (!begins && !unanswered_.waits())
     return;
   attach();
   if (file_.isActive())
@@ -270,6 +270,8 @@ bool CHGemSpool::OnReceive(CHSecsVerifier &slot) {
 void CHGemSpool::answerChoice(CHSecsVerifier &slot) {
   CHGemSpoolChoice::Faults faults;
   auto chosen = CHGemSpoolChoice::read(slot.message.root, owner().edition(), faults);
+  if (!chosen && faults.empty())
+    return complainOfData(slot);
   CHSecsItem streams = listItem();
   for (const auto &[fault, functions] : faults) {
     CHSecsItem list = listItem();
@@ -329,6 +331,9 @@ void CHGemSpool::OnConnectionReset() {
   loseCommunications(std::exchange(wasCommunicating_, false));
   unanswered_.clear();
 }
+
+// The states follow on the next tick, which may not come.
+void CHGemSpool::OnClosed() { loseCommunications(std::exchange(wasCommunicating_, false)); }
 
 void CHGemSpool::OnDisable() {
   followCommunications();

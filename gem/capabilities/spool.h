@@ -51,6 +51,7 @@ public:
   void OnAnswered(const CHSecsMessage &answer) override;
   void OnConnectionReset() override;
   void OnDisable() override;
+  void OnClosed() override;
   void OnSwitchedOff() override;
   void OnRejected(const CHSecsHeader &primary) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;

@@ -21,14 +21,22 @@ constexpr uint8_t kSecondaryFunction = 4;
 constexpr ArchiveClass kSpoolClass{"CHGemSpool", 1};
 constexpr size_t kSmallestChoice = 3; // bytes in the archive
 
-// S6F5.
-bool isInquiry(const CHSecsHeader &header) {
-  return header.stream() == 6 && header.function() == 5;
+// S6F5, and the transfer of a process program to the host and from it: S7F1, F3, F5, F23, F25.
+bool isStepOfTransfer(const CHSecsHeader &header) {
+  constexpr int kSteps[] = {6 * 256 + 5, 7 * 256 + 1,  7 * 256 + 3,
+                            7 * 256 + 5, 7 * 256 + 23, 7 * 256 + 25};
+  return std::ranges::find(kSteps, header.stream() * 256 + header.function()) != std::end(kSteps);
 }
 
-// A stream or function as it was given; 255, which is neither, for what is not one item.
-uint32_t idOf(const CHSecsItem &item) {
-  return item.isList() || item.count() != 1 ? 0xFF : numberOf(item);
+bool isId(const CHSecsItem &item) { return !item.isList() && item.count() == 1; }
+
+// A list of STRIDs, each with its list of FCNIDs.
+bool isChoice(const CHSecsItem &body) {
+  return body.isList() && std::ranges::all_of(body.children(), [](const CHSecsItem &entry) {
+           return entry.isList() && entry.count() == 2 && isId(childOf(entry, 1)) &&
+                  childOf(entry, 2).isList() &&
+                  std::ranges::all_of(childOf(entry, 2).children(), isId);
+         });
 }
 
 uint8_t streamFault(uint32_t stream) {
@@ -55,14 +63,13 @@ uint8_t functionFault(uint8_t stream, uint32_t function, E5Edition edition) {
 
 std::optional<CHGemSpoolChoice> CHGemSpoolChoice::read(const CHSecsItem &body, E5Edition edition,
                                                        Faults &faults) {
-  if (!body.isList())
+  if (!isChoice(body))
     return std::nullopt;
   CHGemSpoolChoice chosen;
   for (const CHSecsItem &entry : body.children()) {
-    const uint32_t id = idOf(childOf(entry, 1));
+    const uint32_t id = numberOf(childOf(entry, 1));
     const CHSecsItem &functions = childOf(entry, 2);
-    const uint8_t fault = functions.isList() ? streamFault(id) : kNoSuchStream;
-    if (fault != kAllowed) {
+    if (const uint8_t fault = streamFault(id); fault != kAllowed) {
       faults[{id, fault}];
       continue;
     }
@@ -70,7 +77,7 @@ std::optional<CHGemSpoolChoice> CHGemSpoolChoice::read(const CHSecsItem &body, E
     if (functions.count() == 0)
       chosen.addAll(stream);
     for (const CHSecsItem &item : functions.children()) {
-      const uint32_t function = idOf(item);
+      const uint32_t function = numberOf(item);
       if (const uint8_t wrong = functionFault(stream, function, edition))
         faults[{stream, wrong}].insert(function);
       else
@@ -82,7 +89,7 @@ std::optional<CHGemSpoolChoice> CHGemSpoolChoice::read(const CHSecsItem &body, E
 
 bool CHGemSpoolChoice::holds(const CHSecsHeader &header) const {
   return any_ && header.sType() == 0 && header.function() % 2 == 1 &&
-         streams_[header.stream()][header.function()] && !isInquiry(header);
+         streams_[header.stream()][header.function()] && !isStepOfTransfer(header);
 }
 
 // None: all of them.

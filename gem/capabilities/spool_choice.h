@@ -24,14 +24,15 @@ public:
 
   /// What S2F43 is refused for: FCNIDs by STRID and STRACK, all of them as they were given.
   using Faults = std::map<std::pair<uint32_t, uint8_t>, std::set<uint32_t>>;
-  /// What the body of S2F43 names, all of it or nothing.
+  /// What the body of S2F43 names, all of it or nothing: without faults it has another structure.
   static std::optional<CHGemSpoolChoice> read(const CHSecsItem &body, E5Edition edition,
                                               Faults &faults);
 
   void add(uint8_t stream, uint8_t function) { of(stream).set(function); }
   void addAll(uint8_t stream) { of(stream).set(); }
   bool empty() const { return !any_; }
-  /// An inquiry is never kept: it belongs to the message that it announces.
+  /// An inquiry is never kept: it belongs to the message that it announces. Nor is what transfers
+  /// a process program: each message of that waits for the reply to the one before.
   bool holds(const CHSecsHeader &header) const;
 
   void store(ArchiveWriter &archive) const;

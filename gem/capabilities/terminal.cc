@@ -74,11 +74,12 @@ uint8_t CHGemTerminal::show(const CHSecsMessage &message) {
   const CHSecsItem &terminal = broadcast ? message.root : childOf(message.root, 1);
   const uint32_t tid = broadcast ? 0 : numberOf(terminal);
   const std::string text = textOf(broadcast ? message.root : childOf(message.root, 2));
-  unread_ = true;
+  const bool before = std::exchange(unread_, true);
   const uint8_t outer = std::exchange(answer_, uint8_t{0});
   host().application().OnTerminalText(static_cast<uint8_t>(tid), text);
   const uint8_t answer = std::exchange(answer_, outer);
-  unread_ = unread_ && answer == 0;
+  if (answer != 0)
+    unread_ = unread_ && before;
   return answer;
 }
 

@@ -43,6 +43,8 @@ void CHGemEngine::End() {
   ended_ = true;
   sink_ = nullptr;
   physical_.End();
+  if (gem_ != nullptr)
+    gem_->OnClosed();
   logical_->detach();
 }
 
@@ -117,7 +119,13 @@ bool CHGemEngine::SetModel(GemData model) {
   });
 }
 
-void CHGemEngine::CloseConnection() { physical_.Close(); }
+// The program may end before the next tick.
+void CHGemEngine::CloseConnection() {
+  const Hold held(*this);
+  physical_.Close();
+  if (!ended_ && gem_ != nullptr)
+    gem_->OnClosed();
+}
 
 uint8_t CHGemEngine::GetControlState() const {
   return gem_ == nullptr ? uint8_t{ControlState::EquipmentOffline} : gem_->control().GetState();

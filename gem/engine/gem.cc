@@ -235,6 +235,8 @@ void CHGem::OnLinkLost() {
   capabilities_->OnDisable();
 }
 
+void CHGem::OnClosed() { capabilities_->OnClosed(); }
+
 void CHGem::OnRejected(const CHSecsHeader &primary) {
   for (const auto &model : models_)
     model->OnRejected(primary);

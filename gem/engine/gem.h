@@ -60,6 +60,8 @@ public:
   std::optional<uint32_t> NextTick() const override;
   void OnLinkReady() override;
   void OnLinkLost() override;
+  /// This side has closed the link; OnLinkLost() follows on the next tick, if there is one.
+  void OnClosed();
   void OnRejected(const CHSecsHeader &primary) override;
   void OnSendFailed(const CHSecsMessage &message) override;
   bool mustHold(const CHSecsHeader &header, size_t bodySize) override;

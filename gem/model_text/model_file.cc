@@ -41,16 +41,35 @@ void readCommands(std::string_view companion, GemData &data) {
   loadCommands(archive, data.commands);
 }
 
+std::string companionWith(const std::vector<CHGemCommand> &commands) {
+  ArchiveWriter archive;
+  storeCommands(archive, commands);
+  const CompanionPart part{std::string(kCommandsPart), archive.take()};
+  return storeCompanion({&part, 1});
+}
+
+// Where the companion of a text's model data file was lost or damaged, the commands are those of
+// the text again: without them the equipment would refuse each. What else it held is gone.
+ModelImport keepCommands(FileSystem &files, const GemData &model, const std::string &data,
+                         std::string &problem) {
+  const std::string companion = companionOf(data);
+  const auto bytes = readDataFile(files, companion);
+  if (model.commands.empty() || (bytes && loadCompanion(*bytes)))
+    return ModelImport::Kept;
+  if (keepDamagedFile(files, companion) &&
+      saveDataFile(files, companion, 0, companionWith(model.commands)))
+    return ModelImport::Mended;
+  problem = companion + ": cannot be written";
+  return ModelImport::Failed;
+}
+
 // The companion is there only for who has commands, or had.
 bool write(FileSystem &files, const std::string &path, int backups, const GemData &data,
            std::string &problem) {
-  ArchiveWriter commands;
-  storeCommands(commands, data.commands);
-  const CompanionPart part{std::string(kCommandsPart), commands.take()};
   const bool hasCompanion = !data.commands.empty() || files.size(companionOf(path));
   const bool written = saveDataFile(files, path, backups, storeGemData(data)) &&
                        (!hasCompanion || saveDataFile(files, companionOf(path), backups,
-                                                      storeCompanion({&part, 1})));
+                                                      companionWith(data.commands)));
   if (!written)
     problem = path + ": cannot be written";
   return written;
@@ -87,6 +106,12 @@ bool writeModelData(FileSystem &files, const std::string &path, const GemData &d
   return write(files, path, 0, data, problem);
 }
 
+std::string lostCompanion(const std::string &data) {
+  return companionOf(data) +
+         " was lost or damaged: the commands are those of the text again, the " +
+         "host's limits and choice of what is spooled are gone";
+}
+
 // The copy is written last: without it the next start imports once more.
 ModelImport importModelText(FileSystem &files, const std::string &text, const std::string &data,
                             std::string &problem) {
@@ -96,9 +121,9 @@ ModelImport importModelText(FileSystem &files, const std::string &text, const st
   const std::string copy = data + ".imported";
   const auto before = files.read(copy);
   const bool there = files.size(data).has_value();
-  if (there && before == content)
-    return ModelImport::Kept;
   const auto model = parsed(text, *content, problem);
+  if (there && before == content)
+    return model ? keepCommands(files, *model, data, problem) : ModelImport::Kept;
   if (!model)
     return ModelImport::Failed;
   // Nobody knows what the data file was made from: unless it is just that, a backup of it stays.

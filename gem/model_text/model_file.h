@@ -29,9 +29,10 @@ bool writeModelData(FileSystem &files, const std::string &path, const GemData &d
 /// What importModelText() did.
 enum class ModelImport {
   Failed,
-  Kept,  ///< the text is that of the last import: the model data file stays as it is
-  First, ///< there was no model data file
-  Again, ///< the text has changed: the model data file was made anew
+  Kept,   ///< the text is that of the last import: the model data file stays as it is
+  Mended, ///< so it does, but its companion was lost or damaged: the commands are the text's again
+  First,  ///< there was no model data file
+  Again,  ///< the text has changed: the model data file was made anew
 };
 
 /// Brings a model as text into a model data file, unless it is there already. What was imported
@@ -39,5 +40,8 @@ enum class ModelImport {
 /// that holds anything else than the text is kept as FILE.kel001 and made anew.
 ModelImport importModelText(FileSystem &files, const std::string &text, const std::string &data,
                             std::string &problem);
+
+/// What ModelImport::Mended is told as.
+std::string lostCompanion(const std::string &data);
 
 } // namespace velto

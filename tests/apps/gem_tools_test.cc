@@ -210,7 +210,7 @@ TEST_F(GemTools, EitherEndsCleanlyAndTheOtherGoesOn) {
   next->type("are-you-there\nnothing\nhelp\nquit\nonline\n");
   EXPECT_EQ(next->status(), 0) << next->output;
   for (const char *line :
-       {"<-- S1F2  On Line Data", "failed: there is no command nothing", "  names  "})
+       {"<-- S1F2  On Line Data", "failed: there is no command nothing", "  names [events]  "})
     EXPECT_THAT(next->output, HasSubstr(line));
   EXPECT_THAT(next->output, Not(HasSubstr("S1F17W"))) << "quit ends it at once";
   tool->signal(SIGINT);
@@ -251,6 +251,27 @@ TEST_F(GemTools, ATextIsImportedAgainWhenItHasChanged) {
     EXPECT_EQ(tool->status(), 0);
     EXPECT_EQ(std::filesystem::exists(folder / "etch.kel001"), !row.known);
   }
+}
+
+// Its commands are those of the text again. One whose handler fails is not acknowledged as done.
+TEST_F(GemTools, ALostCompanionIsToldAndTheCommandsStay) {
+  const std::string more = folder / "etch.kel.more";
+  for (const char *found : {"", "damaged", "lost"}) {
+    const bool first = *found == '\0';
+    if (std::string_view(found) == "lost")
+      std::filesystem::remove(more);
+    else if (!first)
+      file("etch.kel.more", found);
+    const auto tool =
+        equipment({"--script", file("broken", "on eq.RemoteCommand eq.Nothing = 1\n")});
+    EXPECT_EQ(tool->output.find("etch.kel.more was lost or damaged") == std::string::npos, first)
+        << tool->output;
+    const auto visitor = host({"--script", file("visit", "command START LOT=L1 SLOT=3\n")});
+    EXPECT_EQ(visitor->status(), 1);
+    EXPECT_THAT(visitor->output, HasSubstr("(code 5)"));
+    EXPECT_EQ(tool->status(), 1) << "as its script has failed";
+  }
+  EXPECT_EQ(systemFiles().read(more + ".damaged"), "damaged");
 }
 
 // Without a word on it the link is tested after 30 s. What the settings file says counts, also that

@@ -29,6 +29,7 @@ TEST_P(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
   for (const Case &row :
        {Case{0, 0, "S2F42 { <b 0x00> { } }", true}, Case{2, 0, "S2F42 { <b 0x02> { } }", false},
         Case{4, 0, "S2F42 { <b 0x04> { } }", false}, Case{5, 0, "S2F42 { <b 0x05> { } }", false},
+        Case{256, 0, "S2F42 { <b 0x05> { } }", false}, Case{-1, 0, "S2F42 { <b 0x05> { } }", false},
         Case{0, 2, "S2F42 { <b 0x03> { { <a 'LOT'> <b 0x02> } } }", false}}) {
     CVeltoGemCtrl &control = *equipment.control;
     equipment.onEvent = [&](const std::string &line) {
@@ -118,6 +119,12 @@ TEST_P(GemCapabilitiesTest, TextsOfTerminals) {
     EXPECT_EQ(ask("s10f3w{<b 1><a'Hello'>}"), "S10F4 <b 0x0" + std::to_string(refusal) + ">");
   }
   EXPECT_FALSE(control.RecognizeTerminalText()) << "never shown";
+  answer = 0;
+  ask("s10f3w{<b 1><a'Hello'>}");
+  answer = 2;
+  ask("s10f3w{<b 1><a'Again'>}");
+  EXPECT_TRUE(control.RecognizeTerminalText()) << "the one before is still to be read";
+  settle(4);
   host.messages.clear();
   EXPECT_TRUE(control.SendTerminalText(3, "Help"));
   settle(2);
@@ -178,7 +185,8 @@ TEST_P(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
   EXPECT_EQ(ask("s1f3w{<u4 22>}"), "S1F4 { { <u4 5> } }");
   heard();
   EXPECT_TRUE(equipment.control->SetProcessState(3));
-  EXPECT_FALSE(equipment.control->SetProcessState(3));
+  for (const int32_t none : {3, -1, 256})
+    EXPECT_FALSE(equipment.control->SetProcessState(none)) << none;
   EXPECT_EQ(heard(), Messages{"S6F11W { <u4 4> <u4 32> * CEID { { <u4 2> { <u1 3> <u1 0> } } } }"});
 }
 

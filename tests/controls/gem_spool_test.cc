@@ -229,6 +229,54 @@ TEST_P(GemSpoolTest, KeepsWhatWasNotAnswered) {
   EXPECT_EQ(eq.SpoolCount(), waited ? 2 : 1);
 }
 
+// It may end at once then: what was not answered is on disk before the call returns.
+TEST_F(GemSpoolTest, KeepsWhatWasNotAnsweredWhenItClosesOrEnds) {
+  const auto close = [this] { eq.SetPhysicalConnection(false); };
+  const auto end = [this] { equipment.control.reset(); };
+  const std::string dataFile = eq.DataFileName();
+  const std::string iniFile = eq.IniFileName();
+  setUp();
+  for (const auto &act : {std::function<void()>(close), std::function<void()>(end)}) {
+    host.answers = false;
+    EXPECT_TRUE(eq.InvokeEvent(7));
+    EXPECT_TRUE(eq.InvokeEvent(8));
+    ASSERT_EQ(events(), (Ceids{7, 8}));
+    act();
+    CVeltoGemCtrl next(ControlSite(net.loop, front, files));
+    next.SetIniFileName(iniFile);
+    next.SetDataFileName(dataFile);
+    ASSERT_TRUE(next.LoadData());
+    next.SetCapabilities(CapabilitySpooling);
+    settle(1);
+    EXPECT_EQ(next.SpoolCount(), 3) << "with the event of the beginning";
+    if (equipment.control == nullptr)
+      break;
+    host.answers = true;
+    eq.SetPhysicalConnection(true);
+    lose();
+    comeBack();
+    EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+    EXPECT_EQ(events(), (Ceids{7, 8, 17, 18}));
+  }
+}
+
+// What is kept of a transfer would get its reply when nobody waits for that any more.
+TEST_F(GemSpoolTest, AProcessProgramIsSentWhenTheHostIsThere) {
+  eq.SetCapabilities(CapabilitySpooling | CapabilityProcessPrograms);
+  host.control->SetCapabilities(CapabilityProcessPrograms);
+  eq.SetProcessProgramBody("ETCH", "<a 'x'>");
+  setUp("{{<u1 7>{}}{<u1 6>{}}}");
+  lose();
+  EXPECT_FALSE(eq.SendProcessProgram("ETCH"));
+  EXPECT_FALSE(eq.RequestProcessProgram("CLEAN"));
+  EXPECT_EQ(eq.SpoolCount(), 1) << "the event of the beginning";
+  comeBack();
+  EXPECT_TRUE(eq.SendProcessProgram("ETCH")) << "past what is still in the spool";
+  settle(20);
+  EXPECT_EQ(host.control->ProcessPrograms(), "ETCH");
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+}
+
 // The host hung until T3 of an event had run out, and answers the next one then.
 TEST_P(GemSpoolTest, ALateReplyTakesItsMessageOut) {
   setUp();

@@ -7,7 +7,7 @@
 #include "apps/velto/equipment/watch_view.h"
 #include "apps/velto/script/interpreter.h"
 #include "controls/registry.h"
-#include "gem/capabilities/capability.h"
+#include "gem/capabilities/remote_control.h"
 #include "gem/model_text/model_file.h"
 #include "gem/model_text/model_text.h"
 #include "platform/ini_file.h"
@@ -104,6 +104,10 @@ public:
     control_.onSent = [this] { console_.sent(control_); };
     control_.SetStatistics(true);
     script_.adopt("eq", control_);
+    script_.setHandlerFailed([this](const Member &event) {
+      if (event.name == "RemoteCommand")
+        control_.SetHCACK(CHGemRemoteControl::Rejected);
+    });
     control_.SetAutoReply(true); // behind what the script does
   }
 
@@ -187,6 +191,8 @@ private:
     const ModelImport done = importModelText(systemFiles(), options_.data, file, problem);
     if (done == ModelImport::Failed)
       return std::nullopt;
+    if (done == ModelImport::Mended)
+      console_.problem(lostCompanion(file));
     if (done == ModelImport::Again)
       console_.event("imported",
                      "imported " + options_.data + " into " + file +

@@ -16,13 +16,17 @@ namespace {
 
 constexpr uint32_t kLimitsDataId = 1;
 constexpr double kLongestPeriod = 99 * 3600; // s
+constexpr double kRounding = 1e-6;           // hundredths of a second that a decimal is off
 
-// DSPER: hhmmss, or hhmmsscc where there are hundredths of a second. Empty when it is no period.
+// DSPER: hhmmss, or hhmmsscc where there are hundredths of a second. Empty when it is no period:
+// parts of a hundredth cannot be told.
 std::string samplePeriod(std::string_view text) {
   const auto seconds = wholeText<double>(text);
   if (!seconds || !(*seconds >= 0.01 && *seconds <= kLongestPeriod))
     return "";
   const auto hundredths = static_cast<unsigned>(std::lround(*seconds * 100));
+  if (std::abs(*seconds * 100 - hundredths) > kRounding)
+    return "";
   const unsigned whole = hundredths / 100;
   std::string period = formatText("%02u%02u%02u", whole / 3600, whole / 60 % 60, whole % 60);
   return hundredths % 100 == 0 ? period : period + formatText("%02u", hundredths % 100);
@@ -67,7 +71,9 @@ std::string HostPrompt::trace(const Line &line) {
   const auto samples = words.size() > 3 ? wholeText<uint32_t>(words[2].text) : std::nullopt;
   const auto group = words.size() > 3 ? wholeText<uint32_t>(words[3].text) : std::nullopt;
   if (period.empty() || (!ends && (!samples || !group)))
-    return "trace takes a TRID, seconds from 0.01 on, samples, samples a message, and variables";
+    return "trace takes a TRID, seconds from 0.01 on with two decimals at the most, samples, "
+           "samples "
+           "a message, and variables";
   CHSecsItem vids = listItem();
   for (size_t i = 4; i < words.size(); ++i) {
     auto vid = identifier(words[i]);
@@ -83,7 +89,9 @@ std::string HostPrompt::trace(const Line &line) {
 std::string HostPrompt::limits(const Line &line) {
   std::vector<CHSecsItem> vids;
   CHSecsItem limits = listItem();
-  for (const Word &word : line.words) {
+  const bool clears =
+      !line.words.empty() && !line.words.back().quoted && line.words.back().text == "clear";
+  for (const Word &word : std::span(line.words).first(line.words.size() - (clears ? 1 : 0))) {
     const bool isLimit = !word.quoted && word.text.find('=') != std::string::npos;
     auto item = isLimit ? limitItem(word.text) : identifier(word);
     if (!item)
@@ -93,13 +101,14 @@ std::string HostPrompt::limits(const Line &line) {
     else
       vids.push_back(std::move(*item));
   }
-  if (limits.count() == 0)
+  if (limits.count() == 0 && !clears)
     return showLimits(vids);
-  if (vids.size() != 1)
-    return "limits are set for one variable";
-  return ask(2, 45,
-             listItem(numberItem(kLimitsDataId),
-                      listItem(listItem(std::move(vids.front()), std::move(limits)))));
+  if (clears ? limits.count() != 0 || vids.size() > 1 : vids.size() != 1)
+    return "limits are set for one variable, and cleared for one or all";
+  CHSecsItem variables = listItem(); // none: all are cleared
+  if (!vids.empty())
+    variables.appendChild(listItem(std::move(vids.front()), std::move(limits)));
+  return ask(2, 45, listItem(numberItem(kLimitsDataId), std::move(variables)));
 }
 
 std::string HostPrompt::showLimits(std::span<const CHSecsItem> vids) {

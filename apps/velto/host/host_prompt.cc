@@ -53,7 +53,9 @@ std::span<const HostPrompt::Row> HostPrompt::table() {
       {"status", "[SVID…]", "values of status variables, of all without numbers", &Self::status},
       {"constants", "[ECID…]", "values of equipment constants", &Self::constants},
       {"set", "ECID VALUE", "set an equipment constant", &Self::set},
-      {"names", "", "names of all status variables and constants", &Self::names},
+      {"names", "[events]",
+       "names of all status variables and constants, or of the events with their reports",
+       &Self::names},
       {"define", "RPTID [VID…]", "define a report; without variables delete it", &Self::define},
       {"link", "CEID [RPTID…]", "link reports to an event; without reports unlink", &Self::link},
       {"enable", "[CEID…]", "enable events, all without numbers", &Self::enable},
@@ -69,8 +71,10 @@ std::span<const HostPrompt::Row> HostPrompt::table() {
        "fetch a process program, send, delete or verify it", &Self::recipe},
       {"trace", "TRID SECONDS SAMPLES GROUP SVID… | TRID",
        "have variables sampled and sent in groups; TRID alone ends it", &Self::trace},
-      {"limits", "[VID…] | VID LIMITID=LOWER..UPPER…",
+      {"limits", "[VID…] | VID LIMITID=LOWER..UPPER… | [VID] clear",
        "limits of variables, of all without numbers; or set them, LIMITID= clears", &Self::limits},
+      {"text", "[TID] TEXT", "a text for a terminal of the equipment, 0 without a number",
+       &Self::text},
       {"time", "[TEXT]", "the equipment's time, or set it (YYYYMMDDhhmmsscc)", &Self::time},
       {"send", "SML", "any message, such as: send S1F3W {<u4 101>}", &Self::send, true},
       {"wait", "MESSAGE [SECONDS] | SECONDS", "wait for a message of the equipment, such as S6F11",
@@ -162,7 +166,11 @@ std::string HostPrompt::learnNames(VariableKind kind) {
 }
 
 // The answer is that of both requests.
-std::string HostPrompt::names(const Line &) {
+std::string HostPrompt::names(const Line &which) {
+  if (which.words.size() == 1 && which.words[0].text == "events")
+    return eventNames();
+  if (!which.words.empty())
+    return "names takes events, or nothing";
   std::string answer;
   for (const VariableKind kind : {StatusVariable, EquipmentConstant}) {
     if (std::string problem = learnNames(kind); !problem.empty())
@@ -179,6 +187,30 @@ std::string HostPrompt::names(const Line &) {
     answer += host_.answer();
   }
   host_.setAnswer(std::move(answer));
+  return "";
+}
+
+// S1F23: CEID, CENAME, and the variables of its reports.
+std::string HostPrompt::eventNames() {
+  if (std::string problem = ask(1, 23, listItem()); !problem.empty())
+    return problem;
+  CHGemEventCeidList &events = host_.known().events;
+  for (const CHSecsItem &entry : host_.reply().root.children()) {
+    const CHSecsItem &id = childOf(entry, 1);
+    const std::string name(childOf(entry, 2).text());
+    std::string line = identifierText(id) + ' ' + name;
+    const auto vids = childOf(entry, 3).children();
+    for (const CHSecsItem &vid : vids)
+      line +=
+          (&vid == &vids.front() ? ": " : ", ") + variableTitle(identifierText(vid), host_.names());
+    host_.say(line);
+    if (isText(id))
+      continue;
+    CHGemEventCeid *known = events.FindCeid(numberOf(id));
+    if (known == nullptr)
+      known = &events.Add({.ceid = numberOf(id), .description = {}, .reports = {}});
+    known->description = name;
+  }
   return "";
 }
 
@@ -338,6 +370,16 @@ std::string HostPrompt::spool(const Line &line) {
     for (const uint32_t stream : {5U, 6U, 10U})
       streams.appendChild(listItem(numberItem(stream, format::kU1), listItem()));
   return ask(2, 43, std::move(streams));
+}
+
+std::string HostPrompt::text(const Line &line) {
+  const auto &words = line.words;
+  const auto tid =
+      words.size() == 2 ? wholeText<uint8_t>(words[0].text) : std::optional<uint8_t>(uint8_t{0});
+  if (words.empty() || words.size() > 2 || !tid)
+    return "text takes a text, in double quotes when it has blanks; before it the number of a "
+           "terminal";
+  return ask(10, 3, listItem(numberItem(*tid, format::kBinary), textItem(words.back().text)));
 }
 
 std::string HostPrompt::time(const Line &line) {

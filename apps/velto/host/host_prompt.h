@@ -44,6 +44,7 @@ private:
   std::string getRecipe(const Word &ppid, const std::string &fileName);
   std::string putRecipe(const Word &ppid, const Word &source);
   std::string learnNames(VariableKind kind);
+  std::string eventNames();
   std::string showValues(VariableKind kind, const Line &line);
   std::string enableEvents(const Line &line, bool enable);
   std::string enableAlarms(const Line &line, bool enable);
@@ -53,7 +54,7 @@ private:
   std::string status(const Line &line);
   std::string constants(const Line &line);
   std::string set(const Line &line);
-  std::string names(const Line &line);
+  std::string names(const Line &which);
   std::string define(const Line &line);
   std::string link(const Line &line);
   std::string enable(const Line &line);
@@ -68,6 +69,7 @@ private:
   std::string trace(const Line &line);
   std::string limits(const Line &line);
   std::string showLimits(std::span<const CHSecsItem> vids);
+  std::string text(const Line &line);
   std::string time(const Line &line);
   std::string send(const Line &line);
   std::string areYouThere(const Line &line);

@@ -26,7 +26,8 @@ Interpreter::Interpreter(EventLoop &loop, FileSystem &files, std::ostream &out, 
           [this](const std::shared_ptr<const Body> &body, const Member &event,
                  Arguments arguments) {
             const Frame frame{event, arguments};
-            runNested(*body, &frame);
+            if (!runNested(*body, &frame) && handlerFailed_)
+              handlerFailed_(event);
           }) {}
 
 void Interpreter::end(State state) {
@@ -82,16 +83,15 @@ bool Interpreter::runBody(const Body &body, const Frame *frame) {
   return !failed();
 }
 
-void Interpreter::runNested(const Body &body, const Frame *frame) {
+bool Interpreter::runNested(const Body &body, const Frame *frame) {
   if (ended())
-    return;
-  if (depth_ == kMaxDepth) {
-    fail(body.where, "handlers nest too deeply");
-    return;
-  }
+    return false;
+  if (depth_ == kMaxDepth)
+    return fail(body.where, "handlers nest too deeply");
   ++depth_;
-  runBody(body, frame);
+  const bool done = runBody(body, frame);
   --depth_;
+  return done;
 }
 
 void Interpreter::printEvent(const std::string &control, const Member &event, Arguments arguments) {

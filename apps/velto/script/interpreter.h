@@ -32,6 +32,12 @@ public:
   /// Makes a control that the program owns known to the commands; see Stage::adopt().
   void adopt(const std::string &name, Control &control) { stage_.adopt(name, control); }
 
+  /// Called behind a handler of which a command failed, and instead of one once the run has ended:
+  /// what the event asked for was not done.
+  void setHandlerFailed(std::function<void(const Member &event)> handler) {
+    handlerFailed_ = std::move(handler);
+  }
+
   /// Both return false when a command failed. The error has been printed then.
   bool runFile(const std::string &path);
   bool runLine(std::string_view line, const Location &where);
@@ -90,7 +96,7 @@ private:
   bool runSource(const std::string &path, std::string_view source, const Frame *frame);
   bool runText(std::string_view line, const Location &where, const Frame *frame);
   bool runBody(const Body &body, const Frame *frame);
-  void runNested(const Body &body, const Frame *frame);
+  bool runNested(const Body &body, const Frame *frame);
   void printEvent(const std::string &control, const Member &event, Arguments arguments);
   bool pump(const std::function<bool()> &done, uint32_t milliseconds);
 
@@ -139,6 +145,7 @@ private:
   State state_ = State::Running;
   int depth_ = 0; ///< how many handlers and files run inside each other
   std::map<std::string, Variant> variables_;
+  std::function<void(const Member &event)> handlerFailed_;
   TextFrontEnd frontEnd_;
   Stage stage_;
   std::vector<std::unique_ptr<Periodic>> periodics_;
