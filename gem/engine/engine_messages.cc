@@ -48,12 +48,15 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
   if (logsMessages())
     record().received(message);
   // The slot stays with the partner, whose message may still be handled.
-  if (refused ||
-      !dispatch_.receive(*gem_, ipAddress, portNumber, message, physical_.settings().sessionMode))
+  if (refused)
     return;
-  ticker_.wake();
-  if (CHGemEventSink *sink = application())
-    sink->OnReceived(ipAddress, portNumber);
+  if (dispatch_.receive(*gem_, ipAddress, portNumber, message, physical_.settings().sessionMode)) {
+    ticker_.wake();
+    if (CHGemEventSink *sink = application())
+      sink->OnReceived(ipAddress, portNumber);
+  }
+  if (gem_ != nullptr)
+    dispatch_.giveBack(*gem_);
 }
 
 bool CHGemEngine::DefProc() {
