@@ -101,8 +101,8 @@ template <typename Tell> void CVeltoGemCtrl::answerBehind(Tell tell) {
 
 void CVeltoGemCtrl::OnSent() {
   for (Handling *at = handling_; at != nullptr && engine_->gem() != nullptr; at = at->outer)
-    at->answered = at->answered || isReply(engine_->gem()->slot(CHGem::kSent).message.header,
-                                           at->message.slot->message.header);
+    at->answered =
+        at->answered || isReply(engine_->gem()->sentHeader(), at->message.slot->message.header);
   selected(CHGem::kSent, [this] { onSent.raise(); });
 }
 

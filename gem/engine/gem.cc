@@ -7,6 +7,7 @@
 #include "gem/messages/stream9.h"
 #include "gem/models/clock_model.h"
 #include "gem/models/terminal_model.h"
+#include "secs2/item_codec.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -110,6 +111,24 @@ bool CHGem::Send(CHSecsMessage &&message) {
     return false;
   message.header.idWord = DeviceID();
   return owner()->transmit(std::move(message));
+}
+
+void CHGem::setSent(const CHSecsHeader &header, Bytes &&message) {
+  slots_[kSent].message.header = header;
+  sent_ = std::move(message);
+}
+
+void CHGem::setSent(const CHSecsHeader &header, CHSecsItem &&root) {
+  slots_[kSent].message.header = header;
+  slots_[kSent].message.root = std::move(root);
+  sent_.clear();
+}
+
+void CHGem::readSent() {
+  if (sent_.empty())
+    return;
+  const Bytes message = std::exchange(sent_, {});
+  DecodeItem(slots_[kSent].message.root, ByteView(message).subspan(CHSecsHeader::kSize));
 }
 
 bool CHGem::invokes() const {

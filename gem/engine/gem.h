@@ -35,7 +35,18 @@ public:
 
   CHGem(LogicalConnectionOwner &owner, std::string iniFileName);
 
-  CHSecsVerifier &slot(size_t index) { return slots_[index]; }
+  CHSecsVerifier &slot(size_t index) {
+    if (index == kSent)
+      readSent();
+    return slots_[index];
+  }
+  /// The header of what was sent last.
+  const CHSecsHeader &sentHeader() const { return slots_[kSent].message.header; }
+  /// Puts what was sent, header and body, into its slot. The body is decoded when someone looks at
+  /// it, for it may be long.
+  void setSent(const CHSecsHeader &header, Bytes &&message);
+  /// The same with the body that is there.
+  void setSent(const CHSecsHeader &header, CHSecsItem &&root);
   GemData &data() { return data_; }
   const GemData &data() const { return data_; }
   CHGemCommunicationModel &communication() { return *communication_; }
@@ -109,6 +120,7 @@ private:
   /// Adds a model behind those that are there.
   template <typename Model> Model *add();
   std::optional<bool> stopped(const CHSecsMessage &message) const;
+  void readSent();
   bool invokes() const;
   bool handle(CHSecsVerifier &slot);
   bool savePausing() const;
@@ -120,6 +132,7 @@ private:
 
   GemData data_;
   std::array<CHSecsVerifier, kSlots> slots_;
+  Bytes sent_; // what slot kSent is to hold, until someone looks at it
   std::vector<std::unique_ptr<GemModel>> models_; // in the order in which all reaches them
   size_t aloneCount_ = 0;                         // the first ones, which take messages alone
   std::vector<GemModel *> afterwards_;            // those that hear of what was received

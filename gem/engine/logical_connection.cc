@@ -46,9 +46,9 @@ bool CHLogicalConnection::OnReceive(CHSecsVerifier &slot) {
   return false;
 }
 
-void CHLogicalConnection::OnSent(const CHSecsMessage &message) {
-  if (owner_ != nullptr && message.header.sType() == 0 && awaitsReply(message.header))
-    open_.open(message.header, owner_->clock().ticks());
+void CHLogicalConnection::OnSent(const CHSecsHeader &header) {
+  if (owner_ != nullptr && header.sType() == 0 && awaitsReply(header))
+    open_.open(header, owner_->clock().ticks());
 }
 
 void CHLogicalConnection::endRejected(uint32_t systemBytes) {

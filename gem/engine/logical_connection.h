@@ -84,7 +84,7 @@ public:
   /// Handles a received message; true when it was taken. The transaction that it answers ends.
   virtual bool OnReceive(CHSecsVerifier &slot);
   /// A message went out: a primary with the W-bit opens a transaction.
-  virtual void OnSent(const CHSecsMessage &message);
+  virtual void OnSent(const CHSecsHeader &header);
   /// One tick of the engine's timer: at most one transaction times out.
   virtual void Tick();
   /// Milliseconds until Tick() has something to do; nothing: never.

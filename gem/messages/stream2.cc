@@ -98,7 +98,7 @@ std::optional<CHSecsItem> constantValues(const GemData &data, const CHSecsItem &
 }
 
 std::optional<CHSecsItem> constantNames(const GemData &data, const CHSecsItem &request) {
-  return listVariables(data.variables, request, EquipmentConstant, constantEntry);
+  return listVariables(data.variables, request, EquipmentConstant, kSmallestName, constantEntry);
 }
 
 // S2F15.
