@@ -39,10 +39,11 @@ struct JsonValue {
   std::string operator()(int64_t number) const { return std::to_string(number); }
   std::string operator()(bool value) const { return value ? "true" : "false"; }
   std::string operator()(const std::vector<NamedCounter> &counters) const {
-    std::string object;
+    std::string object = "{";
     for (const NamedCounter &counter : counters)
-      object += (object.empty() ? "{" : ",") + jsonText(counter.name) + ':' +
-                std::to_string(counter.value);
+      if (counter.value != 0)
+        object += (object.size() == 1 ? "" : ",") + jsonText(counter.name) + ':' +
+                  std::to_string(counter.value);
     return object + '}';
   }
   std::string operator()(const std::vector<ConnectionCounters> &connections) const {
