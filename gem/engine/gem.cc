@@ -66,7 +66,7 @@ CHGem::CHGem(LogicalConnectionOwner &owner, std::string iniFileName)
 template <typename Model> Model *CHGem::add() {
   auto model = std::make_unique<Model>(static_cast<GemModelOwner &>(*this), data_);
   Model *added = model.get();
-  if (added->takesAlone())
+  if (added->share() != GemModel::Share::All)
     ++aloneCount_;
   if constexpr (!std::is_same_v<decltype(&Model::OnReceived), decltype(&GemModel::OnReceived)>)
     afterwards_.push_back(added);
@@ -171,7 +171,7 @@ bool CHGem::handle(CHSecsVerifier &slot) {
   for (const auto &model : std::span(models_).first(aloneCount_)) {
     if (!model->OnReceive(slot))
       continue;
-    if (model.get() != communication_ && model.get() != control_) // the states allow it
+    if (model->share() == GemModel::Share::Capabilities)
       capabilities_->OnReceive(slot);
     return true;
   }
