@@ -138,19 +138,19 @@ public:
   std::string SML() const;
   /// A data message gets the device ID; a reply the system bytes of the slot's message.
   void SetSML(const std::string &sml);
-  int16_t Stream() const { return message().header.stream(); }
+  int16_t Stream() const { return header().stream(); }
   void SetStream(int16_t stream);
-  int16_t Function() const { return message().header.function(); }
+  int16_t Function() const { return header().function(); }
   void SetFunction(int16_t function);
-  bool Wbit() const { return message().header.wbit(); }
+  bool Wbit() const { return header().wbit(); }
   void SetWbit(bool on);
-  int16_t PType() const { return message().header.pType(); }
+  int16_t PType() const { return header().pType(); }
   void SetPType(int16_t type);
-  int16_t SType() const { return message().header.sType(); }
+  int16_t SType() const { return header().sType(); }
   void SetSType(int16_t type);
-  int32_t SessionID() const { return message().header.idWord; }
+  int32_t SessionID() const { return header().idWord; }
   void SetSessionID(int32_t id);
-  int32_t SystemBytes() const { return static_cast<int32_t>(message().header.systemBytes); }
+  int32_t SystemBytes() const { return static_cast<int32_t>(header().systemBytes); }
   void SetSystemBytes(int32_t bytes);
   std::string Node() const { return message().node; }
   void SetNode(const std::string &path) { message().node = path; }
@@ -409,6 +409,7 @@ private:
   const CHSecsVerifier &slot() const;
   CHSecsVerifier &slot() { return const_cast<CHSecsVerifier &>(std::as_const(*this).slot()); }
   const CHSecsMessage &message() const;
+  const CHSecsHeader &header() const; // of that message, whose body may still be undecoded
   CHSecsMessage &message() { return const_cast<CHSecsMessage &>(std::as_const(*this).message()); }
 
   // The model's objects by number; null without a model or an object of that number.

@@ -45,6 +45,11 @@ const CHSecsMessage &CVeltoGemCtrl::message() const {
   return selection_.reply ? slot().partner()->message : slot().message;
 }
 
+const CHSecsHeader &CVeltoGemCtrl::header() const {
+  const bool isSent = engine_->gem() != nullptr && selection_.slot == CHGem::kSent;
+  return isSent && !selection_.reply ? engine_->gem()->sentHeader() : message().header;
+}
+
 void CVeltoGemCtrl::SetWorkSpace(int32_t slot) {
   if (slot < 0 || slot >= static_cast<int32_t>(CHGem::kSlots))
     return;

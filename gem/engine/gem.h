@@ -42,6 +42,9 @@ public:
   }
   /// The header of what was sent last.
   const CHSecsHeader &sentHeader() const { return slots_[kSent].message.header; }
+  /// The bytes of what was sent last, until someone looks at its slot; empty then. Who shows only
+  /// the beginning of a long message need not decode all of it.
+  ByteView sentBytes() const { return sent_; }
   /// Puts what was sent, header and body, into its slot. The body is decoded when someone looks at
   /// it, for it may be long.
   void setSent(const CHSecsHeader &header, Bytes &&message);

@@ -69,7 +69,15 @@ const char *standardName(const CVeltoGemCtrl &control) {
 // The message of the event. Without the equipment model (a script can switch it off) the control
 // has it as hexadecimal text.
 std::string shortSml(CVeltoGemCtrl &control, bool received) {
-  if (CHGem *gem = control.engine().gem())
+  constexpr size_t kEnough = 8 * kMostOfSml; // bytes: eight are two characters at least
+  CHGem *gem = control.engine().gem();
+  if (const ByteView sent = gem != nullptr && !received ? gem->sentBytes() : ByteView();
+      sent.size() > kEnough) {
+    CHSecsMessage beginning;
+    beginning.Decode(sent.first(kEnough));
+    return RenderSml(beginning, gem, kMostOfSml);
+  }
+  if (gem != nullptr)
     return RenderSml(gem->slot(received ? CHGem::kReceived : CHGem::kSent).message, gem,
                      kMostOfSml);
   CHSecsMessage message;
