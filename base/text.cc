@@ -152,6 +152,14 @@ int32_t decimal32(std::string_view text) {
   return static_cast<int32_t>(static_cast<uint32_t>(parseDecimal(text).value_or(0)));
 }
 
+std::optional<int32_t> wholeNumber(std::string_view text, int32_t low, int32_t high) {
+  int32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc{} || end != text.data() + text.size() || number < low || number > high)
+    return std::nullopt;
+  return number;
+}
+
 double parseReal(std::string_view text) {
   text = skipBlanks(text);
   const bool negative = takeSign(text);

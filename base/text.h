@@ -33,6 +33,8 @@ std::optional<int64_t> parseDecimal(std::string_view text);
 std::optional<uint64_t> parseUnsigned(std::string_view text);
 /// parseDecimal() cut to its low 32 bits; 0 when there is no number.
 int32_t decimal32(std::string_view text);
+/// A text that is nothing but a decimal number from `low` to `high`; nothing otherwise.
+std::optional<int32_t> wholeNumber(std::string_view text, int32_t low, int32_t high);
 /// Reads a floating-point number from the front of `text` (leading blanks and a sign accepted);
 /// 0 when there is none, infinite beyond the range of double.
 double parseReal(std::string_view text);

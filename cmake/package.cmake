@@ -1,4 +1,4 @@
-# The installed package: headers under include/velto, static libraries, the program, documentation,
+# The installed package: headers under include/velto, static libraries, the module for C, the program, documentation,
 # examples, and what find_package(velto) and pkg-config read. All of it may be moved after the
 # install.
 
@@ -6,6 +6,9 @@ get_property(layers GLOBAL PROPERTY VELTO_LAYERS)
 
 install(TARGETS velto_all ${layers} EXPORT velto-targets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS velto_module EXPORT velto-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES module/velto.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS velto RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${VELTO_INCLUDE}/velto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/velto)
@@ -28,4 +31,6 @@ set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} OUTPUT_VARIABLE VELTO_PREFIX)
 configure_file(cmake/velto.pc.in velto.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/velto.pc DESTINATION ${pkgconfig_dir})
+configure_file(cmake/velto-c.pc.in velto-c.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/velto.pc ${PROJECT_BINARY_DIR}/velto-c.pc
+  DESTINATION ${pkgconfig_dir})

@@ -1,6 +1,7 @@
 #include "controls/comm_ctrl.h"
 
 #include "controls/shared_members.h"
+#include "transport/secsi/serial_port.h"
 
 #include <algorithm>
 #include <array>
@@ -52,14 +53,20 @@ const MemberTable &CVeltoCommCtrl::table() {
 }
 
 CVeltoCommCtrl::CVeltoCommCtrl(const ControlSite &site)
-    : IniControl(site, "VeltoComm"), port_(site.loop, site.ports),
+    : IniControl(site, "VeltoComm"), port_(std::make_unique<CHSerialPort>(site.loop, site.ports)),
       timer_(site.loop, [this] { tick(); }) {
-  port_.SetWake([this] {
+  port_->SetWake([this] {
     timer_.startWithin(1);
-    if (port_.LostError() != 0)
+    if (port_->LostError() != 0)
       viewChanged();
   });
 }
+
+CVeltoCommCtrl::~CVeltoCommCtrl() = default;
+
+bool CVeltoCommCtrl::Connect() const { return port_->IsOpen(); }
+
+int32_t CVeltoCommCtrl::Count() { return static_cast<int32_t>(port_->FetchInput()); }
 
 std::span<const char *const> CVeltoCommCtrl::iniKeys() const { return kCommIniKeys; }
 
@@ -75,10 +82,10 @@ std::span<const IniControl::Page> CVeltoCommCtrl::pages() const {
 }
 
 void CVeltoCommCtrl::SetConnect(bool connect) {
-  port_.Close();
+  port_->Close();
   lostError_ = 0;
   if (connect)
-    port_.Open(SerialPorts::name(portNumber_), baudRate_, byteSize_, parity_, stopBit_);
+    port_->Open(SerialPorts::name(portNumber_), baudRate_, byteSize_, parity_, stopBit_);
   setModified();
 }
 
@@ -89,11 +96,11 @@ void CVeltoCommCtrl::prepareLoad() {
 }
 
 int32_t CVeltoCommCtrl::ByteStream() {
-  return port_.InputCount() == 0 ? kNoByte : port_.ReadByte();
+  return port_->InputCount() == 0 ? kNoByte : port_->ReadByte();
 }
 
 void CVeltoCommCtrl::SetByteStream(int32_t byte) {
-  port_.WriteByte(static_cast<uint8_t>(byte & 0xFF));
+  port_->WriteByte(static_cast<uint8_t>(byte & 0xFF));
 }
 
 template <typename T> void CVeltoCommCtrl::store(T &setting, T value) {
@@ -118,7 +125,7 @@ void CVeltoCommCtrl::SetStopBit(int16_t stopBit) {
 }
 
 bool CVeltoCommCtrl::Send(const std::string &data) {
-  return port_.Write({reinterpret_cast<const uint8_t *>(data.data()), data.size()});
+  return port_->Write({reinterpret_cast<const uint8_t *>(data.data()), data.size()});
 }
 
 // Stands for a timer of 1 ms: ticks on which nothing waits are left out. A device that is gone
@@ -126,7 +133,7 @@ bool CVeltoCommCtrl::Send(const std::string &data) {
 void CVeltoCommCtrl::tick() {
   if (raising_)
     return;
-  const bool lost = port_.LostError() != 0;
+  const bool lost = port_->LostError() != 0;
   if (const int32_t count = Count(); count != 0) {
     const Lifetime::Watch alive(lifetime());
     raising_ = true;
@@ -135,12 +142,12 @@ void CVeltoCommCtrl::tick() {
       return;
     raising_ = false;
   }
-  if (lost && port_.LostError() != 0) {
-    lostError_ = port_.LostError();
-    port_.Close();
+  if (lost && port_->LostError() != 0) {
+    lostError_ = port_->LostError();
+    port_->Close();
     viewChanged();
   }
-  if (Count() != 0 || port_.LostError() != 0)
+  if (Count() != 0 || port_->LostError() != 0)
     timer_.startWithin(1);
 }
 
@@ -148,7 +155,7 @@ std::string CVeltoCommCtrl::window() const {
   constexpr std::array kParities{"N", "O", "E", "M", "S"};
   constexpr std::array kStopBits{"1", "1.5", "2"};
   const std::string name = SerialPorts::name(portNumber_);
-  const int error = lostError_ != 0 ? lostError_ : port_.OpenError();
+  const int error = lostError_ != 0 ? lostError_ : port_->OpenError();
   std::string state = "closed";
   if (Connect())
     state = "open";

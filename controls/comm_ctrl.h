@@ -1,27 +1,31 @@
 #pragma once
 
 #include "controls/component/ini_control.h"
-#include "transport/secsi/serial_port.h"
+
+#include <memory>
 
 namespace velto {
+
+class CHSerialPort;
 
 /// `VeltoComm`: a raw serial port. The host writes bytes and texts; while input waits, Received
 /// tells so every millisecond, and the host reads it byte by byte.
 class CVeltoCommCtrl final : public IniControl {
 public:
   explicit CVeltoCommCtrl(const ControlSite &site);
+  ~CVeltoCommCtrl() override;
 
   static const MemberTable &table();
   const MemberTable &members() const override { return table(); }
 
   /// Whether the port is open; false again when the device is unplugged.
-  bool Connect() const { return port_.IsOpen(); }
+  bool Connect() const;
   /// Closes the port, dropping what waits in both directions, and with `connect` opens it with the
   /// settings of now. Connect() stays false when that fails; the window tells why.
   void SetConnect(bool connect);
 
   /// Bytes that wait to be read.
-  int32_t Count() { return static_cast<int32_t>(port_.FetchInput()); }
+  int32_t Count();
   /// The next of them, 0 to 255; 65535 when none waits or the port is closed.
   int32_t ByteStream();
   /// Sends the low eight bits of `byte`; nothing on a closed port.
@@ -41,7 +45,7 @@ public:
   void SetStopBit(int16_t stopBit);
 
   /// Sends the characters of `data` as they are; false when the port is closed, and when more than
-  /// CHSerialPort::kOutputLimit bytes would wait.
+  /// 1 MiB would wait.
   bool Send(const std::string &data);
 
   /// One line: the port, its device, the settings, and whether it is open or why it is not.
@@ -58,7 +62,7 @@ private:
   template <typename T> void store(T &setting, T value);
   void tick();
 
-  CHSerialPort port_;
+  std::unique_ptr<CHSerialPort> port_;
   Timer timer_;
   int32_t baudRate_ = 9600;
   int16_t byteSize_ = 8;

@@ -1,102 +1,111 @@
 // The capabilities of the Gem control: what can be switched on beside the model. Without a model
 // there are none: they read as switched off, and setting them changes nothing.
 
-#include "controls/gem_ctrl.h"
+#include "controls/gem_ctrl_capabilities.h"
 
 #include "gem/capabilities/capabilities.h"
+#include "gem/engine/engine.h"
+#include "gem/model_text/model_text.h"
 
 #include <algorithm>
 
 namespace velto {
 
-GemCapabilities *CVeltoGemCtrl::capabilities() const {
-  return engine_->gem() == nullptr ? nullptr : &engine_->gem()->capabilities();
+GemCapabilities *GemCtrlCapabilities::capabilities() const {
+  return gemEngine().gem() == nullptr ? nullptr : &gemEngine().gem()->capabilities();
 }
 
-GemCapabilities *CVeltoGemCtrl::capabilitiesWith(uint32_t bit) const {
+GemCapabilities *GemCtrlCapabilities::capabilitiesWith(uint32_t bit) const {
   GemCapabilities *parts = capabilities();
   return parts != nullptr && (parts->enabled() & bit) != 0 ? parts : nullptr;
 }
 
-int32_t CVeltoGemCtrl::Capabilities() const {
+int32_t GemCtrlCapabilities::Capabilities() const {
   const GemCapabilities *parts = capabilities();
   return parts == nullptr ? 0 : static_cast<int32_t>(parts->enabled());
 }
 
-void CVeltoGemCtrl::SetCapabilities(int32_t bits) {
+void GemCtrlCapabilities::SetCapabilities(int32_t bits) {
   if (GemCapabilities *parts = capabilities())
     parts->enable(static_cast<uint32_t>(bits));
-  setModified();
+  capabilitySet();
 }
 
 // Remote commands -------------------------------------------------------------------------------
 
-int16_t CVeltoGemCtrl::HCACK() const {
+bool GemCtrlCapabilities::RegisterCommand(const std::string &name, const std::string &parameters,
+                                          const std::string &required, int32_t ceid) {
+  CHGemCommand command{.name = name, .event = static_cast<uint32_t>(ceid)};
+  if (gemEngine().gem() == nullptr || name.empty() ||
+      findCommand(gemEngine().gem()->data().commands, name) != nullptr ||
+      !readCommandParameters(parameters, required, command))
+    return false;
+  gemEngine().gem()->data().commands.push_back(std::move(command));
+  return saved(true);
+}
+
+int16_t GemCtrlCapabilities::HCACK() const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? int16_t{0} : parts->remote().answer();
 }
 
-void CVeltoGemCtrl::SetHCACK(int16_t answer) {
+void GemCtrlCapabilities::SetHCACK(int16_t answer) {
   GemCapabilities *parts = capabilities();
   if (parts != nullptr && std::in_range<uint8_t>(answer))
     parts->remote().setAnswer(static_cast<uint8_t>(answer));
 }
 
-int16_t CVeltoGemCtrl::CPACK(const std::string &name) const {
+int16_t GemCtrlCapabilities::CPACK(const std::string &name) const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? int16_t{0} : parts->remote().parameterFault(name);
 }
 
-void CVeltoGemCtrl::SetCPACK(const std::string &name, int16_t fault) {
+void GemCtrlCapabilities::SetCPACK(const std::string &name, int16_t fault) {
   GemCapabilities *parts = capabilities();
   if (parts != nullptr && std::in_range<uint8_t>(fault))
     parts->remote().setParameterFault(name, static_cast<uint8_t>(fault));
 }
 
-std::string CVeltoGemCtrl::CPVAL(const std::string &name) const {
+std::string GemCtrlCapabilities::CPVAL(const std::string &name) const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? "" : parts->remote().parameterValue(name);
 }
 
-void CVeltoGemCtrl::OnRemoteCommand(const std::string &name, const std::string &parameters) {
-  onRemoteCommand.raise(std::string(name), std::string(parameters));
-}
-
 // Process programs ------------------------------------------------------------------------------
 
-std::string CVeltoGemCtrl::RecipeFolder() const {
+std::string GemCtrlCapabilities::RecipeFolder() const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? "" : parts->programs().folder();
 }
 
-void CVeltoGemCtrl::SetRecipeFolder(const std::string &folder) {
+void GemCtrlCapabilities::SetRecipeFolder(const std::string &folder) {
   if (GemCapabilities *parts = capabilities())
     parts->programs().setFolder(folder);
-  setModified();
+  capabilitySet();
 }
 
-int16_t CVeltoGemCtrl::ACKC7() const {
+int16_t GemCtrlCapabilities::ACKC7() const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? int16_t{0} : parts->programs().answer();
 }
 
-void CVeltoGemCtrl::SetACKC7(int16_t answer) {
+void GemCtrlCapabilities::SetACKC7(int16_t answer) {
   GemCapabilities *parts = capabilities();
   if (parts != nullptr && std::in_range<uint8_t>(answer))
     parts->programs().setAnswer(static_cast<uint8_t>(answer));
 }
 
-std::string CVeltoGemCtrl::ProcessProgramErrors() const {
+std::string GemCtrlCapabilities::ProcessProgramErrors() const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? "" : parts->programs().faults();
 }
 
-void CVeltoGemCtrl::SetProcessProgramErrors(const std::string &lines) {
+void GemCtrlCapabilities::SetProcessProgramErrors(const std::string &lines) {
   if (GemCapabilities *parts = capabilities())
     parts->programs().setFaults(lines);
 }
 
-std::string CVeltoGemCtrl::ProcessPrograms() const {
+std::string GemCtrlCapabilities::ProcessPrograms() const {
   GemCapabilities *parts = capabilities();
   std::string lines;
   for (std::string &name :
@@ -108,158 +117,150 @@ std::string CVeltoGemCtrl::ProcessPrograms() const {
   return lines;
 }
 
-std::string CVeltoGemCtrl::ProcessProgramBody(const std::string &ppid) const {
+std::string GemCtrlCapabilities::ProcessProgramBody(const std::string &ppid) const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? "" : parts->programs().body(ppid);
 }
 
-template <typename Work> bool CVeltoGemCtrl::withPrograms(Work work) {
+template <typename Work> bool GemCtrlCapabilities::withPrograms(Work work) {
   GemCapabilities *parts = capabilitiesWith(CapabilityProcessPrograms);
-  return parts != nullptr && engine_->during([parts, work] { return work(parts->programs()); });
+  return parts != nullptr && gemEngine().during([parts, work] { return work(parts->programs()); });
 }
 
-void CVeltoGemCtrl::SetProcessProgramBody(const std::string &ppid, const std::string &sml) {
+void GemCtrlCapabilities::SetProcessProgramBody(const std::string &ppid, const std::string &sml) {
   withPrograms([&](CHGemProcessPrograms &programs) { return programs.setBody(ppid, sml); });
 }
 
-bool CVeltoGemCtrl::SelectProcessProgram(const std::string &ppid) {
+bool GemCtrlCapabilities::SelectProcessProgram(const std::string &ppid) {
   return withPrograms([&](CHGemProcessPrograms &programs) { return programs.Select(ppid); });
 }
 
-bool CVeltoGemCtrl::DeleteProcessProgram(const std::string &ppid) {
+bool GemCtrlCapabilities::DeleteProcessProgram(const std::string &ppid) {
   return withPrograms([&](CHGemProcessPrograms &programs) { return programs.Delete(ppid); });
 }
 
-bool CVeltoGemCtrl::SendProcessProgram(const std::string &ppid) {
+bool GemCtrlCapabilities::SendProcessProgram(const std::string &ppid) {
   return withPrograms([&](CHGemProcessPrograms &programs) { return programs.Send(ppid); });
 }
 
-bool CVeltoGemCtrl::RequestProcessProgram(const std::string &ppid) {
+bool GemCtrlCapabilities::RequestProcessProgram(const std::string &ppid) {
   return withPrograms([&](CHGemProcessPrograms &programs) { return programs.Request(ppid); });
-}
-
-void CVeltoGemCtrl::OnProcessProgram(int16_t action, const std::string &ppid) {
-  onProcessProgram.raise(int16_t{action}, std::string(ppid));
 }
 
 // Trace data -----------------------------------------------------------------------------------
 
-int32_t CVeltoGemCtrl::MaxTraces() const {
+int32_t GemCtrlCapabilities::MaxTraces() const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? CHGemTrace::kMostTraces : parts->trace().mostTraces();
 }
 
-void CVeltoGemCtrl::SetMaxTraces(int32_t count) {
+void GemCtrlCapabilities::SetMaxTraces(int32_t count) {
   if (GemCapabilities *parts = capabilities())
     parts->trace().setMostTraces(count);
-  setModified();
+  capabilitySet();
 }
 
-bool CVeltoGemCtrl::TraceReplies() const {
+bool GemCtrlCapabilities::TraceReplies() const {
   GemCapabilities *parts = capabilities();
   return parts != nullptr && parts->trace().wantsReplies();
 }
 
-void CVeltoGemCtrl::SetTraceReplies(bool wanted) {
+void GemCtrlCapabilities::SetTraceReplies(bool wanted) {
   if (GemCapabilities *parts = capabilities())
     parts->trace().setWantsReplies(wanted);
-  setModified();
+  capabilitySet();
 }
 
-int32_t CVeltoGemCtrl::ActiveTraces() const {
+int32_t GemCtrlCapabilities::ActiveTraces() const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? 0 : static_cast<int32_t>(parts->trace().count());
 }
 
 // Terminal services -----------------------------------------------------------------------------
 
-int16_t CVeltoGemCtrl::ACKC10() const {
+int16_t GemCtrlCapabilities::ACKC10() const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr ? int16_t{0} : parts->terminal().answer();
 }
 
-void CVeltoGemCtrl::SetACKC10(int16_t answer) {
+void GemCtrlCapabilities::SetACKC10(int16_t answer) {
   GemCapabilities *parts = capabilities();
   if (parts != nullptr && std::in_range<uint8_t>(answer))
     parts->terminal().setAnswer(static_cast<uint8_t>(answer));
 }
 
-bool CVeltoGemCtrl::MultiBlockTerminal() const {
+bool GemCtrlCapabilities::MultiBlockTerminal() const {
   GemCapabilities *parts = capabilities();
   return parts == nullptr || parts->terminal().multiBlock();
 }
 
-void CVeltoGemCtrl::SetMultiBlockTerminal(bool takes) {
+void GemCtrlCapabilities::SetMultiBlockTerminal(bool takes) {
   if (GemCapabilities *parts = capabilities())
     parts->terminal().setMultiBlock(takes);
-  setModified();
+  capabilitySet();
 }
 
-bool CVeltoGemCtrl::RecognizeTerminalText() {
+bool GemCtrlCapabilities::RecognizeTerminalText() {
   GemCapabilities *parts = capabilitiesWith(CapabilityTerminal);
-  return parts != nullptr && engine_->during([parts] { return parts->terminal().Recognize(); });
+  return parts != nullptr && gemEngine().during([parts] { return parts->terminal().Recognize(); });
 }
 
-bool CVeltoGemCtrl::SendTerminalText(int16_t tid, const std::string &text) {
+bool GemCtrlCapabilities::SendTerminalText(int16_t tid, const std::string &text) {
   GemCapabilities *parts = capabilitiesWith(CapabilityTerminal);
-  return parts != nullptr && std::in_range<uint8_t>(tid) && engine_->during([&] {
+  return parts != nullptr && std::in_range<uint8_t>(tid) && gemEngine().during([&] {
     return parts->terminal().SendText(static_cast<uint8_t>(tid), text);
   });
 }
 
-void CVeltoGemCtrl::OnTerminalText(uint8_t tid, const std::string &text) {
-  onTerminalText.raise(int16_t{tid}, std::string(text));
-}
-
 // Variables that are kept true ------------------------------------------------------------------
 
-void CVeltoGemCtrl::constantsChanged() {
+void GemCtrlCapabilities::constantsChanged() {
   if (GemCapabilities *parts = capabilitiesWith(CapabilityVariables))
-    engine_->during([parts] {
+    gemEngine().during([parts] {
       parts->variables().ConstantsChanged();
       return true;
     });
 }
 
-bool CVeltoGemCtrl::SetProcessState(int32_t state) {
+bool GemCtrlCapabilities::SetProcessState(int32_t state) {
   GemCapabilities *parts = capabilitiesWith(CapabilityVariables);
-  return parts != nullptr && engine_->during([parts, state] {
+  return parts != nullptr && gemEngine().during([parts, state] {
     return parts->variables().SetProcessState(static_cast<uint32_t>(state));
   });
 }
 
 // Spooling --------------------------------------------------------------------------------------
 
-int16_t CVeltoGemCtrl::SpoolState() const {
-  return engine_->gem() == nullptr ? int16_t{0}
-                                   : int16_t{engine_->gem()->capabilities().spool().state()};
+int16_t GemCtrlCapabilities::SpoolState() const {
+  return gemEngine().gem() == nullptr ? int16_t{0}
+                                      : int16_t{gemEngine().gem()->capabilities().spool().state()};
 }
 
-int32_t CVeltoGemCtrl::SpoolCount() const {
-  return engine_->gem() == nullptr
+int32_t GemCtrlCapabilities::SpoolCount() const {
+  return gemEngine().gem() == nullptr
              ? 0
-             : static_cast<int32_t>(engine_->gem()->capabilities().spool().count());
+             : static_cast<int32_t>(gemEngine().gem()->capabilities().spool().count());
 }
 
-int32_t CVeltoGemCtrl::MaxSpoolSize() const {
-  return engine_->gem() == nullptr ? 0 : engine_->gem()->capabilities().spool().maxSize();
+int32_t GemCtrlCapabilities::MaxSpoolSize() const {
+  return gemEngine().gem() == nullptr ? 0 : gemEngine().gem()->capabilities().spool().maxSize();
 }
 
-void CVeltoGemCtrl::SetMaxSpoolSize(int32_t kib) {
-  if (engine_->gem() != nullptr)
-    engine_->gem()->capabilities().spool().setMaxSize(
+void GemCtrlCapabilities::SetMaxSpoolSize(int32_t kib) {
+  if (gemEngine().gem() != nullptr)
+    gemEngine().gem()->capabilities().spool().setMaxSize(
         std::clamp(kib, 0, CHGemSpool::kGreatestSize));
-  setModified();
+  capabilitySet();
 }
 
-int32_t CVeltoGemCtrl::MaxSpoolMessages() const {
-  return engine_->gem() == nullptr ? 0 : engine_->gem()->capabilities().spool().maxMessages();
+int32_t GemCtrlCapabilities::MaxSpoolMessages() const {
+  return gemEngine().gem() == nullptr ? 0 : gemEngine().gem()->capabilities().spool().maxMessages();
 }
 
-void CVeltoGemCtrl::SetMaxSpoolMessages(int32_t count) {
-  if (engine_->gem() != nullptr)
-    engine_->gem()->capabilities().spool().setMaxMessages(std::max(count, 0));
-  setModified();
+void GemCtrlCapabilities::SetMaxSpoolMessages(int32_t count) {
+  if (gemEngine().gem() != nullptr)
+    gemEngine().gem()->capabilities().spool().setMaxMessages(std::max(count, 0));
+  capabilitySet();
 }
 
 } // namespace velto

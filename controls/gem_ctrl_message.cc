@@ -3,6 +3,7 @@
 #include "controls/gem_ctrl.h"
 
 #include "controls/component/user_settings.h"
+#include "gem/engine/engine.h"
 #include "secs2/sml_printer.h"
 
 namespace velto {
@@ -50,6 +51,10 @@ const CHSecsHeader &CVeltoGemCtrl::header() const {
   return isSent && !selection_.reply ? engine_->gem()->sentHeader() : message().header;
 }
 
+int32_t CVeltoGemCtrl::WorkSpace() const {
+  return engine_->gem() != nullptr ? selection_.slot : 65535;
+}
+
 void CVeltoGemCtrl::SetWorkSpace(int32_t slot) {
   if (slot < 0 || slot >= static_cast<int32_t>(CHGem::kSlots))
     return;
@@ -57,6 +62,8 @@ void CVeltoGemCtrl::SetWorkSpace(int32_t slot) {
 }
 
 void CVeltoGemCtrl::SetReply(bool reply) { selection_.reply = reply; }
+
+std::string CVeltoGemCtrl::Msg() const { return message().GetMsg(); }
 
 void CVeltoGemCtrl::SetMsg(const std::string &hex) {
   if (!message().SetMsg(hex) && showMessageBoxSetting(site().files))
@@ -77,17 +84,25 @@ void CVeltoGemCtrl::SetSML(const std::string &sml) {
     site().frontEnd.remark(error.whatAndWhere());
 }
 
+int16_t CVeltoGemCtrl::Stream() const { return header().stream(); }
+
 void CVeltoGemCtrl::SetStream(int16_t stream) {
   message().header.setStream(static_cast<uint8_t>(stream));
   message().header.noteFit(HeaderField::Stream, stream >= 0 && stream <= 0x7F);
 }
+
+int16_t CVeltoGemCtrl::Function() const { return header().function(); }
 
 void CVeltoGemCtrl::SetFunction(int16_t function) {
   message().header.functionByte = static_cast<uint8_t>(function);
   message().header.noteFit(HeaderField::Function, fitsByte(function));
 }
 
+bool CVeltoGemCtrl::Wbit() const { return header().wbit(); }
+
 void CVeltoGemCtrl::SetWbit(bool on) { message().header.setWbit(on); }
+
+int16_t CVeltoGemCtrl::PType() const { return header().pType(); }
 
 void CVeltoGemCtrl::SetPType(int16_t type) {
   CHSecsHeader &header = message().header;
@@ -95,16 +110,22 @@ void CVeltoGemCtrl::SetPType(int16_t type) {
   header.noteFit(HeaderField::PType, fitsByte(type));
 }
 
+int16_t CVeltoGemCtrl::SType() const { return header().sType(); }
+
 void CVeltoGemCtrl::SetSType(int16_t type) {
   CHSecsHeader &header = message().header;
   header.blockWord = static_cast<uint16_t>((header.pType() << 8) | static_cast<uint8_t>(type));
   header.noteFit(HeaderField::SType, fitsByte(type));
 }
 
+int32_t CVeltoGemCtrl::SessionID() const { return header().idWord; }
+
 void CVeltoGemCtrl::SetSessionID(int32_t id) {
   message().header.idWord = static_cast<uint16_t>(id);
   message().header.noteFit(HeaderField::Id, id >= 0 && id <= 0xFFFF);
 }
+
+int32_t CVeltoGemCtrl::SystemBytes() const { return static_cast<int32_t>(header().systemBytes); }
 
 void CVeltoGemCtrl::SetSystemBytes(int32_t bytes) {
   message().header.systemBytes = static_cast<uint32_t>(bytes);
@@ -118,5 +139,17 @@ int16_t CVeltoGemCtrl::Verification() const {
 std::string CVeltoGemCtrl::VerificationText() const {
   return engine_->gem() == nullptr ? "" : slot().FindingText(true);
 }
+
+std::string CVeltoGemCtrl::Node() const { return message().node; }
+
+void CVeltoGemCtrl::SetNode(const std::string &path) { message().node = path; }
+
+int32_t CVeltoGemCtrl::NodeCount() const { return static_cast<int32_t>(message().GetNodeCount()); }
+
+int16_t CVeltoGemCtrl::NodeType() const { return message().GetNodeType(); }
+
+std::string CVeltoGemCtrl::NodeValue() const { return message().GetNodeValue(true); }
+
+std::string CVeltoGemCtrl::NodeValueHex() const { return message().GetNodeValue(false); }
 
 } // namespace velto

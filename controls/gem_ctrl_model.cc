@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "gem/data/number_text.h"
+#include "gem/engine/engine.h"
 
 #include <algorithm>
 
@@ -96,7 +97,7 @@ bool CVeltoGemCtrl::GetVIDValue(int32_t vid, double &value) const {
   return true;
 }
 
-std::string CVeltoGemCtrl::numberText(double value) {
+std::string variableText(double value) {
   std::string text;
   appendFixed(text, value);
   return text;
@@ -130,6 +131,44 @@ void CVeltoGemCtrl::setVidText(int32_t vid, void (CHGemEventVid::*setter)(std::s
   if (CHGemEventVid *found = variable(vid))
     (found->*setter)(text);
   setModified();
+}
+
+std::string CVeltoGemCtrl::VIDMin(int32_t vid) const {
+  return vidText(vid, &CHGemEventVid::minimum);
+}
+
+void CVeltoGemCtrl::SetVIDMin(int32_t vid, const std::string &v) {
+  setVidText(vid, &CHGemEventVid::setMinimum, v);
+}
+
+std::string CVeltoGemCtrl::VIDMax(int32_t vid) const {
+  return vidText(vid, &CHGemEventVid::maximum);
+}
+
+void CVeltoGemCtrl::SetVIDMax(int32_t vid, const std::string &v) {
+  setVidText(vid, &CHGemEventVid::setMaximum, v);
+}
+
+std::string CVeltoGemCtrl::VIDDefault(int32_t vid) const {
+  return vidText(vid, &CHGemEventVid::defaultValue);
+}
+
+void CVeltoGemCtrl::SetVIDDefault(int32_t vid, const std::string &v) {
+  setVidText(vid, &CHGemEventVid::setDefaultValue, v);
+}
+
+std::string CVeltoGemCtrl::VIDUnit(int32_t vid) const { return vidText(vid, &CHGemEventVid::unit); }
+
+void CVeltoGemCtrl::SetVIDUnit(int32_t vid, const std::string &v) {
+  setVidText(vid, &CHGemEventVid::setUnit, v);
+}
+
+std::string CVeltoGemCtrl::VIDDescription(int32_t vid) const {
+  return vidText(vid, &CHGemEventVid::description);
+}
+
+void CVeltoGemCtrl::SetVIDDescription(int32_t vid, const std::string &v) {
+  setVidText(vid, &CHGemEventVid::setDescription, v);
 }
 
 int16_t CVeltoGemCtrl::VIDType(int32_t vid) const {

@@ -14,7 +14,7 @@ const MemberTable &CVeltoGemCtrl::table() {
   constexpr auto kSetReport = static_cast<bool (C::*)(int32_t, Text)>(&C::SetReportVIDs);
   static const MemberTable table =
       SharedMembers<C>("VeltoGem", "CVeltoGemCtrl",
-                       "A GEM equipment, or a GEM host, on an HSMS link.")
+                       "A GEM equipment, or a GEM host, on an HSMS link or over SECS-I.")
           .readOnly<&C::ALIDCount>(1, "ALIDCount", "Number of alarms.")
           .readOnly<&C::CEIDCount>(2, "CEIDCount", "Number of collection events.")
           .property<&C::ControlState, &C::SetControlState>(
@@ -79,14 +79,16 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::Stream, &C::SetStream>(35, "Stream", "Stream of the current message.")
           .property<&C::SystemBytes, &C::SetSystemBytes>(36, "SystemBytes",
                                                          "System bytes of the current message.")
-          .property<&C::UnusedTime, &C::SetUnusedTime>(37, "T1", "Accepted and ignored; reads 0.",
-                                                       0)
-          .property<&C::UnusedTime, &C::SetUnusedTime>(38, "T2", "Accepted and ignored; reads 0.",
-                                                       0)
+          .property<&C::T1, &C::SetT1>(
+              37, "T1",
+              "Inter-character time-out of SECS-I in s; with HSMS it is ignored and reads 0.", 0)
+          .property<&C::T2, &C::SetT2>(
+              38, "T2", "Protocol time-out of SECS-I in s; with HSMS it is ignored and reads 0.", 0)
           .property<&C::T3, &C::SetT3>(
               39, "T3", "Reply time-out in s. A reply is seen when DefProc() handles it.", 45)
-          .property<&C::UnusedTime, &C::SetUnusedTime>(40, "T4", "Accepted and ignored; reads 0.",
-                                                       0)
+          .property<&C::T4, &C::SetT4>(
+              40, "T4", "Inter-block time-out of SECS-I in s; with HSMS it is ignored and reads 0.",
+              0)
           .property<&C::T5, &C::SetT5>(41, "T5", "Connect separation time-out in s.", 10)
           .property<&C::T6, &C::SetT6>(42, "T6", "Control transaction time-out in s.", 5)
           .property<&C::T7, &C::SetT7>(43, "T7", "Not-selected time-out in s.", 10)
@@ -125,7 +127,8 @@ const MemberTable &CVeltoGemCtrl::table() {
               204, "CPACK", {"lpszName"},
               "Inside RemoteCommand the objection to a parameter, 0 at first.")
           .readOnlyIndexed<&C::CPVAL>(205, "CPVAL", {"lpszName"},
-                                      "Inside RemoteCommand the value of a parameter as text.")
+                                      "Inside RemoteCommand the value of a parameter as text; of a "
+                                      "list the SML of its items.")
           .property<&C::ACKC10, &C::SetACKC10>(
               206, "ACKC10", "Inside TerminalText the answer to the text, 0 at first.")
           .property<&C::MultiBlockTerminal, &C::SetMultiBlockTerminal>(
@@ -199,6 +202,26 @@ const MemberTable &CVeltoGemCtrl::table() {
                                                 "The alarm is set; setting reports nothing.")
           .indexed<&C::CEIDEnable, &C::SetCEIDEnable>(84, "CEIDEnable", {"lCEID"},
                                                       "An event is reported.")
+          .property<&C::Transport, &C::SetTransport>(
+              250, "Transport",
+              "How messages travel: 0 HSMS, 1 SECS-I on a serial port, 2 SECS-I over TCP.", 0)
+          .property<&C::SerialPort, &C::SetSerialPort>(
+              251, "SerialPort", "Of SECS-I: a device, or com1 and so on.", "com1")
+          .property<&C::BaudRate, &C::SetBaudRate>(
+              252, "BaudRate", "Of SECS-I: bits per second; below 1 becomes 9600.", 9600)
+          .property<&C::SecsIT1, &C::SetSecsIT1>(
+              253, "SecsIT1", "Inter-character time-out of SECS-I in ms; below 1 becomes 500.", 500)
+          .property<&C::SecsIT2, &C::SetSecsIT2>(
+              254, "SecsIT2", "Protocol time-out of SECS-I in ms; below 1 becomes 10000.", 10'000)
+          .property<&C::SecsIT4, &C::SetSecsIT4>(
+              255, "SecsIT4", "Inter-block time-out of SECS-I in ms; below 0 becomes 45000.",
+              45'000)
+          .property<&C::SecsIRetry, &C::SetSecsIRetry>(
+              256, "SecsIRetry", "Further attempts for a block of SECS-I; below 0 becomes 3.", 3)
+          .property<&C::SecsIMaster, &C::SetSecsIMaster>(
+              257, "SecsIMaster",
+              "Who wins contention on the line: -1 the equipment, 0 the other side, 1 this side.",
+              -1)
           .statistics()
           .method<&C::DefProc>(
               51, "DefProc", {},
@@ -237,6 +260,10 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<&C::RegisterCEID>(81, "RegisterCEID",
                                     {"lCEID", "sPredefinedCEID", "lpszDescription"},
                                     "Adds an event with a role (255: none); false when it exists.")
+          .method<&C::RegisterCommand>(
+              249, "RegisterCommand", {"lpszName", "lpszParameters", "lpszRequired", "lCEID"},
+              "Adds a remote command, its parameters as \"LOT:A,SLOT:U1\", those that must be "
+              "given, and the event of its completion (0: none); false when it exists.")
           .method<&C::SetVIDRole>(
               210, "SetVIDRole", {"lVID", "sRole"},
               "Gives a variable a role (255: none), taking it from another; false when unknown.")
@@ -249,6 +276,9 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<kTrySetValue>(
               213, "TrySetVIDValue", {"lVID", "lpszValue"},
               "Sets a value; false when unknown, no number, beyond its type or out of bounds.")
+          .method<&C::LoadModel>(
+              220, "LoadModel", {"lpszFileName"},
+              "Takes the model of a text NAME.model or a model data file; false with a Problem.")
           .method<&C::RecognizeTerminalText>(
               207, "RecognizeTerminalText", {},
               "The operator has read a text: reports that event; false when there is none.")

@@ -4,6 +4,8 @@
 #include "controls/shared_members.h"
 #include "platform/tcp_socket.h"
 #include "secs2/message.h"
+#include "transport/hsms/hsms_link.h"
+#include "transport/log/link_log.h"
 
 #include <array>
 #include <string_view>
@@ -162,6 +164,10 @@ std::string CVeltoHsmsCtrl::ToIPAddress(const std::string &hostName) const {
   return resolveHost(hostName);
 }
 
+CHHsmsLink &CVeltoHsmsCtrl::link() const { return static_cast<CHHsmsLink &>(engine()); }
+
+bool CVeltoHsmsCtrl::Selected() const { return link().Selected(); }
+
 void CVeltoHsmsCtrl::SetSelected(bool selected) { link().SetSelected(selected); }
 
 void CVeltoHsmsCtrl::setTimer(uint32_t HsmsTimes::*timer, int32_t ms) {
@@ -170,5 +176,25 @@ void CVeltoHsmsCtrl::setTimer(uint32_t HsmsTimes::*timer, int32_t ms) {
   link().SetTimes(times);
   setModified();
 }
+
+int32_t CVeltoHsmsCtrl::T3() const { return static_cast<int32_t>(link().times().t3); }
+
+void CVeltoHsmsCtrl::SetT3(int32_t ms) { setTimer(&HsmsTimes::t3, ms); }
+
+int32_t CVeltoHsmsCtrl::T5() const { return static_cast<int32_t>(link().times().t5); }
+
+void CVeltoHsmsCtrl::SetT5(int32_t ms) { setTimer(&HsmsTimes::t5, ms); }
+
+int32_t CVeltoHsmsCtrl::T6() const { return static_cast<int32_t>(link().times().t6); }
+
+void CVeltoHsmsCtrl::SetT6(int32_t ms) { setTimer(&HsmsTimes::t6, ms); }
+
+int32_t CVeltoHsmsCtrl::T7() const { return static_cast<int32_t>(link().times().t7); }
+
+void CVeltoHsmsCtrl::SetT7(int32_t ms) { setTimer(&HsmsTimes::t7, ms); }
+
+int32_t CVeltoHsmsCtrl::T8() const { return static_cast<int32_t>(link().times().t8); }
+
+void CVeltoHsmsCtrl::SetT8(int32_t ms) { setTimer(&HsmsTimes::t8, ms); }
 
 } // namespace velto

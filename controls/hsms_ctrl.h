@@ -3,9 +3,12 @@
 #include "controls/log_properties.h"
 #include "controls/problem_numbers.h"
 #include "controls/tcp_control.h"
-#include "transport/hsms/hsms_link.h"
 
 namespace velto {
+
+class CHHsmsLink;
+class LinkLog;
+struct HsmsTimes;
 
 /// `VeltoHsms`: raw HSMS links (SEMI E37). Sends messages that the host gives as hexadecimal text,
 /// and raises an event for every message, connection change and problem. Control messages are the
@@ -19,20 +22,20 @@ public:
 
   std::string MyHostName() const;
   /// The Selected flag of the client connection, or of the addressed peer.
-  bool Selected() const { return link().Selected(); }
+  bool Selected() const;
   void SetSelected(bool selected);
 
   // Timers in ms (SEMI E37 9.2).
-  int32_t T3() const { return static_cast<int32_t>(link().times().t3); }
-  void SetT3(int32_t ms) { setTimer(&HsmsTimes::t3, ms); }
-  int32_t T5() const { return static_cast<int32_t>(link().times().t5); }
-  void SetT5(int32_t ms) { setTimer(&HsmsTimes::t5, ms); }
-  int32_t T6() const { return static_cast<int32_t>(link().times().t6); }
-  void SetT6(int32_t ms) { setTimer(&HsmsTimes::t6, ms); }
-  int32_t T7() const { return static_cast<int32_t>(link().times().t7); }
-  void SetT7(int32_t ms) { setTimer(&HsmsTimes::t7, ms); }
-  int32_t T8() const { return static_cast<int32_t>(link().times().t8); }
-  void SetT8(int32_t ms) { setTimer(&HsmsTimes::t8, ms); }
+  int32_t T3() const;
+  void SetT3(int32_t ms);
+  int32_t T5() const;
+  void SetT5(int32_t ms);
+  int32_t T6() const;
+  void SetT6(int32_t ms);
+  int32_t T7() const;
+  void SetT7(int32_t ms);
+  int32_t T8() const;
+  void SetT8(int32_t ms);
 
   /// The IPv4 address of a host (this one for an empty name); empty when it is unknown.
   std::string ToIPAddress(const std::string &hostName) const;
@@ -65,7 +68,7 @@ private:
   Variant missingSetting(const char *name) override;
   void logChanged() override { setModified(); }
 
-  CHHsmsLink &link() const { return static_cast<CHHsmsLink &>(engine()); }
+  CHHsmsLink &link() const;
   void setTimer(uint32_t HsmsTimes::*timer, int32_t ms);
   LinkLog record();
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "controls/component/page_field.h"
-#include "transport/log/link_log.h"
+#include "transport/log/log_settings.h"
 
 #include <string>
 #include <vector>

@@ -3,6 +3,8 @@
 #include "base/text.h"
 #include "controls/shared_members.h"
 #include "transport/link/secsi_text.h"
+#include "transport/log/link_log.h"
+#include "transport/secsi/secsi.h"
 
 #include <algorithm>
 #include <array>
@@ -39,10 +41,10 @@ const MemberTable &CVeltoSecsICtrl::table() {
           .iniFileName(4)
           .linkSection(5)
           .log(6)
-          .logBakCount(7, kLogTexts)
-          .logFileName(8, kLogTexts)
-          .logSize(9, kLogTexts)
-          .logVerbose(10, kLogTexts)
+          .logBakCount(7, kSecsILogTexts)
+          .logFileName(8, kSecsILogTexts)
+          .logSize(9, kSecsILogTexts)
+          .logVerbose(10, kSecsILogTexts)
           .msec(11)
           .master(12)
           .serialPortNumber(13)
@@ -72,6 +74,8 @@ CVeltoSecsICtrl::CVeltoSecsICtrl(const ControlSite &site)
   port_->SetSettings(settings());
 }
 
+CVeltoSecsICtrl::~CVeltoSecsICtrl() = default;
+
 std::span<const char *const> CVeltoSecsICtrl::iniKeys() const { return kSecsIIniKeys; }
 
 std::span<const IniControl::Page> CVeltoSecsICtrl::pages() const {
@@ -81,6 +85,10 @@ std::span<const IniControl::Page> CVeltoSecsICtrl::pages() const {
       Page{"Log", logPage()}};
   return kPages;
 }
+
+bool CVeltoSecsICtrl::Connect() const { return port_->IsOpen(); }
+
+const LinkCounters &CVeltoSecsICtrl::counters() const { return port_->counters(); }
 
 void CVeltoSecsICtrl::SetConnect(bool connect) {
   port_->Close();

@@ -5,9 +5,12 @@
 #include "controls/problem_numbers.h"
 #include "controls/secsi_properties.h"
 #include "controls/statistics_property.h"
-#include "transport/secsi/secsi.h"
+#include "transport/link/connection_sink.h"
 
 namespace velto {
+
+class CHSecsI;
+class LinkLog;
 
 /// `VeltoSecsI`: SECS-I (SEMI E4) on a serial port. Messages go in and come out as hexadecimal text
 /// of header and data; with MSEC, the data as characters.
@@ -17,12 +20,13 @@ class CVeltoSecsICtrl final : public IniControl,
                               private CHConnectionSink {
 public:
   explicit CVeltoSecsICtrl(const ControlSite &site);
+  ~CVeltoSecsICtrl() override;
 
   static const MemberTable &table();
   const MemberTable &members() const override { return table(); }
 
   /// Whether the port is open; false again when the device is gone.
-  bool Connect() const { return port_->IsOpen(); }
+  bool Connect() const;
   /// Closes the port, dropping the queues, and with `connect` opens it: 8 data bits, no parity, one
   /// stop bit. Connect() stays false when that fails.
   void SetConnect(bool connect);
@@ -40,8 +44,9 @@ public:
   /// "Out Queue" and "In Queue" with the messages in them.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  std::optional<TreeView> windowTree() const override { return view(); }
   /// What the line has carried since the control was made.
-  const LinkCounters &counters() const { return port_->counters(); }
+  const LinkCounters &counters() const;
 
   Event<int16_t, std::string> onProblem{*this, 1};
   Event<std::string> onReceived{*this, 2};

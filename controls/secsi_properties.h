@@ -1,7 +1,6 @@
 #pragma once
 
 #include "controls/log_properties.h"
-#include "controls/shared_members.h"
 #include "transport/secsi/secsi_settings.h"
 
 #include <cstdint>
@@ -38,15 +37,6 @@ protected:
   const SecsISettings &settings() const { return settings_; }
   /// The settings have changed: they are to reach the engine.
   virtual void settingsChanged() = 0;
-
-  /// How the tables describe the log, whose values are held in range: less than 0 or more than 999
-  /// backups become 1, a size below 1 becomes 1024, and LogVerbose is false while Log is.
-  static constexpr LogTexts kLogTexts{
-      .backups =
-          "Numbered backups of the log, 0 to 999, others become 1; 0: it grows without limit.",
-      .fileName = "Path of the log without its ending \".log\"; empty: none.",
-      .size = "Size in KiB at which the log is backed up; below 1 becomes 1024.",
-      .verbose = "Adds every character to the log; stays false while Log is."};
 
   /// The fields of the protocol, behind those of the control on the same page.
   static std::vector<PageField> protocolFields(std::vector<PageField> before = {});

@@ -2,6 +2,8 @@
 
 #include "controls/shared_members.h"
 #include "transport/link/secsi_text.h"
+#include "transport/log/link_log.h"
+#include "transport/secsi/secsi_socket.h"
 
 #include <array>
 #include <string_view>
@@ -10,12 +12,12 @@ namespace velto {
 
 namespace {
 
-constexpr const char *kDeviceId = "DeviceID"; // kept without being a property
+constexpr const char *kOwnDevice = "DeviceID"; // kept without being a property
 
 constexpr std::array kSecsISocketIniKeys{
     "PortNumber", "MyPortNumber", "IPAddress",  "Server",      "OneOnOne", "T1",
     "T2",         "T3",           "T4",         "Retry",       "Master",   "MSEC",
-    kDeviceId,    "Log",          "LogVerbose", "LogFileName", "LogSize",  "LogBakCount"};
+    kOwnDevice,   "Log",          "LogVerbose", "LogFileName", "LogSize",  "LogBakCount"};
 
 } // namespace
 
@@ -28,9 +30,9 @@ const MemberTable &CVeltoSecsISocketCtrl::table() {
           .linkSection(3)
           .ipAddress(4)
           .log(5)
-          .logBakCount(6, kLogTexts)
-          .logFileName(7, kLogTexts)
-          .logSize(8, kLogTexts)
+          .logBakCount(6, kSecsILogTexts)
+          .logFileName(7, kSecsILogTexts)
+          .logSize(8, kSecsILogTexts)
           .myPortNumber(9)
           .tcpPortNumber(10)
           .server(11)
@@ -43,7 +45,7 @@ const MemberTable &CVeltoSecsISocketCtrl::table() {
           .master(17)
           .msec(18)
           .retry(19)
-          .logVerbose(20, kLogTexts)
+          .logVerbose(20, kSecsILogTexts)
           .keepAlive()
           .statistics()
           .tcpConnect(1)
@@ -65,6 +67,10 @@ CVeltoSecsISocketCtrl::CVeltoSecsISocketCtrl(const ControlSite &site)
   makeEngine();
 }
 
+CHSecsISocket &CVeltoSecsISocketCtrl::link() const {
+  return static_cast<CHSecsISocket &>(engine());
+}
+
 std::shared_ptr<CHHsmsConnection> CVeltoSecsISocketCtrl::newEngine(const CHHsmsConnection *) {
   auto fresh = std::make_shared<CHSecsISocket>(site().loop, site().files);
   fresh->SetSettings(settings());
@@ -81,21 +87,21 @@ std::span<const IniControl::Page> CVeltoSecsISocketCtrl::pages() const {
 }
 
 Variant CVeltoSecsISocketCtrl::setting(const char *name) {
-  return std::string_view(name) == kDeviceId ? Variant(DeviceID()) : TcpControl::setting(name);
+  return std::string_view(name) == kOwnDevice ? Variant(DeviceID()) : TcpControl::setting(name);
 }
 
 void CVeltoSecsISocketCtrl::setSetting(const char *name, const Variant &value) {
-  if (std::string_view(name) != kDeviceId)
+  if (std::string_view(name) != kOwnDevice)
     TcpControl::setSetting(name, value);
   else if (const auto number = value.as(ValueType::Int32))
     SetDeviceID(static_cast<int32_t>(number->toInteger()));
 }
 
-void CVeltoSecsISocketCtrl::saveExtras(PropertyBag &bag) const { bag.set(kDeviceId, DeviceID()); }
+void CVeltoSecsISocketCtrl::saveExtras(PropertyBag &bag) const { bag.set(kOwnDevice, DeviceID()); }
 
 void CVeltoSecsISocketCtrl::loadExtras(const PropertyBag &bag) {
-  const Variant *kept = bag.find(kDeviceId);
-  setSetting(kDeviceId, kept != nullptr ? *kept : Variant(0));
+  const Variant *kept = bag.find(kOwnDevice);
+  setSetting(kOwnDevice, kept != nullptr ? *kept : Variant(0));
 }
 
 void CVeltoSecsISocketCtrl::settingsChanged() {

@@ -3,9 +3,11 @@
 #include "controls/problem_numbers.h"
 #include "controls/secsi_properties.h"
 #include "controls/tcp_control.h"
-#include "transport/secsi/secsi_socket.h"
 
 namespace velto {
+
+class CHSecsISocket;
+class LinkLog;
 
 /// `VeltoSecsISocket`: SECS-I (SEMI E4) blocks over TCP, as terminal servers carry them. Messages
 /// go in and come out as hexadecimal text of header and data; with MSEC, the data as characters.
@@ -38,7 +40,7 @@ private:
   void saveExtras(PropertyBag &bag) const override;
   void loadExtras(const PropertyBag &bag) override;
   void settingsChanged() override;
-  CHSecsISocket &link() const { return static_cast<CHSecsISocket &>(engine()); }
+  CHSecsISocket &link() const;
   LinkLog record();
 
   void OnReceived(ConnectionKind kind, const std::string &ipAddress, int32_t portNumber,

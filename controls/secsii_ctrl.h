@@ -93,6 +93,7 @@ public:
   /// What the window shows: the message as a tree.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  std::optional<TreeView> windowTree() const override { return view(); }
 
   Event<> onReady{*this, 1};
 

@@ -14,6 +14,14 @@ struct LogTexts {
   const char *verbose = "Adds hexadecimal dumps to the log.";
 };
 
+/// How the SECS-I controls describe theirs, whose values are held in range: less than 0 or more
+/// than 999 backups become 1, a size below 1 becomes 1024, and LogVerbose is false while Log is.
+inline constexpr LogTexts kSecsILogTexts{
+    .backups = "Numbered backups of the log, 0 to 999, others become 1; 0: it grows without limit.",
+    .fileName = "Path of the log without its ending \".log\"; empty: none.",
+    .size = "Size in KiB at which the log is backed up; below 1 becomes 1024.",
+    .verbose = "Adds every character to the log; stays false while Log is."};
+
 /// A table with the rows that several controls have. The control gives each its id, and its place.
 template <typename C> class SharedMembers : public MembersOf<C, SharedMembers<C>> {
   using Base = MembersOf<C, SharedMembers<C>>;

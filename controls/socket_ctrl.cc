@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "controls/shared_members.h"
+#include "transport/tcp/connection.h"
 
 #include <array>
 #include <cctype>

@@ -1,6 +1,7 @@
 #include "controls/tcp_control.h"
 
 #include "base/text.h"
+#include "transport/tcp/connection.h"
 
 #include <algorithm>
 #include <array>
@@ -9,6 +10,8 @@ namespace velto {
 
 TcpControl::TcpControl(const ControlSite &site, std::string section)
     : IniControl(site, std::move(section)) {}
+
+TcpControl::~TcpControl() = default;
 
 // Replaces the engine by a fresh one with the same settings; the old one closes with all its peers.
 void TcpControl::makeEngine() {
@@ -143,6 +146,38 @@ void TcpControl::OnConnectionChanged(ConnectionKind, const std::string &ipAddres
                                      int32_t portNumber, bool connected) {
   auto &event = connected ? onConnected : onDisconnected;
   event.raise(std::string(ipAddress), portNumber);
+}
+
+std::string TcpControl::IPAddress() const { return engine_->IPAddress(); }
+
+int32_t TcpControl::MyPortNumber() const { return engine_->MyPortNumber(); }
+
+int32_t TcpControl::PortNumber() const { return engine_->PortNumber(); }
+
+bool TcpControl::Server() const { return engine_->ServerMode(); }
+
+int32_t TcpControl::KeepAliveIdle() const { return engine_->keepAlive().idle; }
+
+void TcpControl::SetKeepAliveIdle(int32_t seconds) { setKeepAlive(&KeepAlive::idle, seconds); }
+
+int32_t TcpControl::KeepAliveInterval() const { return engine_->keepAlive().interval; }
+
+void TcpControl::SetKeepAliveInterval(int32_t seconds) {
+  setKeepAlive(&KeepAlive::interval, seconds);
+}
+
+int32_t TcpControl::KeepAliveCount() const { return engine_->keepAlive().count; }
+
+void TcpControl::SetKeepAliveCount(int32_t count) { setKeepAlive(&KeepAlive::count, count); }
+
+int32_t TcpControl::SendTimeout() const { return engine_->keepAlive().sendTimeout; }
+
+void TcpControl::SetSendTimeout(int32_t seconds) { setKeepAlive(&KeepAlive::sendTimeout, seconds); }
+
+LinkCounters TcpControl::counters() const { return engine_->counters(); }
+
+std::vector<ConnectionCounters> TcpControl::connectionCounters() const {
+  return engine_->connectionCounters();
 }
 
 } // namespace velto

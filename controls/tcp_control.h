@@ -1,13 +1,17 @@
 #pragma once
 
+#include "base/handle.h"
 #include "controls/component/ini_control.h"
 #include "controls/statistics_property.h"
-#include "transport/tcp/connection.h"
+#include "transport/link/connection_sink.h"
 
 #include <memory>
 #include <string>
 
 namespace velto {
+
+class CHHsmsConnection;
+struct KeepAlive;
 
 /// What the controls on TCP connections share: opening and closing, the addressed peer, the events,
 /// and the window that lists the connections.
@@ -21,26 +25,26 @@ public:
   /// connection ends.
   bool Connect() const { return connect_; }
   void SetConnect(bool connect);
-  std::string IPAddress() const { return engine_->IPAddress(); }
+  std::string IPAddress() const;
   void SetIPAddress(const std::string &address);
-  int32_t MyPortNumber() const { return engine_->MyPortNumber(); }
+  int32_t MyPortNumber() const;
   void SetMyPortNumber(int32_t port);
-  int32_t PortNumber() const { return engine_->PortNumber(); }
+  int32_t PortNumber() const;
   void SetPortNumber(int32_t port);
-  bool Server() const { return engine_->ServerMode(); }
+  bool Server() const;
   /// Has no effect while Connect is true.
   void SetServer(bool server);
 
   // How a remote end that is gone without a word is noticed, from the next opening on; in seconds,
   // 0: as the system is set, negative ones become 0.
-  int32_t KeepAliveIdle() const { return engine_->keepAlive().idle; }
-  void SetKeepAliveIdle(int32_t seconds) { setKeepAlive(&KeepAlive::idle, seconds); }
-  int32_t KeepAliveInterval() const { return engine_->keepAlive().interval; }
-  void SetKeepAliveInterval(int32_t seconds) { setKeepAlive(&KeepAlive::interval, seconds); }
-  int32_t KeepAliveCount() const { return engine_->keepAlive().count; }
-  void SetKeepAliveCount(int32_t count) { setKeepAlive(&KeepAlive::count, count); }
-  int32_t SendTimeout() const { return engine_->keepAlive().sendTimeout; }
-  void SetSendTimeout(int32_t seconds) { setKeepAlive(&KeepAlive::sendTimeout, seconds); }
+  int32_t KeepAliveIdle() const;
+  void SetKeepAliveIdle(int32_t seconds);
+  int32_t KeepAliveInterval() const;
+  void SetKeepAliveInterval(int32_t seconds);
+  int32_t KeepAliveCount() const;
+  void SetKeepAliveCount(int32_t count);
+  int32_t SendTimeout() const;
+  void SetSendTimeout(int32_t seconds);
 
   /// Closes a listener's peer; false when there is none of that address.
   bool Disconnect(const std::string &ipAddress, int32_t portNumber);
@@ -49,12 +53,11 @@ public:
   /// a selected one.
   TreeView view() const;
   std::string window() const override { return toText(view()); }
+  std::optional<TreeView> windowTree() const override { return view(); }
   /// What the link has carried since the control was made, over all its connections.
-  LinkCounters counters() const { return engine_->counters(); }
+  LinkCounters counters() const;
   /// What each of a listener's peers has carried.
-  std::vector<ConnectionCounters> connectionCounters() const {
-    return engine_->connectionCounters();
-  }
+  std::vector<ConnectionCounters> connectionCounters() const;
 
   Event<std::string, int32_t> onConnected{*this, 1};
   Event<std::string, int32_t> onDisconnected{*this, 2};
@@ -63,6 +66,7 @@ public:
 
 protected:
   TcpControl(const ControlSite &site, std::string section);
+  ~TcpControl() override;
 
   /// A fresh engine with the protocol's settings of `old`, which is null the first time.
   virtual std::shared_ptr<CHHsmsConnection> newEngine(const CHHsmsConnection *old) = 0;

@@ -1,67 +1,39 @@
-// A GEM equipment: it goes on-line, and reports the end of an etch with the chamber pressure.
-// Its host lives in the same process and prints the report; see gem_host.cc for that side.
-#include <velto/controls/gem_ctrl.h>
+// A GEM equipment: it carries out the command START, and reports the end of the etch with the
+// chamber pressure. Its host lives in the same process; see gem_host.cc for that side.
+#include <velto/controls/gem_factory.h>
 
 #include <iostream>
-
-namespace {
 
 constexpr int32_t kPressure = 101;
 constexpr int32_t kEtchCompleted = 12;
 
-// Both sides have to know that they are on-line.
-void addControlState(velto::GemData &model) {
-  velto::CHGemEventVid state;
-  state.vid = 1;
-  state.nodeType = velto::SecsByte;
-  state.setRawValue("<u1 4>"); // on-line remote
-  state.role = velto::RoleControlState;
-  model.variables.Add(std::move(state));
-}
-
-} // namespace
-
 int main() {
   velto::EventLoop loop;
-
-  velto::CVeltoGemCtrl equipment(loop);
-  equipment.SetServer(true);
-  equipment.SetEdition(1); // the current edition of SEMI E5
-  equipment.SetPortNumber(5011);
-  velto::GemData &model = equipment.engine().gem()->data();
-  model.communication = {1, "ETCH-1", "1.00", false}; // enabled; the host asks for communications
-  addControlState(model);
-  velto::CHGemEventVid pressure;
-  pressure.vid = kPressure;
-  pressure.nodeType = velto::SecsFloat;
-  model.variables.Add(std::move(pressure));
-  model.reports.Add({10, "Process data", {kPressure}});
-  model.events.Add({kEtchCompleted, "Etch completed", true, {10}});
-  equipment.onReceived = [&](const std::string &, int32_t) { equipment.DefProc(); };
-  equipment.SetPhysicalConnection(true);
-
-  velto::CVeltoGemCtrl host(loop);
-  host.SetIPAddress("127.0.0.1");
-  host.SetPortNumber(5011);
-  host.SetT5(1);
-  host.SetEdition(1);
-  host.engine().logical().SetHost(true);
-  host.engine().gem()->data().communication.initialState = 1;
-  addControlState(host.engine().gem()->data());
-  bool reported = false;
-  host.onReceived = [&](const std::string &, int32_t) {
-    if (host.Stream() == 6) {
-      std::cout << host.SML();
-      reported = true;
-    }
-    host.DefProc();
-  };
-  host.SetPhysicalConnection(true);
-
-  // The etch ends when both communicate.
-  if (!loop.runUntil([&] { return host.CommunicationState() == 2; }, 5000))
+  const auto equipment = velto::VeltoGem::Equipment(loop, "", "listen:5011");
+  const auto host = velto::VeltoGem::Host(loop, "127.0.0.1:5011");
+  if (!equipment || !host)
     return 1;
-  equipment.SetVIDValue(kPressure, "19.75");
-  equipment.InvokeEvent(kEtchCompleted);
+  // What it knows: a status variable that is a real number, an event, and a command.
+  equipment->RegisterVID(kPressure, 2, velto::SecsFloat, "0", "200", "0", "mTorr", "Pressure");
+  equipment->RegisterCEID(kEtchCompleted, 255, "Etch completed");
+  equipment->RegisterCommand("START", "LOT:A,SLOT:U1", "LOT", 0);
+  // HCACK 4: it is being done, and an event follows.
+  equipment->OnCommand("START", [&](velto::GemCommand &command) {
+    std::cout << "Etching " << command.values["LOT"] << '\n';
+    loop.post([&] {
+      equipment->SetVIDValue(kPressure, 19.75);
+      equipment->InvokeEvent(kEtchCompleted);
+    });
+    return 4;
+  });
+
+  bool reported = false;
+  host->Subscribe(kEtchCompleted, {kPressure}, [&](const velto::GemEvent &event) {
+    std::cout << "Etched at " << event.values["Pressure"] << " mTorr\n";
+    reported = event.values[kPressure] == "19.750000";
+  });
+  if (!loop.runUntil([&] { return host->Subscribed(); }, 5000))
+    return 1;
+  host->Request("s2f41w{<a 'START'>{{<a 'LOT'><a 'L-7'>}}}");
   return loop.runUntil([&] { return reported; }, 5000) ? 0 : 1;
 }

@@ -1,59 +1,37 @@
-// A GEM host: it establishes communications and asks for two status variables. The equipment lives
-// in the same process; see gem_equipment.cc for that side.
-#include <velto/controls/gem_ctrl.h>
+// A GEM host: it subscribes an event, asks for a status variable, starts a lot, and waits for the
+// event. The equipment lives in the same process; see gem_equipment.cc for that side.
+#include <velto/controls/gem_factory.h>
 
 #include <iostream>
 
-namespace {
-
-void addStatus(velto::GemData &model, uint32_t vid, const char *sml,
-               uint8_t role = velto::kNoRole) {
-  velto::CHGemEventVid variable;
-  variable.vid = vid;
-  variable.setRawValue(sml);
-  variable.role = role;
-  model.variables.Add(std::move(variable));
-}
-
-} // namespace
-
 int main() {
   velto::EventLoop loop;
-
-  velto::CVeltoGemCtrl equipment(loop);
-  equipment.SetServer(true);
-  equipment.SetEdition(1); // the current edition of SEMI E5
-  equipment.SetPortNumber(5012);
-  velto::GemData &model = equipment.engine().gem()->data();
-  model.communication = {1, "ETCH-1", "1.00", false};
-  addStatus(model, 1, "<u4 4>", velto::RoleControlState);
-  addStatus(model, 101, "<f4 8.5>");
-  equipment.onReceived = [&](const std::string &, int32_t) { equipment.DefProc(); };
-  equipment.SetPhysicalConnection(true);
-
-  // A host has the role, communicates as soon as it is connected, and is on-line.
-  velto::CVeltoGemCtrl host(loop);
-  host.SetIPAddress("127.0.0.1");
-  host.SetPortNumber(5012);
-  host.SetT5(1);
-  host.SetEdition(1);
-  host.engine().logical().SetHost(true);
-  host.engine().gem()->data().communication.initialState = 1;
-  addStatus(host.engine().gem()->data(), 1, "<u4 4>", velto::RoleControlState);
-  bool answered = false;
-  host.onReceived = [&](const std::string &, int32_t) {
-    if (host.Stream() == 1 && host.Function() == 4) {
-      host.SetNode("2");
-      std::cout << "Chamber pressure: " << host.NodeValue() << " mTorr\n";
-      answered = true;
-    }
-    host.DefProc(); // also what ends the transaction of a reply
-  };
-  host.SetPhysicalConnection(true);
-  if (!loop.runUntil([&] { return host.CommunicationState() == 2; }, 5000))
+  const auto equipment = velto::VeltoGem::Equipment(loop, "", "listen:5012");
+  const auto host = velto::VeltoGem::Host(loop, "127.0.0.1:5012");
+  if (!equipment || !host)
     return 1;
-  host.SetWorkSpace(2);
-  host.SetSML("s1f3w{<u4 1><u4 101>}");
-  host.Send();
-  return loop.runUntil([&] { return answered; }, 5000) ? 0 : 1;
+  equipment->RegisterVID(101, 2, velto::SecsFloat, "0", "200", "8.5", "mTorr", "Pressure");
+  equipment->RegisterCEID(12, 255, "Etch completed");
+  equipment->RegisterCommand("START", "LOT:A", "LOT", 12); // which reports event 12 when it is done
+  equipment->SetVIDValue(101, 8.5);
+
+  // The names of the values are those that the equipment tells.
+  bool completed = false;
+  host->Subscribe(12, {101}, [&](const velto::GemEvent &event) {
+    std::cout << "Etch completed at " << event.values["Pressure"] << " mTorr\n";
+    completed = true;
+  });
+  if (!loop.runUntil([&] { return host->Subscribed(); }, 5000))
+    return 1;
+
+  // A request waits for its reply, 5 s at the most here, while the loop goes on.
+  const velto::GemReply status = host->Request("s1f3w{<u4 101>}", 5000);
+  if (!status)
+    return 1;
+  std::cout << "The pressure is " << status.Value("1") << " mTorr\n";
+  // Without waiting, the reply or the reason why there is none comes to a handler.
+  host->Request("s2f41w{<a 'START'>{{<a 'LOT'><a 'L-7'>}}}", [](const velto::GemReply &reply) {
+    std::cout << (reply ? "START: HCACK " + reply.Value("1") : reply.reason) << '\n';
+  });
+  return loop.runUntil([&] { return completed; }, 5000) ? 0 : 1;
 }

@@ -32,6 +32,20 @@ constexpr std::array kRows{
         "Invalid reject-reason code."},
     Row{LinkProblem::T3, ErrorGemHsmsT3Timeout, "T3 time out."},
     Row{LinkProblem::T5, ErrorGemHsmsT5Timeout, "T5 time out."},
+    Row{LinkProblem::UnexpectedCharacter, ErrorGemSecsIUnexpectedChar,
+        "Unexpected character on the line."},
+    Row{LinkProblem::BadBlockLength, ErrorGemSecsIBadLength, "Length byte is not 10 to 254."},
+    Row{LinkProblem::BadChecksum, ErrorGemSecsIBadSum, "Checksum of a block is wrong."},
+    Row{LinkProblem::BadMultiBlockNumber, ErrorGemSecsIBadMultiBlockNumber,
+        "A block of the message is missing."},
+    Row{LinkProblem::BadBlockNumber, ErrorGemSecsIBadBlockNumber,
+        "First block of a message is not number 1."},
+    Row{LinkProblem::Nak, ErrorGemSecsINak, "The partner refused a block (NAK)."},
+    Row{LinkProblem::SendFailed, ErrorGemSecsIRetry, "Message could not be sent:"},
+    Row{LinkProblem::T4, ErrorGemSecsIT4Timeout, "T4 time out."},
+    Row{LinkProblem::T2, ErrorGemSecsIT2Timeout, "T2 time out."},
+    Row{LinkProblem::T1, ErrorGemSecsIT1Timeout, "T1 time out."},
+    Row{LinkProblem::System, ErrorGemSerialPort, "The serial port failed."},
 };
 
 } // namespace

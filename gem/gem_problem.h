@@ -21,6 +21,18 @@ enum VeltoGemError : int {
   ErrorGemHsmsInvalidRejectReason = 11,
   ErrorGemHsmsT3Timeout = 12,
   ErrorGemHsmsT5Timeout = 13,
+  // Of SECS-I: the numbers of its own controls and 200.
+  ErrorGemSecsIUnexpectedChar = 201,
+  ErrorGemSecsIBadLength = 202,
+  ErrorGemSecsIBadSum = 203,
+  ErrorGemSecsIBadMultiBlockNumber = 205,
+  ErrorGemSecsIBadBlockNumber = 206,
+  ErrorGemSecsINak = 207,
+  ErrorGemSecsIRetry = 208,
+  ErrorGemSecsIT4Timeout = 209,
+  ErrorGemSecsIT2Timeout = 210,
+  ErrorGemSecsIT1Timeout = 211,
+  ErrorGemSerialPort = 220,
 };
 
 /// The number of a problem; that of the platform for its own (see platform/socket_error.h), 0 for

@@ -14,17 +14,22 @@ constexpr uint16_t kCharacterSet = 8;
 constexpr size_t kSmallestItem = 2; // but for those without a length byte, which are malformed
 constexpr size_t kSpareEmptyChildren = 65'536;
 
-constexpr bool isKnownFormat(uint8_t code) {
+// The bits of a length that an item of whole elements has not; for each format code.
+constexpr uint8_t kUnknownFormat = 0x80;
+constexpr std::array<uint8_t, 64> kOddBits = [] {
   using namespace format;
-  constexpr uint64_t kKnown = [] {
-    uint64_t known = 0;
-    for (const uint8_t each : {kList, kBinary, kBoolean, kAscii, kJis, kMbcs, kI8, kI1, kI2, kI4,
-                               kF8, kF4, kU8, kU1, kU2, kU4})
-      known |= uint64_t{1} << each;
-    return known;
-  }();
-  return (kKnown >> code & 1) != 0;
-}
+  std::array<uint8_t, 64> bits{};
+  bits.fill(kUnknownFormat);
+  for (const uint8_t code : {kList, kBinary, kBoolean, kAscii, kJis, kMbcs, kI1, kU1})
+    bits[code] = 0;
+  for (const uint8_t code : {kI2, kU2})
+    bits[code] = 1;
+  for (const uint8_t code : {kI4, kU4, kF4})
+    bits[code] = 3;
+  for (const uint8_t code : {kI8, kU8, kF8})
+    bits[code] = 7;
+  return bits;
+}();
 
 uint16_t swapped(uint16_t value) { return __builtin_bswap16(value); }
 uint32_t swapped(uint32_t value) { return __builtin_bswap32(value); }
@@ -84,6 +89,11 @@ ItemHead readHead(ByteView bytes) {
   ItemHead head;
   head.code = static_cast<uint8_t>(bytes[0] >> 2);
   head.size = 1 + (bytes[0] & 3U);
+  if (head.size == 2 && bytes.size() >= 2) { // nearly all are short
+    head.length = bytes[1];
+    head.complete = true;
+    return head;
+  }
   head.complete = head.size <= bytes.size();
   for (size_t i = 1; i < std::min(head.size, bytes.size()); ++i)
     head.length = (head.length << 8) | bytes[i];
@@ -153,10 +163,14 @@ private:
   }
 
   void noteFaults(CHSecsItem &item, const ItemHead &head) {
+    const uint8_t odd = kOddBits[head.code];
+    if ((head.length & odd) != 0 || odd == kUnknownFormat || head.size == 1)
+      addFault(item, head);
+  }
+
+  void addFault(CHSecsItem &item, const ItemHead &head) {
     const bool oddLength = (head.length & (elementSize(head.code) - 1)) != 0; // a power of two
     const bool hasLength = head.size > 1;
-    if (!oddLength && hasLength && isKnownFormat(head.code))
-      return;
     item.addWireFault(oddLength ? WireFaultLength : hasLength ? WireFaultFormat : WireFaultHead);
     foundFaults_ = true;
   }

@@ -37,12 +37,12 @@ uint32_t CHSecsMessage::GetNodeCount() const {
   return item == nullptr ? 0 : item->count();
 }
 
-std::string CHSecsMessage::GetNodeValue(bool decimal) const {
-  const CHSecsItem *item = FindNode(root, node);
+std::string CHSecsMessage::NodeValue(const CHSecsItem &root, std::string_view path, bool decimal) {
+  const CHSecsItem *item = FindNode(root, path);
   if (item == nullptr)
     return "";
   const ValueForm form = decimal ? ValueForm::Decimal : ValueForm::Hexadecimal;
-  const ElementIndex index = elementIndex(node);
+  const ElementIndex index = elementIndex(path);
   if (!index.given || formatInfo(item->format()).kind == ElementKind::Text)
     return valueText(*item, form);
   return index.number ? valueText(*item, form, index.number) : "";

@@ -45,7 +45,8 @@ public:
   VeltoSecsIIType GetNodeType() const;
   uint32_t GetNodeCount() const;
   /// The value text of the item at `node`, or of the one element that the path names.
-  std::string GetNodeValue(bool decimal) const;
+  std::string GetNodeValue(bool decimal) const { return NodeValue(root, node, decimal); }
+  static std::string NodeValue(const CHSecsItem &root, std::string_view path, bool decimal);
   /// Makes an item of one element (of none when a number's text is empty) and puts it at `node`;
   /// repeated setting appends. False for an unknown type or when it cannot be put there.
   bool SetNodeValue(int type, std::string_view text);

@@ -1,6 +1,8 @@
 #include "secs2/verifier.h"
 
 #include "secs2/item_codec.h"
+#include "secs2/message_table.h"
+#include "secs2/reply_text.h"
 #include "secs2/structure.h"
 
 #include <array>
@@ -189,7 +191,7 @@ VeltoSecsIIVerification CHSecsVerifier::check(const MessageRow &row) {
     const ReplyArguments &refusal = row.of(edition).refusal;
     if (refusal[0].empty())
       return VerificationIncorrect;
-    refuse(refusal);
+    refuse(row);
     return VerificationIncorrectAndReply;
   }
   if (message.header.wbit())
@@ -212,10 +214,10 @@ void CHSecsVerifier::propose(const MessageRow &row) {
   MakeReplyIds(reply, message.header);
 }
 
-void CHSecsVerifier::refuse(const ReplyArguments &arguments) {
+void CHSecsVerifier::refuse(const MessageRow &row) {
   const CHSecsHeader &header = message.header;
   if (MakeReply(partner_->message, header.stream(), static_cast<uint8_t>(header.function() + 1),
-                partner_->isEquipmentSide, arguments, edition))
+                partner_->isEquipmentSide, row.of(edition).refusal, edition))
     MakeReplyIds(partner_->message, header);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "secs2/edition.h"
 #include "secs2/message.h"
-#include "secs2/reply_text.h"
 #include "secs2/verify_finding.h"
 
 #include <memory>
@@ -9,6 +9,8 @@
 #include <string_view>
 
 namespace velto {
+
+struct MessageRow;
 
 /// What verification says of a message.
 enum VeltoSecsIIVerification : uint16_t {
@@ -77,7 +79,7 @@ private:
   void answerUserDefined();
   VeltoSecsIIVerification check(const MessageRow &row);
   void propose(const MessageRow &row);
-  void refuse(const ReplyArguments &arguments);
+  void refuse(const MessageRow &row);
   void complain(uint8_t function);
   void applyReplyPolicy();
 

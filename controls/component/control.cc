@@ -13,12 +13,13 @@ namespace {
 // default, so that it otherwise holds what it always did.
 constexpr int kFirstLaterId = 200;
 
-Outcome failure(std::string reason) { return {{}, std::move(reason)}; }
+Outcome failure(AccessFault fault, std::string reason) { return {{}, std::move(reason), fault}; }
 
 /// The arguments as the member declares them; with the reason when they do not fit.
 struct Converted {
   std::vector<Variant> values;
   std::string error;
+  AccessFault fault = AccessFault::None;
 };
 
 Converted convert(const Member &member, Arguments arguments) {
@@ -27,7 +28,8 @@ Converted convert(const Member &member, Arguments arguments) {
     return {{},
             member.name + " takes " + std::to_string(count) +
                 (count == 1 ? " argument, not " : " arguments, not ") +
-                std::to_string(arguments.size())};
+                std::to_string(arguments.size()),
+            AccessFault::WrongArguments};
   Converted converted;
   converted.values.reserve(count);
   for (size_t i = 0; i < count; ++i) {
@@ -35,7 +37,8 @@ Converted convert(const Member &member, Arguments arguments) {
     if (!value)
       return {{},
               member.name + ": " + member.arguments[i].name + " must be " +
-                  toText(member.arguments[i].type)};
+                  toText(member.arguments[i].type),
+              AccessFault::WrongType};
     converted.values.push_back(std::move(*value));
   }
   return converted;
@@ -104,7 +107,8 @@ Outcome Control::call(int id, Arguments arguments) {
 }
 
 Outcome Control::unknown(Member::Kind kind, std::string_view name) const {
-  return failure(members().controlName + " has no " + kindName(kind) + ' ' + std::string(name));
+  return failure(AccessFault::NoSuchMember,
+                 members().controlName + " has no " + kindName(kind) + ' ' + std::string(name));
 }
 
 // Any of these three may end with the control destroyed: a setter or method raises events.
@@ -112,19 +116,19 @@ Outcome Control::unknown(Member::Kind kind, std::string_view name) const {
 Outcome Control::read(const Member &member, Arguments index) {
   const Converted converted = convert(member, index);
   if (!converted.error.empty())
-    return failure(converted.error);
+    return failure(converted.fault, converted.error);
   return {member.get(*this, converted.values), ""};
 }
 
 Outcome Control::write(const Member &member, const Variant &value, Arguments index) {
   if (member.set == nullptr)
-    return failure(member.name + " is read only");
+    return failure(AccessFault::NotWritable, member.name + " is read only");
   const Converted converted = convert(member, index);
   if (!converted.error.empty())
-    return failure(converted.error);
+    return failure(converted.fault, converted.error);
   const auto typed = value.as(member.type);
   if (!typed)
-    return failure(member.name + " must be " + toText(member.type));
+    return failure(AccessFault::WrongType, member.name + " must be " + toText(member.type));
   member.set(*this, converted.values, *typed);
   return {};
 }
@@ -132,7 +136,7 @@ Outcome Control::write(const Member &member, const Variant &value, Arguments ind
 Outcome Control::invoke(const Member &member, Arguments arguments) {
   const Converted converted = convert(member, arguments);
   if (!converted.error.empty())
-    return failure(converted.error);
+    return failure(converted.fault, converted.error);
   return {member.call(*this, converted.values), ""};
 }
 

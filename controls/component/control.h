@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,10 +31,14 @@ struct ControlSite {
   const SerialPorts &ports; ///< the devices of VeltoComm and VeltoSecsI
 };
 
+/// Why a late-bound access failed.
+enum class AccessFault { None, NoSuchMember, NotWritable, WrongArguments, WrongType };
+
 /// The outcome of a late-bound access: a value, or the reason why there is none.
 struct Outcome {
   Variant value;
   std::string error; ///< empty on success
+  AccessFault fault = AccessFault::None;
   explicit operator bool() const { return error.empty(); }
 };
 
@@ -75,6 +80,8 @@ public:
 
   /// The control's window as text; empty for a control whose window shows nothing.
   virtual std::string window() const { return ""; }
+  /// The same as a tree; nothing when the window is none.
+  virtual std::optional<TreeView> windowTree() const { return std::nullopt; }
   /// Tells when the window looks different. The control may be destroyed by the observer.
   ViewChanges &viewChanges() { return viewChanges_; }
 

@@ -11,7 +11,7 @@ namespace velto {
 
 namespace {
 
-std::optional<int64_t> wholeNumber(const std::string &text) {
+std::optional<int64_t> integerOf(const std::string &text) {
   const std::string_view digits = trim(text);
   const size_t start = !digits.empty() && (digits[0] == '-' || digits[0] == '+') ? 1 : 0;
   if (digits.size() == start ||
@@ -36,7 +36,7 @@ std::optional<bool> truth(const std::string &text) {
     return true;
   if (equalsIgnoreCase(trim(text), "false"))
     return false;
-  if (const auto number = wholeNumber(text))
+  if (const auto number = integerOf(text))
     return *number != 0;
   return std::nullopt;
 }
@@ -56,7 +56,7 @@ struct ToInteger {
       return std::nullopt;
     return static_cast<int64_t>(value);
   }
-  std::optional<int64_t> operator()(const std::string &value) const { return wholeNumber(value); }
+  std::optional<int64_t> operator()(const std::string &value) const { return integerOf(value); }
 };
 
 struct ToReal {

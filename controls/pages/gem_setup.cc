@@ -1,5 +1,6 @@
 #include "controls/pages/gem_setup.h"
 
+#include "controls/pages/capability_page.h"
 #include "controls/pages/link_pages.h"
 #include "controls/pages/list_pages.h"
 #include "controls/pages/role_pages.h"
@@ -55,6 +56,7 @@ std::span<const GemSetup::Row> GemSetup::rows() {
       Row{{kEventPage, "CEID"}, ListsStep, make<CPropCeid>},
       Row{{kVariablePage, "VID"}, ListsStep, make<CPropVid>},
       Row{{0x100, "ALID"}, ListsStep, make<CPropAlid>},
+      Row{{0x10000, "Capabilities"}, SettingsStep, make<CPropCapabilities>},
   };
   return kRows;
 }

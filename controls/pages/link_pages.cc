@@ -3,6 +3,8 @@
 #include "base/text.h"
 #include "controls/log_properties.h"
 
+#include <algorithm>
+
 namespace velto {
 
 namespace {
@@ -15,6 +17,9 @@ constexpr const char *kHost = "Host";
 constexpr const char *kEdition = "Edition";
 constexpr const char *kEditions[] = {"Early", "Current"}; // by their numbers
 
+constexpr const char *kTransport = "Transport";
+constexpr const char *kTransports[] = {"HSMS", "SECS-I serial", "SECS-I over TCP"}; // likewise
+
 constexpr int64_t kMaxText = 255; // in the INI file
 
 std::vector<PageField> timeoutFields() {
@@ -26,6 +31,9 @@ std::vector<PageField> timeoutFields() {
                                 {"LinktestInterval", "Linktest Interval (s)", 0, kMaxSeconds}};
   const std::vector<PageField> keepAlive = keepAliveFields();
   fields.insert(fields.end(), keepAlive.begin(), keepAlive.end());
+  fields.insert(fields.end(), {{"SecsIT1", "SECS-I T1 (ms)", 1, kMaxInt32},
+                               {"SecsIT2", "SECS-I T2 (ms)", 1, kMaxInt32},
+                               {"SecsIT4", "SECS-I T4 (ms)", 0, kMaxInt32}});
   return fields;
 }
 
@@ -88,6 +96,8 @@ void PropertyFieldsPage::fill(CVeltoGemCtrl &control) {
 
 void PropertyFieldsPage::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
   for (const Field &field : page().fields) {
+    if (field.kind == Field::Kind::Choice)
+      continue; // the page's own
     const Variant wanted = field.kind == Field::Kind::Integer
                                ? Variant(parseDecimal(field.value).value_or(0))
                            : field.kind == Field::Kind::Check ? Variant(field.value == "true")
@@ -107,7 +117,28 @@ CPropHsms::CPropHsms(SetupDesk &desk)
                                    {"MyPortNumber", "My Port Number", 0, kMaxWord},
                                    {"DeviceID", "Device ID", 0, kMaxWord},
                                    {"DiscardDuplicatedBlock", "Discard Duplicated Block"},
+                                   {"SerialPort", "Serial Port", 0, 0, 1, true},
+                                   {"BaudRate", "Baud Rate", 1, kMaxInt32},
+                                   {"SecsIRetry", "SECS-I Retry", 0, kMaxInt16},
+                                   {"SecsIMaster", "Master (-1: equipment)", -1, 1},
                                }) {}
+
+void CPropHsms::fill(CVeltoGemCtrl &control) {
+  PropertyFieldsPage::fill(control);
+  page().choice(kTransport, "Transport", kTransports[control.Transport()],
+                {std::begin(kTransports), std::end(kTransports)});
+}
+
+void CPropHsms::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
+  PropertyFieldsPage::apply(control, changes);
+  const Field &transport = page().field(kTransport);
+  const auto number = static_cast<int16_t>(std::ranges::find(kTransports, transport.value) -
+                                           std::begin(kTransports));
+  if (!transport.changed() || number == control.Transport())
+    return;
+  control.SetTransport(number);
+  changes.settings = true;
+}
 
 CPropTimeout::CPropTimeout(SetupDesk &desk) : PropertyFieldsPage(desk, timeoutFields()) {}
 

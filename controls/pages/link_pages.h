@@ -35,13 +35,18 @@ private:
   std::vector<PageField> fields_;
 };
 
-/// The HSMS connection.
+/// The connection, by whichever protocol.
 class CPropHsms final : public PropertyFieldsPage {
 public:
   explicit CPropHsms(SetupDesk &desk);
+  void apply(CVeltoGemCtrl &control, SetupChanges &changes) const override;
+
+private:
+  void fill(CVeltoGemCtrl &control) override;
 };
 
-/// The HSMS timeouts and T3, in seconds, and how a partner that is gone is noticed.
+/// The HSMS timeouts and T3, in seconds, how a partner that is gone is noticed, and the timeouts of
+/// SECS-I in milliseconds.
 class CPropTimeout final : public PropertyFieldsPage {
 public:
   explicit CPropTimeout(SetupDesk &desk);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <type_traits>
 
 namespace velto {
 
@@ -127,10 +128,15 @@ bool ListPage<List>::wasEdited(const Entry &before, const Entry &after) const {
 template <typename List>
 void ListPage<List>::apply(CVeltoGemCtrl &control, SetupChanges &changes) const {
   const List &shown = desk().shown.*traits_.copy;
-  List &live = control.engine().gem()->data().*traits_.live;
+  CHGem &gem = *control.engine().gem();
+  List &live = gem.data().*traits_.live;
   bool changed = false;
-  for (const uint32_t number : removed_)
-    changed |= live.Remove(number);
+  for (const uint32_t number : removed_) {
+    if constexpr (std::is_same_v<List, CHGemEventVidList>)
+      changed |= gem.events().UnregisterVID(number); // with what is kept of it elsewhere
+    else
+      changed |= live.Remove(number);
+  }
   for (size_t i = 0; i < edited().Count(); ++i) {
     const Entry &copy = edited().at(i);
     const Entry *before = shown.find(copy.number());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controls/gem_ctrl.h"
+#include "gem/engine/engine.h"
 #include "ui/dialog.h"
 
 #include <functional>

@@ -75,6 +75,14 @@ void GemCapabilities::OnDisable() {
   each([](GemCapability &capability) { capability.OnDisable(); });
 }
 
+void GemCapabilities::OnSent(const CHSecsHeader &header, ByteView body) {
+  each([&](GemCapability &capability) { capability.OnSent(header, body); });
+}
+
+void GemCapabilities::OnAnswered(const CHSecsMessage &answer) {
+  each([&answer](GemCapability &capability) { capability.OnAnswered(answer); });
+}
+
 void GemCapabilities::OnRejected(const CHSecsHeader &primary) {
   each([&primary](GemCapability &capability) { capability.OnRejected(primary); });
 }
@@ -83,8 +91,17 @@ void GemCapabilities::OnProblem(LinkProblem problem, const CHSecsHeader &header)
   each([&](GemCapability &capability) { capability.OnProblem(problem, header); });
 }
 
+void GemCapabilities::OnUndelivered(const CHSecsMessage &message) {
+  each([&message](GemCapability &capability) { capability.OnUndelivered(message); });
+}
+
 void GemCapabilities::OnVariableChanged(uint32_t vid) {
   each([vid](GemCapability &capability) { capability.OnVariableChanged(vid); });
+}
+
+void GemCapabilities::OnVariableRemoved(uint32_t vid) {
+  for (const Entry &entry : entries_)
+    entry.capability->OnVariableRemoved(vid);
 }
 
 void GemCapabilities::beforeReading(const CHGemEventCeid *event) {

@@ -43,9 +43,13 @@ public:
   std::optional<uint32_t> NextTick() const;
   void OnConnectionReset();
   void OnDisable();
+  void OnSent(const CHSecsHeader &header, ByteView body);
+  void OnAnswered(const CHSecsMessage &answer);
   void OnRejected(const CHSecsHeader &primary);
   void OnProblem(LinkProblem problem, const CHSecsHeader &header);
+  void OnUndelivered(const CHSecsMessage &message);
   void OnVariableChanged(uint32_t vid);
+  void OnVariableRemoved(uint32_t vid);
   void beforeReading(const CHGemEventCeid *event);
   void beforeSampling(std::span<const uint32_t> vids);
   void OnCommunicationsEnd();

@@ -7,6 +7,7 @@
 #include "gem/models/model.h"
 #include "platform/file.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -29,6 +30,22 @@ inline constexpr uint32_t kAllCapabilities =
     CapabilityRemoteControl | CapabilityTrace | CapabilityLimits | CapabilitySpooling |
     CapabilityProcessPrograms | CapabilityTerminal | CapabilityVariables;
 
+/// The words for a capability: the key of a setting, and the name of SEMI E30.
+struct GemCapabilityName {
+  GemCapabilityBit bit;
+  const char *key;
+  const char *name;
+};
+inline constexpr std::array<GemCapabilityName, 7> kCapabilityNames{{
+    {CapabilityRemoteControl, "RemoteControl", "Remote Control"},
+    {CapabilityTrace, "TraceData", "Trace Data Collection"},
+    {CapabilityLimits, "LimitsMonitoring", "Limits Monitoring"},
+    {CapabilitySpooling, "Spooling", "Spooling"},
+    {CapabilityProcessPrograms, "ProcessPrograms", "Process Program Management"},
+    {CapabilityTerminal, "TerminalServices", "Equipment Terminal Services"},
+    {CapabilityVariables, "KeptVariables", "Variables Kept True"},
+}};
+
 /// What capabilities need of the core object beside what every model needs.
 class GemCapabilityOwner {
 public:
@@ -36,6 +53,8 @@ public:
 
   virtual GemApplication &application() = 0;
   virtual FileSystem &files() = 0;
+  /// Whether there is a partner to send to; the states follow on the next tick when it has gone.
+  virtual bool hasPartner() const = 0;
   /// The model data file; what a capability keeps stands beside it.
   virtual const std::string &dataFile() const = 0;
   /// Variables of these numbers are about to be read: brings up to date what is kept true.
@@ -78,12 +97,22 @@ public:
   virtual void OnCommunicationsEnd() {}
   /// The capability was on, and is off from now on.
   virtual void OnSwitchedOff() {}
-  /// InvokeAlarm() set or cleared an alarm, and has sent its report where it may go out.
+  /// An alarm was set or cleared, and its report sent where it may go out.
   virtual void OnAlarmChanged(uint32_t /*alid*/, bool /*set*/) {}
   /// A variable got another value, or may have.
   virtual void OnVariableChanged(uint32_t /*vid*/) {}
+  /// A variable is there no more. Reaches what is off too, which keeps what was told of it.
+  virtual void OnVariableRemoved(uint32_t /*vid*/) {}
   /// A message that is to go out: see GemSendStage. It comes here before the gate.
   virtual std::optional<bool> stop(const CHSecsMessage & /*message*/) { return std::nullopt; }
+  /// A message went out, with its header as it did.
+  virtual void OnSent(const CHSecsHeader & /*header*/, ByteView /*body*/) {}
+  /// A message has ended the transaction of a request that was sent.
+  virtual void OnAnswered(const CHSecsMessage & /*answer*/) {}
+  /// A message that went out before could not be sent after all. Communications have ended.
+  virtual void OnUndelivered(const CHSecsMessage &message) {
+    OnProblem(LinkProblem::SendFailed, message.header);
+  }
   /// Events and alarms are wanted though there is no partner to hear them.
   virtual bool wantsEvents() const { return false; }
 

@@ -161,6 +161,12 @@ void CHGemLimits::OnVariableChanged(uint32_t vid) {
   reportCrossings();
 }
 
+// A variable that gets the number later is another one.
+void CHGemLimits::OnVariableRemoved(uint32_t vid) {
+  if (watched_.erase(vid) != 0)
+    setModified();
+}
+
 // The application may change values inside each report: what that crosses is reported behind.
 void CHGemLimits::reportCrossings() {
   if (std::exchange(reporting_, true))

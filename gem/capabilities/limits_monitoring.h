@@ -42,6 +42,7 @@ public:
 
   bool OnReceive(CHSecsVerifier &slot) override;
   void OnVariableChanged(uint32_t vid) override;
+  void OnVariableRemoved(uint32_t vid) override;
   void Reset() override;
   void addStatus(TreeNode &parent) const override;
 

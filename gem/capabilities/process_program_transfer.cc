@@ -9,7 +9,7 @@
 namespace velto {
 
 bool CHGemProcessPrograms::Send(const std::string &ppid) {
-  return store().holds(ppid) && start(ppid, stream7::Inquire);
+  return recipeStore().holds(ppid) && start(ppid, stream7::Inquire);
 }
 
 bool CHGemProcessPrograms::Request(const std::string &ppid) {
@@ -29,7 +29,7 @@ std::optional<CHSecsItem> CHGemProcessPrograms::transferBody() const {
   if (transfer_->function == stream7::RequestBody ||
       transfer_->function == stream7::RequestFormatted)
     return name;
-  auto body = store().find(transfer_->ppid);
+  auto body = recipeStore().find(transfer_->ppid);
   if (!body)
     return std::nullopt;
   if (transfer_->function != stream7::Inquire)
@@ -101,7 +101,8 @@ bool CHGemProcessPrograms::takeReply(const CHSecsVerifier &slot) {
 
 // Further primaries go out behind the one that is being handled.
 void CHGemProcessPrograms::goOn(uint8_t function) {
-  const auto body = function == stream7::SendBody ? store().find(transfer_->ppid) : std::nullopt;
+  const auto body =
+      function == stream7::SendBody ? recipeStore().find(transfer_->ppid) : std::nullopt;
   transfer_->function = body && body->isList() ? uint8_t{stream7::SendFormatted} : function;
   transfer_->systemBytes.reset();
   transfer_->due = true;
@@ -134,7 +135,7 @@ void CHGemProcessPrograms::endUnanswered(const CHSecsHeader &primary) {
 void CHGemProcessPrograms::OnRejected(const CHSecsHeader &primary) { endUnanswered(primary); }
 
 void CHGemProcessPrograms::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
-  if (problem == LinkProblem::T3)
+  if (problem == LinkProblem::T3 || problem == LinkProblem::SendFailed)
     endUnanswered(header);
 }
 

@@ -51,12 +51,12 @@ void CHGemProcessPrograms::addSettings(SettingList &settings) {
   settings.rareInteger("MaxRecipes", most_, kMostPrograms);
 }
 
-CHGemRecipeStore CHGemProcessPrograms::store() const {
+CHGemRecipeStore CHGemProcessPrograms::recipeStore() const {
   return {host().files(), folder_.empty() ? host().dataFile() + ".recipes" : folder_};
 }
 
 bool CHGemProcessPrograms::hasRoom(std::string_view ppid) const {
-  const CHGemRecipeStore recipes = store();
+  const CHGemRecipeStore recipes = recipeStore();
   return recipes.holds(ppid) || std::cmp_less(recipes.names().size(), most_);
 }
 
@@ -64,7 +64,7 @@ bool CHGemProcessPrograms::hasRoom(std::string_view ppid) const {
 
 std::string CHGemProcessPrograms::body(std::string_view ppid) const {
   if (offered_ == nullptr || offeredName_ != ppid) {
-    const auto kept = store().find(ppid);
+    const auto kept = recipeStore().find(ppid);
     return kept ? stream7::smlOf(*kept) : "";
   }
   return stream7::smlOf(*offered_);
@@ -84,7 +84,7 @@ bool CHGemProcessPrograms::setBody(const std::string &ppid, const std::string &s
 }
 
 bool CHGemProcessPrograms::remove(const std::set<std::string> &programs) {
-  const CHGemRecipeStore recipes = store();
+  const CHGemRecipeStore recipes = recipeStore();
   bool done = true;
   for (const std::string &ppid : programs) {
     if (recipes.remove(ppid))
@@ -97,14 +97,14 @@ bool CHGemProcessPrograms::remove(const std::set<std::string> &programs) {
 }
 
 bool CHGemProcessPrograms::Select(const std::string &ppid) {
-  if (!store().holds(ppid) || ask(Selected, ppid) != Accepted)
+  if (!recipeStore().holds(ppid) || ask(Selected, ppid) != Accepted)
     return false;
   noteChange(Selected, ppid);
   return true;
 }
 
 bool CHGemProcessPrograms::keep(const std::string &ppid, const CHSecsItem &body) {
-  const CHGemRecipeStore recipes = store();
+  const CHGemRecipeStore recipes = recipeStore();
   const bool known = recipes.holds(ppid);
   if (recipes.put(ppid, body)) {
     noteChange(known ? Edited : Created, ppid);
@@ -192,7 +192,7 @@ uint8_t CHGemProcessPrograms::inquire(const CHSecsItem &request) {
   if (const uint8_t refusal = ask(Inquired, ppid))
     return refusal;
   granted_ = Permission{ppid, length};
-  return store().holds(ppid) ? AlreadyHave : Granted;
+  return recipeStore().holds(ppid) ? AlreadyHave : Granted;
 }
 
 // A PPBODY that is longer than what was granted is a length error; LENGTH 0 tells nothing.
@@ -205,7 +205,7 @@ uint8_t CHGemProcessPrograms::receive(const CHSecsItem &request) {
     return LengthError;
   std::string faults;
   const uint8_t answer = take(ppid, body, faults);
-  if (answer == Accepted && body.isList() && !faults.empty())
+  if (allows(answer) && body.isList() && !faults.empty())
     noteVerification(ppid, std::move(faults));
   return answer;
 }
@@ -217,52 +217,57 @@ uint8_t CHGemProcessPrograms::take(const std::string &ppid, const CHSecsItem &bo
   if (!hasRoom(ppid))
     return LengthError;
   Question question{Accepted, &body, {}};
-  if (const uint8_t refusal = ask(store().holds(ppid) ? Edited : Created, ppid, question))
-    return refusal;
+  const uint8_t answer = ask(recipeStore().holds(ppid) ? Edited : Created, ppid, question);
+  if (!allows(answer))
+    return answer;
   faults = std::move(question.faults);
-  return keep(ppid, body) ? Accepted : OtherError;
+  return keep(ppid, body) ? answer : uint8_t{OtherError};
 }
 
 // An empty list stands for what there is not, and for what is not given out.
 CHSecsItem CHGemProcessPrograms::upload(const CHSecsItem &name, bool formatted) {
   const std::string ppid = stream7::programName(name);
   const auto isThere = [&] {
-    const auto kept = store().find(ppid);
+    const auto kept = recipeStore().find(ppid);
     return kept && kept->isList() == formatted;
   };
   if (!isThere() || ask(Requested, ppid) != Accepted)
     return listItem();
-  auto body = store().find(ppid);
+  auto body = recipeStore().find(ppid);
   if (!body || body->isList() != formatted)
     return listItem();
   return formatted ? std::move(*body) : listItem(name.clone(), std::move(*body));
 }
 
+// All of them, or none: what is not there, and what the application refuses, is known before the
+// first one goes.
 uint8_t CHGemProcessPrograms::deleteAll(const CHSecsItem &request) {
   std::set<std::string> programs;
   for (const CHSecsItem &name : request.children())
     programs.insert(stream7::programName(name));
   for (const std::string &ppid : programs)
-    if (!store().holds(ppid))
+    if (!recipeStore().holds(ppid))
       return NotFound;
-  if (programs.empty()) {
-    if (const uint8_t refusal = ask(Deleted, ""))
-      return refusal;
-    const auto all = names();
-    programs.insert(all.begin(), all.end());
-  } else {
-    for (const std::string &ppid : programs)
-      if (const uint8_t refusal = ask(Deleted, ppid))
-        return refusal;
+  const bool all = programs.empty();
+  uint8_t answer = Accepted;
+  for (const std::string &ppid : all ? std::set<std::string>{""} : programs) {
+    const uint8_t one = ask(Deleted, ppid);
+    if (!allows(one))
+      return one;
+    answer = std::max(answer, one);
   }
-  return remove(programs) ? Accepted : OtherError;
+  if (all) {
+    const auto kept = names();
+    programs.insert(kept.begin(), kept.end());
+  }
+  return remove(programs) ? answer : uint8_t{OtherError};
 }
 
 // The result of a verification that may be made follows the reply, whether it found anything or
 // not.
 uint8_t CHGemProcessPrograms::verify(const CHSecsItem &request) {
   const std::string ppid = stream7::programName(childOf(request, 1));
-  const auto kept = store().find(ppid);
+  const auto kept = recipeStore().find(ppid);
   if (!kept)
     return NotFound;
   std::string faults = identityFaults(request);
@@ -309,11 +314,11 @@ std::optional<uint32_t> CHGemProcessPrograms::NextTick() const {
 
 void CHGemProcessPrograms::report(const Change &change) {
   if (change.status == Selected) {
-    setVariable(RolePPExecName, change.ppid);
+    setName(RolePPExecName, change.ppid);
     events().InvokeRole(RoleProcessProgramSelected);
     return;
   }
-  setVariable(RolePPChangeName, change.ppid);
+  setName(RolePPChangeName, change.ppid);
   setVariable(RolePPChangeStatus, std::to_string(change.status));
   events().InvokeRole(RoleProcessProgramChanged);
 }
@@ -338,6 +343,18 @@ void CHGemProcessPrograms::setVariable(uint8_t role, std::string_view text) {
     variable->SetValue(text);
     owner().variableChanged(variable->vid);
   }
+}
+
+// A PPID may be bytes (SEMI E5). No text holds a byte 0, so that such a name is told as Binary.
+void CHGemProcessPrograms::setName(uint8_t role, const std::string &ppid) {
+  CHGemEventVid *variable = data().variables.FindByRole(role);
+  if (variable == nullptr || ppid.find('\0') == std::string::npos)
+    return setVariable(role, ppid);
+  std::string sml = "<b";
+  for (const char byte : ppid)
+    appendDecimal(sml.append(" "), uint64_t{static_cast<uint8_t>(byte)});
+  variable->setRawValue(sml + '>');
+  owner().variableChanged(variable->vid);
 }
 
 void CHGemProcessPrograms::forgetPartner() {

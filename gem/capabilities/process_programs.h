@@ -42,6 +42,11 @@ public:
     Later = 6,
     OtherError = 7,
   };
+  /// Whether an answer allows what is asked: Later does, as the standard's "will be performed", and
+  /// the event of the change tells the completion.
+  static bool allows(uint8_t acknowledge) {
+    return acknowledge == Accepted || acknowledge == Later;
+  }
   /// PPGNT (SEMI E5).
   enum Grant : uint8_t { Granted = 0, AlreadyHave = 1, NoSpace = 2, InvalidName = 3 };
 
@@ -56,7 +61,7 @@ public:
   const std::string &folder() const { return folder_; }
   void setFolder(std::string folder) { folder_ = std::move(folder); }
 
-  std::vector<std::string> names() const { return store().names(); }
+  std::vector<std::string> names() const { return recipeStore().names(); }
   /// The body as SML: that which the application is told of, or the one that is kept. Empty when
   /// there is none.
   std::string body(std::string_view ppid) const;
@@ -80,6 +85,11 @@ public:
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   void OnConnectionReset() override { forgetPartner(); }
   void OnDisable() override { forgetPartner(); }
+  /// What is under way would never end.
+  void OnSwitchedOff() override {
+    granted_.reset();
+    transfer_.reset();
+  }
   /// Reports changes, and sends what follows a reply.
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
@@ -107,7 +117,7 @@ private:
     uint64_t length;
   };
 
-  CHGemRecipeStore store() const;
+  CHGemRecipeStore recipeStore() const;
   bool hasRoom(std::string_view ppid) const;
 
   uint8_t inquire(const CHSecsItem &request);
@@ -146,6 +156,7 @@ private:
   void report(const Change &change);
   void sendVerification(const Verification &done);
   void setVariable(uint8_t role, std::string_view text);
+  void setName(uint8_t role, const std::string &ppid);
 
   std::string folder_;
   int32_t most_ = 0; // process programs that are kept

@@ -6,6 +6,8 @@
 #include "gem/messages/reply.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <set>
 #include <utility>
 #include <vector>
@@ -32,12 +34,41 @@ bool hasFormatFor(uint8_t nodeType, const CHSecsItem &value) {
   return isNumber(wanted) && isNumber(formatInfo(value.format()).kind);
 }
 
+// The numbers of a real array, each with all of its digits and no more.
+template <typename Real> std::string realsText(const CHSecsItem &value) {
+  std::array<char, 512> digits{};
+  std::string text;
+  for (size_t i = 0; i < value.count(); ++i) {
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(),
+                                   value.element<Real>(i), std::chars_format::fixed)
+                         .ptr;
+    text.append(i == 0 ? "" : " ").append(digits.data(), end);
+  }
+  return text;
+}
+
+// A CPVAL as text that loses nothing: of a list the SML of its items.
+std::string parameterText(const CHSecsItem &value) {
+  switch (value.format()) {
+  case format::kList:
+    return listText(value);
+  case format::kF4:
+    return realsText<float>(value);
+  case format::kF8:
+    return realsText<double>(value);
+  default:
+    return valueText(value, ValueForm::Decimal);
+  }
+}
+
+// Numbers and truth values come one at a time; texts and Binary are strings of any length.
 bool holds(uint8_t nodeType, const CHSecsItem &value) {
+  const ElementKind kind = formatInfo(value.format()).kind;
+  if (value.isList() || kind == ElementKind::Binary)
+    return true;
   CHGemEventVid type;
   type.nodeType = nodeType;
-  const bool isText = formatInfo(value.format()).kind == ElementKind::Text;
-  return (value.isList() || isText || value.count() == 1) &&
-         type.CanHold(valueText(value, ValueForm::Decimal));
+  return (kind == ElementKind::Text || value.count() == 1) && type.CanHold(parameterText(value));
 }
 
 std::string nameOf(const CHSecsItem &item) { return valueText(item, ValueForm::Decimal); }
@@ -71,7 +102,7 @@ struct CHGemRemoteControl::Request {
   std::string text() const {
     std::string lines;
     for (const auto &[parameter, value] : parameters) {
-      std::string line = parameter + '=' + valueText(*value, ValueForm::Decimal);
+      std::string line = parameter + '=' + parameterText(*value);
       std::ranges::replace_if(
           line, [](char c) { return c == '\n' || c == '\r'; }, ' ');
       lines.append(lines.empty() ? "" : "\n").append(line);
@@ -87,7 +118,7 @@ uint8_t CHGemRemoteControl::parameterFault(const std::string &name) const {
 
 std::string CHGemRemoteControl::parameterValue(const std::string &name) const {
   const auto found = values_.find(name);
-  return found == values_.end() ? "" : found->second;
+  return found == values_.end() ? "" : parameterText(*found->second);
 }
 
 // Messages --------------------------------------------------------------------------------------
@@ -150,9 +181,8 @@ void CHGemRemoteControl::checkParameters(const CHGemCommand &command, Request &r
 // The application may load another model meanwhile, and receive another command inside it: what it
 // answers here is taken before anything else is looked at.
 uint8_t CHGemRemoteControl::ask(Request &request) {
-  std::map<std::string, std::string> values;
-  for (const auto &[name, value] : request.parameters)
-    values[name] = valueText(*value, ValueForm::Decimal);
+  std::map<std::string, const CHSecsItem *> values(request.parameters.begin(),
+                                                   request.parameters.end());
   const uint8_t outerAnswer = std::exchange(answer_, uint8_t{Done});
   const auto outerFaults = std::exchange(faults_, {});
   auto outerValues = std::exchange(values_, std::move(values));

@@ -36,8 +36,11 @@ public:
   /// 0 for a parameter that it has no objection to.
   uint8_t parameterFault(const std::string &name) const;
   void setParameterFault(const std::string &name, uint8_t cpack) { faults_[name] = cpack; }
-  /// The value of a parameter of the command at hand as text; empty when it has none of that name.
+  /// The value of a parameter of the command at hand as text: of a real number all digits, of a
+  /// list the SML of its items. Empty when it has none of that name.
   std::string parameterValue(const std::string &name) const;
+  /// The parameters of the command at hand, CPVAL by CPNAME; while the application is told of it.
+  const std::map<std::string, const CHSecsItem *> &parameters() const { return values_; }
 
   bool OnReceive(CHSecsVerifier &slot) override;
   /// Reports the completion of commands that were answered with Done.
@@ -58,9 +61,9 @@ private:
   uint8_t ask(Request &request);
 
   uint8_t answer_ = Done;
-  std::map<std::string, uint8_t> faults_;     // CPACK by CPNAME
-  std::map<std::string, std::string> values_; // CPVAL by CPNAME
-  std::deque<uint32_t> completed_;            // CEIDs that are to be reported
+  std::map<std::string, uint8_t> faults_;            // CPACK by CPNAME
+  std::map<std::string, const CHSecsItem *> values_; // CPVAL by CPNAME
+  std::deque<uint32_t> completed_;                   // CEIDs that are to be reported
 };
 
 } // namespace velto

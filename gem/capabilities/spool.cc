@@ -31,6 +31,9 @@ constexpr uint32_t kAllMessages = std::numeric_limits<uint32_t>::max();
 
 int nameOf(const CHSecsHeader &header) { return header.stream() * 256 + header.function(); }
 
+// STRID or FCNID: one byte, but for a number that takes more, which comes back as it was given.
+CHSecsItem idItem(uint32_t id) { return numberItem(id, id > 0xFF ? format::kU4 : format::kU1); }
+
 } // namespace
 
 // State ------------------------------------------------------------------------------------------
@@ -64,27 +67,37 @@ void CHGemSpool::attach() {
     host().reportFailure("A part of the spool " + path + " could not be read.");
 }
 
-// The loss of communications begins spooling, or ends a transmission.
 void CHGemSpool::followCommunications() {
   const bool communicating = isCommunicating();
   const bool lost = std::exchange(wasCommunicating_, communicating) && !communicating;
-  if (communicating)
+  if (!communicating)
+    loseCommunications(lost);
+}
+
+// The loss of communications begins spooling, or ends a transmission.
+void CHGemSpool::loseCommunications(bool lost) {
+  const bool keeps =
+      lost && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState());
+  if (left_)
+    return interrupt();
+  if (!keeps && !unanswered_.waits())
     return;
-  if (left_) {
-    interrupt();
-  } else if (lost && !choice_.empty() && !owner().isHost() && isOnline(owner().controlState())) {
-    attach();
-    if (!file_.isActive())
-      begin();
-  }
+  attach();
+  if (file_.isActive())
+    keepUnanswered();
+  else
+    begin();
 }
 
 void CHGemSpool::begin() {
   full_ = ended_ = failed_ = false;
   file_.begin(timeText());
+  keepUnanswered();
   setVariable(RoleSpoolStartTime, file_.startTime());
-  setVariable(RoleSpoolFullTime, "");
+  setVariable(RoleSpoolFullTime, file_.fullTime());
   tell();
+  if (failed_)
+    reportUnwritable();
   events().InvokeRole(RoleStartSpooling);
 }
 
@@ -107,6 +120,14 @@ void CHGemSpool::interrupt() {
   events().InvokeRole(RoleSpoolTransferFailure);
 }
 
+// A reply that comes while it is off is not seen: the message goes out again.
+void CHGemSpool::OnSwitchedOff() {
+  left_.reset();
+  outstanding_.reset();
+  refusedAt_.reset();
+  unanswered_.clear();
+}
+
 void CHGemSpool::Reset() {
   if (file_.isActive() && !file_.isAttached())
     file_.attach(); // the data file has got another name just now
@@ -116,6 +137,7 @@ void CHGemSpool::Reset() {
   left_.reset();
   outstanding_.reset();
   refusedAt_.reset();
+  unanswered_.clear();
   clearModified();
 }
 
@@ -168,31 +190,64 @@ std::optional<bool> CHGemSpool::stop(const CHSecsMessage &message) {
 
 bool CHGemSpool::keep(const CHSecsMessage &message) {
   Bytes bytes;
-  if (!message.Encode(bytes))
-    return drop();
-  const auto most = static_cast<size_t>(std::max(maxMessages_, 0));
-  const auto room = static_cast<uint64_t>(std::clamp(maxSize_, 0, kGreatestSize)) * 1024;
-  const size_t surplus = file_.surplus(bytes.size(), most, room);
-  if (surplus > 0 && !std::exchange(full_, true)) {
-    file_.noteFull(timeText());
+  const bool wasFull = full_;
+  const bool hadFailed = failed_;
+  bool kept = false;
+  if (message.Encode(bytes))
+    kept = put(bytes, CHGemSpoolFile::Safe::FromPowerLoss);
+  else
+    file_.noteDropped();
+  if (full_ && !wasFull)
     setVariable(RoleSpoolFullTime, file_.fullTime());
-  }
-  if (surplus > file_.count() || (surplus > 0 && constant(RoleOverWriteSpool) == 0))
-    return drop();
-  full_ = surplus > 0;
-  const bool kept = file_.add(bytes, surplus);
-  const bool failed = !kept && !failed_;
-  failed_ = !kept;
   tell();
-  if (failed)
-    host().reportFailure("The spool of " + host().dataFile() + " cannot be written.");
+  if (failed_ && !hadFailed)
+    reportUnwritable();
   return kept;
 }
 
-bool CHGemSpool::drop() {
-  file_.noteDropped();
-  tell();
-  return false;
+// What there is no room for is counted all the same.
+bool CHGemSpool::put(ByteView message, CHGemSpoolFile::Safe safe) {
+  const size_t surplus = file_.surplus(message.size(), mostMessages(), room());
+  if (surplus > 0 && !std::exchange(full_, true))
+    file_.noteFull(timeText());
+  if (surplus > file_.count() || (surplus > 0 && constant(RoleOverWriteSpool) == 0)) {
+    file_.noteDropped();
+    return false;
+  }
+  full_ = surplus > 0;
+  failed_ = !file_.add(message, surplus, safe);
+  return !failed_;
+}
+
+void CHGemSpool::reportUnwritable() {
+  host().reportFailure("The spool of " + host().dataFile() + " cannot be written.");
+}
+
+// Messages that are not answered yet -------------------------------------------------------------
+
+void CHGemSpool::OnSent(const CHSecsHeader &header, ByteView body) {
+  if (choice_.holds(header) && !owner().isHost() && awaitsReply(header) && !isOutstanding(header))
+    unanswered_.add(header, body, mostMessages(), room());
+}
+
+// One that was spooled meanwhile has arrived nevertheless, unless it has just been sent again.
+void CHGemSpool::OnAnswered(const CHSecsMessage &answer) {
+  const auto sent = unanswered_.takeAnswered(answer);
+  if (!sent || !sent->spooledAs || (outstanding_ && outstanding_->number == *sent->spooledAs))
+    return;
+  if (file_.remove(*sent->spooledAs))
+    tell();
+}
+
+// They are the first ones, and come to the disk together.
+void CHGemSpool::keepUnanswered() {
+  if (!unanswered_.waits())
+    return;
+  unanswered_.spoolEach([this](const CHSecsHeader &header, const Bytes &message) {
+    const bool stored = choice_.holds(header) && put(message, CHGemSpoolFile::Safe::FromExit);
+    return stored ? std::optional(file_.lastNumber()) : std::nullopt;
+  });
+  file_.flush();
 }
 
 // Requests ---------------------------------------------------------------------------------------
@@ -202,10 +257,13 @@ bool CHGemSpool::OnReceive(CHSecsVerifier &slot) {
   if (owner().isHost() || slot.result != VerificationCorrect ||
       (name != kSetUp && name != kRequest))
     return false;
+  const CHSecsItem &body = slot.message.root;
   if (name == kSetUp)
     answerChoice(slot);
+  else if (body.isList() || body.count() != 1 || numberOf(body) > kPurgeSpool)
+    complainOfData(slot);
   else
-    rebuildReply(slot, numberItem(answerRequest(slot.message.root), format::kBinary));
+    rebuildReply(slot, numberItem(answerRequest(numberOf(body)), format::kBinary));
   return true;
 }
 
@@ -215,27 +273,26 @@ void CHGemSpool::answerChoice(CHSecsVerifier &slot) {
   CHSecsItem streams = listItem();
   for (const auto &[fault, functions] : faults) {
     CHSecsItem list = listItem();
-    for (const uint8_t function : functions)
-      list.appendChild(numberItem(function, format::kU1));
-    streams.appendChild(listItem(numberItem(fault.first, format::kU1),
-                                 numberItem(fault.second, format::kBinary), std::move(list)));
+    for (const uint32_t function : functions)
+      list.appendChild(idItem(function));
+    streams.appendChild(
+        listItem(idItem(fault.first), numberItem(fault.second, format::kBinary), std::move(list)));
   }
   const uint8_t answer = chosen ? kSpoolAccepted : kSpoolSetUpRefused;
   rebuildReply(slot, listItem(numberItem(answer, format::kBinary), std::move(streams)));
   if (!chosen)
     return;
-  choice_ = std::move(*chosen);
+  choice_ = *chosen;
   setModified();
 }
 
-uint8_t CHGemSpool::answerRequest(const CHSecsItem &body) {
+uint8_t CHGemSpool::answerRequest(uint32_t rsdc) {
   attach();
   if (file_.count() == 0)
     return kNothingSpooled;
-  const bool isCode = !body.isList() && body.count() == 1 && numberOf(body) <= kPurgeSpool;
-  if (left_ || !isCode)
+  if (left_)
     return kSpoolBusy;
-  if (numberOf(body) == kTransmitSpool) {
+  if (rsdc == kTransmitSpool) {
     const uint32_t most = constant(RoleMaxSpoolTransmit);
     left_ = most == 0 ? kAllMessages : most;
   } else {
@@ -244,12 +301,7 @@ uint8_t CHGemSpool::answerRequest(const CHSecsItem &body) {
   return kSpoolAccepted;
 }
 
-// Transmission -----------------------------------------------------------------------------------
-
-bool CHGemSpool::mayTransmit() const {
-  return left_ && !outstanding_ && file_.count() > 0 && isCommunicating() &&
-         isOnline(owner().controlState());
-}
+// What happens -----------------------------------------------------------------------------------
 
 void CHGemSpool::Tick() {
   attach();
@@ -272,76 +324,41 @@ std::optional<uint32_t> CHGemSpool::NextTick() const {
   return refusedAt_ ? timeLeft(owner().clock().ticks(), *refusedAt_, kLinkPause) : 0;
 }
 
-// The host application hears of the message before Send() returns, and the reply may come, or the
-// transmission be interrupted, meanwhile.
-void CHGemSpool::transmit() {
-  CHSecsMessage message = file_.firstMessage();
-  outstanding_ = Outstanding{file_.firstNumber(), message.header};
-  refusedAt_.reset();
-  const uint32_t sending = ++sendings_;
-  passes_ = true;
-  const bool sent = owner().Send(message);
-  passes_ = false;
-  if (!outstanding_ || sending != sendings_)
-    return;
-  if (!sent) {
-    outstanding_.reset();
-    refusedAt_ = owner().clock().ticks();
-    return;
-  }
-  outstanding_->header = message.header;
-  outstanding_->isOut = true;
-  acknowledgeAnswered();
-}
-
-// Communications may be established by a message and be lost before the next tick. The next message
-// of the spool goes out at once: what came was a reply, which asks for none itself.
-void CHGemSpool::OnReceived() {
-  wasCommunicating_ = wasCommunicating_ || isCommunicating();
-  if (acknowledgeAnswered() && mayTransmit())
-    transmit();
-}
-
-// Whatever answers a message, it has arrived. It may have made room for another one meanwhile.
-bool CHGemSpool::acknowledgeAnswered() {
-  if (!outstanding_ || !outstanding_->isOut || !isCommunicating() ||
-      (awaitsReply(outstanding_->header) &&
-       owner().awaitsAnswerTo(outstanding_->header.systemBytes)))
-    return false;
-  const uint32_t number = outstanding_->number;
-  outstanding_.reset();
-  full_ = false;
-  if (file_.count() > 0 && file_.firstNumber() == number)
-    file_.removeFirst();
-  if (left_ && --*left_ == 0)
-    left_.reset();
-  if (file_.count() == 0)
-    end();
-  else
-    tell();
-  return true;
-}
-
-bool CHGemSpool::isOutstanding(const CHSecsHeader &primary) const {
-  return outstanding_ && nameOf(outstanding_->header) == nameOf(primary) &&
-         (!outstanding_->isOut || outstanding_->header.systemBytes == primary.systemBytes);
-}
-
-// Another link: no reply will come any more.
+// Another link: no reply will come any more, even if nobody noticed how the one before ended.
 void CHGemSpool::OnConnectionReset() {
-  if (left_)
-    interrupt();
+  loseCommunications(std::exchange(wasCommunicating_, false));
+  unanswered_.clear();
 }
 
+void CHGemSpool::OnDisable() {
+  followCommunications();
+  unanswered_.clear();
+}
+
+// One that went past the spool is done with: the partner is there, and does not want it.
 void CHGemSpool::OnRejected(const CHSecsHeader &primary) {
   if (isOutstanding(primary))
     interrupt();
+  unanswered_.remove(primary.systemBytes);
 }
 
 void CHGemSpool::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
   if (problem == LinkProblem::T3 && isOutstanding(header))
     interrupt();
   followCommunications();
+  if (problem == LinkProblem::T3)
+    unanswered_.remove(header.systemBytes);
+}
+
+// One of the spool is still there, one that is to be answered comes there with all that are. Any
+// other one is spooled now.
+void CHGemSpool::OnUndelivered(const CHSecsMessage &message) {
+  const uint32_t systemBytes = message.header.systemBytes;
+  const bool comesThere = isOutstanding(message.header) || unanswered_.holds(systemBytes);
+  followCommunications();
+  if (!comesThere)
+    stop(message);
+  unanswered_.remove(systemBytes);
 }
 
 void CHGemSpool::addStatus(TreeNode &parent) const {

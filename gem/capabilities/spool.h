@@ -3,7 +3,9 @@
 #include "gem/capabilities/capability.h"
 #include "gem/capabilities/spool_choice.h"
 #include "gem/capabilities/spool_file.h"
+#include "gem/capabilities/unanswered_messages.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,6 +15,10 @@ namespace velto {
 /// Spooling (SEMI E30 4.11; E5 S2F43, S6F23). Once the host has named streams and functions, their
 /// primaries are kept while there are no communications, and after that until the host has taken
 /// or purged all of them, so that their order holds. What is kept outlives the process.
+///
+/// What went out shortly before communications were lost, and was not answered, is kept in front of
+/// them. It may have arrived all the same: the host then gets it again, with the same DATAID,
+/// unless its reply comes late.
 class CHGemSpool final : public GemCapability {
 public:
   explicit CHGemSpool(const GemParts &parts) : GemCapability(parts), file_(parts.host) {}
@@ -41,10 +47,14 @@ public:
   /// Sends the next message, and reports what has begun or ended.
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
+  void OnSent(const CHSecsHeader &header, ByteView body) override;
+  void OnAnswered(const CHSecsMessage &answer) override;
   void OnConnectionReset() override;
-  void OnDisable() override { followCommunications(); }
+  void OnDisable() override;
+  void OnSwitchedOff() override;
   void OnRejected(const CHSecsHeader &primary) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
+  void OnUndelivered(const CHSecsMessage &message) override;
   std::optional<bool> stop(const CHSecsMessage &message) override;
   bool wantsEvents() const override;
   void Reset() override;
@@ -59,22 +69,30 @@ private:
   };
 
   bool isCommunicating() const {
-    return owner().communicationState() == CommunicationState::Communicating;
+    return owner().communicationState() == CommunicationState::Communicating && host().hasPartner();
   }
   void attach();
   void followCommunications();
+  void loseCommunications(bool lost);
   void begin();
   void end();
   void interrupt();
   bool keep(const CHSecsMessage &message);
-  bool drop();
+  bool put(ByteView message, CHGemSpoolFile::Safe safe);
+  void reportUnwritable();
+  void keepUnanswered();
+  size_t mostMessages() const { return static_cast<size_t>(std::max(maxMessages_, 0)); }
+  // Bytes that they may take.
+  uint64_t room() const {
+    return static_cast<uint64_t>(std::clamp(maxSize_, 0, kGreatestSize)) * 1024;
+  }
   void tell();
   void setVariable(uint8_t role, const std::string &text);
   uint32_t constant(uint8_t role) const;
   std::string timeText();
 
   void answerChoice(CHSecsVerifier &slot);
-  uint8_t answerRequest(const CHSecsItem &body);
+  uint8_t answerRequest(uint32_t rsdc);
 
   bool isOutstanding(const CHSecsHeader &primary) const;
   bool isDone() const { return file_.isActive() && file_.count() == 0 && isCommunicating(); }
@@ -92,6 +110,7 @@ private:
   bool failed_ = false;           // the file could not be written, which was reported
   std::optional<uint32_t> left_;  // messages that are still to be transmitted; nothing: none
   std::optional<Outstanding> outstanding_;
+  CHGemUnansweredMessages unanswered_;
   bool passes_ = false;               // the next message is one of the spool
   uint32_t sendings_ = 0;             // counts them, to tell which one came back
   std::optional<uint32_t> refusedAt_; // tick at which the link could not take it

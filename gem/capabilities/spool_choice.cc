@@ -26,24 +26,26 @@ bool isInquiry(const CHSecsHeader &header) {
   return header.stream() == 6 && header.function() == 5;
 }
 
-// A stream or function; 255, which no stream and no message is, for what is no such number.
-uint8_t byteOf(const CHSecsItem &item) {
-  if (item.isList() || item.count() != 1)
-    return 0xFF;
-  return static_cast<uint8_t>(std::min(numberOf(item), uint32_t{0xFF}));
+// A stream or function as it was given; 255, which is neither, for what is not one item.
+uint32_t idOf(const CHSecsItem &item) {
+  return item.isList() || item.count() != 1 ? 0xFF : numberOf(item);
 }
 
-uint8_t streamFault(uint8_t stream) {
+uint8_t streamFault(uint32_t stream) {
   if (stream == 1)
     return kStreamNotAllowed;
-  return isKnownStream(stream) ? kAllowed : kNoSuchStream;
+  return stream < CHGemSpoolChoice::kStreams && isKnownStream(static_cast<uint8_t>(stream))
+             ? kAllowed
+             : kNoSuchStream;
 }
 
 // Only what an equipment sends by itself can be spooled.
-uint8_t functionFault(uint8_t stream, uint8_t function, E5Edition edition) {
+uint8_t functionFault(uint8_t stream, uint32_t function, E5Edition edition) {
   if (function % 2 == 0)
     return kSecondaryFunction;
-  const MessageRow *row = findMessage(stream, function);
+  const MessageRow *row = function < CHGemSpoolChoice::kFunctions
+                              ? findMessage(stream, static_cast<uint8_t>(function))
+                              : nullptr;
   const bool isSent = row != nullptr && row->of(edition).body != nullptr &&
                       row->of(edition).side != Side::Equipment;
   return isSent ? kAllowed : kNoSuchFunction;
@@ -57,24 +59,25 @@ std::optional<CHGemSpoolChoice> CHGemSpoolChoice::read(const CHSecsItem &body, E
     return std::nullopt;
   CHGemSpoolChoice chosen;
   for (const CHSecsItem &entry : body.children()) {
-    const uint8_t stream = byteOf(childOf(entry, 1));
+    const uint32_t id = idOf(childOf(entry, 1));
     const CHSecsItem &functions = childOf(entry, 2);
-    const uint8_t fault = functions.isList() ? streamFault(stream) : kNoSuchStream;
+    const uint8_t fault = functions.isList() ? streamFault(id) : kNoSuchStream;
     if (fault != kAllowed) {
-      faults[{stream, fault}];
+      faults[{id, fault}];
       continue;
     }
+    const auto stream = static_cast<uint8_t>(id);
     if (functions.count() == 0)
       chosen.addAll(stream);
     for (const CHSecsItem &item : functions.children()) {
-      const uint8_t function = byteOf(item);
+      const uint32_t function = idOf(item);
       if (const uint8_t wrong = functionFault(stream, function, edition))
         faults[{stream, wrong}].insert(function);
       else
-        chosen.add(stream, function);
+        chosen.add(stream, static_cast<uint8_t>(function));
     }
   }
-  return faults.empty() ? std::optional(std::move(chosen)) : std::nullopt;
+  return faults.empty() ? std::optional(chosen) : std::nullopt;
 }
 
 bool CHGemSpoolChoice::holds(const CHSecsHeader &header) const {

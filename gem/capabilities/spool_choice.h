@@ -22,8 +22,8 @@ public:
   static constexpr size_t kStreams = 128;
   static constexpr size_t kFunctions = 256;
 
-  /// What S2F43 is refused for: the functions of a stream by STRID and STRACK.
-  using Faults = std::map<std::pair<uint8_t, uint8_t>, std::set<uint8_t>>;
+  /// What S2F43 is refused for: FCNIDs by STRID and STRACK, all of them as they were given.
+  using Faults = std::map<std::pair<uint32_t, uint8_t>, std::set<uint32_t>>;
   /// What the body of S2F43 names, all of it or nothing.
   static std::optional<CHGemSpoolChoice> read(const CHSecsItem &body, E5Edition edition,
                                               Faults &faults);

@@ -13,12 +13,12 @@ namespace {
 
 // A record is its checksum, the size of what follows, and its fields as an archive has them, the
 // first of which is its kind.
-enum SpoolRecord : uint8_t { SpoolBegan = 1, SpoolMessage = 2, SpoolGone = 3 };
+enum SpoolRecord : uint8_t { SpoolBegan = 1, SpoolMessage = 2, SpoolGone = 3, SpoolAnswered = 4 };
 
 constexpr size_t kNumber = 4;               // bytes of checksum and size
 constexpr size_t kRecordHead = 2 * kNumber; // bytes
 constexpr size_t kMessageOverhead = 20;     // bytes of its record at the most, besides the message
-constexpr uint64_t kWorthCompacting = 1024 * 1024; // bytes of the file that nobody needs
+constexpr uint64_t kWorthCompacting = uint64_t{1024} * 1024; // bytes of the file that nobody needs
 
 constexpr auto kCrcTable = [] {
   std::array<uint32_t, 256> table{};
@@ -137,6 +137,9 @@ bool CHGemSpoolFile::take(std::string_view record) {
   case SpoolGone:
     dropUpTo(number);
     return true;
+  case SpoolAnswered:
+    erase(number);
+    return true;
   default: // of another release
     return !fields.failed();
   }
@@ -174,12 +177,12 @@ size_t CHGemSpoolFile::surplus(size_t messageSize, size_t messages, uint64_t byt
   return messages == 0 || left + size > bytes ? dropped + 1 : dropped;
 }
 
-bool CHGemSpoolFile::add(ByteView message, size_t dropped) {
+bool CHGemSpoolFile::add(ByteView message, size_t dropped, Safe safe) {
   Message added{next_, recordOf(SpoolMessage, next_, textOf(message))};
   std::string records;
   if (dropped > 0)
     records = recordOf(SpoolGone, messages_[dropped - 1].number);
-  if (!write(records + added.record, Safe::FromPowerLoss))
+  if (!write(records + added.record, safe))
     return false;
   for (; dropped > 0; --dropped)
     removeOldest();
@@ -212,6 +215,23 @@ void CHGemSpoolFile::removeFirst() {
   write(recordOf(SpoolGone, firstNumber()), Safe::FromExit);
   removeOldest();
   compact();
+}
+
+bool CHGemSpoolFile::erase(uint32_t number) {
+  const auto found = std::ranges::find(messages_, number, &Message::number);
+  if (found == messages_.end())
+    return false;
+  live_ -= found->record.size();
+  messages_.erase(found);
+  return true;
+}
+
+bool CHGemSpoolFile::remove(uint32_t number) {
+  if (!erase(number))
+    return false;
+  write(recordOf(SpoolAnswered, number), Safe::FromExit);
+  compact();
+  return true;
 }
 
 // A name that is gone may come back with a power loss: so the file is emptied first.

@@ -46,15 +46,20 @@ public:
   /// How many of the oldest messages have to go before one more fits: with it there are no more
   /// than `messages`, which take no more than `bytes`. More than there are when it never fits.
   size_t surplus(size_t messageSize, size_t messages, uint64_t bytes) const;
+  /// What is written survives the end of the process, or a loss of power too.
+  enum class Safe { FromExit, FromPowerLoss };
   /// Adds an encoded message, header and body, in place of the `dropped` oldest ones. False, and
   /// all is as before, when it can't be brought to the disk.
-  bool add(ByteView message, size_t dropped);
+  bool add(ByteView message, size_t dropped, Safe safe);
 
-  /// The number of the oldest message, by which it is told from those that follow.
+  /// The numbers of the oldest and the newest message, by which they are told from others.
   uint32_t firstNumber() const { return messages_.front().number; }
+  uint32_t lastNumber() const { return messages_.back().number; }
   CHSecsMessage firstMessage() const;
   void removeFirst();
-  /// Flushes what was noted of messages that have gone.
+  /// Takes one out of the middle; whether it was there.
+  bool remove(uint32_t number);
+  /// Flushes what was noted of messages that have gone, and what is safe from the exit alone.
   void flush() { host_->files().flush(path_); }
   /// Spooling ends, and the file with all that is left in it. False when it can't be removed.
   bool end();
@@ -69,8 +74,8 @@ private:
   bool take(std::string_view record);
   void dropUpTo(uint32_t number);
   void removeOldest();
+  bool erase(uint32_t number);
   std::string beganRecord(uint32_t total) const;
-  enum class Safe { FromExit, FromPowerLoss };
   bool write(std::string_view records, Safe safe);
   bool rewrite();
   void compact();

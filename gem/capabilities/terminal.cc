@@ -13,7 +13,6 @@ namespace {
 constexpr uint8_t kStream = 10;
 constexpr uint8_t kSingle = 3;
 constexpr uint8_t kMultiBlock = 5;
-constexpr uint8_t kMultiBlockNotAllowed = 7;
 constexpr uint8_t kBroadcast = 9;
 constexpr uint8_t kNotDisplayed = 1; // ACKC10
 constexpr size_t kMostRefused = 1000;
@@ -45,8 +44,13 @@ bool CHGemTerminal::SendText(uint8_t tid, std::string_view text) {
   return owner().Send(message);
 }
 
+// The text stays unread where the event cannot go out, so that it may be tried again.
 bool CHGemTerminal::Recognize() {
-  return std::exchange(unread_, false) && events().InvokeRole(RoleOperatorRecognizedMessage);
+  if (!std::exchange(unread_, false))
+    return false;
+  const bool sent = events().InvokeRole(RoleOperatorRecognizedMessage);
+  unread_ = unread_ || !sent;
+  return sent;
 }
 
 // A text of several lines that the terminal cannot show is acknowledged as not displayed; S10F7

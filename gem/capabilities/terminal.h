@@ -25,7 +25,7 @@ public:
   /// Sends S10F1, or S10F3 when this side is the host. False when it may not go out.
   bool SendText(uint8_t tid, std::string_view text);
   /// The operator has read a text: reports the event of that role. False without a text that
-  /// nobody has read, and when the event is not sent.
+  /// nobody has read, and when the event is not sent: the text counts as unread then.
   bool Recognize();
 
   void addSettings(SettingList &settings) override;

@@ -209,7 +209,7 @@ const char *variableTypeName(uint8_t nodeType) {
 }
 
 // Printed a line an item, of which the first and the last are the braces of the list itself.
-std::optional<std::string> listValue(const CHSecsItem &list) {
+std::string listText(const CHSecsItem &list) {
   const Bytes bytes = encoded(list);
   SmlItemPlace place;
   std::string lines;
@@ -220,9 +220,14 @@ std::optional<std::string> listValue(const CHSecsItem &list) {
     text.append(text.empty() ? "" : " ").append(trim(rest.substr(0, end)));
     rest.remove_prefix(std::min(end + 2, rest.size()));
   }
-  text = trim(std::string_view(text).substr(1, text.size() - 2));
+  return std::string(text.size() < 2 ? ""
+                                     : trim(std::string_view(text).substr(1, text.size() - 2)));
+}
+
+std::optional<std::string> listValue(const CHSecsItem &list) {
+  std::string text = listText(list);
   const std::optional<CHSecsItem> read = parseItem(itemSml(SecsList, text));
-  return read && encoded(*read) == bytes ? std::optional(std::move(text)) : std::nullopt;
+  return read && encoded(*read) == encoded(list) ? std::optional(std::move(text)) : std::nullopt;
 }
 
 bool isItemSml(std::string_view sml) { return parseItem(sml).has_value(); }

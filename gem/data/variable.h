@@ -33,8 +33,10 @@ bool isItemSml(std::string_view sml);
 /// The item that an SML text states, an empty list when it states none: what reports and replies
 /// hold of a variable.
 CHSecsItem itemFromSml(std::string_view sml);
-/// The value text of a list: the SML of its items on one line. Nothing when SML cannot state them
-/// exactly, such as a NaN or the seventh decimal of a real number.
+/// The SML of a list's items on one line.
+std::string listText(const CHSecsItem &list);
+/// The same as a value text. Nothing when SML cannot state the items exactly, such as a NaN or the
+/// seventh decimal of a real number.
 std::optional<std::string> listValue(const CHSecsItem &list);
 
 /// Keeps what a short value parsed to until the value changes. Long values are not kept, which

@@ -4,6 +4,7 @@
 #include "gem/gem_problem.h"
 #include "platform/ini_file.h"
 #include "platform/socket_error.h"
+#include "secs2/item_codec.h"
 
 #include <cstring>
 #include <utility>
@@ -16,9 +17,9 @@ constexpr uint32_t kPumpedTick = 50; // ms: time goes on while a report pumps th
 
 } // namespace
 
-CHGemEngine::CHGemEngine(EventLoop &loop, FileSystem &files)
+CHGemEngine::CHGemEngine(EventLoop &loop, FileSystem &files, const SerialPorts &ports)
     : loop_(loop), files_(files), ticker_(loop, *this, kPumpedTick),
-      physical_(loop, *this, ticker_) {
+      physical_(loop, *this, ticker_, ports) {
   settings_.section("Log");
   settings_.flag("Enable", logEnabled, false);
   settings_.text("FileName", logFileName, "./kel");
@@ -68,6 +69,7 @@ void CHGemEngine::LoadIniFile() {
   const IniFile file(iniFileName_, files_);
   settings_.load(file);
   physical_.settingList().load(file);
+  physical_.keepInRange();
   if (objectModel_ != (gem_ != nullptr))
     SetObjectModel(objectModel_);
   if (file.has("HSMS", "EnableCommunication") && enableCommunication_)
@@ -83,15 +85,31 @@ bool CHGemEngine::SaveIniFile() {
   return file.save();
 }
 
-bool CHGemEngine::LoadData(const std::string &fileName) {
+// A model that is loaded while the link is selected starts there as after a selection.
+template <typename Load> bool CHGemEngine::loading(Load load) {
   if (gem_ == nullptr)
     return false;
   const Hold held(*this);
-  const bool loaded = gem_->LoadData(fileName);
+  const bool loaded = load(*gem_);
   if (physical_.State() == LinkState::Ready)
     linkReady();
   ticker_.arm();
   return loaded;
+}
+
+bool CHGemEngine::LoadData(const std::string &fileName) {
+  return loading([&fileName](CHGem &gem) { return gem.LoadData(fileName); });
+}
+
+bool CHGemEngine::LoadModel(const std::string &fileName) {
+  return loading([&fileName](CHGem &gem) { return gem.LoadModel(fileName); });
+}
+
+bool CHGemEngine::SetModel(GemData model) {
+  return loading([&model](CHGem &gem) {
+    gem.SetModel(std::move(model));
+    return true;
+  });
 }
 
 void CHGemEngine::CloseConnection() { physical_.Close(); }
@@ -191,22 +209,48 @@ void CHGemEngine::linkReady() {
     gem_->communication().SwitchState(gem_->data().communication.initialState);
 }
 
+// The platform's numbers are those of sockets; those of a serial port say too little.
 void CHGemEngine::OnProblem(const std::string &, int32_t, const Problem &problem, ByteView) {
   const Hold held(*this);
-  reportProblem(problem);
+  Problem shown = problem;
+  if (problem.code == LinkProblem::System && physical_.protocol() == LinkProtocol::SecsISerial)
+    shown.number = ErrorGemSerialPort;
+  reportProblem(shown);
+}
+
+void CHGemEngine::OnTransmitted(uint32_t systemBytes) {
+  logical_->OnTransmitted(systemBytes);
+  ticker_.arm();
+}
+
+// The models hear of it first, as of a reply that does not come.
+void CHGemEngine::OnSendFailed(const CHSecsHeader &header, ByteView body) {
+  const Hold held(*this);
+  CHSecsMessage message;
+  message.header = header;
+  DecodeItem(message.root, body);
+  held.logical->OnSendFailed(message);
+  ticker_.wake();
+  reportProblem({LinkProblem::SendFailed,
+                 formatText("%s, system bytes %u", HeaderText(header, HeaderTextMode::Name).c_str(),
+                            header.systemBytes)});
 }
 
 void CHGemEngine::OnRejected(uint32_t systemBytes) {
   const Hold held(*this);
   held.logical->endRejected(systemBytes);
   ticker_.arm();
+  if (CHGemEventSink *sink = application())
+    sink->OnRejected(systemBytes);
 }
 
 void CHGemEngine::reportProblem(const Problem &problem) {
   if (ended_)
     return;
-  record().problem(static_cast<int16_t>(gemProblemNumber(problem)), physical_.settings().ipAddress,
-                   physical_.settings().portNumber);
+  const LinkSettings &link = physical_.settings();
+  const bool isPort = physical_.protocol() == LinkProtocol::SecsISerial;
+  record().problem(static_cast<int16_t>(gemProblemNumber(problem)),
+                   isPort ? link.secsI.name() : link.ipAddress, isPort ? 0 : link.portNumber);
   if (CHGemEventSink *sink = application())
     sink->OnProblem(problem);
 }
@@ -262,7 +306,7 @@ void CHGemEngine::reportSaveFailure(int systemError) {
 // loop while it is told of a change, which comes afterwards: nothing is to be done for that one
 // again.
 void CHGemEngine::Tick() {
-  physical_.settings().highSystemBytes = !logical_->Host();
+  physical_.setEquipment(!logical_->Host());
   if (physical_.Poll()) {
     physical_.count(LinkProblem::T5);
     reportProblem({LinkProblem::T5});

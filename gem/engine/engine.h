@@ -24,7 +24,8 @@ class CHGemEngine final : public std::enable_shared_from_this<CHGemEngine>,
                           private MessageLinkOwner,
                           private LogicalConnectionOwner {
 public:
-  explicit CHGemEngine(EventLoop &loop, FileSystem &files = systemFiles());
+  explicit CHGemEngine(EventLoop &loop, FileSystem &files = systemFiles(),
+                       const SerialPorts &ports = systemPorts());
   ~CHGemEngine() override;
   CHGemEngine(const CHGemEngine &) = delete;
   CHGemEngine &operator=(const CHGemEngine &) = delete;
@@ -35,7 +36,10 @@ public:
 
   /// Settings or data were changed that the next tick may depend on. (Its own calls need no such
   /// word.)
-  void changed() { ticker_.arm(); }
+  void changed() {
+    physical_.settingsChanged();
+    ticker_.arm();
+  }
 
   /// Log settings; section "Log".
   bool logEnabled = false;
@@ -64,6 +68,9 @@ public:
   bool SaveIniFile();
   /// Loads the model; the communication state follows its initial state when the link is selected.
   bool LoadData(const std::string &fileName);
+  /// The same of the model alone, and of one that is not in a file.
+  bool LoadModel(const std::string &fileName);
+  bool SetModel(GemData model);
 
   void OpenConnection() { physical_.RequestOpen(); }
   void CloseConnection();
@@ -95,6 +102,8 @@ public:
   /// Sends S6F11 or S5F1; false without a model, and unless communicating and on-line.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
+  /// Tells the host of a failure of its own doing, and the log.
+  void reportFailure(const std::string &reason) override { reportFailure(0, reason); }
   /// Does something with the model that may report, while it is kept alive; false without a model.
   template <typename Work> bool during(Work work) {
     const Hold held(*this);
@@ -138,15 +147,23 @@ private:
   bool awaitsReply() const override { return logical_->OpenTransactionCount() != 0; }
   void OnRejected(uint32_t systemBytes) override;
   void OnStateChanged(LinkState next, LinkState previous) override;
+  void OnTransmitted(uint32_t systemBytes) override;
+  void OnSendFailed(const CHSecsHeader &header, ByteView body) override;
   // LogicalConnectionOwner
   bool transmit(CHSecsMessage &message) override;
   bool transmit(CHSecsMessage &&message) override;
+  bool hasPartner() const override { return physical_.HasPartner(); }
+  bool sendsLater() const override { return physical_.link().sendsLater(); }
+  bool replyArrives(const CHSecsHeader &primary) const override {
+    return physical_.link().replyArrives(primary);
+  }
+  size_t longestBody() const override { return physical_.link().longestBody(); }
+  std::optional<size_t> blockData() const override { return physical_.link().blockData(); }
   void reportReplyTimeout(const CHSecsHeader &primary) override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;
   void reportVariable(uint32_t vid) override;
   void reportSaveFailure(int systemError) override;
-  void reportFailure(const std::string &reason) override { reportFailure(0, reason); }
   Clock &clock() const override { return loop_.clock(); }
   FileSystem &files() const override { return files_; }
 
@@ -155,6 +172,7 @@ private:
     dispatch_.showMessage();
     return sink_;
   }
+  template <typename Load> bool loading(Load load);
   LogSettings logSettings() const;
   LinkLog record() const;
   bool logsMessages() const { return logEnabled && logCommunication; }

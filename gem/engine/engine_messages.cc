@@ -32,10 +32,12 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
   const Hold held(*this);
   if (logsMessages())
     record().received(message);
-  // The slot stays with the partner, whose message may still be handled.
+  // The slot stays with the partner, whose message may still be handled. Only HSMS has sessions.
+  const int32_t mode =
+      physical_.isHsms() ? physical_.settings().sessionMode : int32_t{HsmsSession::Single};
   if (refused)
     return;
-  if (dispatch_.receive(*gem_, ipAddress, portNumber, message, physical_.settings().sessionMode)) {
+  if (dispatch_.receive(*gem_, ipAddress, portNumber, message, mode)) {
     ticker_.wake();
     if (CHGemEventSink *sink = application())
       sink->OnReceived(ipAddress, portNumber);
@@ -85,7 +87,7 @@ void CHGemEngine::variableChanged(uint32_t vid) {
 
 // The role may have changed since the last message.
 std::optional<CHSecsHeader> CHGemEngine::sendOverLink(ByteView headerAndBody) {
-  physical_.settings().highSystemBytes = !logical_->Host();
+  physical_.setEquipment(!logical_->Host());
   return physical_.Send(headerOf(headerAndBody), bodyOf(headerAndBody));
 }
 
@@ -140,13 +142,13 @@ void CHGemEngine::reportSent(const CHSecsHeader &header, Bytes &&message, CHSecs
   const CHSecsHeader sent = headerOf(message);
   if (logsMessages())
     record().sent(message);
+  // Without a model nothing that arrives is looked at, and no reply would end a transaction.
+  if (gem_ != nullptr && header.idWord == logical->DeviceID())
+    logical->OnSent(sent, bodyOf(message));
   if (gem_ != nullptr && root != nullptr)
     gem_->setSent(sent, std::move(*root));
   else if (gem_ != nullptr)
     gem_->setSent(sent, std::move(message));
-  // Without a model nothing that arrives is looked at, and no reply would end a transaction.
-  if (gem_ != nullptr && header.idWord == logical->DeviceID())
-    logical->OnSent(sent);
   ticker_.wake();
   if (CHGemEventSink *sink = application())
     sink->OnSent();

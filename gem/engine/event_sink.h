@@ -23,6 +23,8 @@ public:
   virtual void OnReceived(const std::string &ipAddress, int32_t portNumber) = 0;
   /// A message went out and stands in the sent slot.
   virtual void OnSent() = 0;
+  /// The partner rejected the message that went out with these system bytes (SEMI E37 7.10).
+  virtual void OnRejected(uint32_t /*systemBytes*/) {}
   virtual void OnCommunicationStateChanged(int16_t next, int16_t previous) = 0;
   virtual void OnControlStateChanged(int16_t next, int16_t previous) = 0;
   /// The host changed an equipment constant.

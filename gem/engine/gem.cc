@@ -3,6 +3,7 @@
 #include "gem/capabilities/capabilities.h"
 #include "gem/data/companion_file.h"
 #include "gem/data/data_file.h"
+#include "gem/data/own_model.h"
 #include "gem/messages/gate.h"
 #include "gem/messages/stream9.h"
 #include "gem/models/clock_model.h"
@@ -131,6 +132,11 @@ void CHGem::readSent() {
   DecodeItem(slots_[kSent].message.root, ByteView(message).subspan(CHSecsHeader::kSize));
 }
 
+void CHGem::OnSent(const CHSecsHeader &header, ByteView body) {
+  CHLogicalConnection::OnSent(header, body);
+  capabilities_->OnSent(header, body);
+}
+
 bool CHGem::invokes() const {
   const bool isHeard =
       communicationState() == CommunicationState::Communicating || capabilities_->wantsEvents();
@@ -139,15 +145,13 @@ bool CHGem::invokes() const {
 
 bool CHGem::InvokeEvent(uint32_t ceid) { return invokes() && events_->InvokeEvent(ceid); }
 
+// Where the alarms are kept true, whether a change may be reported does not matter to their state.
 bool CHGem::InvokeAlarm(uint32_t alid, uint8_t alcd) {
-  if (!invokes())
-    return false;
-  const CHGemAlarmAlid *alarm = data_.alarms.FindAlid(alid);
-  const bool set = alarm != nullptr && !alarm->isSet();
+  const bool keeps = (capabilities_->enabled() & CapabilityVariables) != 0;
   const uint32_t before = alarms_->changes();
-  const bool sent = alarms_->InvokeAlarm(alid, alcd);
-  if (alarms_->changes() != before)
-    capabilities_->OnAlarmChanged(alid, set);
+  const bool sent = invokes() && alarms_->InvokeAlarm(alid, alcd);
+  if (alarms_->changes() != before || (keeps && alarms_->SetAlarm(alid, alcd)))
+    capabilities_->OnAlarmChanged(alid, (alcd & CHGemAlarmAlid::kSet) != 0);
   return sent;
 }
 
@@ -157,7 +161,10 @@ bool CHGem::OnReceive(CHSecsVerifier &slot) {
   const size_t open = OpenTransactionCount();
   CHLogicalConnection::OnReceive(slot);
   // A report may pump the loop, and another message be handled meanwhile.
-  const bool outer = std::exchange(answersRequest_, OpenTransactionCount() < open);
+  const bool answers = OpenTransactionCount() < open;
+  const bool outer = std::exchange(answersRequest_, answers);
+  if (answers)
+    capabilities_->OnAnswered(slot.message);
   const bool taken = handle(slot);
   answersRequest_ = outer;
   for (GemModel *model : afterwards_)
@@ -243,6 +250,14 @@ void CHGem::OnRejected(const CHSecsHeader &primary) {
   capabilities_->OnRejected(primary);
 }
 
+// Communications have failed (SEMI E30 3.2); a message of theirs may be kept for later.
+void CHGem::OnSendFailed(const CHSecsMessage &message) {
+  CHLogicalConnection::OnSendFailed(message);
+  for (const auto &model : models_)
+    model->OnProblem(LinkProblem::SendFailed, message.header);
+  capabilities_->OnUndelivered(message);
+}
+
 void CHGem::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
   for (const auto &model : models_)
     model->OnProblem(problem, header);
@@ -285,6 +300,8 @@ void CHGem::beforeSampling(std::span<const uint32_t> vids) { capabilities_->befo
 
 void CHGem::variableChanged(uint32_t vid) { capabilities_->OnVariableChanged(vid); }
 
+void CHGem::variableRemoved(uint32_t vid) { capabilities_->OnVariableRemoved(vid); }
+
 void CHGem::reportVariable(uint32_t vid) {
   if (owner() != nullptr)
     owner()->reportVariable(vid);
@@ -324,6 +341,26 @@ bool CHGem::LoadData(std::string fileName) {
   Reset();
   SetDataFileName(std::move(fileName));
   loadSettings();
+  return loadModelData();
+}
+
+bool CHGem::LoadModel(std::string fileName) {
+  communication_->SwitchState(CommunicationState::Disabled);
+  Reset();
+  SetDataFileName(std::move(fileName));
+  const bool loaded = loadModelData();
+  addControlState(data_);
+  return loaded;
+}
+
+void CHGem::SetModel(GemData model) {
+  communication_->SwitchState(CommunicationState::Disabled);
+  Reset();
+  takeModel(std::move(model));
+  addControlState(data_);
+}
+
+bool CHGem::loadModelData() {
   if (owner() == nullptr)
     return false;
   FileSystem &files = owner()->files();
@@ -332,13 +369,17 @@ bool CHGem::LoadData(std::string fileName) {
   damagedFile_ = !loaded && files.size(DataFileName()) ? DataFileName() : "";
   if (!loaded)
     return false;
-  loaded->limits = data_.limits;
-  data_ = std::move(*loaded);
+  takeModel(std::move(*loaded));
   loadCompanionFile();
+  return true;
+}
+
+void CHGem::takeModel(GemData &&model) {
+  model.limits = data_.limits;
+  data_ = std::move(model);
   keepStatesInRange(data_.control);
   if (CHGemEventVid *state = data_.variables.FindByRole(RoleControlState))
     state->SetValue(std::to_string(data_.control.initialState));
-  return true;
 }
 
 // What is on does not count: a capability that is switched on later finds what it kept.

@@ -69,24 +69,32 @@ public:
   bool Send(CHSecsMessage &message) override;
   bool Send(CHSecsMessage &&message) override;
   bool OnReceive(CHSecsVerifier &slot) override;
+  void OnSent(const CHSecsHeader &header, ByteView body) override;
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
   void OnLinkReady() override;
   void OnLinkLost() override;
   void OnRejected(const CHSecsHeader &primary) override;
+  void OnSendFailed(const CHSecsMessage &message) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   void addStatus(TreeNode &parent) const override;
 
   /// The value of a variable was changed, by whomever.
   void variableChanged(uint32_t vid) override;
+  void variableRemoved(uint32_t vid) override;
   void beforeReading(const CHGemEventCeid &event) override;
-  /// Sends S6F11 or S5F1; false unless communicating and on-line.
+  /// Sends S6F11 or S5F1; false unless communicating and on-line. With the variables kept true an
+  /// alarm changes its state all the same.
   bool InvokeEvent(uint32_t ceid);
   bool InvokeAlarm(uint32_t alid, uint8_t alcd);
 
   /// Resets the models and loads the data file. False when it cannot be read: the models stay at
   /// their defaults, the file as it is.
   bool LoadData(std::string fileName);
+  /// The same without the settings; the model gets a variable for the control state.
+  bool LoadModel(std::string fileName);
+  /// Resets the models and takes one that no file keeps yet, likewise.
+  void SetModel(GemData model);
   /// Writes the settings and the data file; false when the latter fails, the old file being whole.
   /// A file that could not be loaded is kept first, with ".damaged" behind its name.
   bool SaveData();
@@ -116,6 +124,7 @@ private:
   // GemCapabilityOwner
   GemApplication &application() override;
   FileSystem &files() override;
+  bool hasPartner() const override { return owner() != nullptr && owner()->hasPartner(); }
   const std::string &dataFile() const override { return DataFileName(); }
   void beforeSampling(std::span<const uint32_t> vids) override;
   void reportFailure(const std::string &reason) override;
@@ -131,6 +140,8 @@ private:
   uint32_t changes() const;
   bool writeData();
   bool writeFile(const std::string &path, std::string &damaged, const std::string &bytes);
+  bool loadModelData();
+  void takeModel(GemData &&model);
   void loadCompanionFile();
 
   GemData data_;

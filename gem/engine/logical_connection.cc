@@ -46,9 +46,24 @@ bool CHLogicalConnection::OnReceive(CHSecsVerifier &slot) {
   return false;
 }
 
-void CHLogicalConnection::OnSent(const CHSecsHeader &header) {
+void CHLogicalConnection::OnSent(const CHSecsHeader &header, ByteView /*body*/) {
   if (owner_ != nullptr && header.sType() == 0 && awaitsReply(header))
-    open_.open(header, owner_->clock().ticks());
+    open_.open(header, owner_->clock().ticks(), owner_->sendsLater());
+}
+
+void CHLogicalConnection::OnTransmitted(uint32_t systemBytes) {
+  if (owner_ != nullptr)
+    open_.begin(systemBytes, owner_->clock().ticks());
+}
+
+void CHLogicalConnection::OnSendFailed(const CHSecsMessage &message) {
+  open_.closeFirst([&message](const OpenTransactions::Entry &entry) {
+    return isSameMessage(entry.header, message.header);
+  });
+}
+
+size_t CHLogicalConnection::longestBody() const {
+  return owner_ != nullptr ? owner_->longestBody() : std::numeric_limits<size_t>::max();
 }
 
 void CHLogicalConnection::endRejected(uint32_t systemBytes) {
@@ -62,13 +77,16 @@ void CHLogicalConnection::endRejected(uint32_t systemBytes) {
 }
 
 void CHLogicalConnection::Tick() {
-  if (CHLogicalConnection::NextTick() == 0U)
-    owner_->reportReplyTimeout(open_.takeFirst().header);
+  if (owner_ == nullptr)
+    return;
+  if (const auto due = open_.takeDue(owner_->clock().ticks(), T3() + 1, hasTime()))
+    owner_->reportReplyTimeout(due->header);
 }
 
 // A reply may still come when just T3 has passed.
 std::optional<uint32_t> CHLogicalConnection::NextTick() const {
-  return owner_ == nullptr ? std::nullopt : open_.next(owner_->clock().ticks(), T3() + 1);
+  return owner_ == nullptr ? std::nullopt
+                           : open_.next(owner_->clock().ticks(), T3() + 1, hasTime());
 }
 
 void CHLogicalConnection::addStatus(TreeNode &parent) const {

@@ -10,6 +10,7 @@
 #include "ui/view.h"
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -26,6 +27,13 @@ public:
   virtual bool transmit(CHSecsMessage &message) = 0;
   /// The same for a message that is not needed afterwards: its body may be taken over.
   virtual bool transmit(CHSecsMessage &&message) { return transmit(message); }
+  /// Whether there is a partner to send to; the states follow on the next tick when it has gone.
+  virtual bool hasPartner() const { return true; }
+  // As MessageLink has them.
+  virtual bool sendsLater() const { return false; }
+  virtual bool replyArrives(const CHSecsHeader & /*primary*/) const { return false; }
+  virtual size_t longestBody() const { return std::numeric_limits<size_t>::max(); }
+  virtual std::optional<size_t> blockData() const { return std::nullopt; }
   /// The reply to a primary did not come within T3.
   virtual void reportReplyTimeout(const CHSecsHeader &primary) = 0;
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;
@@ -84,7 +92,11 @@ public:
   /// Handles a received message; true when it was taken. The transaction that it answers ends.
   virtual bool OnReceive(CHSecsVerifier &slot);
   /// A message went out: a primary with the W-bit opens a transaction.
-  virtual void OnSent(const CHSecsHeader &header);
+  virtual void OnSent(const CHSecsHeader &header, ByteView body);
+  /// A message that waited for the line is with the partner: T3 begins.
+  void OnTransmitted(uint32_t systemBytes);
+  /// It will never be there: its transaction ends.
+  virtual void OnSendFailed(const CHSecsMessage &message);
   /// One tick of the engine's timer: at most one transaction times out.
   virtual void Tick();
   /// Milliseconds until Tick() has something to do; nothing: never.
@@ -103,6 +115,8 @@ public:
   bool saveSettings() const;
 
   size_t OpenTransactionCount() const { return open_.size(); }
+  /// Bytes that the body of a message may have, as far as the link minds.
+  size_t longestBody() const;
 
 protected:
   LogicalConnectionOwner *owner() const { return owner_; }
@@ -112,6 +126,12 @@ protected:
   }
   bool hasOpenTransaction(uint32_t systemBytes) const { return open_.holds(systemBytes); }
   void clearTransactions() { open_.clear(); }
+  /// The transaction has time: its primary waits for the line, or its reply has begun to arrive.
+  auto hasTime() const {
+    return [this](const OpenTransactions::Entry &entry) {
+      return entry.waits || owner_->replyArrives(entry.header);
+    };
+  }
   SettingList &settings() { return settings_; }
 
 private:

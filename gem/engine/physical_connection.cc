@@ -3,13 +3,26 @@
 #include "base/text.h"
 #include "transport/link/deadline.h"
 
+#include <utility>
+
 namespace velto {
 
+namespace {
+
+constexpr int32_t kShortest = 1; // ms, of what cannot be 0
+void atLeast(int32_t least, int32_t &value, int32_t otherwise) {
+  if (value < least)
+    value = otherwise;
+}
+
+} // namespace
+
 CHPhysicalConnection::CHPhysicalConnection(EventLoop &loop, MessageLinkOwner &engine,
-                                           Ticker &ticker)
-    : loop_(loop), ticker_(ticker), link_(makeMessageLink(LinkProtocol::Hsms, loop, engine)) {
+                                           Ticker &ticker, const SerialPorts &ports)
+    : loop_(loop), engine_(engine), ticker_(ticker), ports_(ports),
+      link_(makeMessageLink(protocol_, loop, engine, settings_, ports)) {
   link_->TickWith(ticker);
-  LinkSettings &link = link_->settings();
+  LinkSettings &link = *settings_;
   link.ipAddress = "localhost";
   link.portNumber = 5001;
   settingList_.section("HSMS");
@@ -28,6 +41,56 @@ CHPhysicalConnection::CHPhysicalConnection(EventLoop &loop, MessageLinkOwner &en
   settingList_.rareInteger("KeepAliveInterval", link.keepAlive.interval, KeepAlive().interval);
   settingList_.rareInteger("KeepAliveCount", link.keepAlive.count, KeepAlive().count);
   settingList_.rareInteger("SendTimeout", link.keepAlive.sendTimeout, KeepAlive().sendTimeout);
+  SecsILine &line = link.secsI;
+  const SecsILine normal;
+  settingList_.section("SECSI");
+  settingList_.rareInteger("Transport", transport, static_cast<int32_t>(LinkProtocol::Hsms));
+  settingList_.rareText("PortName", line.portName, "");
+  settingList_.rareInteger("PortNumber", line.portNumber, normal.portNumber);
+  settingList_.rareInteger("BaudRate", line.baudRate, normal.baudRate);
+  settingList_.rareInteger("T1", line.t1, normal.t1);
+  settingList_.rareInteger("T2", line.t2, normal.t2);
+  settingList_.rareInteger("T4", line.t4, normal.t4);
+  settingList_.rareInteger("Retry", line.retry, normal.retry);
+  settingList_.rareInteger("Master", line.master, normal.master);
+}
+
+void CHPhysicalConnection::keepInRange() {
+  SecsILine &line = settings_->secsI;
+  const SecsILine normal;
+  if (!isLinkProtocol(transport))
+    transport = static_cast<int32_t>(LinkProtocol::Hsms);
+  atLeast(0, line.portNumber, normal.portNumber);
+  atLeast(1, line.baudRate, normal.baudRate);
+  atLeast(kShortest, line.t1, normal.t1);
+  atLeast(kShortest, line.t2, normal.t2);
+  atLeast(0, line.t4, normal.t4);
+  atLeast(0, line.retry, normal.retry);
+  if (line.master < SecsILine::MasterByRole || line.master > SecsILine::AlwaysMaster)
+    line.master = SecsILine::MasterByRole;
+  settingsChanged();
+}
+
+void CHPhysicalConnection::setEquipment(bool equipment) {
+  settings_->highSystemBytes = equipment;
+  if (std::exchange(settings_->equipment, equipment) != equipment)
+    settingsChanged();
+}
+
+LinkCounters CHPhysicalConnection::counters() const {
+  LinkCounters sum = former_;
+  return sum += link_->counters();
+}
+
+// The link before is closed and has told so.
+void CHPhysicalConnection::useTransport() {
+  const auto wanted = static_cast<LinkProtocol>(transport);
+  if (wanted == protocol_)
+    return;
+  former_ += link_->counters();
+  protocol_ = wanted;
+  link_ = makeMessageLink(wanted, loop_, engine_, settings_, ports_);
+  link_->TickWith(ticker_);
 }
 
 void CHPhysicalConnection::RequestOpen() {
@@ -56,6 +119,7 @@ void CHPhysicalConnection::End() {
 
 void CHPhysicalConnection::open() {
   failedAt_.reset();
+  useTransport();
   if (settings().ipAddress.empty())
     settings().ipAddress = "127.0.0.1";
   open_ = true;
@@ -102,6 +166,25 @@ std::optional<uint32_t> CHPhysicalConnection::NextPoll() const {
   return sooner(next, failedAt_ ? timeLeft(ticks(), *failedAt_, milliseconds(t5)) : 0);
 }
 
+void CHPhysicalConnection::addLine(TreeNode &link) const {
+  const LinkSettings &set = settings();
+  const SecsILine &line = set.secsI;
+  if (protocol_ == LinkProtocol::SecsISerial) {
+    link.add("Serial Port : " + line.name());
+    link.add("Baud Rate : " + std::to_string(line.baudRate));
+  } else {
+    link.add(set.server ? "Server" : "Client");
+    link.add("IP Address : " + set.ipAddress);
+    link.add("Port Number : " + std::to_string(set.portNumber));
+    link.add("Local Port Number : " + std::to_string(set.myPortNumber));
+  }
+  link.add(line.isMaster(set.equipment) ? "Master" : "Slave");
+  link.add(formatText("T1 : %u ms", milliseconds(line.t1)));
+  link.add(formatText("T2 : %u ms", milliseconds(line.t2)));
+  link.add(formatText("T4 : %u ms", milliseconds(line.t4)));
+  link.add("Retry : " + std::to_string(line.retry));
+}
+
 void CHPhysicalConnection::addStatus(TreeNode &parent) const {
   const LinkSettings &set = settings();
   TreeNode &branch = parent.add("Physical Connection");
@@ -110,6 +193,10 @@ void CHPhysicalConnection::addStatus(TreeNode &parent) const {
   TreeNode &link = branch.add(link_->protocolName());
   link.expanded = true;
   link.add(std::string("State : ") + link_->stateText());
+  if (!isHsms()) {
+    addLine(link);
+    return;
+  }
   link.add(set.server ? "Server" : "Client");
   link.add("IP Address : " + set.ipAddress);
   link.add("Port Number : " + std::to_string(set.portNumber));

@@ -4,22 +4,36 @@
 #include "transport/message_links.h"
 #include "ui/view.h"
 
+#include <memory>
 #include <optional>
 
 namespace velto {
 
-/// The equipment's link with its settings. While an open is requested, an active link that fails or
-/// drops is opened again after the connect separation time T5; nobody waits for that.
+/// The equipment's link with its settings, by whichever protocol. While an open is requested, an
+/// active link that fails or drops is opened again after the connect separation time T5; nobody
+/// waits for that.
 ///
 /// The link reports to the engine, which this connection is part of.
 class CHPhysicalConnection {
 public:
-  CHPhysicalConnection(EventLoop &loop, MessageLinkOwner &engine, Ticker &ticker);
+  CHPhysicalConnection(EventLoop &loop, MessageLinkOwner &engine, Ticker &ticker,
+                       const SerialPorts &ports);
 
-  /// The settings of section "HSMS"; times in ms. Those of the link are the link's own.
-  LinkSettings &settings() { return link_->settings(); }
-  const LinkSettings &settings() const { return link_->settings(); }
+  /// The settings of sections "HSMS" and "SECSI"; times in ms. Whoever changes those of the line
+  /// calls settingsChanged().
+  LinkSettings &settings() { return *settings_; }
+  const LinkSettings &settings() const { return *settings_; }
+  void settingsChanged() { link_->settingsChanged(); }
+  /// How messages travel from the next opening on.
+  int32_t transport = static_cast<int32_t>(LinkProtocol::Hsms);
   int32_t t5 = 10000;
+  /// Puts settings in range that came from a file.
+  void keepInRange();
+  /// How they travel now.
+  LinkProtocol protocol() const { return protocol_; }
+  bool isHsms() const { return protocol_ == LinkProtocol::Hsms; }
+  /// The role of this side, which some of the protocol depends on.
+  void setEquipment(bool equipment);
   SettingList &settingList() { return settingList_; }
 
   /// Asks for the link to be open; it is opened on the next tick.
@@ -35,8 +49,9 @@ public:
   /// Listening, connecting or connected.
   bool IsOpen() const { return open_ && link_->IsOpen(); }
   LinkState State() const { return link_->State(); }
+  bool HasPartner() const { return link_->HasPartner(); }
   /// What the link has carried, with the reply and connect time-outs.
-  LinkCounters counters() const { return link_->counters(); }
+  LinkCounters counters() const;
   std::vector<ConnectionCounters> connectionCounters() const { return link_->connectionCounters(); }
   /// Counts a problem that the link does not see: T3, T5.
   void count(LinkProblem problem) { link_->count(problem); }
@@ -45,6 +60,7 @@ public:
   std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) {
     return link_->Send(header, body);
   }
+  const MessageLink &link() const { return *link_; }
 
   /// One tick: the link's, then the next attempt to open it. Returns whether T5 has run out.
   bool Poll();
@@ -54,13 +70,20 @@ public:
   void addStatus(TreeNode &parent) const;
 
 private:
+  void useTransport();
   void open();
   void linkFailed();
+  void addLine(TreeNode &link) const;
   uint32_t ticks() const { return loop_.clock().ticks(); }
 
   EventLoop &loop_;
+  MessageLinkOwner &engine_;
   Ticker &ticker_;
+  const SerialPorts &ports_;
+  std::shared_ptr<LinkSettings> settings_ = std::make_shared<LinkSettings>();
+  LinkProtocol protocol_ = LinkProtocol::Hsms;
   Handle<MessageLink> link_;
+  LinkCounters former_; // of the links before, by other protocols
   SettingList settingList_;
   bool openRequested_ = false;
   bool open_ = false;                // listening, connecting or connected

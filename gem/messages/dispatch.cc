@@ -142,7 +142,8 @@ void CHGemDispatch::modelChanged() {
 }
 
 CHGemDispatch::Reply CHGemDispatch::sendReply(CHGem &gem, CHSecsVerifier &slot) {
-  const bool fits = fitsMessage(slot.partner()->message.root);
+  const CHSecsItem &body = slot.partner()->message.root;
+  const bool fits = fitsMessage(body) && bytesOf(body) <= gem.longestBody();
   if (!fits)
     abortReply(slot);
   if (!gem.SendUngated(slot.partner()->message))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "gem/messages/stream9.h"
 #include "secs2/reply_text.h"
 #include "secs2/verifier.h"
 
@@ -38,6 +39,13 @@ inline void abortReply(CHSecsVerifier &slot) {
   std::string node = std::move(reply.node);
   MakeAbort(reply, slot.message.header);
   reply.node = std::move(node);
+}
+
+/// Replaces the prepared reply by the complaint that the message's data are illegal (S9F7), for
+/// codes that no acknowledge tells of.
+inline void complainOfData(CHSecsVerifier &slot) {
+  const CHSecsHeader &primary = slot.message.header;
+  stream9::make(slot.partner()->message, stream9::IllegalData, primary, primary.idWord);
 }
 
 /// Whether the standard or the host's own definitions allow the message, so that it may be handled.

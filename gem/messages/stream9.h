@@ -9,7 +9,7 @@
 /// header of the message.
 namespace velto::stream9 {
 
-enum Function : uint8_t { UnrecognizedDevice = 1, TransactionTimeout = 9 };
+enum Function : uint8_t { UnrecognizedDevice = 1, IllegalData = 7, TransactionTimeout = 9 };
 
 /// A complaint about the message of that header, to be sent with this side's device ID.
 inline void make(CHSecsMessage &message, Function function, const CHSecsHeader &about,

@@ -6,13 +6,20 @@
 
 namespace velto {
 
-bool CHGemAlarmModel::InvokeAlarm(uint32_t alid, uint8_t alcd) {
+bool CHGemAlarmModel::SetAlarm(uint32_t alid, uint8_t alcd) {
   CHGemAlarmAlid *alarm = data().alarms.FindAlid(alid);
   const bool set = (alcd & CHGemAlarmAlid::kSet) != 0;
-  if (alarm == nullptr || !alarm->enable || alarm->isSet() == set)
+  if (alarm == nullptr || alarm->isSet() == set)
     return false;
   alarm->alcd ^= CHGemAlarmAlid::kSet;
   setModified();
+  return true;
+}
+
+bool CHGemAlarmModel::InvokeAlarm(uint32_t alid, uint8_t alcd) {
+  const CHGemAlarmAlid *alarm = data().alarms.FindAlid(alid);
+  if (alarm == nullptr || !alarm->enable || !SetAlarm(alid, alcd))
+    return false;
   CHSecsMessage message;
   message.SetFromSml("s5f1w");
   message.root = stream5::alarmItem(*alarm);

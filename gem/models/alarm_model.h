@@ -13,6 +13,9 @@ class CHGemAlarmModel final : public GemModel {
 public:
   using GemModel::GemModel;
 
+  /// Sets or clears an alarm, as bit 7 of `alcd` says, without a word to anybody. False for an
+  /// unknown alarm and one in that state already.
+  bool SetAlarm(uint32_t alid, uint8_t alcd);
   /// Sets or clears an alarm, as bit 7 of `alcd` says, and sends S5F1 with the registered category.
   /// False, and nothing changes, for an unknown or disabled alarm and one in that state already;
   /// else whether the message was sent.

@@ -176,7 +176,7 @@ void CHGemCommunicationModel::OnDisable() {
 }
 
 void CHGemCommunicationModel::OnProblem(LinkProblem problem, const CHSecsHeader &header) {
-  if (problem != LinkProblem::T3)
+  if (problem != LinkProblem::T3 && problem != LinkProblem::SendFailed)
     return;
   const bool request = stream1::functionOf(header) == EstablishCommunications;
   const bool unanswered = request && waitingCRA_;

@@ -125,7 +125,8 @@ void CHGemControlModel::SetOnlineSwitch(bool on) {
 }
 
 void CHGemControlModel::OnProblem(LinkProblem problem, const CHSecsHeader &) {
-  if (problem == LinkProblem::T3 && GetState() == AttemptOnline)
+  const bool isUnanswered = problem == LinkProblem::T3 || problem == LinkProblem::SendFailed;
+  if (isUnanswered && GetState() == AttemptOnline)
     SwitchState(settings_.stateAfterFailure());
 }
 

@@ -61,6 +61,7 @@ bool CHGemEventModel::RegisterVID(CHGemEventVid variable) {
 bool CHGemEventModel::UnregisterVID(uint32_t vid) {
   if (!data().variables.Remove(vid))
     return false;
+  owner().variableRemoved(vid);
   setModified();
   return true;
 }

@@ -45,6 +45,8 @@ public:
   virtual void beforeReading(const CHGemEventCeid & /*event*/) {}
   /// The value of a variable was changed.
   virtual void variableChanged(uint32_t /*vid*/) {}
+  /// There is no variable of that number any more.
+  virtual void variableRemoved(uint32_t /*vid*/) {}
 };
 
 /// One of the models of the equipment (SEMI E30). The core object hands every link event to each of

@@ -3,7 +3,7 @@
 #include "apps/cases.h"
 #include "apps/velto/console/literal.h"
 #include "apps/velto/container/container.h"
-#include "apps/velto/model_text/model_text.h"
+#include "gem/model_text/model_text.h"
 #include "controls/registry.h"
 #include "gem/data/data_file.h"
 #include "support/temporary_directory.h"

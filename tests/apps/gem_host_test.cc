@@ -25,6 +25,10 @@ public:
   uint32_t ahead = 0; ///< ms
 };
 
+LinkAddress at(const CHPhysicalConnection &link) {
+  return {.host = "127.0.0.1", .port = link.LocalPort(), .device = {}};
+}
+
 /// A host and an equipment of the test that are linked.
 class GemHostTest : public testing::Test {
 protected:
@@ -40,9 +44,7 @@ protected:
   }
   void connect(GemConsole &with) {
     host.emplace(loop, with,
-                 GemHost::Settings{.address = "127.0.0.1",
-                                   .port = equipment.engine().physical().LocalPort(),
-                                   .t3 = 5});
+                 GemHost::Settings{.partner = at(equipment.engine().physical()), .t3 = 5});
     host->open();
   }
   const CHSecsHeader &request() {
@@ -106,9 +108,7 @@ TEST(GemHost, CommunicatesInTheCurrentEditionOrSaysWhyNot) {
     std::ostringstream printed;
     GemConsole console(loop.clock(), printed, GemConsole::Style::Quiet);
     GemHost host(loop, console,
-                 {.address = "127.0.0.1",
-                  .port = link.LocalPort(),
-                  .edition = static_cast<int16_t>(current ? 1 : 0)});
+                 {.partner = at(link), .edition = static_cast<int16_t>(current ? 1 : 0)});
     host.open();
     const auto communicates = [&] { return equipment.CommunicationState() == 2; };
     const auto explained = [&] { return printed.str().find("problem") != std::string::npos; };

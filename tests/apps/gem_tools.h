@@ -142,12 +142,16 @@ protected:
   std::unique_ptr<Process> equipment(std::vector<std::string> options = {}) {
     options.insert(options.begin(), {"equipment", "--data", "etch.model", "--port", "0"});
     auto process = run(options);
-    EXPECT_TRUE(process->prints("listening")) << process->output;
-    EXPECT_TRUE(process->prints("\n"));
-    const std::string &output = process->output;
-    const size_t start = output.find_first_of("0123456789", output.find("listening"));
-    port = output.substr(start, output.find_first_not_of("0123456789", start) - start);
+    port = portOf(*process);
     return process;
+  }
+  /// The port that a program says it listens on.
+  static std::string portOf(Process &process) {
+    EXPECT_TRUE(process.prints("listening")) << process.output;
+    EXPECT_TRUE(process.prints("\n"));
+    const std::string &output = process.output;
+    const size_t start = output.find_first_of("0123456789", output.find("listening"));
+    return output.substr(start, output.find_first_not_of("0123456789", start) - start);
   }
 
   std::unique_ptr<Process> host(std::vector<std::string> options = {}) {

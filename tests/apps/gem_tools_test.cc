@@ -1,10 +1,14 @@
 // velto equipment and velto host as people run them: child processes that talk to each other.
 #include "apps/cases.h"
 #include "apps/gem_tools.h"
+#include "platform/null_modem.h"
 
+#include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace velto {
 namespace {
@@ -33,6 +37,66 @@ TEST_F(GemTools, PlayTheExamplesOfTheDocumentation) {
   EXPECT_TRUE(tool->prints("<-- SeparateReq")) << tool->output;
   tool->signal(SIGINT);
   EXPECT_EQ(tool->status(), 0) << tool->output;
+}
+
+TEST_F(GemTools, ARawHostSeesEachAcknowledgeCode) {
+  if (std::system("python3 -c '' 2>/dev/null") != 0)
+    GTEST_SKIP() << "without python3";
+  const auto tool = equipment({"--script", VELTO_SOURCE_DIR "/examples/raw_host.velto"});
+  const std::string command =
+      "python3 " VELTO_SOURCE_DIR "/examples/raw_host.py " + port + " >" + folder / "out 2>&1";
+  const int status = std::system(command.c_str());
+  const std::string output = systemFiles().read(folder / "out").value_or("");
+  EXPECT_EQ(status, 0) << output << tool->output;
+  EXPECT_THAT(output, HasSubstr("S2F42 HCACK 3 CPACK 1: unknown parameter name\n"));
+  EXPECT_THAT(output, HasSubstr("S6F24 RSDA 1: while it is transmitted\n"));
+  tool->signal(SIGINT);
+  EXPECT_EQ(tool->status(), 0) << tool->output;
+}
+
+// By every address that there is, either end connects or listens; a message of several blocks too.
+TEST_F(GemTools, TalkByEveryAddress) {
+  EventLoop loop;
+  NullModem cable(loop);
+  std::atomic<bool> done = false;
+  std::thread line([&] {
+    while (!done)
+      loop.runOnce(10);
+  });
+  const std::string a = "serial:" + cable.a().path();
+  const std::string b = "serial:" + cable.b().path() + ":19200";
+  const struct {
+    std::string equipment, host; // "PORT": that of the other end, which listens
+  } rows[] = {{"listen:secsi:0", "secsi:127.0.0.1:PORT"},
+              {"secsi:127.0.0.1:PORT", "listen:secsi:0"},
+              {"hsms:127.0.0.1:PORT", "listen:0"},
+              {a, b}};
+  const std::string script = file("visit", "online\nstatus\nexpect S1F4\ncommand START LOT=\"L1\"\n"
+                                           "send s10f3 {<b 0> <a '" +
+                                               std::string(600, 'x') + "'>}\n");
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.equipment + " " + row.host);
+    const auto start = [&](const char *command, std::string address) {
+      if (const size_t at = address.find("PORT"); at != std::string::npos)
+        address.replace(at, 4, port);
+      return run(command == std::string("host")
+                     ? std::vector<std::string>{"host", address, "--script", script, "--t5", "1"}
+                     : std::vector<std::string>{"equipment", address, "--data", "etch.model"});
+    };
+    const bool hostFirst = row.host.starts_with("listen:");
+    auto first = hostFirst ? start("host", row.host) : start("equipment", row.equipment);
+    if (row.host != b)
+      port = portOf(*first);
+    auto second = hostFirst ? start("equipment", row.equipment) : start("host", row.host);
+    Process &host = hostFirst ? *first : *second;
+    Process &tool = hostFirst ? *second : *first;
+    EXPECT_EQ(host.status(), 0) << host.output;
+    EXPECT_TRUE(tool.prints("<-- S10F3  ")) << tool.output;
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.status(), 0) << tool.output;
+  }
+  done = true;
+  line.join();
 }
 
 // Each title is what the script below it fails with.

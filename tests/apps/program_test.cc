@@ -123,6 +123,9 @@ TEST(Documentation, ItsExamplesRun) {
 TEST(Documentation, TheReferenceIsWhatTheProgramDescribes) {
   EXPECT_EQ(runShell("velto describe --markdown", ".").output, source("docs/controls.md"));
   EXPECT_EQ(runShell("velto describe messages", ".").output, source("docs/messages.md"));
+  const ShellRun statement = runShell("velto describe gem", ".");
+  EXPECT_THAT(statement.output, HasSubstr("Spooling"));
+  EXPECT_THAT(source("docs/gem.md"), HasSubstr(statement.output));
 }
 
 TEST(Examples, TheContainerScriptsRun) {

@@ -51,7 +51,7 @@ TEST_F(InTerminal, AnOperatorEditsAnEquipment) {
     const char *wait; // a text of the screen to come
   } steps[] = {
       {"$velto setup t.ini --data t.kel", "GEM Object Model"},
-      {"C-Left", "ALID#"},                                // the last page
+      {"C-Left C-Left", "ALID#"},                         // the last page but one
       {"IC", "- ALID -"},                                 // add
       {"5 Tab Tab Tab Hot Enter", "> 5"},                 // number and text
       {"IC 5 Enter", "ALID #5 has already been"},         // taken
@@ -61,7 +61,7 @@ TEST_F(InTerminal, AnOperatorEditsAnEquipment) {
       {"Enter Escape", "!- ALID -"},                      // leaves the dialog
       {"DC", "Are you sure to delete ALID #5(Hot)?"},     //
       {"Enter", "> 6"},                                   // deleted
-      {"C-Right C-Right Tab Tab 99999", "99999"},         // the port
+      {"C-Right C-Right C-Right Tab Tab 99999", "99999"}, // the port
       {"C-Left Enter", "Port Number takes a number from 0 to 65535"},
       {"Enter 4999 Enter", "ready>"}, // OK
       {"$grep -c Port t.ini", "2\nready>"},

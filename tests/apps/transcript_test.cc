@@ -1,6 +1,6 @@
 // A fixed session of a host with the example tool, and what it must look like: a change of any
 // answer shows here. session.sml holds the host's messages, session.txt the conversation.
-#include "apps/velto/model_text/model_text.h"
+#include "gem/model_text/model_text.h"
 #include "gem/station.h"
 #include "secs2/sml_lexer.h"
 

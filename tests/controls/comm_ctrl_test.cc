@@ -1,4 +1,5 @@
 #include "controls/comm_ctrl.h"
+#include "transport/secsi/serial_port.h"
 
 #include "support/operator.h"
 #include "support/pty.h"

@@ -1,5 +1,6 @@
 // What an equipment does whose capabilities are on.
 #include "controls/gem_capabilities.h"
+#include "gem/messages/items.h"
 
 namespace velto {
 namespace {
@@ -47,6 +48,42 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
   }
 }
 
+TEST_F(GemCapabilitiesTest, TheApplicationGetsTheValuesOfParametersWhole) {
+  equipment.model().data().commands = {
+      {.name = "TUNE",
+       .parameters = {
+           {"BYTES", SecsBinary}, {"REAL", SecsDouble}, {"WHOLE", SecsByte}, {"LIST", SecsList}}}};
+  establish();
+  std::string told;
+  equipment.onEvent = [&](const std::string &line) {
+    if (!line.starts_with("RemoteCommand"))
+      return;
+    told = line.substr(19);
+    const size_t equals = told.find('=');
+    EXPECT_EQ(equipment.control->CPVAL(told.substr(0, equals)), told.substr(equals + 1));
+  };
+  for (const TableRow &row : tableOf(kCapabilityTables, "ValuesOfParameters")) {
+    told.clear();
+    const std::string reply = ask(row[0]);
+    EXPECT_EQ(reply.starts_with("S9F") ? reply.substr(0, 4) : reply, row[1]) << row[0];
+    EXPECT_EQ(told, row[2]) << row[0];
+  }
+  // More digits than SML has.
+  const std::pair<const char *, double> sent[] = {
+      {"REAL", 1.0 / 3}, {"REAL", -1e-9}, {"WHOLE", 1e-9}};
+  for (const auto &[name, number] : sent) {
+    CHSecsMessage &message = host.model().slot(CHGem::kWork).message;
+    message.SetFromSml("s2f49w");
+    message.root = listItem(numberItem(1), textItem(""), textItem("TUNE"),
+                            listItem(listItem(textItem(name), emptyItem(format::kF8))));
+    appendNumber(message.root.children()[3].children()[0].children()[1], number);
+    told.clear();
+    ASSERT_TRUE(host.control->Send());
+    settle(2);
+    EXPECT_EQ(told.empty() ? 0 : std::stod(told.substr(5)), name[0] == 'W' ? 0 : number);
+  }
+}
+
 TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
   establish();
   CVeltoGemCtrl &control = *equipment.control;
@@ -70,11 +107,16 @@ TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
   ask("s10f5w{<b 2>{<a><a'b'><a>}}");
   EXPECT_EQ(shown, "TerminalText 2 \nb\n");
   equipment.model().events().RegisterCEID(20, RoleOperatorRecognizedMessage, "Read");
-  EXPECT_TRUE(control.RecognizeTerminalText());
+  control.SetCEIDEnable(20, false);
+  EXPECT_FALSE(control.RecognizeTerminalText()) << "the event cannot go out";
+  control.SetCEIDEnable(20, true);
+  EXPECT_TRUE(control.RecognizeTerminalText()) << "and the text is still there";
   EXPECT_FALSE(control.RecognizeTerminalText()) << "once";
   settle(4);
-  answer = 2;
-  EXPECT_EQ(ask("s10f3w{<b 1><a'Hello'>}"), "S10F4 <b 0x02>");
+  for (const int16_t refusal : {int16_t{1}, int16_t{2}}) {
+    answer = refusal;
+    EXPECT_EQ(ask("s10f3w{<b 1><a'Hello'>}"), "S10F4 <b 0x0" + std::to_string(refusal) + ">");
+  }
   EXPECT_FALSE(control.RecognizeTerminalText()) << "never shown";
   host.messages.clear();
   EXPECT_TRUE(control.SendTerminalText(3, "Help"));
@@ -99,7 +141,7 @@ TEST_F(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
   events.RegisterCEID(33, RoleOperatorChangedConstant, "");
   events.SetReport(1, {24, 22});
   events.SetReport(2, {25, 26});
-  for (const uint32_t ceid : {30, 31})
+  for (const uint32_t ceid : {30U, 31U})
     events.LinkReport(ceid, 1);
   events.LinkReport(32, 2);
   const auto heard = [this] {
@@ -116,9 +158,28 @@ TEST_F(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
   EXPECT_EQ(heard(), Messages{});
   EXPECT_TRUE(equipment.control->InvokeAlarm(5, 5));
   EXPECT_EQ(heard().back(), "S6F11W { <u4 2> <u4 31> * CEID { { <u4 1> { <u4 5> { } } } } }");
+  // A disabled alarm has its event and its state, but no message; off-line there is the state
+  // alone.
+  ask("s5f3w{<b 0><u4 6>}");
+  heard();
+  EXPECT_FALSE(equipment.control->InvokeAlarm(6, 0x86));
+  EXPECT_EQ(heard(),
+            Messages{"S6F11W { <u4 3> <u4 30> * CEID { { <u4 1> { <u4 6> { <u4 6> } } } } }"});
+  equipment.control->SetControlState(0);
+  EXPECT_FALSE(equipment.control->InvokeAlarm(6, 6));
+  EXPECT_FALSE(equipment.control->InvokeAlarm(5, 0x85));
+  EXPECT_TRUE(equipment.control->ALIDSet(5) && !equipment.control->ALIDSet(6));
+  equipment.control->SetCapabilities(0);
+  EXPECT_FALSE(equipment.control->InvokeAlarm(6, 0x86));
+  EXPECT_FALSE(equipment.control->ALIDSet(6)) << "nothing changes while it may not be reported";
+  equipment.control->SetCapabilities(kAllCapabilities);
+  equipment.control->SetControlStateSwitch(true);
+  settle(4);
+  EXPECT_EQ(ask("s1f3w{<u4 22>}"), "S1F4 { { <u4 5> } }");
+  heard();
   EXPECT_TRUE(equipment.control->SetProcessState(3));
   EXPECT_FALSE(equipment.control->SetProcessState(3));
-  EXPECT_EQ(heard(), Messages{"S6F11W { <u4 3> <u4 32> * CEID { { <u4 2> { <u1 3> <u1 0> } } } }"});
+  EXPECT_EQ(heard(), Messages{"S6F11W { <u4 4> <u4 32> * CEID { { <u4 2> { <u1 3> <u1 0> } } } }"});
 }
 
 TEST_F(GemPair, TheModelAnswersWhatTheApplicationDoesNot) {

@@ -193,6 +193,11 @@ TEST_F(GemLimitsTest, ATransitionBetweenZonesIsReported) {
   EXPECT_EQ(crossings(2, "15"), "2.7 down") << "limits outlive the process";
   equipment.control->SetCapabilities(0);
   EXPECT_EQ(crossings(2, "0"), "");
+  equipment.control->UnregisterVID(2);
+  equipment.control->RegisterVID(2, StatusVariable, SecsDWord, "0", "100", "0", "mm", "another");
+  equipment.control->SetCapabilities(kAllCapabilities);
+  EXPECT_EQ(ask("s2f47w{<u4 2>}"), "S2F48 { { <u4 2> { <a 'mm'> <u4 0> <u4 100> { } } } }")
+      << "they were those of the variable that has gone";
 }
 
 TEST_F(GemLimitsTest, TheApplicationMayChangeValuesInReports) {

@@ -1,5 +1,6 @@
 // The properties of a Gem control by itself. What scripts reach of it is tested by those.
 #include "controls/gem_ctrl.h"
+#include "gem/engine/engine.h"
 
 #include "controls/gem_pair.h"
 #include "gem/data/data_file.h"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controls/gem_ctrl.h"
+#include "gem/engine/engine.h"
 #include "gem/fake_owner.h"
 #include "support/table.h"
 #include "support/temporary_directory.h"

@@ -25,13 +25,19 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersForProcessPrograms) {
            Case{"s7f3w{<a'A'><a'x'>}", "1 A", 3, "S7F4 <b 0x03>"},
            Case{"s7f3w{<a'A'><a'x'>}", "1 A", 0, "S7F4 <b 0x00>"},
            Case{"s7f3w{<a'A'><a'y'>}", "2 A", 5, "S7F4 <b 0x05>"},
-           Case{"s7f23w{<a'A'><a><a>{}}", "2 A", 6, "S7F24 <b 0x06>"},
+           Case{"s7f23w{<a'A'><a><a>{}}", "2 A", 7, "S7F24 <b 0x07>"},
            Case{"s7f5w<a'A'>", "4 A", 1, "S7F6 { }"},
            Case{"s7f5w<a'A'>", "4 A", 0, "S7F6 { <a 'A'> <a 'x'> }"},
            Case{"s7f31w{<a'A'><a><a>}", "7 A", 1, "S7F32 <b 0x01>"},
            Case{"s7f17w{<a'A'>}", "3 A", 1, "S7F18 <b 0x01>"},
            Case{"s7f17w{}", "3 ", 1, "S7F18 <b 0x01>"},
            Case{"s7f5w<a'A'>", "4 A", 0, "S7F6 { <a 'A'> <a 'x'> }"},
+           // Performed, with the completion told later: the event of the change does.
+           Case{"s7f3w{<a'A'><a'later'>}", "2 A", 6, "S7F4 <b 0x06>"},
+           Case{"s7f5w<a'A'>", "4 A", 0, "S7F6 { <a 'A'> <a 'later'> }"},
+           Case{"s7f17w{<a'A'>}", "3 A", 6, "S7F18 <b 0x06>"},
+           Case{"s7f3w{<a'A'><a'x'>}", "1 A", 0, "S7F4 <b 0x00>"},
+           Case{"s7f3w{<a'B'><a'y'>}", "1 B", 0, "S7F4 <b 0x00>"},
        }) {
     std::string told;
     equipment.onEvent = [&](const std::string &line) {
@@ -44,6 +50,12 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersForProcessPrograms) {
     EXPECT_EQ(ask(row.message), row.reply);
     EXPECT_EQ(told, std::string("ProcessProgram ") + row.told);
   }
+  equipment.onEvent = [&](const std::string &line) {
+    if (line == "ProcessProgram 3 B")
+      control.SetACKC7(1);
+  };
+  EXPECT_EQ(ask("s7f17w{<a'A'><a'B'>}"), "S7F18 <b 0x01>");
+  EXPECT_EQ(control.ProcessPrograms(), "A\nB") << "all of them, or none";
   equipment.onEvent = [&](const std::string &line) {
     if (line != "ProcessProgram 2 A")
       return;
@@ -117,6 +129,11 @@ TEST_F(GemCapabilitiesTest, ChangesOfProcessProgramsAreReported) {
   EXPECT_TRUE(control.DeleteProcessProgram("A"));
   EXPECT_FALSE(control.DeleteProcessProgram("A"));
   EXPECT_EQ(heard(""), (Messages{changed(5, "B", 1), changed(6, "A", 3)}));
+  EXPECT_EQ(
+      heard("s7f3w{<b 65 0 255><a'x'>}"),
+      Messages{"S6F11W { <u4 7> <u4 30> * CEID { { <u4 1> { <b 0x41 0x00 0xff> <u1 1> } } } }"})
+      << "a name of bytes";
+  EXPECT_EQ(heard("s7f17w{<b 65 0 255>}").size(), 1U);
   control.SetCapabilities(0);
   EXPECT_EQ(heard("s7f3w{<a'Z'><a'x'>}"), Messages{});
   EXPECT_EQ(control.ProcessPrograms(), "B") << "acknowledged, and nothing else";

@@ -85,7 +85,7 @@ TEST_F(GemSpoolTest, KeepsTheOrderUntilTheHostHasAll) {
   EXPECT_EQ(valueOf(RoleSpoolCountActual), "5");
   EXPECT_EQ(valueOf(RoleSpoolCountTotal), "5");
   EXPECT_EQ(events(), Ceids{});
-  EXPECT_EQ(ask("s6f23w<u1 2>"), "S6F24 <b 0x01>");
+  EXPECT_EQ(ask("s6f23w<u1 2>").substr(0, 4), "S9F7");
   EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
   EXPECT_EQ(events(), (Ceids{17, 7, 8, 8, 18}));
   EXPECT_EQ(eq.SpoolState(), kInactive);
@@ -141,6 +141,137 @@ TEST_F(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
   comeBack();
   EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
   EXPECT_EQ(events(), (Ceids{17, 7, 19, 18}));
+}
+
+// However communications end, what was under way then is the first that is spooled, in its order.
+TEST_F(GemSpoolTest, KeepsWhatWasNotAnswered) {
+  setUp();
+  const auto endLink = [this] { lose(); };
+  const auto runOutOfTime = [this] {
+    net.clock.advance(46'000);
+    settle(2);
+  };
+  const auto disable = [this] { eq.SetCommunicationState(0); };
+  // Another one before the loss is known.
+  const auto endLinkUnnoticed = [this] {
+    equipment.onEvent = [this](const std::string &line) {
+      if (line.starts_with("Disconnected")) {
+        EXPECT_TRUE(eq.InvokeEvent(7)) << "the states follow on the next tick";
+      }
+    };
+    lose();
+    equipment.onEvent = nullptr;
+  };
+  // What a line with retries gives up, and all that waited behind it.
+  std::vector<CHSecsMessage> sent;
+  const auto giveUp = [this, &sent] {
+    for (const CHSecsMessage &message : sent)
+      equipment.model().OnSendFailed(message);
+  };
+  struct Case {
+    const char *name;
+    std::function<void()> loss;
+    Ceids spooled;
+  };
+  for (const Case &row :
+       {Case{"the link is lost", endLink, {8, 7, 17, 8}}, Case{"T3", runOutOfTime, {8, 7, 17, 8}},
+        Case{"disabled", disable, {8, 7, 17, 8}}, Case{"given up", giveUp, {8, 7, 17, 8}},
+        Case{"not yet noticed", endLinkUnnoticed, {8, 7, 17, 7, 8}}}) {
+    host.answers = true;
+    EXPECT_TRUE(eq.InvokeEvent(7));
+    EXPECT_EQ(events(), Ceids{7}) << row.name;
+    host.answers = false;
+    sent.clear();
+    for (const int ceid : {8, 7}) {
+      EXPECT_TRUE(eq.InvokeEvent(ceid));
+      const CHSecsMessage &message = equipment.model().slot(CHGem::kSent).message;
+      CHSecsMessage &kept = sent.emplace_back();
+      kept.header = message.header;
+      kept.root = message.root.clone();
+    }
+    EXPECT_EQ(events(), (Ceids{8, 7})) << row.name << ": they did arrive";
+    row.loss();
+    EXPECT_TRUE(eq.InvokeEvent(8)) << row.name;
+    host.answers = true;
+    lose();
+    comeBack();
+    EXPECT_EQ(ask("s6f23w<u1 0>"), kDone) << row.name;
+    Ceids arrived = events();
+    EXPECT_EQ(arrived.back(), 18) << row.name;
+    arrived.pop_back();
+    EXPECT_EQ(arrived, row.spooled) << row.name;
+  }
+  // Answered in another order, more than there is room for, and switched off.
+  host.answers = false;
+  eq.SetMaxSpoolMessages(3);
+  for (const int ceid : {7, 8, 7, 8, 7})
+    EXPECT_TRUE(eq.InvokeEvent(ceid));
+  settle(2);
+  host.control->SetWorkSpace(CHGem::kReceived);
+  host.control->DefProc(); // the last one
+  settle(2);
+  lose();
+  EXPECT_EQ(eq.SpoolCount(), 3) << "two events and that of the beginning";
+  eq.SetMaxSpoolMessages(100);
+  host.answers = true;
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{7, 8, 17, 18}));
+  host.answers = false;
+  EXPECT_TRUE(eq.InvokeEvent(8));
+  eq.SetCapabilities(0);
+  eq.SetCapabilities(CapabilitySpooling);
+  host.answers = true;
+  lose();
+  EXPECT_EQ(eq.SpoolCount(), 1);
+}
+
+// The host hung until T3 of an event had run out, and answers the next one then.
+TEST_F(GemSpoolTest, ALateReplyTakesItsMessageOut) {
+  setUp();
+  host.answers = false;
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  settle(2);
+  net.clock.advance(30'000);
+  EXPECT_TRUE(eq.InvokeEvent(8));
+  settle(2);
+  const auto systemBytes = host.model().slot(CHGem::kReceived).message.header.systemBytes;
+  net.clock.advance(16'000);
+  settle(2);
+  EXPECT_EQ(eq.SpoolCount(), 3);
+  host.control->SetWorkSpace(CHGem::kWork);
+  host.control->SetSML("s6f12<b 0>");
+  host.control->SetSystemBytes(static_cast<int32_t>(systemBytes));
+  EXPECT_TRUE(host.control->Send());
+  settle(2);
+  EXPECT_EQ(eq.SpoolCount(), 2);
+  EXPECT_EQ(valueOf(RoleSpoolCountActual), "2");
+  lose();
+  ASSERT_TRUE(eq.LoadData());
+  settle();
+  EXPECT_EQ(eq.SpoolCount(), 2) << "which the file knows";
+  host.answers = true;
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{7, 17, 18}));
+}
+
+TEST_F(GemSpoolTest, SwitchingItOffLosesNothing) {
+  setUp();
+  lose();
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  comeBack();
+  host.answers = false;
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  settle(4);
+  eq.SetCapabilities(0);
+  host.answers = true;
+  lose();
+  eq.SetCapabilities(CapabilitySpooling);
+  EXPECT_EQ(eq.SpoolState(), kActive);
+  comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{17, 7, 18})) << "that which was out";
 }
 
 TEST_F(GemSpoolTest, IsFullAtItsBounds) {

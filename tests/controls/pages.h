@@ -114,6 +114,7 @@ protected:
 enum SetupBit : int32_t {
   ModelPage = 0x001,
   HsmsPage = 0x002,
+  CapabilityPage = 0x10000,
   TimeoutPage = 0x004,
   RevisionPage = 0x008,
   StatePage = 0x010,

@@ -42,6 +42,12 @@ TEST_F(SetupPages, PropertiesTakeWhatTheirFieldsCanHold) {
       {TimeoutPage, "LinktestInterval", "60", "60"},
       {TimeoutPage, "KeepAliveIdle", "0", "0"},
       {TimeoutPage, "SendTimeout", "90", "90"},
+      {TimeoutPage, "SecsIT1", "100", "100"},
+      {HsmsPage, "Transport", "SECS-I serial", "1"},
+      {HsmsPage, "SerialPort", "COM4", "com4"},
+      {HsmsPage, "BaudRate", "0", "9600",
+       "Baud Rate takes a number from 1 to 2147483647, not \"0\"."},
+      {HsmsPage, "SecsIMaster", "0", "0"},
       {ModelPage, "Edition", "Current", "1"},
       {LogPage, "Log", "true", "true"},
       {LogPage, "LogCommunication", "false", "false"},
@@ -49,6 +55,10 @@ TEST_F(SetupPages, PropertiesTakeWhatTheirFieldsCanHold) {
       {LogPage, "LogSize", "9", "9"},
       {LogPage, "LogBakCount", "40000", "1",
        "Backups takes a number from 0 to 32767, not \"40000\"."},
+      {CapabilityPage, "MaxTraces", "3", "3"},
+      {CapabilityPage, "MaxSpoolSize", "102401", "16384",
+       "Spool Size (KiB) takes a number from 0 to 102400, not \"102401\"."},
+      {CapabilityPage, "RecipeFolder", "./recipes", "./recipes"},
   };
   for (const auto &row : rows) {
     front.seen.clear();
@@ -57,11 +67,17 @@ TEST_F(SetupPages, PropertiesTakeWhatTheirFieldsCanHold) {
     EXPECT_EQ(eq().get(row.property).value.text(), row.value) << row.property;
     EXPECT_EQ(front.seen.back(), says.empty() ? "sheet: VeltoGem Setup" : "stop Error: " + says);
   }
-  for (const char *line :
-       {"IPAddress=192.168.0.9\n", "T5=1000\n", "FileName=./a b\n", "DeviceID=32767\n",
-        "T3=120000\n", "Host=0\n", "LinktestInterval=60000\n", "KeepAliveIdle=0\n",
-        "SendTimeout=90\n", "Edition=1\n"})
+  for (const char *line : {"IPAddress=192.168.0.9\n", "T5=1000\n", "FileName=./a b\n",
+                           "DeviceID=32767\n", "T3=120000\n", "Host=0\n",
+                           "LinktestInterval=60000\n", "KeepAliveIdle=0\n", "SendTimeout=90\n",
+                           "Edition=1\n", "[SECSI]\nT1=100\nTransport=1\nPortNumber=3\nMaster=0\n"})
     EXPECT_THAT(file(".ini"), HasSubstr(line));
+  EXPECT_TRUE(type(CapabilityPage, "Spooling", "true"));
+  EXPECT_TRUE(type(CapabilityPage, "TraceData", "true"));
+  EXPECT_EQ(eq().Capabilities(), 0x0A);
+  EXPECT_TRUE(type(CapabilityPage, "Spooling", "false"));
+  EXPECT_EQ(eq().Capabilities(), 0x02);
+  EXPECT_THAT(file(".ini"), HasSubstr("Capabilities=2\n"));
   EXPECT_TRUE(eq().modified());
 }
 

@@ -34,10 +34,11 @@ TEST_F(SetupPages, StandInTheirOrderAndShowWhatTheyEdit) {
       ElementsAre(
           "Model: GEM Object Model=true|Role=Equipment|Edition=Early",
           "HSMS: Server=false|IP Address=10.0.0.7|Port Number=5001|My Port Number=0|Device ID=0|"
-          "Discard Duplicated Block=true",
+          "Discard Duplicated Block=true|Serial Port=com1|Baud Rate=9600|"
+          "SECS-I Retry=3|Master (-1: equipment)=-1|Transport=HSMS",
           "Timeout: T3 (s)=45|T5 (s)=10|T6 (s)=5|T7 (s)=10|T8 (s)=5|Linktest Interval (s)=0|"
           "Keep-alive after (s)=10|Keep-alive Interval (s)=5|Keep-alive Count=3|Send Timeout "
-          "(s)=30",
+          "(s)=30|SECS-I T1 (ms)=500|SECS-I T2 (ms)=10000|SECS-I T4 (ms)=45000",
           "Log: Log=false|Log Communication=true|File Name=./tool log|Size (KiB)=1024|Backups=1",
           "Revision: Model Name=ETCH-1|Software Revision=1.00",
           "State: Initial Communication State=Enabled|Establish Communications=true|"

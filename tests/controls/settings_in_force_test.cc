@@ -1,6 +1,7 @@
 // Every setting of the controls on links counts at once, also where nothing else goes on.
 #include "controls/gem_ctrl.h"
 #include "controls/registry.h"
+#include "gem/engine/engine.h"
 #include "support/event_lines.h"
 #include "support/pty.h"
 #include "support/table.h"
@@ -24,9 +25,11 @@ enum class Role { Serial, Listener, Client };
 // A control with an open link, and the far end of that.
 class OpenLink {
 public:
-  OpenLink(const std::string &name, Role role)
+  OpenLink(const std::string &name, Role role, bool secsI)
       : control_(createControl(name, ControlSite(net_.loop))), isGem_(name == "VeltoGem") {
     set("LogFileName", folder_ / "first");
+    if (secsI)
+      set("Transport", 2);
     if (role == Role::Serial) {
       line_.emplace();
       setenv("VELTO_COM51", line_->path().c_str(), 1);
@@ -181,6 +184,7 @@ struct Link {
   const char *control;
   Role role;
   std::vector<const char *> tables;
+  bool secsI = false; // of the equipment
 };
 
 TEST(SettingsOfLinks, CountWhileTheLinkIsIdle) {
@@ -191,6 +195,7 @@ TEST(SettingsOfLinks, CountWhileTheLinkIsIdle) {
       {"VeltoHsms", Role::Client, {"VeltoHsms", "Log", "Name"}},
       {"VeltoGem", Role::Listener, {"VeltoGem", "Log"}},
       {"VeltoGem", Role::Client, {"VeltoGem client"}},
+      {"VeltoGem", Role::Listener, {"VeltoGem over SECS-I"}, true},
   };
   std::set<std::string> covered;
   for (const Link &link : links) {
@@ -199,7 +204,7 @@ TEST(SettingsOfLinks, CountWhileTheLinkIsIdle) {
         covered.insert(std::string(link.control) + "." + row[0]);
         SCOPED_TRACE(link.control + std::string(" as ") + std::to_string(int(link.role)) + ": " +
                      row[0]);
-        OpenLink open(link.control, link.role);
+        OpenLink open(link.control, link.role, link.secsI);
         for (size_t i = 1; i < row.cells.size(); i += 2)
           EXPECT_EQ(open.act(row[i], row[i + 1]), row[i + 1]) << row[i];
       }

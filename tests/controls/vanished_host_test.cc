@@ -1,4 +1,5 @@
 #include "controls/gem_ctrl.h"
+#include "gem/engine/engine.h"
 #include "transport/network.h"
 
 #include <arpa/inet.h>

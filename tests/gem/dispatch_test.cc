@@ -143,7 +143,7 @@ TEST_F(GemDispatch, AReplyThatNoMessageCarriesIsAnAbortAndAProblem) {
   data.variables.Add(large);
   data.reports.Add({9, "", std::vector<uint32_t>(11, 20)});
   data.events.Add({7, "", true, {9}, kNoRole});
-  for (const uint32_t alid : {5, 7})
+  for (const uint32_t alid : {5U, 7U})
     data.alarms.Add({alid, 1, std::string(6'000'000, 'x'), true});
   establish();
   const struct {

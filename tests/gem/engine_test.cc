@@ -1,5 +1,6 @@
 #include "gem/data/data_file.h"
 #include "gem/station.h"
+#include "secs2/reply_text.h"
 #include "secs2/support.h"
 
 #include <gmock/gmock.h>

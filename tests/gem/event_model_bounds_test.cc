@@ -75,7 +75,7 @@ TEST_F(EventModel, ParsesALongTextOnce) {
 
 TEST_F(EventModel, TakesNothingThatCouldNotBeSaved) {
   const std::string filling = "<a'" + std::string(64 << 20, 'x') + "'>";
-  for (const uint32_t vid : {6, 7, 8})
+  for (const uint32_t vid : {6U, 7U, 8U})
     addVariable(vid, StatusVariable, SecsAscii, "").setRawValue(filling);
   data.variables.FindVid(8)->setDescription(std::string((64 << 20) - 3000, 'x'));
   const auto set = [this](size_t size) {

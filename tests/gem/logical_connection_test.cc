@@ -60,7 +60,7 @@ TEST(LogicalConnection, EndsTheTransactionThatAMessageAnswers) {
   Timeouts owner(1000);
   for (const auto &row : kCases) {
     CHLogicalConnection connection(owner, "");
-    connection.OnSent(message("s6f11w{<u4 1><u4 2>{}}", 7).header);
+    connection.OnSent(message("s6f11w{<u4 1><u4 2>{}}", 7).header, {});
     CHSecsVerifier slot;
     const CHSecsMessage received = message(row.sml, row.systemBytes);
     slot.message.header = received.header;
@@ -74,7 +74,7 @@ TEST(LogicalConnection, WaitsForRepliesOfPrimariesWithTheWBitOnly) {
   Timeouts owner(1000);
   CHLogicalConnection connection(owner, "");
   for (const char *sml : {"s6f11{}", "s6f12w<b 0>", "s9f7<b>", "LinktestReq"})
-    connection.OnSent(message(sml, 1).header);
+    connection.OnSent(message(sml, 1).header, {});
   EXPECT_EQ(connection.OpenTransactionCount(), 0U);
   EXPECT_EQ(connection.NextTick(), std::nullopt);
 }
@@ -86,7 +86,7 @@ TEST(LogicalConnection, TimesOutOneTransactionATickInTheOrderTheyWereSent) {
     CHLogicalConnection connection(owner, "");
     connection.SetT3(500);
     for (const uint32_t systemBytes : {1U, 2U, 3U})
-      connection.OnSent(message("s6f11w{}", systemBytes).header);
+      connection.OnSent(message("s6f11w{}", systemBytes).header, {});
     owner.time.advance(500);
     connection.Tick();
     EXPECT_THAT(owner.expired, IsEmpty()) << "T3 has not passed yet";

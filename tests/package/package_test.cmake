@@ -35,8 +35,38 @@ foreach(example ${examples})
   run(${WORK}/examples/${name})
 endforeach()
 
+# The first tool of the guide, in C++, gets the same visits as the one that is a script.
+set(tool ${prefix}/share/velto/examples/first_tool)
+build_project(${tool})
+file(COPY ${tool}/bake.model DESTINATION ${WORK}/visited)
+string(RANDOM LENGTH 4 ALPHABET 123456789 port)
+set(port 1${port}) # above the usual ones, below those that the system gives
+set(visit "${prefix}/bin/velto host 127.0.0.1:${port} --t5 1 --names ${tool}/bake.model --script ${tool}")
+run(sh -c "cd ${WORK}/visited || exit 1
+  ${WORK}/first_tool/bake bake.model listen:${port} & trap \"kill $!\" EXIT
+  ${visit}/visit.host && sleep 2 && ${visit}/return.host")
+
 build_project(${CMAKE_CURRENT_LIST_DIR}/headers -DTABLE=${SOURCE}/cmake/public_headers.cmake)
 build_project(${CMAKE_CURRENT_LIST_DIR}/embedded -DSOURCE=${SOURCE})
+
+# In C, each with the other side: by pkg-config, as C11 and as C++.
+file(GLOB c_description ${prefix}/lib*/pkgconfig/velto-c.pc ${prefix}/lib*/*/pkgconfig/velto-c.pc)
+find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
+execute_process(COMMAND ${PKG_CONFIG} --cflags --libs ${c_description}
+  OUTPUT_VARIABLE c_flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(c_flags UNIX_COMMAND ${c_flags})
+find_program(CC NAMES cc gcc REQUIRED)
+file(GLOB library_dir ${prefix}/lib*/libvelto.so ${prefix}/lib*/*/libvelto.so)
+cmake_path(GET library_dir PARENT_PATH library_dir)
+set(strict -Wall -Wextra -pedantic -Werror -Wl,-rpath,${library_dir})
+foreach(name gem_equipment gem_host)
+  run(${CC} -std=c11 ${strict} ${prefix}/share/velto/examples/c/${name}.c ${c_flags} -o ${WORK}/c_${name})
+endforeach()
+file(WRITE ${WORK}/header.cc "#include <velto.h>\nint main() { return velto_version() == 0; }\n")
+run(${COMPILER} ${strict} ${WORK}/header.cc ${c_flags} -o ${WORK}/c_header)
+run(${WORK}/c_header)
+run(sh -c "cd ${WORK} || exit 1
+  timeout 20 ./c_gem_equipment 5021 & timeout 20 ./c_gem_host 5021 && wait $!")
 
 # By pkg-config.
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)

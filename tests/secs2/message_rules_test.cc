@@ -1,3 +1,5 @@
+#include "secs2/message_table.h"
+#include "secs2/reply_text.h"
 #include "secs2/support.h"
 #include "secs2/verifier.h"
 

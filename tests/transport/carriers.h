@@ -1,8 +1,9 @@
 #pragma once
 
 #include "base/handle.h"
-#include "transport/hsms/hsms_engine.h"
+#include "platform/null_modem.h"
 #include "transport/hsms/hsms_link.h"
+#include "transport/message_links.h"
 #include "transport/network.h"
 #include "transport/secsi/secsi_socket.h"
 
@@ -116,28 +117,47 @@ public:
   }
 };
 
-class HsmsEngineCarrier final : public Carrier, private MessageLinkOwner {
+/// The ends that the equipment's engine has: each a link that carries messages.
+class MessageLinkCarrier : public Carrier, private MessageLinkOwner {
 public:
-  explicit HsmsEngineCarrier(EventLoop &loop)
-      : engine_(makeHandle<CHHsms>(loop, static_cast<MessageLinkOwner &>(*this))) {}
+  MessageLinkCarrier(EventLoop &loop, LinkProtocol protocol, bool equipment)
+      : loop_(loop), settings_(std::make_shared<LinkSettings>()),
+        link_(makeMessageLink(protocol, loop, *this, settings_)) {
+    settings_->equipment = equipment;
+  }
   bool listen(int32_t port) override {
-    engine_->settings().server = true;
-    engine_->settings().myPortNumber = port;
-    return engine_->Open();
+    settings_->server = true;
+    settings_->myPortNumber = port;
+    return open();
   }
   bool connect(int32_t port) override {
-    engine_->settings().ipAddress = "127.0.0.1";
-    engine_->settings().portNumber = port;
-    return engine_->Open();
+    settings_->ipAddress = "127.0.0.1";
+    settings_->portNumber = port;
+    return open();
   }
-  bool ready() const override { return engine_ && engine_->State() == LinkState::Ready; }
-  int32_t port() const override { return engine_->LocalPort(); }
-  bool send(const Bytes &body) override { return engine_ && engine_->SendMessage(messageOf(body)); }
+  bool ready() const override { return link_ && link_->State() == LinkState::Ready; }
+  int32_t port() const override { return link_->LocalPort(); }
+  bool send(const Bytes &body) override {
+    return link_ && link_->Send(*readHeader(messageOf({})), body);
+  }
   void close() override {
-    if (engine_)
-      engine_->Close();
+    if (link_)
+      link_->Close();
   }
-  void destroy() override { engine_.reset(); }
+  void destroy() override { link_.reset(); }
+
+protected:
+  LinkSettings &settings() { return *settings_; }
+  bool open() {
+    std::optional<bool> outcome;
+    if (!link_->StartOpen([&outcome](bool connected) { outcome = connected; }))
+      return false;
+    // Time stands still: a port that was opened tells of it on the next tick.
+    for (int turns = 0; turns < 2000 && link_ && link_->IsOpen() && !outcome; ++turns)
+      if (!loop_.runOnce(1))
+        static_cast<ManualClock &>(loop_.clock()).advance(1);
+    return outcome.value_or(false);
+  }
 
 private:
   void OnConnected(const std::string &, int32_t) override { note("connected"); }
@@ -148,6 +168,8 @@ private:
   void OnSent(const std::string &, int32_t, const CHSecsHeader &, ByteView) override {
     note("sent");
   }
+  void OnTransmitted(uint32_t) override { note("sent"); }
+  void OnSendFailed(const CHSecsHeader &, ByteView) override { note("failed"); }
   void OnProblem(const std::string &, int32_t, const Problem &problem, ByteView) override {
     note(std::string("problem ") + linkProblemName(problem.code));
   }
@@ -155,7 +177,39 @@ private:
     note("state " + std::to_string(static_cast<int>(next)));
   }
 
-  Handle<CHHsms> engine_;
+  EventLoop &loop_;
+  std::shared_ptr<LinkSettings> settings_;
+  Handle<MessageLink> link_;
+};
+
+template <LinkProtocol kProtocol> class TcpLinkCarrier final : public MessageLinkCarrier {
+public:
+  explicit TcpLinkCarrier(EventLoop &loop) : MessageLinkCarrier(loop, kProtocol, false) {}
+};
+
+/// The two ends of a serial line: who "listens" has the one that the other finds by its number.
+class SerialLinkCarrier final : public MessageLinkCarrier {
+public:
+  explicit SerialLinkCarrier(EventLoop &loop)
+      : MessageLinkCarrier(loop, LinkProtocol::SecsISerial, false), loop_(loop) {}
+  bool listen(int32_t) override {
+    cable_ = std::make_unique<NullModem>(loop_);
+    settings().secsI.portName = cable_->a().path();
+    settings().equipment = true;
+    return open() || !events.empty(); // which may have closed it again
+  }
+  bool connect(int32_t port) override {
+    settings().secsI.portName = "/dev/pts/" + std::to_string(port);
+    return open();
+  }
+  int32_t port() const override {
+    const std::string &path = cable_->b().path();
+    return std::stoi(path.substr(path.rfind('/') + 1));
+  }
+
+private:
+  EventLoop &loop_;
+  std::unique_ptr<NullModem> cable_;
 };
 
 /// A relay between an end that connects to it and one that listens: passes the bytes on in pieces,

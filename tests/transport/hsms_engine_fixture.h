@@ -41,6 +41,12 @@ public:
   void OnRejected(uint32_t systemBytes) override {
     record("rejected " + std::to_string(systemBytes));
   }
+  void OnTransmitted(uint32_t systemBytes) override {
+    record("transmitted " + std::to_string(systemBytes));
+  }
+  void OnSendFailed(const CHSecsHeader &header, ByteView) override {
+    record("failed " + HeaderText(header, HeaderTextMode::Name));
+  }
   void OnStateChanged(LinkState newState, LinkState oldState) override {
     record("state " + std::to_string(int(oldState)) + std::to_string(int(newState)));
   }

@@ -40,7 +40,7 @@ private:
     if (name == "selected")
       link_->SetSelected(value != 0);
     else if (name == "limit")
-      link_->PeerAt(0).SetMaxLength(static_cast<int32_t>(value));
+      link_->PeerAt(0).SetMaxLength(static_cast<uint32_t>(value));
     else if (name == "port")
       link_->SetPortNumber(remotes.at(value)->port());
   }

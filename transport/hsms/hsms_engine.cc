@@ -23,7 +23,10 @@ const char *hsmsStateText(LinkState state) {
 }
 
 CHHsms::CHHsms(EventLoop &loop, MessageLinkOwner &owner)
-    : loop_(loop), owner_(&owner), ticker_(loop, *this) {}
+    : CHHsms(loop, owner, std::make_shared<LinkSettings>()) {}
+
+CHHsms::CHHsms(EventLoop &loop, MessageLinkOwner &owner, std::shared_ptr<LinkSettings> settings)
+    : loop_(loop), owner_(&owner), kept_(std::move(settings)), ticker_(loop, *this) {}
 
 CHHsms::~CHHsms() = default;
 
@@ -195,7 +198,7 @@ void CHHsms::complete(CHSecsHeader &header) {
   case SType::DeselectReq:
   case SType::LinktestReq:
   case SType::SeparateReq:
-    header.systemBytes = nextSystemBytes();
+    header.systemBytes = systemBytes_.next(settings_.highSystemBytes);
     [[fallthrough]];
   case SType::LinktestRsp:
     header.functionByte = 0;
@@ -211,17 +214,7 @@ void CHHsms::complete(CHSecsHeader &header) {
     break;
   }
   header.setSType(SType::Data);
-  const bool isPrimary = header.function() % 2 == 1;
-  if (header.wbit() || (isPrimary && header.systemBytes == 0))
-    header.systemBytes = nextSystemBytes();
-}
-
-// The upper bit tells the two ends apart, so a number comes again after 2^31 - 1 of them.
-uint32_t CHHsms::nextSystemBytes() {
-  constexpr uint32_t kHighBit = 0x80000000;
-  const uint32_t next = systemBytes_;
-  systemBytes_ = next == kHighBit - 1 ? 1 : next + 1;
-  return settings_.highSystemBytes ? next | kHighBit : next;
+  systemBytes_.complete(header, settings_.highSystemBytes);
 }
 
 // Ticks -----------------------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 
 #include "base/handle.h"
 #include "transport/link/message_link.h"
+#include "transport/link/system_bytes.h"
 #include "transport/link/ticker.h"
 
 #include <cstdint>
@@ -24,6 +25,8 @@ class CHHsms final : public MessageLink,
                      private Ticker::Client {
 public:
   CHHsms(EventLoop &loop, MessageLinkOwner &owner);
+  /// With settings that outlive the link.
+  CHHsms(EventLoop &loop, MessageLinkOwner &owner, std::shared_ptr<LinkSettings> settings);
   ~CHHsms() override;
   CHHsms(const CHHsms &) = delete;
   CHHsms &operator=(const CHHsms &) = delete;
@@ -31,6 +34,7 @@ public:
   LinkSettings &settings() override { return settings_; }
   void settingsChanged() override { ticker_.arm(); }
   LinkState State() const override { return state_; }
+  bool HasPartner() const override { return linkState() == LinkState::Ready; }
   const char *protocolName() const override { return "HSMS"; }
   const char *stateText() const override { return hsmsStateText(state_); }
   bool IsOpen() const override;
@@ -109,17 +113,17 @@ private:
   void answer(Peer &peer, const CHSecsHeader &request, SType type, uint8_t status);
   void reject(Peer &peer, const CHSecsHeader &rejected, uint8_t reason);
   void complete(CHSecsHeader &header);
-  uint32_t nextSystemBytes();
   void reportProblem(Peer &peer, const Problem &problem, ByteView data = {});
 
   EventLoop &loop_;
   MessageLinkOwner *owner_; // never null
-  LinkSettings settings_;
+  std::shared_ptr<LinkSettings> kept_;
+  LinkSettings &settings_ = *kept_;
   Ticker ticker_;
   LinkState state_ = LinkState::Down;
-  uint32_t systemBytes_ = 1; // of the next request
-  bool t6Reported_ = false;  // in this tick
-  int openError_ = 0;        // the number to report of an attempt to open; 0: none
+  SystemBytes systemBytes_;
+  bool t6Reported_ = false; // in this tick
+  int openError_ = 0;       // the number to report of an attempt to open; 0: none
   std::shared_ptr<LinkCounters> counters_ = std::make_shared<LinkCounters>();
   Handle<Peer> root_; // the connection or the listener
 };

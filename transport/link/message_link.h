@@ -6,9 +6,11 @@
 #include "transport/link/problem.h"
 #include "transport/link/statistics.h"
 #include "transport/link/ticker.h"
+#include "transport/secsi/serial_ports.h"
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -24,6 +26,27 @@ struct HsmsSession {
   enum Mode : int32_t { Generic = 0, Single = 1, General = 2 };
 };
 using HsmsSessionMode = HsmsSession::Mode;
+
+/// What a SECS-I line needs beside the address of its TCP connection (SEMI E4). Name, number and
+/// rate of the serial port count from the next opening on, all else at once.
+struct SecsILine {
+  enum Master : int32_t { MasterByRole = -1, Slave = 0, AlwaysMaster = 1 };
+
+  std::string portName;   ///< a device, or "com1" and so on; empty: by its number
+  int32_t portNumber = 0; ///< 0 is COM1
+  int32_t baudRate = 9600;
+  int32_t t1 = 500;              ///< between characters of a block
+  int32_t t2 = 10'000;           ///< for EOT, the length byte, ACK or NAK
+  int32_t t4 = 45'000;           ///< between blocks of a message
+  int32_t retry = 3;             ///< further attempts for a block
+  int32_t master = MasterByRole; ///< who wins contention: the equipment, unless set otherwise
+
+  /// The port as it is opened.
+  std::string name() const { return portName.empty() ? SerialPorts::name(portNumber) : portName; }
+  bool isMaster(bool equipment) const {
+    return master == MasterByRole ? equipment : master != Slave;
+  }
+};
 
 /// How a message link is opened and how it behaves. Times are milliseconds; negative ones count as
 /// 0. Addresses and limits count from the next opening on, all else at once.
@@ -47,6 +70,9 @@ struct LinkSettings {
   /// Own system bytes begin at 0x80000001, else at 1. Two ends of which one has this never share
   /// any: there are partners that tell transactions apart by system bytes alone.
   bool highSystemBytes = false;
+  /// This side is the equipment: what it sends over SECS-I has the R-bit, and it is the master.
+  bool equipment = false;
+  SecsILine secsI;
 };
 
 /// What a message link tells its owner, naming the connection by the remote end's address. The
@@ -82,6 +108,12 @@ public:
   virtual void OnProblem(const std::string &ipAddress, int32_t portNumber, const Problem &problem,
                          ByteView data) = 0;
   virtual void OnStateChanged(LinkState next, LinkState previous) = 0;
+  /// Of a link whose messages wait for the line: all of the message is with the partner, and the
+  /// time for its reply begins.
+  virtual void OnTransmitted(uint32_t /*systemBytes*/) {}
+  /// The same link has given a message up after the last attempt; those that waited behind it
+  /// follow, each in a call of its own (SEMI E4 7.4: a failure to send).
+  virtual void OnSendFailed(const CHSecsHeader & /*header*/, ByteView /*body*/) {}
 };
 
 /// A link that carries SECS-II messages, whatever the transport. Owned through a Handle. It ticks
@@ -95,6 +127,8 @@ public:
   virtual void settingsChanged() = 0;
 
   virtual LinkState State() const = 0;
+  /// Whether there is a partner to send to, which State() may tell only from the next tick on.
+  virtual bool HasPartner() const { return State() == LinkState::Ready; }
   /// The protocol ("HSMS") and the state, as an operator knows them.
   virtual const char *protocolName() const = 0;
   virtual const char *stateText() const = 0;
@@ -122,6 +156,16 @@ public:
   /// completes the header, with new system bytes for every primary with the W-bit and any other
   /// that has none; returns it as it went out, or nothing when the message cannot be sent.
   virtual std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) = 0;
+  /// Bytes that the body of a message may have, as far as the link minds.
+  virtual size_t longestBody() const { return std::numeric_limits<size_t>::max(); }
+  /// The most of a body that goes out in one block; nothing where there are no blocks.
+  virtual std::optional<size_t> blockData() const { return std::nullopt; }
+  /// What Send() took waits for the line; OnTransmitted() or OnSendFailed() follows.
+  virtual bool sendsLater() const { return false; }
+  /// Messages wait for the line now.
+  virtual bool hasUnsent() const { return false; }
+  /// Whether a part of the reply to a primary, or a part of what may be one, has arrived.
+  virtual bool replyArrives(const CHSecsHeader & /*primary*/) const { return false; }
 
   /// The link is part of a larger engine, which calls Poll(): it ticks by itself no longer.
   virtual void TickWith(Ticker &whole) = 0;

@@ -18,13 +18,30 @@ public:
     uint32_t sentAt;
     uint64_t number; ///< counts what was sent, where several lists share one count
     CHSecsHeader header;
-    Bytes message; ///< for who has to show it; else empty
+    Bytes message;      ///< for who has to show it; else empty
+    bool waits = false; ///< the request waits for the line: its time has not begun
   };
 
   bool empty() const { return entries_.empty(); }
   size_t size() const { return entries_.size(); }
   void clear() { entries_.clear(); }
-  void open(const CHSecsHeader &header, uint32_t now) { open(header, {}, now, 0); }
+  void open(const CHSecsHeader &header, uint32_t now, bool waits = false) {
+    open(header, {}, now, 0);
+    entries_.back().waits = waits;
+  }
+  /// The request with those system bytes has left the line.
+  void begin(uint32_t systemBytes, uint32_t now) {
+    const auto found = std::ranges::find_if(entries_, [=](const Entry &entry) {
+      return entry.waits && entry.header.systemBytes == systemBytes;
+    });
+    if (found == entries_.end())
+      return;
+    Entry begun = std::move(*found);
+    entries_.erase(found);
+    begun.waits = false;
+    begun.sentAt = now;
+    entries_.push_back(std::move(begun));
+  }
   void open(const CHSecsHeader &header, ByteView message, uint32_t now, uint64_t number) {
     entries_.push_back({now, number, header, Bytes(message.begin(), message.end())});
   }

@@ -2,20 +2,12 @@
 
 #include "base/bytes.h"
 #include "transport/log/log_file.h"
+#include "transport/log/log_settings.h"
 
 #include <cstdint>
 #include <string>
 
 namespace velto {
-
-/// The log properties that the transport controls share.
-struct LogSettings {
-  bool log = false;
-  bool verbose = false; ///< adds hexadecimal dumps
-  std::string fileName = "./Velto";
-  int32_t size = 1024; ///< KiB
-  int16_t backupCount = 1;
-};
 
 /// Writes what happens on a link to its communication log. Lives for one record. A record takes no
 /// more bytes than the log may have (LogSize); what is longer is not even printed to its end.

@@ -23,6 +23,7 @@ constexpr size_t kMostBlocks = 32'767;
 constexpr uint16_t kEBit = 0x8000;         ///< of the header's block word: the last block
 constexpr size_t kBlockWord = 4;           ///< where it stands in the header
 constexpr uint16_t kDeviceIdMask = 0x7FFF; ///< of the header's first word; the R-bit is the other
+constexpr uint16_t kDirectionBit = 0x8000; ///< the R-bit: from the equipment
 
 /// The sum that a block carries (SEMI E4 8.5).
 uint16_t blockSum(ByteView block);

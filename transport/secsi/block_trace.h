@@ -3,6 +3,7 @@
 #include "base/bytes.h"
 #include "platform/clock.h"
 #include "platform/file.h"
+#include "transport/log/log_file.h"
 #include "transport/secsi/secsi_settings.h"
 
 #include <string_view>

@@ -10,7 +10,6 @@ namespace velto {
 
 namespace {
 
-constexpr uint16_t kRBit = 0x8000;    // from the equipment
 constexpr uint8_t kBinaryItem = 0x21; // with one length byte
 
 } // namespace
@@ -146,7 +145,8 @@ void BlockTransfer::completeHeader(Bytes &message) const {
   header.blockWord = variant_.numbersSingleBlocks ? kEBit | 1U : header.blockWord | kEBit;
   if (settings_.equipment && header.function() % 2 == 0)
     header.setWbit(false);
-  header.idWord = (settings_.deviceId & kDeviceIdMask) | (settings_.master ? kRBit : 0U);
+  if (!settings_.carriesOnly)
+    header.idWord = (settings_.deviceId & kDeviceIdMask) | (settings_.master ? kDirectionBit : 0U);
   EncodeHeader(header, std::span(message).first<CHSecsHeader::kSize>());
 }
 
@@ -195,7 +195,7 @@ void BlockTransfer::blockAcknowledged() {
   queuedBytes_ -= sent.message().size();
   owner_.OnQueuesChanged();
   const CHSecsHeader header = *readHeader(sent.message());
-  if (!settings_.msec && header.wbit() && header.function() % 2 != 0)
+  if (!settings_.msec && !settings_.carriesOnly && header.wbit() && header.function() % 2 != 0)
     open_.open(header, sent.message(), clock_.ticks(), sentCount_++);
   owner_.OnMessageSent(sent.message(), true);
 }

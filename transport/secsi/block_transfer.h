@@ -74,6 +74,12 @@ public:
   /// The line is gone: reports every queued message as failed and starts anew.
   void FailAll();
 
+  /// Whether a reply to `primary` may be on its way in: blocks of it, or a block, have begun to
+  /// arrive.
+  bool replyArrives(const CHSecsHeader &primary) const {
+    return takesBlock() || assembly_.holdsReplyTo(primary);
+  }
+
   // The queues, for those who look at them: of each message the header and up to two bytes of data.
   size_t OutCount() const { return queue_.size(); }
   /// Bytes of all messages that wait to be sent.

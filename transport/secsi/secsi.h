@@ -44,6 +44,8 @@ public:
   /// The same from hexadecimal text; at least 20 digits.
   bool QueueHex(std::string_view text);
 
+  /// The engine is part of a larger one, which calls Poll(): it ticks by itself no longer.
+  void TickWith(Ticker &whole) { ticker_.follow(&whole); }
   /// One tick, which comes by itself. Reads what the device has before it looks for time-outs.
   void Poll();
   /// As BlockTransfer::NextPoll().

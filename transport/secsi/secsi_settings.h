@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transport/log/link_log.h"
+#include "transport/log/log_settings.h"
 
 #include <cstdint>
 
@@ -17,6 +17,8 @@ struct SecsISettings {
   int16_t retry = 3;      ///< further attempts for a block (SEMI E4 7.4)
   bool equipment = false; ///< checks device IDs, sends stream 9
   uint16_t deviceId = 0;  ///< own, 15 bits
+  /// The protocol above has the say: IDs and R-bit go out as given, and it waits for replies (T3).
+  bool carriesOnly = false;
   LogSettings log{.fileName = {}}; ///< with `verbose`: of every character exchanged
 };
 

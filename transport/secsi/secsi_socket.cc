@@ -45,6 +45,20 @@ bool CHSecsISocket::QueueMessage(ByteView message) {
 
 bool CHSecsISocket::QueueHex(std::string_view text) { return QueueMessage(fromHex(text)); }
 
+size_t CHSecsISocket::OutCount() const {
+  size_t count = transfer_.OutCount();
+  for (size_t i = 0; i < PeerCount(); ++i)
+    count += static_cast<const CHSecsISocket &>(PeerAt(i)).OutCount();
+  return count;
+}
+
+bool CHSecsISocket::replyArrives(const CHSecsHeader &primary) const {
+  for (size_t i = 0; i < PeerCount(); ++i)
+    if (static_cast<const CHSecsISocket &>(PeerAt(i)).replyArrives(primary))
+      return true;
+  return transfer_.replyArrives(primary);
+}
+
 void CHSecsISocket::Close() {
   transfer_.Reset();
   CHHsmsConnection::Close();

@@ -30,6 +30,11 @@ public:
   /// The same from hexadecimal text; at least 20 digits.
   bool QueueHex(std::string_view text);
 
+  /// Messages that wait to be sent; of a listener, to any of its peers.
+  size_t OutCount() const;
+  /// As BlockTransfer::replyArrives(); of a listener, at any of its peers.
+  bool replyArrives(const CHSecsHeader &primary) const;
+
   void Close() override;
   void Poll() override;
   std::optional<uint32_t> NextPoll() const override;

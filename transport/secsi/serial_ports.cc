@@ -7,10 +7,7 @@
 
 namespace velto {
 
-namespace {
-
-// The number in a port name; 0 for another name.
-int portNumber(std::string_view name) {
+int SerialPorts::number(std::string_view name) {
   constexpr std::string_view kDevices = "\\\\.\\";
   constexpr std::string_view kPrefix = "com";
   if (name.starts_with(kDevices))
@@ -23,8 +20,6 @@ int portNumber(std::string_view name) {
   return error == std::errc{} && end == name.data() + name.size() && number > 0 ? number : 0;
 }
 
-} // namespace
-
 void SerialPorts::map(int number, std::string path) {
   if (path.empty())
     mapped_.erase(number);
@@ -33,15 +28,15 @@ void SerialPorts::map(int number, std::string path) {
 }
 
 std::string SerialPorts::devicePath(std::string_view name) const {
-  const int number = portNumber(name);
-  if (number == 0)
+  const int port = number(name);
+  if (port == 0)
     return std::string(name);
-  if (const auto mapped = mapped_.find(number); mapped != mapped_.end())
+  if (const auto mapped = mapped_.find(port); mapped != mapped_.end())
     return mapped->second;
-  const char *path = std::getenv(("VELTO_COM" + std::to_string(number)).c_str());
+  const char *path = std::getenv(("VELTO_COM" + std::to_string(port)).c_str());
   if (path != nullptr && *path != '\0')
     return path;
-  return "/dev/ttyS" + std::to_string(number - 1);
+  return "/dev/ttyS" + std::to_string(port - 1);
 }
 
 const SerialPorts &systemPorts() {

@@ -20,6 +20,8 @@ public:
   /// The device behind a port name ("com3", also "\\.\com3"); any other name is a path itself.
   std::string devicePath(std::string_view name) const;
 
+  /// The number in a port name ("com3", also "\\\\.\\com3"); 0 for any other name.
+  static int number(std::string_view name);
   /// The name of a port by its index: 0 is "com1".
   static std::string name(int index) { return "com" + std::to_string(index + 1); }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 
 namespace velto {
@@ -34,14 +33,6 @@ std::string readOptions(const CommandArguments &arguments, std::span<const Optio
       *option->value = arguments[++i];
   }
   return "";
-}
-
-std::optional<int32_t> wholeNumber(std::string_view text, int32_t low, int32_t high) {
-  int32_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc{} || end != text.data() + text.size() || number < low || number > high)
-    return std::nullopt;
-  return number;
 }
 
 std::optional<std::string> readStandardInput() {

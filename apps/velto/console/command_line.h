@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/text.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -32,9 +34,6 @@ struct Option {
 /// the command line, an empty text when nothing is.
 std::string readOptions(const CommandArguments &arguments, std::span<const Option> options,
                         std::vector<std::string> &rest);
-
-/// A text as a decimal number. Nothing when it is not a number, or out of range.
-std::optional<int32_t> wholeNumber(std::string_view text, int32_t low, int32_t high);
 
 /// All of standard input. Nothing when it cannot be read.
 std::optional<std::string> readStandardInput();

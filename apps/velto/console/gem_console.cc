@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/literal.h"
 #include "base/date_time.h"
+#include "base/json_text.h"
 #include "base/text.h"
 #include "gem/engine/gem.h"
 #include "secs2/message_table.h"
@@ -16,23 +17,6 @@ namespace {
 
 constexpr size_t kTextColumn = 14;                  // where the text behind the time begins
 constexpr size_t kMostOfSml = kMostOnScreen - 1024; // with room for the indentation of some lines
-
-// Text in JSON quotes. A byte beyond ASCII becomes the character with its number (ISO 8859-1).
-std::string jsonText(std::string_view text) {
-  std::string out = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\')
-      out.append({'\\', c});
-    else if (c == '\n')
-      out += "\\n";
-    else if (byte < 0x20 || byte >= 0x7f)
-      out += formatText("\\u%04x", byte);
-    else
-      out += c;
-  }
-  return out + '"';
-}
 
 struct JsonValue {
   std::string operator()(const std::string &text) const { return jsonText(text); }
@@ -108,7 +92,8 @@ std::string indented(std::string_view lines) {
 void GemConsole::follow(CVeltoGemCtrl &control) {
   const auto peer = [this](const char *name) {
     return [this, name](const std::string &address, int32_t port) {
-      event(name, std::string(name) + ": " + address + ':' + std::to_string(port),
+      const std::string number = port == 0 ? "" : ':' + std::to_string(port); // a serial port
+      event(name, std::string(name) + ": " + address + number,
             {{"address", address}, {"port", int64_t{port}}});
     };
   };
@@ -121,8 +106,10 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
     lost(address, port);
     counters(control);
   };
-  control.onConnectionStateChanged = [state](int16_t next, int16_t) {
-    state("link", hsmsStateText(static_cast<LinkState>(next)));
+  control.onConnectionStateChanged = [state, &control](int16_t next, int16_t) {
+    const CHPhysicalConnection &link = control.engine().physical();
+    state("link",
+          link.isHsms() ? hsmsStateText(static_cast<LinkState>(next)) : link.link().stateText());
   };
   control.onCommunicationStateChanged = [state](int16_t next, int16_t) {
     state("communication", stateName<CommunicationState>(static_cast<uint8_t>(next), "Unknown"));
@@ -238,14 +225,5 @@ void GemConsole::showPrompt(std::string prompt) {
 }
 
 std::string GemConsole::stamp() const { return CJTime(clock_.localTime()).TimeText(0) + "  "; }
-
-void separate(CVeltoGemCtrl &control) {
-  CHSecsMessage request;
-  request.header.setSType(SType::SeparateReq);
-  Bytes bytes;
-  if (request.Encode(bytes))
-    control.engine().SendEncoded(bytes);
-  control.SetPhysicalConnection(false);
-}
 
 } // namespace velto

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controls/gem_ctrl.h"
+#include "gem/engine/engine.h"
 
 #include <cstdint>
 #include <ostream>
@@ -84,8 +85,5 @@ private:
   Style style_;
   std::string prompt_;
 };
-
-/// Sends Separate.req (SEMI E37 7.6) to the partner and closes the link.
-void separate(CVeltoGemCtrl &control);
 
 } // namespace velto

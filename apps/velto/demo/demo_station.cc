@@ -1,7 +1,7 @@
 #include "apps/velto/demo/demo_station.h"
 
 #include "base/date_time.h"
-#include "gem/data/data_file.h"
+#include "gem/model_text/model_file.h"
 #include "secs2/sml_printer.h"
 
 #include <algorithm>
@@ -43,8 +43,9 @@ bool DemoStation::load(const std::string &folder, const std::string &settings,
   const std::string iniFile = folder + "/" + name_ + ".ini";
   control.SetIniFileName(iniFile);
   control.SetDataFileName(folder + "/" + name_ + ".kel");
+  std::string problem;
   const bool written = systemFiles().write(iniFile, settings) &&
-                       saveDataFile(systemFiles(), control.DataFileName(), 0, storeGemData(model));
+                       writeModelData(systemFiles(), control.DataFileName(), model, problem);
   if (!written || !control.LoadData())
     return fail("its files cannot be used");
   return true;
@@ -68,8 +69,7 @@ void DemoStation::receive() {
   if (control.SType() != 0)
     return; // a control message of HSMS
   received_.push_back(oneLine(RenderSml(control.engine().gem()->slot(CHGem::kReceived).message)));
-  if (!onPrimary || !onPrimary())
-    control.DefProc();
+  control.DefProc();
 }
 
 bool DemoStation::send(const std::string &sml) {
@@ -79,10 +79,10 @@ bool DemoStation::send(const std::string &sml) {
   return control.Send() || fail("may not send " + normalised(sml));
 }
 
-bool DemoStation::reply(const std::string &sml) {
-  control.SetReply(true);
-  control.SetSML(sml);
-  return control.Send() || fail("may not answer " + normalised(sml));
+bool DemoStation::ask(std::initializer_list<Exchange> exchanges) {
+  return std::ranges::all_of(exchanges, [this](const Exchange &exchange) {
+    return send(exchange.primary) && expect(exchange.reply);
+  });
 }
 
 bool DemoStation::await(const std::function<bool()> &done, const std::string &what) {
@@ -104,6 +104,12 @@ bool DemoStation::expect(const std::string &sml) {
   const std::string expected = normalised(sml);
   return message == expected ||
          fail("expected " + expected + " and got " + (message.empty() ? "nothing" : message));
+}
+
+bool DemoStation::expectStart(const std::string &start) {
+  const std::string message = next();
+  return message.starts_with(start) ||
+         fail("expected " + start + "... and got " + (message.empty() ? "nothing" : message));
 }
 
 bool DemoStation::fail(const std::string &reason) {

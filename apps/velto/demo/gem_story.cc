@@ -1,10 +1,11 @@
 #include "apps/velto/demo/gem_story.h"
 
 #include "apps/velto/demo/demo_station.h"
-#include "apps/velto/model_text/model_text.h"
 #include "base/text.h"
 #include "demo_examples.h"
+#include "gem/capabilities/capability.h"
 #include "gem/data/data_file.h"
+#include "gem/model_text/model_text.h"
 #include "gem/models/equipment_clock.h"
 
 #include <cstdlib>
@@ -17,7 +18,6 @@ namespace velto {
 namespace {
 
 // Variables, events and alarms of the etch tool.
-constexpr int32_t kClock = 2;
 constexpr int32_t kPressure = 101;
 constexpr int32_t kReflectedPower = 103;
 constexpr int32_t kWafersSinceClean = 111;
@@ -65,16 +65,15 @@ private:
   std::string path_;
 };
 
-struct Exchange {
-  const char *primary;
-  const char *reply;
-};
-
 class GemStory {
 public:
   GemStory() {
     equipment_.narrate("host");
-    equipment_.onPrimary = [this] { return takeCommand(); };
+    equipment_.control.onRemoteCommand = [this](const std::string &name, const std::string &) {
+      std::cout << "The equipment's application is asked to " << name << ".\n";
+      if (name == "START")
+        start();
+    };
     equipment_.control.onVIDChanged = [this](int32_t vid) {
       changed_ = vid;
       std::cout << "The equipment's application hears that constant " << vid << " changed.\n";
@@ -87,21 +86,14 @@ public:
   bool tell() {
     const bool complete = connect() && establishCommunications() && goOnline() && readStatus() &&
                           defineReports() && processWafer() && raiseAlarm() && changeConstant() &&
-                          askForTime() && goOffline() && separate();
+                          askForTime() && traceData() && watchLimits() && sendRecipe() &&
+                          showText() && spool() && goOffline() && separate();
     std::cout << (complete ? "\nAll of it went as it should.\n" : "\nThe demo FAILED.\n");
     return complete;
   }
 
 private:
   static void title(const char *text) { std::cout << "\n== " << text << '\n'; }
-
-  // The host sends each primary and checks the reply.
-  bool ask(std::initializer_list<Exchange> exchanges) {
-    for (const Exchange &exchange : exchanges)
-      if (!host_.send(exchange.primary) || !host_.expect(exchange.reply))
-        return false;
-    return true;
-  }
 
   bool connect() {
     std::cout << "== Connect\n";
@@ -121,6 +113,7 @@ private:
     if (!equipment_.load(folder_.path(),
                          "[HSMS]\nServer=1\nPortNumber=0\n[LogicalConnection]\nHost=0\n", *tool))
       return false;
+    equipment_.control.SetCapabilities(kAllCapabilities);
     const CHPhysicalConnection &listener = equipment_.control.engine().physical();
     equipment_.control.SetPhysicalConnection(true);
     if (!equipment_.await([&] { return listener.LocalPort() != 0; }, "a port"))
@@ -148,36 +141,38 @@ private:
     title("Go on-line");
     std::cout
         << "Off-line, the equipment aborts what it is asked. Its operator turns the switch.\n";
-    if (!ask({{"s1f3w{<u4 1>}", "s1f0"}}))
+    if (!host_.ask({{"s1f3w{<u4 1>}", "s1f0"}}))
       return false;
-    const std::string now = currentTimeText(loop_.clock(), 1);
-    equipment_.control.SetVIDValue(kClock, now);
     equipment_.control.SetControlStateSwitch(true);
     return host_.expect("s1f1w") &&
-           reported("s6f11w{<u4 1><u4 3>{{<u4 1>{<u1 4><a'" + now + "'>}}}}");
+           host_.expectStart("S6F11W { <u4 1> <u4 3> * CEID { { <u4 1> { <u1 4> <a '20") &&
+           acknowledged();
   }
 
   // Waits until the host has received an event report or an alarm and the equipment its
   // acknowledge.
-  bool reported(const std::string &sml) {
-    return host_.expect(sml) &&
-           equipment_.await(
-               [this] { return equipment_.control.engine().logical().OpenTransactionCount() == 0; },
-               "the acknowledge");
+  bool reported(const std::string &sml) { return host_.expect(sml) && acknowledged(); }
+
+  bool acknowledged() {
+    return equipment_.await(
+        [this] { return equipment_.control.engine().logical().OpenTransactionCount() == 0; },
+        "the acknowledge");
   }
 
   bool readStatus() {
     title("Read status");
     equipment_.control.SetVIDValue(kPressure, "8.5");
     equipment_.control.SetVIDValue(kWafersSinceClean, "41");
-    return ask({{"s1f11w{<u4 101><u4 111>}", "s1f12{{<u4 101><a'Chamber pressure'><a'mTorr'>}"
-                                             "{<u4 111><a'Wafers since last clean'><a'wafers'>}}"},
-                {"s1f3w{<u4 1><u4 101><u4 111>}", "s1f4{<u1 4><f4 8.5><u4 41>}"}});
+    return host_.ask(
+        {{"s1f11w{<u4 101><u4 111>}", "s1f12{{<u4 101><a'Chamber pressure'><a'mTorr'>}"
+                                      "{<u4 111><a'Wafers since last clean'><a'wafers'>}}"},
+         {"s1f3w{<u4 1><u4 101><u4 111>}", "s1f4{<u1 4><f4 8.5><u4 41>}"}});
   }
 
   bool defineReports() {
     title("Define and link two reports, enable their events");
-    return ask({{"s2f37w{<bool 0>{}}", "s2f38<b 0>"},
+    return host_.ask(
+               {{"s2f37w{<bool 0>{}}", "s2f38<b 0>"},
                 {"s2f33w{<u4 1>{}}", "s2f34<b 0>"},
                 {"s2f33w{<u4 2>{{<u4 10>{<u4 202><u4 203><u4 204>}}{<u4 20>{<u4 101><u4 205>}}}}",
                  "s2f34<b 0>"},
@@ -195,8 +190,10 @@ private:
 
   bool processWafer() {
     title("Process a wafer");
-    if (!ask({{"s2f41w{<a'DANCE'>{}}", "s2f42{<b 1>{}}"},
-              {"s2f41w{<a'START'>{{<a'LOT'><a'LOT-0042'>}}}", "s2f42{<b 0>{}}"}}) ||
+    if (!host_.ask({{"s2f41w{<a'DANCE'>{}}", "s2f42{<b 1>{}}"},
+                    {"s2f41w{<a'START'>{{<a'SPEED'><u1 9>}}}",
+                     "s2f42{<b 3>{{<a'SPEED'><b 1>}{<a'LOT'><b 2>}}}"},
+                    {"s2f41w{<a'START'>{{<a'LOT'><a'LOT-0042'>}}}", "s2f42{<b 4>{}}"}}) ||
         !reported("s6f11w{<u4 2><u4 11>{{<u4 10>{<a'LOT-0042'><a'W01'><u1 1>}}}}"))
       return false;
     equipment_.control.SetVIDValue(kPressure, "19.75");
@@ -206,27 +203,14 @@ private:
                     "{<u4 20>{<f4 19.75><f4 63.5>}}}}");
   }
 
-  // The application of the equipment: carries out remote commands. True when it has answered
-  // itself.
-  bool takeCommand() {
+  // The application of the equipment, which starts what the model has found in order.
+  void start() {
     CVeltoGemCtrl &control = equipment_.control;
-    if (control.Stream() != 2 || control.Function() != 41)
-      return false;
-    if (value("1") != "START")
-      return equipment_.reply("s2f42{<b 1>{}}"); // HCACK: there is no such command
-    control.SetVIDValue(kLot, value("2/1/2"));
+    control.SetVIDValue(kLot, control.CPVAL("LOT"));
     control.SetVIDValue(kWafer, "W01");
     control.SetVIDValue(kSlot, "1");
+    control.SetHCACK(4); // done later, which an event tells
     loop_.post([this] { equipment_.control.InvokeEvent(kEtchStarted); });
-    return false;
-  }
-
-  // A value of the message that the equipment is receiving.
-  std::string value(const char *path) {
-    equipment_.control.SetNode(path);
-    std::string text = equipment_.control.NodeValue();
-    equipment_.control.SetNode("");
-    return text;
   }
 
   bool raiseAlarm() {
@@ -234,7 +218,7 @@ private:
     equipment_.control.SetVIDValue(kReflectedPower, "21.5");
     equipment_.control.InvokeAlarm(kPowerAboveLimit, kAlarmSet);
     const std::string text = "<u4 3002><a'Reflected power above limit'>}";
-    if (!reported("s5f1w{<b 0x84>" + text) || !ask({{"s1f3w{<u4 103>}", "s1f4{<f4 21.5>}"}}))
+    if (!reported("s5f1w{<b 0x84>" + text) || !host_.ask({{"s1f3w{<u4 103>}", "s1f4{<f4 21.5>}"}}))
       return false;
     equipment_.control.InvokeAlarm(kPowerAboveLimit, 0);
     return reported("s5f1w{<b 0x04>" + text);
@@ -242,9 +226,9 @@ private:
 
   bool changeConstant() {
     title("Change an equipment constant");
-    return ask({{"s2f15w{{<u4 303><f4 25>}}", "s2f16<b 0>"},
-                {"s2f15w{{<u4 303><f4 900>}}", "s2f16<b 1>"},
-                {"s2f13w{<u4 303>}", "s2f14{<f4 25>}"}}) &&
+    return host_.ask({{"s2f15w{{<u4 303><f4 25>}}", "s2f16<b 0>"},
+                      {"s2f15w{{<u4 303><f4 900>}}", "s2f16<b 1>"},
+                      {"s2f13w{<u4 303>}", "s2f14{<f4 25>}"}}) &&
            equipment_.check(changed_ == kPowerLimit, "to hear of the new limit");
   }
 
@@ -262,9 +246,56 @@ private:
            parseTime(answer.substr(quote + 1, answer.size() - quote - 3)).has_value();
   }
 
+  bool traceData() {
+    title("Trace two variables, ten times a second");
+    const auto samples = [this](int last) {
+      return host_.expectStart(formatText("S6F1W { <u4 1> <u4 %d> <a '20", last));
+    };
+    return host_.ask(
+               {{"s2f23w{<u4 1><a'00000010'><u4 4><u4 2>{<u4 101><u4 103>}}", "s2f24<b 0>"}}) &&
+           samples(2) && samples(4) && acknowledged();
+  }
+
+  bool watchLimits() {
+    title("Watch a variable");
+    if (!host_.ask({{"s2f45w{<u4 5>{{<u4 101>{{<b 1>{<f4 80><f4 60>}}}}}}", "s2f46{<b 0>{}}"},
+                    {"s2f37w{<bool 1>{<u4 51>}}", "s2f38<b 0>"}}))
+      return false;
+    equipment_.control.SetVIDValue(kPressure, 90);
+    return reported("s6f11w{<u4 4><u4 51>{}}");
+  }
+
+  bool sendRecipe() {
+    title("Send a recipe, list all, fetch one");
+    return host_.ask({{"s7f1w{<a'OX-ETCH'><u4 25>}", "s7f2<b 0>"},
+                      {"s7f3w{<a'OX-ETCH'><a'STEP 1 CF4 50 RF 300 63 s'>}", "s7f4<b 0>"},
+                      {"s7f19w", "s7f20{<a'OX-ETCH'>}"},
+                      {"s7f5w<a'OX-ETCH'>", "s7f6{<a'OX-ETCH'><a'STEP 1 CF4 50 RF 300 63 s'>}"}});
+  }
+
+  bool showText() {
+    title("A text for the operator");
+    return host_.ask({{"s10f3w{<b 0><a'Lot 43 comes first'>}", "s10f4<b 0>"}});
+  }
+
+  // What is reported while the host is away waits for it.
+  bool spool() {
+    title("The host goes away, and comes again");
+    if (!host_.ask({{"s2f43w{{<u1 6>{<u1 11>}}}", "s2f44{<b 0>{}}"}}) || !endLink())
+      return false;
+    equipment_.control.InvokeEvent(kEtchStarted);
+    equipment_.control.InvokeEvent(kEtchCompleted);
+    std::cout << "Meanwhile the equipment keeps " << equipment_.control.SpoolCount()
+              << " reports.\n";
+    host_.control.SetPhysicalConnection(true);
+    return host_.expectStart("S1F14 { <b 0x00>") && host_.ask({{"s6f23w<u1 0>", "s6f24<b 0>"}}) &&
+           host_.expectStart("S6F11W { <u4 5> <u4 11> * CEID { { <u4 10>") &&
+           host_.expectStart("S6F11W { <u4 6> <u4 12> * CEID { { <u4 10>") && acknowledged();
+  }
+
   bool goOffline() {
     title("Go off-line");
-    return ask({{"s1f15w", "s1f16<b 0>"}}) && reported("s6f11w{<u4 4><u4 1>{}}") &&
+    return host_.ask({{"s1f15w", "s1f16<b 0>"}}) && reported("s6f11w{<u4 7><u4 1>{}}") &&
            equipment_.await(
                [this] { return equipment_.control.ControlState() == ControlState::HostOffline; },
                "the control state");
@@ -272,6 +303,10 @@ private:
 
   bool separate() {
     title("Separate");
+    return endLink();
+  }
+
+  bool endLink() {
     if (!host_.check(host_.control.engine().SendEncoded(fromHex(kSeparateRequest)),
                      "to be still connected"))
       return false;

@@ -1,6 +1,7 @@
 #include "apps/velto/describe/describe_command.h"
 
 #include "apps/velto/console/member_text.h"
+#include "apps/velto/describe/compliance_page.h"
 #include "apps/velto/describe/message_page.h"
 #include "base/text.h"
 #include "controls/registry.h"
@@ -24,7 +25,8 @@ int runDescribeCommand(const CommandArguments &arguments) {
   if (arguments.empty() || asksForHelp(arguments)) {
     std::cout << "usage: velto describe CONTROL…\n"
                  "       velto describe --markdown    the reference of all controls\n"
-                 "       velto describe messages      the table of SECS-II messages\n\n"
+                 "       velto describe messages      the table of SECS-II messages\n"
+                 "       velto describe gem           the compliance statement of SEMI E30\n\n"
                  "Controls:";
     for (const MemberTable *table : controlTables())
       std::cout << ' ' << table->controlName;
@@ -39,6 +41,10 @@ int runDescribeCommand(const CommandArguments &arguments) {
   }
   if (arguments[0] == "messages") {
     std::cout << describeMessages();
+    return kExitDone;
+  }
+  if (arguments[0] == "gem") {
+    std::cout << describeCompliance();
     return kExitDone;
   }
   for (const std::string &name : arguments) {

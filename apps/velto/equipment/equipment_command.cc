@@ -1,20 +1,19 @@
 #include "apps/velto/equipment/equipment_command.h"
 
 #include "apps/velto/console/gem_console.h"
+#include "apps/velto/console/link_address.h"
 #include "apps/velto/console/literal.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/equipment/watch_view.h"
-#include "apps/velto/model_text/model_file.h"
-#include "apps/velto/model_text/model_text.h"
 #include "apps/velto/script/interpreter.h"
 #include "controls/registry.h"
 #include "gem/capabilities/capability.h"
+#include "gem/model_text/model_file.h"
+#include "gem/model_text/model_text.h"
 #include "platform/ini_file.h"
-#include "platform/tcp_socket.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <streambuf>
@@ -24,12 +23,16 @@ namespace velto {
 namespace {
 
 constexpr const char *kUsage =
-    "usage: velto equipment [INI] [--data FILE] [--keep FILE.kel] [--port N] [--script FILE]\n"
-    "                       [--edition N] [--linktest SECONDS] [--quiet | --json | --watch]\n\n"
+    "usage: velto equipment [INI] [ADDRESS | --port N] [--data FILE] [--keep FILE.kel]\n"
+    "                       [--script FILE] [--edition N] [--linktest SECONDS]\n"
+    "                       [--quiet | --json | --watch]\n\n"
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens\n"
     "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it\n"
     "separates from the host and saves its model.\n\n"
     "  INI            settings file: device ID, port, times, log (default ./Velto.ini)\n"
+    "  ADDRESS        how the host is reached, with the word in front; without one, or by --port,\n"
+    "                 the equipment listens as the settings say:\n";
+constexpr const char *kOptions =
     "  --data FILE    the equipment: variables, reports, events, alarms. A model data file\n"
     "                 FILE.kel, or a text FILE.model which people write (default\n"
     "                 ./VeltoGem.kel, or a bare equipment when that is not there)\n"
@@ -55,10 +58,10 @@ initial_state=remote
 vid=1 kind=SV type=U1 role=ControlState default=4 description="Control state"
 vid=2 kind=SV type=A role=Clock description="Date and time"
 )";
-constexpr uint32_t kListenPatience = 1000; // ms until the port must be open
 
 struct Options {
   std::string ini;
+  std::optional<LinkAddress> address;
   std::string data;
   std::string keep;
   std::string port;
@@ -112,7 +115,7 @@ public:
 
 private:
   int work() {
-    if (!load() || !listen())
+    if (!load() || !open())
       return kExitFailed;
     if (options_.watch)
       watch_.emplace(loop_, control_, recent_, [this] { script_.quit(); });
@@ -122,7 +125,7 @@ private:
       loop_.runOnce(-1);
     watch_.reset();
     console_.counters(control_); // as long as there are connections
-    separate(control_);
+    separate(control_, loop_);
     const bool saved = control_.SaveData();
     const std::string problem = "the model cannot be saved to " + control_.DataFileName() +
                                 " and " + control_.IniFileName();
@@ -147,7 +150,7 @@ private:
     }
     std::string problem;
     const auto file = dataFile(problem);
-    if (!file || !readModelData(*file, problem))
+    if (!file || !readModelData(systemFiles(), *file, problem))
       return fail(problem);
     control_.SetDataFileName(*file);
     if (!control_.LoadData())
@@ -172,8 +175,9 @@ private:
       ModelTextError error;
       const auto bare = modelFromText(kBareModel, error);
       const bool there = std::filesystem::exists(file, ignored);
-      return there || (bare && writeModelData(file, *bare, problem)) ? std::optional(file)
-                                                                     : std::nullopt;
+      return there || (bare && writeModelData(systemFiles(), file, *bare, problem))
+                 ? std::optional(file)
+                 : std::nullopt;
     }
     if (!isModelText(options_.data))
       return options_.data;
@@ -181,7 +185,7 @@ private:
         options_.keep.empty()
             ? std::filesystem::path(options_.data).replace_extension(".kel").string()
             : options_.keep;
-    const ModelImport done = importModelText(options_.data, file, problem);
+    const ModelImport done = importModelText(systemFiles(), options_.data, file, problem);
     if (done == ModelImport::Failed)
       return std::nullopt;
     if (done == ModelImport::Again)
@@ -192,32 +196,36 @@ private:
     return file;
   }
 
-  // The program is always an equipment that listens, whatever the settings file says. It tries the
-  // port before the engine does, because only so it can say why listening fails.
-  bool listen() {
+  // The program is always an equipment, and listens unless it was given an address, whatever the
+  // settings file says. It tries the port before the engine does, because only so it can say why
+  // listening fails.
+  bool open() {
     control_.engine().logical().SetHost(false);
     control_.SetEdition(static_cast<int16_t>(*wholeNumber(options_.edition, 0, 1)));
     control_.SetCapabilities(kAllCapabilities);
-    control_.SetServer(true);
     setLinktest();
-    if (!options_.port.empty()) {
-      control_.SetPortNumber(*wholeNumber(options_.port, 0, 0xFFFF));
-      control_.SetMyPortNumber(0);
-    }
-    const int32_t port =
-        control_.MyPortNumber() != 0 ? control_.MyPortNumber() : control_.PortNumber();
-    const std::string where = "cannot listen on port " + std::to_string(port);
-    if (port < 0 || port > 0xFFFF)
-      return fail(where + ": there is no such port");
-    if (const int error = TcpSocket().create(static_cast<uint16_t>(port), true); error != 0)
-      return fail(where + ": " + std::strerror(error));
-    const CHPhysicalConnection &link = control_.engine().physical();
-    control_.SetPhysicalConnection(true);
-    if (!loop_.runUntil([&link] { return link.LocalPort() != 0; }, kListenPatience))
-      return fail(where);
-    console_.event("listening", "listening on port " + std::to_string(link.LocalPort()),
-                   {{"port", int64_t{link.LocalPort()}}});
-    return true;
+    const LinkAddress address = options_.address.value_or(fromSettings());
+    if (address.listens)
+      if (const std::string problem = listenProblem(address.port); !problem.empty())
+        return fail(problem);
+    address.apply(control_);
+    return openLink(control_, loop_, console_, address) ||
+           fail("cannot listen on port " + std::to_string(address.port));
+  }
+
+  LinkAddress fromSettings() {
+    LinkAddress address;
+    address.protocol = static_cast<LinkProtocol>(control_.Transport());
+    address.device = control_.SerialPort();
+    address.rate = control_.BaudRate();
+    address.listens = !address.isSerial();
+    address.port = control_.MyPortNumber() != 0 ? control_.MyPortNumber() : control_.PortNumber();
+    if (options_.port.empty())
+      return address;
+    address.port = *wholeNumber(options_.port, 0, 0xFFFF);
+    if (!address.listens)
+      address = {.listens = true, .host = {}, .port = address.port, .device = {}};
+    return address;
   }
 
   // What is no time in the settings file would count as 0, and no link be tested.
@@ -250,15 +258,46 @@ private:
 };
 
 int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage;
+  std::cerr << "velto: " << problem << "\n\n" << kUsage << LinkAddress::kHelp << kOptions;
   return kExitUsage;
+}
+
+// Takes the addresses out of the files; what is wrong with them, or nothing.
+std::string takeAddress(std::vector<std::string> &files, Options &options) {
+  for (auto file = files.begin(); file != files.end();) {
+    if (!isLinkAddress(*file)) {
+      ++file;
+      continue;
+    }
+    if (options.address || !options.port.empty())
+      return "one address at most, or --port";
+    options.address = readLinkAddress(*file);
+    if (!options.address)
+      return *file + " is no address: " + LinkAddress::kForms;
+    file = files.erase(file);
+  }
+  return files.size() > 1 ? "one settings file at most" : "";
+}
+
+// What is wrong with the values of the options, or nothing.
+std::string problemOf(const Options &options) {
+  if (options.quiet + options.json + options.watch > 1)
+    return "--quiet, --json and --watch exclude each other";
+  if (!wholeNumber(options.edition, 0, 1))
+    return "--edition takes 0 or 1";
+  if (!options.linktest.empty() && !wholeNumber(options.linktest, 0, kLongestTime))
+    return "--linktest takes seconds, or 0";
+  if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
+    return "--port takes a number from 0 to 65535";
+  return options.keep.empty() || isModelText(options.data) ? ""
+                                                           : "--keep goes with --data FILE.model";
 }
 
 } // namespace
 
 int runEquipmentCommand(const CommandArguments &arguments) {
   if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage;
+    std::cout << kUsage << LinkAddress::kHelp << kOptions;
     return kExitDone;
   }
   Options options;
@@ -276,18 +315,10 @@ int runEquipmentCommand(const CommandArguments &arguments) {
   std::vector<std::string> files;
   if (const std::string problem = readOptions(arguments, table, files); !problem.empty())
     return usage(problem);
-  if (files.size() > 1)
-    return usage("one settings file at most");
-  if (options.quiet + options.json + options.watch > 1)
-    return usage("--quiet, --json and --watch exclude each other");
-  if (!wholeNumber(options.edition, 0, 1))
-    return usage("--edition takes 0 or 1");
-  if (!options.linktest.empty() && !wholeNumber(options.linktest, 0, kLongestTime))
-    return usage("--linktest takes seconds, or 0");
-  if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
-    return usage("--port takes a number from 0 to 65535");
-  if (!options.keep.empty() && !isModelText(options.data))
-    return usage("--keep goes with --data FILE.model");
+  if (const std::string problem = takeAddress(files, options); !problem.empty())
+    return usage(problem);
+  if (const std::string problem = problemOf(options); !problem.empty())
+    return usage(problem);
   if (!files.empty())
     options.ini = files[0];
   if (options.watch && !Terminal::usable()) {

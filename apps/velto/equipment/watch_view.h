@@ -5,6 +5,7 @@
 #include "apps/velto/screen/scroll_pane.h"
 #include "apps/velto/screen/terminal.h"
 #include "controls/gem_ctrl.h"
+#include "gem/engine/engine.h"
 
 #include <array>
 

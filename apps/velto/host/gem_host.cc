@@ -2,10 +2,12 @@
 
 #include "apps/velto/console/literal.h"
 #include "base/text.h"
+#include "gem/data/own_model.h"
 #include "gem/gem_problem.h"
 #include "secs2/sml_printer.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace velto {
@@ -17,9 +19,8 @@ constexpr size_t kMaxArrivalBytes = size_t{16} * 1024 * 1024; // of all together
 constexpr size_t kMostOfAnswer = size_t{1} * 1024 * 1024;     // bytes of SML
 constexpr uint32_t kLinkWatch = 100; // ms between looks at the state of the link
 constexpr uint32_t kGrace = 1000;    // ms after T3, so that the engine reports its timeout first
+constexpr uint32_t kEver = std::numeric_limits<uint32_t>::max(); // T3 begins when a line is free
 constexpr const char *kInterrupted = "interrupted";
-// A number that an equipment is unlikely to use.
-constexpr uint32_t kControlStateVid = 0xFFFFFFFF;
 
 std::string primaryName(const CHSecsHeader &header) {
   return formatText("S%uF%u", header.stream(), header.function());
@@ -37,9 +38,7 @@ GemHost::GemHost(EventLoop &loop, GemConsole &console, const Settings &settings)
   // The property of the control cannot turn an equipment into a host. The engine can, as nothing is
   // connected yet.
   control_.engine().logical().SetHost(true);
-  control_.SetIPAddress(settings_.address);
-  control_.SetPortNumber(settings_.port);
-  control_.SetServer(false);
+  settings_.partner.apply(control_);
   control_.SetDeviceID(settings_.device);
   control_.SetEdition(settings_.edition);
   control_.SetT3(settings_.t3);
@@ -52,43 +51,27 @@ GemHost::GemHost(EventLoop &loop, GemConsole &console, const Settings &settings)
   control_.onProblem = [this](int16_t code, const std::string &text) { problem(code, text); };
 }
 
-// A model file describes the equipment. Its states are replaced by those that the host needs
-// itself: on-line, communications enabled.
-void GemHost::setKnown(GemData &&model) {
-  known() = std::move(model);
-  CHGemEventVidList &variables = known().variables;
-  for (size_t i = 0; i < variables.Count(); ++i)
-    variables.SetRole(variables.at(i), kNoRole);
-  CHGemEventVid state;
-  state.vid = kControlStateVid;
-  state.SetValue(std::to_string(ControlState::OnlineRemote));
-  variables.SetRole(variables.Add(std::move(state)), RoleControlState);
-  known().communication = {.initialState = CommunicationState::NotCommunicating,
-                           .modelName = "",
-                           .softwareRevision = ""};
-}
+void GemHost::setKnown(GemData &&model) { known() = knownToHost(std::move(model)); }
 
 void GemHost::open() {
-  console_.event("connecting", "connecting to " + partner());
-  control_.SetPhysicalConnection(true);
+  openLink(control_, loop_, console_, settings_.partner);
   linkWatch_.startPeriodic(kLinkWatch);
-}
-
-std::string GemHost::partner() const {
-  return settings_.address + ':' + std::to_string(settings_.port);
 }
 
 // The link does not report an attempt to connect that fails. But T5 runs after it, so a link that
 // is not connected and has a timer running has just failed.
 void GemHost::watchLink() {
+  if (settings_.partner.listens || settings_.partner.isSerial())
+    return; // problems tell of those
   const CHPhysicalConnection &link = control_.engine().physical();
   if (link.State() != LinkState::Down) {
     wasConnected_ = true;
     connectFailed_ = false;
   } else if (!wasConnected_ && !connectFailed_ && link.NextPoll().value_or(0) > 0) {
     connectFailed_ = true;
-    console_.problem("cannot connect to " + partner() + " (refused or not reachable), tries again" +
-                     " every " + std::to_string(settings_.t5) + " s");
+    console_.problem("cannot connect to " + settings_.partner.partner() +
+                     " (refused or not reachable), tries again" + " every " +
+                     std::to_string(settings_.t5) + " s");
   }
 }
 
@@ -99,6 +82,8 @@ void GemHost::problem(int16_t code, const std::string &text) {
   }
   if (code == ErrorGemHsmsT3Timeout && pending_)
     timedOut_ = true;
+  if (code == ErrorGemSecsIRetry && pending_)
+    sendFailed_ = true;
   console_.problem(control_, text, code);
 }
 
@@ -175,7 +160,7 @@ std::string GemHost::waitForCommunications() {
   if (stopped_)
     return kInterrupted;
   return ready() ? ""
-                 : "no communications with " + partner() + " within " +
+                 : "no communications with " + settings_.partner.partner() + " within " +
                        std::to_string(settings_.t3) + " s";
 }
 
@@ -183,7 +168,7 @@ std::string GemHost::request(CHSecsMessage &message) {
   answer_.clear();
   if (std::string problem = waitForCommunications(); !problem.empty())
     return problem;
-  replied_ = timedOut_ = false;
+  replied_ = timedOut_ = sendFailed_ = false;
   sending_ = true;
   const bool sent = control_.engine().Send(message);
   sending_ = false;
@@ -196,9 +181,9 @@ std::string GemHost::request(CHSecsMessage &message) {
   const CHPhysicalConnection &link = control_.engine().physical();
   loop_.runUntil(
       [this, &link] {
-        return stopped_ || replied_ || timedOut_ || link.State() != LinkState::Ready;
+        return stopped_ || replied_ || timedOut_ || sendFailed_ || link.State() != LinkState::Ready;
       },
-      secondsToMs(settings_.t3) + kGrace);
+      link.link().sendsLater() ? kEver : secondsToMs(settings_.t3) + kGrace);
   pending_.reset();
   return outcome();
 }
@@ -208,6 +193,8 @@ std::string GemHost::outcome() {
     return kInterrupted;
   if (replied_)
     return refusal(reply_);
+  if (sendFailed_)
+    return "the message could not be sent";
   return control_.engine().physical().State() != LinkState::Ready
              ? "the link was lost before an answer came"
              : "no answer within " + std::to_string(settings_.t3) + " s";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/velto/console/gem_console.h"
+#include "apps/velto/console/link_address.h"
 #include "apps/velto/host/explanation.h"
 
 #include <cstdint>
@@ -12,7 +13,7 @@
 
 namespace velto {
 
-/// A GEM host (SEMI E30) on an active HSMS link: connects again whenever the link is lost,
+/// A GEM host (SEMI E30): connects, or waits for the equipment, again whenever the link is lost,
 /// establishes communications, answers what the equipment asks, and prints all of it. One request
 /// at a time goes to the equipment and waits for its reply, while the loop goes on.
 ///
@@ -20,8 +21,7 @@ namespace velto {
 class GemHost {
 public:
   struct Settings {
-    std::string address;
-    int32_t port = 5001;
+    LinkAddress partner;
     int32_t device = 0;
     int32_t t3 = 45;     ///< s until a reply must have come, or communications must be established
     int16_t edition = 1; ///< of SEMI E5
@@ -35,7 +35,7 @@ public:
 
   void open();
   /// Sends Separate.req to the equipment and closes the link.
-  void close() { separate(control_); }
+  void close() { separate(control_, loop_); }
   /// Ends the operation that is waiting. Later ones fail at once.
   void stop() { stopped_ = true; }
   bool stopped() const { return stopped_; }
@@ -83,7 +83,6 @@ private:
   void watchLink();
   std::string waitForCommunications();
   std::string outcome();
-  std::string partner() const;
 
   EventLoop &loop_;
   GemConsole &console_;
@@ -98,6 +97,7 @@ private:
       pending_; // header of the request whose reply is awaited, as it was sent
   bool replied_ = false;
   bool timedOut_ = false;
+  bool sendFailed_ = false;
   CHSecsMessage reply_;
   std::string answer_;
   LearntNames learnt_;

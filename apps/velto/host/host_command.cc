@@ -4,7 +4,7 @@
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/host/host_prompt.h"
-#include "apps/velto/model_text/model_file.h"
+#include "gem/model_text/model_file.h"
 #include "platform/tcp_socket.h"
 
 #include <algorithm>
@@ -16,12 +16,14 @@ namespace velto {
 namespace {
 
 constexpr const char *kUsage =
-    "usage: velto host ADDR[:PORT] [--script FILE] [--names FILE] [--device N]\n"
+    "usage: velto host ADDRESS [--script FILE] [--names FILE] [--device N]\n"
     "                  [--edition N] [--t3 SECONDS] [--t5 SECONDS] [--linktest SECONDS] "
     "[--json]\n\n"
-    "Connects to a GEM equipment (port 5001 if not given), and again whenever the link is lost,\n"
+    "Connects to a GEM equipment, or lets it connect, and again whenever the link is lost,\n"
     "establishes communications, answers the equipment, and prints every message as SML. At the\n"
     "prompt: `status 101` asks for a value, `help` lists the commands, `quit` or Ctrl-C ends.\n\n"
+    "  ADDRESS        where the equipment is:\n";
+constexpr const char *kOptions =
     "  --script FILE   runs the commands of a file, one a line, and ends. The first that fails\n"
     "                  (refused by the equipment, no answer in time) stops it with status 1\n"
     "  --names FILE    a model of the equipment (FILE.kel or FILE.model): names of its events,\n"
@@ -114,18 +116,6 @@ private:
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
 };
 
-// ADDR or ADDR:PORT.
-std::string readAddress(const std::string &text, GemHost::Settings &settings) {
-  const size_t colon = text.rfind(':');
-  settings.address = text.substr(0, colon);
-  const auto port =
-      colon == std::string::npos ? settings.port : wholeNumber(text.substr(colon + 1), 1, 0xFFFF);
-  if (settings.address.empty() || !port)
-    return text + " is no address: ADDR or ADDR:PORT";
-  settings.port = *port;
-  return "";
-}
-
 // Reads a number that may be left out; it keeps its value then. False when the text is wrong.
 bool readNumber(const std::string &text, int32_t low, int32_t high, int32_t &number) {
   if (text.empty())
@@ -136,7 +126,7 @@ bool readNumber(const std::string &text, int32_t low, int32_t high, int32_t &num
 }
 
 int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage;
+  std::cerr << "velto: " << problem << "\n\n" << kUsage << LinkAddress::kHelp << kOptions;
   return kExitUsage;
 }
 
@@ -145,28 +135,49 @@ int fail(const std::string &problem) {
   return kExitFailed;
 }
 
-} // namespace
-
-int runHostCommand(const CommandArguments &arguments) {
-  if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage;
-    return kExitDone;
-  }
-  Options options;
-  std::string names;
+// The numbers among the options, as they were given; empty: not at all.
+struct Numbers {
   std::string device;
   std::string edition;
   std::string t3;
   std::string t5;
   std::string linktest;
+};
+
+// What is wrong with them, or nothing.
+std::string readNumbers(const Numbers &given, GemHost::Settings &settings) {
+  if (!readNumber(given.device, 0, 0x7FFF, settings.device))
+    return "--device takes a number from 0 to 32767";
+  int32_t edition = settings.edition;
+  if (!readNumber(given.edition, 0, 1, edition))
+    return "--edition takes 0 or 1";
+  settings.edition = static_cast<int16_t>(edition);
+  if (!readNumber(given.t3, 1, kLongestTime, settings.t3) ||
+      !readNumber(given.t5, 1, kLongestTime, settings.t5))
+    return "--t3 and --t5 take seconds, from 1 on";
+  return readNumber(given.linktest, 0, kLongestTime, settings.linktest)
+             ? ""
+             : "--linktest takes seconds, or 0";
+}
+
+} // namespace
+
+int runHostCommand(const CommandArguments &arguments) {
+  if (std::ranges::find(arguments, "--help") != arguments.end()) {
+    std::cout << kUsage << LinkAddress::kHelp << kOptions;
+    return kExitDone;
+  }
+  Options options;
+  std::string names;
+  Numbers numbers;
   const Option table[] = {
       {.name = "--script", .value = &options.script},
       {.name = "--names", .value = &names},
-      {.name = "--device", .value = &device},
-      {.name = "--edition", .value = &edition},
-      {.name = "--t3", .value = &t3},
-      {.name = "--t5", .value = &t5},
-      {.name = "--linktest", .value = &linktest},
+      {.name = "--device", .value = &numbers.device},
+      {.name = "--edition", .value = &numbers.edition},
+      {.name = "--t3", .value = &numbers.t3},
+      {.name = "--t5", .value = &numbers.t5},
+      {.name = "--linktest", .value = &numbers.linktest},
       {.name = "--json", .given = &options.json},
   };
   std::vector<std::string> addresses;
@@ -175,23 +186,19 @@ int runHostCommand(const CommandArguments &arguments) {
   if (addresses.size() != 1)
     return usage("the address of one equipment is needed");
   GemHost::Settings &settings = options.settings;
-  if (const std::string problem = readAddress(addresses[0], settings); !problem.empty())
+  const auto partner = readLinkAddress(addresses[0]);
+  if (!partner)
+    return usage(addresses[0] + " is no address: " + LinkAddress::kForms);
+  settings.partner = *partner;
+  if (const std::string problem = readNumbers(numbers, settings); !problem.empty())
     return usage(problem);
-  if (!readNumber(device, 0, 0x7FFF, settings.device))
-    return usage("--device takes a number from 0 to 32767");
-  int32_t number = settings.edition;
-  if (!readNumber(edition, 0, 1, number))
-    return usage("--edition takes 0 or 1");
-  settings.edition = static_cast<int16_t>(number);
-  if (!readNumber(t3, 1, kLongestTime, settings.t3) ||
-      !readNumber(t5, 1, kLongestTime, settings.t5))
-    return usage("--t3 and --t5 take seconds, from 1 on");
-  if (!readNumber(linktest, 0, kLongestTime, settings.linktest))
-    return usage("--linktest takes seconds, or 0");
-  if (resolveHost(settings.address).empty())
-    return fail("there is no host " + settings.address);
-  std::string problem;
-  if (!names.empty() && !(options.names = readModel(names, problem)))
+  const bool connects = !partner->listens && !partner->isSerial();
+  if (connects && resolveHost(partner->host).empty())
+    return fail("there is no host " + partner->host);
+  std::string problem = partner->listens ? listenProblem(partner->port) : "";
+  if (!problem.empty())
+    return fail(problem);
+  if (!names.empty() && !(options.names = readModel(systemFiles(), names, problem)))
     return fail(problem);
   return HostTool(options).run();
 }

@@ -1,7 +1,7 @@
 #include "apps/velto/model/model_command.h"
 
-#include "apps/velto/model_text/model_file.h"
-#include "apps/velto/model_text/model_text.h"
+#include "gem/model_text/model_file.h"
+#include "gem/model_text/model_text.h"
 #include "platform/file.h"
 
 #include <algorithm>
@@ -25,7 +25,7 @@ int fail(const std::string &problem) {
 
 int exportModel(const std::string &file, const std::string &textFile) {
   std::string problem;
-  const auto data = readModelData(file, problem);
+  const auto data = readModelData(systemFiles(), file, problem);
   if (!data)
     return fail(problem);
   const std::string text = modelToText(*data);
@@ -38,8 +38,8 @@ int exportModel(const std::string &file, const std::string &textFile) {
 
 int importModel(const std::string &textFile, const std::string &file) {
   std::string problem;
-  const auto data = readModelText(textFile, problem);
-  if (!data || !writeModelData(file, *data, problem))
+  const auto data = readModelText(systemFiles(), textFile, problem);
+  if (!data || !writeModelData(systemFiles(), file, *data, problem))
     return fail(problem);
   return kExitDone;
 }

@@ -1,11 +1,11 @@
 #include "apps/velto/setup/setup_command.h"
 
-#include "apps/velto/model_text/model_file.h"
 #include "apps/velto/screen/full_screen_front_end.h"
 #include "apps/velto/script/parser.h"
 #include "base/text.h"
 #include "controls/gem_ctrl.h"
 #include "controls/pages/gem_setup.h"
+#include "gem/model_text/model_file.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -160,7 +160,7 @@ std::string load(CVeltoGemCtrl &control, const Options &options) {
   if (isModelText(data))
     return data + ": is text; make a model data file of it with velto model import";
   std::string problem;
-  if (std::filesystem::exists(data, ignored) && !readModelData(data, problem))
+  if (std::filesystem::exists(data, ignored) && !readModelData(systemFiles(), data, problem))
     return problem;
   control.LoadData();
   return "";

@@ -1,8 +1,8 @@
-#include "apps/velto/model_text/model_text.h"
+#include "gem/model_text/model_text.h"
 
-#include "apps/velto/console/literal.h"
-#include "apps/velto/model_text/model_fields.h"
+#include "base/quoted_text.h"
 #include "base/text.h"
+#include "gem/model_text/model_fields.h"
 #include "secs2/format.h"
 
 #include <algorithm>
@@ -379,6 +379,11 @@ std::optional<GemData> modelFromText(std::string_view text, ModelTextError &erro
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return reader.take();
+}
+
+bool readCommandParameters(std::string_view parameters, std::string_view required,
+                           CHGemCommand &command) {
+  return readParameters(parameters, command).empty() && readRequired(required, command).empty();
 }
 
 } // namespace velto

@@ -31,4 +31,9 @@ struct ModelTextError {
 /// without that 0 or an empty text. Nothing when a line is wrong; `error` then says which.
 std::optional<GemData> modelFromText(std::string_view text, ModelTextError &error);
 
+/// Reads the parameters of a command as its fields have them: "LOT:A,SLOT:U1" and, of those that
+/// must be given, "LOT". False when they are not such.
+bool readCommandParameters(std::string_view parameters, std::string_view required,
+                           CHGemCommand &command);
+
 } // namespace velto

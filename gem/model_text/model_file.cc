@@ -1,20 +1,19 @@
-#include "apps/velto/model_text/model_file.h"
+#include "gem/model_text/model_file.h"
 
-#include "apps/velto/model_text/model_text.h"
 #include "gem/data/archive.h"
 #include "gem/data/companion_file.h"
 #include "gem/data/data_file.h"
-#include "platform/file.h"
+#include "gem/model_text/model_text.h"
 
 #include <algorithm>
-#include <filesystem>
 
 namespace velto {
 
 namespace {
 
-std::optional<std::string> readText(const std::string &path, std::string &problem) {
-  auto text = systemFiles().read(path);
+std::optional<std::string> readText(FileSystem &files, const std::string &path,
+                                    std::string &problem) {
+  auto text = files.read(path);
   if (!text)
     problem = path + ": cannot be read";
   return text;
@@ -43,13 +42,14 @@ void readCommands(std::string_view companion, GemData &data) {
 }
 
 // The companion is there only for who has commands, or had.
-bool write(const std::string &path, int backups, const GemData &data, std::string &problem) {
+bool write(FileSystem &files, const std::string &path, int backups, const GemData &data,
+           std::string &problem) {
   ArchiveWriter commands;
   storeCommands(commands, data.commands);
   const CompanionPart part{std::string(kCommandsPart), commands.take()};
-  const bool hasCompanion = !data.commands.empty() || systemFiles().size(companionOf(path));
-  const bool written = saveDataFile(systemFiles(), path, backups, storeGemData(data)) &&
-                       (!hasCompanion || saveDataFile(systemFiles(), companionOf(path), backups,
+  const bool hasCompanion = !data.commands.empty() || files.size(companionOf(path));
+  const bool written = saveDataFile(files, path, backups, storeGemData(data)) &&
+                       (!hasCompanion || saveDataFile(files, companionOf(path), backups,
                                                       storeCompanion({&part, 1})));
   if (!written)
     problem = path + ": cannot be written";
@@ -60,49 +60,52 @@ bool write(const std::string &path, int backups, const GemData &data, std::strin
 
 bool isModelText(std::string_view path) { return path.ends_with(".model"); }
 
-std::optional<GemData> readModelData(const std::string &path, std::string &problem) {
-  auto bytes = readDataFile(systemFiles(), path);
+std::optional<GemData> readModelData(FileSystem &files, const std::string &path,
+                                     std::string &problem) {
+  auto bytes = readDataFile(files, path);
   auto data = bytes ? loadGemData(std::move(*bytes)) : std::nullopt;
   if (!data)
     problem = path + (bytes ? ": is no model data file" : ": cannot be read");
-  else if (const auto companion = readDataFile(systemFiles(), companionOf(path)))
+  else if (const auto companion = readDataFile(files, companionOf(path)))
     readCommands(*companion, *data);
   return data;
 }
 
-std::optional<GemData> readModelText(const std::string &path, std::string &problem) {
-  const auto text = readText(path, problem);
+std::optional<GemData> readModelText(FileSystem &files, const std::string &path,
+                                     std::string &problem) {
+  const auto text = readText(files, path, problem);
   return text ? parsed(path, *text, problem) : std::nullopt;
 }
 
-std::optional<GemData> readModel(const std::string &path, std::string &problem) {
-  return isModelText(path) ? readModelText(path, problem) : readModelData(path, problem);
+std::optional<GemData> readModel(FileSystem &files, const std::string &path, std::string &problem) {
+  return isModelText(path) ? readModelText(files, path, problem)
+                           : readModelData(files, path, problem);
 }
 
-bool writeModelData(const std::string &path, const GemData &data, std::string &problem) {
-  return write(path, 0, data, problem);
+bool writeModelData(FileSystem &files, const std::string &path, const GemData &data,
+                    std::string &problem) {
+  return write(files, path, 0, data, problem);
 }
 
 // The copy is written last: without it the next start imports once more.
-ModelImport importModelText(const std::string &text, const std::string &data,
+ModelImport importModelText(FileSystem &files, const std::string &text, const std::string &data,
                             std::string &problem) {
-  const auto content = readText(text, problem);
+  const auto content = readText(files, text, problem);
   if (!content)
     return ModelImport::Failed;
   const std::string copy = data + ".imported";
-  const auto before = systemFiles().read(copy);
-  std::error_code ignored;
-  const bool there = std::filesystem::exists(data, ignored);
+  const auto before = files.read(copy);
+  const bool there = files.size(data).has_value();
   if (there && before == content)
     return ModelImport::Kept;
   const auto model = parsed(text, *content, problem);
   if (!model)
     return ModelImport::Failed;
   // Nobody knows what the data file was made from: unless it is just that, a backup of it stays.
-  const bool same = there && !before && readDataFile(systemFiles(), data) == storeGemData(*model);
-  if (!same && !write(data, there && !before ? 1 : 0, *model, problem))
+  const bool same = there && !before && readDataFile(files, data) == storeGemData(*model);
+  if (!same && !write(files, data, there && !before ? 1 : 0, *model, problem))
     return ModelImport::Failed;
-  if (!systemFiles().replace(copy, *content)) {
+  if (!files.replace(copy, *content)) {
     problem = copy + ": cannot be written";
     return ModelImport::Failed;
   }

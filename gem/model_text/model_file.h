@@ -1,6 +1,7 @@
 #pragma once
 
 #include "gem/data/model_data.h"
+#include "platform/file.h"
 
 #include <optional>
 #include <string>
@@ -14,13 +15,16 @@ namespace velto {
 /// Whether the name of a file says that it holds a model as text: NAME.model.
 bool isModelText(std::string_view path);
 
-std::optional<GemData> readModelData(const std::string &path, std::string &problem);
-std::optional<GemData> readModelText(const std::string &path, std::string &problem);
+std::optional<GemData> readModelData(FileSystem &files, const std::string &path,
+                                     std::string &problem);
+std::optional<GemData> readModelText(FileSystem &files, const std::string &path,
+                                     std::string &problem);
 /// Reads a model of either kind, depending on the name of the file.
-std::optional<GemData> readModel(const std::string &path, std::string &problem);
+std::optional<GemData> readModel(FileSystem &files, const std::string &path, std::string &problem);
 
 /// Writes a model data file; false when that fails.
-bool writeModelData(const std::string &path, const GemData &data, std::string &problem);
+bool writeModelData(FileSystem &files, const std::string &path, const GemData &data,
+                    std::string &problem);
 
 /// What importModelText() did.
 enum class ModelImport {
@@ -33,6 +37,7 @@ enum class ModelImport {
 /// Brings a model as text into a model data file, unless it is there already. What was imported
 /// last is kept beside that file, as FILE.kel.imported; when it is not there, a model data file
 /// that holds anything else than the text is kept as FILE.kel001 and made anew.
-ModelImport importModelText(const std::string &text, const std::string &data, std::string &problem);
+ModelImport importModelText(FileSystem &files, const std::string &text, const std::string &data,
+                            std::string &problem);
 
 } // namespace velto

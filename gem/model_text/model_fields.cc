@@ -1,6 +1,6 @@
-#include "apps/velto/model_text/model_fields.h"
+#include "gem/model_text/model_fields.h"
 
-#include "apps/velto/console/literal.h"
+#include "base/quoted_text.h"
 #include "base/text.h"
 
 #include <charconv>

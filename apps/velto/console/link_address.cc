@@ -1,0 +1,146 @@
+#include "apps/velto/console/link_address.h"
+
+#include "apps/velto/console/command_line.h"
+#include "platform/tcp_socket.h"
+
+#include <cstring>
+
+namespace velto {
+
+namespace {
+
+constexpr std::string_view kHsms = "hsms:";
+constexpr std::string_view kSecsI = "secsi:";
+constexpr std::string_view kListen = "listen:";
+constexpr std::string_view kSerial = "serial:";
+constexpr std::string_view kWords[] = {kHsms, kSecsI, kListen, kSerial};
+
+constexpr int32_t kHighestRate = 4'000'000;
+constexpr uint32_t kListenPatience = 1000; // ms until the port must be open
+constexpr uint32_t kLastWords = 2000;      // ms
+
+bool take(std::string_view &text, std::string_view word) {
+  if (!text.starts_with(word))
+    return false;
+  text.remove_prefix(word.size());
+  return true;
+}
+
+// HOST, or HOST:PORT.
+bool readHost(std::string_view text, bool needsPort, LinkAddress &address) {
+  const size_t colon = text.rfind(':');
+  address.host = text.substr(0, colon);
+  if (colon == std::string_view::npos)
+    return !needsPort && !address.host.empty();
+  const auto port = wholeNumber(text.substr(colon + 1), 1, 0xFFFF);
+  address.port = port.value_or(0);
+  return port && !address.host.empty();
+}
+
+// The names of devices may have colons in them; a rate is digits alone.
+bool readDevice(std::string_view text, LinkAddress &address) {
+  const size_t colon = text.rfind(':');
+  const std::string_view rate =
+      colon == std::string_view::npos ? std::string_view() : text.substr(colon + 1);
+  const bool hasRate =
+      !rate.empty() && rate.find_first_not_of("0123456789") == std::string_view::npos;
+  address.device = hasRate ? text.substr(0, colon) : text;
+  const auto number = hasRate ? wholeNumber(rate, 1, kHighestRate) : address.rate;
+  address.rate = number.value_or(0);
+  return number && !address.device.empty() && address.device.back() != ':';
+}
+
+} // namespace
+
+bool isLinkAddress(std::string_view text) {
+  for (const std::string_view word : kWords)
+    if (text.starts_with(word))
+      return true;
+  return false;
+}
+
+std::optional<LinkAddress> readLinkAddress(std::string_view text) {
+  LinkAddress address;
+  bool good = false;
+  if (take(text, kSerial)) {
+    address.protocol = LinkProtocol::SecsISerial;
+    good = readDevice(text, address);
+  } else {
+    address.listens = take(text, kListen);
+    const bool secsI = take(text, kSecsI);
+    if (secsI)
+      address.protocol = LinkProtocol::SecsITcp;
+    else
+      take(text, kHsms);
+    if (address.listens) {
+      const auto port = wholeNumber(text, 0, 0xFFFF);
+      address.port = port.value_or(0);
+      good = port.has_value();
+    } else {
+      good = readHost(text, secsI, address);
+    }
+  }
+  return good ? std::optional(address) : std::nullopt;
+}
+
+void LinkAddress::apply(CVeltoGemCtrl &control) const {
+  control.SetTransport(static_cast<int16_t>(protocol));
+  control.SetServer(listens);
+  if (isSerial()) {
+    control.SetSerialPort(device);
+    control.SetBaudRate(rate);
+    return;
+  }
+  control.SetPortNumber(port);
+  control.SetMyPortNumber(0);
+  if (!listens)
+    control.SetIPAddress(host);
+}
+
+std::string LinkAddress::partner() const {
+  if (isSerial())
+    return device;
+  return listens ? "port " + std::to_string(port) : host + ':' + std::to_string(port);
+}
+
+bool openLink(CVeltoGemCtrl &control, EventLoop &loop, GemConsole &console,
+              const LinkAddress &address) {
+  const std::string by = address.protocol == LinkProtocol::SecsITcp ? " (SECS-I)" : "";
+  if (!address.listens) {
+    if (address.isSerial())
+      console.event("opening",
+                    "opening " + address.device + " at " + std::to_string(address.rate) + " bit/s");
+    else
+      console.event("connecting", "connecting to " + address.partner() + by);
+    control.SetPhysicalConnection(true);
+    return true;
+  }
+  control.SetPhysicalConnection(true);
+  const CHPhysicalConnection &link = control.engine().physical();
+  if (!loop.runUntil([&link] { return link.LocalPort() != 0; }, kListenPatience))
+    return false;
+  console.event("listening", "listening on port " + std::to_string(link.LocalPort()) + by,
+                {{"port", int64_t{link.LocalPort()}}});
+  return true;
+}
+
+std::string listenProblem(int32_t port) {
+  const std::string where = "cannot listen on port " + std::to_string(port) + ": ";
+  if (port < 0 || port > 0xFFFF)
+    return where + "there is no such port";
+  const int error = TcpSocket().create(static_cast<uint16_t>(port), true);
+  return error == 0 ? "" : where + std::strerror(error);
+}
+
+void separate(CVeltoGemCtrl &control, EventLoop &loop) {
+  const CHPhysicalConnection &physical = control.engine().physical();
+  loop.runUntil([&physical] { return !physical.link().hasUnsent(); }, kLastWords);
+  CHSecsMessage request;
+  request.header.setSType(SType::SeparateReq);
+  Bytes bytes;
+  if (request.Encode(bytes))
+    control.engine().SendEncoded(bytes);
+  control.SetPhysicalConnection(false);
+}
+
+} // namespace velto
