@@ -11,6 +11,8 @@ found() {
     name=${1#lib} name=${name%-dev}
     [ -e "/usr/include/$name/$name.h" ] || [ -e "/usr/local/include/$name/$name.h" ]
     ;;
+  python3-cffi) /usr/bin/python3 -c "import cffi" ;;
+  python3-venv) /usr/bin/python3 -c "import ensurepip" ;;
   ninja-build) command -v ninja ;;
   *) command -v "$1" ;;
   esac >/dev/null 2>&1

@@ -168,6 +168,8 @@ public:
   bool Reply() const { return selection_.reply; }
   void SetReply(bool reply);
   std::string Msg() const;
+  /// The same as bytes: header and body. False, and `bytes` empty, above 10 MiB.
+  bool MsgBytes(Bytes &bytes) const;
   /// Fewer than 20 digits are refused, with a message box when the user wants to see errors.
   void SetMsg(const std::string &hex);
   std::string SML() const;

@@ -65,6 +65,8 @@ void CVeltoGemCtrl::SetReply(bool reply) { selection_.reply = reply; }
 
 std::string CVeltoGemCtrl::Msg() const { return message().GetMsg(); }
 
+bool CVeltoGemCtrl::MsgBytes(Bytes &bytes) const { return message().Encode(bytes); }
+
 void CVeltoGemCtrl::SetMsg(const std::string &hex) {
   if (!message().SetMsg(hex) && showMessageBoxSetting(site().files))
     site().frontEnd.messageBox("Invalid string");

@@ -11,7 +11,7 @@ namespace velto {
 /// loop, works by the current edition of SEMI E5, has every capability on, tests a silent link
 /// every 30 s, and answers by itself what its events have not answered (SetAutoReply).
 struct VeltoGem {
-  /// "listen:PORT" waits for the partner, "HOST:PORT" or "HOST" (port 5000) goes to it; an IPv4
+  /// "listen:PORT" waits for the partner, "HOST:PORT" or "HOST" (port 5001) goes to it; an IPv4
   /// address or a name.
   ///
   /// An equipment with the model of a file, as LoadModel() takes it; without a file name a bare one

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace {
@@ -89,6 +90,44 @@ private:
     velto_load_bag(at, bag.data(), bag.size());
   }
 
+  // Handlers that hear of a conversation.
+  void converse(velto_control *at) {
+    const std::string_view primary("\0\0\x81\1\0\0\0\0\0\0", 10);
+    const uint32_t vid = byte();
+    velto_value message{};
+    switch (byte() % 4) {
+    case 0:
+      velto_gem_request(
+          at, primary.data(), byte() % 11, byte(),
+          [](void *user, velto_control *, velto_outcome outcome, const void *, size_t,
+             const char *) {
+            if (outcome != VELTO_GONE)
+              within(user);
+          },
+          this);
+      break;
+    case 1:
+      velto_gem_subscribe(
+          at, vid, &vid, byte() % 2,
+          [](void *user, velto_control *, uint32_t, const char *, const void *, size_t) {
+            within(user);
+          },
+          this, nullptr);
+      break;
+    case 2:
+      velto_gem_on_command(
+          at, text(),
+          [](void *user, velto_control *, const char *, const void *, size_t) {
+            return within(user);
+          },
+          this);
+      break;
+    default:
+      velto_gem_unsubscribe(at, byte());
+      velto_gem_message(at, &message);
+    }
+  }
+
   void step() {
     std::array<velto_value, 9> arguments{};
     velto_value result{};
@@ -145,6 +184,9 @@ private:
     case 13:
       if (byte() == 255)
         velto_loop_free(loop_);
+      break;
+    case 14:
+      converse(at);
       break;
     default:
       velto_set_id(at, id(), arguments.data(), count, value());

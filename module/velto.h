@@ -88,7 +88,7 @@ VELTO_API velto_control *velto_create(velto_loop *loop, const char *name);
 /* A VeltoGem that is ready for work: an equipment with the model of a file ("" for none), or a host.
  * It opens its link in the next turn of the loop, works by the current edition, has every capability
  * on, and answers by itself what its events have not answered. `address` is "listen:PORT",
- * "HOST:PORT", or one of the others that docs/tools.md lists. Null on failure. */
+ * "HOST:PORT" or "HOST" (port 5001). Null on failure. */
 VELTO_API velto_control *velto_gem_equipment(velto_loop *loop, const char *model,
                                              const char *address);
 VELTO_API velto_control *velto_gem_host(velto_loop *loop, const char *address);
@@ -161,6 +161,58 @@ VELTO_API const char *velto_sheet_problem(velto_sheet *sheet);
 /* Shows the persisted properties of a control on a page of its class. 1 when the operator accepted
  * them, 0 when he did not, -1 on failure. */
 VELTO_API int velto_page_show(velto_control *page, velto_control *control);
+
+/* GEM: what a program says to its partner takes several messages; a VeltoGem keeps them together
+ * (docs/gem.md). Messages are the bytes of header and body, as velto_sml_to_bytes() makes them;
+ * values are the bytes of one item (SEMI E5 9.2). What a handler is given lives as long as it runs. */
+
+/* The current message, as the property Msg has it. */
+VELTO_API velto_status velto_gem_message(velto_control *control, velto_value *result);
+
+/* What became of a request. */
+typedef enum {
+  VELTO_ANSWERED,
+  VELTO_NOT_SENT,  /* it is no primary, the states do not let it out, or the spool took it */
+  VELTO_ABORTED,   /* SxF0 came */
+  VELTO_REFUSED,   /* a stream 9 message about it came */
+  VELTO_REJECTED,  /* a Reject.req came */
+  VELTO_TIMED_OUT, /* no reply within the time limit */
+  VELTO_LINK_LOST, /* the link or the communications ended */
+  VELTO_GONE       /* the control is being destroyed; leave it alone */
+} velto_outcome;
+
+/* `message` is the reply, or what came instead, or empty; `reason` a sentence, "" when answered. */
+typedef void (*velto_reply_handler)(void *user, velto_control *control, velto_outcome outcome,
+                                    const void *message, size_t length, const char *reason);
+/* Sends a primary; its W-bit, device ID and system bytes are put in. Waits that many milliseconds
+ * for the reply, 0: T3. When the result is VELTO_OK the handler is called exactly once, never inside
+ * this call. */
+VELTO_API velto_status velto_gem_request(velto_control *control, const void *message,
+                                         size_t length, uint32_t milliseconds,
+                                         velto_reply_handler handler, void *user);
+
+/* `values` is a list with {NAME VID VALUE} for each variable; empty when the event came before the
+ * subscription was in force. */
+typedef void (*velto_report_handler)(void *user, velto_control *control, uint32_t ceid,
+                                     const char *name, const void *values, size_t length);
+/* Of a host: has the equipment report a collection event with these variables, whenever
+ * communications are established. `subscription` may be null. */
+VELTO_API velto_status velto_gem_subscribe(velto_control *control, uint32_t ceid,
+                                           const uint32_t *vids, size_t count,
+                                           velto_report_handler handler, void *user,
+                                           int32_t *subscription);
+VELTO_API velto_status velto_gem_unsubscribe(velto_control *control, int32_t subscription);
+/* 1 when every subscription is in force or was refused, 0, -1 on failure. */
+VELTO_API int velto_gem_subscribed(velto_control *control);
+
+/* Carries out a remote command: `values` is a list with {CPNAME VALUE} for each parameter. Returns
+ * HCACK; objections to parameters are set by the property CPACK. */
+typedef int (*velto_command_handler)(void *user, velto_control *control, const char *name,
+                                     const void *values, size_t length);
+/* Of an equipment: a command has one handler, which takes the place of the event RemoteCommand;
+ * null: none any more. */
+VELTO_API velto_status velto_gem_on_command(velto_control *control, const char *name,
+                                            velto_command_handler handler, void *user);
 
 /* SECS-II messages without a control. The result lives until the next call of this thread to one of
  * these functions. */

@@ -16,6 +16,7 @@ GemCapabilities::GemCapabilities(const GemParts &parts, SettingList &settings) {
   add<CHGemLimits>(CapabilityLimits, parts, settings);
   terminal_ = add<CHGemTerminal>(CapabilityTerminal, parts, settings);
   variables_ = add<CHGemKeptVariables>(CapabilityVariables, parts, settings);
+  multiBlock_ = add<CHGemMultiBlock>(kAllCapabilities, parts, settings);
   spool_ = add<CHGemSpool>(CapabilitySpooling, parts, settings);
 }
 

@@ -3,6 +3,7 @@
 #include "gem/capabilities/capability.h"
 #include "gem/capabilities/kept_variables.h"
 #include "gem/capabilities/limits_monitoring.h"
+#include "gem/capabilities/multi_block.h"
 #include "gem/capabilities/process_programs.h"
 #include "gem/capabilities/remote_control.h"
 #include "gem/capabilities/spool.h"
@@ -32,6 +33,8 @@ public:
   CHGemTerminal &terminal() { return *terminal_; }
   CHGemKeptVariables &variables() { return *variables_; }
   CHGemSpool &spool() { return *spool_; }
+  /// While any other one is on; else null.
+  CHGemMultiBlock *multiBlock() { return enabled_ != 0 ? multiBlock_ : nullptr; }
 
   /// GemCapabilityBit bits of those that are on. Other bits are dropped.
   uint32_t enabled() const { return static_cast<uint32_t>(enabled_); }
@@ -90,6 +93,7 @@ private:
   CHGemTerminal *terminal_ = nullptr;
   CHGemKeptVariables *variables_ = nullptr;
   CHGemSpool *spool_ = nullptr;
+  CHGemMultiBlock *multiBlock_ = nullptr;
 };
 
 } // namespace velto

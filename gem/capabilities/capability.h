@@ -61,6 +61,13 @@ public:
   virtual void beforeSampling(std::span<const uint32_t> vids) = 0;
   /// A failure that the host application is to hear of.
   virtual void reportFailure(const std::string &reason) = 0;
+  /// As MessageLink has it.
+  virtual std::optional<size_t> blockData() const { return std::nullopt; }
+  // What becomes of a message that was held back: it goes out (false: it cannot), it has failed to
+  // be sent with the communications, or the partner does not grant it.
+  virtual bool sendHeld(const CHSecsHeader & /*header*/, ByteView /*body*/) { return false; }
+  virtual void failHeld(const CHSecsHeader & /*header*/, ByteView /*body*/) {}
+  virtual void refuseHeld(const CHSecsHeader & /*header*/) {}
 };
 
 /// What a capability is made of: the core object in its two roles, what the equipment knows, and

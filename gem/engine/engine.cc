@@ -15,6 +15,11 @@ namespace {
 
 constexpr uint32_t kPumpedTick = 50; // ms: time goes on while a report pumps the loop
 
+std::string nameOf(const CHSecsHeader &header) {
+  return formatText("%s, system bytes %u", HeaderText(header, HeaderTextMode::Name).c_str(),
+                    header.systemBytes);
+}
+
 } // namespace
 
 CHGemEngine::CHGemEngine(EventLoop &loop, FileSystem &files, const SerialPorts &ports)
@@ -231,9 +236,14 @@ void CHGemEngine::OnSendFailed(const CHSecsHeader &header, ByteView body) {
   DecodeItem(message.root, body);
   held.logical->OnSendFailed(message);
   ticker_.wake();
-  reportProblem({LinkProblem::SendFailed,
-                 formatText("%s, system bytes %u", HeaderText(header, HeaderTextMode::Name).c_str(),
-                            header.systemBytes)});
+  reportProblem({LinkProblem::SendFailed, nameOf(header)});
+}
+
+// Communications go on.
+void CHGemEngine::refuseHeld(const CHSecsHeader &header) {
+  const Hold held(*this);
+  held.logical->endRejected(header.systemBytes);
+  reportProblem({LinkProblem::SendFailed, nameOf(header) + ": not granted"});
 }
 
 void CHGemEngine::OnRejected(uint32_t systemBytes) {
@@ -270,9 +280,7 @@ void CHGemEngine::reportReplyTimeout(const CHSecsHeader &primary) {
   physical_.count(LinkProblem::T3);
   logical_->OnProblem(LinkProblem::T3, primary);
   const auto outer = std::exchange(unanswered_, primary);
-  reportProblem({LinkProblem::T3, formatText("%s, system bytes %u",
-                                             HeaderText(primary, HeaderTextMode::Name).c_str(),
-                                             primary.systemBytes)});
+  reportProblem({LinkProblem::T3, nameOf(primary)});
   unanswered_ = outer;
 }
 

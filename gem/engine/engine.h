@@ -159,6 +159,11 @@ private:
   }
   size_t longestBody() const override { return physical_.link().longestBody(); }
   std::optional<size_t> blockData() const override { return physical_.link().blockData(); }
+  bool sendHeld(const CHSecsHeader &header, ByteView body) override {
+    return physical_.SendCompleted(header, body);
+  }
+  void failHeld(const CHSecsHeader &header, ByteView body) override { OnSendFailed(header, body); }
+  void refuseHeld(const CHSecsHeader &header) override;
   void reportReplyTimeout(const CHSecsHeader &primary) override;
   void reportCommunicationState(uint8_t next, uint8_t previous) override;
   void reportControlState(uint8_t next, uint8_t previous) override;

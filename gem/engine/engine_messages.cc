@@ -88,7 +88,12 @@ void CHGemEngine::variableChanged(uint32_t vid) {
 // The role may have changed since the last message.
 std::optional<CHSecsHeader> CHGemEngine::sendOverLink(ByteView headerAndBody) {
   physical_.setEquipment(!logical_->Host());
-  return physical_.Send(headerOf(headerAndBody), bodyOf(headerAndBody));
+  const CHSecsHeader header = headerOf(headerAndBody);
+  const ByteView body = bodyOf(headerAndBody);
+  if (!logical_->mustHold(header, body.size()))
+    return physical_.Send(header, body);
+  const CHSecsHeader completed = physical_.Complete(header);
+  return logical_->hold(completed, body) ? std::optional(completed) : std::nullopt;
 }
 
 // What went out is told by whoever still holds it: a message that is not needed any more gives its

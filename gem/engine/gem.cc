@@ -132,6 +132,16 @@ void CHGem::readSent() {
   DecodeItem(slots_[kSent].message.root, ByteView(message).subspan(CHSecsHeader::kSize));
 }
 
+bool CHGem::mustHold(const CHSecsHeader &header, size_t bodySize) {
+  const CHGemMultiBlock *multiBlock = capabilities_->multiBlock();
+  return multiBlock != nullptr && multiBlock->mustHold(header, bodySize);
+}
+
+bool CHGem::hold(const CHSecsHeader &header, ByteView body) {
+  CHGemMultiBlock *multiBlock = capabilities_->multiBlock();
+  return multiBlock != nullptr && multiBlock->hold(header, body);
+}
+
 void CHGem::OnSent(const CHSecsHeader &header, ByteView body) {
   CHLogicalConnection::OnSent(header, body);
   capabilities_->OnSent(header, body);
@@ -318,6 +328,24 @@ FileSystem &CHGem::files() { return owner() != nullptr ? owner()->files() : syst
 void CHGem::reportFailure(const std::string &reason) {
   if (owner() != nullptr)
     owner()->reportFailure(reason);
+}
+
+std::optional<size_t> CHGem::blockData() const {
+  return owner() != nullptr ? owner()->blockData() : std::nullopt;
+}
+
+bool CHGem::sendHeld(const CHSecsHeader &header, ByteView body) {
+  return owner() != nullptr && owner()->sendHeld(header, body);
+}
+
+void CHGem::failHeld(const CHSecsHeader &header, ByteView body) {
+  if (owner() != nullptr)
+    owner()->failHeld(header, body);
+}
+
+void CHGem::refuseHeld(const CHSecsHeader &header) {
+  if (owner() != nullptr)
+    owner()->refuseHeld(header);
 }
 
 // Data ------------------------------------------------------------------------------------------

@@ -76,6 +76,8 @@ public:
   void OnLinkLost() override;
   void OnRejected(const CHSecsHeader &primary) override;
   void OnSendFailed(const CHSecsMessage &message) override;
+  bool mustHold(const CHSecsHeader &header, size_t bodySize) override;
+  bool hold(const CHSecsHeader &header, ByteView body) override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
   void addStatus(TreeNode &parent) const override;
 
@@ -128,6 +130,10 @@ private:
   const std::string &dataFile() const override { return DataFileName(); }
   void beforeSampling(std::span<const uint32_t> vids) override;
   void reportFailure(const std::string &reason) override;
+  std::optional<size_t> blockData() const override;
+  bool sendHeld(const CHSecsHeader &header, ByteView body) override;
+  void failHeld(const CHSecsHeader &header, ByteView body) override;
+  void refuseHeld(const CHSecsHeader &header) override;
 
   /// Adds a model behind those that are there.
   template <typename Model> Model *add();

@@ -34,6 +34,11 @@ public:
   virtual bool replyArrives(const CHSecsHeader & /*primary*/) const { return false; }
   virtual size_t longestBody() const { return std::numeric_limits<size_t>::max(); }
   virtual std::optional<size_t> blockData() const { return std::nullopt; }
+  // A message that was held back, with the header that it has: it goes out now (false: it cannot),
+  // it has failed with the communications, or the partner did not grant it.
+  virtual bool sendHeld(const CHSecsHeader & /*header*/, ByteView /*body*/) { return false; }
+  virtual void failHeld(const CHSecsHeader & /*header*/, ByteView /*body*/) {}
+  virtual void refuseHeld(const CHSecsHeader & /*header*/) {}
   /// The reply to a primary did not come within T3.
   virtual void reportReplyTimeout(const CHSecsHeader &primary) = 0;
   virtual void reportCommunicationState(uint8_t next, uint8_t previous) = 0;
@@ -95,6 +100,10 @@ public:
   virtual void OnSent(const CHSecsHeader &header, ByteView body);
   /// A message that waited for the line is with the partner: T3 begins.
   void OnTransmitted(uint32_t systemBytes);
+  /// Whether a message that is about to go out has to wait first, and keeps it: with the header
+  /// that it will have. False when there is no room.
+  virtual bool mustHold(const CHSecsHeader & /*header*/, size_t /*bodySize*/) { return false; }
+  virtual bool hold(const CHSecsHeader & /*header*/, ByteView /*body*/) { return false; }
   /// It will never be there: its transaction ends.
   virtual void OnSendFailed(const CHSecsMessage &message);
   /// One tick of the engine's timer: at most one transaction times out.

@@ -60,6 +60,10 @@ public:
   std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) {
     return link_->Send(header, body);
   }
+  CHSecsHeader Complete(const CHSecsHeader &header) { return link_->Complete(header); }
+  bool SendCompleted(const CHSecsHeader &header, ByteView body) {
+    return link_->SendCompleted(header, body);
+  }
   const MessageLink &link() const { return *link_; }
 
   /// One tick: the link's, then the next attempt to open it. Returns whether T5 has run out.

@@ -71,17 +71,19 @@ TEST_F(GemTools, TalkByEveryAddress) {
               {"secsi:127.0.0.1:PORT", "listen:secsi:0"},
               {"hsms:127.0.0.1:PORT", "listen:0"},
               {a, b}};
-  const std::string script = file("visit", "online\nstatus\nexpect S1F4\ncommand START LOT=\"L1\"\n"
-                                           "send s10f3 {<b 0> <a '" +
-                                               std::string(600, 'x') + "'>}\n");
+  std::string script = "online\nstatus\nexpect S1F4\ncommand START LOT=\"L1\"\ndefine 99";
+  for (int i = 0; i < 60; ++i)
+    script += " 101"; // takes two blocks
+  script = file("visit", script + "\nsend s10f3 {<b 0> <a '" + std::string(600, 'x') + "'>}\n");
   for (const auto &row : rows) {
     SCOPED_TRACE(row.equipment + " " + row.host);
     const auto start = [&](const char *command, std::string address) {
       if (const size_t at = address.find("PORT"); at != std::string::npos)
         address.replace(at, 4, port);
-      return run(command == std::string("host")
-                     ? std::vector<std::string>{"host", address, "--script", script, "--t5", "1"}
-                     : std::vector<std::string>{"equipment", address, "--data", "etch.model"});
+      if (command == std::string("host"))
+        return run({"host", address, "--script", script, "--t5", "1"});
+      const std::string kept = std::to_string(&row - rows) + ".kel";
+      return run({"equipment", address, "--data", "etch.model", "--keep", kept});
     };
     const bool hostFirst = row.host.starts_with("listen:");
     auto first = hostFirst ? start("host", row.host) : start("equipment", row.equipment);
@@ -92,6 +94,8 @@ TEST_F(GemTools, TalkByEveryAddress) {
     Process &tool = hostFirst ? *second : *first;
     EXPECT_EQ(host.status(), 0) << host.output;
     EXPECT_TRUE(tool.prints("<-- S10F3  ")) << tool.output;
+    EXPECT_EQ(tool.output.find("<-- S2F39W") != std::string::npos, row.host != "listen:0")
+        << "what takes several blocks is asked for";
     tool.signal(SIGINT);
     EXPECT_EQ(tool.status(), 0) << tool.output;
   }

@@ -116,8 +116,10 @@ TEST(Documentation, ItsExamplesRun) {
       EXPECT_EQ(result.status, 0) << block << result.output;
     }
   }
-  for (const std::string &block : blocks(source("README.md"), "cpp"))
-    EXPECT_THAT(source("examples/hsms_hello.cc"), HasSubstr(block));
+  for (const auto &[language, ending] :
+       {std::pair("cpp", "cc"), std::pair("c", "c"), std::pair("python", "py")})
+    EXPECT_THAT(blocks(source("README.md"), language),
+                testing::ElementsAre(source(std::string("examples/pressure/pressure.") + ending)));
 }
 
 TEST(Documentation, TheReferenceIsWhatTheProgramDescribes) {

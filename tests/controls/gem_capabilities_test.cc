@@ -5,7 +5,7 @@
 namespace velto {
 namespace {
 
-TEST_F(GemCapabilitiesTest, RemoteCommands) {
+TEST_P(GemCapabilitiesTest, RemoteCommands) {
   expectAnswers(kCapabilityTables, "RemoteCommands");
   settle(20);
   equipment.take();
@@ -18,7 +18,7 @@ TEST_F(GemCapabilitiesTest, RemoteCommands) {
   expectAnswers(kCapabilityTables, "RemoteCommandsThatAreOff");
 }
 
-TEST_F(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
+TEST_P(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
   establish();
   struct Case {
     int16_t hcack;
@@ -48,7 +48,7 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersRemoteCommands) {
   }
 }
 
-TEST_F(GemCapabilitiesTest, TheApplicationGetsTheValuesOfParametersWhole) {
+TEST_P(GemCapabilitiesTest, TheApplicationGetsTheValuesOfParametersWhole) {
   equipment.model().data().commands = {
       {.name = "TUNE",
        .parameters = {
@@ -84,7 +84,7 @@ TEST_F(GemCapabilitiesTest, TheApplicationGetsTheValuesOfParametersWhole) {
   }
 }
 
-TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
+TEST_P(GemCapabilitiesTest, TextsOfTerminals) {
   establish();
   CVeltoGemCtrl &control = *equipment.control;
   std::string shown;
@@ -124,7 +124,7 @@ TEST_F(GemCapabilitiesTest, TextsOfTerminals) {
   EXPECT_EQ(host.messages, (std::vector<std::string>{"S10F1W { <b 0x03> <a 'Help'> }"}));
 }
 
-TEST_F(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
+TEST_P(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
   addVariable(20, SecsAscii, RoleClock);
   addVariable(21, SecsList, RoleAlarmsEnabled);
   addVariable(22, SecsList, RoleAlarmsSet);
@@ -182,7 +182,7 @@ TEST_F(GemCapabilitiesTest, VariablesThatAreKeptTrue) {
   EXPECT_EQ(heard(), Messages{"S6F11W { <u4 4> <u4 32> * CEID { { <u4 2> { <u1 3> <u1 0> } } } }"});
 }
 
-TEST_F(GemPair, TheModelAnswersWhatTheApplicationDoesNot) {
+TEST_P(GemPair, TheModelAnswersWhatTheApplicationDoesNot) {
   establish();
   equipment.answers = false;
   EXPECT_EQ(ask("s1f1w"), "") << "off at first";
@@ -223,7 +223,7 @@ TEST_F(GemPair, TheModelAnswersWhatTheApplicationDoesNot) {
   EXPECT_EQ(host.messages, (std::vector<std::string>{one, "S1F4 { <u4 7> }", one, one}));
 }
 
-TEST_F(GemCapabilitiesTest, WhatIsSpooled) {
+TEST_P(GemCapabilitiesTest, WhatIsSpooled) {
   expectAnswers(kCapabilityTables, "Spool");
   std::string many;
   for (int i = 0; i < 20'000; ++i)
@@ -233,7 +233,7 @@ TEST_F(GemCapabilitiesTest, WhatIsSpooled) {
   expectAnswers(kCapabilityTables, "SpoolThatIsOff");
 }
 
-TEST_F(GemCapabilitiesTest, WhatIsKeptOutlivesTheProcess) {
+TEST_P(GemCapabilitiesTest, WhatIsKeptOutlivesTheProcess) {
   const std::string more = equipment.control->DataFileName() + ".more";
   ASSERT_TRUE(equipment.control->SaveData());
   const auto written = equipment.model().data().commands;
@@ -249,6 +249,9 @@ TEST_F(GemCapabilitiesTest, WhatIsKeptOutlivesTheProcess) {
   ASSERT_TRUE(equipment.control->SaveData());
   EXPECT_TRUE(systemFiles().read(more + ".damaged")) << "a file that nobody could read is kept";
 }
+
+INSTANTIATE_TEST_SUITE_P(Over, GemCapabilitiesTest, everyLink(), linkName);
+INSTANTIATE_TEST_SUITE_P(Over, GemPair, everyLink(), linkName);
 
 } // namespace
 } // namespace velto

@@ -4,7 +4,7 @@
 namespace velto {
 namespace {
 
-TEST_F(GemCapabilitiesTest, TracesAreRefusedForWhatIsWrong) {
+TEST_P(GemCapabilitiesTest, TracesAreRefusedForWhatIsWrong) {
   expectAnswers(kCapabilityTables, "Traces");
   EXPECT_EQ(equipment.control->ActiveTraces(), 2);
   std::string many = "s2f23w{<u4 2><a'000001'><u4 2><u4 1><u2";
@@ -17,7 +17,7 @@ TEST_F(GemCapabilitiesTest, TracesAreRefusedForWhatIsWrong) {
 }
 
 // Groups of two of three samples, the last one smaller; each sample is of its own time.
-TEST_F(GemCapabilitiesTest, TracesSendTheirGroups) {
+TEST_P(GemCapabilitiesTest, TracesSendTheirGroups) {
   addVariable(20, SecsAscii, RoleClock);
   establish();
   ask("s2f23w{<i2 5><a'00000002'><u4 3><u4 2>{<u4 2><u4 20>}}");
@@ -41,8 +41,11 @@ TEST_F(GemCapabilitiesTest, TracesSendTheirGroups) {
   }
 }
 
-// However late the ticks come, and while the tick count wraps.
-TEST_F(GemCapabilitiesTest, ATraceNeitherMissesNorDoublesSamplesNorDrifts) {
+// However late the ticks come, and while the tick count wraps. A line would have its own pace.
+class GemTracePace : public GemCapabilitiesTest {};
+INSTANTIATE_TEST_SUITE_P(Over, GemTracePace, testing::Values(LinkProtocol::Hsms), linkName);
+
+TEST_P(GemTracePace, ATraceNeitherMissesNorDoublesSamplesNorDrifts) {
   net.clock.advance(UINT32_MAX - 30'000);
   std::string vids;
   for (uint32_t vid = 100; vid < 150; ++vid) {
@@ -158,9 +161,9 @@ protected:
   }
 };
 
-TEST_F(GemLimitsTest, DefinitionsAreAllOrNothing) { expectAnswers(kCapabilityTables, "Limits"); }
+TEST_P(GemLimitsTest, DefinitionsAreAllOrNothing) { expectAnswers(kCapabilityTables, "Limits"); }
 
-TEST_F(GemLimitsTest, ATransitionBetweenZonesIsReported) {
+TEST_P(GemLimitsTest, ATransitionBetweenZonesIsReported) {
   establish();
   const std::string defined = "S2F46 { <b 0x00> { } }";
   EXPECT_EQ(ask("s2f45w{<u4 1>{{<u4 2>{{<b 1>{<u4 20><u4 10>}}{<b 7>{<u4 50><u4 50>}}"
@@ -200,7 +203,7 @@ TEST_F(GemLimitsTest, ATransitionBetweenZonesIsReported) {
       << "they were those of the variable that has gone";
 }
 
-TEST_F(GemLimitsTest, TheApplicationMayChangeValuesInReports) {
+TEST_P(GemLimitsTest, TheApplicationMayChangeValuesInReports) {
   establish();
   ask("s2f45w{<u4 1>{{<u4 2>{{<b 1>{<u4 50><u4 50>}}{<b 2>{<u4 60><u4 60>}}}}}}");
   bool once = true;
@@ -216,6 +219,8 @@ TEST_F(GemLimitsTest, TheApplicationMayChangeValuesInReports) {
   equipment.control->SetVIDValue(2, "99");
   EXPECT_EQ(equipment.control, nullptr);
 }
+
+INSTANTIATE_TEST_SUITE_P(Over, GemLimitsTest, everyLink(), linkName);
 
 } // namespace
 } // namespace velto

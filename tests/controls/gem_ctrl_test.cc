@@ -25,7 +25,7 @@ void put(Control &control, const std::string &name, const std::string &value, in
   EXPECT_TRUE(outcome) << name << ": " << outcome.error;
 }
 
-class GemControl : public GemPair {
+class GemControl : public testing::Test, protected GemLink {
 protected:
   CVeltoGemCtrl &eq = *equipment.control;
   CVeltoGemCtrl fresh{ControlSite(net.loop, front)};

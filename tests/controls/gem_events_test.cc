@@ -14,7 +14,7 @@ protected:
   CVeltoGemCtrl &eq = *equipment.control;
 };
 
-TEST_F(GemEvents, AValueThatTheModelTimesByCountsAtOnce) {
+TEST_P(GemEvents, AValueThatTheModelTimesByCountsAtOnce) {
   GemData &data = equipment.model().data();
   data.variables.SetRole(*data.variables.FindVid(3), RoleEstablishCommunicationsTimeout);
   eq.SetVIDValue(3, "300");
@@ -35,7 +35,11 @@ TEST_F(GemEvents, AValueThatTheModelTimesByCountsAtOnce) {
       << "nobody goes on-line without communications";
 }
 
-TEST_F(GemEvents, EveryConnectionThatEndsIsNamed) {
+// Of a listener that serves many, as only HSMS does.
+class GemHsmsEvents : public GemEvents {};
+INSTANTIATE_TEST_SUITE_P(Over, GemHsmsEvents, testing::Values(LinkProtocol::Hsms), linkName);
+
+TEST_P(GemHsmsEvents, EveryConnectionThatEndsIsNamed) {
   establish();
   std::vector<int32_t> ports; // of connections that ended
   eq.onDisconnected = [&ports](const std::string &, int32_t port) { ports.push_back(port); };
@@ -68,7 +72,7 @@ TEST_F(GemEvents, EveryConnectionThatEndsIsNamed) {
   EXPECT_THAT(ports, ElementsAre(silent.port()));
 }
 
-TEST_F(GemEvents, ARoleThatIsLoadedInsideAnEventCountsForTheNextMessage) {
+TEST_P(GemEvents, ARoleThatIsLoadedInsideAnEventCountsForTheNextMessage) {
   establish();
   equipment.onEvent = [this](const std::string &line) {
     if (line == "VIDChanged 3")
@@ -243,6 +247,8 @@ TEST(GemHost, MayDoAnythingInsideTheEventsOfItsOwnCalls) {
       EXPECT_TRUE(acted);
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Over, GemEvents, everyLink(), linkName);
 
 } // namespace
 } // namespace velto

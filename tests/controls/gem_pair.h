@@ -3,13 +3,18 @@
 #include "controls/gem_ctrl.h"
 #include "gem/engine/engine.h"
 #include "gem/fake_owner.h"
+#include "platform/null_modem.h"
+#include "platform/serial_device.h"
 #include "support/table.h"
 #include "support/temporary_directory.h"
 #include "transport/network.h"
 
+#include <algorithm>
+#include <array>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace velto {
 
@@ -124,11 +129,17 @@ private:
   }
 };
 
-/// An equipment and a host, each a Gem control, on the loopback.
+/// An equipment and a host, each a Gem control, on the loopback or the two ends of a serial line.
 struct GemLink {
-  GemLink() {
+  explicit GemLink(LinkProtocol protocol = LinkProtocol::Hsms) {
     host.model().SetHost(true);
     host.model().data().communication = {1, "", "", false};
+    for (const GemStation *station : {&equipment, &host})
+      station->control->SetTransport(static_cast<int16_t>(protocol));
+    if (protocol == LinkProtocol::SecsISerial) {
+      equipment.control->SetSerialPort(cable.emplace(net.loop).a().path());
+      host.control->SetSerialPort(cable->b().path());
+    }
     equipment.control->SetServer(true);
     equipment.control->SetPortNumber(0);
     equipment.control->SetPhysicalConnection(true);
@@ -138,12 +149,21 @@ struct GemLink {
     host.control->SetPortNumber(equipment.control->PortNumber());
   }
 
-  /// Lets both work until nothing is left to do, for some milliseconds of their time.
+  /// Lets both work until nothing is left to do, for some milliseconds of their time: more of them
+  /// as long as messages wait for a line, whose bytes the system may take a while to hand over.
   void settle(int milliseconds = 8) {
-    for (int i = 0; i < milliseconds; ++i) {
+    for (int i = 0; i < milliseconds || (i < 100 && waits()); ++i) {
       net.clock.advance(1);
       net.settle();
+      if (cable && waits() && net.loop.runOnce(20))
+        net.settle();
     }
+  }
+  bool waits() const {
+    return std::ranges::any_of(std::array{&equipment, &host}, [](const GemStation *station) {
+      return station->control != nullptr &&
+             station->control->engine().physical().link().hasUnsent();
+    });
   }
 
   /// Both communicating, the events so far forgotten.
@@ -156,6 +176,26 @@ struct GemLink {
     ASSERT_EQ(host.control->CommunicationState(), 2);
     equipment.take();
     host.take();
+  }
+
+  /// The host goes away, which the equipment notices: on a serial line by a message that cannot be
+  /// sent.
+  void leave() {
+    host.control->SetPhysicalConnection(false);
+    settle();
+    if (!cable)
+      return;
+    equipment.control->SetSecsIRetry(0);
+    const bool asks = equipment.send("s1f1w"); // unless communications have ended before
+    net.clock.advance(1);
+    net.settle();
+    net.clock.advance(10'000); // T2
+    settle();
+    equipment.control->SetSecsIRetry(3);
+    SerialDevice closed; // loses what comes, unlike a pseudo terminal
+    closed.open(cable->b().path(), {});
+    std::array<uint8_t, 64> lost{}; // the request for the line
+    net.until([&] { return !asks || closed.read(lost.data(), lost.size()) > 0; });
   }
 
   /// What the equipment answers to a message of the host; "" when nothing comes. What comes behind
@@ -193,10 +233,23 @@ struct GemLink {
   OperatorPanel front;
   TemporaryDirectory folder;
   UnflushedFiles files;
+  std::optional<NullModem> cable;
   GemStation equipment{ControlSite(net.loop, front, files), folder / "equipment"};
   GemStation host{ControlSite(net.loop, front, files), folder / "host"};
 };
 
-class GemPair : public testing::Test, protected GemLink {};
+/// The tests of this run over every link.
+class GemPair : public testing::TestWithParam<LinkProtocol>, protected GemLink {
+protected:
+  GemPair() : GemLink(GetParam()) {}
+};
+
+inline auto everyLink() {
+  return testing::Values(LinkProtocol::Hsms, LinkProtocol::SecsISerial, LinkProtocol::SecsITcp);
+}
+inline std::string linkName(const testing::TestParamInfo<LinkProtocol> &link) {
+  static constexpr std::array kNames{"Hsms", "Serial", "SecsITcp"};
+  return kNames[static_cast<size_t>(link.param)];
+}
 
 } // namespace velto

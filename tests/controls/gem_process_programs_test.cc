@@ -4,12 +4,12 @@
 namespace velto {
 namespace {
 
-TEST_F(GemCapabilitiesTest, ProcessPrograms) {
+TEST_P(GemCapabilitiesTest, ProcessPrograms) {
   expectAnswers(kCapabilityTables, "ProcessPrograms");
 }
 
 // The application hears of each thing that the host does, and may refuse it with any code.
-TEST_F(GemCapabilitiesTest, TheApplicationAnswersForProcessPrograms) {
+TEST_P(GemCapabilitiesTest, TheApplicationAnswersForProcessPrograms) {
   establish();
   CVeltoGemCtrl &control = *equipment.control;
   struct Case {
@@ -67,7 +67,7 @@ TEST_F(GemCapabilitiesTest, TheApplicationAnswersForProcessPrograms) {
   EXPECT_EQ(equipment.control, nullptr) << "which may end the control";
 }
 
-TEST_F(GemCapabilitiesTest, ChangesOfProcessProgramsAreReported) {
+TEST_P(GemCapabilitiesTest, ChangesOfProcessProgramsAreReported) {
   addVariable(20, SecsAscii, RolePPChangeName);
   addVariable(21, SecsByte, RolePPChangeStatus);
   addVariable(22, SecsAscii, RolePPExecName);
@@ -140,7 +140,7 @@ TEST_F(GemCapabilitiesTest, ChangesOfProcessProgramsAreReported) {
 }
 
 // Between an equipment and a host that both keep process programs, in both directions.
-TEST_F(GemCapabilitiesTest, ProcessProgramsAreSentAndAskedFor) {
+TEST_P(GemCapabilitiesTest, ProcessProgramsAreSentAndAskedFor) {
   host.control->SetCapabilities(CapabilityProcessPrograms);
   establish();
   CVeltoGemCtrl &here = *equipment.control;
@@ -207,7 +207,7 @@ TEST_F(GemCapabilitiesTest, ProcessProgramsAreSentAndAskedFor) {
   EXPECT_EQ(ended, "PLAIN 7") << "T3";
 }
 
-TEST_F(GemCapabilitiesTest, TheFolderOfProcessProgramsIsBoundedAndTrustsNoFile) {
+TEST_P(GemCapabilitiesTest, TheFolderOfProcessProgramsIsBoundedAndTrustsNoFile) {
   establish();
   CVeltoGemCtrl &control = *equipment.control;
   const std::string place = control.DataFileName() + ".recipes";

@@ -149,7 +149,7 @@ protected:
 };
 
 // The reply may be too late for who asked, and not for T3.
-TEST_F(GemRequestPair, AReplyIsHandledThoughTheHostLeavesIt) {
+TEST_P(GemRequestPair, AReplyIsHandledThoughTheHostLeavesIt) {
   host.answers = false;
   host.messages.clear();
   control.SetT3(2);
@@ -172,7 +172,7 @@ TEST_F(GemRequestPair, AReplyIsHandledThoughTheHostLeavesIt) {
 
 // The equipment asks while it is told of the host's question, which it answers afterwards; and
 // other questions come meanwhile.
-TEST_F(GemRequestPair, InsideReceivedTheMessageThereStays) {
+TEST_P(GemRequestPair, InsideReceivedTheMessageThereStays) {
   for (const bool automatic : {false, true}) {
     equipment.answers = !automatic;
     equipment.control->SetAutoReply(automatic);
@@ -195,7 +195,7 @@ TEST_F(GemRequestPair, InsideReceivedTheMessageThereStays) {
 }
 
 // What the host answers there is not what the model is to handle.
-TEST_F(GemRequestPair, OtherMessagesMayComeInsideTheReply) {
+TEST_P(GemRequestPair, OtherMessagesMayComeInsideTheReply) {
   host.answers = false;
   control.SetT3(2);
   equipment.control->SetT3(2);
@@ -217,7 +217,7 @@ TEST_F(GemRequestPair, OtherMessagesMayComeInsideTheReply) {
   EXPECT_THAT(equipment.take(), Not(Contains(StartsWith("Problem"))));
 }
 
-TEST_F(GemRequestPair, HandlersMayDoAnything) {
+TEST_P(GemRequestPair, HandlersMayDoAnything) {
   std::vector<std::string> told;
   const auto note = [&told](const GemReply &reply) {
     told.push_back(reply ? reply.Value("1") : reply.reason);
@@ -243,7 +243,7 @@ TEST_F(GemRequestPair, HandlersMayDoAnything) {
 }
 
 // What came is told though the control went while it was shown.
-TEST_F(GemRequestPair, TheControlMayGoInsideReceivedAndSent) {
+TEST_P(GemRequestPair, TheControlMayGoInsideReceivedAndSent) {
   for (const std::string event : {"Received S1F2", "Sent S1F1W"}) {
     GemLink link;
     link.establish();
@@ -257,17 +257,16 @@ TEST_F(GemRequestPair, TheControlMayGoInsideReceivedAndSent) {
   }
 }
 
-TEST_F(GemCapabilitiesTest, TheSpoolMayTakeARequest) {
+TEST_P(GemCapabilitiesTest, TheSpoolMayTakeARequest) {
   establish();
   ask("s2f43w{{<u1 6>{}}}");
-  host.control->SetPhysicalConnection(false);
-  settle();
+  leave();
   const Passing time(*this, [] {});
   EXPECT_EQ(equipment.control->Request("s6f11{<u4 1><u4 7>{}}").outcome, GemOutcome::Spooled);
   EXPECT_EQ(equipment.control->SpoolCount(), 1);
 }
 
-TEST_F(GemRequestPair, PrimariesMayBeMessages) {
+TEST_P(GemRequestPair, PrimariesMayBeMessages) {
   CHSecsMessage primary;
   primary.SetFromSml("s1f3w{<u4 2>}");
   primary.header.systemBytes = 5;
@@ -279,6 +278,9 @@ TEST_F(GemRequestPair, PrimariesMayBeMessages) {
   EXPECT_EQ(control.Request(primary).outcome, GemOutcome::NotSent);
   EXPECT_THAT(equipment.messages, Not(Contains(StartsWith("S72"))));
 }
+
+// While a request waits, the time of these tests stands still, and a line needs it to send.
+INSTANTIATE_TEST_SUITE_P(Over, GemRequestPair, testing::Values(LinkProtocol::Hsms), linkName);
 
 } // namespace
 } // namespace velto

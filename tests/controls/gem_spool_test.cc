@@ -40,8 +40,7 @@ protected:
     ASSERT_EQ(ask(std::string("s2f43w") + streams), "S2F44 { <b 0x00> { } }");
   }
   void lose() {
-    host.control->SetPhysicalConnection(false);
-    settle();
+    leave();
     ASSERT_NE(eq.CommunicationState(), 2);
   }
   void comeBack() {
@@ -67,7 +66,7 @@ protected:
   using Ceids = std::vector<int>;
 };
 
-TEST_F(GemSpoolTest, KeepsTheOrderUntilTheHostHasAll) {
+TEST_P(GemSpoolTest, KeepsTheOrderUntilTheHostHasAll) {
   setUp();
   EXPECT_TRUE(eq.InvokeEvent(7));
   EXPECT_EQ(events(), (Ceids{7})) << "nothing is spooled while there are communications";
@@ -103,7 +102,7 @@ TEST_F(GemSpoolTest, KeepsTheOrderUntilTheHostHasAll) {
   EXPECT_EQ(eq.SpoolState(), kInactive);
 }
 
-TEST_F(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
+TEST_P(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
   setUp();
   eq.SetVIDValue(100 + RoleMaxSpoolTransmit, 2);
   lose();
@@ -144,7 +143,7 @@ TEST_F(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
 }
 
 // However communications end, what was under way then is the first that is spooled, in its order.
-TEST_F(GemSpoolTest, KeepsWhatWasNotAnswered) {
+TEST_P(GemSpoolTest, KeepsWhatWasNotAnswered) {
   setUp();
   const auto endLink = [this] { lose(); };
   const auto runOutOfTime = [this] {
@@ -172,11 +171,14 @@ TEST_F(GemSpoolTest, KeepsWhatWasNotAnswered) {
     const char *name;
     std::function<void()> loss;
     Ceids spooled;
+    bool ofConnections = false; ///< a serial line knows no such end
   };
   for (const Case &row :
        {Case{"the link is lost", endLink, {8, 7, 17, 8}}, Case{"T3", runOutOfTime, {8, 7, 17, 8}},
-        Case{"disabled", disable, {8, 7, 17, 8}}, Case{"given up", giveUp, {8, 7, 17, 8}},
-        Case{"not yet noticed", endLinkUnnoticed, {8, 7, 17, 7, 8}}}) {
+        Case{"disabled", disable, {8, 7, 17, 8}, true}, Case{"given up", giveUp, {8, 7, 17, 8}},
+        Case{"not yet noticed", endLinkUnnoticed, {8, 7, 17, 7, 8}, true}}) {
+    if (cable && row.ofConnections)
+      continue;
     host.answers = true;
     EXPECT_TRUE(eq.InvokeEvent(7));
     EXPECT_EQ(events(), Ceids{7}) << row.name;
@@ -223,11 +225,12 @@ TEST_F(GemSpoolTest, KeepsWhatWasNotAnswered) {
   eq.SetCapabilities(CapabilitySpooling);
   host.answers = true;
   lose();
-  EXPECT_EQ(eq.SpoolCount(), 1);
+  const bool waited = GetParam() != LinkProtocol::Hsms; // for the line, which gave it up
+  EXPECT_EQ(eq.SpoolCount(), waited ? 2 : 1);
 }
 
 // The host hung until T3 of an event had run out, and answers the next one then.
-TEST_F(GemSpoolTest, ALateReplyTakesItsMessageOut) {
+TEST_P(GemSpoolTest, ALateReplyTakesItsMessageOut) {
   setUp();
   host.answers = false;
   EXPECT_TRUE(eq.InvokeEvent(7));
@@ -256,7 +259,7 @@ TEST_F(GemSpoolTest, ALateReplyTakesItsMessageOut) {
   EXPECT_EQ(events(), (Ceids{7, 17, 18}));
 }
 
-TEST_F(GemSpoolTest, SwitchingItOffLosesNothing) {
+TEST_P(GemSpoolTest, SwitchingItOffLosesNothing) {
   setUp();
   lose();
   EXPECT_TRUE(eq.InvokeEvent(7));
@@ -274,7 +277,7 @@ TEST_F(GemSpoolTest, SwitchingItOffLosesNothing) {
   EXPECT_EQ(events(), (Ceids{17, 7, 18})) << "that which was out";
 }
 
-TEST_F(GemSpoolTest, IsFullAtItsBounds) {
+TEST_P(GemSpoolTest, IsFullAtItsBounds) {
   setUp();
   struct Case {
     const char *name;
@@ -319,7 +322,7 @@ TEST_F(GemSpoolTest, IsFullAtItsBounds) {
   EXPECT_LT(*systemFiles().size(spoolFile()), 2U << 20) << "what was dropped goes from the file";
 }
 
-TEST_F(GemSpoolTest, OutlivesTheProcess) {
+TEST_P(GemSpoolTest, OutlivesTheProcess) {
   setUp();
   lose();
   const Ceids sent{7, 8, 8, 7, 7, 8};
@@ -370,7 +373,7 @@ TEST_F(GemSpoolTest, OutlivesTheProcess) {
   EXPECT_EQ(events(), (Ceids{17, 7, 8, 8, 7, 7, 8, 8, 18}));
 }
 
-TEST_F(GemSpoolTest, RefusesWhatTheDiskDoesNotTake) {
+TEST_P(GemSpoolTest, RefusesWhatTheDiskDoesNotTake) {
   setUp();
   lose();
   EXPECT_TRUE(eq.InvokeEvent(7));
@@ -387,7 +390,7 @@ TEST_F(GemSpoolTest, RefusesWhatTheDiskDoesNotTake) {
   EXPECT_EQ(events(), (Ceids{17, 7, 7, 18}));
 }
 
-TEST_F(GemSpoolTest, TheApplicationMayDoAnythingMeanwhile) {
+TEST_P(GemSpoolTest, TheApplicationMayDoAnythingMeanwhile) {
   for (const char *at : {"CommunicationStateChanged", "Sent S6F11W", "Received S6F12", "Problem"}) {
     for (int act = 0; act < 3; ++act) {
       GemLink link;
@@ -425,6 +428,8 @@ TEST_F(GemSpoolTest, TheApplicationMayDoAnythingMeanwhile) {
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Over, GemSpoolTest, everyLink(), linkName);
 
 } // namespace
 } // namespace velto

@@ -11,7 +11,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-TEST_F(GemCapabilitiesTest, CommandsAreCarriedOutByTheirHandlers) {
+TEST_P(GemCapabilitiesTest, CommandsAreCarriedOutByTheirHandlers) {
   establish();
   CVeltoGemCtrl &control = *equipment.control;
   std::string heard;
@@ -55,7 +55,7 @@ TEST_F(GemCapabilitiesTest, CommandsAreCarriedOutByTheirHandlers) {
   EXPECT_EQ(ask("s2f41w{<a'START'>{{<a'LOT'><a'L1'>}}}"), "");
 }
 
-TEST_F(GemCapabilitiesTest, CommandsAreRegistered) {
+TEST_P(GemCapabilitiesTest, CommandsAreRegistered) {
   CVeltoGemCtrl &control = *equipment.control;
   EXPECT_TRUE(control.RegisterCommand("PUMP", "PORT:U1,GAS:A", "PORT", 7));
   const CHGemCommand &command = equipment.model().data().commands.back();
@@ -108,7 +108,7 @@ protected:
   std::vector<std::string> problems;
 };
 
-TEST_F(Subscriptions, ComeIntoForceWheneverCommunicationsAreEstablished) {
+TEST_P(Subscriptions, ComeIntoForceWheneverCommunicationsAreEstablished) {
   model().events.FindCeid(8)->enable = false;
   subscribe(7, {2, 4, 3});
   subscribe(8, {});
@@ -150,7 +150,7 @@ TEST_F(Subscriptions, ComeIntoForceWheneverCommunicationsAreEstablished) {
   EXPECT_THAT(problems, ElementsAre());
 }
 
-TEST_F(Subscriptions, NamesAreThoseOfTheModelWhereThereIsOne) {
+TEST_P(Subscriptions, NamesAreThoseOfTheModelWhereThereIsOne) {
   host.model().data().variables.Add(*model().variables.FindVid(2));
   host.model().data().variables.FindVid(2)->setDescription("Place");
   host.model().events().RegisterCEID(7, kNoRole, " Etched");
@@ -163,7 +163,7 @@ TEST_F(Subscriptions, NamesAreThoseOfTheModelWhereThereIsOne) {
 }
 
 // The report is still defined from the time before.
-TEST_F(Subscriptions, EventsWaitForTheirNames) {
+TEST_P(Subscriptions, EventsWaitForTheirNames) {
   equipment.model().events().SetReport(900'001, {2});
   model().events.FindCeid(7)->reports = {900'001};
   subscribe(7, {2});
@@ -193,7 +193,7 @@ TEST_F(Subscriptions, EventsWaitForTheirNames) {
   EXPECT_THAT(heard, ElementsAre("7: 2 Position = 7", "7: 2 Position = 7"));
 }
 
-TEST_F(Subscriptions, WhatTheEquipmentRefusesIsAProblemOfThatEvent) {
+TEST_P(Subscriptions, WhatTheEquipmentRefusesIsAProblemOfThatEvent) {
   subscribe(7, {99});
   subscribe(99, {2});
   subscribe(98, {});
@@ -207,7 +207,7 @@ TEST_F(Subscriptions, WhatTheEquipmentRefusesIsAProblemOfThatEvent) {
   EXPECT_THAT(invoke(7), ElementsAre("7:")) << "it is reported all the same";
 }
 
-TEST_F(Subscriptions, AnEquipmentThatIsOffLineIsAskedAgain) {
+TEST_P(Subscriptions, AnEquipmentThatIsOffLineIsAskedAgain) {
   equipment.control->SetControlState(0);
   subscribe(7, {2});
   establish();
@@ -222,7 +222,7 @@ TEST_F(Subscriptions, AnEquipmentThatIsOffLineIsAskedAgain) {
   EXPECT_THAT(invoke(7), ElementsAre("7: 2 Position = 7"));
 }
 
-TEST_F(Subscriptions, HandlersMayDoAnything) {
+TEST_P(Subscriptions, HandlersMayDoAnything) {
   subscribe(7, {2});
   const int32_t victim = subscribe(7, {1});
   establish();
@@ -237,6 +237,9 @@ TEST_F(Subscriptions, HandlersMayDoAnything) {
   EXPECT_THAT(invoke(7), ElementsAre("7: 2 Position = 7", "7: 1 State = 4"));
   EXPECT_EQ(host.control, nullptr);
 }
+
+// Their requests wait while the time of these tests stands still, which a line needs to send.
+INSTANTIATE_TEST_SUITE_P(Over, Subscriptions, testing::Values(LinkProtocol::Hsms), linkName);
 
 } // namespace
 } // namespace velto

@@ -56,7 +56,7 @@ protected:
   const std::string data = equipment.control->DataFileName();
 };
 
-TEST_F(SpoolKill, WhatWasTakenArrivesOnceAndInOrder) {
+TEST_P(SpoolKill, WhatWasTakenArrivesOnceAndInOrder) {
   CVeltoGemCtrl &control = *equipment.control;
   ASSERT_TRUE(control.SetReportVIDs(1, {2}));
   ASSERT_TRUE(control.LinkReport(7, 1));
@@ -92,6 +92,8 @@ TEST_F(SpoolKill, WhatWasTakenArrivesOnceAndInOrder) {
   EXPECT_EQ(lost, std::vector<int>{});
   EXPECT_LE(arrived.size(), taken.size() + kRounds) << "what was on its way to the disk";
 }
+
+INSTANTIATE_TEST_SUITE_P(Over, SpoolKill, testing::Values(LinkProtocol::Hsms), linkName);
 
 } // namespace
 } // namespace velto

@@ -19,6 +19,10 @@ public:
   void reportReplyTimeout(const CHSecsHeader &primary) override {
     expired.push_back(primary.systemBytes);
   }
+  bool sendsLater() const override { return line; }
+  bool replyArrives(const CHSecsHeader &primary) const override {
+    return primary.systemBytes == arriving;
+  }
   void reportCommunicationState(uint8_t, uint8_t) override {}
   void reportControlState(uint8_t, uint8_t) override {}
   void reportVariable(uint32_t) override {}
@@ -27,6 +31,8 @@ public:
 
   mutable ManualClock time;
   std::vector<uint32_t> expired;
+  bool line = false;     ///< messages wait for a line
+  uint32_t arriving = 0; ///< the system bytes of a reply that has begun to arrive
 };
 
 CHSecsMessage message(const char *sml, uint32_t systemBytes) {
@@ -102,6 +108,34 @@ TEST(LogicalConnection, TimesOutOneTransactionATickInTheOrderTheyWereSent) {
     EXPECT_THAT(owner.expired, ElementsAre(1, 2));
     EXPECT_EQ(connection.NextTick(), 500U);
   }
+}
+
+TEST(LogicalConnection, TheTimeForAReplyBeginsWhenTheLineHasTakenThePrimary) {
+  Timeouts owner(1000);
+  owner.line = true;
+  CHLogicalConnection connection(owner, "");
+  connection.SetT3(500);
+  for (const uint32_t systemBytes : {1U, 2U, 3U})
+    connection.OnSent(message("s6f11w{}", systemBytes).header, {});
+  const auto pass = [&](uint32_t ms) {
+    owner.time.advance(ms);
+    connection.Tick();
+  };
+  pass(10'000);
+  EXPECT_THAT(owner.expired, IsEmpty()) << "all wait";
+  EXPECT_EQ(connection.NextTick(), std::nullopt);
+  connection.OnTransmitted(1);
+  pass(300);
+  connection.OnTransmitted(2);
+  EXPECT_EQ(connection.NextTick(), 201U);
+  owner.arriving = 1;
+  pass(501);
+  EXPECT_THAT(owner.expired, ElementsAre(2)) << "the reply to the first one has begun to arrive";
+  owner.arriving = 0;
+  pass(0);
+  EXPECT_THAT(owner.expired, ElementsAre(2, 1));
+  connection.OnSendFailed(message("s6f11w{}", 3));
+  EXPECT_EQ(connection.OpenTransactionCount(), 0U);
 }
 
 } // namespace

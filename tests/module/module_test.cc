@@ -1,5 +1,5 @@
 // The C interface as a program meets it: nothing but velto.h and libvelto.so.
-#include "module/velto.h"
+#include "module/values.h"
 
 #include <cstring>
 #include <functional>
@@ -15,10 +15,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-velto_value integer(int64_t number) { return {VELTO_INTEGER, number, 0, nullptr, 0}; }
-velto_value text(std::string_view value) { return {VELTO_TEXT, 0, 0, value.data(), value.size()}; }
-std::string textOf(const velto_value &value) { return {value.text, value.length}; }
 
 class Module : public testing::Test {
 protected:

@@ -78,6 +78,17 @@ list(GET examples 0 example)
 run(${COMPILER} -std=c++20 ${example} ${flags} -o ${WORK}/by_pkg_config)
 run(${WORK}/by_pkg_config)
 
+# The three of the README, each against a tool of the program.
+run(${COMPILER} -std=c++20 ${prefix}/share/velto/examples/pressure/pressure.cc ${flags}
+  -o ${WORK}/pressure_cc)
+run(${CC} -std=c11 ${strict} -Wno-unused-parameter
+  ${prefix}/share/velto/examples/pressure/pressure.c ${c_flags} -o ${WORK}/pressure_c)
+file(MAKE_DIRECTORY ${WORK}/pressure)
+run(sh -c "cd ${WORK}/pressure || exit 1
+  ${prefix}/bin/velto equipment listen:5014 --data ${prefix}/share/velto/examples/etch_tool.model --keep tool.kel --quiet &
+  trap \"kill $!\" EXIT
+  test \"$(${WORK}/pressure_cc)\" = 0.000000 && ${WORK}/pressure_c | grep '<f4 0.000000>'")
+
 # try_program(RESULT OUTPUT OPTION…) compiles and links a program that does no more than include a
 # header, in a build that drops what nobody needs.
 file(WRITE ${WORK}/user.cc "#include <velto/secs2/message.h>\nint main() {}\n")

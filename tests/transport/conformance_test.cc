@@ -90,7 +90,7 @@ TYPED_TEST(Conformance, CarriesMessagesOfAnySizeBothWays) {
                                    std::pair{this->listener.get(), this->client.get()}}) {
       to->received.clear();
       ASSERT_TRUE(from->send(this->body(size))) << size;
-      ASSERT_TRUE(this->drive([to = to] { return !to->received.empty(); }))
+      ASSERT_TRUE(this->drive([to = to] { return !to->received.empty(); }, 5000))
           << size << testing::PrintToString(from->events) << testing::PrintToString(to->events);
       EXPECT_TRUE(to->received == std::vector<Bytes>{this->body(size)}) << size;
     }

@@ -156,6 +156,10 @@ public:
   /// completes the header, with new system bytes for every primary with the W-bit and any other
   /// that has none; returns it as it went out, or nothing when the message cannot be sent.
   virtual std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) = 0;
+  /// The two parts of Send(), for a message that has to wait above the link: the header as it will
+  /// go out, and sending with it. Of links that have blocks.
+  virtual CHSecsHeader Complete(const CHSecsHeader &header) { return header; }
+  virtual bool SendCompleted(const CHSecsHeader & /*header*/, ByteView /*body*/) { return false; }
   /// Bytes that the body of a message may have, as far as the link minds.
   virtual size_t longestBody() const { return std::numeric_limits<size_t>::max(); }
   /// The most of a body that goes out in one block; nothing where there are no blocks.

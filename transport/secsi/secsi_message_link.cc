@@ -192,15 +192,25 @@ void CHSecsIMessageLink::End() {
 std::optional<CHSecsHeader> CHSecsIMessageLink::Send(const CHSecsHeader &header, ByteView body) {
   if (header.blockWord != 0 || linkState() != LinkState::Ready)
     return std::nullopt;
-  CHSecsHeader sent = withoutLine(header);
-  systemBytes_.complete(sent, settings_->highSystemBytes);
+  CHSecsHeader sent = Complete(header);
   sent.length = static_cast<uint32_t>(CHSecsHeader::kSize + body.size());
-  CHSecsHeader out = sent;
+  return SendCompleted(sent, body) ? std::optional(sent) : std::nullopt;
+}
+
+CHSecsHeader CHSecsIMessageLink::Complete(const CHSecsHeader &header) {
+  CHSecsHeader completed = withoutLine(header);
+  systemBytes_.complete(completed, settings_->highSystemBytes);
+  return completed;
+}
+
+bool CHSecsIMessageLink::SendCompleted(const CHSecsHeader &header, ByteView body) {
+  CHSecsHeader out = header;
   addLine(out, settings_->equipment);
   Bytes message = joined(out, body);
   addLineToMhead(message, out, settings_->equipment);
-  const bool queued = port_ ? port_->QueueMessage(message) : socket_->QueueMessage(message);
-  return queued ? std::optional(sent) : std::nullopt;
+  if (port_)
+    return port_->QueueMessage(message);
+  return socket_ && linkState() == LinkState::Ready && socket_->QueueMessage(message);
 }
 
 bool CHSecsIMessageLink::hasUnsent() const {

@@ -35,6 +35,7 @@ public:
   LinkSettings &settings() override { return *settings_; }
   void settingsChanged() override;
   LinkState State() const override { return state_; }
+  bool HasPartner() const override { return linkState() == LinkState::Ready; }
   const char *protocolName() const override;
   const char *stateText() const override;
   bool IsOpen() const override;
@@ -50,6 +51,8 @@ public:
   /// Queues the message. Nothing also for a control message of HSMS, and for a message of more than
   /// 32,767 blocks.
   std::optional<CHSecsHeader> Send(const CHSecsHeader &header, ByteView body) override;
+  CHSecsHeader Complete(const CHSecsHeader &header) override;
+  bool SendCompleted(const CHSecsHeader &header, ByteView body) override;
   size_t longestBody() const override { return kMostBlocks * kBlockData; }
   std::optional<size_t> blockData() const override { return kBlockData; }
   bool sendsLater() const override { return true; }

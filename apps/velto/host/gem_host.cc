@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/literal.h"
 #include "base/text.h"
+#include "gem/capabilities/capability.h"
 #include "gem/data/own_model.h"
 #include "gem/gem_problem.h"
 #include "secs2/sml_printer.h"
@@ -39,6 +40,7 @@ GemHost::GemHost(EventLoop &loop, GemConsole &console, const Settings &settings)
   // connected yet.
   control_.engine().logical().SetHost(true);
   settings_.partner.apply(control_);
+  control_.SetCapabilities(CapabilityVariables); // with any of them it asks before long messages
   control_.SetDeviceID(settings_.device);
   control_.SetEdition(settings_.edition);
   control_.SetT3(settings_.t3);
