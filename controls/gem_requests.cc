@@ -44,7 +44,7 @@ GemOutcome outcomeOf(const CHSecsHeader &reply, const CHSecsHeader &primary) {
 
 } // namespace
 
-void GemRequests::tell(std::vector<Ended> ended) {
+void GemRequests::tell(const std::vector<Ended> &ended) {
   for (const Ended &request : ended)
     if (request.handler)
       request.handler(request.reply);

@@ -24,7 +24,7 @@ public:
     Handler handler;
     GemReply reply;
   };
-  static void tell(std::vector<Ended> ended);
+  static void tell(const std::vector<Ended> &ended);
   /// What a control that goes answers.
   static GemReply goneReply();
 

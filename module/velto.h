@@ -172,7 +172,8 @@ VELTO_API velto_status velto_gem_message(velto_control *control, velto_value *re
 /* What became of a request. */
 typedef enum {
   VELTO_ANSWERED,
-  VELTO_NOT_SENT,  /* it is no primary, the states do not let it out, or the spool took it */
+  VELTO_NOT_SENT,  /* it is no primary, or the states do not let it out */
+  VELTO_SPOOLED,   /* the spool took it: it goes out later, and its reply to nobody here */
   VELTO_ABORTED,   /* SxF0 came */
   VELTO_REFUSED,   /* a stream 9 message about it came */
   VELTO_REJECTED,  /* a Reject.req came */

@@ -6,6 +6,7 @@ typed members; `Message` and the item types (`U4`, `A`, ...) are SECS-II message
 from velto._header import VERSION as __version__
 from velto._header import Outcome, Status
 from velto._library import Error
+from velto.front_end import FrontEnd, Sheet
 from velto.items import (
     B, F4, F8, I1, I2, I4, I8, J, U1, U2, U4, U8, A, Boolean, Item, ItemError, Localized, decode, encode,
 )
@@ -15,7 +16,7 @@ from velto.message import Message, Verification
 from velto import controls, gem  # isort: skip
 
 __all__ = [
-    "A", "B", "Boolean", "Error", "F4", "F8", "I1", "I2", "I4", "I8", "Item", "ItemError", "J",
-    "Localized", "Loop", "Message", "Outcome", "Status", "U1", "U2", "U4", "U8", "Verification",
+    "A", "B", "Boolean", "Error", "F4", "F8", "FrontEnd", "I1", "I2", "I4", "I8", "Item", "ItemError", "J",
+    "Localized", "Loop", "Message", "Outcome", "Sheet", "Status", "U1", "U2", "U4", "U8", "Verification",
     "__version__", "controls", "decode", "encode", "gem",
 ]

@@ -86,7 +86,8 @@ def arguments(values: Iterable[Value]) -> tuple[Any, list[Any]]:
 
 def raw(value: Any) -> bytes:
     """The bytes of a velto_value that is a text."""
-    return bytes(ffi.buffer(value.text, value.length))
+    data: bytes = ffi.unpack(value.text, value.length)
+    return data
 
 
 def unpack(value: Any) -> Any:

@@ -130,6 +130,15 @@ class Control:
         shown: dict[str, Any] = json.loads(raw(self._result))
         return shown
 
+    def show_page(self) -> bool:
+        """Shows the persisted properties on a property page by the loop's front end; whether they
+        were accepted."""
+        name = f"VELTO.{self.NAME}PropPage.1".encode()
+        page = made(lib.velto_create(self.loop.handle, name))
+        accepted: int = lib.velto_page_show(page, self._open())
+        lib.velto_destroy(page)
+        return accepted == 1
+
     def __enter__(self: C) -> C:
         return self
 

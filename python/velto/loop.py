@@ -8,6 +8,7 @@ from typing import Any, Callable
 
 from velto._header import Status
 from velto._library import Error, check, ffi, last_error, lib, log, made
+from velto.front_end import FrontEnd, callbacks
 
 _OF_ASYNCIO: weakref.WeakKeyDictionary[asyncio.AbstractEventLoop, Loop] = weakref.WeakKeyDictionary()
 
@@ -19,6 +20,7 @@ class Loop:
     def __init__(self) -> None:
         self._handle: Any = made(lib.velto_loop_new())
         self._controls: set[Any] = set()
+        self._shown_by: list[Any] = []
         self._quitting = False
         self._raised: BaseException | None = None
         self._tasks: set[Any] = set()
@@ -80,6 +82,12 @@ class Loop:
         except Error:
             self._tasks.discard(user)
             raise
+
+    def show_by(self, front_end: FrontEnd) -> None:
+        """Has boxes and sheets of the controls that are made from now on shown by the program."""
+        table, user = callbacks(self, front_end)
+        check(lib.velto_loop_front_end(self.handle, table))
+        self._shown_by.append(user)
 
     def close(self) -> None:
         """Destroys its controls, too."""

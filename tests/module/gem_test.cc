@@ -99,13 +99,13 @@ private:
 TEST_F(GemInC, RequestsHaveOneEnd) {
   EXPECT_THAT(ask("s1f3w{<u4 101>}"), HasSubstr("0 S1F4 { <u4 7>"));
   EXPECT_THAT(ask("s1f4{}"), HasSubstr("1 "));
-  EXPECT_THAT(ask("s64f1w"), HasSubstr("3 "));
+  EXPECT_THAT(ask("s64f1w"), HasSubstr("4 "));
   const std::string primary = bytesOf("s1f1w");
   replies.clear();
   velto_gem_request(host, primary.data(), primary.size(), 0, replied, this);
   velto_destroy(host);
   ASSERT_EQ(replies.size(), 1U);
-  EXPECT_EQ(replies[0][0], '7') << replies[0];
+  EXPECT_EQ(replies[0][0], '8') << replies[0];
 }
 
 TEST_F(GemInC, EventsBringTheirValues) {

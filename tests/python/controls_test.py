@@ -82,6 +82,33 @@ class Members(unittest.TestCase):
         self.assertEqual((copy.T6, link.modified), (7000, False))
         self.assertEqual(link.window()["kind"], "tree")
 
+    def test_boxes_and_sheets_are_shown_by_the_program(self):
+        shown = []
+
+        class Typist(velto.FrontEnd):
+            def box(self, text, title, icon, cancel):
+                shown.append(text)
+                return True
+
+            def sheet(self, sheet):
+                sheet.set("T6", text)
+                shown.append(sheet.problem)
+                return text != "broken" or 1 / 0
+
+        self.assertFalse(controls.VeltoHsms(self.loop).show_page())  # nobody shows it
+        self.loop.show_by(Typist())
+        link = controls.VeltoHsms(self.loop)
+        for text, accepted, t6 in [("7000", True, 7000), ("soon", False, 7000)]:
+            self.assertEqual(link.show_page(), accepted)
+            self.assertEqual(link.T6, t6)
+        self.assertEqual(shown[0], "")
+        self.assertIn("T6 takes a number", shown[1])
+        link.AboutBox()
+        self.assertIn("VeltoHsms", shown[-1])
+        text = "broken"
+        with self.assertLogs("velto", "ERROR"):
+            self.assertFalse(link.show_page())
+
     def test_tasks_of_other_threads_and_a_run_until_quit(self):
         ran = []
         threading.Thread(target=lambda: self.loop.post(lambda: (ran.append(1), self.loop.quit()))).start()
