@@ -160,7 +160,7 @@ template <typename Raise> void CVeltoGemCtrl::Reports::shown(bool answers, Raise
 
 void CVeltoGemCtrl::Reports::OnSent() {
   if (CHGem *gem = owner_.engine_->gem()) {
-    const CHSecsHeader &header = gem->slot(CHGem::kSent).message.header;
+    const CHSecsHeader &header = gem->sentHeader();
     owner_.requests().sent(header);
     for (Handling *at = handling_; at != nullptr; at = at->outer)
       at->answered =

@@ -366,6 +366,7 @@ private:
   const CHSecsVerifier &slot() const;
   CHSecsVerifier &slot() { return const_cast<CHSecsVerifier &>(std::as_const(*this).slot()); }
   const CHSecsMessage &message() const;
+  const CHSecsHeader &header() const; // of that message, whose body may still be undecoded
   CHSecsMessage &message() { return const_cast<CHSecsMessage &>(std::as_const(*this).message()); }
 
   // The model's objects by number; null without a model or an object of that number.

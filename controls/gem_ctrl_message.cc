@@ -46,6 +46,11 @@ const CHSecsMessage &CVeltoGemCtrl::message() const {
   return selection_.reply ? slot().partner()->message : slot().message;
 }
 
+const CHSecsHeader &CVeltoGemCtrl::header() const {
+  const bool isSent = engine_->gem() != nullptr && selection_.slot == CHGem::kSent;
+  return isSent && !selection_.reply ? engine_->gem()->sentHeader() : message().header;
+}
+
 int32_t CVeltoGemCtrl::WorkSpace() const {
   return engine_->gem() != nullptr ? selection_.slot : 65535;
 }
@@ -81,25 +86,25 @@ void CVeltoGemCtrl::SetSML(const std::string &sml) {
     site().frontEnd.remark(error.whatAndWhere());
 }
 
-int16_t CVeltoGemCtrl::Stream() const { return message().header.stream(); }
+int16_t CVeltoGemCtrl::Stream() const { return header().stream(); }
 
 void CVeltoGemCtrl::SetStream(int16_t stream) {
   message().header.setStream(static_cast<uint8_t>(stream));
   message().header.noteFit(HeaderField::Stream, stream >= 0 && stream <= 0x7F);
 }
 
-int16_t CVeltoGemCtrl::Function() const { return message().header.function(); }
+int16_t CVeltoGemCtrl::Function() const { return header().function(); }
 
 void CVeltoGemCtrl::SetFunction(int16_t function) {
   message().header.functionByte = static_cast<uint8_t>(function);
   message().header.noteFit(HeaderField::Function, fitsByte(function));
 }
 
-bool CVeltoGemCtrl::Wbit() const { return message().header.wbit(); }
+bool CVeltoGemCtrl::Wbit() const { return header().wbit(); }
 
 void CVeltoGemCtrl::SetWbit(bool on) { message().header.setWbit(on); }
 
-int16_t CVeltoGemCtrl::PType() const { return message().header.pType(); }
+int16_t CVeltoGemCtrl::PType() const { return header().pType(); }
 
 void CVeltoGemCtrl::SetPType(int16_t type) {
   CHSecsHeader &header = message().header;
@@ -107,7 +112,7 @@ void CVeltoGemCtrl::SetPType(int16_t type) {
   header.noteFit(HeaderField::PType, fitsByte(type));
 }
 
-int16_t CVeltoGemCtrl::SType() const { return message().header.sType(); }
+int16_t CVeltoGemCtrl::SType() const { return header().sType(); }
 
 void CVeltoGemCtrl::SetSType(int16_t type) {
   CHSecsHeader &header = message().header;
@@ -115,16 +120,14 @@ void CVeltoGemCtrl::SetSType(int16_t type) {
   header.noteFit(HeaderField::SType, fitsByte(type));
 }
 
-int32_t CVeltoGemCtrl::SessionID() const { return message().header.idWord; }
+int32_t CVeltoGemCtrl::SessionID() const { return header().idWord; }
 
 void CVeltoGemCtrl::SetSessionID(int32_t id) {
   message().header.idWord = static_cast<uint16_t>(id);
   message().header.noteFit(HeaderField::Id, id >= 0 && id <= 0xFFFF);
 }
 
-int32_t CVeltoGemCtrl::SystemBytes() const {
-  return static_cast<int32_t>(message().header.systemBytes);
-}
+int32_t CVeltoGemCtrl::SystemBytes() const { return static_cast<int32_t>(header().systemBytes); }
 
 void CVeltoGemCtrl::SetSystemBytes(int32_t bytes) {
   message().header.systemBytes = static_cast<uint32_t>(bytes);

@@ -81,11 +81,13 @@ std::string directoryOf(const std::string &path) {
   return path.substr(0, slash == 0 ? 1 : slash);
 }
 
-// Whether a path leads to something that is no regular file. To rename over a device or a FIFO
-// would take it from all who use it.
-bool isSpecial(const std::string &path) {
+// Why a path cannot be replaced by a file; 0 when it can. To rename over a device or a FIFO would
+// take it from all who use it.
+int obstacle(const std::string &path) {
   struct stat info {};
-  return ::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode);
+  if (::stat(path.c_str(), &info) != 0 || S_ISREG(info.st_mode))
+    return 0;
+  return S_ISDIR(info.st_mode) ? EISDIR : ENOTSUP;
 }
 
 // What a path leads to over symbolic links, be it there or not. Nothing when they lead in a circle.
@@ -183,8 +185,8 @@ bool FileSystem::syncDirectory(const std::string &path) {
 bool FileSystem::replace(const std::string &path, std::string_view bytes) {
   errno = 0;
   const auto real = linkTarget(path);
-  if (!real || isSpecial(path)) {
-    errno = real ? ENOTSUP : ELOOP;
+  if (const int error = real ? obstacle(path) : ELOOP; error != 0) {
+    errno = error;
     return false;
   }
   const std::string target = real->string();

@@ -309,6 +309,9 @@ void CHGemLimits::put(uint32_t vid, Limit &&limit) {
 
 // S2F48: of each variable UNITS, LIMITMIN, LIMITMAX and its limits.
 CHSecsItem CHGemLimits::attributes(const CHSecsItem &body) const {
+  constexpr size_t kSmallest = kShortListHead + 2 + kShortListHead; // an unknown variable
+  if (isTooMany(body.count(), kSmallest))
+    return tooLongItem();
   ItemCollector list;
   for (const CHSecsItem &vid : body.children())
     if (!addAttributes(list, vid.clone(), data().variables.FindVid(numberOf(vid))))

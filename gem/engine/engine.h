@@ -186,7 +186,7 @@ private:
   std::optional<CHSecsHeader> sendOverLink(ByteView headerAndBody);
   void reportFailure(int16_t number, const std::string &reason);
   void endLinkThatLostAReply();
-  void reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root);
+  void reportSent(const CHSecsHeader &header, Bytes &&message, CHSecsItem *root = nullptr);
   void linkReady();
   void endFailedAttempt();
   void noticeLostLink();

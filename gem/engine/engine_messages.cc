@@ -3,8 +3,8 @@
 #include "secs2/item_codec.h"
 #include "secs2/reply_text.h"
 
-#include <array>
 #include <optional>
+#include <span>
 #include <utility>
 
 // The way of messages through the engine, in and out.
@@ -21,21 +21,6 @@ CHSecsHeader headerOf(ByteView bytes) {
 
 ByteView bodyOf(ByteView bytes) { return bytes.subspan(CHSecsHeader::kSize); }
 
-// The root item of a message that went out, as the partner will read it.
-CHSecsItem sentRoot(const CHSecsItem &root, ByteView body) {
-  if (ReadsBackAsItIs(root))
-    return root.clone();
-  CHSecsItem decoded;
-  DecodeItem(decoded, body);
-  return decoded;
-}
-
-Bytes joined(ByteView head, ByteView body) {
-  Bytes bytes(head.begin(), head.end());
-  bytes.insert(bytes.end(), body.begin(), body.end());
-  return bytes;
-}
-
 } // namespace
 
 // Receiving -------------------------------------------------------------------------------------
@@ -50,11 +35,15 @@ void CHGemEngine::OnReceived(const std::string &ipAddress, int32_t portNumber, B
   // The slot stays with the partner, whose message may still be handled. Only HSMS has sessions.
   const int32_t mode =
       physical_.isHsms() ? physical_.settings().sessionMode : int32_t{HsmsSession::Single};
-  if (refused || !dispatch_.receive(*gem_, ipAddress, portNumber, message, mode))
+  if (refused)
     return;
-  ticker_.wake();
-  if (CHGemEventSink *sink = application())
-    sink->OnReceived(ipAddress, portNumber);
+  if (dispatch_.receive(*gem_, ipAddress, portNumber, message, mode)) {
+    ticker_.wake();
+    if (CHGemEventSink *sink = application())
+      sink->OnReceived(ipAddress, portNumber);
+  }
+  if (gem_ != nullptr)
+    dispatch_.giveBack(*gem_);
 }
 
 bool CHGemEngine::DefProc() {
@@ -107,19 +96,18 @@ std::optional<CHSecsHeader> CHGemEngine::sendOverLink(ByteView headerAndBody) {
   return logical_->hold(completed, body) ? std::optional(completed) : std::nullopt;
 }
 
-// What went out is told by whoever still holds it: no message is decoded to be shown, but for one
-// that does not read back as it stands.
+// What went out is told by whoever still holds it: a message that is not needed any more gives its
+// body, of any other the bytes are kept.
 bool CHGemEngine::transmit(CHSecsMessage &message) {
   Bytes bytes;
   const Hold held(*this);
   if (!message.Encode(bytes))
     return false;
-  const ByteView body = bodyOf(bytes);
   const auto sent = sendOverLink(bytes);
   if (!sent)
     return false;
   message.header.systemBytes = sent->systemBytes;
-  reportSent(*sent, body, sentRoot(message.root, body));
+  reportSent(*sent, std::move(bytes));
   return true;
 }
 
@@ -131,7 +119,7 @@ bool CHGemEngine::transmit(CHSecsMessage &&message) {
   const auto sent = sendOverLink(bytes);
   if (!sent)
     return false;
-  reportSent(*sent, bodyOf(bytes), std::move(message.root));
+  reportSent(*sent, std::move(bytes), &message.root);
   return true;
 }
 
@@ -142,30 +130,30 @@ bool CHGemEngine::SendEncoded(ByteView headerAndBody) {
   const auto sent = sendOverLink(headerAndBody);
   if (!sent)
     return false;
-  OnSent({}, 0, *sent, bodyOf(headerAndBody));
+  reportSent(*sent, Bytes(headerAndBody.begin(), headerAndBody.end()));
   return true;
 }
 
 void CHGemEngine::OnSent(const std::string &, int32_t, const CHSecsHeader &header, ByteView body) {
   const Hold held(*this);
-  CHSecsItem root;
-  DecodeItem(root, body);
-  reportSent(header, body, std::move(root));
+  Bytes bytes(CHSecsHeader::kSize);
+  bytes.insert(bytes.end(), body.begin(), body.end());
+  reportSent(header, std::move(bytes));
 }
 
-void CHGemEngine::reportSent(const CHSecsHeader &header, ByteView body, CHSecsItem &&root) {
+void CHGemEngine::reportSent(const CHSecsHeader &header, Bytes &&message, CHSecsItem *root) {
   const std::shared_ptr<CHLogicalConnection> logical = logical_;
-  CHSecsMessage plain;
-  CHSecsMessage &sent = gem_ != nullptr ? gem_->slot(CHGem::kSent).message : plain;
-  std::array<uint8_t, CHSecsHeader::kSize> head{};
-  EncodeHeader(header, head);
-  DecodeHeader(sent.header, head, static_cast<uint32_t>(head.size() + body.size()));
-  sent.root = std::move(root);
+  EncodeHeader(header, std::span(message).first<CHSecsHeader::kSize>());
+  const CHSecsHeader sent = headerOf(message);
   if (logsMessages())
-    record().sent(joined(head, body));
+    record().sent(message);
   // Without a model nothing that arrives is looked at, and no reply would end a transaction.
   if (gem_ != nullptr && header.idWord == logical->DeviceID())
-    logical->OnSent(sent.header, body);
+    logical->OnSent(sent, bodyOf(message));
+  if (gem_ != nullptr && root != nullptr)
+    gem_->setSent(sent, std::move(*root));
+  else if (gem_ != nullptr)
+    gem_->setSent(sent, std::move(message));
   ticker_.wake();
   if (CHGemEventSink *sink = application())
     sink->OnSent();

@@ -8,6 +8,7 @@
 #include "gem/messages/stream9.h"
 #include "gem/models/clock_model.h"
 #include "gem/models/terminal_model.h"
+#include "secs2/item_codec.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -66,7 +67,7 @@ CHGem::CHGem(LogicalConnectionOwner &owner, std::string iniFileName)
 template <typename Model> Model *CHGem::add() {
   auto model = std::make_unique<Model>(static_cast<GemModelOwner &>(*this), data_);
   Model *added = model.get();
-  if (added->takesAlone())
+  if (added->share() != GemModel::Share::All)
     ++aloneCount_;
   if constexpr (!std::is_same_v<decltype(&Model::OnReceived), decltype(&GemModel::OnReceived)>)
     afterwards_.push_back(added);
@@ -111,6 +112,24 @@ bool CHGem::Send(CHSecsMessage &&message) {
     return false;
   message.header.idWord = DeviceID();
   return owner()->transmit(std::move(message));
+}
+
+void CHGem::setSent(const CHSecsHeader &header, Bytes &&message) {
+  slots_[kSent].message.header = header;
+  sent_ = std::move(message);
+}
+
+void CHGem::setSent(const CHSecsHeader &header, CHSecsItem &&root) {
+  slots_[kSent].message.header = header;
+  slots_[kSent].message.root = std::move(root);
+  sent_.clear();
+}
+
+void CHGem::readSent() {
+  if (sent_.empty())
+    return;
+  const Bytes message = std::exchange(sent_, {});
+  DecodeItem(slots_[kSent].message.root, ByteView(message).subspan(CHSecsHeader::kSize));
 }
 
 bool CHGem::mustHold(const CHSecsHeader &header, size_t bodySize) {
@@ -169,7 +188,7 @@ bool CHGem::handle(CHSecsVerifier &slot) {
   for (const auto &model : std::span(models_).first(aloneCount_)) {
     if (!model->OnReceive(slot))
       continue;
-    if (model.get() != communication_ && model.get() != control_) // the states allow it
+    if (model->share() == GemModel::Share::Capabilities)
       capabilities_->OnReceive(slot);
     return true;
   }

@@ -35,7 +35,21 @@ public:
 
   CHGem(LogicalConnectionOwner &owner, std::string iniFileName);
 
-  CHSecsVerifier &slot(size_t index) { return slots_[index]; }
+  CHSecsVerifier &slot(size_t index) {
+    if (index == kSent)
+      readSent();
+    return slots_[index];
+  }
+  /// The header of what was sent last.
+  const CHSecsHeader &sentHeader() const { return slots_[kSent].message.header; }
+  /// The bytes of what was sent last, until someone looks at its slot; empty then. Who shows only
+  /// the beginning of a long message need not decode all of it.
+  ByteView sentBytes() const { return sent_; }
+  /// Puts what was sent, header and body, into its slot. The body is decoded when someone looks at
+  /// it, for it may be long.
+  void setSent(const CHSecsHeader &header, Bytes &&message);
+  /// The same with the body that is there.
+  void setSent(const CHSecsHeader &header, CHSecsItem &&root);
   GemData &data() { return data_; }
   const GemData &data() const { return data_; }
   CHGemCommunicationModel &communication() { return *communication_; }
@@ -126,6 +140,7 @@ private:
   /// Adds a model behind those that are there.
   template <typename Model> Model *add();
   std::optional<bool> stopped(const CHSecsMessage &message) const;
+  void readSent();
   bool invokes() const;
   bool handle(CHSecsVerifier &slot);
   bool savePausing() const;
@@ -139,6 +154,7 @@ private:
 
   GemData data_;
   std::array<CHSecsVerifier, kSlots> slots_;
+  Bytes sent_; // what slot kSent is to hold, until someone looks at it
   std::vector<std::unique_ptr<GemModel>> models_; // in the order in which all reaches them
   size_t aloneCount_ = 0;                         // the first ones, which take messages alone
   std::vector<GemModel *> afterwards_;            // those that hear of what was received

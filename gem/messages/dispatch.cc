@@ -45,12 +45,22 @@ void moveSlot(CHSecsVerifier &from, CHSecsVerifier &to) {
 
 bool CHGemDispatch::receive(CHGem &gem, const std::string &ipAddress, int32_t portNumber,
                             ByteView message, int32_t sessionMode) {
+  setAside(gem);
   ++received_;
   sender_ = partners_;
   refused_ = false;
   CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
   slot.remoteHost = ipAddress;
   slot.remotePort = portNumber;
+  const bool told = take(gem, message, sessionMode);
+  waits_ = told && slot.message.header.sType() == 0;
+  if (waits_)
+    aside_.reset();
+  return told;
+}
+
+bool CHGemDispatch::take(CHGem &gem, ByteView message, int32_t sessionMode) {
+  CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
   if (!slot.message.Decode(message))
     return false;
   slot.Verify(true);
@@ -74,7 +84,7 @@ bool CHGemDispatch::acceptsDevice(CHGem &gem, CHSecsVerifier &slot) {
 }
 
 bool CHGemDispatch::connectionEnded(CHGem &gem, const std::string &ipAddress, int32_t portNumber) {
-  const CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+  const CHSecsVerifier &slot = aside_ ? *aside_->slot : gem.slot(CHGem::kReceived);
   if (slot.remoteHost != ipAddress || slot.remotePort != portNumber)
     return false;
   partnerChanged();
@@ -83,7 +93,7 @@ bool CHGemDispatch::connectionEnded(CHGem &gem, const std::string &ipAddress, in
 
 CHGemDispatch::Received CHGemDispatch::keep(CHGem &gem) const {
   const CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
-  Received message{std::make_unique<CHSecsVerifier>(), received_, sender_, refused_};
+  Received message{std::make_unique<CHSecsVerifier>(), received_, sender_, refused_, waits_};
   copySlot(slot, *message.slot);
   message.slot->message.root = slot.message.root.clone();
   return message;
@@ -95,9 +105,40 @@ void CHGemDispatch::putBack(CHGem &gem, const Received &message) {
   CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
   copySlot(*message.slot, slot);
   slot.message.root = message.slot->message.root.clone();
+  resume(message);
+}
+
+void CHGemDispatch::resume(const Received &message) {
   received_ = message.number;
   sender_ = message.sender;
   refused_ = message.refused;
+  waits_ = message.waits;
+}
+
+// The prepared reply stays in the slot: a control message does not touch it.
+void CHGemDispatch::setAside(CHGem &gem) {
+  if (!waits_ || sender_ != partners_)
+    return;
+  CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+  aside_ = Received{std::make_unique<CHSecsVerifier>(), received_, sender_, refused_, waits_};
+  copySlot(slot, *aside_->slot);
+  aside_->slot->message.root = std::move(slot.message.root);
+}
+
+void CHGemDispatch::giveBack(CHGem &gem) {
+  const auto message = std::exchange(aside_, std::nullopt);
+  if (!message || waits_)
+    return;
+  CHSecsVerifier &slot = gem.slot(CHGem::kReceived);
+  copySlot(*message->slot, slot);
+  slot.message.root = std::move(message->slot->message.root);
+  resume(*message);
+}
+
+void CHGemDispatch::modelChanged() {
+  refused_ = false;
+  waits_ = false;
+  aside_.reset();
 }
 
 CHGemDispatch::Reply CHGemDispatch::sendReply(CHGem &gem, CHSecsVerifier &slot) {
@@ -137,6 +178,7 @@ CHGemDispatch::Reply CHGemDispatch::handle(CHGem &gem, bool connected) {
   if (refused_ || sender_ != partners_ || handled_ == received_ ||
       gem.slot(CHGem::kReceived).message.header.sType() != 0)
     return Reply::Done;
+  waits_ = false;
   const uint32_t received = received_;
   const uint32_t partners = partners_;
   const std::optional<uint32_t> outer = std::exchange(handled_, received);

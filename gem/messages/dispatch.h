@@ -23,6 +23,7 @@ public:
     uint32_t number;
     uint32_t sender;
     bool refused;
+    bool waits;
   };
 
   Received keep(CHGem &gem) const;
@@ -34,13 +35,16 @@ public:
   /// A connection has ended; whether it was that of the partner who sent the message in the slot.
   bool connectionEnded(CHGem &gem, const std::string &ipAddress, int32_t portNumber);
   /// A fresh model took the place of the one before.
-  void modelChanged() { refused_ = false; }
+  void modelChanged();
 
   /// Puts a message, header and body, into the slot and verifies it. True when the host is to be
   /// told of it. Other session modes than single keep messages to themselves. An equipment answers
-  /// a foreign device ID with S9F1.
+  /// a foreign device ID with S9F1. giveBack() follows when the host has been told.
   bool receive(CHGem &gem, const std::string &ipAddress, int32_t portNumber, ByteView message,
                int32_t sessionMode);
+  /// A message that waits to be handled is in the slot again, when only a control message, or one
+  /// that the host is not told of, has taken its place: the host may put DefProc() off.
+  void giveBack(CHGem &gem);
   /// Handles the received message by the models, unless the link is down, and sends the prepared
   /// reply; instead of one that no message can carry the abort of the transaction.
   Reply handle(CHGem &gem, bool connected);
@@ -49,6 +53,9 @@ public:
   void showMessage();
 
 private:
+  bool take(CHGem &gem, ByteView message, int32_t sessionMode);
+  void setAside(CHGem &gem);
+  void resume(const Received &message);
   bool acceptsDevice(CHGem &gem, CHSecsVerifier &slot);
   bool handleBody(CHGem &gem, CHSecsVerifier &work);
   static Reply sendReply(CHGem &gem, CHSecsVerifier &slot);
@@ -60,6 +67,8 @@ private:
   const CHSecsItem *lent_ = nullptr; // where it is then
   std::optional<uint32_t> handled_;  // the message at which handle() is at work
   bool refused_ = false;             // the message in the slot came for another device
+  bool waits_ = false;            // the host was told of the message in the slot; not handled yet
+  std::optional<Received> aside_; // one that waits, while another one that does not is told
 };
 
 } // namespace velto

@@ -64,6 +64,16 @@ inline bool fitsMessage(const CHSecsItem &body) {
   return bytesOf(body) <= CHSecsMessage::kMaxEncodedSize - CHSecsHeader::kSize;
 }
 
+/// Whether no message can carry a list of that many items which take `bytesOfEach` at least.
+inline bool isTooMany(size_t count, size_t bytesOfEach) {
+  return count > CHSecsMessage::kMaxEncodedSize / bytesOfEach;
+}
+
+/// Stands for an answer that is too long before it is made: no message can carry it.
+inline CHSecsItem tooLongItem() {
+  return textItem(std::string(CHSecsMessage::kMaxEncodedSize, ' '));
+}
+
 /// Bytes that a list of up to 255 items takes besides them (SEMI E5 9.2): format and count.
 inline constexpr size_t kShortListHead = 2;
 
@@ -119,6 +129,8 @@ inline const CHSecsItem &childOf(const CHSecsItem &item, size_t number) {
 /// An identifier or code in whatever format it came: the low 32 bits of an element in decimal; 0
 /// when it is no number.
 inline uint32_t numberOf(const CHSecsItem &item, size_t index = 0) {
+  if (item.count() == 0)
+    return 0;
   if (index < item.count()) {
     switch (item.format()) { // the usual ones, without a text
     case format::kU1:
@@ -135,11 +147,28 @@ inline uint32_t numberOf(const CHSecsItem &item, size_t index = 0) {
 }
 
 /// The numbers that a request names: the children of a list, or the elements of a single array.
+/// They may be millions, so that they are looked up where they stand.
+class NamedNumbers {
+public:
+  explicit NamedNumbers(const CHSecsItem &item) : item_(item) {}
+
+  size_t size() const { return item_.count(); }
+  bool empty() const { return size() == 0; }
+  uint32_t operator[](size_t index) const {
+    return item_.isList() ? numberOf(item_.children()[index]) : numberOf(item_, index);
+  }
+
+private:
+  const CHSecsItem &item_;
+};
+
+/// The same to be kept.
 inline std::vector<uint32_t> numbersOf(const CHSecsItem &item) {
+  const NamedNumbers named(item);
   std::vector<uint32_t> numbers;
-  numbers.reserve(item.count());
-  for (size_t i = 0; i < item.count(); ++i)
-    numbers.push_back(item.isList() ? numberOf(item.children()[i]) : numberOf(item, i));
+  numbers.reserve(named.size());
+  for (size_t i = 0; i < named.size(); ++i)
+    numbers.push_back(named[i]);
   return numbers;
 }
 

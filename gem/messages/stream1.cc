@@ -27,7 +27,7 @@ CHSecsItem eventVariables(const GemData &data, const CHGemEventCeid &event, size
     const bool counts = report != nullptr && reports.insert(rptid).second;
     steps += 1 + (counts ? report->variables.size() : 0);
     if (steps > kMostSteps)
-      return textItem(std::string(CHSecsMessage::kMaxEncodedSize, ' '));
+      return tooLongItem();
     for (size_t i = 0; counts && i < report->variables.size(); ++i)
       if (known.insert(report->variables[i]).second)
         vids.add(numberItem(report->variables[i]));
@@ -42,11 +42,11 @@ std::optional<CHSecsItem> statusValues(const GemData &data, const CHSecsItem &re
 }
 
 std::optional<CHSecsItem> statusNames(const GemData &data, const CHSecsItem &request) {
-  return listVariables(data.variables, request, StatusVariable, nameEntry);
+  return listVariables(data.variables, request, StatusVariable, kSmallestName, nameEntry);
 }
 
 std::optional<CHSecsItem> dataNames(const GemData &data, const CHSecsItem &request) {
-  return listVariables(data.variables, request, DataVariable, nameEntry);
+  return listVariables(data.variables, request, DataVariable, kSmallestName, nameEntry);
 }
 
 std::optional<CHSecsItem> eventNames(const GemData &data, const CHSecsItem &request) {
@@ -57,7 +57,9 @@ std::optional<CHSecsItem> eventNames(const GemData &data, const CHSecsItem &requ
                                         : listItem(numberItem(ceid), textItem(event->description),
                                                    eventVariables(data, *event, steps)));
   };
-  const std::vector<uint32_t> ceids = numbersOf(request);
+  const NamedNumbers ceids(request);
+  if (isTooMany(ceids.size(), kSmallestName))
+    return tooLongItem();
   bool fits = true;
   for (size_t i = 0; fits && i < ceids.size(); ++i)
     fits = add(ceids[i], data.events.FindCeid(ceids[i]));

@@ -6,6 +6,9 @@
 #include "gem/models/model.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <set>
 #include <span>
 #include <utility>
@@ -53,6 +56,36 @@ struct Growth {
   }
 };
 
+template <typename T> void appendExact(std::string &out, T value, const std::string &shown) {
+  T read{};
+  std::from_chars(shown.data(), shown.data() + shown.size(), read);
+  if (read == value || !std::isfinite(value)) {
+    out += shown;
+    return;
+  }
+  std::array<char, 512> digits{}; // the smallest fraction takes fewer
+  const auto end =
+      std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed);
+  out.append(digits.data(), end.ptr);
+}
+
+// What came, all decimals of it: value texts have six. A bound may lie between the two.
+std::string exactText(const CHSecsItem &item) {
+  const uint8_t code = item.format();
+  if (code != format::kF4 && code != format::kF8)
+    return valueText(item, ValueForm::Decimal);
+  std::string out;
+  for (size_t i = 0; i < item.count(); ++i) {
+    const std::string shown = valueText(item, ValueForm::Decimal, i);
+    out += i == 0 ? "" : " ";
+    if (code == format::kF4)
+      appendExact(out, item.element<float>(i), shown);
+    else
+      appendExact(out, item.element<double>(i), shown);
+  }
+  return out;
+}
+
 // A new value of a constant, as S2F15 names it.
 struct NewConstant {
   explicit NewConstant(const CHSecsItem &entry)
@@ -62,6 +95,7 @@ struct NewConstant {
         isList ? listValue(item) : std::optional(valueText(item, ValueForm::Decimal));
     isStated = text.has_value();
     value = text.value_or("");
+    exact = isList ? value : exactText(item);
   }
 
   /// The constant, if it may have that value.
@@ -71,8 +105,8 @@ struct NewConstant {
   const CHGemEventVid *accepted(const CHGemEventVidList &variables) const {
     const CHGemEventVid *constant = findOfKind(variables, ecid, EquipmentConstant);
     const bool fits = constant != nullptr && isStated &&
-                      (!isList || constant->nodeType == SecsList) && constant->IsInRange(value) &&
-                      constant->CanHold(value);
+                      (!isList || constant->nodeType == SecsList) && constant->IsInRange(exact) &&
+                      constant->CanHold(exact);
     return fits ? constant : nullptr;
   }
 
@@ -80,6 +114,7 @@ struct NewConstant {
   bool isList;
   bool isStated; ///< whether the text says all that came
   std::string value;
+  std::string exact; ///< what it is judged by
 };
 
 CHSecsItem constantEntry(uint32_t vid, const CHGemEventVid *variable) {
@@ -98,7 +133,7 @@ std::optional<CHSecsItem> constantValues(const GemData &data, const CHSecsItem &
 }
 
 std::optional<CHSecsItem> constantNames(const GemData &data, const CHSecsItem &request) {
-  return listVariables(data.variables, request, EquipmentConstant, constantEntry);
+  return listVariables(data.variables, request, EquipmentConstant, kSmallestName, constantEntry);
 }
 
 // S2F15.

@@ -13,6 +13,8 @@ namespace {
 constexpr uint8_t kAccepted = 0;
 constexpr uint8_t kAlarmUnknown = 1;
 
+constexpr size_t kSmallestAlarm = kShortListHead + 2 + 6 + 2; // without a code and a text
+
 CHSecsItem unknownAlarmItem(uint32_t alid) {
   return listItem(emptyItem(format::kBinary), numberItem(alid), textItem(""));
 }
@@ -25,22 +27,27 @@ CHSecsItem alarmItem(const CHGemAlarmAlid &alarm) {
 }
 
 uint8_t checkAlarms(const GemData &data, const CHSecsItem &body) {
-  const auto isKnown = [&data](uint32_t alid) { return data.alarms.FindAlid(alid) != nullptr; };
-  return std::ranges::all_of(numbersOf(childOf(body, 2)), isKnown) ? kAccepted : kAlarmUnknown;
+  const NamedNumbers alids(childOf(body, 2));
+  for (size_t i = 0; i < alids.size(); ++i)
+    if (data.alarms.FindAlid(alids[i]) == nullptr)
+      return kAlarmUnknown;
+  return kAccepted;
 }
 
 void enableAlarms(const GemRequestScope &scope, const CHSecsItem &body) {
   CHGemAlarmAlidList &list = scope.data.alarms;
-  const std::vector<uint32_t> alids = numbersOf(childOf(body, 2));
+  const NamedNumbers alids(childOf(body, 2));
   const bool enable = (numberOf(childOf(body, 1)) & CHGemAlarmAlid::kSet) != 0;
-  for (const uint32_t alid : alids)
-    list.FindAlid(alid)->enable = enable;
+  for (size_t i = 0; i < alids.size(); ++i)
+    list.FindAlid(alids[i])->enable = enable;
   for (size_t i = 0; alids.empty() && i < list.Count(); ++i)
     list.at(i).enable = enable;
 }
 
 std::optional<CHSecsItem> alarms(const GemData &data, const CHSecsItem &request) {
-  const std::vector<uint32_t> alids = numbersOf(request);
+  const NamedNumbers alids(request);
+  if (isTooMany(alids.size(), kSmallestAlarm))
+    return tooLongItem();
   ItemCollector entries;
   bool fits = true;
   for (size_t i = 0; fits && i < alids.size(); ++i) {

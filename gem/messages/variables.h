@@ -18,17 +18,25 @@ template <typename Variables> auto findOfKind(Variables &variables, uint32_t vid
   return found != nullptr && found->kind == kind ? found : nullptr;
 }
 
+/// Bytes of an empty item, and of an entry of a number and two texts.
+inline constexpr size_t kSmallestItem = 2;
+inline constexpr size_t kSmallestName = kShortListHead + 6 + 2 * kSmallestItem;
+
 /// One entry for each variable that a request names, in its order; where it names none, for each
 /// variable of that kind. `entry(vid, variable)` makes it, the variable null when it is unknown or
-/// of another kind. Cut where no message can carry the list any more.
+/// of another kind, and has `bytesOfEach` encoded bytes at least. Cut where no message can carry
+/// the list any more.
 template <typename Entry>
 std::optional<CHSecsItem> listVariables(const CHGemEventVidList &variables,
-                                        const CHSecsItem &request, uint8_t kind, Entry entry) {
+                                        const CHSecsItem &request, uint8_t kind, size_t bytesOfEach,
+                                        Entry entry) {
   ItemCollector entries;
-  const std::vector<uint32_t> vids = numbersOf(request);
-  entries.reserve(std::min(vids.size(), CHSecsMessage::kMaxEncodedSize / kShortListHead));
-  for (const uint32_t vid : vids)
-    if (!entries.add(entry(vid, findOfKind(variables, vid, kind))))
+  const NamedNumbers vids(request);
+  if (isTooMany(vids.size(), bytesOfEach))
+    return tooLongItem();
+  entries.reserve(vids.size());
+  for (size_t i = 0; i < vids.size(); ++i)
+    if (!entries.add(entry(vids[i], findOfKind(variables, vids[i], kind))))
       break;
   for (size_t i = 0; vids.empty() && i < variables.Count(); ++i) {
     const CHGemEventVid &variable = variables.at(i);
@@ -42,9 +50,10 @@ std::optional<CHSecsItem> listVariables(const CHGemEventVidList &variables,
 inline std::optional<CHSecsItem> listValues(const CHGemEventVidList &variables,
                                             const CHSecsItem &request, uint8_t kind) {
   ReportedValues reported;
-  return listVariables(variables, request, kind, [&](uint32_t, const CHGemEventVid *variable) {
-    return variable == nullptr ? listItem() : reported.item(*variable);
-  });
+  return listVariables(variables, request, kind, kSmallestItem,
+                       [&](uint32_t, const CHGemEventVid *variable) {
+                         return variable == nullptr ? listItem() : reported.item(*variable);
+                       });
 }
 
 } // namespace velto

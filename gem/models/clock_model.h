@@ -11,7 +11,7 @@ public:
   using GemModel::GemModel;
 
   std::span<const GemRequest> requests() const override;
-  bool takesAlone() const override { return true; }
+  Share share() const override { return Share::Capabilities; }
 };
 
 } // namespace velto

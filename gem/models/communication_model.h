@@ -38,7 +38,7 @@ public:
   void Tick() override;
   std::optional<uint32_t> NextTick() const override;
   bool OnReceive(CHSecsVerifier &slot) override;
-  bool takesAlone() const override { return true; }
+  Share share() const override { return Share::Nobody; }
   void OnReceived() override;
   void OnConnectionReset() override;
   void OnDisable() override;

@@ -33,7 +33,7 @@ public:
   void fillParameters(ListView &view) const override;
   void addStatus(TreeNode &parent) const override;
   bool OnReceive(CHSecsVerifier &slot) override;
-  bool takesAlone() const override { return true; }
+  Share share() const override { return Share::Nobody; }
   void OnReceived() override;
   void OnProblem(LinkProblem problem, const CHSecsHeader &header) override;
 

@@ -76,8 +76,10 @@ public:
   virtual bool OnReceive(CHSecsVerifier &slot) {
     return handleRequest(requests(), {data_, owner_, *this}, slot);
   }
-  /// Whether a message that the model took is done with: the models behind it never see it.
-  virtual bool takesAlone() const { return false; }
+  /// Who else gets a message that the model took: nobody (it decides whether anything is handled in
+  /// the present state), the capabilities, or they and the models behind it.
+  enum class Share { Nobody, Capabilities, All };
+  virtual Share share() const { return Share::All; }
   /// A received message went its way through the models, and has ended its transaction.
   virtual void OnReceived() {}
   /// The partner rejected a request that was sent; its transaction has ended.

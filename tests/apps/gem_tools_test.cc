@@ -286,6 +286,8 @@ TEST_F(GemTools, TheLinktestIntervalIsTheUsersChoice) {
               {"LinktestInterval=500\n", {}, "\n1\n"},
               {"LinktestInterval=7000\n", {}, "\n7\n"},
               {"LinktestInterval=7000\n", {"--linktest", "0"}, "\n0\n"},
+              {"LinktestInterval=x\n", {}, "LinktestInterval is no number of milliseconds: \"x\""},
+              {"LinktestInterval=-5\n", {}, "\n30\n"},
               {"", {"--linktest", "60"}, "\n60\n"}};
   for (const auto &row : rows) {
     std::vector<std::string> arguments{

@@ -180,6 +180,9 @@ TEST(Output, ShowsNoControlCharacters) {
       {"\xc2\xa0", "\xc2\xa0"},
       {"a\u202e\u200b\u061c\ufeff\U000e0041z",
        "a\\xe2\\x80\\xae\\xe2\\x80\\x8b\\xd8\\x9c\\xef\\xbb\\xbf\\xf3\\xa0\\x81\\x81z"},
+      {"\u034f\u3164\u180b\U000e0100", // fillers and joiners
+       "\\xcd\\x8f\\xe3\\x85\\xa4\\xe1\\xa0\\x8b\\xf3\\xa0\\x84\\x80"},
+      {"e\u0301", "e\u0301"},
       {"\xe2\x82", "\\xe2\\x82"}, // cut short
       {"\xc0\x9b", "\\xc0\\x9b"}, // no UTF-8
   };

@@ -178,6 +178,37 @@ TEST_F(GemEngine, ControlMessagesAndOldOnesAreNotHandledAsData) {
       << "nobody is there";
 }
 
+// The application may answer later, whatever the link goes on with meanwhile.
+TEST_F(GemEngine, WhatIsNoDataOfTheHostLeavesTheMessageThatWaits) {
+  for (const char *between : {"ffff0000000500000001", "ffff0000000100000002",
+                              "ffff810d000700000001", "00078101000000000003"}) {
+    establish();
+    equipment.answers = false;
+    EXPECT_TRUE(send(host, "s1f3w{<u4 16>}"));
+    run();
+    equipment.onNote = [this](const std::string &line) {
+      if (line == "received LinktestReq") { // which the slot shows as long as it is told
+        EXPECT_EQ(equipment.sml(CHGem::kReceived), "LinktestReq\r\n");
+      }
+    };
+    CHSecsMessage message;
+    message.SetMsg(between);
+    Bytes bytes;
+    message.Encode(bytes);
+    EXPECT_TRUE(host.engine->SendEncoded(bytes));
+    run();
+    host.take();
+    EXPECT_TRUE(equipment.engine->DefProc());
+    run();
+    EXPECT_THAT(host.take(), Contains("received S1F4")) << between;
+    EXPECT_EQ(host.sml(CHGem::kReceived), "S1F4\r\n{\r\n  <u1 4>\r\n}\r\n");
+    equipment.onNote = nullptr;
+    equipment.answers = true;
+    host.engine->CloseConnection();
+    run();
+  }
+}
+
 TEST_F(GemEngine, AThousandReconnectsLeaveNothingBehind) {
   establish();
   bool lost = false;

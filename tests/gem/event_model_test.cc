@@ -281,6 +281,7 @@ TEST_F(EventModelChanges, TakesNoValueThatItsTypeCannotHold) {
       {SecsByte, "<i1 -1>", kRefused},
       {SecsByte, "<f4 12.0>", "12"},
       {SecsByte, "<f4 12.5>", kRefused},
+      {SecsFloat, "<u4 16777217>", "16777216.000000"},
       {SecsByte, "<u2 1 2 3>", "1 2 3"},
       {SecsByte, "<u2 1 256 3>", kRefused},
       {SecsByte, "<f4 1.0 2.0>", kRefused},
@@ -321,6 +322,40 @@ TEST_F(EventModelChanges, TakesNoValueThatItsTypeCannotHold) {
         << int(row.type) << row.given;
     EXPECT_EQ(data.variables.FindVid(6)->GetValue(), fits ? row.value : before) << row.given;
     data.variables.Remove(6);
+  }
+}
+
+// Values are kept with six decimals, which may be on the other side of a bound.
+TEST_F(EventModelChanges, JudgesTheNumberThatWasSent) {
+  static const struct {
+    double given;
+    bool inBounds;
+    bool isWhole;
+  } kCases[] = {{1, true, true},
+                {1.5, true, false},
+                {1.4999999999, true, false},
+                {1.5000000001, false, false},
+                {-1.50000000001, false, false},
+                {1.0000001, true, false},
+                {5e-324, true, false},
+                {1e300, false, false}};
+  addVariable(6, EquipmentConstant, SecsFloat, "1");
+  data.variables.FindVid(6)->setMinimum("-1.5");
+  data.variables.FindVid(6)->setMaximum("1.5");
+  addVariable(7, EquipmentConstant, SecsByte, "1");
+  const auto acknowledge = [&](uint32_t ecid, double value) {
+    CHSecsMessage message = fromSml("s2f15w");
+    CHSecsItem item;
+    item.setNumber(value, format::kF8);
+    message.root = listItem(listItem(numberItem(ecid), std::move(item)));
+    return receive(model, message);
+  };
+  for (const auto &row : kCases) {
+    const auto answer = [](bool taking) {
+      return taking ? taken("s2f16<b 0>") : notTaken("s2f16<b 1>");
+    };
+    EXPECT_EQ(acknowledge(6, row.given), answer(row.inBounds)) << row.given;
+    EXPECT_EQ(acknowledge(7, row.given), answer(row.isWhole)) << row.given;
   }
 }
 

@@ -1,6 +1,7 @@
 #include "platform/file.h"
 #include "support/temporary_directory.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -82,6 +83,8 @@ TEST_F(FileTest, ListsTheFilesOfAFolder) {
   ASSERT_TRUE(files_.write(folder + "/one", ""));
   EXPECT_EQ(files_.list(folder), std::vector<std::string>{"one"}) << "no folders";
   EXPECT_FALSE(files_.makeFolder(folder + "/one"));
+  EXPECT_FALSE(files_.replace(folder, "x"));
+  EXPECT_EQ(errno, EISDIR);
   EXPECT_EQ(files_.list(folder + "/one"), std::nullopt);
 }
 

@@ -344,7 +344,9 @@ TEST_F(ConnectionTest, SurplusPeersAreTurnedAway) {
   EXPECT_TRUE(second.ended());
   EXPECT_FALSE(first.ended());
   listener->Poll();
-  EXPECT_EQ(sink.take(), (Lines{"connected", "problem System 10061 "}));
+  EXPECT_EQ(sink.take(),
+            (Lines{"connected", "problem System 10061 127.0.0.1:" + std::to_string(second.port()) +
+                                    " was turned away: 1 connections are served."}));
   EXPECT_EQ(listener->counters().turnedAway, 1U);
   first.close();
   net.settle();
@@ -408,7 +410,8 @@ TEST_F(ConnectionTest, WithoutDescriptorsAConnectionIsTurnedAwayAndTheLoopSleeps
   EXPECT_EQ(0U, listener->PeerCount());
   EXPECT_TRUE(remote.ended());
   listener->Poll();
-  EXPECT_EQ(Lines{"problem System 10024 "}, sink.take());
+  EXPECT_EQ(sink.take(), Lines{"problem System 10024 127.0.0.1:" + std::to_string(remote.port()) +
+                               " was turned away."});
   RawClient next = join();
 }
 

@@ -172,6 +172,8 @@ TEST_F(HsmsEngineDeath, ARejectEndsTheRequestThatItNames) {
   EXPECT_EQ(engine->NextPoll(), 10'000U) << "T7, no longer T6";
   exchange("ffff0003000700000099");
   EXPECT_EQ(owner.take(), (Lines{"control ffff0003000700000099", "rejected 153"}));
+  exchange("0000000400070000009a"); // with the session of what it rejects
+  EXPECT_EQ(owner.take(), (Lines{"problem InvalidSessionId 0000000400070000009a", "rejected 154"}));
 }
 
 // What peers may hold that nobody has let in.

@@ -53,6 +53,9 @@ void CHHsms::handleMessage(Peer &peer, ByteView message) {
   peer.counted().rejectsIn += isReject(header) ? 1 : 0;
   if (const auto problem = headerProblem(header, settings_.sessionMode)) {
     handleInvalid(peer, header, message, *problem);
+    // Some name the session of what they reject: that ends all the same.
+    if (problem == LinkProblem::InvalidSessionId && isReject(header) && !peer.ended())
+      endRejected(peer, header);
     return;
   }
   const bool refused = !header.isControl() && !peer.selected;

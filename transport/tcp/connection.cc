@@ -309,8 +309,9 @@ void CHHsmsConnection::reportProblem(const Problem &problem) {
 }
 
 void CHHsmsConnection::reportSocketError() {
+  const std::string text = std::exchange(turnedAway_, {});
   if (const int error = std::exchange(socketError_, 0); error != 0)
-    reportProblem({.code = LinkProblem::System, .number = error});
+    reportProblem({.code = LinkProblem::System, .text = text, .number = error});
 }
 
 } // namespace velto

@@ -213,7 +213,7 @@ private:
   void acceptPeers();
   bool acceptPeer();
   void acceptFailed(int error);
-  void turnAway(int error);
+  void turnAway(int error, const std::string &remote, const std::string &why);
   void addPeer(TcpSocket::Peer accepted);
   void dropPeer(std::vector<std::shared_ptr<CHHsmsConnection>>::iterator position);
   bool listensNow() const;
@@ -251,6 +251,7 @@ private:
   bool sendFailed_ = false; // what waited is lost: the connection ends on the next tick
   int openError_ = 0;       // errno
   int socketError_ = 0;     // the number to report, 0: none
+  std::string turnedAway_;  // whom it concerns, of a connection that was turned away
   uint32_t peerGeneration_ = 0;
 
   ByteQueue received_;

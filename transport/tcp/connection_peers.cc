@@ -17,6 +17,10 @@ bool isShortage(int error) {
   return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
+std::string nameOf(const std::string &ipAddress, int32_t portNumber) {
+  return ipAddress + ':' + std::to_string(portNumber);
+}
+
 } // namespace
 
 // Peers that have ended do not count as served, but each stays until a tick removes it: when they
@@ -44,14 +48,17 @@ bool CHHsmsConnection::acceptPeer() {
   if (static_cast<size_t>(served) < maxPeers_)
     addPeer(std::move(*accepted));
   else
-    turnAway(ECONNREFUSED);
+    turnAway(ECONNREFUSED, nameOf(accepted->ipAddress, accepted->port),
+             " was turned away: " + std::to_string(maxPeers_) + " connections are served.");
   return true;
 }
 
-// A burst is told once a tick.
-void CHHsmsConnection::turnAway(int error) {
+// A burst is told once a tick, by the first of it.
+void CHHsmsConnection::turnAway(int error, const std::string &remote, const std::string &why) {
   ++counters_->turnedAway;
   recordError(error);
+  if (turnedAway_.empty())
+    turnedAway_ = remote + why;
   wake();
 }
 
@@ -63,7 +70,8 @@ void CHHsmsConnection::acceptFailed(int error) {
   recordError(error);
   if (spare_.held()) {
     spare_.release();
-    counters_->turnedAway += socket_.accept(error) ? 1 : 0;
+    if (const auto surplus = socket_.accept(error))
+      turnAway(0, nameOf(surplus->ipAddress, surplus->port), " was turned away.");
     spare_.acquire();
   }
   if (isShortage(error)) {
@@ -88,7 +96,7 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   peer.watchSocket();
   if (const int error = peer.watch_->error(); error != 0) {
     dropPeer(peers_.end() - 1);
-    turnAway(error);
+    turnAway(error, nameOf(held->ipAddress_, held->portNumber_), " was turned away.");
     return;
   }
   ipAddress_ = peer.ipAddress_;

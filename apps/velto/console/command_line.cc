@@ -27,7 +27,7 @@ std::string readOptions(const CommandArguments &arguments, std::span<const Optio
       return "there is no option " + argument;
     if (option->given != nullptr)
       *option->given = true;
-    else if (i + 1 == arguments.size())
+    else if (i + 1 == arguments.size() || arguments[i + 1].empty())
       return argument + " needs a value";
     else
       *option->value = arguments[++i];

@@ -23,10 +23,11 @@ struct JsonValue {
   std::string operator()(int64_t number) const { return std::to_string(number); }
   std::string operator()(bool value) const { return value ? "true" : "false"; }
   std::string operator()(const std::vector<NamedCounter> &counters) const {
-    std::string object;
+    std::string object = "{";
     for (const NamedCounter &counter : counters)
-      object += (object.empty() ? "{" : ",") + jsonText(counter.name) + ':' +
-                std::to_string(counter.value);
+      if (counter.value != 0)
+        object += (object.size() == 1 ? "" : ",") + jsonText(counter.name) + ':' +
+                  std::to_string(counter.value);
     return object + '}';
   }
   std::string operator()(const std::vector<ConnectionCounters> &connections) const {
@@ -52,7 +53,15 @@ const char *standardName(const CVeltoGemCtrl &control) {
 // The message of the event. Without the equipment model (a script can switch it off) the control
 // has it as hexadecimal text.
 std::string shortSml(CVeltoGemCtrl &control, bool received) {
-  if (CHGem *gem = control.engine().gem())
+  constexpr size_t kEnough = 8 * kMostOfSml; // bytes: eight are two characters at least
+  CHGem *gem = control.engine().gem();
+  if (const ByteView sent = gem != nullptr && !received ? gem->sentBytes() : ByteView();
+      sent.size() > kEnough) {
+    CHSecsMessage beginning;
+    beginning.Decode(sent.first(kEnough));
+    return RenderSml(beginning, gem, kMostOfSml);
+  }
+  if (gem != nullptr)
     return RenderSml(gem->slot(received ? CHGem::kReceived : CHGem::kSent).message, gem,
                      kMostOfSml);
   CHSecsMessage message;

@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/gem_console.h"
 #include "apps/velto/console/link_address.h"
+#include "apps/velto/console/literal.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/equipment/watch_view.h"
@@ -127,6 +128,7 @@ private:
     while (!script_.ended())
       loop_.runOnce(-1);
     watch_.reset();
+    console_.counters(control_); // as long as there are connections
     separate(control_, loop_);
     const bool saved = control_.SaveData();
     const std::string problem = "the model cannot be saved to " + control_.DataFileName() +
@@ -135,7 +137,6 @@ private:
       fail(problem);
     else if (!saved)
       console_.problem(problem);
-    console_.counters(control_);
     console_.event("stopped", "stopped");
     return saved && !script_.failed() ? kExitDone : kExitFailed;
   }
@@ -208,10 +209,7 @@ private:
     control_.engine().logical().SetHost(false);
     control_.SetEdition(static_cast<int16_t>(*wholeNumber(options_.edition, 0, 1)));
     control_.SetCapabilities(kAllCapabilities);
-    if (!options_.linktest.empty())
-      control_.SetLinktestInterval(*wholeNumber(options_.linktest, 0, kLongestTime));
-    else if (!IniFile(control_.IniFileName(), systemFiles()).has("HSMS", "LinktestInterval"))
-      control_.SetLinktestInterval(kLinktestInterval);
+    setLinktest();
     const LinkAddress address = options_.address.value_or(fromSettings());
     if (address.listens)
       if (const std::string problem = listenProblem(address.port); !problem.empty())
@@ -234,6 +232,20 @@ private:
     if (!address.listens)
       address = {.listens = true, .host = {}, .port = address.port, .device = {}};
     return address;
+  }
+
+  // What is no time in the settings file would count as 0, and no link be tested.
+  void setLinktest() {
+    const IniFile file(control_.IniFileName(), systemFiles());
+    const std::string stated = file.text("HSMS", "LinktestInterval", "");
+    const bool isTime = wholeNumber(stated, 0, INT32_MAX).has_value();
+    if (!options_.linktest.empty())
+      control_.SetLinktestInterval(*wholeNumber(options_.linktest, 0, kLongestTime));
+    else if (!isTime)
+      control_.SetLinktestInterval(kLinktestInterval);
+    if (!isTime && file.has("HSMS", "LinktestInterval"))
+      console_.problem(control_.IniFileName() +
+                       ": LinktestInterval is no number of milliseconds: " + quotedText(stated));
   }
 
   const Options &options_;

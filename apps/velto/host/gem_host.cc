@@ -150,7 +150,7 @@ bool GemHost::isReply(const CHSecsMessage &message) const {
 // The engine sets the system bytes when it sends a request, so the header is copied only here.
 void GemHost::sent() {
   if (std::exchange(sending_, false))
-    pending_ = control_.engine().gem()->slot(CHGem::kSent).message.header;
+    pending_ = control_.engine().gem()->sentHeader();
   console_.sent(control_);
 }
 
