@@ -230,7 +230,7 @@ TEST_P(GemSpoolTest, KeepsWhatWasNotAnswered) {
 }
 
 // It may end at once then: what was not answered is on disk before the call returns.
-TEST_F(GemSpoolTest, KeepsWhatWasNotAnsweredWhenItClosesOrEnds) {
+TEST_P(GemSpoolTest, KeepsWhatWasNotAnsweredWhenItClosesOrEnds) {
   const auto close = [this] { eq.SetPhysicalConnection(false); };
   const auto end = [this] { equipment.control.reset(); };
   const std::string dataFile = eq.DataFileName();
@@ -261,7 +261,7 @@ TEST_F(GemSpoolTest, KeepsWhatWasNotAnsweredWhenItClosesOrEnds) {
 }
 
 // What is kept of a transfer would get its reply when nobody waits for that any more.
-TEST_F(GemSpoolTest, AProcessProgramIsSentWhenTheHostIsThere) {
+TEST_P(GemSpoolTest, AProcessProgramIsSentWhenTheHostIsThere) {
   eq.SetCapabilities(CapabilitySpooling | CapabilityProcessPrograms);
   host.control->SetCapabilities(CapabilityProcessPrograms);
   eq.SetProcessProgramBody("ETCH", "<a 'x'>");
