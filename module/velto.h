@@ -32,16 +32,16 @@ typedef struct velto_control velto_control;
 
 typedef enum {
   VELTO_OK,
-  VELTO_NO_SUCH_CONTROL,  /* no control of that name */
-  VELTO_NO_SUCH_MEMBER,   /* the control has no property, method or event of that name */
-  VELTO_WRONG_TYPE,       /* a value cannot be what the member takes */
-  VELTO_NOT_READABLE,     /* kept for members that can be set alone; there are none */
-  VELTO_NOT_WRITABLE,     /* the property can only be read */
-  VELTO_WRONG_ARGUMENTS,  /* another number of them, or null where something is due */
-  VELTO_WRONG_THREAD,     /* the object belongs to another thread */
-  VELTO_CLOSED,           /* the object was destroyed, or is none */
+  VELTO_NO_SUCH_CONTROL, /* no control of that name */
+  VELTO_NO_SUCH_MEMBER,  /* the control has no property, method or event of that name */
+  VELTO_WRONG_TYPE,      /* a value cannot be what the member takes */
+  VELTO_NOT_READABLE,    /* kept for members that can be set alone; there are none */
+  VELTO_NOT_WRITABLE,    /* the property can only be read */
+  VELTO_WRONG_ARGUMENTS, /* another number of them, or null where something is due */
+  VELTO_WRONG_THREAD,    /* the object belongs to another thread */
+  VELTO_CLOSED,          /* the object was destroyed, or is none */
   VELTO_NO_MEMORY,
-  VELTO_FAILED            /* anything else */
+  VELTO_FAILED /* anything else */
 } velto_status;
 
 typedef enum { VELTO_EMPTY, VELTO_BOOL, VELTO_INTEGER, VELTO_REAL, VELTO_TEXT } velto_type;
@@ -85,10 +85,10 @@ VELTO_API velto_status velto_loop_post(velto_loop *loop, void (*task)(void *user
 /* "VeltoGem" or "VELTO.VeltoGemCtrl.1", or a property page, "VELTO.VeltoGemPropPage.1". Null on
  * failure. */
 VELTO_API velto_control *velto_create(velto_loop *loop, const char *name);
-/* A VeltoGem that is ready for work: an equipment with the model of a file ("" for none), or a host.
- * It opens its link in the next turn of the loop, works by the current edition, has every capability
- * on, and answers by itself what its events have not answered. `address` is "listen:PORT",
- * "HOST:PORT" or "HOST" (port 5001). Null on failure. */
+/* A VeltoGem that is ready for work: an equipment with the model of a file ("" for none), or a
+ * host. It opens its link in the next turn of the loop, works by the current edition, has every
+ * capability on, and answers by itself what its events have not answered. `address` is
+ * "listen:PORT", "HOST:PORT" or "HOST" (port 5001). Null on failure. */
 VELTO_API velto_control *velto_gem_equipment(velto_loop *loop, const char *model,
                                              const char *address);
 VELTO_API velto_control *velto_gem_host(velto_loop *loop, const char *address);
@@ -96,8 +96,8 @@ VELTO_API velto_control *velto_gem_host(velto_loop *loop, const char *address);
 VELTO_API void velto_destroy(velto_control *control);
 
 /* Members by name, without regard to letter case. `index` are the arguments of an indexed property;
- * `result` may be null. Values convert as far as nothing is lost: 5, "5" and 5.0 are all an integer,
- * "true" and 1 are both true. */
+ * `result` may be null. Values convert as far as nothing is lost: 5, "5" and 5.0 are all an
+ * integer, "true" and 1 are both true. */
 VELTO_API velto_status velto_get(velto_control *control, const char *member,
                                  const velto_value *index, size_t count, velto_value *result);
 VELTO_API velto_status velto_set(velto_control *control, const char *member,
@@ -164,7 +164,8 @@ VELTO_API int velto_page_show(velto_control *page, velto_control *control);
 
 /* GEM: what a program says to its partner takes several messages; a VeltoGem keeps them together
  * (docs/gem.md). Messages are the bytes of header and body, as velto_sml_to_bytes() makes them;
- * values are the bytes of one item (SEMI E5 9.2). What a handler is given lives as long as it runs. */
+ * values are the bytes of one item (SEMI E5 9.2). What a handler is given lives as long as it runs.
+ */
 
 /* The current message, as the property Msg has it. */
 VELTO_API velto_status velto_gem_message(velto_control *control, velto_value *result);
@@ -186,11 +187,11 @@ typedef enum {
 typedef void (*velto_reply_handler)(void *user, velto_control *control, velto_outcome outcome,
                                     const void *message, size_t length, const char *reason);
 /* Sends a primary; its W-bit, device ID and system bytes are put in. Waits that many milliseconds
- * for the reply, 0: T3. When the result is VELTO_OK the handler is called exactly once, never inside
- * this call. */
-VELTO_API velto_status velto_gem_request(velto_control *control, const void *message,
-                                         size_t length, uint32_t milliseconds,
-                                         velto_reply_handler handler, void *user);
+ * for the reply, 0: T3. When the result is VELTO_OK the handler is called exactly once, never
+ * inside this call. */
+VELTO_API velto_status velto_gem_request(velto_control *control, const void *message, size_t length,
+                                         uint32_t milliseconds, velto_reply_handler handler,
+                                         void *user);
 
 /* `values` is a list with {NAME VID VALUE} for each variable; empty when the event came before the
  * subscription was in force. */

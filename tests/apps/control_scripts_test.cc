@@ -3,9 +3,9 @@
 #include "apps/cases.h"
 #include "apps/velto/console/literal.h"
 #include "apps/velto/container/container.h"
-#include "gem/model_text/model_text.h"
 #include "controls/registry.h"
 #include "gem/data/data_file.h"
+#include "gem/model_text/model_text.h"
 #include "support/temporary_directory.h"
 #include "transport/network.h"
 

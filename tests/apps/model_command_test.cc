@@ -1,8 +1,8 @@
 // The equipment model as text: read, written, and what is said of a text that is no model.
 #include "apps/cases.h"
 #include "apps/velto/model/model_command.h"
-#include "gem/model_text/model_text.h"
 #include "gem/data/data_file.h"
+#include "gem/model_text/model_text.h"
 #include "gem/models/control_model.h"
 #include "secs2/message.h"
 #include "support/temporary_directory.h"
