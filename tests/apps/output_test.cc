@@ -152,9 +152,10 @@ TEST_F(Queue, TellsOfAReaderThatIsGone) {
   QueuedOutput output(
       loop, [&closed] { ++closed; }, remark, settings(5000));
   close(std::exchange(pipe_[0], -1));
+  EXPECT_TRUE(loop.runUntil([&closed] { return closed != 0; }, 5000)) << "nothing is printed";
   std::cout << "text" << std::endl;
-  EXPECT_TRUE(loop.runUntil([&closed] { return closed != 0; }, 5000));
   EXPECT_FALSE(output.finish());
+  loop.runOnce(0);
   EXPECT_EQ(closed, 1);
 }
 

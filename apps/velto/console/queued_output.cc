@@ -93,6 +93,7 @@ QueuedOutput::QueuedOutput(EventLoop &loop, std::function<void()> onClosed,
   state_->loop = &loop;
   state_->onClosed = std::move(onClosed);
   writer_ = quietThread([state = state_] { run(state); });
+  watchReader(loop);
   std::cout.flush();
   outBefore_ = std::cout.rdbuf(&out_);
   errBefore_ = std::cerr.rdbuf(&err_);
@@ -115,6 +116,16 @@ QueuedOutput::~QueuedOutput() {
     writer_.join();
   else
     writer_.detach(); // in a write that may never return; the process ends it
+}
+
+// A link may have nothing to tell for hours. Nobody can close a file, which takes no watch.
+void QueuedOutput::watchReader(EventLoop &loop) {
+  reader_ = std::make_unique<DescriptorWatch>(loop, settings_.out, 0U, [this](unsigned) {
+    const std::shared_ptr<State> state = state_;
+    reader_.reset();
+    const std::scoped_lock lock(state->mutex);
+    state->failed(state->out, EPIPE);
+  });
 }
 
 void QueuedOutput::run(const std::shared_ptr<State> &state) {

@@ -67,12 +67,14 @@ private:
   };
 
   void push(int fd, std::string_view text);
+  void watchReader(EventLoop &loop);
   static void run(const std::shared_ptr<State> &state);
 
   const Settings settings_;
   const std::function<std::string(uint64_t)> leftOut_;
   std::shared_ptr<State> state_; ///< the thread's too: it may be held in a write for ever
   std::thread writer_;
+  std::unique_ptr<DescriptorWatch> reader_; ///< tells that standard output has been closed
   bool dropping_ = false;
   uint64_t dropped_ = 0; ///< lines left out since the last remark
   std::optional<bool> finished_;
