@@ -109,7 +109,7 @@ bool CFrontEnd::showSheet(PropertySheet &sheet) {
   if (callbacks_.sheet == nullptr)
     return false;
   const uintptr_t handle = sheets().add(std::make_shared<SheetObject>(SheetObject{&sheet}));
-  const bool accepted = callbacks_.sheet(callbacks_.user, reinterpret_cast<velto_sheet *>(handle),
+  const bool accepted = callbacks_.sheet(callbacks_.user, toHandle<velto_sheet>(handle),
                                          sheetJson(sheet).c_str()) != 0;
   sheets().remove(handle);
   return accepted && sheet.problem().empty();

@@ -140,7 +140,7 @@ template <typename Make> velto_control *create(velto_loop *loop, Make make) {
     at->controls.push_back(handle);
     return VELTO_OK;
   });
-  return reinterpret_cast<velto_control *>(handle);
+  return toHandle<velto_control>(handle);
 }
 
 velto_status nameMissing() { return fail(VELTO_WRONG_ARGUMENTS, "the name of a member is due"); }

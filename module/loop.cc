@@ -13,7 +13,7 @@ velto_loop *velto_loop_new(void) {
     handle = loops().add(std::move(object));
     return handle != 0 ? VELTO_OK : fail(VELTO_NO_MEMORY, "there are too many loops");
   });
-  return reinterpret_cast<velto_loop *>(handle);
+  return toHandle<velto_loop>(handle);
 }
 
 // Whoever is at work in the loop ends with this turn.

@@ -36,6 +36,11 @@ struct ControlObject {
 HandleTable<LoopObject> &loops();
 HandleTable<ControlObject> &controls();
 
+/// A handle as the program holds it. It is a number, and nothing is ever read through it.
+template <typename Handle> Handle *toHandle(uintptr_t number) {
+  return reinterpret_cast<Handle *>(number); // NOLINT(performance-no-int-to-ptr)
+}
+
 /// Notes what was wrong for velto_last_error(), and returns the status.
 velto_status fail(velto_status status, std::string sentence);
 

@@ -52,7 +52,7 @@ void CHGemUnansweredMessages::clear() {
   size_ = 0;
 }
 
-void CHGemUnansweredMessages::erase(std::deque<Entry>::iterator entry) {
+void CHGemUnansweredMessages::erase(const std::deque<Entry>::iterator &entry) {
   size_ -= entry->message.size();
   entries_.erase(entry);
 }

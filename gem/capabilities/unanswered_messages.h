@@ -43,7 +43,7 @@ public:
   }
 
 private:
-  void erase(std::deque<Entry>::iterator entry);
+  void erase(const std::deque<Entry>::iterator &entry);
 
   std::deque<Entry> entries_;
   uint64_t size_ = 0; // bytes of messages
