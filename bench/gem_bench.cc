@@ -168,7 +168,9 @@ public:
     }
     data.events.Add(std::move(event));
   }
+  // With an empty spool: the one of a run before would still be active, and take the events.
   void switchCapabilitiesOn() {
+    std::filesystem::remove(equipment.DataFileName() + ".spool");
     CHGemSpoolChoice events;
     events.addAll(6);
     ArchiveWriter archive;
