@@ -109,6 +109,14 @@ std::string headline(const Enumeration &enumeration) {
   return enumeration.help + (enumeration.flags ? " Bits, of which any may be there together." : "");
 }
 
+// As a heading of that text is addressed.
+std::string anchor(std::string heading) {
+  for (char &c : heading)
+    if (c >= 'A' && c <= 'Z')
+      c = static_cast<char>(c - 'A' + 'a');
+  return heading;
+}
+
 std::string markdownRow(const std::vector<std::string> &cells) {
   std::string row = "|";
   for (const std::string &cell : cells) {
@@ -163,6 +171,10 @@ std::string enumerationsMarkdown(std::span<const MemberTable *const> tables) {
   for (const Enumeration *enumeration : enumerationsOf(tables))
     text += "\n### " + enumeration->name + "\n\n" + headline(*enumeration) + "\n\n" +
             markdown(listOf(*enumeration));
+  // Makes "[VeltoGemControlState]" behind a sentence a link.
+  text += '\n';
+  for (const Enumeration *enumeration : enumerationsOf(tables))
+    text += '[' + enumeration->name + "]: #" + anchor(enumeration->name) + '\n';
   return text;
 }
 
