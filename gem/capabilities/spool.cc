@@ -61,6 +61,8 @@ void CHGemSpool::attach() {
   if (file_.isActive()) {
     setVariable(RoleSpoolStartTime, file_.startTime());
     setVariable(RoleSpoolFullTime, file_.fullTime());
+  } else if (!whole) {
+    setVariable(RoleSpoolCountTotal, "0"); // nobody knows
   }
   tell();
   if (!whole)

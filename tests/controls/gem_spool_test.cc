@@ -423,20 +423,35 @@ TEST_P(GemSpoolTest, OutlivesTheProcess) {
     least = eq.SpoolCount();
   }
   EXPECT_EQ(least, 8);
-  for (size_t at = 0; at < whole.size(); at += 5) {
-    std::string damaged = whole;
-    damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
-    systemFiles().write(spoolFile(), damaged);
+  // What is damaged costs the messages that it hits, and is told once.
+  const auto isTold = [&] {
     eq.LoadData();
     settle(1);
-    EXPECT_EQ(systemFiles().read(spoolFile() + ".damaged").value_or(""),
-              eq.SpoolState() == kInactive ? "" : damaged)
-        << at;
+    return std::ranges::any_of(equipment.take(), [](const std::string &line) {
+      return line.find("could not be read") != std::string::npos;
+    });
+  };
+  const auto loadsDamaged = [&](const std::string &damaged) {
+    systemFiles().write(spoolFile(), damaged);
+    EXPECT_TRUE(isTold());
+    EXPECT_EQ(systemFiles().read(spoolFile() + ".damaged").value_or(""), damaged);
+    const int32_t count = eq.SpoolCount();
+    EXPECT_EQ(valueOf(RoleSpoolCountTotal) == "0", count == 0);
+    EXPECT_FALSE(isTold());
+    EXPECT_EQ(eq.SpoolCount(), count);
     systemFiles().remove(spoolFile() + ".damaged");
+    return count;
+  };
+  for (size_t at = 0; at + 8 < whole.size(); at += 7) {
+    SCOPED_TRACE(at);
+    std::string flipped = whole;
+    flipped[at] = static_cast<char>(flipped[at] ^ 0x55);
+    EXPECT_GE(loadsDamaged(flipped), 7);
+    for (const char junk : {'\0', '\1'})
+      EXPECT_GE(loadsDamaged(std::string(whole).replace(at, 8, 8, junk)), 6);
+    EXPECT_GE(loadsDamaged(std::string(whole).insert(at, 4096, '\0')), 7);
   }
-  systemFiles().write(spoolFile(), std::string(100, '\0'));
-  eq.LoadData();
-  settle(1);
+  EXPECT_EQ(loadsDamaged(std::string(100, '\0')), 0);
   EXPECT_EQ(eq.SpoolState(), kInactive);
   systemFiles().write(spoolFile(), whole);
   eq.LoadData();
