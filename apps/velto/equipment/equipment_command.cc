@@ -1,7 +1,7 @@
 #include "apps/velto/equipment/equipment_command.h"
 
 #include "apps/velto/console/gem_console.h"
-#include "apps/velto/console/link_address.h"
+#include "apps/velto/console/gem_link.h"
 #include "apps/velto/console/literal.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
@@ -264,7 +264,7 @@ private:
 };
 
 int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage << LinkAddress::kHelp << kOptions;
+  std::cerr << "velto: " << problem << "\n\n" << kUsage << kAddressHelp << kOptions;
   return kExitUsage;
 }
 
@@ -303,7 +303,7 @@ std::string problemOf(const Options &options) {
 
 int runEquipmentCommand(const CommandArguments &arguments) {
   if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage << LinkAddress::kHelp << kOptions;
+    std::cout << kUsage << kAddressHelp << kOptions;
     return kExitDone;
   }
   Options options;

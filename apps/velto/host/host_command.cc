@@ -126,7 +126,7 @@ bool readNumber(const std::string &text, int32_t low, int32_t high, int32_t &num
 }
 
 int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage << LinkAddress::kHelp << kOptions;
+  std::cerr << "velto: " << problem << "\n\n" << kUsage << kAddressHelp << kOptions;
   return kExitUsage;
 }
 
@@ -164,7 +164,7 @@ std::string readNumbers(const Numbers &given, GemHost::Settings &settings) {
 
 int runHostCommand(const CommandArguments &arguments) {
   if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage << LinkAddress::kHelp << kOptions;
+    std::cout << kUsage << kAddressHelp << kOptions;
     return kExitDone;
   }
   Options options;
