@@ -13,11 +13,10 @@ constexpr int32_t kLinktestInterval = 30; // s
 
 std::unique_ptr<CVeltoGemCtrl> ready(const ControlSite &site, bool host, const std::string &address,
                                      std::string &problem) {
-  const auto partner = readLinkAddress(address);
-  if (!partner) {
-    problem = address + " is no address: " + LinkAddress::kForms;
+  std::optional<LinkAddress> partner;
+  problem = takeLinkAddress(address, partner);
+  if (!partner)
     return nullptr;
-  }
   auto control = std::make_unique<CVeltoGemCtrl>(site);
   partner->apply(*control);
   control->engine().logical().SetHost(host);

@@ -1,5 +1,6 @@
 #include "controls/link_address.h"
 
+#include "base/quoted_text.h"
 #include "base/text.h"
 
 namespace velto {
@@ -76,6 +77,11 @@ std::optional<LinkAddress> readLinkAddress(std::string_view text) {
     }
   }
   return good ? std::optional(address) : std::nullopt;
+}
+
+std::string takeLinkAddress(const std::string &text, std::optional<LinkAddress> &address) {
+  address = readLinkAddress(text);
+  return address ? "" : quotedText(text) + " is no address: " + LinkAddress::kForms;
 }
 
 void LinkAddress::apply(CVeltoGemCtrl &control) const {

@@ -37,5 +37,7 @@ struct LinkAddress {
 bool isLinkAddress(std::string_view text);
 /// Nothing when it is of none of the forms.
 std::optional<LinkAddress> readLinkAddress(std::string_view text);
+/// The same, with what is wrong with the text, or nothing.
+std::string takeLinkAddress(const std::string &text, std::optional<LinkAddress> &address);
 
 } // namespace velto
