@@ -38,9 +38,7 @@ public:
 
   /// Takes bytes that the terminal has sent.
   void feed(std::string_view bytes);
-  /// The next key. Nothing when all bytes are used up, or those left may be the beginning of a key:
-  /// the key Esc sends the byte with which the sequences of other keys begin, and a byte of 8-bit
-  /// text may look like the first one of a character in UTF-8.
+  /// The next key. Nothing when all bytes are used up, or those left may be the beginning of a key.
   std::optional<Key> nextKey();
   /// Whether bytes are left that may be the beginning of a key.
   bool isWaiting() const;
