@@ -3,7 +3,7 @@
 
 import {makeSvg} from './dom.js';
 
-const kWide = 132;
+const kWide = 136;
 const kHigh = 34;
 const kGapX = 34;
 const kGapY = 26;

@@ -84,7 +84,7 @@ export class Table {
       },
     });
     const line = make('span', {class: 'line'});
-    element.append(field, line);
+    element.append(make('div', {}, field, line));
     return {element, line, show: (text) => {
       if (document.activeElement !== field)
         field.value = text;
