@@ -62,6 +62,7 @@ class Browser:
         finally:
             self.driver.terminate()
             self.driver.wait()
+            self.driver.stdout.close()
 
     def call(self, method, path, body=None):
         data = json.dumps(body).encode() if body is not None else None
@@ -96,7 +97,7 @@ class Browser:
     def text(self, selector):
         """The text of the elements, as it is shown."""
         return self.run("return [...document.querySelectorAll(arguments[0])]"
-                        ".map(e => e.innerText).join('\\n')", selector)
+                        ".map(e => e.innerText ?? e.textContent).join('\\n')", selector)
 
     def console(self):
         """What the console of the page was told since the last call."""

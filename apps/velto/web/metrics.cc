@@ -28,7 +28,11 @@ MetricFamily family(std::string name, std::string help, MetricType type) {
   return {std::move(name), std::move(help), type, {}};
 }
 
+// Prometheus takes nothing that is no UTF-8, as names of equipment may be.
 ClientMetric labelled(std::vector<ClientMetric::Label> labels) {
+  for (ClientMetric::Label &label : labels)
+    for (char &c : label.value)
+      c = static_cast<unsigned char>(c) < 0x80 ? c : '?';
   ClientMetric metric;
   metric.label = std::move(labels);
   return metric;

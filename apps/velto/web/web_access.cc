@@ -40,9 +40,9 @@ bool isLoopback(std::string_view address) {
 
 bool WebAccess::isToken(std::string_view word) const {
   unsigned different = word.size() == token_.size() ? 0 : 1;
-  for (size_t i = 0; i < word.size(); ++i)
+  for (size_t i = 0; i < word.size() && !token_.empty(); ++i)
     different |= static_cast<unsigned char>(word[i] ^ token_[i % token_.size()]);
-  return different == 0;
+  return different == 0 && !token_.empty();
 }
 
 bool WebAccess::hasToken(const Request &request) const {

@@ -12,8 +12,8 @@ namespace velto {
 /// Where a page is served, and to whom.
 struct WebOptions {
   std::string address = "127.0.0.1"; ///< IPv6 without brackets
-  std::optional<int32_t> port;       ///< 0: any free one; without one there is no page
-  std::string token;                 ///< what a browser has to know; empty: nothing
+  std::optional<int32_t> port = {};  ///< 0: any free one; without one there is no page
+  std::string token = {};            ///< what a browser has to know; empty: nothing
 };
 
 /// Declares `--web [ADDRESS:]PORT` and `--web-token TOKEN`.

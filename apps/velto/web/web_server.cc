@@ -23,7 +23,8 @@ constexpr Milliseconds kRefresh{100};
 constexpr Milliseconds kPatience{2000};         // for a loop that is busy
 constexpr Milliseconds kActionPatience{60'000}; // a request may wait for T3
 constexpr Milliseconds kQuiet{5000};            // after which a browser gets a sign of life
-constexpr time_t kReadTimeout = 5;              // s
+constexpr time_t kReadTimeout = 2;              // s for the next part of a request
+constexpr time_t kWriteTimeout = 5;             // s for a browser that does not read
 constexpr time_t kIdleTimeout = 1;              // s without a request on a connection
 constexpr size_t kMostThreads = WebServer::kMostWatchers + 8;
 constexpr size_t kLongestBody = size_t{256} * 1024;
@@ -154,7 +155,7 @@ private:
     });
     server_.set_tcp_nodelay(true);
     server_.set_read_timeout(kReadTimeout);
-    server_.set_write_timeout(kReadTimeout);
+    server_.set_write_timeout(kWriteTimeout);
     server_.set_keep_alive_timeout(kIdleTimeout);
     server_.set_payload_max_length(kLongestBody);
     server_.set_default_headers(kHeaders);
