@@ -14,6 +14,10 @@ found() {
     ;;
   libcli11-dev) has_header CLI/CLI.hpp ;;
   libncurses-dev) has_header ncurses.h ;;
+  libcpp-httplib-dev) has_header httplib.h ;;
+  prometheus-cpp-dev) has_header prometheus/text_serializer.h ;;
+  libjs-chart.js) [ -e /usr/share/javascript/chart.js/chart.min.js ] ;;
+  chromium-driver) command -v chromedriver ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     has_header "$name/$name.h"
