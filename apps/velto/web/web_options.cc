@@ -1,6 +1,7 @@
 #include "apps/velto/web/web_options.h"
 
 #include "apps/velto/web/web_access.h"
+#include "base/quoted_text.h"
 #include "base/text.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@ std::string takeToken(const std::string &word, WebOptions &options) {
            c == '_' || c == '.' || c == '~';
   };
   if (word.size() < kShortestToken || !std::ranges::all_of(word, isPlain))
-    return "takes " + std::to_string(kShortestToken) +
+    return "is made of " + std::to_string(kShortestToken) +
            " or more letters, digits and the characters - _ . ~";
   options.token = word;
   return "";
@@ -34,7 +35,7 @@ std::string takeWebAddress(std::string_view word, WebOptions &options) {
     address = address.substr(1, address.size() - 2);
   const auto port = wholeNumber(number, 0, 0xFFFF);
   if (!port || address.empty())
-    return "takes PORT or ADDRESS:PORT, the port from 0 to 65535";
+    return quotedText(word) + " is no PORT or ADDRESS:PORT";
   options.address = std::string(address);
   options.port = static_cast<int32_t>(*port);
   return "";
