@@ -89,7 +89,7 @@ class Page(unittest.TestCase):
         self.assertEqual(self.browser.console(), [])
 
     def host(self):
-        host = self.start("host", f"localhost:{self.port}")
+        host = self.start("host", f"localhost:{self.port}", "--web", "0")
         wait_for(lambda: "communication: Communicating" in host.output)
         return host
 
@@ -130,6 +130,29 @@ class Page(unittest.TestCase):
         wait_for(lambda: "Equipment" in browser.text(".diagram .present text"))
         self.assertIn("ETCH-1", browser.run("return document.title"))
         self.assert_quiet()
+
+    def test_sends_the_commands_of_a_host(self):
+        host = self.host()
+        self.open(host)
+        field = ".forms form input"
+        for command, answer in [("status 101", r"S1F4[\s\S]*101 = "), ("frob", "there is no command frob"),
+                                ("send S1F1W", r"S1F2\n"),
+                                ("recipe get R /tmp/x", "files are for the keyboard"),
+                                ("text \"20 °C\"", r"S10F4\n")]:
+            self.browser.run("document.querySelector('#answer').hidden = true")
+            self.browser.type(field, command + ENTER)
+            self.assertRegex(self.answer(), answer)
+        host.process.stdin.write("wait 1\nwait 1\n")  # a command waits for the one at work
+        host.process.stdin.flush()
+        self.browser.run("document.querySelector('#answer').hidden = true")
+        self.browser.type(field, "are-you-there" + ENTER)
+        self.assertRegex(self.answer(), r"S1F2\n")
+        self.view("Commands")
+        self.assertIn("[SVID…]", self.browser.text(self.row("status")))
+        self.assert_quiet()
+        self.view("Overview")
+        self.browser.type(field, "quit" + ENTER)
+        self.assertEqual(host.process.wait(20), 0)
 
     def test_fits_a_phone(self):
         self.browser.resize(*PHONE)

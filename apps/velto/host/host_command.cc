@@ -3,7 +3,7 @@
 #include "apps/velto/console/line_reader.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
-#include "apps/velto/host/host_prompt.h"
+#include "apps/velto/host/host_page.h"
 #include "gem/model_text/model_file.h"
 #include "platform/tcp_socket.h"
 
@@ -24,12 +24,14 @@ struct Options {
   std::string script;
   std::optional<GemData> names;
   bool json = false;
+  WebOptions web;
 };
 
 class HostTool {
 public:
   explicit HostTool(Options &options)
-      : script_(options.script), json_(options.json), host_(loop_, console_, options.settings) {
+      : script_(options.script), json_(options.json), web_(options.web),
+        host_(loop_, console_, options.settings) {
     if (options.names)
       host_.setKnown(std::move(*options.names));
   }
@@ -46,6 +48,8 @@ private:
       std::cerr << "velto: " << script_ << ": cannot be read\n";
       return kExitFailed;
     }
+    if (web_.port && !serve())
+      return kExitFailed;
     host_.open();
     const int status = source ? runScript(*source) : runPrompt();
     host_.close();
@@ -53,10 +57,29 @@ private:
     return status;
   }
 
+  bool serve() {
+    WebServer &server = page_.emplace(loop_, host_, commands_).server();
+    host_.onMessage = [this](bool received) {
+      received ? page_->gem().received() : page_->gem().sent();
+    };
+    console_.setObserver(
+        [this](std::string_view name, const std::string &text) { page_->gem().event(name, text); });
+    if (const std::string problem = server.start(web_); !problem.empty()) {
+      std::cerr << "velto: " << problem << '\n';
+      return false;
+    }
+    console_.event("page", "page at " + server.address(), {{"address", server.address()}});
+    return true;
+  }
+
+  std::string runLine(std::string_view line) {
+    return page_ ? page_->run(line) : commands_.run(line);
+  }
+
   int runScript(std::string_view source) {
     for (int line = 1; !source.empty() && !host_.stopped() && !commands_.ended(); ++line) {
       const size_t end = std::min(source.find('\n'), source.size());
-      const std::string problem = commands_.run(source.substr(0, end));
+      const std::string problem = runLine(source.substr(0, end));
       source.remove_prefix(std::min(end + 1, source.size()));
       if (problem.empty() || host_.stopped())
         continue;
@@ -73,11 +96,11 @@ private:
     while (!host_.stopped() && !commands_.ended()) {
       if (terminal)
         console_.showPrompt("> ");
-      const auto line = input.next([this] { return host_.stopped(); });
+      const auto line = input.next([this] { return host_.stopped() || commands_.ended(); });
       console_.promptUsed();
       if (!line)
         break;
-      const std::string problem = commands_.run(*line);
+      const std::string problem = runLine(*line);
       if (!problem.empty() && !host_.stopped())
         console_.plain("failed: " + problem);
     }
@@ -88,6 +111,7 @@ private:
 
   const std::string &script_;
   const bool json_;
+  const WebOptions &web_;
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { host_.stop(); },
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
@@ -95,6 +119,7 @@ private:
                       json_ ? GemConsole::Style::Json : GemConsole::Style::Text};
   GemHost host_;
   HostPrompt commands_{host_, console_};
+  std::optional<HostPage> page_;
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
 };
 
@@ -131,6 +156,7 @@ void declare(CommandLine &line, Options &options, std::string &names) {
   line.number("--linktest", "SECONDS", 0, kLongestTime, settings.linktest,
               "silence after which the link is tested (default 30); 0: never");
   line.flag("--json", options.json, "prints a JSON object a line");
+  declareWebOptions(line, options.web);
   line.footer(kAddressHelp);
 }
 
@@ -143,6 +169,8 @@ int runHostCommand(const CommandArguments &arguments) {
   declare(line, options, names);
   if (const auto status = line.read(arguments))
     return *status;
+  if (const std::string problem = webOptionsProblem(options.web); !problem.empty())
+    return line.wrong(problem);
   const LinkAddress &partner = options.settings.partner;
   const bool connects = !partner.listens && !partner.isSerial();
   if (connects && resolveHost(partner.host).empty())

@@ -2,7 +2,7 @@
 
 import {Charts} from './charts.js';
 import {Diagram} from './diagrams.js';
-import {card, make, setText} from './dom.js';
+import {card, make, readable, setText} from './dom.js';
 import {Feed} from './feed.js';
 import {Table} from './tables.js';
 
@@ -34,8 +34,9 @@ async function act(action, key, value) {
       method: 'POST', headers: {'X-Velto': '1'}, body: new URLSearchParams({action, key, value}),
     });
     const type = answer.headers.get('Content-Type') ?? '';
-    const {done, text} = type.startsWith('application/json') ? await answer.json()
-                                                             : {done: false, text: await answer.text()};
+    const body = await answer.text();
+    const {done, text} = type.startsWith('application/json') ? JSON.parse(body, readable)
+                                                             : {done: false, text: body};
     showAnswer(done, text);
     if (!done)
       tables.forEach((table) => table.showRows()); // switches go back to what is true
@@ -123,9 +124,9 @@ function listen() {
   const live = element('live');
   events.onopen = () => { setText(live, 'live'); live.className = 'on'; feed.restart(); };
   events.onerror = () => { setText(live, 'not connected'); live.className = 'off'; };
-  events.addEventListener('feed', ({data}) => feed.take(JSON.parse(data)));
+  events.addEventListener('feed', ({data}) => feed.take(JSON.parse(data, readable)));
   events.addEventListener('state', ({data}) => {
-    const told = JSON.parse(data);
+    const told = JSON.parse(data, readable);
     const {changed, ...parts} = told;
     state = {...state, ...parts};
     if (told.tables)

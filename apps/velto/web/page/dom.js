@@ -28,6 +28,19 @@ export function setText(element, text) {
     element.textContent = text;
 }
 
+const kUtf8 = new TextDecoder('utf-8', {fatal: true});
+
+/** For JSON.parse(): a text comes as one character for each byte, and is UTF-8 where it can be. */
+export function readable(_, value) {
+  if (typeof value !== 'string' || !/[\x80-\xff]/.test(value))
+    return value;
+  try {
+    return kUtf8.decode(Uint8Array.from(value, (c) => c.charCodeAt(0)));
+  } catch {
+    return value;
+  }
+}
+
 /** A number of a text that is one, else undefined. */
 export function numberOf(text) {
   const number = text.trim() === '' ? NaN : Number(text);
