@@ -3,6 +3,8 @@
 import {card, make} from './dom.js';
 
 const kSeconds = 120;
+const kTick = 30; // seconds between marks
+const kDashes = [[], [8, 4], [3, 3], []]; // so that lines on each other are seen
 const kColours = ['#1f6feb', '#2da44e', '#bf8700', '#cf222e'];
 
 function colourOf(name) {
@@ -22,7 +24,7 @@ function axes(unit) {
 function chart(canvas, type, unit, labels, names) {
   const sets = names.map((label, i) => ({
     label, data: labels.map(() => null), borderColor: kColours[i], backgroundColor: kColours[i],
-    borderWidth: 2, pointRadius: 0, tension: 0.2,
+    borderWidth: 2, borderDash: kDashes[i], pointRadius: 0, tension: 0.2,
   }));
   return new window.Chart(canvas, {
     type,
@@ -36,7 +38,7 @@ function chart(canvas, type, unit, labels, names) {
 }
 
 function secondsAgo() {
-  return Array.from({length: kSeconds}, (_, i) => (i + 1 === kSeconds ? 'now' : `${i + 1 - kSeconds} s`));
+  return Array.from({length: kSeconds + 1}, (_, i) => (i === kSeconds ? 'now' : `${i - kSeconds} s`));
 }
 
 function boundText(seconds) {
@@ -91,6 +93,10 @@ export class Charts {
     const classes = bounds.map((bound) => `≤ ${boundText(bound)}`).concat('more');
     const rates = chart(this.canvases[0], 'line', '1/s', secondsAgo(), state.activity.map((counter) => counter.name));
     const latency = chart(this.canvases[1], 'line', 'ms', secondsAgo(), names);
+    for (const {options} of [rates, latency])
+      Object.assign(options.scales.x.ticks, {
+        autoSkip: false, callback(at) { return at % kTick === 0 ? this.getLabelForValue(at) : null; },
+      });
     for (const dataset of latency.data.datasets)
       Object.assign(dataset, {spanGaps: true, pointRadius: 2});
     return [rates, latency, chart(this.canvases[2], 'bar', 'replies', classes, names)];

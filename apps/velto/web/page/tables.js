@@ -6,6 +6,11 @@ const kMostRows = 300;   // of what the filter finds, so that a long table stays
 const kMostValues = 60;  // a line of the last minute
 const kLongest = 2000;   // of a longer text only this much came: it is not to be changed
 
+// "12.500000" as 12.5
+function short(text) {
+  return numberOf(text) !== undefined && text.includes('.') ? text.replace(/\.?0+$/, '') : text;
+}
+
 export class Table {
   /** act(action, key, value) sends a change. */
   constructor(table, act) {
@@ -73,7 +78,7 @@ export class Table {
 
   // A field that keeps what is being typed until it is sent or left.
   valueCell(element, send, row, i) {
-    const reset = () => { field.value = row.cells[i]; };
+    const reset = () => { field.value = short(row.cells[i]); };
     const field = make('input', {
       'aria-label': `Value ${row.key}`, onblur: reset,
       onkeydown: (event) => {
@@ -87,7 +92,7 @@ export class Table {
     element.append(make('div', {}, field, line));
     return {element, line, show: (text) => {
       if (document.activeElement !== field)
-        field.value = text;
+        field.value = short(text);
       field.disabled = text.length >= kLongest;
     }};
   }
