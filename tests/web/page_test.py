@@ -3,6 +3,7 @@
 Exits with 77, which CTest takes for skipped, where there is no browser or no page. The pictures
 of all views go to a folder when one is given."""
 
+import json
 import pathlib
 import re
 import subprocess
@@ -10,6 +11,8 @@ import sys
 import tempfile
 import threading
 import unittest
+import urllib.parse
+import urllib.request
 
 from browser import Browser, wait_for
 
@@ -45,6 +48,14 @@ class Program:
         return self.process.wait()
 
 
+def act(program, **form):
+    """Does what a button of the page does."""
+    request = urllib.request.Request(program.says(r"page at (\S+)") + "act", headers={"X-Velto": "1"},
+                                     data=urllib.parse.urlencode(form).encode())
+    with urllib.request.urlopen(request, timeout=20) as answer:
+        return json.load(answer)
+
+
 class Page(unittest.TestCase):
     """Each test has a browser, an equipment with a page, and no message on its console at the
     end."""
@@ -78,6 +89,10 @@ class Page(unittest.TestCase):
     def row(self, key):
         return f"tr[data-key='{key}']"
 
+    def cells(self, key):
+        return self.browser.run("return [...document.querySelectorAll(arguments[0])].map(e => e.textContent)",
+                                self.row(key) + " td")
+
     def value(self, key):
         return self.browser.run("return document.querySelector(arguments[0]).value", self.row(key) + " td.value input")
 
@@ -89,7 +104,8 @@ class Page(unittest.TestCase):
         self.assertEqual(self.browser.console(), [])
 
     def host(self):
-        host = self.start("host", f"localhost:{self.port}", "--web", "0")
+        host = self.start("host", f"localhost:{self.port}", "--web", "0",
+                          "--names", "etch.model")
         wait_for(lambda: "communication: Communicating" in host.output)
         return host
 
@@ -135,13 +151,22 @@ class Page(unittest.TestCase):
         host = self.host()
         self.open(host)
         field = ".forms form input"
-        for command, answer in [("status 101", r"S1F4[\s\S]*101 = "), ("frob", "there is no command frob"),
+        for command, answer in [("status 101", r"S1F4[\s\S]*101 Chamber pressure = 0"), ("frob", "there is no command frob"),
                                 ("send S1F1W", r"S1F2\n"),
                                 ("recipe get R /tmp/x", "files are for the keyboard"),
                                 ("text \"20 °C\"", r"S10F4\n")]:
             self.browser.run("document.querySelector('#answer').hidden = true")
             self.browser.type(field, command + ENTER)
             self.assertRegex(self.answer(), answer)
+        self.browser.type(field, "half a word")
+        act(self.equipment, action="event", key=12)
+        act(self.equipment, action="alarm", key=3001, value=1)
+        self.browser.run("location.hash = 'Values'")
+        wait_for(lambda: self.browser.text(self.row(5)) != "")  # a variable of the event's report
+        wait_for(lambda: self.cells(3001)[2:3] == ["set"])
+        self.assertEqual(self.cells(101)[1:4], ["Chamber pressure", "0", "mTorr"])
+        self.assertEqual(self.browser.run("return document.querySelector(arguments[0]).value", field), "half a word")
+        self.view("Overview")
         host.process.stdin.write("wait 1\nwait 1\n")  # a command waits for the one at work
         host.process.stdin.flush()
         self.browser.run("document.querySelector('#answer').hidden = true")

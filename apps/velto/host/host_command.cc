@@ -59,9 +59,7 @@ private:
 
   bool serve() {
     WebServer &server = page_.emplace(loop_, host_, commands_).server();
-    host_.onMessage = [this](bool received) {
-      received ? page_->gem().received() : page_->gem().sent();
-    };
+    host_.onMessage = [this](bool received) { page_->message(received); };
     console_.setObserver(
         [this](std::string_view name, const std::string &text) { page_->gem().event(name, text); });
     if (const std::string problem = server.start(web_); !problem.empty()) {

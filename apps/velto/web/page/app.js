@@ -12,6 +12,7 @@ const kAnswerTime = 5000; // ms that an answer is shown
 const feed = new Feed();
 let charts = new Charts();
 let state = null;
+let shape = '';
 let diagrams = {};
 let tables = [];
 let counters = null;
@@ -91,8 +92,23 @@ function showCounters() {
   }
 }
 
-// The whole page, when it is opened and when rows came or went.
+// What the page is made for; rows may come and go in it.
+function shapeOf({program, states, forms, tables: all, activity, replies}) {
+  const names = (list) => list.map(({name}) => name);
+  return JSON.stringify([program, states.map(({name, states: every}) => [name, every]), forms,
+                         all.map(({title, columns}) => [title, columns]), names(activity), names(replies)]);
+}
+
+// The whole page, or what has come and gone in it.
 function build() {
+  setText(element('title'), state.title || 'Velto');
+  setText(element('place'), `${state.program} · ${state.place}`);
+  document.title = `${state.title} · ${state.program}`;
+  if (shape === shapeOf(state)) {
+    state.tables.forEach((table, i) => tables[i].replace(table));
+    return;
+  }
+  shape = shapeOf(state);
   const open = location.hash.slice(1) || 'Overview';
   diagrams = {};
   charts = new Charts();
@@ -103,9 +119,6 @@ function build() {
     ...views.map(([name, parts]) => make('div', {class: 'view', 'data-name': name}, ...parts)));
   element('tabs').replaceChildren(
     ...views.map(([name]) => make('a', {href: `#${name}`, 'data-name': name}, name)));
-  setText(element('title'), state.title || 'Velto');
-  setText(element('place'), `${state.program} · ${state.place}`);
-  document.title = `${state.title} · ${state.program}`;
   showView(views.some(([name]) => name === open) ? open : 'Overview');
 }
 

@@ -4,7 +4,7 @@ import {card, make} from './dom.js';
 
 const kSeconds = 120;
 const kTick = 30; // seconds between marks
-const kDashes = [[], [8, 4], [3, 3], []]; // so that lines on each other are seen
+const kDashes = [[3, 6], [9, 5], [], []]; // so that rates on each other are seen
 const kColours = ['#1f6feb', '#2da44e', '#bf8700', '#cf222e'];
 
 function colourOf(name) {
@@ -24,7 +24,7 @@ function axes(unit) {
 function chart(canvas, type, unit, labels, names) {
   const sets = names.map((label, i) => ({
     label, data: labels.map(() => null), borderColor: kColours[i], backgroundColor: kColours[i],
-    borderWidth: 2, borderDash: kDashes[i], pointRadius: 0, tension: 0.2,
+    borderWidth: 2, pointRadius: 0, tension: 0.2,
   }));
   return new window.Chart(canvas, {
     type,
@@ -97,6 +97,7 @@ export class Charts {
       Object.assign(options.scales.x.ticks, {
         autoSkip: false, callback(at) { return at % kTick === 0 ? this.getLabelForValue(at) : null; },
       });
+    rates.data.datasets.forEach((dataset, i) => { dataset.borderDash = kDashes[i]; });
     for (const dataset of latency.data.datasets)
       Object.assign(dataset, {spanGaps: true, pointRadius: 2});
     return [rates, latency, chart(this.canvases[2], 'bar', 'replies', classes, names)];

@@ -73,6 +73,11 @@ export class Table {
     }
     if (column.kind === 'value')
       return this.valueCell(element, send, row, i);
+    if (column.kind === 'number') {
+      const [value, line] = [make('span'), make('span', {class: 'line'})];
+      element.append(make('div', {}, value, line));
+      return {element, line, show: (text) => setText(value, short(text))};
+    }
     return {element, show: (text) => setText(element, text)};
   }
 
@@ -95,6 +100,12 @@ export class Table {
         field.value = short(text);
       field.disabled = text.length >= kLongest;
     }};
+  }
+
+  /** There are other rows from now on. */
+  replace(table) {
+    this.table = table;
+    this.showRows();
   }
 
   /** The row has other cells from now on. */
@@ -121,6 +132,6 @@ export class Table {
       values.shift();
     this.history.set(row.key, values);
     if (values.some((value) => value !== values[0]))
-      (cell.line ?? cell.element).replaceChildren(...(cell.line ? [] : [row.cells[i], ' ']), sparkline(values));
+      cell.line.replaceChildren(sparkline(values));
   }
 }
