@@ -91,21 +91,22 @@ void GemPage::event(std::string_view name, const std::string &text) {
         {0, CJTime(clock_.localTime()).TimeText(0), isProblem ? "problem" : "event", text, {}, {}});
 }
 
-void GemPage::addStates(WebSnapshot &snapshot) {
-  CHGem *gem = control_.engine().gem();
-  snapshot.states.push_back(linkStates(control_.engine().physical()));
+void addGemStates(WebSnapshot &snapshot, CVeltoGemCtrl &control, const std::string &prefix) {
+  const auto add = [&snapshot, &prefix](WebStates states) {
+    states.name.insert(0, prefix);
+    snapshot.states.push_back(std::move(states));
+  };
+  CHGem *gem = control.engine().gem();
+  add(linkStates(control.engine().physical()));
   if (gem == nullptr)
     return;
-  snapshot.states.push_back(
-      statesOf<CommunicationState>("Communication", gem->communication().State()));
-  if (control_.Host())
+  add(statesOf<CommunicationState>("Communication", gem->communication().State()));
+  if (control.Host())
     return;
-  snapshot.states.push_back(statesOf<ControlState>("Control", gem->control().GetState()));
-  snapshot.states.push_back(statesOf<ProcessingState>("Processing", gem->processing().State()));
+  add(statesOf<ControlState>("Control", gem->control().GetState()));
+  add(statesOf<ProcessingState>("Processing", gem->processing().State()));
   CHGemSpool &spool = gem->capabilities().spool();
-  snapshot.states.push_back(
-      {"Spool", {"Inactive", "Active", "Full", "Transmitting"}, spoolState(spool.state())});
-  snapshot.gauges.push_back({"Messages spooled", spool.count(), true});
+  add({"Spool", {"Inactive", "Active", "Full", "Transmitting"}, spoolState(spool.state())});
 }
 
 void GemPage::addCounters(WebSnapshot &snapshot) const {
@@ -126,9 +127,11 @@ void GemPage::addTo(WebSnapshot &snapshot) {
   const CHPhysicalConnection &link = control_.engine().physical();
   const int32_t port = link.LocalPort();
   snapshot.place = port > 0 ? "port " + std::to_string(port) : link.link().protocolName();
-  addStates(snapshot);
+  addGemStates(snapshot, control_);
   addCounters(snapshot);
   const bool isHost = control_.Host();
+  if (CHGem *gem = control_.engine().gem(); gem != nullptr && !isHost)
+    snapshot.gauges.push_back({"Messages spooled", gem->capabilities().spool().count(), true});
   snapshot.replies = {times_.own(), times_.partner()};
   snapshot.replies[0].name = isHost ? "host" : "equipment";
   snapshot.replies[1].name = isHost ? "equipment" : "host";

@@ -27,7 +27,6 @@ public:
 
 private:
   void message(bool received);
-  void addStates(WebSnapshot &snapshot);
   void addCounters(WebSnapshot &snapshot) const;
 
   const Clock &clock_;
@@ -38,6 +37,9 @@ private:
   uint64_t events_ = 0;
   uint64_t alarms_ = 0;
 };
+
+/// Adds the states of a Gem control, `prefix` in front of their names.
+void addGemStates(WebSnapshot &snapshot, CVeltoGemCtrl &control, const std::string &prefix = "");
 
 /// A text as a cell of a table shows it, cut where it is very long.
 std::string webCell(std::string_view text);
