@@ -7,6 +7,7 @@ found() {
   libclang-rt-dev) # What clang's sanitizers and libFuzzer link.
     ls "$(clang++ -print-resource-dir)"/lib/linux/libclang_rt.fuzzer*.a
     ;;
+  nlohmann-json3-dev) [ -e /usr/include/nlohmann/json.hpp ] ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     [ -e "/usr/include/$name/$name.h" ] || [ -e "/usr/local/include/$name/$name.h" ]

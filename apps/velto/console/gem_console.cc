@@ -5,6 +5,7 @@
 #include "base/json_text.h"
 #include "base/text.h"
 #include "gem/engine/gem.h"
+#include "secs2/message_json.h"
 #include "secs2/message_table.h"
 #include "secs2/sml_printer.h"
 #include "transport/hsms/hsms_engine.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr size_t kTextColumn = 14;                  // where the text behind the time begins
 constexpr size_t kMostOfSml = kMostOnScreen - 1024; // with room for the indentation of some lines
+constexpr size_t kMostOfBody = size_t{1} << 20;     // bytes of JSON
 
 struct JsonValue {
   std::string operator()(const std::string &text) const { return jsonText(text); }
@@ -67,6 +69,22 @@ std::string shortSml(CVeltoGemCtrl &control, bool received) {
   CHSecsMessage message;
   message.SetMsg(control.Msg());
   return RenderSml(message, nullptr, kMostOfSml);
+}
+
+// The body as members of a JSON object. What was sent is there as bytes, unless someone has looked
+// at it; what was received is there as items.
+std::string bodyMembers(CVeltoGemCtrl &control, bool received) {
+  CHGem *gem = control.engine().gem();
+  if (const ByteView sent = gem != nullptr && !received ? gem->sentBytes() : ByteView();
+      !sent.empty())
+    return bodyJsonMembers(sent.subspan(CHSecsHeader::kSize), {.most = kMostOfBody});
+  Bytes bytes;
+  if (gem != nullptr)
+    gem->slot(received ? CHGem::kReceived : CHGem::kSent).message.Encode(bytes);
+  else
+    bytes = fromHex(control.Msg());
+  return bodyJsonMembers(ByteView(bytes).subspan(std::min(bytes.size(), CHSecsHeader::kSize)),
+                         {.encodings = false, .most = kMostOfBody});
 }
 
 // Indents all lines but the first, so that they begin below the text of the first. Indented, short
@@ -139,17 +157,27 @@ void GemConsole::received(CVeltoGemCtrl &control) {
 void GemConsole::message(CVeltoGemCtrl &control, bool received) {
   if (style_ == Style::Quiet)
     return;
+  const std::string bodyJson = style_ == Style::Json ? bodyMembers(control, received) : "";
   std::string sml = shortSml(control, received);
   std::erase(sml, '\r');
   const size_t end = std::min(sml.find('\n'), sml.size());
   const std::string header = sml.substr(0, end);
   const std::string name = standardName(control);
-  if (style_ == Style::Json)
-    return print(object(received ? "received" : "sent",
-                        {{"message", header},
-                         {"name", name},
-                         {"system_bytes", int64_t{static_cast<uint32_t>(control.SystemBytes())}},
-                         {"sml", sml}}));
+  if (style_ == Style::Json) {
+    std::string line =
+        object(received ? "received" : "sent",
+               {{"message", header},
+                {"name", name},
+                {"system_bytes", int64_t{static_cast<uint32_t>(control.SystemBytes())}},
+                {"sml", sml},
+                {"stream", int64_t{control.Stream()}},
+                {"function", int64_t{control.Function()}},
+                {"wbit", control.Wbit()},
+                {"session", int64_t{control.SessionID()}},
+                {"ptype", int64_t{control.PType()}},
+                {"stype", int64_t{control.SType()}}});
+    return print(line.insert(line.size() - 1, bodyJson));
+  }
   const std::string_view body = std::string_view(sml).substr(end);
   print(stamp() + (received ? "<-- " : "--> ") + header + (name.empty() ? "" : "  " + name) +
         indented(body.substr(0, body.find_last_not_of('\n') + 1)));

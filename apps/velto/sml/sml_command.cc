@@ -1,10 +1,12 @@
 #include "apps/velto/sml/sml_command.h"
 
 #include "apps/velto/console/literal.h"
+#include "apps/velto/sml/json_messages.h"
 #include "base/text.h"
 #include "platform/file.h"
 #include "secs2/item_codec.h"
 #include "secs2/message.h"
+#include "secs2/message_json.h"
 #include "secs2/sml_lexer.h"
 #include "secs2/sml_printer.h"
 #include "secs2/verifier.h"
@@ -18,10 +20,12 @@ namespace velto {
 
 namespace {
 
-enum class Mode { Print, ToHex, FromHex, Verify };
+enum class Input { Sml, Hex, Json };
+enum class Output { Sml, Hex, Json, Verdict };
 
 struct Options {
-  Mode mode = Mode::Print;
+  Input input = Input::Sml;
+  Output output = Output::Sml;
   bool crlf = false;
   bool host = false;
   E5Edition edition = E5Edition::Current;
@@ -29,17 +33,19 @@ struct Options {
 };
 
 constexpr const char *kUsage =
-    "usage: velto sml [--hex | --from-hex | --verify [--host]] [--crlf] [FILE…]\n"
-    "       velto sml --verify [--host] [--edition N] [FILE…]\n\n"
+    "usage: velto sml [--from-hex | --from-json] [--hex | --json] [--crlf] [FILE…]\n"
+    "       velto sml [--from-hex | --from-json] --verify [--host] [--edition N] [FILE…]\n\n"
     "Reads messages in SML, from standard input without files, and prints them as normalised\n"
     "SML. Of several messages each ends with a period.\n\n"
-    "  --hex       print header and body in hexadecimal, one message a line\n"
-    "  --from-hex  read such lines and print SML; blanks inside a line do not count\n"
-    "  --verify    print what an equipment finds in each message, the item and the rule that it\n"
-    "              objects to, and the reply that it suggests\n"
-    "  --host      verify as a host\n"
-    "  --edition N of SEMI E5: 1 the current one (default), 0 the early one\n"
-    "  --crlf      end lines of SML with CR LF, as the controls do\n";
+    "  --hex        print header and body in hexadecimal, one message a line\n"
+    "  --from-hex   read such lines; blanks inside a line do not count\n"
+    "  --json       print a JSON object a line, which holds header and body item by item\n"
+    "  --from-json  read such objects; docs/sml.md describes them\n"
+    "  --verify     print what an equipment finds in each message, the item and the rule that it\n"
+    "               objects to, and the reply that it suggests\n"
+    "  --host       verify as a host\n"
+    "  --edition N  of SEMI E5: 1 the current one (default), 0 the early one\n"
+    "  --crlf       end lines of SML with CR LF, as the controls do\n";
 
 // The text of a message, and the line of the file where it begins.
 struct Source {
@@ -105,7 +111,9 @@ public:
       const auto text = file == "-" ? readStandardInput() : systemFiles().read(file);
       if (!text)
         return failFile("cannot be read");
-      const int status = options_.mode == Mode::FromHex ? fromHexLines(*text) : fromSml(*text);
+      const int status = options_.input == Input::Hex    ? fromHexLines(*text)
+                         : options_.input == Input::Json ? fromJson(*text)
+                                                         : fromSml(*text);
       if (status != kExitDone)
         return status;
     }
@@ -127,28 +135,11 @@ private:
         error = mixed.value_or(error);
       if (!error.reason.empty())
         return fail(source.line + firstLine(error) - 1, smlProblem(error));
-      const int status = options_.mode == Mode::Verify
-                             ? verify(std::move(message))
-                             : print(message, source.line, sources.size());
-      if (status != kExitDone)
-        return status;
+      Bytes bytes;
+      if (options_.output != Output::Verdict && !message.Encode(bytes))
+        return fail(source.line, "the message is too long to encode");
+      print(std::move(message), bytes, sources.size());
     }
-    return kExitDone;
-  }
-
-  int verify(CHSecsMessage message) {
-    CHSecsVerifier slot;
-    slot.isEquipmentSide = !options_.host;
-    slot.edition = options_.edition;
-    slot.message = std::move(message);
-    std::string text = std::exchange(verified_, true) ? "\r\n" : "";
-    text += toText(slot.Verify(true));
-    if (const std::string finding = slot.FindingText(true); !finding.empty())
-      text += ": " + finding;
-    text += "\r\n";
-    if (slot.partner()->replyValid)
-      text += RenderSml(slot.partner()->message);
-    write(std::move(text));
     return kExitDone;
   }
 
@@ -164,46 +155,85 @@ private:
     }
     if (messages.empty())
       return failFile("there is no message");
-    for (const auto &[digits, line] : messages)
-      if (const int status = fromHex(digits, line, messages.size()); status != kExitDone)
-        return status;
+    for (const auto &[digits, line] : messages) {
+      if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+        return fail(line, "not hexadecimal");
+      if (digits.size() % 2 != 0 || digits.size() < 2 * CHSecsHeader::kSize)
+        return fail(line, "a message has at least ten bytes of two digits each");
+      printBytes(velto::fromHex(digits), line, messages.size());
+    }
+    return kExitDone;
+  }
+
+  int fromJson(std::string_view text) {
+    if (kJsonMissing != nullptr)
+      return failFile(kJsonMissing);
+    JsonProblem problem;
+    const auto objects = splitJson(text, problem);
+    if (!objects)
+      return fail(problem.line, problem.text);
+    if (objects->empty())
+      return failFile("there is no message");
+    for (const JsonObject &object : *objects) {
+      const auto bytes = messageFromJson(object, problem);
+      if (!bytes)
+        return fail(problem.line, problem.text);
+      printBytes(*bytes, object.line, objects->size());
+    }
     return kExitDone;
   }
 
   // What is there of a message that was cut is printed all the same.
-  int fromHex(const std::string &digits, int line, size_t count) {
-    if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-      return fail(line, "not hexadecimal");
+  void printBytes(const Bytes &bytes, int line, size_t count) {
     CHSecsMessage message;
-    if (digits.size() % 2 != 0 || !message.SetMsg(digits))
-      return fail(line, "a message has at least ten bytes of two digits each");
-    const Bytes bytes = velto::fromHex(digits);
+    message.Decode(bytes);
+    const bool malformed = isMalformed(message.root);
+    const bool whole = ReadsBackAsItIs(message.root);
     const ByteView body = ByteView(bytes).subspan(CHSecsHeader::kSize);
     const size_t read = EncodedLength(body, 1);
-    const int status = print(message, line, count);
+    print(std::move(message), bytes, count);
     if (read != 0 && read < body.size())
-      remark(line, std::to_string(body.size() - read) + " bytes behind the item are left out");
-    else if (isMalformed(message.root))
+      remark(line, std::to_string(body.size() - read) + (options_.output == Output::Sml
+                                                             ? " bytes behind the item are left out"
+                                                             : " bytes are behind the item"));
+    else if (malformed)
       remark(line, "an item has a length that is no multiple of its element size, no length byte, "
                    "or an unknown format");
-    else if (!ReadsBackAsItIs(message.root))
+    else if (!whole)
       remark(line, "the message is cut short, or its lists nest too deeply");
-    return status;
   }
 
-  int print(const CHSecsMessage &message, int line, size_t count) {
-    std::string text =
-        options_.mode == Mode::ToHex ? message.GetMsg() + "\r\n" : RenderSml(message);
-    if (text.size() <= 2)
-      return fail(line, "the message is too long to encode");
-    if ((count > 1 || options_.files.size() > 1) && options_.mode != Mode::ToHex)
-      text += ".\r\n";
+  void print(CHSecsMessage message, const Bytes &bytes, size_t count) {
+    switch (options_.output) {
+    case Output::Verdict:
+      return verify(std::move(message));
+    case Output::Hex:
+      return write(toHex(bytes) + '\n');
+    case Output::Json:
+      return write('{' + messageJsonMembers(bytes) + "}\n");
+    case Output::Sml:
+      const bool several = count > 1 || options_.files.size() > 1;
+      return write(RenderSml(message) + (several ? ".\r\n" : ""));
+    }
+  }
+
+  void verify(CHSecsMessage message) {
+    CHSecsVerifier slot;
+    slot.isEquipmentSide = !options_.host;
+    slot.edition = options_.edition;
+    slot.message = std::move(message);
+    std::string text = std::exchange(verified_, true) ? "\r\n" : "";
+    text += toText(slot.Verify(true));
+    if (const std::string finding = slot.FindingText(true); !finding.empty())
+      text += ": " + finding;
+    text += "\r\n";
+    if (slot.partner()->replyValid)
+      text += RenderSml(slot.partner()->message);
     write(std::move(text));
-    return kExitDone;
   }
 
   void write(std::string text) const {
-    if (!options_.crlf || options_.mode == Mode::ToHex)
+    if (!options_.crlf)
       std::erase(text, '\r');
     std::cout << text << std::flush;
   }
@@ -240,32 +270,38 @@ int runSmlCommand(const CommandArguments &arguments) {
     return kExitDone;
   }
   Options options;
-  bool toHex = false;
   bool fromHex = false;
+  bool fromJson = false;
+  bool toHex = false;
+  bool toJson = false;
   bool verify = false;
   std::string edition;
   const Option table[] = {
-      {.name = "--hex", .given = &toHex},         {.name = "--from-hex", .given = &fromHex},
-      {.name = "--verify", .given = &verify},     {.name = "--host", .given = &options.host},
-      {.name = "--crlf", .given = &options.crlf}, {.name = "--edition", .value = &edition},
+      {.name = "--from-hex", .given = &fromHex}, {.name = "--from-json", .given = &fromJson},
+      {.name = "--hex", .given = &toHex},        {.name = "--json", .given = &toJson},
+      {.name = "--verify", .given = &verify},    {.name = "--host", .given = &options.host},
+      {.name = "--edition", .value = &edition},  {.name = "--crlf", .given = &options.crlf},
   };
   if (const std::string problem = readOptions(arguments, table, options.files); !problem.empty())
     return usage(problem);
-  if (toHex + fromHex + verify > 1)
-    return usage("--hex, --from-hex and --verify exclude each other");
+  if (fromHex && fromJson)
+    return usage("--from-hex and --from-json exclude each other");
+  if (toHex + toJson + verify > 1)
+    return usage("--hex, --json and --verify exclude each other");
   if (options.host && !verify)
     return usage("--host goes with --verify");
-  if (toHex && options.crlf)
-    return usage("--hex and --crlf exclude each other");
+  if ((toHex || toJson) && options.crlf)
+    return usage("--crlf goes with SML");
   if (!edition.empty() && !verify)
     return usage("--edition goes with --verify");
   if (!edition.empty() && edition != "0" && edition != "1")
     return usage("--edition takes 0 or 1");
   options.edition = edition == "0" ? E5Edition::Early : E5Edition::Current;
-  options.mode = toHex     ? Mode::ToHex
-                 : fromHex ? Mode::FromHex
-                 : verify  ? Mode::Verify
-                           : Mode::Print;
+  options.input = fromHex ? Input::Hex : fromJson ? Input::Json : Input::Sml;
+  options.output = toHex    ? Output::Hex
+                   : toJson ? Output::Json
+                   : verify ? Output::Verdict
+                            : Output::Sml;
   if (options.files.empty())
     options.files.emplace_back("-");
   return SmlCommand(options).run();
