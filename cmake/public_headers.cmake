@@ -10,6 +10,7 @@ set(VELTO_PUBLIC_HEADERS
   base/text.h
   controls/comm_ctrl.h
   controls/component/control.h
+  controls/component/enumeration.h
   controls/component/ini_control.h
   controls/component/member_table.h
   controls/component/page_field.h

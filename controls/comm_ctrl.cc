@@ -28,19 +28,18 @@ const MemberTable &CVeltoCommCtrl::table() {
           .property<&C::ByteStream, &C::SetByteStream>(
               3, "ByteStream",
               "Reading takes the next byte, 65535 when there is none; writing sends one.")
+          .range(0, 0xFF)
           .baudRate(4)
-          .property<&C::ByteSize, &C::SetByteSize>(
-              5, "ByteSize", "Data bits: 8, or 7, which every other value becomes.", 8)
+          .property<&C::ByteSize, &C::SetByteSize>(5, "ByteSize",
+                                                   "Data bits; every value but 8 becomes 7.", 8)
+          .range(7, 8)
           .iniFileName(6)
           .iniSection(7)
-          .property<&C::Parity, &C::SetParity>(
-              8, "Parity", "0 none, 1 odd, 2 even, 3 mark, 4 space; others become 0.", 0)
+          .property<&C::Parity, &C::SetParity>(8, "Parity", "Parity; others become 0.", 0)
+          .of(enumerations::parities())
           .serialPortNumber(9)
-          .property<&C::StopBit, &C::SetStopBit>(
-              10, "StopBit",
-              "Stop bits: 0 one, 1 one and a half (no device opens with it), 2 two; others become "
-              "0.",
-              0)
+          .property<&C::StopBit, &C::SetStopBit>(10, "StopBit", "Stop bits; others become 0.", 0)
+          .of(enumerations::stopBits())
           .serialConnect(1)
           .setup(11)
           .method<&C::Send>(12, "Send", {"lpszData"},

@@ -40,7 +40,7 @@ private:
   void OnConnectionStateChanged(int16_t next, int16_t previous) override {
     auto lost = endedBy(static_cast<LinkState>(next) != LinkState::Ready);
     owner_.onConnectionStateChanged.raise(next, previous);
-    GemRequests::tell(std::move(lost));
+    GemRequests::tell(lost);
   }
   void OnCommunicationStateChanged(int16_t next, int16_t previous) override;
   void OnControlStateChanged(int16_t next, int16_t previous) override {
@@ -91,7 +91,7 @@ void CVeltoGemCtrl::Reports::OnProblem(const Problem &problem) {
       problem.code == LinkProblem::T3 && primary)
     ended = owner_.requests().unanswered(*primary, GemOutcome::TimedOut);
   owner_.onProblem.raise(static_cast<int16_t>(number), text);
-  GemRequests::tell(std::move(ended));
+  GemRequests::tell(ended);
 }
 
 void CVeltoGemCtrl::Reports::OnCommunicationStateChanged(int16_t next, int16_t previous) {
@@ -101,7 +101,7 @@ void CVeltoGemCtrl::Reports::OnCommunicationStateChanged(int16_t next, int16_t p
   else if (previous == CommunicationState::Communicating)
     owner_.subscriptions().ended();
   owner_.onCommunicationStateChanged.raise(next, previous);
-  GemRequests::tell(std::move(lost));
+  GemRequests::tell(lost);
 }
 
 // During the event the current message is that of `slot`; afterwards the host's choice is back.

@@ -2,6 +2,7 @@
 
 #include "controls/gem_ctrl.h"
 
+#include "controls/component/page_field.h"
 #include "gem/engine/engine.h"
 
 #include <algorithm>
@@ -10,12 +11,13 @@ namespace velto {
 
 namespace {
 
-constexpr int32_t kMaxTimerSeconds = 2'147'483; // whose milliseconds still fit 32 bits
-
 // The model refuses what is no state of its own.
 bool isByte(int16_t state) { return state >= 0 && state <= 0xFF; }
 
-int32_t secondsToMs(int32_t seconds) { return std::clamp(seconds, 0, kMaxTimerSeconds) * 1000; }
+int32_t secondsToMs(int32_t seconds) {
+  constexpr auto kMost = static_cast<int32_t>(kMaxSeconds);
+  return std::clamp(seconds, 0, kMost) * 1000;
+}
 
 } // namespace
 

@@ -1,5 +1,6 @@
 // The members of the Gem control.
 
+#include "controls/enumerations.h"
 #include "controls/gem_ctrl.h"
 #include "controls/shared_members.h"
 #include "gem/capabilities/capabilities.h"
@@ -18,19 +19,20 @@ const MemberTable &CVeltoGemCtrl::table() {
           .readOnly<&C::ALIDCount>(1, "ALIDCount", "Number of alarms.")
           .readOnly<&C::CEIDCount>(2, "CEIDCount", "Number of collection events.")
           .property<&C::ControlState, &C::SetControlState>(
-              3, "ControlState",
-              "0 equipment off-line, 1 attempt on-line, 2 host off-line, 3 on-line local, 4 "
-              "on-line remote; setting asks for the change.")
+              3, "ControlState", "Who is in charge; setting asks for the change.")
+          .of(enumerations::controlStates())
           .property<&C::CommunicationState, &C::SetCommunicationState>(
-              4, "CommunicationState",
-              "0 disabled, 1 not communicating, 2 communicating; setting asks for the change.")
+              4, "CommunicationState", "Whether the partner is there; setting asks for the change.")
+          .of(enumerations::communicationStates())
           .property<&C::ControlStateSwitch, &C::SetControlStateSwitch>(
               5, "ControlStateSwitch", "The operator's on-line switch; reads false.")
-          .property<&C::DeviceID, &C::SetDeviceID>(6, "DeviceID", "Device ID, 0 to 32767.", 0)
+          .property<&C::DeviceID, &C::SetDeviceID>(6, "DeviceID", "Device ID.", 0)
+          .sensible(0, kMaxInt16)
           .property<&C::DiscardDuplicatedBlock, &C::SetDiscardDuplicatedBlock>(
               7, "DiscardDuplicatedBlock", "Drops a message that equals the one before.", true)
           .property<&C::Function, &C::SetFunction>(8, "Function",
                                                    "Function of the current message.")
+          .range(0, 0xFF)
           .property<&C::Msg, &C::SetMsg>(9, "Msg",
                                          "The current message, header and body in hexadecimal.")
           .property<&C::Host, &C::SetHost>(
@@ -43,6 +45,7 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::MyPortNumber, &C::SetMyPortNumber>(
               13, "MyPortNumber",
               "Local port; a listener listens on it, or on PortNumber when it is 0.", 0)
+          .sensible(0, kMaxWord)
           .log(14)
           .logBakCount(15)
           .property<&C::LogCommunication, &C::SetLogCommunication>(
@@ -54,7 +57,8 @@ const MemberTable &CVeltoGemCtrl::table() {
                                                            "Path of the model data file.")
           .property<&C::Node, &C::SetNode>(20, "Node", "Node path of the current message.")
           .readOnly<&C::NodeCount>(21, "NodeCount", "Children or values of the current node.")
-          .readOnly<&C::NodeType>(22, "NodeType", "Type of the current node, 1 to 16; 0: none.")
+          .readOnly<&C::NodeType>(22, "NodeType", "Type of the current node.")
+          .of(enumerations::itemTypes())
           .readOnly<&C::NodeValue>(23, "NodeValue", "Value of the current node, decimal.")
           .readOnly<&C::NodeValueHex>(24, "NodeValueHex", "The same in hexadecimal.")
           .property<&C::OnlineRequest, &C::SetOnlineRequest>(
@@ -62,100 +66,138 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::OfflineRequest, &C::SetOfflineRequest>(
               26, "OfflineRequest", "The host may take the equipment off-line (S1F15).")
           .property<&C::PType, &C::SetPType>(27, "PType", "PType of the current message.")
+          .range(0, 0xFF)
           .property<&C::Server, &C::SetServer>(28, "Server", "Passive entity.", false)
           .property<&C::PhysicalConnection, &C::SetPhysicalConnection>(
               29, "PhysicalConnection",
               "The link is open or asked to be; setting opens or closes it.")
           .property<&C::PortNumber, &C::SetPortNumber>(
               30, "PortNumber", "Remote port; of a passive entity the port it listens on.", 5001)
+          .sensible(0, kMaxWord)
           .property<&C::Reply, &C::SetReply>(
               31, "Reply", "The current message is the reply to that of the work space.")
           .property<&C::SML, &C::SetSML>(
               32, "SML", "The current message as SML; a data message set gets the device ID.")
-          .property<&C::SType, &C::SetSType>(33, "SType",
-                                             "SType of the current message; 0: data message.")
+          .property<&C::SType, &C::SetSType>(33, "SType", "SType of the current message.")
+          .range(0, 0xFF)
+          .of(enumerations::sessionTypes())
           .property<&C::SessionID, &C::SetSessionID>(34, "SessionID",
                                                      "Session ID of the current message.")
+          .range(0, kMaxWord)
           .property<&C::Stream, &C::SetStream>(35, "Stream", "Stream of the current message.")
+          .range(0, 0x7F)
           .property<&C::SystemBytes, &C::SetSystemBytes>(36, "SystemBytes",
                                                          "System bytes of the current message.")
           .property<&C::T1, &C::SetT1>(
-              37, "T1",
-              "Inter-character time-out of SECS-I in s; with HSMS it is ignored and reads 0.", 0)
-          .property<&C::T2, &C::SetT2>(
-              38, "T2", "Protocol time-out of SECS-I in s; with HSMS it is ignored and reads 0.", 0)
-          .property<&C::T3, &C::SetT3>(
-              39, "T3", "Reply time-out in s. A reply is seen when DefProc() handles it.", 45)
-          .property<&C::T4, &C::SetT4>(
-              40, "T4", "Inter-block time-out of SECS-I in s; with HSMS it is ignored and reads 0.",
+              37, "T1", "Inter-character time-out of SECS-I; with HSMS it is ignored and reads 0.",
               0)
-          .property<&C::T5, &C::SetT5>(41, "T5", "Connect separation time-out in s.", 10)
-          .property<&C::T6, &C::SetT6>(42, "T6", "Control transaction time-out in s.", 5)
-          .property<&C::T7, &C::SetT7>(43, "T7", "Not-selected time-out in s.", 10)
-          .property<&C::T8, &C::SetT8>(44, "T8", "Inter-character time-out in s; 0: never.", 5)
+          .unit("s")
+          .range(0, kMaxSeconds)
+          .property<&C::T2, &C::SetT2>(
+              38, "T2", "Protocol time-out of SECS-I; with HSMS it is ignored and reads 0.", 0)
+          .unit("s")
+          .range(0, kMaxSeconds)
+          .property<&C::T3, &C::SetT3>(
+              39, "T3", "Reply time-out. A reply is seen when DefProc() handles it.", 45)
+          .unit("s")
+          .range(0, kMaxSeconds)
+          .property<&C::T4, &C::SetT4>(
+              40, "T4", "Inter-block time-out of SECS-I; with HSMS it is ignored and reads 0.", 0)
+          .unit("s")
+          .range(0, kMaxSeconds)
+          .property<&C::T5, &C::SetT5>(41, "T5", "Connect separation time-out.", 10)
+          .unit("s")
+          .range(0, kMaxSeconds)
+          .property<&C::T6, &C::SetT6>(42, "T6", "Control transaction time-out.", 5)
+          .unit("s")
+          .range(0, kMaxSeconds)
+          .property<&C::T7, &C::SetT7>(43, "T7", "Not-selected time-out.", 10)
+          .unit("s")
+          .range(0, kMaxSeconds)
+          .property<&C::T8, &C::SetT8>(44, "T8", "Inter-character time-out; 0: never.", 5)
+          .unit("s")
+          .range(0, kMaxSeconds)
           .property<&C::LinktestInterval, &C::SetLinktestInterval>(
               225, "LinktestInterval",
-              "Silence in s after which the link is tested; T6 then closes it. 0: never.", 0)
+              "Silence after which the link is tested; T6 then closes it. 0: never.", 0)
+          .unit("s")
+          .range(0, kMaxSeconds)
           .keepAlive()
           .readOnly<&C::VIDCount>(45, "VIDCount", "Number of variables.")
           .property<&C::Verification, &C::SetVerification>(
               46, "Verification",
               "What verification found in the message of the work space; 2 without a model. "
               "Setting has no effect.")
-          .property<&C::ViewStyle, &C::SetViewStyle>(
-              47, "ViewStyle", "The window: 0 empty, 1 the link, 2 the logical connection, 3 both.")
+          .of(enumerations::verifications())
+          .property<&C::ViewStyle, &C::SetViewStyle>(47, "ViewStyle", "What the window shows.")
+          .sensible(0, 3)
+          .of(enumerations::viewStyles())
           .property<&C::Wbit, &C::SetWbit>(48, "Wbit", "W-bit of the current message.")
           .property<&C::WorkSpace, &C::SetWorkSpace>(
-              49, "WorkSpace",
-              "The slot of the current message: 0 received, 1 sent, 2 free; 65535 without a model.")
+              49, "WorkSpace", "The slot of the current message; others are ignored.")
+          .of(enumerations::workSpaces())
           .property<&C::LogicalConnection, &C::SetLogicalConnection>(
               50, "LogicalConnection",
-              "1: the equipment model is on; 0: a plain connection. Setting makes a fresh one.")
+              "Whether there is an equipment model. Setting makes a fresh one.")
+          .of(enumerations::logicalConnections())
           .property<&C::DataBakCount, &C::SetDataBakCount>(80, "DataBakCount",
                                                            "Numbered backups of the data file.")
-          .property<&C::Edition, &C::SetEdition>(
-              200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
-          .property<&C::Capabilities, &C::SetCapabilities>(
-              202, "Capabilities",
-              "Bits of the capabilities that are on: 1 remote commands, 2 trace data, 4 limits, 8 "
-              "spooling, 16 process programs, 32 terminal services, 64 variables that are kept "
-              "true.",
-              0)
+          .sensible(0, kMaxInt16)
+          .property<&C::Edition, &C::SetEdition>(200, "Edition",
+                                                 "Edition of SEMI E5; others are ignored.", 0)
+          .of(enumerations::editions())
+          .property<&C::Capabilities, &C::SetCapabilities>(202, "Capabilities",
+                                                           "The capabilities that are on.", 0)
+          .range(0, kAllCapabilities)
+          .of(enumerations::capabilities())
           .property<&C::HCACK, &C::SetHCACK>(
               203, "HCACK", "Inside RemoteCommand the answer to the command, 0 at first.")
+          .range(0, 0xFF)
+          .of(enumerations::commandAnswers())
           .indexed<&C::CPACK, &C::SetCPACK>(
               204, "CPACK", {"lpszName"},
               "Inside RemoteCommand the objection to a parameter, 0 at first.")
+          .range(0, 0xFF)
+          .of(enumerations::parameterAnswers())
           .readOnlyIndexed<&C::CPVAL>(205, "CPVAL", {"lpszName"},
                                       "Inside RemoteCommand the value of a parameter as text; of a "
                                       "list the SML of its items.")
           .property<&C::ACKC10, &C::SetACKC10>(
               206, "ACKC10", "Inside TerminalText the answer to the text, 0 at first.")
+          .range(0, 0xFF)
+          .of(enumerations::terminalAnswers())
           .property<&C::MultiBlockTerminal, &C::SetMultiBlockTerminal>(
               209, "MultiBlockTerminal", "Texts of several lines (S10F5) are taken.", true)
           .property<&C::MaxReports, &C::SetMaxReports>(
               214, "MaxReports", "Reports that the host may define (S2F33).", GemLimits().reports)
+          .range(0)
           .property<&C::MaxReportLinks, &C::SetMaxReportLinks>(
               215, "MaxReportLinks",
               "VIDs of all reports and RPTIDs of all events together (S2F33, S2F35).",
               GemLimits().references)
+          .range(0)
           .property<&C::AutoReply, &C::SetAutoReply>(
               216, "AutoReply",
               "After Received the model answers, unless DefProc() was called or the reply sent.",
               false)
-          .readOnly<&C::SpoolState>(230, "SpoolState",
-                                    "0 not spooling, 1 spooling, 2 the spool is full, 3 it is "
-                                    "being transmitted.")
+          .readOnly<&C::SpoolState>(230, "SpoolState", "Whether messages are spooled.")
+          .of(enumerations::spoolStates())
           .readOnly<&C::SpoolCount>(231, "SpoolCount", "Messages in the spool.")
           .property<&C::MaxSpoolSize, &C::SetMaxSpoolSize>(
-              232, "MaxSpoolSize", "Room of the spool in KiB, 0 to 102400.", 16384)
+              232, "MaxSpoolSize", "Room of the spool.", CHGemSpool::kDefaultSize)
+          .unit("KiB")
+          .range(0, CHGemSpool::kGreatestSize)
           .property<&C::MaxSpoolMessages, &C::SetMaxSpoolMessages>(
-              233, "MaxSpoolMessages", "Messages that the spool holds at the most.", 100000)
+              233, "MaxSpoolMessages", "Messages that the spool holds at the most.",
+              CHGemSpool::kDefaultMessages)
+          .range(0)
           .property<&C::RecipeFolder, &C::SetRecipeFolder>(
               240, "RecipeFolder", "Folder of the process programs; empty: beside the data file.",
               "")
           .property<&C::ACKC7, &C::SetACKC7>(241, "ACKC7",
                                              "Inside ProcessProgram the answer, 0 at first.")
+          .range(0, 0xFF)
+          .of(enumerations::programAnswers())
           .readOnly<&C::ProcessPrograms>(243, "ProcessPrograms",
                                          "The PPIDs of the process programs, a line each.")
           .indexed<&C::ProcessProgramBody, &C::SetProcessProgramBody>(
@@ -167,6 +209,7 @@ const MemberTable &CVeltoGemCtrl::table() {
           .property<&C::MaxTraces, &C::SetMaxTraces>(
               234, "MaxTraces", "Traces that the host may run at once (S2F23).",
               CHGemTrace::kMostTraces)
+          .sensible(0)
           .property<&C::TraceReplies, &C::SetTraceReplies>(
               235, "TraceReplies",
               "The host is to answer trace data (S6F1); in edition 0 it always is.", false)
@@ -177,7 +220,8 @@ const MemberTable &CVeltoGemCtrl::table() {
           .indexed<&C::CEIDDescription, &C::SetCEIDDescription>(68, "CEIDDescription", {"lCEID"},
                                                                 "Description of an event.")
           .indexed<&C::ALCD, &C::SetALCD>(69, "ALCD", {"lALID"},
-                                          "Category of an alarm, 0 to 127; 65535: no such alarm.")
+                                          "Category of an alarm; 65535: no such alarm.")
+          .range(0, 0x7F)
           .indexed<&C::ALTX, &C::SetALTX>(70, "ALTX", {"lALID"}, "Text of an alarm.")
           .indexed<&C::VIDDefault, &C::SetVIDDefault>(71, "VIDDefault", {"lVID"},
                                                       "Default of a variable.")
@@ -189,10 +233,13 @@ const MemberTable &CVeltoGemCtrl::table() {
                                               "Lower bound of a variable; empty: none.")
           .indexed<&C::VIDNodeType, &C::SetVIDNodeType>(75, "VIDNodeType", {"lVID"},
                                                         "Item type of a variable's value.")
+          .sensible(SecsInvalid, SecsAscii2)
+          .of(enumerations::itemTypes())
           .indexed<&C::VIDRawValue, &C::SetVIDRawValue>(76, "VIDRawValue", {"lVID"},
                                                         "Value of a variable as SML of one item.")
-          .indexed<&C::VIDType, &C::SetVIDType>(
-              77, "VIDType", {"lVID"}, "1 equipment constant, 2 status variable, 4 data variable.")
+          .indexed<&C::VIDType, &C::SetVIDType>(77, "VIDType", {"lVID"}, "Kind of a variable.")
+          .sensible(EquipmentConstant, DataVariable)
+          .of(enumerations::variableKinds())
           .indexed<&C::VIDUnit, &C::SetVIDUnit>(78, "VIDUnit", {"lVID"}, "Unit of a variable.")
           .indexed<&C::VIDValue, kSetValue>(79, "VIDValue", {"lVID"},
                                             "Value of a variable as text.")
@@ -202,26 +249,33 @@ const MemberTable &CVeltoGemCtrl::table() {
                                                 "The alarm is set; setting reports nothing.")
           .indexed<&C::CEIDEnable, &C::SetCEIDEnable>(84, "CEIDEnable", {"lCEID"},
                                                       "An event is reported.")
-          .property<&C::Transport, &C::SetTransport>(
-              250, "Transport",
-              "How messages travel: 0 HSMS, 1 SECS-I on a serial port, 2 SECS-I over TCP.", 0)
+          .property<&C::Transport, &C::SetTransport>(250, "Transport",
+                                                     "How messages travel; others are ignored.", 0)
+          .of(enumerations::transports())
           .property<&C::SerialPort, &C::SetSerialPort>(
               251, "SerialPort", "Of SECS-I: a device, or com1 and so on.", "com1")
-          .property<&C::BaudRate, &C::SetBaudRate>(
-              252, "BaudRate", "Of SECS-I: bits per second; below 1 becomes 9600.", 9600)
+          .property<&C::BaudRate, &C::SetBaudRate>(252, "BaudRate",
+                                                   "Speed of SECS-I; below 1 becomes 9600.", 9600)
+          .unit("bit/s")
+          .range(1)
           .property<&C::SecsIT1, &C::SetSecsIT1>(
-              253, "SecsIT1", "Inter-character time-out of SECS-I in ms; below 1 becomes 500.", 500)
+              253, "SecsIT1", "Inter-character time-out of SECS-I; below 1 becomes 500.", 500)
+          .unit("ms")
+          .range(1)
           .property<&C::SecsIT2, &C::SetSecsIT2>(
-              254, "SecsIT2", "Protocol time-out of SECS-I in ms; below 1 becomes 10000.", 10'000)
+              254, "SecsIT2", "Protocol time-out of SECS-I; below 1 becomes 10000.", 10'000)
+          .unit("ms")
+          .range(1)
           .property<&C::SecsIT4, &C::SetSecsIT4>(
-              255, "SecsIT4", "Inter-block time-out of SECS-I in ms; below 0 becomes 45000.",
-              45'000)
+              255, "SecsIT4", "Inter-block time-out of SECS-I; below 0 becomes 45000.", 45'000)
+          .unit("ms")
+          .range(0)
           .property<&C::SecsIRetry, &C::SetSecsIRetry>(
               256, "SecsIRetry", "Further attempts for a block of SECS-I; below 0 becomes 3.", 3)
+          .range(0, kMaxInt16)
           .property<&C::SecsIMaster, &C::SetSecsIMaster>(
-              257, "SecsIMaster",
-              "Who wins contention on the line: -1 the equipment, 0 the other side, 1 this side.",
-              -1)
+              257, "SecsIMaster", "Who wins contention on the line; others are ignored.", -1)
+          .of(enumerations::lineMasters())
           .statistics()
           .method<&C::DefProc>(
               51, "DefProc", {},
@@ -244,6 +298,8 @@ const MemberTable &CVeltoGemCtrl::table() {
               {"lVID", "SType", "sNodeType", "lpszMin", "lpszMax", "lpszDefault", "lpszUnit",
                "lpszDescription"},
               "Adds a variable; false when it exists or SType is not 1, 2 or 4.")
+          .of("SType", enumerations::variableKinds())
+          .of("sNodeType", enumerations::itemTypes())
           .method<&C::Send>(61, "Send", {}, "Sends the current message as the states allow.")
           .method<&C::UnregisterALID>(62, "UnregisterALID", {"lALID"},
                                       "Removes an alarm; false when there is none.")
@@ -255,18 +311,21 @@ const MemberTable &CVeltoGemCtrl::table() {
               "Appends a text to the communication log; false when it is off.")
           .method<&C::Setup>(66, "Setup", {"lpszCaption", "lOptionFlag"},
                              "Shows the setup sheet with the pages of the option bits.")
+          .of("lOptionFlag", enumerations::setupPages())
           .method<&C::LoadData>(67, "LoadData", {},
                                 "Reads settings and model; true whenever there is a model.")
           .method<&C::RegisterCEID>(81, "RegisterCEID",
                                     {"lCEID", "sPredefinedCEID", "lpszDescription"},
-                                    "Adds an event with a role (255: none); false when it exists.")
+                                    "Adds an event with a role; false when it exists.")
+          .of("sPredefinedCEID", enumerations::eventRoles())
           .method<&C::RegisterCommand>(
               249, "RegisterCommand", {"lpszName", "lpszParameters", "lpszRequired", "lCEID"},
               "Adds a remote command, its parameters as \"LOT:A,SLOT:U1\", those that must be "
               "given, and the event of its completion (0: none); false when it exists.")
           .method<&C::SetVIDRole>(
               210, "SetVIDRole", {"lVID", "sRole"},
-              "Gives a variable a role (255: none), taking it from another; false when unknown.")
+              "Gives a variable a role, taking it from another; false when unknown.")
+          .of("sRole", enumerations::variableRoles())
           .method<kSetReport>(211, "SetReportVIDs", {"lRPTID", "lpszVIDs"},
                               "Defines a report of variables with commas between their numbers; "
                               "without any it is deleted.")
@@ -288,6 +347,7 @@ const MemberTable &CVeltoGemCtrl::table() {
           .method<&C::SetProcessState>(
               226, "SetProcessState", {"lState"},
               "Sets the processing state's variables and reports the event of the change.")
+          .of("lState", enumerations::processStates())
           .method<&C::SelectProcessProgram>(
               242, "SelectProcessProgram", {"lpszPPID"},
               "Makes a process program the one that is executed and reports that event.")
@@ -301,18 +361,24 @@ const MemberTable &CVeltoGemCtrl::table() {
               "Asks the partner for a process program, which is kept.")
           .event<int16_t, int16_t>(1, "CommunicationStateChanged", {"sNewState", "sPrevState"},
                                    "The communication state changed.")
+          .of("sNewState", enumerations::communicationStates())
+          .of("sPrevState", enumerations::communicationStates())
           .event<std::string, int32_t>(2, "Connected", {"lpszIPAddress", "lPortNumber"},
                                        "A connection was made.")
-          .event<int16_t, int16_t>(
-              3, "ConnectionStateChanged", {"sNewState", "sPrevState"},
-              "The link's state changed: 0 not connected, 1 not selected, 2 selected.")
+          .event<int16_t, int16_t>(3, "ConnectionStateChanged", {"sNewState", "sPrevState"},
+                                   "The link's state changed.")
+          .of("sNewState", enumerations::connectionStates())
+          .of("sPrevState", enumerations::connectionStates())
           .event<int16_t, int16_t>(
               4, "ControlStateChanged", {"sNewState", "sPrevState"},
               "The control state changes (to off-line) or has changed (to on-line).")
+          .of("sNewState", enumerations::controlStates())
+          .of("sPrevState", enumerations::controlStates())
           .event<std::string, int32_t>(5, "Disconnected", {"lpszIPAddress", "lPortNumber"},
                                        "The remote end closed a connection, or it was given up.")
           .event<int16_t, std::string>(6, "Problem", {"sErrorCode", "lpszAdditionalInfo"},
                                        "The link or the model reports an error.")
+          .of("sErrorCode", enumerations::gemErrors())
           .event<std::string, int32_t>(7, "Received", {"lpszIPAddress", "lPortNumber"},
                                        "A message stands in work space 0.")
           .event<>(8, "Sent", {}, "A message went out and stands in work space 1.")
@@ -322,10 +388,9 @@ const MemberTable &CVeltoGemCtrl::table() {
               "The host asks for a remote command; HCACK and CPACK answer it.")
           .event<int16_t, std::string>(201, "TerminalText", {"sTID", "lpszText"},
                                        "The partner sends a text for a terminal; ACKC10 answers.")
-          .event<int16_t, std::string>(
-              202, "ProcessProgram", {"sAction", "lpszPPID"},
-              "1 created, 2 edited, 3 deleted, 4 requested, 5 selected, 6 inquired, 7 to verify, "
-              "8 transfer ended; ACKC7 answers.")
+          .event<int16_t, std::string>(202, "ProcessProgram", {"sAction", "lpszPPID"},
+                                       "Something is done with a process program; ACKC7 answers.")
+          .of("sAction", enumerations::programActions())
           .build();
   return table;
 }

@@ -198,7 +198,7 @@ void GemRequests::expire() {
     entry = entry->failed || over ? entries_.erase(entry) : std::next(entry);
   }
   arm();
-  tell(std::move(ended));
+  tell(ended);
 }
 
 } // namespace velto

@@ -34,12 +34,19 @@ const MemberTable &CVeltoHsmsCtrl::table() {
               8, "Selected", "The Selected flag of the connection or the addressed peer.")
           .server(9)
           .t3(10)
-          .property<&C::T5, &C::SetT5>(11, "T5", "Connect separation time-out in ms; only kept.",
-                                       10000)
-          .property<&C::T6, &C::SetT6>(
-              12, "T6", "Control transaction time-out in ms; 0: T3 counts instead.", 5000)
-          .property<&C::T7, &C::SetT7>(13, "T7", "Not-selected time-out in ms.", 10000)
-          .property<&C::T8, &C::SetT8>(14, "T8", "Inter-character time-out in ms.", 5000)
+          .property<&C::T5, &C::SetT5>(11, "T5", "Connect separation time-out; only kept.", 10000)
+          .unit("ms")
+          .sensible(0)
+          .property<&C::T6, &C::SetT6>(12, "T6",
+                                       "Control transaction time-out; 0: T3 counts instead.", 5000)
+          .unit("ms")
+          .sensible(0)
+          .property<&C::T7, &C::SetT7>(13, "T7", "Not-selected time-out.", 10000)
+          .unit("ms")
+          .sensible(0)
+          .property<&C::T8, &C::SetT8>(14, "T8", "Inter-character time-out.", 5000)
+          .unit("ms")
+          .sensible(0)
           .log(15)
           .logBakCount(16)
           .logFileName(17)
@@ -56,6 +63,7 @@ const MemberTable &CVeltoHsmsCtrl::table() {
                             "Sends header and body, given in hexadecimal; true when all was sent.")
           .loadIniFile(24)
           .tcpEvents("A time-out, a bad frame, a failed send or a socket error.",
+                     enumerations::hsmsErrors(),
                      "A message arrived: header and body in lower-case hexadecimal.")
           .event<std::string, int32_t>(5, "SelChanged", {"lpszIPAddress", "lPortNumber"},
                                        "The operator clicked a connection in the window.")

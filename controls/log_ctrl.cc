@@ -65,13 +65,14 @@ const MemberTable &CVeltoLogCtrl::table() {
           .property<&C::FontFaceName, &C::SetFontFaceName>(9, "FontFaceName", "Font of the window.",
                                                            kFontFace)
           .property<&C::FontSize, &C::SetFontSize>(
-              10, "FontSize", "Height of the font in pixels; negative: of its characters alone.",
-              kFontHeight)
+              10, "FontSize", "Height of the font; negative: of its characters alone.", kFontHeight)
+          .unit("px")
           .property<&C::FontBold, &C::SetFontBold>(11, "FontBold", "Weight 700 instead of 400.",
                                                    false)
           .property<&C::FontItalic, &C::SetFontItalic>(12, "FontItalic", "Slanted font.", false)
           .property<&C::LineMax, &C::SetLineMax>(
-              13, "LineMax", "Most lines kept, 1 to 32767; a value below 1 is ignored.", 5000)
+              13, "LineMax", "Most lines kept; a value below 1 is ignored.", 5000)
+          .range(1, kMaxInt16)
           .property<&C::SelectedLine, &C::SetSelectedLine>(
               14, "SelectedLine",
               "Index of the selected line; -1: the list is empty. Setting a negative value selects "
@@ -79,10 +80,8 @@ const MemberTable &CVeltoLogCtrl::table() {
           .property<&C::LastLine, &C::SetLastLine>(
               15, "LastLine", "Always selects the newest line after a trace.", false)
           .property<&C::DateFormat, &C::SetDateFormat>(
-              16, "DateFormat",
-              "0 \"2026/11/16\", 1 \"11/16/2026\", 2 \"16/11/2026\", 3 \"November, 16th, 2026\"; "
-              "any other value becomes 0.",
-              kNamedMonth)
+              16, "DateFormat", "How the date is written; any other value becomes 0.", kNamedMonth)
+          .of(enumerations::dateFormats())
           .loadIniFile(17)
           .setup(18)
           .method<&C::Trace>(19, "Trace", {"lpszText"}, "Adds one line per line of the text.")

@@ -37,7 +37,8 @@ const MemberTable &CVeltoSecsICtrl::table() {
       SharedMembers<C>("VeltoSecsI", "CVeltoSecsICtrl",
                        "SECS-I on a serial port: messages in and out as hexadecimal text.")
           .baudRate(2)
-          .property<&C::DeviceID, &C::SetDeviceID>(3, "DeviceID", "Own device ID, 0 to 32767.", 0)
+          .property<&C::DeviceID, &C::SetDeviceID>(3, "DeviceID", "Own device ID.", 0)
+          .sensible(0, kMaxInt16)
           .iniFileName(4)
           .linkSection(5)
           .log(6)
@@ -59,7 +60,8 @@ const MemberTable &CVeltoSecsICtrl::table() {
           .queueMessage(20)
           .loadIniFile(21)
           .event<int16_t, std::string>(1, "Problem", {"sErrorCode", "lpszAdditionalInfo"},
-                                       "A time-out, a bad block, or (8) a message that failed.")
+                                       "A time-out, a bad block, or a message that failed.")
+          .of("sErrorCode", enumerations::secsIErrors())
           .event<std::string>(2, "Received", {"lpszMsg"},
                               "A message arrived: header and data in lower-case hexadecimal.")
           .event<std::string>(3, "Sent", {"lpszMsg"}, "A message was sent and acknowledged.")

@@ -9,7 +9,6 @@ constexpr int32_t kT2 = 10'000;
 constexpr int32_t kReplyTime = 45'000; // T3 and T4
 constexpr int16_t kRetry = 3;
 constexpr int16_t kLogBakCount = 1;
-constexpr int16_t kMostBackups = 999;
 constexpr int32_t kLogSize = 1024;
 
 } // namespace
@@ -36,7 +35,7 @@ std::vector<PageField> SecsIProperties::protocolFields(std::vector<PageField> be
 }
 
 std::vector<PageField> SecsIProperties::logPage() {
-  return logFields({{"Log", "Log"}, {"LogVerbose", "Verbose"}}, 1, kMostBackups);
+  return logFields({{"Log", "Log"}, {"LogVerbose", "Verbose"}}, 1, kMostSecsIBackups);
 }
 
 void SecsIProperties::SetT1(int32_t ms) {
@@ -65,7 +64,7 @@ void SecsIProperties::SetDeviceID(int32_t id) {
 
 void SecsIProperties::logChanged() {
   log_.verbose = log_.verbose && log_.log;
-  if (log_.backupCount < 0 || log_.backupCount > kMostBackups)
+  if (log_.backupCount < 0 || log_.backupCount > kMostSecsIBackups)
     log_.backupCount = kLogBakCount;
   if (log_.size < 1)
     log_.size = kLogSize;

@@ -8,6 +8,8 @@
 
 namespace velto {
 
+inline constexpr int16_t kMostSecsIBackups = 999; ///< of their log
+
 /// What the two SECS-I controls share: the properties of the protocol and of the log.
 class SecsIProperties : public LinkLogProperties {
 public:

@@ -53,7 +53,8 @@ const MemberTable &CVeltoSecsISocketCtrl::table() {
           .loadIniFile(22)
           .queueMessage(23)
           .setup(24)
-          .tcpEvents("A time-out, a bad block, a socket error, or (8) a message that failed.",
+          .tcpEvents("A time-out, a bad block, a socket error, or a message that failed.",
+                     enumerations::secsIErrors(),
                      "A message arrived: header and data in lower-case hexadecimal.")
           .event<std::string, int32_t, std::string>(5, "Sent",
                                                     {"lpszIPAddress", "lPortNumber", "lpszMsg"},

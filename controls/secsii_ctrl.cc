@@ -1,7 +1,9 @@
 #include "controls/secsii_ctrl.h"
 
 #include "base/text.h"
+#include "controls/component/page_field.h"
 #include "controls/component/user_settings.h"
+#include "controls/enumerations.h"
 #include "secs2/sml_printer.h"
 #include "secs2/sml_tree.h"
 
@@ -26,32 +28,42 @@ const MemberTable &CVeltoSecsIICtrl::table() {
   static const MemberTable table =
       Members<C>("VeltoSecsII", "CVeltoSecsIICtrl",
                  "One SECS-II message: build, print, inspect and verify it.")
-          .property<&C::BlockNumber, &C::SetBlockNumber>(1, "BlockNumber",
-                                                         "SECS-I block number, 0 to 32767.")
+          .property<&C::BlockNumber, &C::SetBlockNumber>(1, "BlockNumber", "SECS-I block number.")
+          .range(0, kMaxInt16)
           .property<&C::Msg, &C::SetMsg>(
               2, "Msg",
               "Header and body in hexadecimal; setting it verifies the message, and Node is then "
               "what was compared last.")
-          .property<&C::DeviceID, &C::SetDeviceID>(
-              3, "DeviceID", "Device ID, 0 to 32767; given to messages set from SML.", 0)
+          .property<&C::DeviceID, &C::SetDeviceID>(3, "DeviceID",
+                                                   "Device ID; given to messages set from SML.", 0)
+          .range(0, kMaxInt16)
           .property<&C::Ebit, &C::SetEbit>(4, "Ebit", "SECS-I: the last block of the message.")
-          .property<&C::Function, &C::SetFunction>(5, "Function", "Function, 0 to 255.")
+          .property<&C::Function, &C::SetFunction>(5, "Function", "Function of the message.")
+          .range(0, 0xFF)
           .property<&C::Node, &C::SetNode>(6, "Node", "Path of the current node; empty: the root.")
           .readOnly<&C::NodeCount>(7, "NodeCount", "Children or values of the current node.")
-          .readOnly<&C::NodeType>(8, "NodeType", "Type of the current node, 1 to 16; 0: none.")
+          .readOnly<&C::NodeType>(8, "NodeType", "Type of the current node.")
+          .of(enumerations::itemTypes())
           .readOnly<&C::NodeValue>(9, "NodeValue", "Value of the current node, decimal.")
           .readOnly<&C::NodeValueHex>(10, "NodeValueHex", "The same in hexadecimal.")
           .property<&C::PType, &C::SetPType>(11, "PType", "HSMS presentation type; 0: SECS-II.")
+          .range(0, 0xFF)
           .property<&C::Rbit, &C::SetRbit>(12, "Rbit", "SECS-I: the message goes to the host.")
-          .property<&C::SType, &C::SetSType>(13, "SType", "HSMS session type; 0: data message.")
-          .property<&C::SessionID, &C::SetSessionID>(14, "SessionID", "HSMS session ID, 16 bits.")
+          .property<&C::SType, &C::SetSType>(13, "SType", "HSMS session type.")
+          .range(0, 0xFF)
+          .of(enumerations::sessionTypes())
+          .property<&C::SessionID, &C::SetSessionID>(14, "SessionID", "HSMS session ID.")
+          .range(0, kMaxWord)
           .property<&C::SML, &C::SetSML>(15, "SML", "The message as SML.")
           .property<&C::SourceID, &C::SetSourceID>(16, "SourceID", "High half of the system bytes.")
-          .property<&C::Stream, &C::SetStream>(17, "Stream", "Stream, 0 to 127.")
+          .range(0, kMaxWord)
+          .property<&C::Stream, &C::SetStream>(17, "Stream", "Stream of the message.")
+          .range(0, 0x7F)
           .property<&C::SystemBytes, &C::SetSystemBytes>(18, "SystemBytes",
                                                          "Transaction identifier, 32 bits.")
           .property<&C::TransactionID, &C::SetTransactionID>(19, "TransactionID",
                                                              "Low half of the system bytes.")
+          .range(0, kMaxWord)
           .property<&C::Wbit, &C::SetWbit>(20, "Wbit", "A reply is expected.")
           .readOnly<&C::XML>(21, "XML", "Always empty.")
           .readOnly<&C::SuggestedReplyMsg>(
@@ -63,18 +75,16 @@ const MemberTable &CVeltoSecsIICtrl::table() {
                                                          "Shows errors in message boxes.", false)
           .property<&C::Async, &C::SetAsync>(26, "Async", "Kept for the host.", false)
           .readOnly<&C::Error>(27, "Error", "The last setting of SML failed.")
-          .property<&C::Edition, &C::SetEdition>(
-              200, "Edition", "Edition of SEMI E5: 0 the early one, 1 the current one.", 0)
+          .property<&C::Edition, &C::SetEdition>(200, "Edition",
+                                                 "Edition of SEMI E5; others are ignored.", 0)
+          .of(enumerations::editions())
           .readOnly<&C::VerificationText>(219, "VerificationText",
                                           "What verification objects to: the item and the rule.")
           .method<&C::Reset>(28, "Reset", {}, "Clears the message; the device ID stays.")
           .method<&C::Reply>(29, "Reply", {"lpszMsgHeader"},
                              "Makes the header the reply to a primary's, given in hexadecimal.")
-          .method<&C::Verify>(
-              30, "Verify", {},
-              "What the last setting of Msg found: 0 correct, 1 user-defined, "
-              "2 and 3 wrong body, 4 W-bit missing, 5 W-bit set, 6 wrong direction, "
-              "7 unknown stream, 8 unknown function.")
+          .method<&C::Verify>(30, "Verify", {}, "What the last setting of Msg found.")
+          .of(enumerations::verifications())
           .event<>(1, "Ready", {}, "Not raised.")
           .build();
   return table;

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "controls/component/member_table.h"
+#include "controls/component/page_field.h"
+#include "controls/enumerations.h"
+#include "controls/secsi_properties.h"
 #include "platform/tcp_socket.h"
 
 namespace velto {
@@ -10,17 +13,21 @@ struct LogTexts {
   const char *log = "Keeps a communication log.";
   const char *backups = "Numbered backups of the log; 0: it grows without limit.";
   const char *fileName = "Path of the log without its ending \".log\".";
-  const char *size = "Size in KiB at which the log is backed up.";
+  const char *size = "Size at which the log is backed up.";
   const char *verbose = "Adds hexadecimal dumps to the log.";
+  NumberRange backupRange{0, kMaxInt16, false};
+  NumberRange sizeRange{0, kMaxInt32, false};
 };
 
 /// How the SECS-I controls describe theirs, whose values are held in range: less than 0 or more
 /// than 999 backups become 1, a size below 1 becomes 1024, and LogVerbose is false while Log is.
 inline constexpr LogTexts kSecsILogTexts{
-    .backups = "Numbered backups of the log, 0 to 999, others become 1; 0: it grows without limit.",
+    .backups = "Numbered backups of the log, others become 1; 0: it grows without limit.",
     .fileName = "Path of the log without its ending \".log\"; empty: none.",
-    .size = "Size in KiB at which the log is backed up; below 1 becomes 1024.",
-    .verbose = "Adds every character to the log; stays false while Log is."};
+    .size = "Size at which the log is backed up; below 1 becomes 1024.",
+    .verbose = "Adds every character to the log; stays false while Log is.",
+    .backupRange = {0, kMostSecsIBackups},
+    .sizeRange = {1, kMaxInt32}};
 
 /// A table with the rows that several controls have. The control gives each its id, and its place.
 template <typename C> class SharedMembers : public MembersOf<C, SharedMembers<C>> {
@@ -58,11 +65,14 @@ public:
 
   Self &baudRate(int id) {
     return Base::template property<&C::BaudRate, &C::SetBaudRate>(
-        id, "BaudRate", "Bits per second, any rate of the device; below 1 becomes 9600.", 9600);
+               id, "BaudRate", "Any rate of the device; below 1 becomes 9600.", 9600)
+        .unit("bit/s")
+        .range(1);
   }
   Self &serialPortNumber(int id) {
     return Base::template property<&C::PortNumber, &C::SetPortNumber>(
-        id, "PortNumber", "Index of the port, 0 is COM1; negative ones become 0.", 0);
+               id, "PortNumber", "Index of the port, 0 is COM1; negative ones become 0.", 0)
+        .range(0, kMaxInt16);
   }
   Self &serialConnect(int id) {
     return Base::template property<&C::Connect, &C::SetConnect>(
@@ -81,11 +91,13 @@ public:
   }
   Self &myPortNumber(int id) {
     return Base::template property<&C::MyPortNumber, &C::SetMyPortNumber>(
-        id, "MyPortNumber", "Local port, 0 to 65535; a listener listens on it. 0: any.", 0);
+               id, "MyPortNumber", "Local port; a listener listens on it. 0: any.", 0)
+        .sensible(0, kMaxWord);
   }
   Self &tcpPortNumber(int id) {
     return Base::template property<&C::PortNumber, &C::SetPortNumber>(
-        id, "PortNumber", "Remote port, 1 to 65535. Listener: port of the addressed peer.", 0);
+               id, "PortNumber", "Remote port; 0: none. Listener: port of the addressed peer.", 0)
+        .sensible(0, kMaxWord);
   }
   Self &server(int id) {
     return Base::template property<&C::Server, &C::SetServer>(
@@ -96,18 +108,25 @@ public:
     const KeepAlive normal;
     return Base::template property<&C::KeepAliveIdle, &C::SetKeepAliveIdle>(
                221, "KeepAliveIdle",
-               "Silence in s before a connection is probed; 0: as the system is set.", normal.idle)
+               "Silence before a connection is probed; 0: as the system is set.", normal.idle)
+        .unit("s")
+        .range(0)
         .template property<&C::KeepAliveInterval, &C::SetKeepAliveInterval>(
-            222, "KeepAliveInterval", "Seconds between probes; 0: as the system is set.",
+            222, "KeepAliveInterval", "Time between probes; 0: as the system is set.",
             normal.interval)
+        .unit("s")
+        .range(0)
         .template property<&C::KeepAliveCount, &C::SetKeepAliveCount>(
             223, "KeepAliveCount",
             "Probes without an answer after which a connection ends; 0: as the system is set.",
             normal.count)
+        .range(0)
         .template property<&C::SendTimeout, &C::SetSendTimeout>(
             224, "SendTimeout",
-            "Seconds that sent data may stay unacknowledged; 0: as the system is set.",
-            normal.sendTimeout);
+            "Time that sent data may stay unacknowledged; 0: as the system is set.",
+            normal.sendTimeout)
+        .unit("s")
+        .range(0);
   }
   Self &tcpConnect(int id) {
     return Base::template property<&C::Connect, &C::SetConnect>(
@@ -122,7 +141,7 @@ public:
         "Closes a listener's peer; false when there is none.");
   }
   /// The four events of a link, which have the same ids everywhere.
-  Self &tcpEvents(const char *problem, const char *received) {
+  Self &tcpEvents(const char *problem, const Enumeration &errors, const char *received) {
     return Base::template event<std::string, int32_t>(
                1, "Connected", {"lpszIPAddress", "lPortNumber"}, "A connection was made.")
         .template event<std::string, int32_t>(2, "Disconnected", {"lpszIPAddress", "lPortNumber"},
@@ -130,6 +149,7 @@ public:
         .template event<std::string, int32_t, int16_t, std::string>(
             3, "Problem", {"lpszIPAddress", "lPortNumber", "sErrorCode", "lpszAdditionalInfo"},
             problem)
+        .of("sErrorCode", errors)
         .template event<std::string, int32_t, std::string>(
             4, "Received", {"lpszIPAddress", "lPortNumber", "lpszMsg"}, received);
   }
@@ -141,14 +161,17 @@ public:
   }
   Self &logBakCount(int id, const LogTexts &texts = {}, int16_t count = 1) {
     return Base::template property<&C::LogBakCount, &C::SetLogBakCount>(id, "LogBakCount",
-                                                                        texts.backups, count);
+                                                                        texts.backups, count)
+        .range(texts.backupRange);
   }
   Self &logFileName(int id, const LogTexts &texts = {}) {
     return Base::template property<&C::LogFileName, &C::SetLogFileName>(id, "LogFileName",
                                                                         texts.fileName, "./Velto");
   }
   Self &logSize(int id, const LogTexts &texts = {}) {
-    return Base::template property<&C::LogSize, &C::SetLogSize>(id, "LogSize", texts.size, 1024);
+    return Base::template property<&C::LogSize, &C::SetLogSize>(id, "LogSize", texts.size, 1024)
+        .unit("KiB")
+        .range(texts.sizeRange);
   }
   Self &logVerbose(int id, const LogTexts &texts = {}) {
     return Base::template property<&C::LogVerbose, &C::SetLogVerbose>(id, "LogVerbose",
@@ -165,23 +188,31 @@ public:
 
   Self &t1(int id) {
     return Base::template property<&C::T1, &C::SetT1>(
-        id, "T1", "Inter-character time-out in ms; below 1 becomes 500.", 500);
+               id, "T1", "Inter-character time-out; below 1 becomes 500.", 500)
+        .unit("ms")
+        .range(1);
   }
   Self &t2(int id) {
     return Base::template property<&C::T2, &C::SetT2>(
-        id, "T2", "Protocol time-out in ms; below 1 becomes 10000.", 10'000);
+               id, "T2", "Protocol time-out; below 1 becomes 10000.", 10'000)
+        .unit("ms")
+        .range(1);
   }
   /// HSMS has it too.
   Self &t3(int id) {
-    return Base::template property<&C::T3, &C::SetT3>(id, "T3", "Reply time-out in ms.", 45'000);
+    return Base::template property<&C::T3, &C::SetT3>(id, "T3", "Reply time-out.", 45'000)
+        .unit("ms")
+        .sensible(0);
   }
   Self &t4(int id) {
-    return Base::template property<&C::T4, &C::SetT4>(id, "T4", "Inter-block time-out in ms.",
-                                                      45'000);
+    return Base::template property<&C::T4, &C::SetT4>(id, "T4", "Inter-block time-out.", 45'000)
+        .unit("ms")
+        .sensible(0);
   }
   Self &retry(int id) {
     return Base::template property<&C::Retry, &C::SetRetry>(
-        id, "Retry", "Further attempts for a block; negative becomes 3.", 3);
+               id, "Retry", "Further attempts for a block; negative becomes 3.", 3)
+        .range(0, kMaxInt16);
   }
   Self &master(int id) {
     return Base::template property<&C::Master, &C::SetMaster>(

@@ -35,7 +35,7 @@ const MemberTable &CVeltoSocketCtrl::table() {
                             "Sends bytes given in hexadecimal; true when all were sent.")
           .setup(10)
           .loadIniFile(11)
-          .tcpEvents("A failed send or a socket error.",
+          .tcpEvents("A failed send or a socket error.", enumerations::socketErrors(),
                      "Bytes arrived: all since the last tick, in lower-case hexadecimal.")
           .build();
   return table;

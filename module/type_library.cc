@@ -21,6 +21,14 @@ std::string valueJson(const Variant &value) {
   return value.empty() ? "null" : value.isText() ? jsonText(value.toString()) : value.text();
 }
 
+std::string argumentJson(const Argument &argument) {
+  std::string out =
+      "{\"name\":" + jsonText(argument.name) + ",\"type\":\"" + toText(argument.type) + '"';
+  if (argument.values != nullptr)
+    out += ",\"enumeration\":" + jsonText(argument.values->name);
+  return out + '}';
+}
+
 std::string memberJson(const Member &member) {
   std::string out = formatText("{\"id\":%d,\"name\":", member.id) + jsonText(member.name) +
                     ",\"kind\":\"" + kindName(member.kind) + "\"";
@@ -30,10 +38,17 @@ std::string memberJson(const Member &member) {
     out += std::string(",\"access\":\"") + (member.set != nullptr ? "read-write" : "read") + '"';
   if (member.persisted)
     out += ",\"default\":" + valueJson(*member.persisted);
+  if (!member.unit.empty())
+    out += ",\"unit\":" + jsonText(member.unit);
+  if (member.range)
+    out += ",\"minimum\":" + std::to_string(member.range->minimum) +
+           ",\"maximum\":" + std::to_string(member.range->maximum) +
+           ",\"enforced\":" + (member.range->enforced ? "true" : "false");
+  if (member.values != nullptr)
+    out += ",\"enumeration\":" + jsonText(member.values->name);
   out += ",\"arguments\":[";
   for (const Argument &argument : member.arguments)
-    out += (out.back() == '[' ? "{\"name\":" : ",{\"name\":") + jsonText(argument.name) +
-           ",\"type\":\"" + toText(argument.type) + "\"}";
+    out += (out.back() == '[' ? "" : ",") + argumentJson(argument);
   return out + "],\"help\":" + jsonText(member.help) + '}';
 }
 
@@ -48,10 +63,25 @@ std::string controlJson(const MemberTable &table) {
   return out + "]}";
 }
 
+std::string enumerationJson(const Enumeration &enumeration) {
+  std::string out = "{\"name\":" + jsonText(enumeration.name) +
+                    ",\"help\":" + jsonText(enumeration.help) +
+                    ",\"flags\":" + (enumeration.flags ? "true" : "false") + ",\"values\":[";
+  for (const EnumerationValue &value : enumeration.values)
+    out += std::string(out.back() == '[' ? "" : ",") +
+           "{\"value\":" + std::to_string(value.number) + ",\"name\":" + jsonText(value.name) +
+           ",\"help\":" + jsonText(value.help) + '}';
+  return out + "]}";
+}
+
 std::string libraryJson() {
+  const std::vector<const MemberTable *> tables = controlTables();
   std::string out = "{\"version\":" + jsonText(kVersion) + ",\"controls\":[";
-  for (const MemberTable *table : controlTables())
+  for (const MemberTable *table : tables)
     out += (out.back() == '[' ? "" : ",") + controlJson(*table);
+  out += "],\"enumerations\":[";
+  for (const Enumeration *enumeration : enumerationsOf(tables))
+    out += (out.back() == '[' ? "" : ",") + enumerationJson(*enumeration);
   return out + "]}";
 }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Writes what the package has of the library itself: velto/_header.py from velto.h, and
-velto/controls.py, a typed class of each control, from the type library.
+"""Writes what the package has of the library itself: velto/_header.py from velto.h, and from the type
+library velto/controls.py, a typed class of each control, and velto/enumerations.py.
 
     generate.py libvelto.so velto.h FOLDER"""
 
@@ -57,40 +57,72 @@ def docstring(text):
     return '        """' + text.replace("\\", "\\\\").replace('"""', "'''") + (' """' if text.endswith('"') else '"""')
 
 
+def type_of(described):
+    """Of a property, a result or an argument: its enumeration, else what its values are."""
+    return described.get("enumeration") or TYPES[described["type"]]
+
+
+def accepted_type(described):
+    """What may be given for it: for an enumeration any number, too."""
+    kind = type_of(described)
+    return f"{kind} | int" if "enumeration" in described else kind
+
+
+def range_text(member):
+    """"0 or more s.", "1 to 5.", "ms."; empty where nothing is known."""
+    parts = [member["unit"]] if "unit" in member else []
+    if "minimum" in member and "enumeration" not in member:
+        least, greatest = member["minimum"], member["maximum"]
+        parts.insert(0, f"{least} or more" if greatest == 2**31 - 1 else f"{least} to {greatest}")
+    return f" {' '.join(parts)}." if parts else ""
+
+
+def value_lines(described, call):
+    """Gives the value of a call its type."""
+    kind = type_of(described)
+    if "enumeration" in described:
+        return [f"        return {kind}({call})"]
+    return [f"        result: {kind} = {call}", "        return result"]
+
+
 def property_lines(member):
-    name, number, kind = member["name"], member["id"], TYPES[member["type"]]
+    name, number, kind = member["name"], member["id"], type_of(member)
     settable = member["access"] == "read-write"
     default = f" Default {member['default']!r}." if member.get("default") is not None else ""
+    described = docstring(member["help"] + range_text(member) + default)
     lines = ["    @property"]
     if member["arguments"]:
         key = TYPES[member["arguments"][0]["type"]]
-        index = f"{'Index' if settable else 'ReadOnlyIndex'}[{key}, {kind}]"
-        return lines + [f"    def {name}(self) -> {index}:", docstring(member["help"]),
-                        f"        return {index.split('[')[0]}(self, {number})"]
-    lines += [f"    def {name}(self) -> {kind}:", docstring(member["help"] + default),
-              f"        value: {kind} = self._get({number})", "        return value"]
+        index = "Index" if settable else "ReadOnlyIndex"
+        of = f", {kind}" if "enumeration" in member else ""
+        return lines + [f"    def {name}(self) -> {index}[{key}, {kind}]:", described,
+                        f"        return {index}(self, {number}{of})"]
+    lines += [f"    def {name}(self) -> {kind}:", described, *value_lines(member, f"self._get({number})")]
     if settable:
-        lines += ["", f"    @{name}.setter", f"    def {name}(self, value: {kind}) -> None:",
+        lines += ["", f"    @{name}.setter", f"    def {name}(self, value: {accepted_type(member)}) -> None:",
                   f"        self._set({number}, value)"]
     return lines
 
 
 def method_lines(member):
-    kind = TYPES[member["type"]]
-    given = [(argument_name(a["name"]), TYPES[a["type"]]) for a in member["arguments"]]
+    kind = type_of(member)
+    given = [(argument_name(a["name"]), accepted_type(a)) for a in member["arguments"]]
     parameters = "".join(f", {name}: {of}" for name, of in given)
     call = f"self._call({', '.join([str(member['id'])] + [name for name, _ in given])})"
     lines = [f"    def {member['name']}(self{parameters}) -> {kind}:", docstring(member["help"])]
     if kind == "None":
         return lines + [f"        {call}"]
-    return lines + [f"        result: {kind} = {call}", "        return result"]
+    return lines + value_lines(member, call)
 
 
 def event_lines(member):
-    kinds = ", ".join(TYPES[a["type"]] for a in member["arguments"])
+    kinds = ", ".join(type_of(a) for a in member["arguments"])
+    makers = [a.get("enumeration") for a in member["arguments"]]
+    of = "".join(f", {maker}" for maker in makers) if any(makers) else ""
+    event = f"self._event({member['id']}{of})"
     names = ", ".join(argument_name(a["name"]) for a in member["arguments"])
     return ["    @property", f"    def {member['name']}(self) -> Event[Callable[[{kinds}], object]]:",
-            docstring(f"handler({names}): {member['help']}"), f"        return self._event({member['id']})"]
+            docstring(f"handler({names}): {member['help']}"), f"        return {event}"]
 
 
 WRITERS = {"property": property_lines, "method": method_lines, "event": event_lines}
@@ -105,12 +137,32 @@ def control_class(control):
     return "\n".join(lines)
 
 
+def enumeration_class(described):
+    lines = [f"class {described['name']}({'IntFlag' if described['flags'] else 'Numbers'}):",
+             f'    """{described["help"]}"""', ""]
+    for value in described["values"]:
+        note = f"  # {value['help']}" if value["help"] else ""
+        lines.append(f"    {value['name']} = {value['value']}{note}")
+    return "\n".join(lines)
+
+
+def enumerations_module(library):
+    names = [described["name"] for described in library["enumerations"]]
+    return "\n".join(
+        ['"""What the numbers of the controls mean."""\n', "from enum import IntFlag\n",
+         "from velto.numbers import Numbers\n", f"__all__ = {names!r}\n\n"]
+        + [enumeration_class(described) + "\n\n" for described in library["enumerations"]]
+    )
+
+
 def controls_module(library):
     names = [control["name"] for control in library["controls"]]
+    enumerations = ", ".join(described["name"] for described in library["enumerations"])
     return "\n".join(
         ['"""The eight controls, each with its properties, methods and events."""\n',
          "from __future__ import annotations\n", "from typing import Callable\n",
-         "from velto.component import Control, Event, Index, ReadOnlyIndex\n",
+         "from velto.component import Control, Event, Index, ReadOnlyIndex",
+         f"from velto.enumerations import ({enumerations})\n",
          f"__all__ = {names!r}\n\n"]
         + [control_class(control) + "\n\n" for control in library["controls"]]
     )
@@ -125,6 +177,7 @@ def main():
     folder.mkdir(parents=True, exist_ok=True)
     (folder / "_header.py").write_text(header_module(header, described["version"]))
     (folder / "controls.py").write_text(controls_module(described))
+    (folder / "enumerations.py").write_text(enumerations_module(described))
 
 
 if __name__ == "__main__":

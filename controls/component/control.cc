@@ -44,6 +44,20 @@ Converted convert(const Member &member, Arguments arguments) {
   return converted;
 }
 
+const Enumeration &appearances() {
+  static const Enumeration appearances{"VeltoAppearance",
+                                       "How a window is drawn.",
+                                       {{0, "Flat", "Flat."}, {1, "Raised", "Three-dimensional."}}};
+  return appearances;
+}
+
+const Enumeration &borderStyles() {
+  static const Enumeration styles{"VeltoBorderStyle",
+                                  "The border of a window.",
+                                  {{0, "NoBorder", "None."}, {1, "SingleLine", "A single line."}}};
+  return styles;
+}
+
 const char *kindName(Member::Kind kind) {
   return kind == Member::Kind::Property ? "property" : "method";
 }
@@ -52,10 +66,14 @@ const char *kindName(Member::Kind kind) {
 
 std::vector<Member> Control::stockMembers() {
   return Members<Control>("", "", "")
-      .property<&Control::Appearance, &Control::SetAppearance>(
-          -520, "Appearance", "How the window is drawn: 0 flat, 1 three-dimensional.")
-      .property<&Control::BorderStyle, &Control::SetBorderStyle>(
-          -504, "BorderStyle", "The window's border: 0 none, 1 a single line.")
+      .property<&Control::Appearance, &Control::SetAppearance>(-520, "Appearance",
+                                                               "How the window is drawn.")
+      .sensible(0, 1)
+      .of(appearances())
+      .property<&Control::BorderStyle, &Control::SetBorderStyle>(-504, "BorderStyle",
+                                                                 "The window's border.")
+      .sensible(0, 1)
+      .of(borderStyles())
       .method<&Control::AboutBox>(-552, "AboutBox", {},
                                   "Shows a box with the control's name and version.")
       .list();

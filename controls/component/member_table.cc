@@ -35,4 +35,19 @@ const Member *MemberTable::find(int id, Member::Kind kind) const {
   });
 }
 
+std::vector<const Enumeration *> enumerationsOf(std::span<const MemberTable *const> tables) {
+  std::vector<const Enumeration *> all;
+  const auto add = [&all](const Enumeration *values) {
+    if (values != nullptr && std::ranges::find(all, values) == all.end())
+      all.push_back(values);
+  };
+  for (const MemberTable *table : tables)
+    for (const Member &member : table->members) {
+      add(member.values);
+      for (const Argument &argument : member.arguments)
+        add(argument.values);
+    }
+  return all;
+}
+
 } // namespace velto

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "controls/component/enumeration.h"
 #include "controls/component/variant.h"
 
 #include <array>
+#include <cassert>
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
@@ -23,6 +27,16 @@ using Arguments = std::span<const Variant>;
 struct Argument {
   std::string name;
   ValueType type;
+  const Enumeration *values = nullptr; ///< those that it may have; null: any
+};
+
+/// The numbers that make sense, both ends included.
+struct NumberRange {
+  int64_t minimum = 0;
+  int64_t maximum = 0;
+  /// What the property reads is always one of them. Else any number is kept, and that it makes no
+  /// sense shows when it is used: the link does not open, the message is refused.
+  bool enforced = true;
 };
 
 /// One property, method or event of a control.
@@ -32,10 +46,13 @@ struct Member {
   int id = 0;
   std::string name;
   Kind kind = Kind::Property;
-  ValueType type = ValueType::None; ///< of the property's value or the method's result
-  std::vector<Argument> arguments;  ///< of a method or event; the index of an indexed property
-  std::string help;                 ///< one sentence, with units and range
-  std::optional<Variant> persisted; ///< the default, for a property that the bag keeps
+  ValueType type = ValueType::None;    ///< of the property's value or the method's result
+  std::vector<Argument> arguments;     ///< of a method or event; the index of an indexed property
+  std::string help;                    ///< one sentence, without what stands below
+  std::optional<Variant> persisted;    ///< the default, for a property that the bag keeps
+  std::string unit;                    ///< of a property's number: "ms", "KiB"; empty: none
+  std::optional<NumberRange> range;    ///< of a property's number; nothing: all of its type
+  const Enumeration *values = nullptr; ///< of the property or the result; null: any
 
   // Arguments have the declared count and types when these are called.
   Variant (*get)(Control &, Arguments) = nullptr;
@@ -58,6 +75,9 @@ struct MemberTable {
   /// By id; events have ids of their own, `kind` tells which.
   const Member *find(int id, Member::Kind kind) const;
 };
+
+/// The enumerations that members and arguments of the tables have, each once.
+std::vector<const Enumeration *> enumerationsOf(std::span<const MemberTable *const> tables);
 
 namespace detail {
 
@@ -120,6 +140,9 @@ Variant invoke(C &control, [[maybe_unused]] Arguments values, std::index_sequenc
 ///         .event<std::string, int32_t>(1, "Connected", {"lpszIPAddress", "lPortNumber"}, "…")
 ///         .build();
 ///
+/// What follows a row says more of its member: `.unit("ms")`, `.range(1, 120)`, `.of(states())`,
+/// and of an argument `.of("sNewState", states())`.
+///
 /// The members that every control has come behind those of the class. `Self` is the class that is
 /// used, so that one with rows of its own chains as well.
 template <typename C, typename Self> class MembersOf {
@@ -175,6 +198,37 @@ public:
     return self();
   }
 
+  Self &unit(const char *unit) {
+    last().unit = unit;
+    return self();
+  }
+  Self &range(int64_t minimum, int64_t maximum = std::numeric_limits<int32_t>::max()) {
+    last().range = {minimum, maximum};
+    return self();
+  }
+  Self &range(const NumberRange &range) {
+    last().range = range;
+    return self();
+  }
+  /// A range that the control does not enforce.
+  Self &sensible(int64_t minimum, int64_t maximum = std::numeric_limits<int32_t>::max()) {
+    last().range = {minimum, maximum, false};
+    return self();
+  }
+  Self &of(const Enumeration &values) {
+    last().values = &values;
+    return self();
+  }
+  Self &of(std::string_view argument, const Enumeration &values) {
+    for (Argument &candidate : last().arguments)
+      if (candidate.name == argument) {
+        candidate.values = &values;
+        return self();
+      }
+    assert(false && "the member has no such argument");
+    return self();
+  }
+
   MemberTable build() {
     for (Member &member : C::stockMembers())
       table_.members.push_back(std::move(member));
@@ -188,6 +242,7 @@ protected:
   const std::string &controlName() const { return table_.controlName; }
 
 private:
+  Member &last() { return table_.members.back(); }
   Self &self() { return static_cast<Self &>(*this); }
 
   template <auto Function> static Variant thunk(Control &control, Arguments values) {

@@ -207,7 +207,8 @@ CHSecsItem CHGemLimits::define(const CHSecsItem &body) {
   for (const CHSecsItem &entry : entries) {
     Change &change = changes.emplace_back();
     std::optional<Fault> fault = readChange(entry, change);
-    if (!named.insert(change.vid).second)
+    const auto vid = identifierOf(childOf(entry, 1));
+    if (vid && !named.insert(*vid).second)
       fault = Fault{Repeated};
     if (!fault)
       continue;
@@ -234,11 +235,10 @@ CHSecsItem CHGemLimits::define(const CHSecsItem &body) {
 std::optional<CHGemLimits::Fault> CHGemLimits::readChange(const CHSecsItem &entry,
                                                           Change &change) const {
   const CHSecsItem &vid = childOf(entry, 1);
-  change.vid = numberOf(vid);
-  const bool isOne = vid.format() == format::kAscii || vid.count() == 1;
-  const CHGemEventVid *variable = isOne ? data().variables.FindVid(change.vid) : nullptr;
+  const CHGemEventVid *variable = data().variables.find(identifierOf(vid));
   if (variable == nullptr)
     return Fault{NoSuchVariable};
+  change.vid = variable->vid;
   const std::optional<Bounds> bounds = boundsOf(variable);
   if (!bounds)
     return Fault{NoLimits};
@@ -314,7 +314,7 @@ CHSecsItem CHGemLimits::attributes(const CHSecsItem &body) const {
     return tooLongItem();
   ItemCollector list;
   for (const CHSecsItem &vid : body.children())
-    if (!addAttributes(list, vid.clone(), data().variables.FindVid(numberOf(vid))))
+    if (!addAttributes(list, vid.clone(), data().variables.find(identifierOf(vid))))
       break;
   const CHGemEventVidList &variables = data().variables;
   for (size_t i = 0; body.count() == 0 && i < variables.Count(); ++i)

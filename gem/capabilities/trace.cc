@@ -49,14 +49,18 @@ std::optional<uint32_t> periodOf(std::string_view text) {
 std::optional<std::vector<uint32_t>> tracedVariables(const CHGemEventVidList &variables,
                                                      const CHSecsItem &item) {
   const bool isText = item.format() == format::kAscii;
-  std::vector<uint32_t> vids = isText ? std::vector{numberOf(item)} : numbersOf(item);
+  const NamedIdentifiers named(item, E5Edition::Current);
+  std::vector<uint32_t> vids = isText ? std::vector<uint32_t>{} : numbersOf(named);
+  if (const auto vid = isText ? identifierOf(item) : std::nullopt)
+    vids.push_back(*vid);
   const auto isOne = [](const CHSecsItem &svid) {
     return svid.format() == format::kAscii || (!svid.isList() && svid.count() == 1);
   };
   const auto isKnown = [&variables](uint32_t vid) {
     return findOfKind(variables, vid, StatusVariable) != nullptr;
   };
-  const bool known = !vids.empty() && std::ranges::all_of(item.children(), isOne) &&
+  const bool known = vids.size() == (isText ? 1 : named.size()) && !vids.empty() &&
+                     std::ranges::all_of(item.children(), isOne) &&
                      std::ranges::all_of(vids, isKnown);
   return known ? std::optional(std::move(vids)) : std::nullopt;
 }

@@ -6,6 +6,7 @@
 #include "gem/data/report.h"
 #include "gem/data/variable_list.h"
 #include "gem/states.h"
+#include "secs2/edition.h"
 
 #include <cstdint>
 #include <set>
@@ -61,9 +62,10 @@ struct GemData {
   CHGemEventReportList reports;
   CHGemEventVidList variables;
   CHGemAlarmAlidList alarms;
-  std::vector<CHGemCommand> commands; ///< kept in the companion of the data file
-  uint32_t nextDataId = 1;            ///< the DATAID of the next event; not kept in the data file
-  GemLimits limits;                   ///< not kept in the data file
+  std::vector<CHGemCommand> commands;   ///< kept in the companion of the data file
+  uint32_t nextDataId = 1;              ///< the DATAID of the next event; not kept in the data file
+  GemLimits limits;                     ///< not kept in the data file
+  E5Edition edition = E5Edition::Early; ///< by which identifiers are read; not kept there
 
   /// VIDs of all reports and RPTIDs of all events.
   size_t references() const {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,9 @@ public:
     const size_t index = lowerBound(number);
     return index < items_.size() && items_[index]->number() == number ? items_[index] : nullptr;
   }
+  /// The same for a number that may be none.
+  T *find(std::optional<uint32_t> number) { return number ? find(*number) : nullptr; }
+  const T *find(std::optional<uint32_t> number) const { return number ? find(*number) : nullptr; }
   /// The number at a position, or -1 beyond the end.
   int32_t numberAt(int32_t index) const {
     return index < 0 || static_cast<size_t>(index) >= items_.size()

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ public:
   const CHGemEventReport &at(size_t index) const { return *reports_[index]; }
   CHGemEventReport *FindReport(uint32_t rptid);
   const CHGemEventReport *FindReport(uint32_t rptid) const;
+  const CHGemEventReport *FindReport(std::optional<uint32_t> rptid) const {
+    return rptid ? FindReport(*rptid) : nullptr;
+  }
   /// Adds at the end.
   CHGemEventReport &Add(CHGemEventReport report);
   /// Removes those reports in one pass; false when none of them exists.

@@ -68,6 +68,7 @@ void CHGem::SetHost(bool host) {
 
 void CHGem::SetEdition(E5Edition edition) {
   CHLogicalConnection::SetEdition(edition);
+  data_.edition = edition;
   for (CHSecsVerifier &slot : slots_)
     slot.edition = edition;
 }

@@ -35,6 +35,7 @@ void CHGem::Reset() {
   const GemLimits limits = data_.limits;
   data_ = GemData();
   data_.limits = limits;
+  data_.edition = Edition();
   data_.communication = std::move(communication);
   for (const auto &model : models_)
     model->Reset();
@@ -82,6 +83,7 @@ bool CHGem::loadModelData() {
 
 void CHGem::takeModel(GemData &&model) {
   model.limits = data_.limits;
+  model.edition = Edition();
   data_ = std::move(model);
   keepStatesInRange(data_.control);
   if (CHGemEventVid *state = data_.variables.FindByRole(RoleControlState))

@@ -1,11 +1,14 @@
 #pragma once
 
 #include "base/text.h"
+#include "secs2/edition.h"
 #include "secs2/item_codec.h"
 #include "secs2/item_value.h"
 #include "secs2/message.h"
 
+#include <charconv>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -146,29 +149,64 @@ inline uint32_t numberOf(const CHSecsItem &item, size_t index = 0) {
   return static_cast<uint32_t>(decimal32(valueText(item, ValueForm::Decimal, index)));
 }
 
-/// The numbers that a request names: the children of a list, or the elements of a single array.
+/// The number that element `index` of an item is an identifier by. Nothing when it can be none of
+/// ours, which are U4: it is no whole number, negative, too large, or a text of more than digits.
+inline std::optional<uint32_t> identifierOf(const CHSecsItem &item, size_t index) {
+  const uint8_t code = item.format();
+  if (index < item.count() && (code == format::kU1 || code == format::kU2 || code == format::kU4))
+    return numberOf(item, index);
+  const std::string digits = valueText(item, ValueForm::Decimal, index);
+  uint32_t number = 0;
+  const char *last = digits.data() + digits.size();
+  const auto [end, error] = std::from_chars(digits.data(), last, number);
+  return error == std::errc() && end == last ? std::optional(number) : std::nullopt;
+}
+
+/// The same for an item that is one identifier.
+inline std::optional<uint32_t> identifierOf(const CHSecsItem &item) {
+  return item.format() == format::kAscii || item.count() == 1 ? identifierOf(item, 0)
+                                                              : std::nullopt;
+}
+
+/// The same by an edition of the standard: the early one has a decimal conversion for whatever
+/// comes, so that there is always a number.
+inline std::optional<uint32_t> identifierOf(const CHSecsItem &item, E5Edition edition) {
+  return edition == E5Edition::Early ? numberOf(item) : identifierOf(item);
+}
+
+/// The identifiers that a request names: the children of a list, or the elements of a single array.
 /// They may be millions, so that they are looked up where they stand.
-class NamedNumbers {
+class NamedIdentifiers {
 public:
-  explicit NamedNumbers(const CHSecsItem &item) : item_(item) {}
+  NamedIdentifiers(const CHSecsItem &item, E5Edition edition) : item_(item), edition_(edition) {}
 
   size_t size() const { return item_.count(); }
   bool empty() const { return size() == 0; }
-  uint32_t operator[](size_t index) const {
-    return item_.isList() ? numberOf(item_.children()[index]) : numberOf(item_, index);
+  std::optional<uint32_t> operator[](size_t index) const {
+    if (item_.isList())
+      return identifierOf(item_.children()[index], edition_);
+    return edition_ == E5Edition::Early ? numberOf(item_, index) : identifierOf(item_, index);
+  }
+  /// One as an answer repeats it: the number; what can be none as its text.
+  CHSecsItem item(size_t index) const {
+    if (const auto number = (*this)[index])
+      return numberItem(*number);
+    return textItem(item_.isList() ? valueText(item_.children()[index], ValueForm::Decimal)
+                                   : valueText(item_, ValueForm::Decimal, index));
   }
 
 private:
   const CHSecsItem &item_;
+  E5Edition edition_;
 };
 
-/// The same to be kept.
-inline std::vector<uint32_t> numbersOf(const CHSecsItem &item) {
-  const NamedNumbers named(item);
+/// The same to be kept, without those that can be none.
+inline std::vector<uint32_t> numbersOf(const NamedIdentifiers &named) {
   std::vector<uint32_t> numbers;
   numbers.reserve(named.size());
   for (size_t i = 0; i < named.size(); ++i)
-    numbers.push_back(named[i]);
+    if (const auto number = named[i])
+      numbers.push_back(*number);
   return numbers;
 }
 

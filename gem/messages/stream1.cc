@@ -4,15 +4,16 @@
 #include "gem/messages/variables.h"
 
 #include <set>
+#include <utility>
 
 namespace velto::stream1 {
 
 namespace {
 
-CHSecsItem nameEntry(uint32_t vid, const CHGemEventVid *variable) {
+CHSecsItem nameEntry(CHSecsItem &&vid, const CHGemEventVid *variable) {
   if (variable == nullptr)
-    return listItem(numberItem(vid), textItem(""), textItem(""));
-  return listItem(numberItem(vid), textItem(variable->description()), textItem(variable->unit()));
+    return listItem(std::move(vid), textItem(""), textItem(""));
+  return listItem(std::move(vid), textItem(variable->description()), textItem(variable->unit()));
 }
 
 // The variables of an event, each once; an item that no message can carry when too many links and
@@ -38,33 +39,33 @@ CHSecsItem eventVariables(const GemData &data, const CHGemEventCeid &event, size
 } // namespace
 
 std::optional<CHSecsItem> statusValues(const GemData &data, const CHSecsItem &request) {
-  return listValues(data.variables, request, StatusVariable);
+  return listValues(data, request, StatusVariable);
 }
 
 std::optional<CHSecsItem> statusNames(const GemData &data, const CHSecsItem &request) {
-  return listVariables(data.variables, request, StatusVariable, kSmallestName, nameEntry);
+  return listVariables(data, request, StatusVariable, kSmallestName, nameEntry);
 }
 
 std::optional<CHSecsItem> dataNames(const GemData &data, const CHSecsItem &request) {
-  return listVariables(data.variables, request, DataVariable, kSmallestName, nameEntry);
+  return listVariables(data, request, DataVariable, kSmallestName, nameEntry);
 }
 
 std::optional<CHSecsItem> eventNames(const GemData &data, const CHSecsItem &request) {
   ItemCollector entries;
   size_t steps = 0;
-  const auto add = [&](uint32_t ceid, const CHGemEventCeid *event) {
-    return entries.add(event == nullptr ? listItem(numberItem(ceid), textItem(""), listItem())
-                                        : listItem(numberItem(ceid), textItem(event->description),
+  const auto add = [&](CHSecsItem &&ceid, const CHGemEventCeid *event) {
+    return entries.add(event == nullptr ? listItem(std::move(ceid), textItem(""), listItem())
+                                        : listItem(std::move(ceid), textItem(event->description),
                                                    eventVariables(data, *event, steps)));
   };
-  const NamedNumbers ceids(request);
+  const NamedIdentifiers ceids(request, data.edition);
   if (isTooMany(ceids.size(), kSmallestName))
     return tooLongItem();
   bool fits = true;
   for (size_t i = 0; fits && i < ceids.size(); ++i)
-    fits = add(ceids[i], data.events.FindCeid(ceids[i]));
+    fits = add(ceids.item(i), data.events.find(ceids[i]));
   for (size_t i = 0; fits && ceids.empty() && i < data.events.Count(); ++i)
-    fits = add(data.events.at(i).ceid, &data.events.at(i));
+    fits = add(numberItem(data.events.at(i).ceid), &data.events.at(i));
   return entries.list();
 }
 

@@ -20,7 +20,8 @@ namespace {
 // Acknowledge codes (SEMI E5: EAC, DRACK, LRACK, ERACK).
 constexpr uint8_t kAccepted = 0;
 constexpr uint8_t kConstantRefused = 1;
-constexpr uint8_t kNoSpace = 1; // DRACK, LRACK
+constexpr uint8_t kNoSpace = 1;          // DRACK, LRACK
+constexpr uint8_t kImpossibleReport = 2; // an identifier that none of ours can be
 constexpr uint8_t kReportDefined = 3;
 constexpr uint8_t kNoSuchVariable = 4;
 constexpr uint8_t kEventLinked = 3;
@@ -88,8 +89,8 @@ std::string exactText(const CHSecsItem &item) {
 
 // A new value of a constant, as S2F15 names it.
 struct NewConstant {
-  explicit NewConstant(const CHSecsItem &entry)
-      : ecid(numberOf(childOf(entry, 1))), isList(childOf(entry, 2).isList()) {
+  NewConstant(const CHSecsItem &entry, E5Edition edition)
+      : ecid(identifierOf(childOf(entry, 1), edition)), isList(childOf(entry, 2).isList()) {
     const CHSecsItem &item = childOf(entry, 2);
     const std::optional<std::string> text =
         isList ? listValue(item) : std::optional(valueText(item, ValueForm::Decimal));
@@ -110,30 +111,30 @@ struct NewConstant {
     return fits ? constant : nullptr;
   }
 
-  uint32_t ecid;
+  std::optional<uint32_t> ecid;
   bool isList;
   bool isStated; ///< whether the text says all that came
   std::string value;
   std::string exact; ///< what it is judged by
 };
 
-CHSecsItem constantEntry(uint32_t vid, const CHGemEventVid *variable) {
+CHSecsItem constantEntry(CHSecsItem &&vid, const CHGemEventVid *variable) {
   if (variable == nullptr)
-    return listItem(numberItem(vid), textItem(""), textItem(""), textItem(""), textItem(""),
+    return listItem(std::move(vid), textItem(""), textItem(""), textItem(""), textItem(""),
                     textItem(""));
   const auto bound = [variable](Bound which) { return itemFromSml(variable->FormatBound(which)); };
-  return listItem(numberItem(vid), textItem(variable->description()), bound(Bound::Minimum),
+  return listItem(std::move(vid), textItem(variable->description()), bound(Bound::Minimum),
                   bound(Bound::Maximum), bound(Bound::Default), textItem(variable->unit()));
 }
 
 } // namespace
 
 std::optional<CHSecsItem> constantValues(const GemData &data, const CHSecsItem &request) {
-  return listValues(data.variables, request, EquipmentConstant);
+  return listValues(data, request, EquipmentConstant);
 }
 
 std::optional<CHSecsItem> constantNames(const GemData &data, const CHSecsItem &request) {
-  return listVariables(data.variables, request, EquipmentConstant, kSmallestName, constantEntry);
+  return listVariables(data, request, EquipmentConstant, kSmallestName, constantEntry);
 }
 
 // S2F15.
@@ -141,7 +142,7 @@ std::optional<CHSecsItem> constantNames(const GemData &data, const CHSecsItem &r
 uint8_t checkConstants(const GemData &data, const CHSecsItem &body) {
   size_t growth = 0;
   for (const CHSecsItem &entry : body.children()) {
-    const NewConstant fresh(entry);
+    const NewConstant fresh(entry, data.edition);
     const CHGemEventVid *constant = fresh.accepted(data.variables);
     if (constant == nullptr)
       return kConstantRefused;
@@ -158,16 +159,18 @@ uint8_t checkConstants(const GemData &data, const CHSecsItem &body) {
 // there afterwards.
 void setConstants(const GemRequestScope &scope, const CHSecsItem &body) {
   GemData &data = scope.data;
-  const auto entries = body.children();
-  const std::vector<NewConstant> constants(entries.begin(), entries.end());
+  std::vector<NewConstant> constants;
+  for (const CHSecsItem &entry : body.children())
+    constants.emplace_back(entry, data.edition);
   for (const NewConstant &fresh : constants) {
     CHGemEventVid *constant = fresh.accepted(data.variables);
     if (constant == nullptr)
       continue;
+    const uint32_t ecid = constant->vid;
     constant->SetValue(fresh.value);
     scope.model.setModified();
-    scope.owner.variableChanged(fresh.ecid);
-    scope.owner.reportVariable(fresh.ecid);
+    scope.owner.variableChanged(ecid);
+    scope.owner.reportVariable(ecid);
   }
 }
 
@@ -198,18 +201,20 @@ uint8_t checkReports(const GemData &data, const CHSecsItem &body) {
   Growth growth;
   for (const CHSecsItem &entry : entriesOf(body)) {
     const auto variables = childOf(entry, 2).children();
-    const uint32_t rptid = numberOf(childOf(entry, 1));
+    const auto rptid = identifierOf(childOf(entry, 1), data.edition);
     const CHGemEventReport *report = data.reports.FindReport(rptid);
     if (variables.empty()) {
-      if (report != nullptr && deleted.insert(rptid).second)
+      if (report != nullptr && deleted.insert(*rptid).second)
         growth.deletedReferences += report->variables.size();
       continue;
     }
     growth.references += variables.size();
-    if (report != nullptr || !defined.insert(rptid).second)
+    if (!rptid)
+      return kImpossibleReport;
+    if (report != nullptr || !defined.insert(*rptid).second)
       return kReportDefined;
     for (const CHSecsItem &variable : variables)
-      if (data.variables.FindVid(numberOf(variable)) == nullptr)
+      if (data.variables.find(identifierOf(variable, data.edition)) == nullptr)
         return kNoSuchVariable;
   }
   growth.reports = defined.size();
@@ -226,12 +231,12 @@ void defineReports(const GemRequestScope &scope, const CHSecsItem &body) {
   }
   std::set<uint32_t> deleted;
   for (const CHSecsItem &entry : entries) {
-    const uint32_t rptid = numberOf(childOf(entry, 1));
-    const CHSecsItem &variables = childOf(entry, 2);
-    if (!variables.children().empty())
-      data.reports.Add({rptid, "", numbersOf(variables)});
+    const auto rptid = identifierOf(childOf(entry, 1), data.edition);
+    const NamedIdentifiers variables(childOf(entry, 2), data.edition);
+    if (!variables.empty())
+      data.reports.Add({rptid.value_or(0), "", numbersOf(variables)});
     else if (data.reports.FindReport(rptid) != nullptr)
-      deleted.insert(rptid);
+      deleted.insert(*rptid);
   }
   data.removeReports(deleted);
 }
@@ -242,17 +247,16 @@ uint8_t checkLinks(const GemData &data, const CHSecsItem &body) {
   std::set<uint32_t> linked;
   Growth growth;
   for (const CHSecsItem &entry : entriesOf(body)) {
-    const uint32_t ceid = numberOf(childOf(entry, 1));
-    const CHGemEventCeid *event = data.events.FindCeid(ceid);
+    const CHGemEventCeid *event = data.events.find(identifierOf(childOf(entry, 1), data.edition));
     if (event == nullptr)
       return kNoSuchEventToLink;
     const auto reports = childOf(entry, 2).children();
     if (reports.empty())
       continue;
-    if (!event->reports.empty() || !linked.insert(ceid).second)
+    if (!event->reports.empty() || !linked.insert(event->ceid).second)
       return kEventLinked;
     for (const CHSecsItem &report : reports)
-      if (data.reports.FindReport(numberOf(report)) == nullptr)
+      if (data.reports.FindReport(identifierOf(report, data.edition)) == nullptr)
         return kNoSuchReport;
     growth.references += reports.size();
   }
@@ -265,7 +269,8 @@ void linkEvents(const GemRequestScope &scope, const CHSecsItem &body) {
   if (entries.empty())
     data.events.unlinkAll();
   for (const CHSecsItem &entry : entries)
-    data.events.FindCeid(numberOf(childOf(entry, 1)))->reports = numbersOf(childOf(entry, 2));
+    data.events.find(identifierOf(childOf(entry, 1), data.edition))->reports =
+        numbersOf({childOf(entry, 2), data.edition});
 }
 
 // S2F37.
@@ -273,7 +278,7 @@ void linkEvents(const GemRequestScope &scope, const CHSecsItem &body) {
 uint8_t checkEvents(const GemData &data, const CHSecsItem &body) {
   for (const CHSecsItem &ceid : entriesOf(body)) {
     const bool isOne = ceid.format() == format::kAscii || ceid.count() <= 1;
-    if (!isOne || data.events.FindCeid(numberOf(ceid)) == nullptr)
+    if (!isOne || data.events.find(identifierOf(ceid, data.edition)) == nullptr)
       return kNoSuchEventToEnable;
   }
   return kAccepted;
@@ -284,7 +289,7 @@ void enableEvents(const GemRequestScope &scope, const CHSecsItem &body) {
   const bool enable = numberOf(childOf(body, 1)) != 0;
   const auto entries = entriesOf(body);
   for (const CHSecsItem &ceid : entries)
-    data.events.FindCeid(numberOf(ceid))->enable = enable;
+    data.events.find(identifierOf(ceid, data.edition))->enable = enable;
   for (size_t i = 0; entries.empty() && i < data.events.Count(); ++i)
     data.events.at(i).enable = enable;
 }

@@ -4,6 +4,7 @@
 #include "gem/messages/items.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace velto::stream5 {
 
@@ -13,10 +14,10 @@ namespace {
 constexpr uint8_t kAccepted = 0;
 constexpr uint8_t kAlarmUnknown = 1;
 
-constexpr size_t kSmallestAlarm = kShortListHead + 2 + 6 + 2; // without a code and a text
+constexpr size_t kSmallestAlarm = kShortListHead + 2 + 2 + 2; // without a code, a text and a number
 
-CHSecsItem unknownAlarmItem(uint32_t alid) {
-  return listItem(emptyItem(format::kBinary), numberItem(alid), textItem(""));
+CHSecsItem unknownAlarmItem(CHSecsItem &&alid) {
+  return listItem(emptyItem(format::kBinary), std::move(alid), textItem(""));
 }
 
 } // namespace
@@ -27,32 +28,32 @@ CHSecsItem alarmItem(const CHGemAlarmAlid &alarm) {
 }
 
 uint8_t checkAlarms(const GemData &data, const CHSecsItem &body) {
-  const NamedNumbers alids(childOf(body, 2));
+  const NamedIdentifiers alids(childOf(body, 2), data.edition);
   for (size_t i = 0; i < alids.size(); ++i)
-    if (data.alarms.FindAlid(alids[i]) == nullptr)
+    if (data.alarms.find(alids[i]) == nullptr)
       return kAlarmUnknown;
   return kAccepted;
 }
 
 void enableAlarms(const GemRequestScope &scope, const CHSecsItem &body) {
   CHGemAlarmAlidList &list = scope.data.alarms;
-  const NamedNumbers alids(childOf(body, 2));
+  const NamedIdentifiers alids(childOf(body, 2), scope.data.edition);
   const bool enable = (numberOf(childOf(body, 1)) & CHGemAlarmAlid::kSet) != 0;
   for (size_t i = 0; i < alids.size(); ++i)
-    list.FindAlid(alids[i])->enable = enable;
+    list.find(alids[i])->enable = enable;
   for (size_t i = 0; alids.empty() && i < list.Count(); ++i)
     list.at(i).enable = enable;
 }
 
 std::optional<CHSecsItem> alarms(const GemData &data, const CHSecsItem &request) {
-  const NamedNumbers alids(request);
+  const NamedIdentifiers alids(request, data.edition);
   if (isTooMany(alids.size(), kSmallestAlarm))
     return tooLongItem();
   ItemCollector entries;
   bool fits = true;
   for (size_t i = 0; fits && i < alids.size(); ++i) {
-    const CHGemAlarmAlid *alarm = data.alarms.FindAlid(alids[i]);
-    fits = entries.add(alarm != nullptr ? alarmItem(*alarm) : unknownAlarmItem(alids[i]));
+    const CHGemAlarmAlid *alarm = data.alarms.find(alids[i]);
+    fits = entries.add(alarm != nullptr ? alarmItem(*alarm) : unknownAlarmItem(alids.item(i)));
   }
   for (size_t i = 0; fits && alids.empty() && i < data.alarms.Count(); ++i)
     fits = entries.add(alarmItem(data.alarms.at(i)));

@@ -54,12 +54,12 @@ std::optional<CHSecsItem> reportData(const GemData &data, const CHGemEventReport
 }
 
 std::optional<CHSecsItem> eventReport(const GemData &data, const CHSecsItem &request) {
-  const CHGemEventCeid *event = data.events.FindCeid(numberOf(request));
+  const CHGemEventCeid *event = data.events.find(identifierOf(request, data.edition));
   return event == nullptr ? std::nullopt : eventData(data, *event, data.nextDataId);
 }
 
 std::optional<CHSecsItem> individualReport(const GemData &data, const CHSecsItem &request) {
-  const CHGemEventReport *report = data.reports.FindReport(numberOf(request));
+  const CHGemEventReport *report = data.reports.FindReport(identifierOf(request, data.edition));
   return report == nullptr ? std::nullopt : reportData(data, *report);
 }
 

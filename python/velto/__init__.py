@@ -1,7 +1,8 @@
 """SEMI equipment communication: the eight Velto controls for Python.
 
 `velto.gem` has a GEM equipment and a GEM host for asyncio; `velto.controls` all eight controls with
-typed members; `Message` and the item types (`U4`, `A`, ...) are SECS-II messages as Python values."""
+typed members, `velto.enumerations` what their numbers mean; `Message` and the item types (`U4`, `A`,
+...) are SECS-II messages as Python values."""
 
 from velto._header import VERSION as __version__
 from velto._header import Outcome, Status
@@ -13,10 +14,10 @@ from velto.items import (
 from velto.loop import Loop
 from velto.message import Message, Verification
 
-from velto import controls, gem  # isort: skip
+from velto import controls, enumerations, gem  # isort: skip
 
 __all__ = [
     "A", "B", "Boolean", "Error", "F4", "F8", "FrontEnd", "I1", "I2", "I4", "I8", "Item", "ItemError", "J",
     "Localized", "Loop", "Message", "Outcome", "Sheet", "Status", "U1", "U2", "U4", "U8", "Verification",
-    "__version__", "controls", "decode", "encode", "gem",
+    "__version__", "controls", "decode", "encode", "enumerations", "gem",
 ]

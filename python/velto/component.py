@@ -11,18 +11,20 @@ from velto._library import Error, Value, arguments, check, ffi, lib, made, raw, 
 from velto.loop import Loop
 
 H = TypeVar("H", bound=Callable[..., object])
-V = TypeVar("V", bool, int, str)
+V = TypeVar("V", bound=Union[bool, int, str])
 K = TypeVar("K", int, str)
 C = TypeVar("C", bound="Control")
+Kind = Union[Callable[[Any], Any], None]  # makes an enumeration of a number; None: leaves a value alone
 
 
 class Event(Generic[H]):
     """An event of a control. Handlers are called in the order in which they were added; inside one
     everything is allowed, closing the control included."""
 
-    def __init__(self, control: Control, name: str) -> None:
+    def __init__(self, control: Control, name: str, kinds: tuple[Kind, ...] = ()) -> None:
         self._control = control
         self._name = name
+        self._kinds = kinds
         self._handlers: list[H] = []
 
     def add(self, handler: H) -> H:
@@ -49,6 +51,9 @@ class Event(Generic[H]):
             self.remove(handler)
 
     def _raise(self, values: list[Any]) -> None:
+        for at, kind in enumerate(self._kinds):
+            if kind is not None:
+                values[at] = kind(values[at])
         for handler in list(self._handlers):
             try:
                 handler(*values)
@@ -59,13 +64,15 @@ class Event(Generic[H]):
 class ReadOnlyIndex(Generic[K, V]):
     """An indexed property: `gem.VIDType[101]`."""
 
-    def __init__(self, control: Control, member: int) -> None:
+    def __init__(self, control: Control, member: int, kind: Kind = None) -> None:
         self._control = control
         self._member = member
+        self._kind = kind
 
     def __getitem__(self, key: K) -> V:
-        value: V = self._control._get(self._member, key)
-        return value
+        value = self._control._get(self._member, key)
+        read: V = value if self._kind is None else self._kind(value)
+        return read
 
 
 class Index(ReadOnlyIndex[K, V]):
@@ -174,10 +181,10 @@ class Control:
         check(lib.velto_call_id(self._open(), member, array, len(values), self._result))
         return unpack(self._result)
 
-    def _event(self, member: int) -> Event[Any]:
+    def _event(self, member: int, *kinds: Kind) -> Event[Any]:
         event = self._events.get(member)
         if event is None:
-            event = self._events[member] = Event(self, self.EVENTS[member])
+            event = self._events[member] = Event(self, self.EVENTS[member], kinds)
         return event
 
     def _hear(self, member: int, values: Any, count: int) -> None:

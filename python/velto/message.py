@@ -6,6 +6,7 @@ from typing import Any, NamedTuple, Union
 
 from velto import items
 from velto._library import check, ffi, lib, raw, text_bytes
+from velto.enumerations import VeltoSecsIIVerification
 
 HEADER = 10
 
@@ -13,7 +14,7 @@ HEADER = 10
 class Verification(NamedTuple):
     """What SEMI E5 says of a message: its number (0 is correct) and what is wrong, in words."""
 
-    code: int
+    code: VeltoSecsIIVerification
     finding: str
 
     def __bool__(self) -> bool:
@@ -119,7 +120,7 @@ class Message:
         result = ffi.new("velto_value *")
         side = not from_equipment  # that of who receives it
         check(lib.velto_verify(data, len(data), edition, side, code, result))
-        return Verification(code[0], raw(result).decode("latin-1"))
+        return Verification(VeltoSecsIIVerification(code[0]), raw(result).decode("latin-1"))
 
     def reply(self, value: items.Encodable = None) -> Message:
         """The secondary to this primary, with its device ID and system bytes."""

@@ -252,7 +252,10 @@ TEST(Container, DescribesAControl) {
                                         "\nProperties\nId "));
   for (const char *part :
        {"\nMethods\n", "\nEvents\n", "Slot(lIndex int32)", "Add(lA int32, lB int32)",
-        "Changed(lpszText text, lCount int32)", "Idle()", "\"none\""})
+        "Changed(lpszText text, lCount int32)", "Idle()", "\"none\"",
+        "Fill level. [SampleLevel mm]\n", "Something changed. [lCount: SampleLevel]\n",
+        "\nSampleLevel: How full. Bits, of which any may be there together.\n"
+        "Value  Name   Description\n0      Empty  Nothing.\n"})
     EXPECT_THAT(text, HasSubstr(part));
 
   const std::string markdown = describeMarkdown(sample.members());
@@ -260,12 +263,18 @@ TEST(Container, DescribesAControl) {
        {"## Sample\n\nClass `CSampleCtrl`. A control to try things with.\n",
         "\n### Properties\n\n| Id | Name | Type | Default | Access | Description |\n"
         "| --- | --- | --- | --- | --- | --- |\n"
-        "| 1 | Count | int32 | 3 | rw | Number of items, 0 to 100. |\n",
+        "| 1 | Count | int32 | 3 | rw | Number of items. [0 to 100] |\n",
         "| 5 | Title | text | \"none\" | rw | What it is called. |\n",
         "| 6 | Size | int32 | | ro | Number of filled slots. |\n",
         "| 7 | Slot(lIndex int32) | text | | rw | Text of a slot \\| by index. |\n",
         "\n### Events\n\n| Id | Name | Description |\n"})
     EXPECT_THAT(markdown, HasSubstr(part));
+  const MemberTable *const tables[] = {&sample.members()};
+  const std::string enumerations = enumerationsMarkdown(tables);
+  EXPECT_THAT(enumerations,
+              testing::StartsWith("## Enumerations\n\n### SampleLevel\n\nHow full. "));
+  for (const char *part : {"| 1 | Some | A bit \\| more. |\n", "\n[SampleLevel]: #samplelevel\n"})
+    EXPECT_THAT(enumerations, HasSubstr(part));
 }
 
 /// A container at the reading end of a pipe.

@@ -71,6 +71,7 @@ TEST_F(AlarmModel, EnablesAllOrNone) {
     const char *request;
     Answer answer;
     std::vector<uint32_t> enabled;
+    E5Edition edition = E5Edition::Early;
   } kCases[] = {
       {"s5f3w{<b 128><u4 9 99>}", notTaken("s5f4<b 1>"), {5, 7}},
       {"s5f3w{<b 0><u4 99>}", notTaken("s5f4<b 1>"), {5, 7}},
@@ -78,10 +79,14 @@ TEST_F(AlarmModel, EnablesAllOrNone) {
       {"s5f3w{<b 127><i2 5 9>}", taken("s5f4<b 0>"), {7}},
       {"s5f3w{<b 128><u4>}", taken("s5f4<b 0>"), {5, 7, 9}},
       {"s5f3w{<b 0><u4>}", taken("s5f4<b 0>"), {}},
+      {"s5f3w{<b 128><u8 4294967301>}", notTaken("s5f4<b 1>"), {}, E5Edition::Current},
+      {"s5f3w{<b 128><u8 5>}", taken("s5f4<b 0>"), {5}, E5Edition::Current},
+      {"s5f3w{<b 128><u8 4294967303>}", taken("s5f4<b 0>"), {5, 7}},
   };
   for (const auto &row : kCases) {
     model.clearModified();
-    EXPECT_EQ(receive(model, row.request), row.answer) << row.request;
+    data.edition = row.edition;
+    EXPECT_EQ(receive(model, row.request, row.edition), row.answer) << row.request;
     EXPECT_EQ(enabled(), row.enabled) << row.request;
     EXPECT_EQ(model.modified(), row.answer.taken);
   }

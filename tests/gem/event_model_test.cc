@@ -164,12 +164,12 @@ protected:
       const std::string before = state();
       model.clearModified();
       if (row.refusal != nullptr) {
-        EXPECT_EQ(receive(model, row.request), notTaken(row.refusal));
+        EXPECT_EQ(receive(model, row.request, data.edition), notTaken(row.refusal));
         EXPECT_EQ(state(), before);
         EXPECT_FALSE(model.modified());
         continue;
       }
-      EXPECT_EQ(receive(model, row.request), taken(accepted));
+      EXPECT_EQ(receive(model, row.request, data.edition), taken(accepted));
       EXPECT_EQ(links(data), row.events);
       EXPECT_EQ(definitions(data), row.reports);
       EXPECT_TRUE(model.modified());
@@ -207,6 +207,46 @@ TEST_F(EventModelChanges, LinksEvents) {
       {"s2f35w{<u4 1>{}}", nullptr, "10: 11: 12:", "1:1,5 2:3"},
   };
   run(kChanges, "s2f36<b 0>");
+}
+
+// The early edition takes the low 32 bits of a number and the leading digits of a text.
+TEST_F(EventModelChanges, TakesNoIdentifierForAnother) {
+  static constexpr Change kRefused[] = {
+      {"s2f15w{{<u8 4294967299><u4 12>}}", "s2f16<b 1>"},
+      {"s2f15w{{<a'3x'><u4 12>}}", "s2f16<b 1>"},
+      {"s2f33w{<u4 1>{{<a'r1'>{<u4 1>}}}}", "s2f34<b 2>"},
+      {"s2f33w{<u4 1>{{<u8 4294967305>{<u4 1>}}}}", "s2f34<b 2>"},
+      {"s2f33w{<u4 1>{{<u4 9>{<u8 4294967297>}}}}", "s2f34<b 4>"},
+      {"s2f33w{<u4 1>{{<u4 9>{<a'1 5'>}}}}", "s2f34<b 4>"},
+      {"s2f35w{<u4 1>{{<u8 4294967307>{<u4 1>}}}}", "s2f36<b 4>"},
+      {"s2f35w{<u4 1>{{<u4 11>{<a'1r'>}}}}", "s2f36<b 5>"},
+      {"s2f37w{<bool 0>{<u8 4294967306>}}", "s2f38<b 1>"},
+      {"s2f37w{<bool 0>{<a'10 '>}}", "s2f38<b 1>"},
+  };
+  static constexpr Change kTaken[] = {
+      {"s2f33w{<u4 1>{{<a'1r'>{}}{<u8 4294967298>{}}{<a'3'>{<u8 5><a'01'>}}}}", nullptr,
+       "10:2,1 11: 12:", "1:1,5 2:3 3:5,1"},
+  };
+  static const struct {
+    std::string request;
+    Answer answer;
+  } kQuestions[] = {
+      {"s1f3w{<u8 4294967298><a'2x'><i4 -2>}", taken("s1f4{{}{}{}}")},
+      {"s1f3w<u8 4294967298 2>", taken("s1f4{{}<f4 1.5>}")},
+      {"s1f11w{<u8 4294967298><u4 2>}", taken("s1f12{{<a'4294967298'><a><a>}{<u4 2><a><a's'>}}")},
+      {"s1f23w{<a'12x'>}", taken("s1f24{{<a'12x'><a>{}}}")},
+      {"s2f29w{<a'Limit'>}", taken("s2f30{{<a'Limit'><a><a><a><a><a>}}")},
+      {"s6f15w<u8 4294967306>", notTaken("s6f16{}")},
+      {"s6f19w<a'1r'>", notTaken("s6f20{}")},
+  };
+  data.edition = E5Edition::Current;
+  run(kRefused, "");
+  run(kTaken, "s2f34<b 0>");
+  for (const auto &row : kQuestions)
+    EXPECT_EQ(receive(model, row.request, data.edition), row.answer) << row.request;
+  data.edition = E5Edition::Early;
+  EXPECT_EQ(receive(model, "s1f3w{<u8 4294967298><a'2x'>}"), taken("s1f4{<f4 1.5><f4 1.5>}"));
+  EXPECT_EQ(receive(model, "s2f15w{{<u8 4294967299><u4 12>}}"), taken("s2f16<b 0>"));
 }
 
 TEST_F(EventModelChanges, EnablesEvents) {

@@ -254,10 +254,15 @@ TEST_F(Module, MessagesNeedNoControl) {
 
 TEST(TypeLibrary, NamesEveryMemberOfEveryControl) {
   const std::string library = velto_type_library();
-  for (const char *part :
-       {R"("programmatic_name":"VELTO.VeltoGemCtrl.1")", R"("page":"VELTO.VeltoLogPropPage.1")",
-        R"("name":"T3","kind":"property","type":"int32","access":"read-write","default":45000)",
-        R"("arguments":[{"name":"lVID","type":"int32"}])", R"("kind":"event")"})
+  for (
+      const char *part :
+      {R"("programmatic_name":"VELTO.VeltoGemCtrl.1")", R"("page":"VELTO.VeltoLogPropPage.1")",
+       R"("name":"T3","kind":"property","type":"int32","access":"read-write","default":45000,"unit":"ms","minimum":0,"maximum":2147483647,"enforced":false)",
+       R"("name":"Transport","kind":"property","type":"int16","access":"read-write","default":0,"enumeration":"VeltoGemTransport")",
+       R"({"name":"sErrorCode","type":"int16","enumeration":"VeltoHsmsError"})",
+       R"({"value":-5,"name":"ErrorHsmsT3","help":"T3: )",
+       R"({"name":"VeltoGemCapability","help":"The optional parts of an equipment (SEMI E30 4).","flags":true,)",
+       R"("arguments":[{"name":"lVID","type":"int32"}])", R"("kind":"event")"})
     EXPECT_THAT(library, HasSubstr(part));
   EXPECT_EQ(velto_version(), 0x000100U);
 }

@@ -8,7 +8,7 @@ import unittest
 
 import velto
 from support import free_port
-from velto import Status, controls
+from velto import Status, controls, enumerations
 
 
 class Members(unittest.TestCase):
@@ -37,6 +37,30 @@ class Members(unittest.TestCase):
         self.assertEqual(gem.VIDUnit[7], "\xb5m")
         gem.DeviceID = "12"
         self.assertEqual(gem.DeviceID, 12)
+
+    def test_numbers_are_those_of_enumerations(self):
+        gem = controls.VeltoGem(self.loop)
+        transport = enumerations.VeltoGemTransport
+        gem.Transport = transport.SecsITcp
+        self.assertIs(gem.Transport, transport.SecsITcp)
+        self.assertEqual(gem.Transport, 2)
+        gem.Capabilities = 9
+        bits = enumerations.VeltoGemCapability
+        self.assertEqual(gem.Capabilities, bits.RemoteControl | bits.Spooling)
+        kind, item = enumerations.VeltoGemVariableType, enumerations.VeltoSecsIIType
+        self.assertTrue(gem.RegisterVID(7, kind.DataVariable, item.SecsWord, "", "", "", "", ""))
+        self.assertIs(gem.VIDNodeType[7], item.SecsWord)
+        gem.VIDNodeType[7] = item.SecsAscii
+        self.assertIs(gem.VIDNodeType[7], item.SecsAscii)
+        message = controls.VeltoSecsII(self.loop)
+        self.assertIs(message.Verify(), enumerations.VeltoSecsIIVerification.VerificationCorrect)
+        # What an enumeration does not name is a value of it all the same.
+        message.SType = 77
+        self.assertEqual((message.SType, message.SType.name), (77, "Unnamed77"))
+        with self.assertRaises(ValueError):
+            transport("HSMS")
+        for part in ("Reply time-out.", " 0 to 2147483 s.", " Default 45."):
+            self.assertIn(part, controls.VeltoGem.T3.__doc__)
 
     def test_failures_are_exceptions_with_status_and_sentence(self):
         link = controls.VeltoHsms(self.loop)
@@ -145,6 +169,16 @@ class Events(unittest.IsolatedAsyncioTestCase):
         listener.close()
         client.close()
         self.assertTrue(client.loop.closed)
+
+    async def test_events_bring_the_numbers_of_enumerations(self):
+        with controls.VeltoSocket() as link:
+            problem = asyncio.ensure_future(link.Problem.wait(5))
+            heard = []
+            link.Problem.add(lambda *values: heard.append(values[2]))
+            await asyncio.sleep(0)
+            link.Send("00")
+            self.assertIs(heard[0], enumerations.VeltoSocketError.ErrorSocketCannotSend)
+            self.assertIs((await problem)[2], heard[0])
 
     async def test_a_handler_may_close_everything_and_may_fail(self):
         for act in (lambda c: c.close(), lambda c: c.loop.close(), lambda c: 1 / 0):

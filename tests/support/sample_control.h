@@ -76,10 +76,15 @@ private:
 
 inline const MemberTable &CSampleCtrl::members() const {
   using C = CSampleCtrl;
+  static const Enumeration levels{
+      "SampleLevel", "How full.", {{0, "Empty", "Nothing."}, {1, "Some", "A bit | more."}}, true};
   static const MemberTable table =
       Members<C>("Sample", "CSampleCtrl", "A control to try things with.")
-          .property<&C::Count, &C::SetCount>(1, "Count", "Number of items, 0 to 100.", 3)
+          .property<&C::Count, &C::SetCount>(1, "Count", "Number of items.", 3)
+          .sensible(0, 100)
           .property<&C::Level, &C::SetLevel>(2, "Level", "Fill level.", 1)
+          .unit("mm")
+          .of(levels)
           .property<&C::Ratio, &C::SetRatio>(3, "Ratio", "Share in use.", 0.5)
           .property<&C::Enabled, &C::SetEnabled>(4, "Enabled", "In use.", true)
           .property<&C::Title, &C::SetTitle>(5, "Title", "What it is called.", "none")
@@ -91,6 +96,7 @@ inline const MemberTable &CSampleCtrl::members() const {
           .method<&C::Tell>(13, "Tell", {"lpszText"}, "Shows a box.")
           .method<&C::Setup>(14, "Setup", {}, "Shows the setup sheet.")
           .event<std::string, int32_t>(1, "Changed", {"lpszText", "lCount"}, "Something changed.")
+          .of("lCount", levels)
           .event<>(2, "Idle", {}, "Nothing to do.")
           .build();
   return table;

@@ -37,6 +37,7 @@ int runDescribeCommand(const CommandArguments &arguments) {
     std::cout << "# Controls\n";
     for (const MemberTable *table : controlTables())
       std::cout << '\n' << describeMarkdown(*table);
+    std::cout << '\n' << enumerationsMarkdown(controlTables());
     return kExitDone;
   }
   if (arguments[0] == "messages") {

@@ -29,7 +29,7 @@ template <typename T> bool reads(std::string_view digits, T &value, std::errc &e
 } // namespace
 
 Token Lexer::take() {
-  Token token = std::move(token_);
+  Token token = std::exchange(token_, {});
   advance();
   return token;
 }
