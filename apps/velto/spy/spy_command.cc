@@ -1,10 +1,11 @@
 #include "apps/velto/spy/spy_command.h"
 
 #include "apps/velto/console/command_line.h"
-#include "apps/velto/console/link_address.h"
+#include "apps/velto/console/gem_console.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/spy/spy.h"
+#include "controls/link_address.h"
 #include "gem/model_text/model_file.h"
 
 #include <cstring>
@@ -105,8 +106,6 @@ int runSpyCommand(const CommandArguments &arguments) {
   Conversation::Settings &conversation = options.spy.conversation;
   std::string names;
   int32_t edition = 1;
-  bool quiet = false;
-  bool json = false;
   CommandLine line("spy", kAbout);
   line.argument("LISTEN", takeEnd(options.listen, true),
                 "listen:PORT or, for SECS-I over TCP, listen:secsi:PORT; 0: any free port");
@@ -123,9 +122,8 @@ int runSpyCommand(const CommandArguments &arguments) {
               "a primary without a reply by then is a problem (default 45)");
   declareTime(line, "--t6", conversation.t6, "the same for control messages of HSMS (default 5)");
   line.number("--edition", "N", 0, 1, edition, kEditionHelp);
-  line.flag("--quiet", quiet, "prints problems alone");
-  line.flag("--json", json, "prints a JSON object a line");
-  line.exclude({"--quiet", "--json"});
+  line.flag("--quiet", options.console.quiet, "prints problems alone");
+  line.flag("--json", options.console.json, "prints a JSON object a line");
   if (const auto status = line.read(arguments))
     return *status;
   if (options.listen.protocol != options.target.protocol)
@@ -134,9 +132,6 @@ int runSpyCommand(const CommandArguments &arguments) {
   options.spy.targetPort = static_cast<uint16_t>(options.target.port);
   conversation.secsI = options.target.protocol == LinkProtocol::SecsITcp;
   conversation.edition = edition == 0 ? E5Edition::Early : E5Edition::Current;
-  options.console.style = json    ? SpyConsole::Style::Json
-                          : quiet ? SpyConsole::Style::Quiet
-                                  : SpyConsole::Style::Text;
   std::string problem;
   if (!names.empty() && !(options.console.names = readModel(systemFiles(), names, problem)))
     return fail(problem);

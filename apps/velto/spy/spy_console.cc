@@ -125,13 +125,13 @@ void SpyConsole::opened(const SpyMoment &at, uint32_t connection, const std::str
 
 void SpyConsole::message(uint32_t connection, const SpiedMessage &message) {
   const CHSecsHeader &header = message.message.header;
-  if (settings_.style == Style::Quiet || !settings_.filter.shows(header))
+  if (settings_.quiet || !settings_.filter.shows(header))
     return;
   const MessageRow *row =
       header.sType() == 0 ? findMessage(header.stream(), header.function()) : nullptr;
   const std::string name = row != nullptr ? row->name : "";
   const std::string sml = smlOf(message.message, settings_.names);
-  if (settings_.style == Style::Json) {
+  if (settings_.json) {
     std::string members = "\"message\",\"connection\":" + std::to_string(connection) +
                           ",\"direction\":" + jsonDirection(message.direction) +
                           ",\"name\":" + jsonText(name) + ',';
@@ -164,9 +164,6 @@ std::vector<std::string> SpyConsole::explained(const CHSecsMessage &message) con
 }
 
 void SpyConsole::problem(uint32_t connection, const SpiedProblem &problem) {
-  if (settings_.style != Style::Json)
-    return print(timeStamp(problem.at.local) + number(connection) + arrow(problem.direction) +
-                 "problem: " + problem.text);
   std::string members = "\"problem\",\"connection\":" + std::to_string(connection) +
                         ",\"direction\":" + jsonDirection(problem.direction) +
                         ",\"kind\":" + jsonText(toText(problem.kind)) +
@@ -176,49 +173,45 @@ void SpyConsole::problem(uint32_t connection, const SpiedProblem &problem) {
     EncodeHeader(*problem.header, std::span<uint8_t, CHSecsHeader::kSize>(header));
     members += ',' + messageJsonMembers(header);
   }
-  event(problem.at, "", members);
+  event(problem.at, number(connection) + arrow(problem.direction) + "problem: " + problem.text,
+        members, true);
 }
 
 void SpyConsole::ended(const SpyMoment &at, uint32_t connection, const std::string &how,
                        bool isProblem, const SpyCounters &counters) {
-  const std::string text = number(connection) + (isProblem ? "problem: " : "") + how;
-  if (settings_.style == Style::Json)
-    return event(at, "",
-                 "\"disconnected\",\"connection\":" + std::to_string(connection) + ",\"how\":" +
-                     jsonText(how) + ",\"problem\":" + (isProblem ? "true" : "false") +
-                     ",\"counters\":" + jsonCounters(counters));
-  if (settings_.style == Style::Quiet && !isProblem)
-    return;
   const uint64_t mean = counters.totalLatency / std::max<uint64_t>(counters.replies, 1);
-  std::string sums = "; " + std::to_string(counters.messages[0]) + " messages there, " +
+  std::string text = number(connection) + (isProblem ? "problem: " : "") + how + "; " +
+                     std::to_string(counters.messages[0]) + " messages there, " +
                      std::to_string(counters.messages[1]) + " back";
   if (counters.replies != 0)
-    sums += ", answers after " + duration(mean) + ", at most " + duration(counters.mostLatency);
-  print(timeStamp(at.local) + text + sums +
-        ", problems: " + std::to_string(counters.problemCount()));
+    text += ", answers after " + duration(mean) + ", at most " + duration(counters.mostLatency);
+  text += ", problems: " + std::to_string(counters.problemCount());
+  event(at, text,
+        "\"disconnected\",\"connection\":" + std::to_string(connection) +
+            ",\"how\":" + jsonText(how) + ",\"problem\":" + (isProblem ? "true" : "false") +
+            ",\"counters\":" + jsonCounters(counters),
+        isProblem);
 }
 
 void SpyConsole::trouble(const SpyMoment &at, const std::string &text) {
-  if (settings_.style == Style::Json)
-    return event(at, "", "\"problem\",\"text\":" + jsonText(text));
-  print(timeStamp(at.local) + "problem: " + text);
+  event(at, "problem: " + text, "\"problem\",\"text\":" + jsonText(text), true);
 }
 
 void SpyConsole::stopped(const SpyMoment &at) { event(at, "stopped", "\"stopped\""); }
 
 std::string SpyConsole::leftOut(const SpyMoment &at, uint64_t lines) const {
   const std::string count = std::to_string(lines);
-  return settings_.style == Style::Json
-             ? "{\"time\":\"" + isoTime(at.local) + "\",\"event\":\"left_out\",\"lines\":" + count +
-                   "}\n"
-             : timeStamp(at.local) + count + " lines of output were left out\n";
+  return settings_.json ? "{\"time\":\"" + isoTime(at.local) +
+                              "\",\"event\":\"left_out\",\"lines\":" + count + "}\n"
+                        : timeStamp(at.local) + count + " lines of output were left out\n";
 }
 
-void SpyConsole::event(const SpyMoment &at, const std::string &text, const std::string &members) {
-  if (settings_.style == Style::Json)
-    print("{\"time\":\"" + isoTime(at.local) + "\",\"event\":" + members + '}');
-  else if (settings_.style == Style::Text)
-    print(timeStamp(at.local) + text);
+void SpyConsole::event(const SpyMoment &at, const std::string &text, const std::string &members,
+                       bool isProblem) {
+  if (settings_.quiet && !isProblem)
+    return;
+  print(settings_.json ? "{\"time\":\"" + isoTime(at.local) + "\",\"event\":" + members + '}'
+                       : timeStamp(at.local) + text);
 }
 
 void SpyConsole::print(std::string_view text) { out_ << visibleText(text) << '\n' << std::flush; }

@@ -42,9 +42,9 @@ private:
 ///     09:41:52.300  #1 --> problem: S1F3W, system bytes 4: no reply within T3 of 45 s
 class SpyConsole {
 public:
-  enum class Style { Text, Quiet, Json };
   struct Settings {
-    Style style = Style::Text; ///< quiet: problems alone
+    bool json = false;  ///< an object a line
+    bool quiet = false; ///< problems alone
     MessageFilter filter;
     std::optional<GemData> names; ///< what variables, events and alarms are called
   };
@@ -66,7 +66,8 @@ public:
 
 private:
   std::vector<std::string> explained(const CHSecsMessage &message) const;
-  void event(const SpyMoment &at, const std::string &text, const std::string &members);
+  void event(const SpyMoment &at, const std::string &text, const std::string &members,
+             bool isProblem = false);
   void print(std::string_view text);
 
   const Settings &settings_;
