@@ -237,12 +237,14 @@ void Conversation::judgeData(SpyDirection direction, const CHSecsHeader &header,
   }
   if (header.function() == 0)
     return problem(direction, SpiedProblemKind::Abort,
-                   nameOf(header) + ": the transaction was aborted", at, header);
+                   nameOf(header) + ", system bytes " + std::to_string(header.systemBytes) +
+                       ": the transaction was aborted",
+                   at, header);
   const bool knowsAll = !inTheMiddle_ || at.micros - started_ > settings_.t3;
   if (header.function() % 2 == 0 && !awaited && knowsAll)
     problem(direction, SpiedProblemKind::Stray,
-            nameOf(header) + ": nothing awaits this reply, system bytes " +
-                std::to_string(header.systemBytes),
+            nameOf(header) + ", system bytes " + std::to_string(header.systemBytes) +
+                ": nothing awaits this reply",
             at, header);
 }
 
