@@ -106,6 +106,28 @@ TEST_F(GemTools, TalkByEveryAddress) {
   line.join();
 }
 
+// Between the two, a spy prints what the page shows, but for times, ports and numbers.
+TEST_F(GemTools, ASpyShowsWhatTheDocumentationShows) {
+  const auto tool = equipment();
+  const auto spy =
+      run({"spy", "listen:0", "127.0.0.1:" + port, "--names", "etch.model", "--t3", "1"});
+  port = portOf(*spy);
+  const auto visitor = host({"--script", file("script", "status 101\n")});
+  EXPECT_EQ(visitor->status(), 0) << visitor->output;
+  EXPECT_TRUE(spy->prints("closed by 127.0.0.1:")) << spy->output;
+  spy->signal(SIGTERM);
+  EXPECT_EQ(spy->status(), 0) << spy->output;
+  for (const char *line :
+       {"#1 opened: 127\\.0\\.0\\.1:[0-9]+ to 127.0.0.1:[0-9]+\n", "#1 --> SelectReq \\[1\\]\n",
+        "#1 <-- SelectRsp \\[1\\]  after [0-9]+\\.[0-9] ms\n",
+        "#1 --> S1F3W \\[[0-9]+\\]  Selected Equipment Status Request\n"
+        "              \\{\n                <u4 101> +\\* Chamber pressure\n              \\}\n",
+        "#1 <-- S1F4 \\[[0-9]+\\]  Selected Equipment Status Data  after [0-9]+\\.[0-9] ms\n"})
+    EXPECT_THAT(spy->output, ContainsRegex(line));
+  tool->signal(SIGINT);
+  EXPECT_EQ(tool->status(), 0) << tool->output;
+}
+
 // Each title is what the script below it fails with.
 TEST_F(GemTools, AHostScriptStopsAtWhatFails) {
   const auto tool = equipment();
