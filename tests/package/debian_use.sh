@@ -1,0 +1,49 @@
+#!/bin/sh
+# Installs the packages of /packages, does with each what users do, and removes them. Runs in a root
+# of its own, with what the system has.
+set -eu
+export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
+cd /packages
+rm -f ./*-dbgsym_*.deb
+ours() { find /usr /etc /lib /var/lib/dpkg/info -name '*velto*' | sort; }
+ours >before
+packages=$(for file in *.deb; do echo "${file%%_*}"; done)
+dpkg -i ./*.deb >install.log || { cat install.log && exit 1; }
+
+# The program and what comes with it.
+velto --version
+for page in velto velto-equipment velto-host; do
+  [ -n "$(man "$page" | grep "^SYNOPSIS")" ]
+done
+bash -c '
+  . /usr/share/bash-completion/completions/velto
+  COMP_WORDS=(velto model ex) COMP_CWORD=2
+  _velto velto && [ "${COMPREPLY[*]}" = export ]'
+if command -v systemd-analyze >/dev/null; then
+  systemd-analyze verify --man=no velto-equipment@etch.service
+fi
+
+# C against the shared library, C++ against the static ones, Python.
+examples=/usr/share/velto/examples
+for name in gem_equipment gem_host; do
+  cc -std=c11 $examples/c/$name.c $(pkg-config --cflags --libs velto-c) -o $name
+done
+c++ -std=c++20 $examples/pressure/pressure.cc $(pkg-config --cflags --libs velto) -o pressure
+port=1$(shuf -i 1000-9999 -n 1) # above the usual ones, below those that the system gives
+checked=$(command -v valgrind || true)
+[ -z "$checked" ] || checked="$checked -q --error-exitcode=9 --leak-check=full"
+timeout 60 $checked ./gem_equipment "$port" &
+timeout 60 $checked ./gem_host "$port"
+wait $!
+
+velto equipment listen:5014 --data $examples/etch_tool.model --keep tool.kel --quiet &
+tool=$!
+[ "$(./pressure)" = 0.000000 ]
+python3 $examples/pressure/pressure.py
+kill $tool
+wait $tool
+python3 -c "import velto; print(velto.__file__, velto.controls.VeltoHsms.__doc__)"
+
+dpkg -P $packages >remove.log || { cat remove.log && exit 1; }
+ours | diff before - # they leave nothing behind
+echo "The packages were installed, used and removed."
