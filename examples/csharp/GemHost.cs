@@ -17,7 +17,6 @@ static class GemHost
     [DllImport(Library)] static extern void velto_loop_quit(IntPtr loop);
     [DllImport(Library)] static extern IntPtr velto_last_error();
     [DllImport(Library)] static extern IntPtr velto_gem_host(IntPtr loop, byte[] address);
-    [DllImport(Library)] static extern int velto_load_bag(IntPtr control, byte[] text, nuint length);
     [DllImport(Library)] static extern int velto_gem_subscribed(IntPtr control);
     [DllImport(Library)] static extern int velto_sml_to_bytes(byte[] sml, nuint length, out Value result);
     [DllImport(Library)] static extern int velto_gem_subscribe(
@@ -56,7 +55,6 @@ static class GemHost
         IntPtr host = velto_gem_host(loop, Text("127.0.0.1:" + (arguments.Length > 0 ? arguments[0] : "5021")));
         if (host == IntPtr.Zero)
             Must(1);
-        Must(velto_load_bag(host, Text("T5=1"), 4));
 
         // The library keeps the handlers: these variables keep them from the garbage collector.
         // None of them may let an exception out.

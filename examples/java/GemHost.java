@@ -92,13 +92,9 @@ public final class GemHost {
         (MemoryAddress)
             function("velto_gem_host", POINTER, POINTER, POINTER)
                 .invoke(loop, text("127.0.0.1:" + arguments[1]));
-    int done =
-        (int)
-            function("velto_load_bag", int.class, POINTER, POINTER, long.class)
-                .invoke(host, text("T5=1"), 4L);
     MemorySegment vid = MemorySegment.allocateNative(4, SCOPE);
     MemoryAccess.setInt(vid, 101);
-    done +=
+    int done =
         (int)
             function(
                     "velto_gem_subscribe", int.class, POINTER, int.class, POINTER, long.class,

@@ -11,8 +11,8 @@ static int status = 1;
 
 static void on_report(void *user, velto_control *control, uint32_t ceid, const char *name,
                       const void *values, size_t length) {
-  (void)user, (void)control, (void)values;
-  printf("GLib: event %u %s, %zu bytes of values\n", ceid, name, length);
+  (void)user, (void)control, (void)name, (void)values;
+  printf("GLib: event %u, %zu bytes of values\n", ceid, length);
   status = 0;
   g_main_loop_quit(outer);
 }
