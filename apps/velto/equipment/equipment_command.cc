@@ -294,7 +294,7 @@ int runEquipmentCommand(const CommandArguments &arguments) {
   if (!options.keep.empty() && !isModelText(options.data))
     return line.wrong("--keep goes with --data FILE.model");
   if (options.watch && !Terminal::usable()) {
-    std::cerr << "velto: --watch needs a terminal for its keys and its screen\n";
+    std::cerr << "velto: --watch needs " << Terminal::needed() << '\n';
     return kExitFailed;
   }
   return Equipment(options).run();

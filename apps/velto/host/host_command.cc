@@ -109,7 +109,7 @@ void declare(CommandLine &line, Options &options, std::string &names) {
       "ADDRESS",
       [&settings](const std::string &word) {
         std::optional<LinkAddress> partner;
-        const std::string problem = takeLinkAddress(word, partner);
+        std::string problem = takeLinkAddress(word, partner);
         settings.partner = partner.value_or(LinkAddress());
         return problem;
       },
