@@ -10,8 +10,11 @@ export LC_ALL=C.UTF-8
 # The files that belong to the sources: those that git knows or would take; without git all but what
 # was built.
 sources() {
-  git ls-files -co --exclude-standard 2>/dev/null ||
-    find . \( -path ./build -o -path ./.git \) -prune -o -type f -print
+  if [ -e .git ]; then
+    git ls-files -co --exclude-standard
+  else
+    find . -path ./build -prune -o -type f -print
+  fi
 }
 
 {

@@ -1,14 +1,18 @@
 #!/bin/sh
-# debian_test.sh FOLDER makes the Debian packages twice, which has to give the same bytes, and lets
-# lintian judge them. Then it installs them over this system in a mount namespace of its own, where
-# debian_use.sh uses and removes them; nothing of that reaches the system itself.
+# debian_test.sh FOLDER makes the Debian packages, and once more of the source tarball, which has to
+# give the same bytes, and lets lintian judge them. Then it installs them over this system in a mount
+# namespace of its own, where debian_use.sh uses and removes them; nothing of that reaches the system
+# itself.
 set -eu
 here=$(dirname "$(readlink -f "$0")")
 root=$here/../..
 folder=$(readlink -m "$1")
 
 "$root/debian/build.sh" "$folder/first" >/dev/null
-"$root/debian/build.sh" "$folder/second" >/dev/null
+rm -rf "$folder/sources"
+mkdir "$folder/sources"
+tar -xzf "$folder"/first/*.tar.gz -C "$folder/sources"
+"$folder"/sources/*/debian/build.sh "$folder/second" >/dev/null
 for file in "$folder"/first/*.deb "$folder"/first/*.tar.gz; do
   cmp "$file" "$folder/second/${file##*/}"
 done
