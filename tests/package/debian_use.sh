@@ -38,12 +38,13 @@ wait $!
 
 velto equipment listen:5014 --data $examples/etch_tool.model --keep tool.kel --quiet &
 tool=$!
+trap 'kill $tool' EXIT
 [ "$(./pressure)" = 0.000000 ]
-python3 $examples/pressure/pressure.py
+[ "$(/usr/bin/python3 $examples/pressure/pressure.py)" = 0.0 ] # the Python of the system
+
 kill $tool
 wait $tool
-python3 -c "import velto; print(velto.__file__, velto.controls.VeltoHsms.__doc__)"
-
+trap - EXIT
 dpkg -P $packages >remove.log || { cat remove.log && exit 1; }
 ours | diff before - # they leave nothing behind
 echo "The packages were installed, used and removed."
