@@ -68,7 +68,7 @@ def main():
         ordered = sorted(taken)
         print(f"{name:6} median {statistics.median(taken):6.1f} us, "
               f"99 of 100 below {ordered[len(ordered) * 99 // 100]:6.1f} us")
-    print(f"Python takes {middle:.1f} us more.")
+    print(f"Python: {middle:+.1f} us")
     return middle > ALLOWED
 
 

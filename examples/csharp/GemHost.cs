@@ -1,6 +1,7 @@
 // A GEM host in C# by P/Invoke: it asks the equipment of ../c/gem_equipment.c to START and ends with
-// its report. Checked by reading only: the tests have no C# compiler.
-//     dotnet run PORT
+// its report. The tests run it by Mono; it is written for .NET as well, and there checked by reading
+// only.
+//     mcs GemHost.cs && mono GemHost.exe PORT        or        dotnet run PORT
 using System;
 using System.Runtime.InteropServices;
 using System.Text;
@@ -9,7 +10,7 @@ static class GemHost
 {
     const string Library = "libvelto.so.1";
 
-    // Handles are pointers that nothing but the library looks into; size_t is nuint.
+    // Handles are pointers that nothing but the library looks into; size_t is UIntPtr.
     [DllImport(Library)] static extern IntPtr velto_loop_new();
     [DllImport(Library)] static extern void velto_loop_free(IntPtr loop);
     [DllImport(Library)] static extern int velto_loop_run(IntPtr loop);
@@ -18,17 +19,17 @@ static class GemHost
     [DllImport(Library)] static extern IntPtr velto_last_error();
     [DllImport(Library)] static extern IntPtr velto_gem_host(IntPtr loop, byte[] address);
     [DllImport(Library)] static extern int velto_gem_subscribed(IntPtr control);
-    [DllImport(Library)] static extern int velto_sml_to_bytes(byte[] sml, nuint length, out Value result);
+    [DllImport(Library)] static extern int velto_sml_to_bytes(byte[] sml, UIntPtr length, out Value result);
     [DllImport(Library)] static extern int velto_gem_subscribe(
-        IntPtr control, uint ceid, uint[] vids, nuint count, ReportHandler handler, IntPtr user, IntPtr subscription);
+        IntPtr control, uint ceid, uint[] vids, UIntPtr count, ReportHandler handler, IntPtr user, IntPtr subscription);
     [DllImport(Library)] static extern int velto_gem_request(
-        IntPtr control, IntPtr message, nuint length, uint milliseconds, ReplyHandler handler, IntPtr user);
+        IntPtr control, IntPtr message, UIntPtr length, uint milliseconds, ReplyHandler handler, IntPtr user);
 
     [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
-    delegate void ReportHandler(IntPtr user, IntPtr control, uint ceid, IntPtr name, IntPtr values, nuint length);
+    delegate void ReportHandler(IntPtr user, IntPtr control, uint ceid, IntPtr name, IntPtr values, UIntPtr length);
     [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
     delegate void ReplyHandler(
-        IntPtr user, IntPtr control, int outcome, IntPtr message, nuint length, IntPtr reason);
+        IntPtr user, IntPtr control, int outcome, IntPtr message, UIntPtr length, IntPtr reason);
 
     [StructLayout(LayoutKind.Sequential)]
     struct Value // velto_value
@@ -37,10 +38,10 @@ static class GemHost
         public long Integer;
         public double Real;
         public IntPtr Text;
-        public nuint Length;
+        public UIntPtr Length;
     }
 
-    static byte[] Text(string value) => Encoding.Latin1.GetBytes(value + "\0");
+    static byte[] Text(string value) => Encoding.GetEncoding("ISO-8859-1").GetBytes(value + "\0");
 
     static void Must(int status)
     {
@@ -71,12 +72,12 @@ static class GemHost
             Console.Error.WriteLine(Marshal.PtrToStringAnsi(reason));
             velto_loop_quit(loop);
         };
-        Must(velto_gem_subscribe(host, 12, new uint[] { 101 }, 1, onReport, IntPtr.Zero, IntPtr.Zero));
+        Must(velto_gem_subscribe(host, 12, new uint[] { 101 }, (UIntPtr)1, onReport, IntPtr.Zero, IntPtr.Zero));
         while (velto_gem_subscribed(host) != 1 && velto_loop_run_once(loop, 1000) >= 0)
             continue;
 
         string sml = "s2f41w{<a 'START'>{}}";
-        Must(velto_sml_to_bytes(Text(sml), (nuint)sml.Length, out Value start));
+        Must(velto_sml_to_bytes(Text(sml), (UIntPtr)(uint)sml.Length, out Value start));
         Must(velto_gem_request(host, start.Text, start.Length, 5000, onReply, IntPtr.Zero));
         Must(velto_loop_run(loop));
         velto_loop_free(loop);

@@ -66,8 +66,8 @@ file(WRITE ${WORK}/header.cc "#include <velto.h>\nint main() { return velto_vers
 run(${COMPILER} ${strict} ${WORK}/header.cc ${c_flags} -o ${WORK}/c_header)
 run(${WORK}/c_header)
 
-# Its host, those inside the loops of other libraries, and that in Java, which knows nothing but the
-# shared library, as far as they can be built here: each asks that equipment for a report.
+# Its host, those inside the loops of other libraries, and those in Java and C#, which know nothing
+# but the shared library, as far as they can be built here: each asks that equipment for a report.
 set(hosts ./c_gem_host)
 build_project(${prefix}/share/velto/examples/loops)
 foreach(name qt_host asio_host glib_host)
@@ -85,6 +85,14 @@ if(modules MATCHES "jdk.compiler.*jdk.incubator.foreign")
     ${prefix}/share/velto/examples/java/GemHost.java ${library_dir}/libvelto.so")
 else()
   message("No Java 17: its example is skipped")
+endif()
+find_program(MCS mcs)
+find_program(MONO mono)
+if(MCS AND MONO)
+  run(${MCS} -out:${WORK}/GemHost.exe ${prefix}/share/velto/examples/csharp/GemHost.cs)
+  list(APPEND hosts "env LD_LIBRARY_PATH=${library_dir} ${MONO} GemHost.exe")
+else()
+  message("No Mono: the example in C# is skipped")
 endif()
 foreach(host ${hosts})
   run(sh -c "cd ${WORK} || exit 1
