@@ -36,7 +36,12 @@ timeout 60 $checked ./gem_equipment "$port" &
 timeout 60 $checked ./gem_host "$port"
 wait $!
 
-velto equipment listen:5014 --data $examples/etch_tool.model --keep tool.kel --quiet &
+# The equipment is started as its unit does.
+mkdir /etc/velto tool
+cp $examples/etch_tool.model /etc/velto/etch.model
+unit=/usr/lib/systemd/system/velto-equipment@.service
+start=$(sed -n 's/^ExecStart=//p' $unit | sed 's/%i/etch/g; s/$VELTO_OPTIONS/--port 5014/')
+(cd tool && exec $start) &
 tool=$!
 trap 'kill $tool' EXIT
 [ "$(./pressure)" = 0.000000 ]
@@ -45,6 +50,8 @@ trap 'kill $tool' EXIT
 kill $tool
 wait $tool
 trap - EXIT
+ls tool/etch.kel
+rm -r /etc/velto
 dpkg -P $packages >remove.log || { cat remove.log && exit 1; }
 ours | diff before - # they leave nothing behind
 echo "The packages were installed, used and removed."
