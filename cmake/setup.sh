@@ -20,6 +20,9 @@ found() {
     has_header "$name/$name.h"
     ;;
   python3-cffi) /usr/bin/python3 -c "import cffi" ;;
+  abigail-tools) command -v abidiff ;;
+  dpkg-dev) command -v dpkg-buildpackage ;;
+  man-db) command -v man ;;
   python3-venv) /usr/bin/python3 -c "import ensurepip" ;;
   ninja-build) command -v ninja ;;
   *) command -v "$1" ;;
