@@ -14,6 +14,7 @@ found() {
     ;;
   libcli11-dev) has_header CLI/CLI.hpp ;;
   libncurses-dev) has_header ncurses.h ;;
+  nlohmann-json3-dev) has_header nlohmann/json.hpp ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     has_header "$name/$name.h"
