@@ -47,7 +47,9 @@ private:
       return kExitFailed;
     }
     host_.open();
+    host_.announce(service_);
     const int status = source ? runScript(*source) : runPrompt();
+    service_.stopping();
     host_.close();
     host_.endCounters();
     return status;
@@ -93,6 +95,7 @@ private:
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
   GemConsole console_{loop_.clock(), std::cout,
                       json_ ? GemConsole::Style::Json : GemConsole::Style::Text};
+  Service service_{loop_};
   GemHost host_;
   HostPrompt commands_{host_, console_};
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
