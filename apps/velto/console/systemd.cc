@@ -1,6 +1,8 @@
 #include "apps/velto/console/systemd.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <systemd/sd-daemon.h>
 #include <systemd/sd-journal.h>
@@ -16,6 +18,13 @@ std::optional<uint32_t> watchdogTime() {
   if (sd_watchdog_enabled(0, &micros) <= 0)
     return std::nullopt;
   return static_cast<uint32_t>(std::clamp<uint64_t>(micros / 1000, 1, UINT32_MAX));
+}
+
+bool isJournal(int fd) {
+  const char *stream = std::getenv("JOURNAL_STREAM");
+  struct stat file {};
+  return stream != nullptr && fstat(fd, &file) == 0 &&
+         stream == std::to_string(file.st_dev) + ':' + std::to_string(file.st_ino);
 }
 
 bool sendToJournal(const std::vector<std::string> &fields) {

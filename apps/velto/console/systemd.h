@@ -17,6 +17,8 @@ bool hasSystemd();
 void notifyManager(const std::string &state);
 /// The milliseconds within which the manager wants to hear WATCHDOG=1; nothing when it does not.
 std::optional<uint32_t> watchdogTime();
+/// Whether what is written to a descriptor is read by the journal (JOURNAL_STREAM).
+bool isJournal(int fd);
 /// Sends an entry of fields ("PRIORITY=4") to the journal; false when it does not take it. May wait
 /// for the journal.
 bool sendToJournal(const std::vector<std::string> &fields);

@@ -6,6 +6,7 @@ namespace velto {
 bool hasSystemd() { return false; }
 void notifyManager(const std::string & /*state*/) {}
 std::optional<uint32_t> watchdogTime() { return std::nullopt; }
+bool isJournal(int /*fd*/) { return false; }
 bool sendToJournal(const std::vector<std::string> & /*fields*/) { return false; }
 
 } // namespace velto

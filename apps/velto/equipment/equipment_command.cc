@@ -80,6 +80,7 @@ public:
                                     options.json    ? GemConsole::Style::Json
                                     : options.quiet ? GemConsole::Style::Quiet
                                                     : GemConsole::Style::Text) {
+    console_.setJournal(journal_);
     console_.follow(control_);
     control_.onReceived = [this](const std::string &, int32_t) { console_.received(control_); };
     control_.onSent = [this] { console_.sent(control_); };
@@ -125,8 +126,9 @@ private:
     return saved && !script_.failed() ? kExitDone : kExitFailed;
   }
 
-  static bool fail(const std::string &problem) {
-    std::cerr << "velto: " << problem << '\n';
+  bool fail(const std::string &problem) {
+    if (!journal_.failure(problem))
+      std::cerr << "velto: " << problem << '\n';
     return false;
   }
 
@@ -246,6 +248,7 @@ private:
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { script_.quit(); },
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
+  Journal journal_{output_};
   Service service_{loop_};
   CVeltoGemCtrl control_{loop_};
   RecentLines recent_;

@@ -30,6 +30,7 @@ class HostTool {
 public:
   explicit HostTool(Options &options)
       : script_(options.script), json_(options.json), host_(loop_, console_, options.settings) {
+    console_.setJournal(journal_);
     if (options.names)
       host_.setKnown(std::move(*options.names));
   }
@@ -93,6 +94,7 @@ private:
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { host_.stop(); },
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
+  Journal journal_{output_};
   GemConsole console_{loop_.clock(), std::cout,
                       json_ ? GemConsole::Style::Json : GemConsole::Style::Text};
   Service service_{loop_};

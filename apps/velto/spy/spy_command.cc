@@ -32,7 +32,7 @@ struct Options {
 
 class SpyTool {
 public:
-  explicit SpyTool(const Options &options) : options_(options) {}
+  explicit SpyTool(const Options &options) : options_(options) { console_.setJournal(journal_); }
 
   int run() {
     const int error = spy_.listen(options_.port());
@@ -42,7 +42,8 @@ public:
       output_.finish();
       return kExitFailed;
     }
-    service_.ready("passing on what connects to port " + std::to_string(options_.port()));
+    service_.ready("between " + options_.spy.targetHost + ':' +
+                   std::to_string(options_.spy.targetPort) + " and who connects");
     loop_.run();
     service_.stopping();
     spy_.stop();
@@ -55,6 +56,7 @@ private:
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { loop_.quit(); },
                        [this](uint64_t lines) { return console_.leftOut(Spy::now(), lines); }};
+  Journal journal_{output_};
   Service service_{loop_};
   SpyConsole console_{options_.console, std::cout};
   LoopSignals signals_{loop_, kStopSignals, [this](int) { loop_.quit(); }};
