@@ -84,9 +84,10 @@ std::string bodyMembers(CVeltoGemCtrl &control, bool received) {
 } // namespace
 
 void GemConsole::follow(CVeltoGemCtrl &control) {
-  const auto peer = [this](const char *name) {
-    return [this, name](const std::string &address, int32_t port) {
+  const auto peer = [this](const char *name, bool isThere) {
+    return [this, name, isThere](const std::string &address, int32_t port) {
       const std::string number = port == 0 ? "" : ':' + std::to_string(port); // a serial port
+      partner_ = isThere ? address + number : "";
       event(name, std::string(name) + ": " + address + number,
             {{"address", address}, {"port", int64_t{port}}});
     };
@@ -94,9 +95,9 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
   const auto state = [this](std::string_view name, const std::string &value) {
     event(name, std::string(name) + ": " + value, {{"state", value}});
   };
-  control.onConnected = peer("connected");
-  control.onDisconnected = [this, &control, lost = peer("disconnected")](const std::string &address,
-                                                                         int32_t port) {
+  control.onConnected = peer("connected", true);
+  control.onDisconnected = [this, &control, lost = peer("disconnected", false)](
+                               const std::string &address, int32_t port) {
     lost(address, port);
     counters(control);
   };
@@ -178,7 +179,26 @@ void GemConsole::problem(CVeltoGemCtrl &control, const std::string &text, int16_
                  {"system_bytes", int64_t{primary->systemBytes}}});
 }
 
+bool GemConsole::toJournal(const std::string &text, const std::vector<Field> &fields) {
+  static constexpr std::pair<std::string_view, std::string_view> kNames[] = {
+      {"code", "VELTO_PROBLEM="},
+      {"stream", "VELTO_STREAM="},
+      {"function", "VELTO_FUNCTION="},
+      {"system_bytes", "VELTO_SYSTEM_BYTES="}};
+  if (journal_ == nullptr)
+    return false;
+  std::vector<std::string> entry;
+  for (const auto &[name, journalName] : kNames)
+    if (const auto field = std::ranges::find(fields, name, &Field::name); field != fields.end())
+      entry.push_back(std::string(journalName) + std::to_string(std::get<int64_t>(field->value)));
+  if (!partner_.empty())
+    entry.push_back("VELTO_LINK=" + partner_);
+  return journal_->problem(text, std::move(entry));
+}
+
 void GemConsole::problem(const std::string &text, std::vector<Field> fields) {
+  if (toJournal(text, fields))
+    return;
   fields.push_back({"text", text});
   if (style_ == Style::Json)
     print(object("problem", fields));

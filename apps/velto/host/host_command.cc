@@ -30,6 +30,7 @@ class HostTool {
 public:
   explicit HostTool(Options &options)
       : script_(options.script), json_(options.json), host_(loop_, console_, options.settings) {
+    console_.setJournal(journal_);
     if (options.names)
       host_.setKnown(std::move(*options.names));
   }
@@ -47,7 +48,9 @@ private:
       return kExitFailed;
     }
     host_.open();
+    host_.announce(service_);
     const int status = source ? runScript(*source) : runPrompt();
+    service_.stopping();
     host_.close();
     host_.endCounters();
     return status;
@@ -91,8 +94,10 @@ private:
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { host_.stop(); },
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
+  Journal journal_{output_};
   GemConsole console_{loop_.clock(), std::cout,
                       json_ ? GemConsole::Style::Json : GemConsole::Style::Text};
+  Service service_{loop_};
   GemHost host_;
   HostPrompt commands_{host_, console_};
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};

@@ -4,6 +4,7 @@
 #include "apps/velto/console/gem_console.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
+#include "apps/velto/console/service.h"
 #include "apps/velto/spy/spy.h"
 #include "controls/link_address.h"
 #include "gem/model_text/model_file.h"
@@ -31,7 +32,7 @@ struct Options {
 
 class SpyTool {
 public:
-  explicit SpyTool(const Options &options) : options_(options) {}
+  explicit SpyTool(const Options &options) : options_(options) { console_.setJournal(journal_); }
 
   int run() {
     const int error = spy_.listen(options_.port());
@@ -41,7 +42,10 @@ public:
       output_.finish();
       return kExitFailed;
     }
+    service_.ready("between " + options_.spy.targetHost + ':' +
+                   std::to_string(options_.spy.targetPort) + " and who connects");
     loop_.run();
+    service_.stopping();
     spy_.stop();
     console_.stopped(Spy::now());
     return output_.finish() ? kExitDone : kExitFailed;
@@ -52,6 +56,8 @@ private:
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { loop_.quit(); },
                        [this](uint64_t lines) { return console_.leftOut(Spy::now(), lines); }};
+  Journal journal_{output_};
+  Service service_{loop_};
   SpyConsole console_{options_.console, std::cout};
   LoopSignals signals_{loop_, kStopSignals, [this](int) { loop_.quit(); }};
   Spy spy_{loop_, console_, options_.spy};

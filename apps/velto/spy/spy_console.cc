@@ -168,13 +168,18 @@ void SpyConsole::problem(uint32_t connection, const SpiedProblem &problem) {
                         ",\"direction\":" + jsonDirection(problem.direction) +
                         ",\"kind\":" + jsonText(toText(problem.kind)) +
                         ",\"text\":" + jsonText(problem.text);
+  std::vector<std::string> entry{std::string("VELTO_PROBLEM=") + toText(problem.kind),
+                                 "VELTO_LINK=" + std::to_string(connection)};
   if (problem.header) {
+    entry.push_back("VELTO_STREAM=" + std::to_string(problem.header->stream()));
+    entry.push_back("VELTO_FUNCTION=" + std::to_string(problem.header->function()));
+    entry.push_back("VELTO_SYSTEM_BYTES=" + std::to_string(problem.header->systemBytes));
     Bytes header(CHSecsHeader::kSize);
     EncodeHeader(*problem.header, std::span<uint8_t, CHSecsHeader::kSize>(header));
     members += ',' + messageJsonMembers(header);
   }
   event(problem.at, number(connection) + arrow(problem.direction) + "problem: " + problem.text,
-        members, true);
+        members, true, std::move(entry));
 }
 
 void SpyConsole::ended(const SpyMoment &at, uint32_t connection, const std::string &how,
@@ -207,8 +212,10 @@ std::string SpyConsole::leftOut(const SpyMoment &at, uint64_t lines) const {
 }
 
 void SpyConsole::event(const SpyMoment &at, const std::string &text, const std::string &members,
-                       bool isProblem) {
+                       bool isProblem, std::vector<std::string> entry) {
   if (settings_.quiet && !isProblem)
+    return;
+  if (isProblem && journal_ != nullptr && journal_->problem(text, std::move(entry)))
     return;
   print(settings_.json ? "{\"time\":\"" + isoTime(at.local) + "\",\"event\":" + members + '}'
                        : timeStamp(at.local) + text);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/velto/console/journal.h"
 #include "apps/velto/spy/conversation.h"
 #include "gem/data/model_data.h"
 #include "secs2/sml_printer.h"
@@ -51,6 +52,9 @@ public:
 
   SpyConsole(const Settings &settings, std::ostream &out) : settings_(settings), out_(out) {}
 
+  /// Where problems go, too.
+  void setJournal(Journal &journal) { journal_ = &journal; }
+
   void listening(const SpyMoment &at, uint16_t port);
   void opened(const SpyMoment &at, uint32_t connection, const std::string &address, uint16_t port,
               const std::string &target);
@@ -67,11 +71,12 @@ public:
 private:
   std::vector<std::string> explained(const CHSecsMessage &message) const;
   void event(const SpyMoment &at, const std::string &text, const std::string &members,
-             bool isProblem = false);
+             bool isProblem = false, std::vector<std::string> entry = {});
   void print(std::string_view text);
 
   const Settings &settings_;
   std::ostream &out_;
+  Journal *journal_ = nullptr;
 };
 
 } // namespace velto
