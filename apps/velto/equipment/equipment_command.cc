@@ -26,9 +26,10 @@ namespace {
 
 constexpr const char *kAbout =
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens "
-    "until Ctrl-C, SIGTERM or the end of whoever reads its output ends it. Then it separates from "
-    "the host and saves its model. SIGHUP reads settings and model again; from a terminal that is "
-    "gone it ends the equipment, too.";
+    "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it "
+    "separates "
+    "from the host and saves its model. As a service of systemd it reads its settings and model "
+    "again on SIGHUP.";
 
 constexpr const char *kBareModel = R"([communication]
 model_name="Velto" software_revision="1.00" initial_state=enabled
@@ -206,7 +207,7 @@ private:
   }
 
   void signalled(int signal) {
-    if (signal != SIGHUP || hasTerminal_)
+    if (signal != SIGHUP || !isService_)
       return script_.quit();
     if (reload_) // while it starts, it reads them anyway
       service_.reload([this] {
@@ -259,7 +260,7 @@ private:
   script::Interpreter script_{loop_, systemFiles(), scriptStream_, std::cerr, createControl};
   std::optional<WatchView> watch_;
   std::optional<EquipmentReload> reload_;
-  const bool hasTerminal_ = hasControllingTerminal();
+  const bool isService_ = isService();
   LoopSignals signals_{loop_, kStopSignals, [this](int signal) { signalled(signal); }};
 };
 
