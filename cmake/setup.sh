@@ -18,11 +18,15 @@ found() {
   prometheus-cpp-dev) has_header prometheus/text_serializer.h ;;
   libjs-chart.js) [ -e /usr/share/javascript/chart.js/chart.min.js ] ;;
   chromium-driver) command -v chromedriver ;;
+  nlohmann-json3-dev) has_header nlohmann/json.hpp ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     has_header "$name/$name.h"
     ;;
   python3-cffi) /usr/bin/python3 -c "import cffi" ;;
+  abigail-tools) command -v abidiff ;;
+  dpkg-dev) command -v dpkg-buildpackage ;;
+  man-db) command -v man ;;
   python3-venv) /usr/bin/python3 -c "import ensurepip" ;;
   ninja-build) command -v ninja ;;
   *) command -v "$1" ;;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/velto/console/journal.h"
 #include "controls/gem_ctrl.h"
 #include "gem/engine/engine.h"
 
@@ -74,6 +75,8 @@ public:
   /// not.
   using Observer = std::function<void(std::string_view name, const std::string &text)>;
   void setObserver(Observer observer) { observer_ = std::move(observer); }
+  /// Where problems go, too.
+  void setJournal(Journal &journal) { journal_ = &journal; }
 
   /// Shows a prompt. It stays below whatever is printed, until promptUsed() is called.
   void showPrompt(std::string prompt);
@@ -82,6 +85,7 @@ public:
 private:
   void message(CVeltoGemCtrl &control, bool received);
   void problem(const std::string &text, std::vector<Field> fields);
+  bool toJournal(const std::string &text, const std::vector<Field> &fields);
   void print(std::string_view text);
   std::string object(std::string_view event, const std::vector<Field> &fields) const;
   std::string stamp() const;
@@ -91,6 +95,8 @@ private:
   Style style_;
   std::string prompt_;
   Observer observer_;
+  Journal *journal_ = nullptr;
+  std::string partner_; ///< the address of who is connected
 };
 
 // In the events Received and Sent:

@@ -129,7 +129,7 @@ std::string HostPrompt::identifiers(const Line &line, std::vector<CHSecsItem> &i
   for (const Word &word : line.words) {
     auto id = identifier(word);
     if (!id)
-      return '"' + word.text + "\" is no number";
+      return '"' + word.text + "\" is no number, and a text stands in double quotes";
     ids.push_back(std::move(*id));
   }
   return ids.size() < least ? "a number is missing" : "";
@@ -445,7 +445,7 @@ std::string HostPrompt::counters(const Line &) {
 std::string HostPrompt::help(const Line &) {
   for (const Row &row : table()) {
     std::string usage = std::string(row.name) + ' ' + std::string(row.arguments);
-    usage.resize(std::max<size_t>(usage.size(), 36), ' ');
+    usage.resize(std::max<size_t>(usage.size() + 2, 36), ' ');
     console_.plain("  " + usage + std::string(row.help));
   }
   return "";
