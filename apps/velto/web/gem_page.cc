@@ -1,7 +1,6 @@
 #include "apps/velto/web/gem_page.h"
 
 #include "apps/velto/console/gem_console.h"
-#include "base/bytes.h"
 #include "base/date_time.h"
 #include "base/text.h"
 #include "gem/capabilities/capabilities.h"
@@ -20,13 +19,6 @@ constexpr size_t kSmlBehindCut = 64; // bytes at least that a cut SML has of its
 uint64_t steadyMicros() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
   return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
-}
-
-std::string hexDump(ByteView bytes) {
-  std::string text;
-  for (size_t i = 0; i < bytes.size() && text.size() < WebFeed::kMostText; ++i)
-    text += formatText(i == 0 ? "%02x" : i % 16 == 0 ? "\n%02x" : " %02x", bytes[i]);
-  return text;
 }
 
 template <typename States> WebStates statesOf(const char *name, size_t present) {
@@ -57,6 +49,13 @@ WebStates linkStates(const CHPhysicalConnection &link) {
 }
 
 } // namespace
+
+std::string hexDump(ByteView bytes) {
+  std::string text;
+  for (size_t i = 0; i < bytes.size() && text.size() < WebFeed::kMostText; ++i)
+    text += formatText(i == 0 ? "%02x" : i % 16 == 0 ? "\n%02x" : " %02x", bytes[i]);
+  return text;
+}
 
 std::string webCell(std::string_view text) { return std::string(text.substr(0, kLongestCell)); }
 

@@ -2,6 +2,7 @@
 
 #include "apps/velto/web/reply_times.h"
 #include "apps/velto/web/web_feed.h"
+#include "base/bytes.h"
 #include "controls/gem_ctrl.h"
 
 #include <string_view>
@@ -40,6 +41,9 @@ private:
 
 /// Adds the states of a Gem control, `prefix` in front of their names.
 void addGemStates(WebSnapshot &snapshot, CVeltoGemCtrl &control, const std::string &prefix = "");
+
+/// Bytes as hexadecimal text in lines of 16, as many as an entry of the feed takes.
+std::string hexDump(ByteView bytes);
 
 /// A text as a cell of a table shows it, cut where it is very long.
 std::string webCell(std::string_view text);
