@@ -26,8 +26,8 @@ int runContainer(EventLoop &loop, Container *&running, const Options &options) {
   if (isatty(STDOUT_FILENO) != 0)
     visible.emplace(std::cout);
   FullScreenFrontEnd screen(loop, [&running] { return running->ended(); });
-  FedOutput fedOut(loop.clock(), *std::cout.rdbuf(), "event");
-  FedOutput fedErr(loop.clock(), *std::cerr.rdbuf(), "problem");
+  FedOutput fedOut(loop.clock(), std::cout, "event");
+  FedOutput fedErr(loop.clock(), std::cerr, "problem");
   std::ostream out(&fedOut);
   std::ostream err(&fedErr);
   err.setf(std::ios_base::unitbuf);

@@ -37,7 +37,7 @@ FedOutput::int_type FedOutput::overflow(int_type c) {
     feed_->add({0, CJTime(clock_.localTime()).TimeText(0), kind_, line_, {}, {}});
   if (byte == '\n')
     line_.clear();
-  return out_.sputc(byte);
+  return out_.rdbuf()->sputc(byte);
 }
 
 WebSnapshot ContainerPage::snapshot() {

@@ -3,14 +3,16 @@
 #include "apps/velto/script/interpreter.h"
 #include "apps/velto/web/web_server.h"
 
+#include <ostream>
 #include <streambuf>
 
 namespace velto {
 
-/// Passes text on to another stream buffer, and each line of it to a feed.
+/// Passes text on to another stream, whatever buffer that has at the time, and each line of it to a
+/// feed.
 class FedOutput final : public std::streambuf {
 public:
-  FedOutput(const Clock &clock, std::streambuf &out, const char *kind)
+  FedOutput(const Clock &clock, std::ostream &out, const char *kind)
       : clock_(clock), out_(out), kind_(kind) {}
 
   /// From now on; must outlive this object.
@@ -20,10 +22,10 @@ private:
   static constexpr size_t kLongest = 2000; // of a line in the feed
 
   int_type overflow(int_type c) override;
-  int sync() override { return out_.pubsync(); }
+  int sync() override { return out_.rdbuf()->pubsync(); }
 
   const Clock &clock_;
-  std::streambuf &out_;
+  std::ostream &out_;
   const char *const kind_;
   WebFeed *feed_ = nullptr;
   std::string line_;
