@@ -5,6 +5,7 @@
 #include "gem/engine/engine.h"
 
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -72,6 +73,10 @@ public:
 
   /// Where problems go, too.
   void setJournal(Journal &journal) { journal_ = &journal; }
+  /// Calls `observer` with the name and text of every event and problem, whether it is printed or
+  /// not.
+  using Observer = std::function<void(std::string_view name, const std::string &text)>;
+  void setObserver(Observer observer) { observer_ = std::move(observer); }
 
   /// Shows a prompt. It stays below whatever is printed, until promptUsed() is called.
   void showPrompt(std::string prompt);
@@ -91,6 +96,14 @@ private:
   std::string prompt_;
   Journal *journal_ = nullptr;
   std::string partner_; ///< the address of who is connected
+  Observer observer_;
 };
+
+// In the events Received and Sent:
+
+/// The SML of the message, of a long one `most` bytes of it.
+std::string messageSml(CVeltoGemCtrl &control, bool received, size_t most);
+/// Its line in a list of messages, "S1F1W  Are You There Request"; the SML names it.
+std::string messageTitle(const CVeltoGemCtrl &control, std::string_view sml);
 
 } // namespace velto

@@ -89,7 +89,15 @@ std::span<const HostPrompt::Row> HostPrompt::table() {
 
 // Reading lines ----------------------------------------------------------------------------------
 
-std::string HostPrompt::run(std::string_view line) {
+std::vector<HostPrompt::Help> HostPrompt::commands() {
+  std::vector<Help> commands;
+  for (const Row &row : table())
+    commands.push_back({row.name, row.arguments, row.help});
+  return commands;
+}
+
+std::string HostPrompt::run(std::string_view line, Files files) {
+  files_ = files;
   line = trim(line);
   if (line.empty() || line.starts_with('#'))
     return "";
