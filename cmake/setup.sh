@@ -14,11 +14,11 @@ found() {
     ;;
   libcli11-dev) has_header CLI/CLI.hpp ;;
   libncurses-dev) has_header ncurses.h ;;
-  nlohmann-json3-dev) has_header nlohmann/json.hpp ;;
   libcpp-httplib-dev) has_header httplib.h ;;
   prometheus-cpp-dev) has_header prometheus/text_serializer.h ;;
   libjs-chart.js) [ -e /usr/share/javascript/chart.js/chart.min.js ] ;;
   chromium-driver) command -v chromedriver ;;
+  nlohmann-json3-dev) has_header nlohmann/json.hpp ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     has_header "$name/$name.h"

@@ -179,6 +179,26 @@ class Page(unittest.TestCase):
         self.browser.type(field, "quit" + ENTER)
         self.assertEqual(host.process.wait(20), 0)
 
+    def test_shows_what_a_spy_sees(self):
+        spy = self.start("spy", "listen:0", f"localhost:{self.port}", "--web", "0")
+        container = self.start("container", "--web", "0")
+        self.open(container)
+        container.process.stdin.write("new tool VeltoGem\ntool.DeviceID = 77\ntool.Nothing\n")
+        container.process.stdin.flush()
+        wait_for(lambda: "Not Connected" in self.browser.text(".diagram"))
+        wait_for(lambda: "Nothing" in self.browser.text("#problems"))
+        self.view("Properties")
+        wait_for(lambda: "77" in self.browser.text(self.row("tool.DeviceID")))
+
+        self.open(spy)
+        self.start("host", f"localhost:{spy.says(r'listening on port (.*)')}")
+        wait_for(lambda: "S1F13W" in self.browser.run("return document.querySelector('[data-name=Messages] .feed').textContent"))
+        self.view("Connections")
+        wait_for(lambda: self.cells(1)[2:3] == ["open"])
+        self.equipment.end()
+        wait_for(lambda: self.cells(1)[2:3] not in ([], ["open"]))
+        self.assert_quiet()
+
     def test_fits_a_phone(self):
         self.browser.resize(*PHONE)
         self.open(self.equipment)

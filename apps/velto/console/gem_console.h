@@ -71,12 +71,12 @@ public:
   /// The line that tells how many lines a QueuedOutput has left out.
   std::string leftOut(uint64_t lines) const;
 
-  /// Where problems go, too.
-  void setJournal(Journal &journal) { journal_ = &journal; }
   /// Calls `observer` with the name and text of every event and problem, whether it is printed or
   /// not.
   using Observer = std::function<void(std::string_view name, const std::string &text)>;
   void setObserver(Observer observer) { observer_ = std::move(observer); }
+  /// Where problems go, too.
+  void setJournal(Journal &journal) { journal_ = &journal; }
 
   /// Shows a prompt. It stays below whatever is printed, until promptUsed() is called.
   void showPrompt(std::string prompt);
@@ -94,9 +94,9 @@ private:
   std::ostream &out_;
   Style style_;
   std::string prompt_;
+  Observer observer_;
   Journal *journal_ = nullptr;
   std::string partner_; ///< the address of who is connected
-  Observer observer_;
 };
 
 // In the events Received and Sent:

@@ -67,19 +67,6 @@ private:
     return status;
   }
 
-  // Whether the name of the partner is known. A name server may be silent for long; meanwhile the
-  // program can be ended.
-  bool isThere() {
-    if (partner_.listens || partner_.isSerial() || !statedAddress(partner_.host).empty())
-      return true;
-    std::optional<std::string> address;
-    const auto ticket = loop_.names().lookUp(
-        partner_.host, [&address](const std::string &found) { address = found; });
-    while (!address && !host_.stopped())
-      loop_.runOnce(-1);
-    return host_.stopped() || !address->empty();
-  }
-
   bool serve() {
     WebServer &server = page_.emplace(loop_, host_, commands_).server();
     host_.onMessage = [this](bool received) { page_->message(received); };
@@ -95,6 +82,19 @@ private:
 
   std::string runLine(std::string_view line) {
     return page_ ? page_->run(line) : commands_.run(line);
+  }
+
+  // Whether the name of the partner is known. A name server may be silent for long; meanwhile the
+  // program can be ended.
+  bool isThere() {
+    if (partner_.listens || partner_.isSerial() || !statedAddress(partner_.host).empty())
+      return true;
+    std::optional<std::string> address;
+    const auto ticket = loop_.names().lookUp(
+        partner_.host, [&address](const std::string &found) { address = found; });
+    while (!address && !host_.stopped())
+      loop_.runOnce(-1);
+    return host_.stopped() || !address->empty();
   }
 
   int runScript(std::string_view source) {

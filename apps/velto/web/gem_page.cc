@@ -1,7 +1,6 @@
 #include "apps/velto/web/gem_page.h"
 
 #include "apps/velto/console/gem_console.h"
-#include "base/bytes.h"
 #include "base/date_time.h"
 #include "base/text.h"
 #include "gem/capabilities/capabilities.h"
@@ -20,13 +19,6 @@ constexpr size_t kSmlBehindCut = 64; // bytes at least that a cut SML has of its
 uint64_t steadyMicros() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
   return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
-}
-
-std::string hexDump(ByteView bytes) {
-  std::string text;
-  for (size_t i = 0; i < bytes.size() && text.size() < WebFeed::kMostText; ++i)
-    text += formatText(i == 0 ? "%02x" : i % 16 == 0 ? "\n%02x" : " %02x", bytes[i]);
-  return text;
 }
 
 template <typename States> WebStates statesOf(const char *name, size_t present) {
@@ -57,6 +49,13 @@ WebStates linkStates(const CHPhysicalConnection &link) {
 }
 
 } // namespace
+
+std::string hexDump(ByteView bytes) {
+  std::string text;
+  for (size_t i = 0; i < bytes.size() && text.size() < WebFeed::kMostText; ++i)
+    text += formatText(i == 0 ? "%02x" : i % 16 == 0 ? "\n%02x" : " %02x", bytes[i]);
+  return text;
+}
 
 std::string webCell(std::string_view text) { return std::string(text.substr(0, kLongestCell)); }
 
@@ -91,21 +90,22 @@ void GemPage::event(std::string_view name, const std::string &text) {
         {0, CJTime(clock_.localTime()).TimeText(0), isProblem ? "problem" : "event", text, {}, {}});
 }
 
-void GemPage::addStates(WebSnapshot &snapshot) {
-  CHGem *gem = control_.engine().gem();
-  snapshot.states.push_back(linkStates(control_.engine().physical()));
+void addGemStates(WebSnapshot &snapshot, CVeltoGemCtrl &control, const std::string &prefix) {
+  const auto add = [&snapshot, &prefix](WebStates states) {
+    states.name.insert(0, prefix);
+    snapshot.states.push_back(std::move(states));
+  };
+  CHGem *gem = control.engine().gem();
+  add(linkStates(control.engine().physical()));
   if (gem == nullptr)
     return;
-  snapshot.states.push_back(
-      statesOf<CommunicationState>("Communication", gem->communication().State()));
-  if (control_.Host())
+  add(statesOf<CommunicationState>("Communication", gem->communication().State()));
+  if (control.Host())
     return;
-  snapshot.states.push_back(statesOf<ControlState>("Control", gem->control().GetState()));
-  snapshot.states.push_back(statesOf<ProcessingState>("Processing", gem->processing().State()));
+  add(statesOf<ControlState>("Control", gem->control().GetState()));
+  add(statesOf<ProcessingState>("Processing", gem->processing().State()));
   CHGemSpool &spool = gem->capabilities().spool();
-  snapshot.states.push_back(
-      {"Spool", {"Inactive", "Active", "Full", "Transmitting"}, spoolState(spool.state())});
-  snapshot.gauges.push_back({"Messages spooled", spool.count(), true});
+  add({"Spool", {"Inactive", "Active", "Full", "Transmitting"}, spoolState(spool.state())});
 }
 
 void GemPage::addCounters(WebSnapshot &snapshot) const {
@@ -126,9 +126,11 @@ void GemPage::addTo(WebSnapshot &snapshot) {
   const CHPhysicalConnection &link = control_.engine().physical();
   const int32_t port = link.LocalPort();
   snapshot.place = port > 0 ? "port " + std::to_string(port) : link.link().protocolName();
-  addStates(snapshot);
+  addGemStates(snapshot, control_);
   addCounters(snapshot);
   const bool isHost = control_.Host();
+  if (CHGem *gem = control_.engine().gem(); gem != nullptr && !isHost)
+    snapshot.gauges.push_back({"Messages spooled", gem->capabilities().spool().count(), true});
   snapshot.replies = {times_.own(), times_.partner()};
   snapshot.replies[0].name = isHost ? "host" : "equipment";
   snapshot.replies[1].name = isHost ? "equipment" : "host";

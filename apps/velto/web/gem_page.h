@@ -2,6 +2,7 @@
 
 #include "apps/velto/web/reply_times.h"
 #include "apps/velto/web/web_feed.h"
+#include "base/bytes.h"
 #include "controls/gem_ctrl.h"
 
 #include <string_view>
@@ -27,7 +28,6 @@ public:
 
 private:
   void message(bool received);
-  void addStates(WebSnapshot &snapshot);
   void addCounters(WebSnapshot &snapshot) const;
 
   const Clock &clock_;
@@ -38,6 +38,12 @@ private:
   uint64_t events_ = 0;
   uint64_t alarms_ = 0;
 };
+
+/// Adds the states of a Gem control, `prefix` in front of their names.
+void addGemStates(WebSnapshot &snapshot, CVeltoGemCtrl &control, const std::string &prefix = "");
+
+/// Bytes as hexadecimal text in lines of 16, as many as an entry of the feed takes.
+std::string hexDump(ByteView bytes);
 
 /// A text as a cell of a table shows it, cut where it is very long.
 std::string webCell(std::string_view text);

@@ -8,16 +8,15 @@ namespace {
 
 constexpr size_t kMostOpen = 10'000; // beyond that a partner never answers
 
+} // namespace
+
 void addTime(WebHistogram &histogram, double seconds) {
   const auto place = std::ranges::lower_bound(histogram.bounds, seconds);
   ++histogram.counts[static_cast<size_t>(place - histogram.bounds.begin())];
   histogram.sum += seconds;
 }
 
-} // namespace
-
-// Up to 45 s, the default of T3 (SEMI E5, E37).
-WebHistogram ReplyTimes::histogram() {
+WebHistogram replyHistogram() {
   WebHistogram histogram;
   histogram.bounds = {0.0001, 0.00025, 0.0005, 0.001, 0.0025, 0.005, 0.01, 0.025, 0.05,
                       0.1,    0.25,    0.5,    1,     2.5,    5,     10,   45};

@@ -9,6 +9,10 @@
 
 namespace velto {
 
+/// An empty histogram for reply times, up to 45 s, the default of T3 (SEMI E4, E37).
+WebHistogram replyHistogram();
+void addTime(WebHistogram &histogram, double seconds);
+
 /// How long the replies to primaries take, of either side of a link.
 class ReplyTimes {
 public:
@@ -23,11 +27,9 @@ public:
   const WebHistogram &partner() const { return partner_; }
 
 private:
-  static WebHistogram histogram();
-
   std::map<std::pair<bool, uint32_t>, uint64_t> open_; ///< by direction and system bytes
-  WebHistogram own_ = histogram();
-  WebHistogram partner_ = histogram();
+  WebHistogram own_ = replyHistogram();
+  WebHistogram partner_ = replyHistogram();
 };
 
 } // namespace velto

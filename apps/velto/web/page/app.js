@@ -71,7 +71,9 @@ function overview() {
   }
   if (state.forms.length > 0)
     grid.append(make('section', {class: 'card forms'}, make('h2', {}, 'Operate'), ...state.forms.map(form)));
-  return [feed.problemCard, grid, make('div', {class: 'grid charts'}, ...charts.elements)];
+  if (state.activity.length > 0)
+    grid.append(...charts.elements);
+  return [feed.problemCard, grid];
 }
 
 function counterView() {
@@ -153,7 +155,8 @@ function listen() {
 function tick() {
   if (state === null || document.hidden)
     return;
-  charts.tick(state);
+  if (state.activity.length > 0)
+    charts.tick(state);
   for (const table of tables)
     table.tick();
 }

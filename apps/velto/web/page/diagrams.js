@@ -49,7 +49,7 @@ const kLayouts = {
 };
 
 function layoutOf(model) {
-  const layout = kLayouts[model.name];
+  const layout = kLayouts[model.name.split(': ').pop()]; // "eq: Control" where there are several
   if (layout && model.states.every((state) => layout.states[state]))
     return layout;
   const places = model.states.map((state, i) => [state, [i % 3, Math.floor(i / 3)]]);

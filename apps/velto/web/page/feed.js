@@ -88,8 +88,12 @@ export class Feed {
       this.redraw();
   }
 
-  /** The program was started again: its entries count from 1. */
+  /** All that the program has kept comes again. */
   restart() {
     this.last = 0;
+    this.entries = [];
+    this.problems.replaceChildren();
+    if (!this.paused)
+      this.list.replaceChildren();
   }
 }
