@@ -4,6 +4,7 @@
 #include "apps/velto/describe/describe_command.h"
 #include "apps/velto/equipment/equipment_command.h"
 #include "apps/velto/fleet/fleet_command.h"
+#include "apps/velto/gateway/gateway_command.h"
 #include "apps/velto/host/host_command.h"
 #include "apps/velto/model/model_command.h"
 #include "apps/velto/setup/setup_command.h"
@@ -32,6 +33,7 @@ constexpr Command kCommands[] = {
     {"container", "host controls and run commands from files or the keyboard", runContainerCommand},
     {"equipment", "a GEM equipment that answers a host and plays scripts", runEquipmentCommand},
     {"fleet", "many GEM equipments of one model in one process", runFleetCommand},
+    {"gateway", "from many tools to the plant's message bus", runGatewayCommand},
     {"host", "a GEM host at the keyboard or from a script", runHostCommand},
     {"setup", "edit an equipment's settings and model in its setup sheet", runSetupCommand},
     {"sml", "SML to hexadecimal and back, normalised SML, verification", runSmlCommand},
