@@ -181,6 +181,12 @@ bool equalsIgnoreCase(std::string_view a, std::string_view b) {
                     [](char x, char y) { return toLower(x) == toLower(y); });
 }
 
+bool lessIgnoreCase(std::string_view a, std::string_view b) {
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+    return static_cast<uint8_t>(toLower(x)) < static_cast<uint8_t>(toLower(y));
+  });
+}
+
 std::string_view trim(std::string_view text) {
   text = skipBlanks(text);
   return text.substr(0, text.find_last_not_of(kBlanks) + 1);

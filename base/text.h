@@ -41,6 +41,8 @@ double parseReal(std::string_view text);
 
 /// Compares ASCII text without regard to letter case.
 bool equalsIgnoreCase(std::string_view a, std::string_view b);
+/// The same for an order.
+bool lessIgnoreCase(std::string_view a, std::string_view b);
 /// `text` without blanks, tabs and line ends on both sides.
 std::string_view trim(std::string_view text);
 

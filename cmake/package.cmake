@@ -9,7 +9,9 @@ install(TARGETS velto_all ${layers} EXPORT velto-targets
 install(TARGETS velto_module EXPORT velto-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES module/velto.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS velto RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TARGET velto)
+  install(TARGETS velto RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 install(DIRECTORY ${VELTO_INCLUDE}/velto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/velto)
 install(DIRECTORY python/examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/velto/examples/python)

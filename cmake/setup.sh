@@ -1,15 +1,22 @@
 # Sourced by run and test, which set $root: installs what a build needs on Debian, configures it.
 # Messages go to standard error.
 
+# has_header NAME: true if the compiler finds it where systems keep such.
+has_header() {
+  [ -e "/usr/include/$1" ] || [ -e "/usr/local/include/$1" ]
+}
+
 # found PACKAGE: true if what the package brings is there, wherever it comes from.
 found() {
   case $1 in
   libclang-rt-dev) # What clang's sanitizers and libFuzzer link.
     ls "$(clang++ -print-resource-dir)"/lib/linux/libclang_rt.fuzzer*.a
     ;;
+  libcli11-dev) has_header CLI/CLI.hpp ;;
+  libncurses-dev) has_header ncurses.h ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
-    [ -e "/usr/include/$name/$name.h" ] || [ -e "/usr/local/include/$name/$name.h" ]
+    has_header "$name/$name.h"
     ;;
   python3-cffi) /usr/bin/python3 -c "import cffi" ;;
   python3-venv) /usr/bin/python3 -c "import ensurepip" ;;

@@ -14,8 +14,8 @@ namespace velto {
 namespace {
 
 constexpr uint32_t kFirstReport = 900'001;
-constexpr uint32_t kRetry = 10'000;     // ms; an equipment that is off-line aborts everything
-constexpr size_t kMostWaiting = 10'000; // events that wait for names
+constexpr uint32_t kRetryAfter = 10'000; // ms; an equipment that is off-line aborts everything
+constexpr size_t kMostWaiting = 10'000;  // events that wait for names
 
 std::string idItems(const std::vector<uint32_t> &numbers) {
   std::string items;
@@ -181,7 +181,7 @@ void GemSubscriptions::answered(const Work &work, const GemReply &reply) {
              (reply.outcome == GemOutcome::Aborted && !asksNames(work))) {
     work_.clear();
     again_ = true;
-    timer_.start(kRetry);
+    timer_.start(kRetryAfter);
     tellWaiting();
     return;
   } else if (reply && work.step == Step::Delete) {

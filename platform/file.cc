@@ -168,6 +168,13 @@ std::optional<std::vector<std::string>> FileSystem::list(const std::string &fold
   return error ? std::nullopt : std::optional(std::move(names));
 }
 
+std::optional<int64_t> FileSystem::changedAt(const std::string &folder) {
+  struct stat info {};
+  if (::stat(folder.c_str(), &info) != 0)
+    return std::nullopt;
+  return int64_t{info.st_mtim.tv_sec} * 1'000'000'000 + info.st_mtim.tv_nsec;
+}
+
 bool FileSystem::makeFolder(const std::string &path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);

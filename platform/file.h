@@ -33,6 +33,9 @@ public:
   virtual bool link(const std::string &path, const std::string &name);
   /// The names of the regular files in a folder, without its path, in no order.
   virtual std::optional<std::vector<std::string>> list(const std::string &folder);
+  /// When names in a folder changed last, in ns of the file system's clock, which may stand still
+  /// for some ms.
+  virtual std::optional<int64_t> changedAt(const std::string &folder);
   /// Makes a folder, and those above it that are missing; one that is there will do.
   virtual bool makeFolder(const std::string &path);
   /// Flushes the directory entry of a file, so that a rename survives a power loss.

@@ -20,13 +20,6 @@ namespace velto {
 
 namespace {
 
-/// One word of the program's command line, such as `velto sml`.
-struct Command {
-  std::string_view name;
-  std::string_view summary; ///< one line for the list of commands
-  int (*run)(const CommandArguments &arguments);
-};
-
 /// All commands, in the order of the help text.
 constexpr Command kCommands[] = {
     {"demo", "two HSMS ends talk to each other over the loopback", runDemoCommand},
@@ -41,15 +34,6 @@ constexpr Command kCommands[] = {
     {"describe", "the members of the controls, the table of messages", runDescribeCommand},
 };
 
-int usage(std::ostream &out, int status) {
-  out << "usage: velto COMMAND [ARGUMENTS]\n\n";
-  for (const Command &command : kCommands)
-    out << "  " << command.name << std::string(12 - command.name.size(), ' ') << command.summary
-        << '\n';
-  out << "\nvelto COMMAND --help tells more about a command.\n";
-  return status;
-}
-
 // Opens /dev/null as standard input, output or error where the caller has closed it. Otherwise the
 // next file or socket would get its number, and whatever is printed would end up there.
 void openStandardStreams() {
@@ -59,14 +43,6 @@ void openStandardStreams() {
   close(fd);
 }
 
-int run(std::string_view name, const CommandArguments &arguments) {
-  for (const Command &command : kCommands)
-    if (command.name == name)
-      return command.run(arguments);
-  std::cerr << "velto: there is no command \"" << name << "\"\n\n";
-  return usage(std::cerr, kExitUsage);
-}
-
 int runProgram(const std::vector<std::string> &arguments) {
   openStandardStreams();
   // What is written to a file or to another program stays as it is, so that it can be read back.
@@ -74,13 +50,7 @@ int runProgram(const std::vector<std::string> &arguments) {
   if (isatty(STDOUT_FILENO) != 0)
     out.emplace(std::cout);
   const VisibleOutput err(std::cerr);
-  if (arguments.empty())
-    return usage(std::cerr, kExitUsage);
-  const std::string &name = arguments.front();
-
-  if (name == "--help" || name == "-h" || name == "help")
-    return usage(std::cout, kExitDone);
-  const int status = run(name, {arguments.begin() + 1, arguments.end()});
+  const int status = runCommand("velto", kCommands, arguments, "velto " VELTO_VERSION);
   if (!std::cout.flush()) {
     std::cerr << "velto: standard output cannot be written\n";
     return kExitFailed;

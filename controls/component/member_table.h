@@ -63,6 +63,10 @@ struct Member {
 /// All members of a control class. Every way of reaching a member (late binding, the property bag,
 /// the reference, the container) reads this one table.
 struct MemberTable {
+  MemberTable() = default;
+  MemberTable(const char *control, const char *name, const char *sentence)
+      : controlName(control), className(name), help(sentence) {}
+
   std::string controlName; ///< "VeltoHsms"
   std::string className;   ///< "CVeltoHsmsCtrl"
   std::string help;
@@ -74,6 +78,15 @@ struct MemberTable {
   const Member *find(std::string_view name, Member::Kind kind) const;
   /// By id; events have ids of their own, `kind` tells which.
   const Member *find(int id, Member::Kind kind) const;
+
+  /// Once the members are complete: finding one takes no walk through all of them.
+  void index();
+
+private:
+  std::span<const uint16_t> named(std::string_view name) const;
+
+  std::vector<uint16_t> byName_; ///< places in `members`, in the order of the names
+  std::vector<uint16_t> byId_;
 };
 
 /// The enumerations that members and arguments of the tables have, each once.
@@ -150,7 +163,7 @@ template <typename C, typename Self> class MembersOf {
 
 public:
   MembersOf(const char *controlName, const char *className, const char *help)
-      : table_{controlName, className, help, {}} {}
+      : table_(controlName, className, help) {}
 
   /// A property to read and write; with `persisted`, kept in the property bag.
   template <auto Get, auto Set>
@@ -232,6 +245,7 @@ public:
   MemberTable build() {
     for (Member &member : C::stockMembers())
       table_.members.push_back(std::move(member));
+    table_.index();
     return std::move(table_);
   }
 

@@ -51,13 +51,18 @@ void CHGemProcessPrograms::addSettings(SettingList &settings) {
   settings.rareInteger("MaxRecipes", most_, kMostPrograms);
 }
 
-CHGemRecipeStore CHGemProcessPrograms::recipeStore() const {
-  return {host().files(), folder_.empty() ? host().dataFile() + ".recipes" : folder_};
+CHGemRecipeStore &CHGemProcessPrograms::recipeStore() const {
+  const std::string folder = folder_.empty() ? host().dataFile() + ".recipes" : folder_;
+  if (!store_ || store_->folder() != folder)
+    store_.emplace(host().files(), folder);
+  return *store_;
 }
 
+// What the folder really holds is looked for before one is refused.
 bool CHGemProcessPrograms::hasRoom(std::string_view ppid) const {
-  const CHGemRecipeStore recipes = recipeStore();
-  return recipes.holds(ppid) || std::cmp_less(recipes.names().size(), most_);
+  CHGemRecipeStore &recipes = recipeStore();
+  return recipes.holds(ppid) || std::cmp_less(recipes.count(), most_) ||
+         std::cmp_less(recipes.names().size(), most_);
 }
 
 // Here ------------------------------------------------------------------------------------------
@@ -84,7 +89,7 @@ bool CHGemProcessPrograms::setBody(const std::string &ppid, const std::string &s
 }
 
 bool CHGemProcessPrograms::remove(const std::set<std::string> &programs) {
-  const CHGemRecipeStore recipes = recipeStore();
+  CHGemRecipeStore &recipes = recipeStore();
   bool done = true;
   for (const std::string &ppid : programs) {
     if (recipes.remove(ppid))
@@ -104,7 +109,7 @@ bool CHGemProcessPrograms::Select(const std::string &ppid) {
 }
 
 bool CHGemProcessPrograms::keep(const std::string &ppid, const CHSecsItem &body) {
-  const CHGemRecipeStore recipes = recipeStore();
+  CHGemRecipeStore &recipes = recipeStore();
   const bool known = recipes.holds(ppid);
   if (recipes.put(ppid, body)) {
     noteChange(known ? Edited : Created, ppid);

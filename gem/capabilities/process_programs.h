@@ -117,7 +117,7 @@ private:
     uint64_t length;
   };
 
-  CHGemRecipeStore recipeStore() const;
+  CHGemRecipeStore &recipeStore() const;
   bool hasRoom(std::string_view ppid) const;
 
   uint8_t inquire(const CHSecsItem &request);
@@ -159,6 +159,7 @@ private:
   void setName(uint8_t role, const std::string &ppid);
 
   std::string folder_;
+  mutable std::optional<CHGemRecipeStore> store_;
   int32_t most_ = 0; // process programs that are kept
   uint8_t answer_ = Accepted;
   std::string faults_;

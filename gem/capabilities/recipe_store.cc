@@ -100,7 +100,7 @@ std::optional<CHSecsItem> CHGemRecipeStore::find(std::string_view ppid) const {
   return whole ? std::optional(std::move(body)) : std::nullopt;
 }
 
-bool CHGemRecipeStore::put(std::string_view ppid, const CHSecsItem &body) const {
+bool CHGemRecipeStore::put(std::string_view ppid, const CHSecsItem &body) {
   const size_t size = EncodedItemSize(body).value_or(0);
   errno = 0;
   if (!isName(ppid) || size == 0 || size > CHSecsMessage::kMaxEncodedSize || !ReadsBackAsItIs(body))
@@ -110,11 +110,45 @@ bool CHGemRecipeStore::put(std::string_view ppid, const CHSecsItem &body) const 
   ArchiveWriter archive;
   archive.object(kRecipe);
   archive.fields(ppid, std::string_view(encoded));
-  return files_.makeFolder(folder_) && files_.replace(pathOf(ppid), archive.bytes());
+  const bool wasCounted = isCounted();
+  const bool isNew = !holds(ppid);
+  const bool done = files_.makeFolder(folder_) && files_.replace(pathOf(ppid), archive.bytes());
+  const int error = errno;
+  recount(done && wasCounted, isNew ? 1 : 0);
+  errno = error;
+  return done;
 }
 
-bool CHGemRecipeStore::remove(std::string_view ppid) const {
-  return isName(ppid) && files_.remove(pathOf(ppid));
+bool CHGemRecipeStore::remove(std::string_view ppid) {
+  const bool wasCounted = isCounted();
+  const bool done = isName(ppid) && files_.remove(pathOf(ppid));
+  recount(wasCounted, done ? -1 : 0);
+  return done;
+}
+
+size_t CHGemRecipeStore::count() {
+  if (!isCounted()) {
+    const auto changedAt = files_.changedAt(folder_); // before: what comes meanwhile counts anew
+    const size_t programs = names().size();
+    if (!changedAt)
+      return programs;
+    count_ = {*changedAt, programs};
+  }
+  return count_->programs;
+}
+
+bool CHGemRecipeStore::isCounted() const {
+  return count_ && files_.changedAt(folder_) == count_->changedAt;
+}
+
+// Behind a change of its own. What another hand does in the same moment of the file system's clock
+// is seen with the next change of another hand.
+void CHGemRecipeStore::recount(bool wasCounted, int difference) {
+  const auto changedAt = wasCounted ? files_.changedAt(folder_) : std::nullopt;
+  if (changedAt)
+    count_ = {*changedAt, count_->programs + static_cast<size_t>(difference)};
+  else
+    count_.reset();
 }
 
 void CHGemRecipeStore::flush() const { files_.syncDirectory(folder_ + '/'); }

@@ -24,6 +24,8 @@ public:
   CHGemRecipeStore(FileSystem &files, std::string folder)
       : files_(files), folder_(std::move(folder)) {}
 
+  const std::string &folder() const { return folder_; }
+
   /// Whether a process program can be kept under that PPID.
   static bool isName(std::string_view ppid) { return !ppid.empty() && ppid.size() <= kLongestName; }
 
@@ -32,17 +34,28 @@ public:
   bool holds(std::string_view ppid) const;
   /// Nothing when there is none, and when its file is damaged.
   std::optional<CHSecsItem> find(std::string_view ppid) const;
+  /// How many there are. The folder is listed again only when another hand has changed it.
+  size_t count();
   /// Keeps a body, in place of the one before. False, with errno, when it cannot be written.
-  bool put(std::string_view ppid, const CHSecsItem &body) const;
-  bool remove(std::string_view ppid) const;
+  bool put(std::string_view ppid, const CHSecsItem &body);
+  bool remove(std::string_view ppid);
   /// Has what was removed stay so behind a power loss.
   void flush() const;
 
 private:
+  /// How many there were when the folder changed last.
+  struct Count {
+    int64_t changedAt = 0;
+    size_t programs = 0;
+  };
+
   std::string pathOf(std::string_view ppid) const;
+  bool isCounted() const;
+  void recount(bool wasCounted, int difference);
 
   FileSystem &files_;
   std::string folder_;
+  std::optional<Count> count_;
 };
 
 } // namespace velto

@@ -61,6 +61,8 @@ void CHGemSpool::attach() {
   if (file_.isActive()) {
     setVariable(RoleSpoolStartTime, file_.startTime());
     setVariable(RoleSpoolFullTime, file_.fullTime());
+  } else if (!whole) {
+    setVariable(RoleSpoolCountTotal, "0"); // nobody knows
   }
   tell();
   if (!whole)
@@ -226,14 +228,21 @@ void CHGemSpool::reportUnwritable() {
 // Messages that are not answered yet -------------------------------------------------------------
 
 void CHGemSpool::OnSent(const CHSecsHeader &header, ByteView body) {
-  if (choice_.holds(header) && !owner().isHost() && awaitsReply(header) && !isOutstanding(header))
+  if (isOutstanding(header))
+    outstanding_->header = header;
+  else if (choice_.holds(header) && !owner().isHost() && awaitsReply(header))
     unanswered_.add(header, body, mostMessages(), room());
 }
 
-// One that was spooled meanwhile has arrived nevertheless, unless it has just been sent again.
+// One that was spooled meanwhile has arrived nevertheless, unless it has just been sent again. An
+// abort acknowledges nothing: what is in the spool stays there, until the host asks again.
 void CHGemSpool::OnAnswered(const CHSecsMessage &answer) {
   const auto sent = unanswered_.takeAnswered(answer);
-  if (!sent || !sent->spooledAs || (outstanding_ && outstanding_->number == *sent->spooledAs))
+  const bool aborts = answer.header.function() == 0;
+  if (aborts && outstanding_ && isReply(answer.header, outstanding_->header))
+    interrupt();
+  if (aborts || !sent || !sent->spooledAs ||
+      (outstanding_ && outstanding_->number == *sent->spooledAs))
     return;
   if (file_.remove(*sent->spooledAs))
     tell();

@@ -66,6 +66,38 @@ std::string_view frontRecord(std::string_view bytes) {
   return size > bytes.size() ? std::string_view() : bytes.substr(0, size);
 }
 
+bool checks(std::string_view record) {
+  return !record.empty() && numberAt(record, 0) == crcOf(record.substr(kNumber));
+}
+
+// Whether its fields are those of its kind, which hardly anything else can be taken for.
+bool hasItsFields(std::string_view record) {
+  if (record.empty())
+    return false;
+  ArchiveReader fields(record.substr(kRecordHead));
+  uint8_t kind = 0;
+  uint32_t number = 0;
+  std::string text;
+  fields.fields(kind, number);
+  if (kind == SpoolBegan || kind == SpoolMessage)
+    fields.field(text);
+  if (kind == SpoolBegan)
+    fields.field(text);
+  return kind >= SpoolBegan && kind <= SpoolAnswered && fields.finished();
+}
+
+// Bytes up to the next record that checks, where the front does not: those of the record in front,
+// as its head has them, when they lead to one. What else may look like a record is in a message.
+size_t damagedSize(std::string_view bytes) {
+  const size_t size = frontRecord(bytes).size();
+  if (size != 0 && (size == bytes.size() || checks(frontRecord(bytes.substr(size)))))
+    return size;
+  for (size_t at = 1; at < bytes.size(); ++at)
+    if (const auto record = frontRecord(bytes.substr(at)); hasItsFields(record) && checks(record))
+      return at;
+  return bytes.size();
+}
+
 std::string_view textOf(ByteView bytes) {
   return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
 }
@@ -97,27 +129,29 @@ bool CHGemSpoolFile::attach() {
     return true;
   if (active_)
     rewrite();
+  else if (bytes && keepDamagedFile(files, path_)) {
+    files.remove(path_);
+    damaged_ = false;
+    size_ = 0;
+  }
   return false;
 }
 
 void CHGemSpoolFile::detach() { *this = CHGemSpoolFile(*host_); }
 
-// What lies behind a record that does not check is taken all the same where it does.
+// What lies behind a damaged part is taken all the same.
 bool CHGemSpoolFile::read(std::string_view bytes) {
   bool whole = true;
   while (!bytes.empty()) {
     const std::string_view record = frontRecord(bytes);
-    if (record.empty())
-      return false;
-    whole = take(record) && whole;
-    bytes.remove_prefix(record.size());
+    const bool good = checks(record);
+    whole = good && take(record) && whole;
+    bytes.remove_prefix(good ? record.size() : damagedSize(bytes));
   }
   return whole;
 }
 
 bool CHGemSpoolFile::take(std::string_view record) {
-  if (numberAt(record, 0) != crcOf(record.substr(kNumber)))
-    return false;
   ArchiveReader fields(record.substr(kRecordHead));
   uint8_t kind = 0;
   uint32_t number = 0;

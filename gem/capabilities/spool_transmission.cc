@@ -41,7 +41,8 @@ void CHGemSpool::OnReceived() {
     transmit();
 }
 
-// Whatever answers a message, it has arrived. It may have made room for another one meanwhile.
+// Whatever answers a message, it has arrived; an abort has ended the transmission before. It may
+// have made room for another one meanwhile.
 bool CHGemSpool::acknowledgeAnswered() {
   if (!outstanding_ || !outstanding_->isOut || !isCommunicating() ||
       (awaitsReply(outstanding_->header) &&

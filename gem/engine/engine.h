@@ -36,10 +36,7 @@ public:
 
   /// Settings or data were changed that the next tick may depend on. (Its own calls need no such
   /// word.)
-  void changed() {
-    physical_.settingsChanged();
-    ticker_.arm();
-  }
+  void changed() { physical_.settingsChanged(); }
 
   /// Log settings; section "Log".
   bool logEnabled = false;

@@ -319,15 +319,20 @@ constexpr Section kSections[] = {
 /// Reads a text line by line.
 class ModelReader {
 public:
-  /// Returns what is wrong with the line, an empty text when nothing is.
-  std::string read(std::string_view line) {
-    line = trim(line);
-    if (line.empty() || line[0] == '#')
-      return "";
-    if (line[0] == '[')
-      return enter(line);
-    return section_ == nullptr ? "a section such as [variables] must come first"
-                               : section_->read(line, data_, numbers_[section_]);
+  /// Returns what is wrong with the line of that number, an empty text when nothing is.
+  std::string read(std::string_view line, int number) {
+    std::string reason = readLine(line);
+    commandLines_.resize(data_.commands.size(), number);
+    return reason;
+  }
+
+  /// The first command whose event stands nowhere in the text; sections come in any order.
+  std::optional<ModelTextError> commandWithoutEvent() {
+    data_.events.Sort();
+    for (size_t i = 0; i < data_.commands.size(); ++i)
+      if (const uint32_t ceid = data_.commands[i].event; ceid != 0 && !data_.events.find(ceid))
+        return ModelTextError{commandLines_[i], "there is no event " + std::to_string(ceid)};
+    return std::nullopt;
   }
 
   GemData take() {
@@ -338,6 +343,16 @@ public:
   }
 
 private:
+  std::string readLine(std::string_view line) {
+    line = trim(line);
+    if (line.empty() || line[0] == '#')
+      return "";
+    if (line[0] == '[')
+      return enter(line);
+    return section_ == nullptr ? "a section such as [variables] must come first"
+                               : section_->read(line, data_, numbers_[section_]);
+  }
+
   std::string enter(std::string_view line) {
     const size_t end = std::min(line.find(']'), line.size());
     const std::string_view behind = trim(line.substr(std::min(end + 1, line.size())));
@@ -349,6 +364,7 @@ private:
   }
 
   GemData data_;
+  std::vector<int> commandLines_;
   std::map<const Section *, std::set<uint32_t>> numbers_;
   const Section *section_ = nullptr;
 };
@@ -372,11 +388,15 @@ std::optional<GemData> modelFromText(std::string_view text, ModelTextError &erro
   ModelReader reader;
   for (int line = 1; !text.empty(); ++line) {
     const size_t end = std::min(text.find('\n'), text.size());
-    if (std::string reason = reader.read(text.substr(0, end)); !reason.empty()) {
+    if (std::string reason = reader.read(text.substr(0, end), line); !reason.empty()) {
       error = {line, std::move(reason)};
       return std::nullopt;
     }
     text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  if (const auto dangling = reader.commandWithoutEvent()) {
+    error = *dangling;
+    return std::nullopt;
   }
   return reader.take();
 }

@@ -217,10 +217,6 @@ TEST(ModelCommand, SaysWhatIsWrong) {
     EXPECT_EQ(result.status, row.status) << row.errors;
     EXPECT_EQ(result.errors, row.errors);
   }
-  for (const CommandArguments &wrong :
-       {CommandArguments{}, {"export"}, {"import", "a"}, {"import", "a", "b", "c"}, {"print", "a"}})
-    EXPECT_EQ(runModel(wrong).status, kExitUsage);
-  EXPECT_THAT(runModel({"--help"}).output, HasSubstr("usage: velto model export"));
 }
 
 } // namespace

@@ -188,6 +188,10 @@ TEST(Container, ShowsTheWindowOfEveryControl) {
 
 TEST(Program, PlaysItsStoredSession) { runConsole(stored("tools.console"), Statuses::Shown); }
 
+TEST(Program, TellsWhatIsWrongWithACommandLine) {
+  runConsole(stored("command_lines.console"), Statuses::Shown);
+}
+
 TEST(SmlCommand, PlaysItsStoredSession) { runConsole(stored("sml.console"), Statuses::Shown); }
 
 TEST(SetupCommand, PlaysItsStoredSession) { runConsole(stored("setup.console"), Statuses::Shown); }

@@ -110,6 +110,7 @@ TEST_F(ComponentTest, TableKeepsEventsApartFromOtherMembers) {
   shared.members.resize(2);
   shared.members[0].name = shared.members[1].name = "Sent";
   shared.members[0].kind = Kind::Event;
+  shared.index();
   EXPECT_EQ(shared.find("Sent")->kind, Kind::Property);
   EXPECT_EQ(shared.find("Sent", Kind::Event)->kind, Kind::Event);
 }

@@ -1,6 +1,11 @@
 // Process programs of an equipment.
 #include "controls/gem_capabilities.h"
 
+#include <chrono>
+#include <filesystem>
+
+using namespace std::chrono_literals;
+
 namespace velto {
 namespace {
 
@@ -239,6 +244,14 @@ TEST_P(GemCapabilitiesTest, TheFolderOfProcessProgramsIsBoundedAndTrustsNoFile) 
   EXPECT_EQ(control.ProcessProgramBody("C"), "") << "too many";
   control.SetProcessProgramBody("B", "<b 1>");
   EXPECT_EQ(control.ProcessProgramBody("B"), "<b 0x01>\r\n");
+  systemFiles().remove(file);
+  control.SetProcessProgramBody("C", "<b 1>");
+  EXPECT_EQ(control.ProcessProgramBody("C"), "<b 0x01>\r\n") << "another hand has made room";
+  EXPECT_TRUE(control.DeleteProcessProgram("B"));
+  systemFiles().write(place + "/D.pp", whole);
+  std::filesystem::last_write_time(place, std::filesystem::file_time_type::clock::now() + 1h);
+  control.SetProcessProgramBody("B", "<b 1>");
+  EXPECT_EQ(control.ProcessPrograms(), "C\nD") << "another hand has taken it";
 
   control.SetRecipeFolder("/dev/null/nowhere");
   equipment.take();

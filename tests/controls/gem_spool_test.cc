@@ -60,6 +60,16 @@ protected:
         ceids.push_back(ceid);
     return ceids;
   }
+  uint32_t lastSystemBytes() {
+    return host.model().slot(CHGem::kReceived).message.header.systemBytes;
+  }
+  void reply(const char *sml, uint32_t systemBytes) {
+    host.control->SetWorkSpace(CHGem::kWork);
+    host.control->SetSML(sml);
+    host.control->SetSystemBytes(static_cast<int32_t>(systemBytes));
+    EXPECT_TRUE(host.control->Send());
+    settle(2);
+  }
   std::string spoolFile() { return eq.DataFileName() + ".spool"; }
 
   CVeltoGemCtrl &eq = *equipment.control;
@@ -138,6 +148,21 @@ TEST_P(GemSpoolTest, TransmitsSoManyAtATimeAndSurvivesInterruptions) {
   host.answers = true;
   lose();
   comeBack();
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  EXPECT_EQ(events(), (Ceids{17, 7, 19, 18}));
+  // The partner aborts the transaction: it is not sent again before the host asks for it.
+  lose();
+  EXPECT_TRUE(eq.InvokeEvent(7));
+  comeBack();
+  host.answers = false;
+  EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
+  settle(2);
+  host.messages.clear();
+  reply("s6f0", lastSystemBytes());
+  EXPECT_EQ(events(), Ceids{});
+  EXPECT_EQ(eq.SpoolState(), kActive);
+  EXPECT_EQ(eq.SpoolCount(), 3);
+  host.answers = true;
   EXPECT_EQ(ask("s6f23w<u1 0>"), kDone);
   EXPECT_EQ(events(), (Ceids{17, 7, 19, 18}));
 }
@@ -283,18 +308,17 @@ TEST_P(GemSpoolTest, ALateReplyTakesItsMessageOut) {
   host.answers = false;
   EXPECT_TRUE(eq.InvokeEvent(7));
   settle(2);
+  const uint32_t aborted = lastSystemBytes();
   net.clock.advance(30'000);
   EXPECT_TRUE(eq.InvokeEvent(8));
   settle(2);
-  const auto systemBytes = host.model().slot(CHGem::kReceived).message.header.systemBytes;
+  const uint32_t systemBytes = lastSystemBytes();
   net.clock.advance(16'000);
   settle(2);
   EXPECT_EQ(eq.SpoolCount(), 3);
-  host.control->SetWorkSpace(CHGem::kWork);
-  host.control->SetSML("s6f12<b 0>");
-  host.control->SetSystemBytes(static_cast<int32_t>(systemBytes));
-  EXPECT_TRUE(host.control->Send());
-  settle(2);
+  reply("s6f0", aborted);
+  EXPECT_EQ(eq.SpoolCount(), 3) << "an abort is no acknowledge";
+  reply("s6f12<b 0>", systemBytes);
   EXPECT_EQ(eq.SpoolCount(), 2);
   EXPECT_EQ(valueOf(RoleSpoolCountActual), "2");
   lose();
@@ -399,20 +423,35 @@ TEST_P(GemSpoolTest, OutlivesTheProcess) {
     least = eq.SpoolCount();
   }
   EXPECT_EQ(least, 8);
-  for (size_t at = 0; at < whole.size(); at += 5) {
-    std::string damaged = whole;
-    damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
-    systemFiles().write(spoolFile(), damaged);
+  // What is damaged costs the messages that it hits, and is told once.
+  const auto isTold = [&] {
     eq.LoadData();
     settle(1);
-    EXPECT_EQ(systemFiles().read(spoolFile() + ".damaged").value_or(""),
-              eq.SpoolState() == kInactive ? "" : damaged)
-        << at;
+    return std::ranges::any_of(equipment.take(), [](const std::string &line) {
+      return line.find("could not be read") != std::string::npos;
+    });
+  };
+  const auto loadsDamaged = [&](const std::string &damaged) {
+    systemFiles().write(spoolFile(), damaged);
+    EXPECT_TRUE(isTold());
+    EXPECT_EQ(systemFiles().read(spoolFile() + ".damaged").value_or(""), damaged);
+    const int32_t count = eq.SpoolCount();
+    EXPECT_EQ(valueOf(RoleSpoolCountTotal) == "0", count == 0);
+    EXPECT_FALSE(isTold());
+    EXPECT_EQ(eq.SpoolCount(), count);
     systemFiles().remove(spoolFile() + ".damaged");
+    return count;
+  };
+  for (size_t at = 0; at + 8 < whole.size(); at += 7) {
+    SCOPED_TRACE(at);
+    std::string flipped = whole;
+    flipped[at] = static_cast<char>(flipped[at] ^ 0x55);
+    EXPECT_GE(loadsDamaged(flipped), 7);
+    for (const char junk : {'\0', '\1'})
+      EXPECT_GE(loadsDamaged(std::string(whole).replace(at, 8, 8, junk)), 6);
+    EXPECT_GE(loadsDamaged(std::string(whole).insert(at, 4096, '\0')), 7);
   }
-  systemFiles().write(spoolFile(), std::string(100, '\0'));
-  eq.LoadData();
-  settle(1);
+  EXPECT_EQ(loadsDamaged(std::string(100, '\0')), 0);
   EXPECT_EQ(eq.SpoolState(), kInactive);
   systemFiles().write(spoolFile(), whole);
   eq.LoadData();

@@ -158,6 +158,62 @@ TEST_F(SecsIMessageLink, TimersAndRetriesAreThoseOfTheLine) {
   EXPECT_EQ(link->counters().of(LinkProblem::SendFailed), 3U);
 }
 
+// A partner that hangs, or is none, keeps its connection: the host that comes back waits behind it.
+TEST_F(SecsIMessageLink, APartnerThatIsSilentGivesWayToOneThatWaits) {
+  constexpr int kSpeaks = 1;    // once, when it has come
+  constexpr int kIsSent = 2;    // a message, of which it hears nothing
+  constexpr int kRefuses = 4;   // that message, by NAK
+  constexpr int kComesLate = 8; // the newcomer, when the time is over
+  const Lines changed{"disconnected", "problem System 10060 ", "state 20", "connected", "state 02"};
+  struct Case {
+    int32_t interval;
+    int what;
+    bool getsIn;
+  };
+  for (const Case &c :
+       {Case{5000, 0, true}, Case{5000, kComesLate, true}, Case{5000, kSpeaks, false},
+        Case{5000, kSpeaks | kIsSent, true}, Case{5000, kSpeaks | kIsSent | kComesLate, true},
+        Case{5000, kSpeaks | kIsSent | kRefuses, false}, Case{0, 0, false},
+        Case{0, kSpeaks | kIsSent, false}}) {
+    SCOPED_TRACE(testing::Message() << c.interval << ' ' << c.what);
+    settings->secsI = {"", 0, 9600, 100, 300, 500, 1, SecsILine::MasterByRole};
+    settings->linktestInterval = c.interval;
+    link->settingsChanged();
+    if ((c.what & kSpeaks) != 0)
+      giveBlock("00058105800100000009");
+    std::unique_ptr<RawClient> next;
+    const auto comes = [&] { next = std::make_unique<RawClient>(link->LocalPort()); };
+    if ((c.what & kComesLate) == 0)
+      comes();
+    pass(4999);
+    if ((c.what & kIsSent) != 0) {
+      EXPECT_TRUE(send(kS1F1));
+      for (int attempt = 0; attempt < 2; ++attempt, pass(300)) {
+        if ((c.what & kRefuses) != 0)
+          far->send("0415");
+        net.settle();
+      }
+    }
+    pass(1);
+    if (next == nullptr)
+      comes();
+    pass(1);
+    pass(1);
+    EXPECT_EQ(far->ended(), c.getsIn);
+    Lines heard = owner.take();
+    std::erase_if(heard, [&changed](const std::string &line) {
+      return std::ranges::find(changed, line) == changed.end();
+    });
+    EXPECT_EQ(heard, c.getsIn ? changed : Lines{});
+    link->Close();
+    pass(1);
+    ASSERT_TRUE(link->StartOpen({}));
+    far = std::make_unique<RawClient>(link->LocalPort());
+    net.settle();
+    owner.take();
+  }
+}
+
 TEST(SecsIMessageLinkOnAPort, TellsOfAPortThatCannotBeOpenedAndOfOneThatIsGone) {
   Network net;
   RecordingOwner owner;

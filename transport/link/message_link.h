@@ -122,7 +122,7 @@ class MessageLink {
 public:
   virtual ~MessageLink() = default;
 
-  /// The settings in force; settingsChanged() after changes of them.
+  /// The settings in force; settingsChanged() after changes of them, which also arms the ticks.
   virtual LinkSettings &settings() = 0;
   virtual void settingsChanged() = 0;
 

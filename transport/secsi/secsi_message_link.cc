@@ -168,6 +168,8 @@ void CHSecsIMessageLink::applySettings() {
     port_->SetSettings(settings);
   else if (socket_)
     socket_->SetSettings(settings);
+  if (socket_)
+    socket_->SetGivesWayAfter(milliseconds(settings_->linktestInterval));
 }
 
 void CHSecsIMessageLink::Close() {

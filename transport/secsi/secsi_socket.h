@@ -23,6 +23,10 @@ public:
   /// true.
   void SetOneOnOne(bool oneOnOne);
   bool OneOnOne() const { return oneOnOne_; }
+  /// A listener's only peer ends for one that waits, as if its connection had timed out, when it
+  /// has sent no character for that long since it came, or has met all attempts to send it a
+  /// message with silence. In ms; 0, the default: it stays.
+  void SetGivesWayAfter(uint32_t silence);
 
   /// Queues a message, header and data; of a listener, for the addressed peer (NoPeer is
   /// reported without one). False when there is no connection, and as BlockTransfer says.
@@ -42,7 +46,8 @@ public:
 protected:
   std::shared_ptr<CHHsmsConnection> CreatePeer() override;
   bool holdsUnit() const override { return false; } // all of it is handled as it arrives
-  bool acceptsPeer() const override { return !oneOnOne_ || PeerCount() == 0; }
+  bool acceptsPeer() const override;
+  void makeRoom() override;
   void onArrived() override;
   void onConnectionChanged(bool connected) override;
 
@@ -59,9 +64,18 @@ private:
   void OnBlock(TraceDirection direction, bool duplicate) override;
   void OnQueuesChanged() override;
 
+  CHSecsISocket &lineAt(size_t index) const { return static_cast<CHSecsISocket &>(PeerAt(index)); }
+  std::optional<uint32_t> givesWayIn(uint32_t silence) const;
+
   FileSystem &files_;
   BlockTransfer transfer_;
   bool oneOnOne_ = true;
+  uint32_t givesWayAfter_ = 0;
+
+  // Of a peer.
+  uint32_t heardAt_; // tick of what arrived last, or of the beginning
+  bool heard_ = false;
+  bool metWithSilence_ = false; // a message to it
 };
 
 } // namespace velto

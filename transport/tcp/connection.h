@@ -143,6 +143,8 @@ protected:
   bool holdsFrame() const;
   /// Whether a listener takes another peer now; while it does not, connections wait.
   virtual bool acceptsPeer() const { return true; }
+  /// Somebody has come whom acceptsPeer() let in; who is in the way ends here, with its reports.
+  virtual void makeRoom() {}
   /// To be called when bufferLimit() has changed.
   void watchForMore() {
     if (connected_)
@@ -184,6 +186,8 @@ protected:
   ByteQueue takeReceived(size_t count);
   void giveBack(ByteQueue &&taken) { received_.reuse(std::move(taken)); }
   void dropReceived();
+  /// Ends the connection as if the remote end had closed it, or with an error (`errno`); reports.
+  void closedByRemote(int error);
   /// Ends the connection without a report and drops what is buffered; the object stays until its
   /// owner deletes it.
   void disconnect();
@@ -224,7 +228,6 @@ private:
   ssize_t sendQueued();
   void sendFailed(int error);
   void recordError(int error);
-  void closedByRemote(int error);
   void closeSocket();
 
   EventLoop &loop_;

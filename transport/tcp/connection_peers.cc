@@ -43,6 +43,9 @@ bool CHHsmsConnection::acceptPeer() {
     acceptFailed(error);
     return false;
   }
+  makeRoom();
+  if (!listening_ || !acceptsPeer())
+    return false;
   const auto served =
       std::ranges::count_if(peers_, [](const auto &peer) { return !peer->finished(); });
   if (static_cast<size_t>(served) < maxPeers_)

@@ -124,4 +124,23 @@ size_t bytesWithin(std::string_view text, int cells) {
   return at;
 }
 
+std::vector<std::string_view> wrapped(std::string_view text, int columns) {
+  std::vector<std::string_view> lines;
+  while (!text.empty()) {
+    const size_t lineEnd = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, lineEnd);
+    size_t length = bytesWithin(line, columns);
+    size_t next = length;
+    if (length == line.size()) {
+      next = std::min(length + 1, text.size());
+    } else if (const size_t blank = line.rfind(' ', length); blank != std::string_view::npos) {
+      length = blank;
+      next = blank + 1;
+    }
+    lines.push_back(text.substr(0, length));
+    text.remove_prefix(std::max(next, size_t{1}));
+  }
+  return lines;
+}
+
 } // namespace velto

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string_view>
+#include <vector>
 
 namespace velto {
 
@@ -25,5 +26,7 @@ bool isCutShort(std::string_view text);
 int cellCount(std::string_view text);
 /// How many bytes from the beginning of a text fit into so many cells.
 size_t bytesWithin(std::string_view text, int cells);
+/// The lines of a text: broken at its line ends, and in front of a word that no longer fits.
+std::vector<std::string_view> wrapped(std::string_view text, int columns);
 
 } // namespace velto

@@ -1,6 +1,7 @@
 #include "apps/velto/console/link_address.h"
 
-#include "apps/velto/console/command_line.h"
+#include "base/quoted_text.h"
+#include "base/text.h"
 #include "platform/tcp_socket.h"
 
 #include <cstring>
@@ -81,6 +82,11 @@ std::optional<LinkAddress> readLinkAddress(std::string_view text) {
     }
   }
   return good ? std::optional(address) : std::nullopt;
+}
+
+std::string takeLinkAddress(const std::string &text, std::optional<LinkAddress> &address) {
+  address = readLinkAddress(text);
+  return address ? "" : quotedText(text) + " is no address: " + LinkAddress::kForms;
 }
 
 void LinkAddress::apply(CVeltoGemCtrl &control) const {

@@ -20,11 +20,13 @@ struct LinkAddress {
       "HOST[:PORT], secsi:HOST:PORT, listen:[secsi:]PORT or serial:DEVICE[:RATE]";
   /// For the help of the programs.
   static constexpr const char *kHelp =
-      "                 [hsms:]HOST[:PORT]    connects by HSMS (port 5001 if not given)\n"
-      "                 secsi:HOST:PORT       connects by SECS-I over TCP\n"
-      "                 listen:[secsi:]PORT   lets the other end connect; 0: any free port\n"
-      "                 serial:DEVICE[:RATE]  SECS-I on a serial port (/dev/ttyUSB0, com1), at\n"
-      "                                       9600 bit/s if not given\n";
+      "Addresses:\n"
+      "  [hsms:]HOST[:PORT]    connects by HSMS (port 5001 if not given)\n"
+      "  secsi:HOST:PORT       connects by SECS-I over TCP\n"
+      "  listen:[secsi:]PORT   lets the other end connect; 0: any free port\n"
+      "  serial:DEVICE[:RATE]  SECS-I on a serial port (/dev/ttyUSB0, com1), at\n"
+      "                        9600 bit/s if not given\n\n"
+      "docs/tools.md tells more and has examples.";
 
   LinkProtocol protocol = LinkProtocol::Hsms;
   bool listens = false;
@@ -50,6 +52,8 @@ bool openLink(CVeltoGemCtrl &control, EventLoop &loop, GemConsole &console,
 bool isLinkAddress(std::string_view text);
 /// Nothing when it is of none of the forms.
 std::optional<LinkAddress> readLinkAddress(std::string_view text);
+/// The same for a command line: what is wrong with the text, or nothing.
+std::string takeLinkAddress(const std::string &text, std::optional<LinkAddress> &address);
 /// Why a port cannot be listened on now; empty when it can.
 std::string listenProblem(int32_t port);
 /// Ends what a program does with its partner: lets what waits for the line go out for a moment,

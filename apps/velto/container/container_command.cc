@@ -15,29 +15,30 @@ namespace velto {
 
 namespace {
 
-int runContainer(EventLoop &loop, Container *&running, const CommandArguments &arguments) {
+int runContainer(EventLoop &loop, Container *&running, const std::vector<std::string> &files) {
   std::optional<VisibleOutput> visible;
   if (isatty(STDOUT_FILENO) != 0)
     visible.emplace(std::cout);
   FullScreenFrontEnd screen(loop, [&running] { return running->ended(); });
   Container container(loop, systemFiles(), std::cout, std::cerr, createControl);
   running = &container;
-  if (arguments.empty() && Terminal::usable())
+  if (files.empty() && Terminal::usable())
     container.setOperator(screen);
-  return arguments.empty() ? container.runInteractive(STDIN_FILENO) : container.runFiles(arguments);
+  return files.empty() ? container.runInteractive(STDIN_FILENO) : container.runFiles(files);
 }
 
 } // namespace
 
 int runContainerCommand(const CommandArguments &arguments) {
-  if (asksForHelp(arguments)) {
-    std::cout
-        << "usage: velto container [FILE…]\n\n"
-           "Runs the commands of the files, or of standard input without files; at a terminal\n"
-           "setup sheets are shown on the whole screen then. See docs/container.md for the\n"
-           "commands.\n";
-    return kExitDone;
-  }
+  std::vector<std::string> files;
+  CommandLine line(
+      "container",
+      "Hosts controls and runs the commands of the files, or of standard input without "
+      "files; at a terminal setup sheets are shown on the whole screen then.");
+  line.arguments("FILE", files, "commands, one a line");
+  line.footer("docs/container.md describes the commands.");
+  if (const auto status = line.read(arguments))
+    return *status;
   EventLoop loop;
   Container *running = nullptr;
   // At the end no link is left that a slow reader could hold up: it may take its time.
@@ -49,7 +50,7 @@ int runContainerCommand(const CommandArguments &arguments) {
         return "velto: " + std::to_string(lines) + " lines of output were left out\n";
       },
       settings);
-  const int status = runContainer(loop, running, arguments);
+  const int status = runContainer(loop, running, files);
   return output.finish() ? status : kExitFailed;
 }
 

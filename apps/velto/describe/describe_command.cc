@@ -22,33 +22,38 @@ const MemberTable *findTable(std::string_view name) {
 } // namespace
 
 int runDescribeCommand(const CommandArguments &arguments) {
-  if (arguments.empty() || asksForHelp(arguments)) {
-    std::cout << "usage: velto describe CONTROL…\n"
-                 "       velto describe --markdown    the reference of all controls\n"
-                 "       velto describe messages      the table of SECS-II messages\n"
-                 "       velto describe gem           the compliance statement of SEMI E30\n\n"
-                 "Controls:";
-    for (const MemberTable *table : controlTables())
-      std::cout << ' ' << table->controlName;
-    std::cout << '\n';
-    return arguments.empty() ? kExitUsage : kExitDone;
-  }
-  if (arguments[0] == "--markdown") {
+  std::string controls = "Controls:";
+  for (const MemberTable *table : controlTables())
+    controls += std::string(" ") + table->controlName;
+  bool markdown = false;
+  std::vector<std::string> names;
+  CommandLine line("describe", "Prints the members of controls.");
+  line.flag("--markdown", markdown, "the reference of all controls");
+  line.arguments("CONTROL", names,
+                 "a control; or \"messages\": the table of SECS-II messages; or \"gem\": the "
+                 "compliance statement of SEMI E30");
+  line.exclude({"--markdown", "CONTROL"});
+  line.footer(controls);
+  if (const auto status = line.read(arguments))
+    return *status;
+  if (!markdown && names.empty())
+    return line.wrong("CONTROL or --markdown is needed");
+  if (markdown) {
     std::cout << "# Controls\n";
     for (const MemberTable *table : controlTables())
       std::cout << '\n' << describeMarkdown(*table);
     std::cout << '\n' << enumerationsMarkdown(controlTables());
     return kExitDone;
   }
-  if (arguments[0] == "messages") {
+  if (names[0] == "messages") {
     std::cout << describeMessages();
     return kExitDone;
   }
-  if (arguments[0] == "gem") {
+  if (names[0] == "gem") {
     std::cout << describeCompliance();
     return kExitDone;
   }
-  for (const std::string &name : arguments) {
+  for (const std::string &name : names) {
     const MemberTable *table = findTable(name);
     if (table == nullptr) {
       std::cerr << "velto: there is no control \"" << name << "\"\n";

@@ -7,13 +7,13 @@
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/equipment/watch_view.h"
 #include "apps/velto/script/interpreter.h"
+#include "base/text.h"
 #include "controls/registry.h"
 #include "gem/capabilities/remote_control.h"
 #include "gem/model_text/model_file.h"
 #include "gem/model_text/model_text.h"
 #include "platform/ini_file.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <streambuf>
@@ -22,33 +22,10 @@ namespace velto {
 
 namespace {
 
-constexpr const char *kUsage =
-    "usage: velto equipment [INI] [ADDRESS | --port N] [--data FILE] [--keep FILE.kel]\n"
-    "                       [--script FILE] [--edition N] [--linktest SECONDS]\n"
-    "                       [--quiet | --json | --watch]\n\n"
-    "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens\n"
-    "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it\n"
-    "separates from the host and saves its model.\n\n"
-    "  INI            settings file: device ID, port, times, log (default ./Velto.ini)\n"
-    "  ADDRESS        how the host is reached, with the word in front; without one, or by --port,\n"
-    "                 the equipment listens as the settings say:\n";
-constexpr const char *kOptions =
-    "  --data FILE    the equipment: variables, reports, events, alarms. A model data file\n"
-    "                 FILE.kel, or a text FILE.model which people write (default\n"
-    "                 ./VeltoGem.kel, or a bare equipment when that is not there)\n"
-    "  --keep FILE.kel  where the equipment of a text is kept (default: beside the text). It is\n"
-    "                 made again when the text has changed\n"
-    "  --port N       listens on this port; 0: any free one, which is printed\n"
-    "  --script FILE  commands of the container, in which the equipment is there as eq: value\n"
-    "                 changes, events and alarms. `quit` ends the equipment\n"
-    "  --edition N    of SEMI E5: 1 the current one (default), 0 the early one\n"
-    "  --linktest SECONDS  silence after which the link is tested; 0: never (default: as the\n"
-    "                 settings file says, or 30)\n"
-    "  --quiet        prints problems alone\n"
-    "  --json         prints a JSON object a line\n"
-    "  --watch        shows states, alarms, variables and messages on the whole screen of a\n"
-    "                 terminal; q ends the equipment\n\n"
-    "docs/tools.md tells more and has examples; docs/container.md lists the script's commands.\n";
+constexpr const char *kAbout =
+    "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens "
+    "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it "
+    "separates from the host and saves its model.";
 
 constexpr const char *kBareModel = R"([communication]
 model_name="Velto" software_revision="1.00" initial_state=enabled
@@ -64,10 +41,10 @@ struct Options {
   std::optional<LinkAddress> address;
   std::string data;
   std::string keep;
-  std::string port;
+  std::optional<int32_t> port;
   std::string script;
-  std::string edition = "1";
-  std::string linktest;
+  int16_t edition = 1;
+  std::optional<int32_t> linktest; ///< seconds
   bool quiet = false;
   bool json = false;
   bool watch = false;
@@ -207,7 +184,7 @@ private:
   // listening fails.
   bool open() {
     control_.engine().logical().SetHost(false);
-    control_.SetEdition(static_cast<int16_t>(*wholeNumber(options_.edition, 0, 1)));
+    control_.SetEdition(options_.edition);
     control_.SetCapabilities(kAllCapabilities);
     setLinktest();
     const LinkAddress address = options_.address.value_or(fromSettings());
@@ -226,9 +203,9 @@ private:
     address.rate = control_.BaudRate();
     address.listens = !address.isSerial();
     address.port = control_.MyPortNumber() != 0 ? control_.MyPortNumber() : control_.PortNumber();
-    if (options_.port.empty())
+    if (!options_.port)
       return address;
-    address.port = *wholeNumber(options_.port, 0, 0xFFFF);
+    address.port = *options_.port;
     if (!address.listens)
       address = {.listens = true, .host = {}, .port = address.port, .device = {}};
     return address;
@@ -239,8 +216,8 @@ private:
     const IniFile file(control_.IniFileName(), systemFiles());
     const std::string stated = file.text("HSMS", "LinktestInterval", "");
     const bool isTime = wholeNumber(stated, 0, INT32_MAX).has_value();
-    if (!options_.linktest.empty())
-      control_.SetLinktestInterval(*wholeNumber(options_.linktest, 0, kLongestTime));
+    if (options_.linktest)
+      control_.SetLinktestInterval(*options_.linktest);
     else if (!isTime)
       control_.SetLinktestInterval(kLinktestInterval);
     if (!isTime && file.has("HSMS", "LinktestInterval"))
@@ -263,70 +240,59 @@ private:
   LoopSignals signals_{loop_, kStopSignals, [this](int) { script_.quit(); }};
 };
 
-int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage << LinkAddress::kHelp << kOptions;
-  return kExitUsage;
+void declareWords(CommandLine &line, Options &options) {
+  line.argument(
+      "INI", [&options](const std::string &word) { return options.ini = word, std::string(); },
+      "settings file: device ID, port, times, log (default ./Velto.ini)",
+      [](std::string_view word) { return !isLinkAddress(word); });
+  line.argument(
+      "ADDRESS",
+      [&options](const std::string &word) { return takeLinkAddress(word, options.address); },
+      "how the host is reached, with the word in front; without one, or by --port, the equipment "
+      "listens as the settings say",
+      isLinkAddress);
 }
 
-// Takes the addresses out of the files; what is wrong with them, or nothing.
-std::string takeAddress(std::vector<std::string> &files, Options &options) {
-  for (auto file = files.begin(); file != files.end();) {
-    if (!isLinkAddress(*file)) {
-      ++file;
-      continue;
-    }
-    if (options.address || !options.port.empty())
-      return "one address at most, or --port";
-    options.address = readLinkAddress(*file);
-    if (!options.address)
-      return *file + " is no address: " + LinkAddress::kForms;
-    file = files.erase(file);
-  }
-  return files.size() > 1 ? "one settings file at most" : "";
-}
-
-// What is wrong with the values of the options, or nothing.
-std::string problemOf(const Options &options) {
-  if (options.quiet + options.json + options.watch > 1)
-    return "--quiet, --json and --watch exclude each other";
-  if (!wholeNumber(options.edition, 0, 1))
-    return "--edition takes 0 or 1";
-  if (!options.linktest.empty() && !wholeNumber(options.linktest, 0, kLongestTime))
-    return "--linktest takes seconds, or 0";
-  if (!options.port.empty() && !wholeNumber(options.port, 0, 0xFFFF))
-    return "--port takes a number from 0 to 65535";
-  return options.keep.empty() || isModelText(options.data) ? ""
-                                                           : "--keep goes with --data FILE.model";
+void declareOptions(CommandLine &line, Options &options) {
+  line.text("--data", "FILE", options.data,
+            "the equipment: variables, reports, events, alarms. A model data file FILE.kel, or a "
+            "text FILE.model which people write (default ./VeltoGem.kel, or a bare equipment when "
+            "that is not there)");
+  line.text("--keep", "FILE.kel", options.keep,
+            "where the equipment of a text is kept (default: beside the text). It is made again "
+            "when the text has changed");
+  line.number("--port", "N", 0, 0xFFFF, options.port,
+              "listens on this port; 0: any free one, which is printed");
+  line.text("--script", "FILE", options.script,
+            "commands of the container, in which the equipment is there as eq: value changes, "
+            "events and alarms. `quit` ends the equipment");
+  line.number("--edition", "N", 0, 1, options.edition, kEditionHelp);
+  line.number("--linktest", "SECONDS", 0, kLongestTime, options.linktest,
+              "silence after which the link is tested; 0: never (default: as the settings file "
+              "says, or 30)");
+  line.flag("--quiet", options.quiet, "prints problems alone");
+  line.flag("--json", options.json, "prints a JSON object a line");
+  line.flag("--watch", options.watch,
+            "shows states, alarms, variables and messages on the whole screen of a terminal; q "
+            "ends the equipment");
 }
 
 } // namespace
 
 int runEquipmentCommand(const CommandArguments &arguments) {
-  if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage << LinkAddress::kHelp << kOptions;
-    return kExitDone;
-  }
   Options options;
-  const Option table[] = {
-      {.name = "--data", .value = &options.data},
-      {.name = "--keep", .value = &options.keep},
-      {.name = "--port", .value = &options.port},
-      {.name = "--script", .value = &options.script},
-      {.name = "--edition", .value = &options.edition},
-      {.name = "--linktest", .value = &options.linktest},
-      {.name = "--quiet", .given = &options.quiet},
-      {.name = "--json", .given = &options.json},
-      {.name = "--watch", .given = &options.watch},
-  };
-  std::vector<std::string> files;
-  if (const std::string problem = readOptions(arguments, table, files); !problem.empty())
-    return usage(problem);
-  if (const std::string problem = takeAddress(files, options); !problem.empty())
-    return usage(problem);
-  if (const std::string problem = problemOf(options); !problem.empty())
-    return usage(problem);
-  if (!files.empty())
-    options.ini = files[0];
+  CommandLine line("equipment", kAbout);
+  declareWords(line, options);
+  declareOptions(line, options);
+  line.exclude({"--quiet", "--json", "--watch"});
+  line.exclude({"ADDRESS", "--port"});
+  line.need("--keep", "--data");
+  line.footer(std::string(LinkAddress::kHelp) +
+              "\ndocs/container.md lists the commands of the script.");
+  if (const auto status = line.read(arguments))
+    return *status;
+  if (!options.keep.empty() && !isModelText(options.data))
+    return line.wrong("--keep goes with --data FILE.model");
   if (options.watch && !Terminal::usable()) {
     std::cerr << "velto: --watch needs a terminal for its keys and its screen\n";
     return kExitFailed;

@@ -7,7 +7,6 @@
 #include "gem/model_text/model_file.h"
 #include "platform/tcp_socket.h"
 
-#include <algorithm>
 #include <iostream>
 #include <unistd.h>
 
@@ -15,27 +14,10 @@ namespace velto {
 
 namespace {
 
-constexpr const char *kUsage =
-    "usage: velto host ADDRESS [--script FILE] [--names FILE] [--device N]\n"
-    "                  [--edition N] [--t3 SECONDS] [--t5 SECONDS] [--linktest SECONDS] "
-    "[--json]\n\n"
-    "Connects to a GEM equipment, or lets it connect, and again whenever the link is lost,\n"
-    "establishes communications, answers the equipment, and prints every message as SML. At the\n"
-    "prompt: `status 101` asks for a value, `help` lists the commands, `quit` or Ctrl-C ends.\n\n"
-    "  ADDRESS        where the equipment is:\n";
-constexpr const char *kOptions =
-    "  --script FILE   runs the commands of a file, one a line, and ends. The first that fails\n"
-    "                  (refused by the equipment, no answer in time) stops it with status 1\n"
-    "  --names FILE    a model of the equipment (FILE.kel or FILE.model): names of its events,\n"
-    "                  reports and variables, for what is printed\n"
-    "  --device N      device ID of the equipment, 0 to 32767 (default 0)\n"
-    "  --edition N     of SEMI E5: 1 the current one (default), 0 the early one, in which names\n"
-    "                  of model and software have 6 characters at most\n"
-    "  --t3 SECONDS    how long an answer may take (default 45)\n"
-    "  --t5 SECONDS    time between attempts to connect (default 10)\n"
-    "  --linktest SECONDS  silence after which the link is tested (default 30); 0: never\n"
-    "  --json          prints a JSON object a line\n\n"
-    "docs/tools.md tells more and has examples.\n";
+constexpr const char *kAbout =
+    "Connects to a GEM equipment, or lets it connect, and again whenever the link is lost, "
+    "establishes communications, answers the equipment, and prints every message as SML. At the "
+    "prompt: `status 101` asks for a value, `help` lists the commands, `quit` or Ctrl-C ends.";
 
 struct Options {
   GemHost::Settings settings;
@@ -116,86 +98,56 @@ private:
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
 };
 
-// Reads a number that may be left out; it keeps its value then. False when the text is wrong.
-bool readNumber(const std::string &text, int32_t low, int32_t high, int32_t &number) {
-  if (text.empty())
-    return true;
-  const auto read = wholeNumber(text, low, high);
-  number = read.value_or(number);
-  return read.has_value();
-}
-
-int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage << LinkAddress::kHelp << kOptions;
-  return kExitUsage;
-}
-
 int fail(const std::string &problem) {
   std::cerr << "velto: " << problem << '\n';
   return kExitFailed;
 }
 
-// The numbers among the options, as they were given; empty: not at all.
-struct Numbers {
-  std::string device;
-  std::string edition;
-  std::string t3;
-  std::string t5;
-  std::string linktest;
-};
-
-// What is wrong with them, or nothing.
-std::string readNumbers(const Numbers &given, GemHost::Settings &settings) {
-  if (!readNumber(given.device, 0, 0x7FFF, settings.device))
-    return "--device takes a number from 0 to 32767";
-  int32_t edition = settings.edition;
-  if (!readNumber(given.edition, 0, 1, edition))
-    return "--edition takes 0 or 1";
-  settings.edition = static_cast<int16_t>(edition);
-  if (!readNumber(given.t3, 1, kLongestTime, settings.t3) ||
-      !readNumber(given.t5, 1, kLongestTime, settings.t5))
-    return "--t3 and --t5 take seconds, from 1 on";
-  return readNumber(given.linktest, 0, kLongestTime, settings.linktest)
-             ? ""
-             : "--linktest takes seconds, or 0";
+void declare(CommandLine &line, Options &options, std::string &names) {
+  GemHost::Settings &settings = options.settings;
+  line.argument(
+      "ADDRESS",
+      [&settings](const std::string &word) {
+        std::optional<LinkAddress> partner;
+        const std::string problem = takeLinkAddress(word, partner);
+        settings.partner = partner.value_or(LinkAddress());
+        return problem;
+      },
+      "where the equipment is");
+  line.require("ADDRESS");
+  line.text("--script", "FILE", options.script,
+            "runs the commands of a file, one a line, and ends. The first that fails (refused by "
+            "the equipment, no answer in time) stops it with status 1");
+  line.text("--names", "FILE", names,
+            "a model of the equipment (FILE.kel or FILE.model): names of its events, reports and "
+            "variables, for what is printed");
+  line.number("--device", "N", 0, 0x7FFF, settings.device,
+              "device ID of the equipment, 0 to 32767 (default 0)");
+  line.number("--edition", "N", 0, 1, settings.edition, kEditionHelp);
+  line.number("--t3", "SECONDS", 1, kLongestTime, settings.t3,
+              "how long an answer may take (default 45)");
+  line.number("--t5", "SECONDS", 1, kLongestTime, settings.t5,
+              "time between attempts to connect (default 10)");
+  line.number("--linktest", "SECONDS", 0, kLongestTime, settings.linktest,
+              "silence after which the link is tested (default 30); 0: never");
+  line.flag("--json", options.json, "prints a JSON object a line");
+  line.footer(LinkAddress::kHelp);
 }
 
 } // namespace
 
 int runHostCommand(const CommandArguments &arguments) {
-  if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage << LinkAddress::kHelp << kOptions;
-    return kExitDone;
-  }
   Options options;
   std::string names;
-  Numbers numbers;
-  const Option table[] = {
-      {.name = "--script", .value = &options.script},
-      {.name = "--names", .value = &names},
-      {.name = "--device", .value = &numbers.device},
-      {.name = "--edition", .value = &numbers.edition},
-      {.name = "--t3", .value = &numbers.t3},
-      {.name = "--t5", .value = &numbers.t5},
-      {.name = "--linktest", .value = &numbers.linktest},
-      {.name = "--json", .given = &options.json},
-  };
-  std::vector<std::string> addresses;
-  if (const std::string problem = readOptions(arguments, table, addresses); !problem.empty())
-    return usage(problem);
-  if (addresses.size() != 1)
-    return usage("the address of one equipment is needed");
-  GemHost::Settings &settings = options.settings;
-  const auto partner = readLinkAddress(addresses[0]);
-  if (!partner)
-    return usage(addresses[0] + " is no address: " + LinkAddress::kForms);
-  settings.partner = *partner;
-  if (const std::string problem = readNumbers(numbers, settings); !problem.empty())
-    return usage(problem);
-  const bool connects = !partner->listens && !partner->isSerial();
-  if (connects && resolveHost(partner->host).empty())
-    return fail("there is no host " + partner->host);
-  std::string problem = partner->listens ? listenProblem(partner->port) : "";
+  CommandLine line("host", kAbout);
+  declare(line, options, names);
+  if (const auto status = line.read(arguments))
+    return *status;
+  const LinkAddress &partner = options.settings.partner;
+  const bool connects = !partner.listens && !partner.isSerial();
+  if (connects && resolveHost(partner.host).empty())
+    return fail("there is no host " + partner.host);
+  std::string problem = partner.listens ? listenProblem(partner.port) : "";
   if (!problem.empty())
     return fail(problem);
   if (!names.empty() && !(options.names = readModel(systemFiles(), names, problem)))

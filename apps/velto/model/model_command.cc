@@ -4,26 +4,30 @@
 #include "gem/model_text/model_text.h"
 #include "platform/file.h"
 
-#include <algorithm>
 #include <iostream>
 
 namespace velto {
 
 namespace {
 
-constexpr const char *kUsage =
-    "usage: velto model export FILE.kel [TEXT]\n"
-    "       velto model import TEXT FILE.kel\n\n"
-    "Exports the equipment model (variables, reports, events, alarms, states) of a model data\n"
-    "file as text, to standard output or a file, and makes a model data file of such a text.\n"
-    "docs/data_file.md describes the text.\n";
+constexpr const char *kMore = "docs/data_file.md describes the text.";
 
 int fail(const std::string &problem) {
   std::cerr << "velto: " << problem << '\n';
   return kExitFailed;
 }
 
-int exportModel(const std::string &file, const std::string &textFile) {
+int exportModel(const CommandArguments &arguments) {
+  std::string file;
+  std::string textFile;
+  CommandLine line("model export", "Prints the equipment model of a model data file as text: "
+                                   "variables, reports, events, alarms, states.");
+  line.argument("FILE.kel", file, "the model data file");
+  line.argument("TEXT", textFile, "where the text is written (default: standard output)");
+  line.require("FILE.kel");
+  line.footer(kMore);
+  if (const auto status = line.read(arguments))
+    return *status;
   std::string problem;
   const auto data = readModelData(systemFiles(), file, problem);
   if (!data)
@@ -36,7 +40,17 @@ int exportModel(const std::string &file, const std::string &textFile) {
   return kExitDone;
 }
 
-int importModel(const std::string &textFile, const std::string &file) {
+int importModel(const CommandArguments &arguments) {
+  std::string textFile;
+  std::string file;
+  CommandLine line("model import", "Makes a model data file of an equipment model in text.");
+  line.argument("TEXT", textFile, "the text");
+  line.argument("FILE.kel", file, "the model data file");
+  line.require("TEXT");
+  line.require("FILE.kel");
+  line.footer(kMore);
+  if (const auto status = line.read(arguments))
+    return *status;
   std::string problem;
   const auto data = readModelText(systemFiles(), textFile, problem);
   if (!data || !writeModelData(systemFiles(), file, *data, problem))
@@ -44,20 +58,15 @@ int importModel(const std::string &textFile, const std::string &file) {
   return kExitDone;
 }
 
+constexpr Command kCommands[] = {
+    {"export", "a model data file as text", exportModel},
+    {"import", "a text as model data file", importModel},
+};
+
 } // namespace
 
 int runModelCommand(const CommandArguments &arguments) {
-  if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage;
-    return kExitDone;
-  }
-  const size_t count = arguments.size();
-  if (count >= 2 && count <= 3 && arguments[0] == "export")
-    return exportModel(arguments[1], count == 3 ? arguments[2] : "");
-  if (count == 3 && arguments[0] == "import")
-    return importModel(arguments[1], arguments[2]);
-  std::cerr << kUsage;
-  return kExitUsage;
+  return runCommand("velto model", kCommands, arguments);
 }
 
 } // namespace velto

@@ -12,26 +12,6 @@ namespace {
 constexpr int kLineWidth = 60;
 constexpr int kButtonRows = 2;
 
-// Breaks a text into lines: at its line ends, and in front of a word that no longer fits.
-std::vector<std::string_view> wrapped(std::string_view text, int columns) {
-  std::vector<std::string_view> lines;
-  while (!text.empty()) {
-    const size_t lineEnd = std::min(text.find('\n'), text.size());
-    const std::string_view line = text.substr(0, lineEnd);
-    size_t length = bytesWithin(line, columns);
-    size_t next = length;
-    if (length == line.size()) {
-      next = std::min(length + 1, text.size());
-    } else if (const size_t blank = line.rfind(' ', length); blank != std::string_view::npos) {
-      length = blank;
-      next = blank + 1;
-    }
-    lines.push_back(text.substr(0, length));
-    text.remove_prefix(std::max(next, size_t{1}));
-  }
-  return lines;
-}
-
 std::string titleOf(const MessageBox &box) {
   switch (box.icon) {
   case MessageBox::Icon::Stop:

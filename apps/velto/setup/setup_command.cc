@@ -2,6 +2,7 @@
 
 #include "apps/velto/screen/full_screen_front_end.h"
 #include "apps/velto/script/parser.h"
+#include "base/quoted_text.h"
 #include "base/text.h"
 #include "controls/gem_ctrl.h"
 #include "controls/pages/gem_setup.h"
@@ -16,23 +17,15 @@ namespace velto {
 
 namespace {
 
-constexpr const char *kUsage =
-    "usage: velto setup [INI] [--data FILE.kel] [--page NAME,…] [--script FILE]\n\n"
-    "Shows the setup sheet of an equipment on the whole screen, and writes what was changed. A\n"
-    "script can do what the operator does. Not to be used on the files of an equipment that is\n"
-    "running.\n\n"
-    "  INI            settings file (default ./Velto.ini); made when it is not there\n"
-    "  --data FILE    model data file (default ./VeltoGem.kel); made when it is not there\n"
-    "  --page NAME,…  these pages alone\n"
-    "  --script FILE  what the operator does, a step or several a line; standard input when that "
-    "is\n"
-    "                 no terminal\n\n"
-    "Pages:";
+constexpr const char *kAbout =
+    "Shows the setup sheet of an equipment on the whole screen, and writes what was changed. A "
+    "script can do what the operator does. Not to be used on the files of an equipment that is "
+    "running.";
 
 struct Options {
   std::string ini;
   std::string data;
-  std::string pages;
+  int32_t pages = 0; ///< option bits
   std::string script;
 };
 
@@ -41,12 +34,11 @@ int fail(const std::string &problem) {
   return kExitFailed;
 }
 
-void printUsage(std::ostream &out) {
-  out << kUsage;
-  const char *comma = " ";
+std::string pageTitles() {
+  std::string titles;
   for (const GemSetup::PageInfo &page : GemSetup::allPages())
-    out << std::exchange(comma, ", ") << page.title;
-  out << "\n\ndocs/setup.md describes the pages, the keys and the script.\n";
+    titles += (titles.empty() ? "" : ", ") + std::string(page.title);
+  return titles;
 }
 
 // The option bits of the pages that a list names; an empty list stands for all pages. Nothing when
@@ -168,30 +160,30 @@ std::string load(CVeltoGemCtrl &control, const Options &options) {
 
 // Loads the equipment from its files and calls Setup. Returns what Setup returns; nothing when the
 // files cannot be loaded, which is reported.
-std::optional<bool> runSetup(EventLoop &loop, FrontEnd &frontEnd, const Options &options,
-                             int32_t pages) {
+std::optional<bool> runSetup(EventLoop &loop, FrontEnd &frontEnd, const Options &options) {
   CVeltoGemCtrl control(ControlSite(loop, frontEnd));
   std::string problem = load(control, options);
-  if (problem.empty() && control.LogicalConnection() == 0 && (pages & GemSetup::kLinkPages) == 0)
+  if (problem.empty() && control.LogicalConnection() == 0 &&
+      (options.pages & GemSetup::kLinkPages) == 0)
     problem = control.IniFileName() + " switches the object model off: there is no such page";
   if (problem.empty())
-    return control.Setup("", pages);
+    return control.Setup("", options.pages);
   fail(problem);
   return std::nullopt;
 }
 
 // The screen has a loop of its own. The loop of the control does not run, so that the equipment
 // opens no link while its settings are edited.
-int runOnScreen(const Options &options, int32_t pages) {
+int runOnScreen(const Options &options) {
   EventLoop loop;
   EventLoop screenLoop;
   FullScreenFrontEnd frontEnd(screenLoop);
-  const auto written = runSetup(loop, frontEnd, options, pages);
+  const auto written = runSetup(loop, frontEnd, options);
   const bool cancelled = !frontEnd.sheetAccepted() && !frontEnd.hasQuit();
   return written && (*written || cancelled) ? kExitDone : kExitFailed;
 }
 
-int runScript(const Options &options, int32_t pages) {
+int runScript(const Options &options) {
   const bool fromFile = !options.script.empty();
   if (!fromFile && isatty(STDIN_FILENO) != 0)
     return fail(
@@ -206,40 +198,38 @@ int runScript(const Options &options, int32_t pages) {
   EventLoop loop;
   TextFrontEnd frontEnd(std::cout, std::cerr);
   frontEnd.queueAnswer(script.answer());
-  const auto written = runSetup(loop, frontEnd, options, pages);
+  const auto written = runSetup(loop, frontEnd, options);
   return written && (*written || script.cancelled()) ? kExitDone : kExitFailed;
 }
 
 } // namespace
 
 int runSetupCommand(const CommandArguments &arguments) {
-  if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    printUsage(std::cout);
-    return kExitDone;
-  }
   Options options;
-  const Option table[] = {
-      {.name = "--data", .value = &options.data},
-      {.name = "--page", .value = &options.pages},
-      {.name = "--script", .value = &options.script},
-  };
-  std::vector<std::string> files;
-  std::string problem = readOptions(arguments, table, files);
-  if (problem.empty() && files.size() > 1)
-    problem = "one settings file at most";
-  std::string name;
-  const auto pages = pageBits(options.pages, name);
-  if (problem.empty() && !pages)
-    problem = "there is no page " + name;
-  if (!problem.empty()) {
-    std::cerr << "velto: " << problem << "\n\n";
-    printUsage(std::cerr);
-    return kExitUsage;
-  }
-  if (!files.empty())
-    options.ini = files[0];
+  std::string unknown;
+  options.pages = *pageBits("", unknown);
+  CommandLine line("setup", kAbout);
+  line.text("--data", "FILE", options.data,
+            "model data file (default ./VeltoGem.kel); made when it is not there");
+  line.option(
+      "--page", "NAME,…",
+      [&options, &unknown](const std::string &list) {
+        const auto pages = pageBits(list, unknown);
+        options.pages = pages.value_or(0);
+        return pages ? "" : "there is no page " + quotedText(unknown);
+      },
+      "these pages alone");
+  line.text("--script", "FILE", options.script,
+            "what the operator does, a step or several a line; standard input when that is no "
+            "terminal");
+  line.argument("INI", options.ini,
+                "settings file (default ./Velto.ini); made when it is not there");
+  line.footer("Pages: " + pageTitles() +
+              "\n\ndocs/setup.md describes the pages, the keys and the script.");
+  if (const auto status = line.read(arguments))
+    return *status;
   const bool onScreen = options.script.empty() && Terminal::usable();
-  return onScreen ? runOnScreen(options, *pages) : runScript(options, *pages);
+  return onScreen ? runOnScreen(options) : runScript(options);
 }
 
 } // namespace velto

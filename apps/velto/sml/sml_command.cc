@@ -28,18 +28,9 @@ struct Options {
   std::vector<std::string> files;
 };
 
-constexpr const char *kUsage =
-    "usage: velto sml [--hex | --from-hex | --verify [--host]] [--crlf] [FILE…]\n"
-    "       velto sml --verify [--host] [--edition N] [FILE…]\n\n"
-    "Reads messages in SML, from standard input without files, and prints them as normalised\n"
-    "SML. Of several messages each ends with a period.\n\n"
-    "  --hex       print header and body in hexadecimal, one message a line\n"
-    "  --from-hex  read such lines and print SML; blanks inside a line do not count\n"
-    "  --verify    print what an equipment finds in each message, the item and the rule that it\n"
-    "              objects to, and the reply that it suggests\n"
-    "  --host      verify as a host\n"
-    "  --edition N of SEMI E5: 1 the current one (default), 0 the early one\n"
-    "  --crlf      end lines of SML with CR LF, as the controls do\n";
+constexpr const char *kAbout =
+    "Reads messages in SML, from standard input without files, and prints them as normalised "
+    "SML. Of several messages each ends with a period.";
 
 // The text of a message, and the line of the file where it begins.
 struct Source {
@@ -227,41 +218,32 @@ private:
   bool remarked_ = false;
 };
 
-int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage;
-  return kExitUsage;
-}
-
 } // namespace
 
 int runSmlCommand(const CommandArguments &arguments) {
-  if (std::ranges::find(arguments, "--help") != arguments.end()) {
-    std::cout << kUsage;
-    return kExitDone;
-  }
   Options options;
   bool toHex = false;
   bool fromHex = false;
   bool verify = false;
-  std::string edition;
-  const Option table[] = {
-      {.name = "--hex", .given = &toHex},         {.name = "--from-hex", .given = &fromHex},
-      {.name = "--verify", .given = &verify},     {.name = "--host", .given = &options.host},
-      {.name = "--crlf", .given = &options.crlf}, {.name = "--edition", .value = &edition},
-  };
-  if (const std::string problem = readOptions(arguments, table, options.files); !problem.empty())
-    return usage(problem);
-  if (toHex + fromHex + verify > 1)
-    return usage("--hex, --from-hex and --verify exclude each other");
-  if (options.host && !verify)
-    return usage("--host goes with --verify");
-  if (toHex && options.crlf)
-    return usage("--hex and --crlf exclude each other");
-  if (!edition.empty() && !verify)
-    return usage("--edition goes with --verify");
-  if (!edition.empty() && edition != "0" && edition != "1")
-    return usage("--edition takes 0 or 1");
-  options.edition = edition == "0" ? E5Edition::Early : E5Edition::Current;
+  int32_t edition = 1;
+  CommandLine line("sml", kAbout);
+  line.flag("--hex", toHex, "print header and body in hexadecimal, one message a line");
+  line.flag("--from-hex", fromHex,
+            "read such lines and print SML; blanks inside a line do not count");
+  line.flag("--verify", verify,
+            "print what an equipment finds in each message, the item and the rule that it objects "
+            "to, and the reply that it suggests");
+  line.flag("--host", options.host, "verify as a host");
+  line.number("--edition", "N", 0, 1, edition, kEditionHelp);
+  line.flag("--crlf", options.crlf, "end lines of SML with CR LF, as the controls do");
+  line.arguments("FILE", options.files, "messages; - is standard input");
+  line.exclude({"--hex", "--from-hex", "--verify"});
+  line.exclude({"--hex", "--crlf"});
+  line.need("--host", "--verify");
+  line.need("--edition", "--verify");
+  if (const auto status = line.read(arguments))
+    return *status;
+  options.edition = edition == 0 ? E5Edition::Early : E5Edition::Current;
   options.mode = toHex     ? Mode::ToHex
                  : fromHex ? Mode::FromHex
                  : verify  ? Mode::Verify
