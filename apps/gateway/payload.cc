@@ -26,9 +26,9 @@ std::string utcText(Clock &clock) {
   const auto day = chrono::floor<chrono::days>(utc);
   const chrono::year_month_day date(day);
   const auto time = static_cast<int>((utc - day).count()); // ms
-  return formatText("%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int{date.year()},
-                    unsigned{date.month()}, unsigned{date.day()}, time / 3'600'000,
-                    time / 60'000 % 60, time / 1000 % 60, time % 1000);
+  return formatText("%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int{date.year()}, unsigned{date.month()},
+                    unsigned{date.day()}, time / 3'600'000, time / 60'000 % 60, time / 1000 % 60,
+                    time % 1000);
 }
 
 std::string toolTimeText(std::string_view text) {

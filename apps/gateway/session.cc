@@ -11,7 +11,7 @@ namespace velto::gateway {
 
 namespace {
 
-constexpr uint32_t kRetry = 10'000;   // ms until an equipment that is off-line is asked again
+constexpr uint32_t kOnlineRetry = 10'000; // ms until an equipment that is off-line is asked again
 constexpr uint32_t kAlreadyThere = 3; // DRACK: the report is defined; LRACK: the event has reports
 
 std::string idItems(const std::vector<uint32_t> &numbers) {
@@ -102,7 +102,7 @@ void Session::goOnline() {
     if (online || unknown)
       return next();
     steps_.emplace_front([this] { goOnline(); });
-    retry_.start(kRetry);
+    retry_.start(kOnlineRetry);
   });
 }
 

@@ -19,25 +19,10 @@ namespace velto {
 
 namespace {
 
-constexpr const char *kUsage =
-    "usage: velto fleet N [--port BASE | --connect HOST:PORT] [--data FILE] [--rate EVENTS]\n"
-    "                   [--count VID] [--spool] [--acknowledges]\n\n"
-    "Runs N equipments of one model in one process, each for a host of its own, which invoke the\n"
+constexpr const char *kAbout =
+    "Runs equipments of one model in one process, each for a host of its own, which invoke the "
     "events of the model in turn, with readings that wander. Nothing is kept on the disk. Ctrl-C "
-    "or\n"
-    "SIGTERM separates from all hosts and tells what there was.\n\n"
-    "  N               how many, 1 to 10000\n"
-    "  --port BASE     they listen on this port and those behind it (default 5100); 0: each on "
-    "any\n"
-    "                  free one, which is printed\n"
-    "  --connect HOST:PORT  they connect there instead, the second to the next port, and so on\n"
-    "  --data FILE     the equipment, FILE.kel or FILE.model (default: an etch tool)\n"
-    "  --rate EVENTS   events a second of all of them together (default: 1 of each)\n"
-    "  --count VID     the variable that gets the number of the event, 1 and so on for each\n"
-    "                  equipment\n"
-    "  --spool         events without a host are spooled, in memory\n"
-    "  --acknowledges  prints each event that was acknowledged: acknowledged NAME NUMBER\n\n"
-    "docs/gateway.md has examples.\n";
+    "or SIGTERM separates from all hosts and tells what there was.";
 
 constexpr int32_t kMostTools = 10'000;
 constexpr int32_t kHighestRate = 1'000'000;
@@ -52,6 +37,7 @@ struct Options {
   std::string data;
   int32_t rate = 0;
   int32_t counter = 0;
+  int32_t first = 1;
   bool spools = false;
   bool acknowledges = false;
 };
@@ -125,6 +111,7 @@ private:
       return false;
     plan_.spools = options_.spools;
     plan_.counter = static_cast<uint32_t>(options_.counter);
+    plan_.first = static_cast<uint64_t>(options_.first);
     return takeEvents(*model, problem);
   }
 
@@ -232,57 +219,60 @@ private:
   LoopSignals signals_{loop_, kStopSignals, [this](int) { stopped_ = true; }};
 };
 
-int usage(const std::string &problem) {
-  std::cerr << "velto: " << problem << "\n\n" << kUsage;
-  return kExitUsage;
+int fail(const std::string &problem) {
+  std::cerr << "velto: " << problem << '\n';
+  return kExitFailed;
 }
 
-// Reads a number that may be left out; it keeps its value then.
-bool readCount(const std::string &text, int32_t low, int32_t high, int32_t &number) {
-  const auto read = text.empty() ? number : wholeNumber(text, low, high);
-  number = read.value_or(number);
-  return read.has_value();
+std::string readPartner(const std::string &word, std::optional<LinkAddress> &partner) {
+  partner = readLinkAddress(word);
+  return partner && !partner->listens && !partner->isSerial() ? "" : "HOST:PORT is needed";
+}
+
+void declare(CommandLine &line, Options &options) {
+  line.argument(
+      "N",
+      [&options](const std::string &word) {
+        const auto count = wholeNumber(word, 1, kMostTools);
+        options.count = count.value_or(0);
+        return count ? std::string() : "a number from 1 to " + std::to_string(kMostTools);
+      },
+      "how many, 1 to 10000");
+  line.require("N");
+  line.number("--port", "BASE", 0, 0xFFFF, options.port,
+              "they listen on this port and those behind it (default 5100); 0: each on any free "
+              "one, which is printed");
+  line.option(
+      "--connect", "HOST:PORT",
+      [&options](const std::string &word) { return readPartner(word, options.connect); },
+      "they connect there instead, the second to the next port, and so on");
+  line.text("--data", "FILE", options.data,
+            "the equipment, FILE.kel or FILE.model (default: an etch tool)");
+  line.number("--rate", "EVENTS", 1, kHighestRate, options.rate,
+              "events a second of all of them together (default: one of each)");
+  line.number("--count", "VID", 1, INT32_MAX, options.counter,
+              "the variable that gets the number of the event, which each equipment counts");
+  line.number("--first", "NUMBER", 0, INT32_MAX, options.first,
+              "the number of the first event (default 1)");
+  line.flag("--spool", options.spools, "events without a host are spooled, in memory");
+  line.flag("--acknowledges", options.acknowledges,
+            "prints each event that was acknowledged: acknowledged NAME NUMBER");
+  line.exclude({"--port", "--connect"});
+  line.need("--first", "--count");
+  line.footer("docs/gateway.md has examples.");
 }
 
 } // namespace
 
 int runFleetCommand(const CommandArguments &arguments) {
-  if (asksForHelp(arguments)) {
-    std::cout << kUsage;
-    return kExitDone;
-  }
   Options options;
-  std::string port;
-  std::string connect;
-  std::string rate;
-  std::string counter;
-  const Option table[] = {
-      {.name = "--port", .value = &port},
-      {.name = "--connect", .value = &connect},
-      {.name = "--data", .value = &options.data},
-      {.name = "--rate", .value = &rate},
-      {.name = "--count", .value = &counter},
-      {.name = "--spool", .given = &options.spools},
-      {.name = "--acknowledges", .given = &options.acknowledges},
-  };
-  std::vector<std::string> rest;
-  if (const std::string problem = readOptions(arguments, table, rest); !problem.empty())
-    return usage(problem);
-  if (rest.size() != 1 || !readCount(rest[0], 1, kMostTools, options.count))
-    return usage("the number of equipments is needed, 1 to " + std::to_string(kMostTools));
-  const int32_t highestPort = 0xFFFF - options.count + 1;
-  if (!readCount(port, 0, highestPort, options.port))
-    return usage("--port takes a number from 0 to " + std::to_string(highestPort));
-  if (!connect.empty()) {
-    options.connect = readLinkAddress(connect);
-    if (!options.connect || options.connect->listens || options.connect->isSerial() ||
-        options.connect->port > highestPort)
-      return usage("--connect takes HOST:PORT");
-  }
-  if (!readCount(rate, 1, kHighestRate, options.rate))
-    return usage("--rate takes events a second, 1 to " + std::to_string(kHighestRate));
-  if (!readCount(counter, 1, INT32_MAX, options.counter))
-    return usage("--count takes the number of a variable");
+  CommandLine line("fleet", kAbout);
+  declare(line, options);
+  if (const auto status = line.read(arguments))
+    return *status;
+  const int32_t base = options.connect ? options.connect->port : options.port;
+  if (base + options.count - 1 > 0xFFFF)
+    return fail("there are not so many ports from " + std::to_string(base) + " on");
   return Fleet(options).run();
 }
 

@@ -17,7 +17,7 @@ constexpr size_t kMostWaiting = 1000; // events whose acknowledge may still be t
 FleetTool::FleetTool(EventLoop &loop, FileSystem &files, const FleetPlan &plan, std::string name,
                      Acknowledged acknowledged)
     : loop_(loop), plan_(plan), name_(std::move(name)), acknowledged_(std::move(acknowledged)),
-      control_(ControlSite(loop, headlessFrontEnd(), files)),
+      control_(ControlSite(loop, headlessFrontEnd(), files)), count_(plan.first - 1),
       seed_(static_cast<uint32_t>(std::hash<std::string>()(name_))) {
   const std::string file = name_ + ".kel";
   for (const char *ending : {"", ".more"})

@@ -17,6 +17,7 @@ struct FleetPlan {
   std::vector<uint32_t> events;   ///< CEIDs that are invoked in turn
   std::vector<uint32_t> readings; ///< VIDs of numbers that wander with each event
   uint32_t counter = 0;           ///< VID that counts the events of each equipment; 0: none
+  uint64_t first = 1;             ///< number of the first event
   bool spools = false;
 };
 
@@ -55,7 +56,7 @@ private:
   const std::string name_;
   const Acknowledged acknowledged_;
   CVeltoGemCtrl control_;
-  uint64_t count_ = 0; ///< of the events that were invoked
+  uint64_t count_; ///< number of the event that was invoked last
   bool invoking_ = false;
   uint32_t seed_;
   std::map<uint32_t, Waiting> waiting_; ///< by system bytes

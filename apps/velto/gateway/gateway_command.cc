@@ -11,15 +11,11 @@ namespace velto {
 
 namespace {
 
-constexpr const char *kUsage =
-    "usage: velto gateway CONFIG.toml [--check]\n\n"
+constexpr const char *kAbout =
     "Connects to the tools of a configuration as their GEM host, has them report events, alarms "
-    "and\n"
-    "traces, and publishes those as JSON: as lines on standard output, in files, or on an MQTT\n"
-    "broker, from which it takes requests too. SIGHUP reads the configuration again, and touches\n"
-    "only the tools whose part has changed. Ctrl-C or SIGTERM ends it.\n\n"
-    "  --check   says what is wrong with the configuration, and ends\n\n"
-    "docs/gateway.md explains the configuration; examples/gateway.toml is one.\n";
+    "and traces, and publishes those as JSON: as lines on standard output, in files, or on an MQTT "
+    "broker, from which it takes requests too. SIGHUP reads the configuration again, and touches "
+    "only the tools whose part has changed. Ctrl-C or SIGTERM ends it.";
 
 class GatewayProgram {
 public:
@@ -81,31 +77,26 @@ private:
 } // namespace
 
 int runGatewayCommand(const CommandArguments &arguments) {
-  if (asksForHelp(arguments)) {
-    std::cout << kUsage;
-    return kExitDone;
-  }
+  std::string file;
   bool check = false;
-  const Option table[] = {{.name = "--check", .given = &check}};
-  std::vector<std::string> files;
-  std::string problem = readOptions(arguments, table, files);
-  if (problem.empty() && files.size() != 1)
-    problem = "the file of the configuration is needed";
-  if (!problem.empty()) {
-    std::cerr << "velto: " << problem << "\n\n" << kUsage;
-    return kExitUsage;
-  }
+  CommandLine line("gateway", kAbout);
+  line.argument("CONFIG.toml", file, "the configuration");
+  line.require("CONFIG.toml");
+  line.flag("--check", check, "says what is wrong with the configuration, and ends");
+  line.footer("docs/gateway.md explains the configuration; examples/gateway.toml is one.");
+  if (const auto status = line.read(arguments))
+    return *status;
   std::vector<std::string> problems;
-  auto config = gateway::readConfig(files[0], problems);
+  auto config = gateway::readConfig(file, problems);
   for (const std::string &wrong : problems)
     std::cerr << "velto: " << wrong << '\n';
   if (!config)
     return kExitFailed;
   if (check) {
-    std::cout << files[0] << ": " << config->tools.size() << " tools\n";
+    std::cout << file << ": " << config->tools.size() << " tools\n";
     return kExitDone;
   }
-  return GatewayProgram(files[0], std::move(*config)).run();
+  return GatewayProgram(file, std::move(*config)).run();
 }
 
 } // namespace velto
