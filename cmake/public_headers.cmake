@@ -50,6 +50,7 @@ set(VELTO_INNER_HEADERS
   base/local_time.h
   controls/component/page_field.h
   controls/gem_ctrl_capabilities.h
+  controls/gem_ctrl_line.h
   controls/gem_ctrl_requests.h
   controls/log_properties.h
   controls/secsi_properties.h

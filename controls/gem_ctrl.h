@@ -3,6 +3,7 @@
 #include "base/handle.h"
 #include "controls/component/control.h"
 #include "controls/gem_ctrl_capabilities.h"
+#include "controls/gem_ctrl_line.h"
 #include "controls/gem_ctrl_requests.h"
 #include "controls/statistics_property.h"
 #include "controls/variable_number.h"
@@ -23,7 +24,6 @@ class CHGemEventVid;
 struct GemLimits;
 struct KeepAlive;
 struct Problem;
-struct SecsILine;
 
 /// `VeltoGem`: a GEM equipment, or a GEM host (SEMI E30, E5), on an HSMS link (E37) or over SECS-I
 /// (E4). Holds the equipment model and one message at a time, the current message, through which
@@ -33,6 +33,7 @@ struct SecsILine;
 /// own.
 class CVeltoGemCtrl final : public Control,
                             public StatisticsProperty,
+                            public GemCtrlLine,
                             public GemCtrlCapabilities,
                             public GemCtrlRequests {
 public:
@@ -56,35 +57,6 @@ public:
   /// The link is open or an open is requested.
   bool PhysicalConnection() const;
   void SetPhysicalConnection(bool open);
-  /// How messages travel: 0 HSMS, 1 SECS-I on a serial port, 2 SECS-I over TCP (LinkProtocol).
-  /// Other numbers are ignored.
-  int16_t Transport() const;
-  void SetTransport(int16_t transport);
-  /// Of SECS-I: a device ("/dev/ttyUSB0"), or "com1" and so on.
-  std::string SerialPort() const;
-  void SetSerialPort(const std::string &port);
-  int32_t BaudRate() const;
-  void SetBaudRate(int32_t rate);
-  // Its times in ms, which count at once: T1 below 1 becomes 500, T2 10000, T4 below 0 45000.
-  int32_t SecsIT1() const;
-  void SetSecsIT1(int32_t ms);
-  int32_t SecsIT2() const;
-  void SetSecsIT2(int32_t ms);
-  int32_t SecsIT4() const;
-  void SetSecsIT4(int32_t ms);
-  /// Further attempts for a block; negative becomes 3.
-  int16_t SecsIRetry() const;
-  void SetSecsIRetry(int16_t count);
-  /// Who wins contention: -1 the equipment, 0 the other side, 1 this side. Others are ignored.
-  int16_t SecsIMaster() const;
-  void SetSecsIMaster(int16_t master);
-  // The same times in seconds; with HSMS 0, and what is set is ignored.
-  int32_t T1() const;
-  void SetT1(int32_t seconds);
-  int32_t T2() const;
-  void SetT2(int32_t seconds);
-  int32_t T4() const;
-  void SetT4(int32_t seconds);
   // Times in seconds, 0 to 2,147,483.
   int32_t T3() const;
   void SetT3(int32_t seconds);
@@ -350,13 +322,10 @@ private:
   void onModified() override;
   void statisticsChanged() override { viewChanged(); }
   CHGemEngine &gemEngine() const override { return *engine_; }
+  void lineSet() override { setModified(); }
   void capabilitySet() override { setModified(); }
   bool showsMessage() const override;
   void setTime(int32_t &milliseconds, int32_t seconds);
-  const SecsILine &line() const;
-  bool usesLine() const { return Transport() != 0; }
-  void setLine(int32_t SecsILine::*part, int32_t value, int32_t least);
-  void setLineTime(int32_t SecsILine::*part, int32_t seconds, int32_t least);
   const KeepAlive &keepAlive() const;
   void setKeepAlive(int32_t KeepAlive::*part, int32_t value);
 

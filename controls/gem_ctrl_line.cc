@@ -1,6 +1,4 @@
-// What the Gem control has for SECS-I.
-
-#include "controls/gem_ctrl.h"
+#include "controls/gem_ctrl_line.h"
 
 #include "gem/engine/engine.h"
 
@@ -21,68 +19,68 @@ int16_t word(int32_t value) {
 
 } // namespace
 
-const SecsILine &CVeltoGemCtrl::line() const { return engine_->physical().settings().secsI; }
+const SecsILine &GemCtrlLine::line() const { return gemEngine().physical().settings().secsI; }
 
-int16_t CVeltoGemCtrl::Transport() const {
-  return static_cast<int16_t>(engine_->physical().transport);
+int16_t GemCtrlLine::Transport() const {
+  return static_cast<int16_t>(gemEngine().physical().transport);
 }
 
-void CVeltoGemCtrl::SetTransport(int16_t transport) {
+void GemCtrlLine::SetTransport(int16_t transport) {
   if (!isLinkProtocol(transport))
     return;
-  engine_->physical().transport = transport;
-  setModified();
+  gemEngine().physical().transport = transport;
+  lineSet();
 }
 
-std::string CVeltoGemCtrl::SerialPort() const { return line().name(); }
+std::string GemCtrlLine::SerialPort() const { return line().name(); }
 
 // A port by its number is kept as such.
-void CVeltoGemCtrl::SetSerialPort(const std::string &port) {
-  SecsILine &line = engine_->physical().settings().secsI;
+void GemCtrlLine::SetSerialPort(const std::string &port) {
+  SecsILine &line = gemEngine().physical().settings().secsI;
   const int number = SerialPorts::number(port);
   line.portName = number == 0 ? port : "";
   line.portNumber = std::max(number - 1, 0);
-  setModified();
+  lineSet();
 }
 
 // What is below the least becomes what a fresh control has.
-void CVeltoGemCtrl::setLine(int32_t SecsILine::*part, int32_t value, int32_t least) {
-  engine_->physical().settings().secsI.*part = value < least ? SecsILine().*part : value;
-  setModified();
+void GemCtrlLine::setLine(int32_t SecsILine::*part, int32_t value, int32_t least) {
+  gemEngine().physical().settings().secsI.*part = value < least ? SecsILine().*part : value;
+  lineSet();
 }
 
-int32_t CVeltoGemCtrl::BaudRate() const { return line().baudRate; }
-void CVeltoGemCtrl::SetBaudRate(int32_t rate) { setLine(&SecsILine::baudRate, rate, 1); }
-int32_t CVeltoGemCtrl::SecsIT1() const { return line().t1; }
-void CVeltoGemCtrl::SetSecsIT1(int32_t ms) { setLine(&SecsILine::t1, ms, 1); }
-int32_t CVeltoGemCtrl::SecsIT2() const { return line().t2; }
-void CVeltoGemCtrl::SetSecsIT2(int32_t ms) { setLine(&SecsILine::t2, ms, 1); }
-int32_t CVeltoGemCtrl::SecsIT4() const { return line().t4; }
-void CVeltoGemCtrl::SetSecsIT4(int32_t ms) { setLine(&SecsILine::t4, ms, 0); }
-int16_t CVeltoGemCtrl::SecsIRetry() const { return word(line().retry); }
-void CVeltoGemCtrl::SetSecsIRetry(int16_t count) { setLine(&SecsILine::retry, count, 0); }
-int16_t CVeltoGemCtrl::SecsIMaster() const { return word(line().master); }
+int32_t GemCtrlLine::BaudRate() const { return line().baudRate; }
+void GemCtrlLine::SetBaudRate(int32_t rate) { setLine(&SecsILine::baudRate, rate, 1); }
+int32_t GemCtrlLine::SecsIT1() const { return line().t1; }
+void GemCtrlLine::SetSecsIT1(int32_t ms) { setLine(&SecsILine::t1, ms, 1); }
+int32_t GemCtrlLine::SecsIT2() const { return line().t2; }
+void GemCtrlLine::SetSecsIT2(int32_t ms) { setLine(&SecsILine::t2, ms, 1); }
+int32_t GemCtrlLine::SecsIT4() const { return line().t4; }
+void GemCtrlLine::SetSecsIT4(int32_t ms) { setLine(&SecsILine::t4, ms, 0); }
+int16_t GemCtrlLine::SecsIRetry() const { return word(line().retry); }
+void GemCtrlLine::SetSecsIRetry(int16_t count) { setLine(&SecsILine::retry, count, 0); }
+int16_t GemCtrlLine::SecsIMaster() const { return word(line().master); }
 
-void CVeltoGemCtrl::SetSecsIMaster(int16_t master) {
+void GemCtrlLine::SetSecsIMaster(int16_t master) {
   if (master < SecsILine::MasterByRole || master > SecsILine::AlwaysMaster)
     return;
-  engine_->physical().settings().secsI.master = master;
-  setModified();
+  gemEngine().physical().settings().secsI.master = master;
+  lineSet();
 }
 
-int32_t CVeltoGemCtrl::T1() const { return usesLine() ? secondsOf(line().t1) : 0; }
-void CVeltoGemCtrl::SetT1(int32_t seconds) { setLineTime(&SecsILine::t1, seconds, 1); }
-int32_t CVeltoGemCtrl::T2() const { return usesLine() ? secondsOf(line().t2) : 0; }
-void CVeltoGemCtrl::SetT2(int32_t seconds) { setLineTime(&SecsILine::t2, seconds, 1); }
-int32_t CVeltoGemCtrl::T4() const { return usesLine() ? secondsOf(line().t4) : 0; }
-void CVeltoGemCtrl::SetT4(int32_t seconds) { setLineTime(&SecsILine::t4, seconds, 0); }
+int32_t GemCtrlLine::T1() const { return usesLine() ? secondsOf(line().t1) : 0; }
+void GemCtrlLine::SetT1(int32_t seconds) { setLineTime(&SecsILine::t1, seconds, 1); }
+int32_t GemCtrlLine::T2() const { return usesLine() ? secondsOf(line().t2) : 0; }
+void GemCtrlLine::SetT2(int32_t seconds) { setLineTime(&SecsILine::t2, seconds, 1); }
+int32_t GemCtrlLine::T4() const { return usesLine() ? secondsOf(line().t4) : 0; }
+void GemCtrlLine::SetT4(int32_t seconds) { setLineTime(&SecsILine::t4, seconds, 0); }
 
-void CVeltoGemCtrl::setLineTime(int32_t SecsILine::*part, int32_t seconds, int32_t least) {
+void GemCtrlLine::setLineTime(int32_t SecsILine::*part, int32_t seconds, int32_t least) {
   if (usesLine())
     setLine(part, std::min(seconds, std::numeric_limits<int32_t>::max() / kSecond) * kSecond,
             least);
   else
-    setModified();
+    lineSet();
 }
 
 } // namespace velto

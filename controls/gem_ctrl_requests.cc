@@ -9,6 +9,7 @@
 #include "secs2/item_value.h"
 
 #include <algorithm>
+#include <charconv>
 #include <optional>
 #include <utility>
 
@@ -139,9 +140,15 @@ bool GemCtrlRequests::carryOut(const std::string &name) {
 
 // Subscriptions ----------------------------------------------------------------------------------
 
-int32_t GemCtrlRequests::Subscribe(uint32_t ceid, std::vector<uint32_t> vids,
-                                   EventHandler handler) {
-  return subscriptions_->add(ceid, std::move(vids), std::move(handler));
+GemId::GemId(std::string text, bool isText) : name_(std::move(text)), isText_(isText) {
+  uint32_t number = 0;
+  const char *end = name_.data() + name_.size();
+  if (std::from_chars(name_.data(), end, number).ptr == end && std::to_string(number) == name_)
+    number_ = number;
+}
+
+int32_t GemCtrlRequests::Subscribe(GemId ceid, std::vector<GemId> vids, EventHandler handler) {
+  return subscriptions_->add(std::move(ceid), std::move(vids), std::move(handler));
 }
 
 bool GemCtrlRequests::Subscribed() const { return subscriptions_->inForce(); }

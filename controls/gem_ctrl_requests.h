@@ -3,10 +3,13 @@
 #include "base/lifetime.h"
 #include "secs2/message.h"
 
+#include <compare>
+#include <concepts>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +20,31 @@ class CHGemEngine;
 class EventLoop;
 class GemRequests;
 class GemSubscriptions;
+
+/// What identifies an event or a variable of the equipment (CEID, VID): a number or a text,
+/// whichever the equipment has.
+class GemId {
+public:
+  GemId(uint32_t number) : name_(std::to_string(number)), number_(number) {}
+  template <std::convertible_to<std::string_view> Text>
+  GemId(const Text &text) : GemId(std::string(std::string_view(text)), true) {}
+
+  bool isText() const { return isText_; }                 ///< which goes out as a text
+  bool isNumber() const { return number_.has_value(); }   ///< also the text of its digits
+  uint32_t number() const { return number_.value_or(0); } ///< 0 when it is none
+  /// The text, or the digits of the number. They are the same identifier.
+  const std::string &name() const { return name_; }
+
+  bool operator==(const GemId &other) const { return name_ == other.name_; }
+  auto operator<=>(const GemId &other) const { return name_ <=> other.name_; }
+
+private:
+  GemId(std::string text, bool isText);
+
+  std::string name_;
+  std::optional<uint32_t> number_;
+  bool isText_ = false;
+};
 
 /// What became of a request.
 enum class GemOutcome {
@@ -44,8 +72,9 @@ struct GemReply {
 
 /// A value that came with an event or a command.
 struct GemValue {
-  std::string name; ///< of the variable; empty while unknown. Of a command's parameter CPNAME
-  uint32_t vid = 0; ///< 0 in a command
+  std::string name; ///< of the variable; while unknown its VID where that is a text, else empty. Of
+                    ///< a command's parameter CPNAME
+  uint32_t vid = 0; ///< 0 in a command, and where the VID is a text
   std::string text; ///< the value as the property NodeValue has it
   CHSecsItem item;
 };
@@ -75,8 +104,8 @@ struct GemCommand {
 /// A collection event that the equipment reported (S6F11), with the values that were subscribed.
 /// There are none when the event came before the subscription was in force.
 struct GemEvent {
-  uint32_t ceid = 0;
-  std::string name; ///< as the model knows it; else empty
+  uint32_t ceid = 0; ///< 0 where it is a text
+  std::string name;  ///< as that of a variable
   GemValues values;
 };
 
@@ -110,12 +139,12 @@ public:
   /// hears of each. Whenever communications are established it defines a report, links it in place
   /// of those that the event had, and enables the event; without variables it only enables it.
   /// Problem 0 tells what the equipment refuses. RPTIDs are 900001 and so on, in the order of the
-  /// calls. The names of the variables are those of the model (LoadModel), else those that the
-  /// equipment tells (S1F11, S1F21, S2F29); events wait meanwhile.
+  /// calls. Names are those of the model (LoadModel), else those that the equipment tells (S1F11,
+  /// S1F21, S2F29; S1F23 in the current edition); events wait meanwhile.
   ///
   /// Events are answered like any message, before the handler is called. Returns a number for
   /// Unsubscribe().
-  int32_t Subscribe(uint32_t ceid, std::vector<uint32_t> vids, EventHandler handler);
+  int32_t Subscribe(GemId ceid, std::vector<GemId> vids, EventHandler handler);
   /// The handler hears no more of it, and the equipment deletes the report; when nobody else has
   /// subscribed the event, it is disabled. False when there is no such subscription.
   bool Unsubscribe(int32_t subscription);

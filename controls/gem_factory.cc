@@ -1,49 +1,24 @@
 #include "controls/gem_factory.h"
 
-#include "base/text.h"
+#include "controls/link_address.h"
 #include "gem/capabilities/capability.h"
 #include "gem/data/own_model.h"
 #include "gem/engine/engine.h"
-
-#include <algorithm>
-#include <optional>
-#include <string_view>
 
 namespace velto {
 
 namespace {
 
-constexpr std::string_view kListen = "listen:";
-constexpr int32_t kDefaultPort = 5001;
 constexpr int32_t kLinktestInterval = 30; // s
-
-// False when the text is no address.
-bool setAddress(CVeltoGemCtrl &control, std::string_view address) {
-  const bool listens = address.starts_with(kListen);
-  if (listens)
-    address.remove_prefix(kListen.size());
-  const size_t colon = address.rfind(':');
-  const std::string_view name =
-      listens ? std::string_view() : address.substr(0, std::min(colon, address.size()));
-  const auto port =
-      listens || colon != std::string_view::npos
-          ? wholeNumber(address.substr(listens ? 0 : colon + 1), listens ? 0 : 1, 0xFFFF)
-          : std::optional(kDefaultPort);
-  if (!port || (!listens && name.empty()))
-    return false;
-  control.SetServer(listens);
-  control.SetIPAddress(std::string(name));
-  control.SetPortNumber(*port);
-  return true;
-}
 
 std::unique_ptr<CVeltoGemCtrl> ready(const ControlSite &site, bool host, const std::string &address,
                                      std::string &problem) {
-  auto control = std::make_unique<CVeltoGemCtrl>(site);
-  if (!setAddress(*control, address)) {
-    problem = address + " is no address: HOST, HOST:PORT or listen:PORT";
+  std::optional<LinkAddress> partner;
+  problem = takeLinkAddress(address, partner);
+  if (!partner)
     return nullptr;
-  }
+  auto control = std::make_unique<CVeltoGemCtrl>(site);
+  partner->apply(*control);
   control->engine().logical().SetHost(host);
   control->SetEdition(1);
   control->SetCapabilities(kAllCapabilities);

@@ -11,8 +11,9 @@ namespace velto {
 /// loop, works by the current edition of SEMI E5, has every capability on, tests a silent link
 /// every 30 s, and answers by itself what its events have not answered (SetAutoReply).
 struct VeltoGem {
-  /// "listen:PORT" waits for the partner, "HOST:PORT" or "HOST" (port 5001) goes to it; an IPv4
-  /// address or a name.
+  /// "HOST:PORT" or "HOST" (port 5001) goes to the partner by HSMS, "secsi:HOST:PORT" by SECS-I
+  /// over TCP; HOST is an IPv4 address or a name. "listen:PORT" and "listen:secsi:PORT" wait for
+  /// it, and "serial:DEVICE" or "serial:DEVICE:RATE" is a serial port, at 9600 bit/s if not given.
   ///
   /// An equipment with the model of a file, as LoadModel() takes it; without a file name a bare one
   /// that knows nothing but its control state. Null when the file or the address cannot be used;

@@ -4,6 +4,7 @@
 #include "controls/gem_requests.h"
 #include "gem/engine/engine.h"
 #include "gem/messages/items.h"
+#include "gem/messages/stream7.h"
 
 #include <algorithm>
 #include <set>
@@ -17,11 +18,34 @@ constexpr uint32_t kFirstReport = 900'001;
 constexpr uint32_t kRetryAfter = 10'000; // ms; an equipment that is off-line aborts everything
 constexpr size_t kMostWaiting = 10'000;  // events that wait for names
 
-std::string idItems(const std::vector<uint32_t> &numbers) {
+std::string idItem(const GemId &id) {
+  return id.isText() ? stream7::smlOf(textItem(id.name())) : "<u4 " + id.name() + '>';
+}
+
+std::string idItem(uint32_t rptid) { return idItem(GemId(rptid)); }
+
+std::string idItems(const auto &ids) {
   std::string items;
-  for (const uint32_t number : numbers)
-    items += formatText("<u4 %u>", number);
+  for (const auto &id : ids)
+    items += idItem(id);
   return items;
+}
+
+// An equipment may send a number as the text of its digits.
+GemId idOf(const CHSecsItem &item) {
+  if (formatInfo(item.format()).kind == ElementKind::Text)
+    return std::string(item.text());
+  return numberOf(item);
+}
+
+// That of the model, else what the equipment told, else what it is known by.
+std::string chosenName(std::string_view ofModel, const std::map<GemId, std::string> &told,
+                       const GemId &id) {
+  if (!ofModel.empty())
+    return std::string(ofModel);
+  if (const auto found = told.find(id); found != told.end())
+    return found->second;
+  return id.isNumber() ? "" : id.name();
 }
 
 } // namespace
@@ -31,7 +55,7 @@ GemSubscriptions::GemSubscriptions(EventLoop &loop, GemRequests &requests,
     : loop_(loop), requests_(requests), engine_(std::move(engine)),
       timer_(loop, [this] { work(); }) {}
 
-int32_t GemSubscriptions::add(uint32_t ceid, std::vector<uint32_t> vids, Handler handler) {
+int32_t GemSubscriptions::add(GemId ceid, std::vector<GemId> vids, Handler handler) {
   const int32_t number = ++count_;
   const uint32_t rptid = kFirstReport + static_cast<uint32_t>(number) - 1;
   subscriptions_.push_back(std::make_shared<Subscription>(
@@ -77,20 +101,21 @@ void GemSubscriptions::endSession() {
 }
 
 void GemSubscriptions::planAll() {
-  std::set<uint32_t> ceids;
+  std::set<GemId> ceids;
   for (const auto &[ceid, rptid] : gone_)
     ceids.insert(ceid);
   for (const auto &one : subscriptions_)
     ceids.insert(one->ceid);
-  for (const uint32_t ceid : ceids)
+  for (const GemId &ceid : ceids)
     plan(ceid);
 }
 
-void GemSubscriptions::plan(uint32_t ceid) {
-  std::erase_if(work_,
-                [ceid](const Work &planned) { return asksNames(planned) || planned.ceid == ceid; });
-  for (const Step step : {Step::ConstantNames, Step::DataNames, Step::StatusNames})
-    work_.push_front({step, 0});
+void GemSubscriptions::plan(const GemId &ceid) {
+  std::erase_if(
+      work_, [&ceid](const Work &planned) { return asksNames(planned) || planned.ceid == ceid; });
+  for (const Step step :
+       {Step::EventNames, Step::ConstantNames, Step::DataNames, Step::StatusNames})
+    work_.push_front({step, 0U});
   for (const Step step : {Step::Unlink, Step::Delete, Step::Define, Step::Link, Step::Enable})
     work_.push_back({step, ceid});
 }
@@ -143,31 +168,32 @@ std::string GemSubscriptions::messageOf(const Work &work) const {
     if (one->vids.empty())
       continue;
     rptids.push_back(one->rptid);
-    definitions += formatText("{<u4 %u>{%s}}", one->rptid, idItems(one->vids).c_str());
+    definitions += '{' + idItem(one->rptid) + '{' + idItems(one->vids) + "}}";
   }
   std::string old; // reports that are to go, be it to come again
   for (const uint32_t rptid : rptids)
-    old += formatText("{<u4 %u>{}}", rptid);
+    old += '{' + idItem(rptid) + "{}}";
   const auto [first, last] = gone_.equal_range(work.ceid);
   for (auto gone = first; gone != last; ++gone)
-    old += formatText("{<u4 %u>{}}", gone->second);
+    old += '{' + idItem(gone->second) + "{}}";
   if (work.step == Step::Enable)
-    return formatText("s2f37w{<bool %d>{<u4 %u>}}", wanted ? 1 : 0, work.ceid);
+    return std::string("s2f37w{<bool ") + (wanted ? "1>{" : "0>{") + idItem(work.ceid) + "}}";
   if (work.step <= Step::Delete ? old.empty() : rptids.empty())
     return "";
   if (work.step == Step::Unlink)
-    return formatText("s2f35w{<u4 0>{{<u4 %u>{}}}}", work.ceid);
+    return "s2f35w{<u4 0>{{" + idItem(work.ceid) + "{}}}}";
   if (work.step == Step::Link)
-    return formatText("s2f35w{<u4 0>{{<u4 %u>{%s}}}}", work.ceid, idItems(rptids).c_str());
+    return "s2f35w{<u4 0>{{" + idItem(work.ceid) + '{' + idItems(rptids) + "}}}}";
   return "s2f33w{<u4 0>{" + (work.step == Step::Delete ? old : definitions) + "}}";
 }
 
 std::string GemSubscriptions::namesRequest(Step step) const {
-  const std::string vids = idItems(unnamed());
-  const char *name = step == Step::StatusNames ? "s1f11w"
-                     : step == Step::DataNames ? "s1f21w"
-                                               : "s2f29w";
-  return vids.empty() ? "" : name + ("{" + vids + "}");
+  const std::string ids = idItems(step == Step::EventNames ? unnamedEvents() : unnamed());
+  const char *name = step == Step::StatusNames     ? "s1f11w"
+                     : step == Step::DataNames     ? "s1f21w"
+                     : step == Step::ConstantNames ? "s2f29w"
+                                                   : "s1f23w";
+  return ids.empty() ? "" : name + ("{" + ids + "}");
 }
 
 // What had to go may have been gone. An equipment that does not know a message of names has none to
@@ -176,7 +202,7 @@ void GemSubscriptions::answered(const Work &work, const GemReply &reply) {
   asked_.reset();
   const bool mayFail = work.step <= Step::Delete;
   if (asksNames(work) && reply) {
-    learn(reply.message);
+    learn(work.step == Step::EventNames ? eventNames_ : names_, reply.message);
   } else if (reply.outcome == GemOutcome::NotSent ||
              (reply.outcome == GemOutcome::Aborted && !asksNames(work))) {
     work_.clear();
@@ -200,36 +226,52 @@ void GemSubscriptions::refused(const Work &work, const std::string &reason) {
   std::erase_if(work_, [&work](const Work &planned) {
     return !asksNames(planned) && planned.ceid == work.ceid;
   });
-  engine().reportFailure(formatText("Event %u is not subscribed: %s", work.ceid, reason.c_str()));
+  engine().reportFailure("Event " + work.ceid.name() + " is not subscribed: " + reason);
 }
 
 // Names ------------------------------------------------------------------------------------------
 
-// S1F12, S1F22 and S2F30: a list each, of the number, the name and what else there is.
-void GemSubscriptions::learn(const CHSecsMessage &names) {
-  for (const CHSecsItem &entry : names.root.children()) {
+// S1F12, S1F22, S1F24 and S2F30: a list each, of the identifier, the name and what else there is.
+void GemSubscriptions::learn(Names &names, const CHSecsMessage &told) {
+  for (const CHSecsItem &entry : told.root.children()) {
     const std::string name = valueText(childOf(entry, 2), ValueForm::Decimal);
     if (!name.empty())
-      names_[numberOf(childOf(entry, 1))] = name;
+      names[idOf(childOf(entry, 1))] = name;
   }
 }
 
-std::string GemSubscriptions::nameOf(uint32_t vid) const {
+std::string GemSubscriptions::nameOf(const GemId &vid) const {
   const CHGem *gem = engine().gem();
-  const CHGemEventVid *known = gem == nullptr ? nullptr : gem->data().variables.FindVid(vid);
-  if (known != nullptr && !known->description().empty())
-    return std::string(known->description());
-  const auto told = names_.find(vid);
-  return told == names_.end() ? "" : told->second;
+  const CHGemEventVid *known =
+      gem == nullptr || !vid.isNumber() ? nullptr : gem->data().variables.FindVid(vid.number());
+  return chosenName(known == nullptr ? std::string_view() : known->description(), names_, vid);
 }
 
-std::vector<uint32_t> GemSubscriptions::unnamed() const {
-  std::set<uint32_t> vids;
+std::string GemSubscriptions::eventNameOf(const GemId &ceid) const {
+  const CHGem *gem = engine().gem();
+  const CHGemEventCeid *known =
+      gem == nullptr || !ceid.isNumber() ? nullptr : gem->data().events.FindCeid(ceid.number());
+  return chosenName(known == nullptr ? std::string_view() : known->description, eventNames_, ceid);
+}
+
+std::vector<GemId> GemSubscriptions::unnamed() const {
+  std::set<GemId> vids;
   for (const auto &one : subscriptions_)
-    for (const uint32_t vid : one->vids)
-      if (nameOf(vid).empty())
+    for (const GemId &vid : one->vids)
+      if (nameOf(vid).empty() || (!vid.isNumber() && !names_.contains(vid)))
         vids.insert(vid);
   return {vids.begin(), vids.end()};
+}
+
+// The early edition has no message that tells them.
+std::vector<GemId> GemSubscriptions::unnamedEvents() const {
+  std::set<GemId> ceids;
+  if (engine().logical().Edition() != E5Edition::Early)
+    for (const auto &one : subscriptions_)
+      if (eventNameOf(one->ceid).empty() ||
+          (!one->ceid.isNumber() && !eventNames_.contains(one->ceid)))
+        ceids.insert(one->ceid);
+  return {ceids.begin(), ceids.end()};
 }
 
 bool GemSubscriptions::awaitsNames() const {
@@ -243,8 +285,8 @@ std::optional<CHSecsItem> GemSubscriptions::read(const CHSecsMessage &message) c
   if (subscriptions_.empty() || message.header.sType() != 0 || message.header.stream() != 6 ||
       message.header.function() != kEventReport)
     return std::nullopt;
-  const uint32_t ceid = numberOf(childOf(message.root, 2));
-  const auto wants = [ceid](const auto &one) { return one->ceid == ceid; };
+  const GemId ceid = idOf(childOf(message.root, 2));
+  const auto wants = [&ceid](const auto &one) { return one->ceid == ceid; };
   return std::ranges::any_of(subscriptions_, wants) ? std::optional(message.root.clone())
                                                     : std::nullopt;
 }
@@ -252,7 +294,8 @@ std::optional<CHSecsItem> GemSubscriptions::read(const CHSecsMessage &message) c
 void GemSubscriptions::take(CHSecsItem &&body) {
   const auto self = shared_from_this();
   waiting_.push_back(std::move(body));
-  if (!awaitsNames() || unnamed().empty() || waiting_.size() > kMostWaiting)
+  if (!awaitsNames() || (unnamed().empty() && unnamedEvents().empty()) ||
+      waiting_.size() > kMostWaiting)
     tellWaiting();
 }
 
@@ -267,7 +310,7 @@ void GemSubscriptions::tellWaiting() {
 }
 
 void GemSubscriptions::tell(const CHSecsItem &body) {
-  const uint32_t ceid = numberOf(childOf(body, 2));
+  const GemId ceid = idOf(childOf(body, 2));
   const auto subscriptions = subscriptions_;
   for (const auto &one : subscriptions) {
     if (closed_)
@@ -280,9 +323,8 @@ void GemSubscriptions::tell(const CHSecsItem &body) {
 GemEvent GemSubscriptions::eventFor(const Subscription &subscription,
                                     const CHSecsItem &body) const {
   GemEvent event;
-  event.ceid = subscription.ceid;
-  if (CHGem *gem = engine().gem())
-    event.name = gem->eventName(static_cast<int32_t>(event.ceid)).value_or("");
+  event.ceid = subscription.ceid.number();
+  event.name = eventNameOf(subscription.ceid);
   for (const CHSecsItem &report : childOf(body, 3).children()) {
     const auto values = childOf(report, 2).children();
     if (numberOf(childOf(report, 1)) != subscription.rptid || subscription.vids.empty() ||
@@ -290,9 +332,9 @@ GemEvent GemSubscriptions::eventFor(const Subscription &subscription,
       continue;
     event.values.all.clear();
     for (size_t i = 0; i < values.size(); ++i) {
-      const uint32_t vid = subscription.vids[i];
+      const GemId &vid = subscription.vids[i];
       event.values.all.push_back(
-          {nameOf(vid), vid, valueText(values[i], ValueForm::Decimal), values[i].clone()});
+          {nameOf(vid), vid.number(), valueText(values[i], ValueForm::Decimal), values[i].clone()});
     }
   }
   return event;

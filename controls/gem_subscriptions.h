@@ -25,7 +25,7 @@ public:
   /// The engine is asked for until close().
   GemSubscriptions(EventLoop &loop, GemRequests &requests, std::function<CHGemEngine &()> engine);
 
-  int32_t add(uint32_t ceid, std::vector<uint32_t> vids, Handler handler);
+  int32_t add(GemId ceid, std::vector<GemId> vids, Handler handler);
   bool remove(int32_t number);
   /// Communications are established and nothing is left to be done.
   bool inForce() const { return mayWork() && !asked_ && work_.empty() && !again_; }
@@ -43,9 +43,9 @@ public:
 private:
   struct Subscription {
     int32_t number;
-    uint32_t ceid;
+    GemId ceid;
     uint32_t rptid;
-    std::vector<uint32_t> vids;
+    std::vector<GemId> vids;
     Handler handler;
     bool active = true;
   };
@@ -53,6 +53,7 @@ private:
     StatusNames,
     DataNames,
     ConstantNames,
+    EventNames,
     Unlink,
     Delete,
     Define,
@@ -61,13 +62,14 @@ private:
   };
   struct Work {
     Step step;
-    uint32_t ceid;
+    GemId ceid;
   };
+  using Names = std::map<GemId, std::string>;
 
-  static bool asksNames(const Work &work) { return work.step <= Step::ConstantNames; }
+  static bool asksNames(const Work &work) { return work.step <= Step::EventNames; }
   CHGemEngine &engine() const { return engine_(); }
   bool mayWork() const;
-  void plan(uint32_t ceid);
+  void plan(const GemId &ceid);
   void planAll();
   void start();
   void endSession();
@@ -76,9 +78,11 @@ private:
   std::string namesRequest(Step step) const;
   void answered(const Work &work, const GemReply &reply);
   void refused(const Work &work, const std::string &reason);
-  void learn(const CHSecsMessage &names);
-  std::vector<uint32_t> unnamed() const;
-  std::string nameOf(uint32_t vid) const;
+  static void learn(Names &names, const CHSecsMessage &told);
+  std::vector<GemId> unnamed() const;
+  std::vector<GemId> unnamedEvents() const;
+  std::string nameOf(const GemId &vid) const;
+  std::string eventNameOf(const GemId &ceid) const;
   bool awaitsNames() const;
   void tellWaiting();
   void tell(const CHSecsItem &body);
@@ -89,8 +93,9 @@ private:
   std::function<CHGemEngine &()> engine_;
   std::vector<std::shared_ptr<Subscription>> subscriptions_;
   int32_t count_ = 0;
-  std::multimap<uint32_t, uint32_t> gone_; // RPTIDs by CEID that the equipment is to delete
-  std::map<uint32_t, std::string> names_;  // by VID, as the equipment told them
+  std::multimap<GemId, uint32_t> gone_; // RPTIDs by CEID that the equipment is to delete
+  Names names_;                         // by VID, as the equipment told them
+  Names eventNames_;                    // likewise by CEID
   std::deque<Work> work_;
   std::optional<Work> asked_; // its reply is awaited
   uint32_t session_ = 0;      // counts communications: a reply of earlier ones says nothing

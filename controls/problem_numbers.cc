@@ -13,7 +13,7 @@ struct Row {
   int16_t number;
 };
 
-constexpr std::array kHsms{
+constexpr std::array kHsmsProblems{
     Row{LinkProblem::CannotSend, ErrorHsmsCannotSend},
     Row{LinkProblem::LengthTooLong, ErrorHsmsTooLong},
     Row{LinkProblem::T8, ErrorHsmsT8},
@@ -23,7 +23,7 @@ constexpr std::array kHsms{
     Row{LinkProblem::T7, ErrorHsmsT7},
 };
 
-constexpr std::array kSecsI{
+constexpr std::array kSecsIProblems{
     Row{LinkProblem::UnexpectedCharacter, ErrorSecsUnexpectedChar},
     Row{LinkProblem::BadBlockLength, ErrorSecsBadLength},
     Row{LinkProblem::BadChecksum, ErrorSecsBadSum},
@@ -51,9 +51,9 @@ int16_t numberIn(std::span<const Row> rows, const Problem &problem) {
 
 } // namespace
 
-int16_t hsmsProblemNumber(const Problem &problem) { return numberIn(kHsms, problem); }
+int16_t hsmsProblemNumber(const Problem &problem) { return numberIn(kHsmsProblems, problem); }
 
-int16_t secsIProblemNumber(const Problem &problem) { return numberIn(kSecsI, problem); }
+int16_t secsIProblemNumber(const Problem &problem) { return numberIn(kSecsIProblems, problem); }
 
 int16_t socketProblemNumber(const Problem &problem) { return numberIn(kSocket, problem); }
 

@@ -138,6 +138,7 @@ class Link:
 CODES = {
     (2, 22): lambda body: [("CMDA", body)],
     (2, 24): lambda body: [("TIAACK", body)],
+    (2, 40): lambda body: [("GRANT", body)],
     (2, 42): lambda body: [("HCACK", body[0])] + [("CPACK", code) for _, code in body[1]],
     (2, 44): lambda body: [("RSPACK", body[0])] + [("STRACK", entry[1]) for entry in body[1]],
     (2, 46): lambda body: [("VLAACK", body[0])] + [
@@ -163,12 +164,16 @@ def codes_of(stream, function, body):
     return f"S{stream}F{function}" + "".join(f" {name} {code}" for name, code in codes)
 
 
+def parameters(values):
+    return L(*(L(A(key), value) for key, value in values.items()))
+
+
 def command(name, **values):
-    return L(A(name), L(*(L(A(key), value) for key, value in values.items())))
+    return L(A(name), parameters(values))
 
 
-def enhanced(object_name, name):
-    return L(N4(1), A(object_name), A(name), L())
+def enhanced(object_name, name, **values):
+    return L(N4(1), A(object_name), A(name), parameters(values))
 
 
 def trace(trid, period, total, group, *vids):
@@ -202,7 +207,12 @@ COMMANDS = [
      command("START")),
     ("S2F42 HCACK 3 CPACK 3", "a parameter in a wrong format", 2, 41, command("START", LOT=N1(1))),
     ("S2F50 HCACK 6", "no such object", 2, 49, enhanced("OVEN", "START")),
+    ("S2F50 HCACK 3 CEPACK 1", "unknown parameter name", 2, 49,
+     enhanced("ETCH-1", "START", LOT=A("L1"), WAFER=N1(1))),
     ("S2F50 HCACK 3 CEPACK 2", "a parameter is missing", 2, 49, enhanced("ETCH-1", "START")),
+    ("S2F50 HCACK 3 CEPACK 3", "a parameter in a wrong format", 2, 49,
+     enhanced("", "START", LOT=N1(1))),
+    ("S2F40 GRANT 0", "a long message may come", 2, 39, L(N4(1), N4(500))),
     ("S2F22 CMDA 0", "done", 2, 21, A("PAUSE")),
     ("S2F22 CMDA 1", "no such command", 2, 21, A("BAKE")),
     ("S2F22 CMDA 2", "not without parameters", 2, 21, A("START")),
@@ -277,7 +287,7 @@ SPOOL = [
 ]
 # How many values each code has; those of CPACK and its like begin at 1.
 EXPECTED = {
-    "HCACK": 7, "CPACK": 3, "CEPACK": 1, "CMDA": 3, "TIAACK": 6, "VLAACK": 2, "LVACK": 4,
+    "HCACK": 7, "CPACK": 3, "CEPACK": 3, "GRANT": 1, "CMDA": 3, "TIAACK": 6, "VLAACK": 2, "LVACK": 4,
     "LIMITACK": 7, "RSPACK": 2, "STRACK": 4, "RSDA": 3, "PPGNT": 6, "ACKC7": 8, "ACKC7A": 6,
     "ACKC10": 3,
 }

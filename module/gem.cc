@@ -106,7 +106,7 @@ velto_status velto_gem_subscribe(velto_control *control, uint32_t ceid, const ui
     if (handler == nullptr || (vids == nullptr && count != 0))
       return due("a handler, and variables or a count of 0,");
     const int32_t number = gem.Subscribe(
-        ceid, count == 0 ? std::vector<uint32_t>() : std::vector<uint32_t>(vids, vids + count),
+        ceid, count == 0 ? std::vector<GemId>() : std::vector<GemId>(vids, vids + count),
         [=](const GemEvent &event) {
           const Bytes values = packed(event.values, true);
           handler(user, control, event.ceid, event.name.c_str(), values.data(), values.size());

@@ -87,8 +87,9 @@ VELTO_API velto_status velto_loop_post(velto_loop *loop, void (*task)(void *user
 VELTO_API velto_control *velto_create(velto_loop *loop, const char *name);
 /* A VeltoGem that is ready for work: an equipment with the model of a file ("" for none), or a
  * host. It opens its link in the next turn of the loop, works by the current edition, has every
- * capability on, and answers by itself what its events have not answered. `address` is
- * "listen:PORT", "HOST:PORT" or "HOST" (port 5001). Null on failure. */
+ * capability on, and answers by itself what its events have not answered. `address` is "HOST:PORT",
+ * "HOST" (port 5001), "secsi:HOST:PORT", "listen:PORT", "listen:secsi:PORT", "serial:DEVICE" or
+ * "serial:DEVICE:RATE" (9600 bit/s). Null on failure. */
 VELTO_API velto_control *velto_gem_equipment(velto_loop *loop, const char *model,
                                              const char *address);
 VELTO_API velto_control *velto_gem_host(velto_loop *loop, const char *address);

@@ -22,7 +22,7 @@ namespace {
 
 /// All commands, in the order of the help text.
 constexpr Command kCommands[] = {
-    {"demo", "two HSMS ends talk to each other over the loopback", runDemoCommand},
+    {"demo", "an etch tool and its host talk to each other", runDemoCommand},
     {"container", "host controls and run commands from files or the keyboard", runContainerCommand},
     {"equipment", "a GEM equipment that answers a host and plays scripts", runEquipmentCommand},
     {"fleet", "many GEM equipments of one model in one process", runFleetCommand},

@@ -102,8 +102,8 @@ public:
   virtual void beforeSampling(std::span<const uint32_t> /*vids*/) {}
   /// There are communications no more, or none soon: their end may be about to be reported.
   virtual void OnCommunicationsEnd() {}
-  /// This side has closed the link, or ends: what outlives the process is written before this
-  /// returns, for there may be no further tick.
+  /// This side has closed the link, ends, or gives the model up, which a link may survive: what
+  /// outlives the process is written before this returns, for there may be no further tick.
   virtual void OnClosed() {}
   /// The capability was on, and is off from now on.
   virtual void OnSwitchedOff() {}

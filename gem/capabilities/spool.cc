@@ -124,6 +124,7 @@ void CHGemSpool::interrupt() {
 
 // A reply that comes while it is off is not seen: the message goes out again.
 void CHGemSpool::OnSwitchedOff() {
+  followCommunications();
   left_.reset();
   outstanding_.reset();
   refusedAt_.reset();
@@ -342,7 +343,7 @@ void CHGemSpool::OnConnectionReset() {
 }
 
 // The states follow on the next tick, which may not come.
-void CHGemSpool::OnClosed() { loseCommunications(std::exchange(wasCommunicating_, false)); }
+void CHGemSpool::OnClosed() { followCommunications(); }
 
 void CHGemSpool::OnDisable() {
   followCommunications();

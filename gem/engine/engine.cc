@@ -48,7 +48,11 @@ void CHGemEngine::End() {
   logical_->detach();
 }
 
+// What the model before still has to keep of a link that has just ended, it keeps now.
 void CHGemEngine::SetObjectModel(bool on) {
+  const std::shared_ptr<CHLogicalConnection> before = logical_;
+  if (gem_ != nullptr)
+    gem_->OnClosed();
   if (logical_ != nullptr)
     logical_->detach();
   objectModel_ = on;
@@ -97,6 +101,7 @@ template <typename Load> bool CHGemEngine::loading(Load load) {
   if (gem_ == nullptr)
     return false;
   const Hold held(*this);
+  gem_->OnClosed(); // the link may just have ended
   const bool loaded = load(*gem_);
   if (physical_.State() == LinkState::Ready)
     linkReady();

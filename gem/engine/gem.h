@@ -74,7 +74,8 @@ public:
   std::optional<uint32_t> NextTick() const override;
   void OnLinkReady() override;
   void OnLinkLost() override;
-  /// This side has closed the link; OnLinkLost() follows on the next tick, if there is one.
+  /// This side has closed the link, or gives the model up; OnLinkLost() follows on the next tick,
+  /// if there is one.
   void OnClosed();
   void OnRejected(const CHSecsHeader &primary) override;
   void OnSendFailed(const CHSecsMessage &message) override;

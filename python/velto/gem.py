@@ -204,7 +204,8 @@ class Gem(VeltoGem):
 class Equipment(Gem):
     """A GEM equipment with the model of a file, as text or as data file; without one it knows nothing
     but its control state. `listen=5000` waits for the host on that port, `connect="10.1.2.3:5000"`
-    goes to it."""
+    goes to it. For SECS-I `connect` is "serial:/dev/ttyUSB0:19200", "secsi:10.1.2.3:5000" or
+    "listen:secsi:5000"."""
 
     def __init__(
         self,
@@ -248,7 +249,8 @@ class Equipment(Gem):
 
 
 class Host(Gem):
-    """A GEM host. `Host("10.1.2.3:5000")` goes to the equipment, `Host(listen=5000)` waits for it."""
+    """A GEM host. `Host("10.1.2.3:5000")` goes to the equipment, `Host(listen=5000)` waits for it;
+    addresses for SECS-I are those of `Equipment`."""
 
     def __init__(
         self,

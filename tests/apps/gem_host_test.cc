@@ -126,6 +126,7 @@ TEST_F(GemHostTest, IdentifiersMayBeTexts) {
   const std::map<std::string, std::string> answers{
       {"S1F11", "s1f12 {{<a 'SV2'> <a 'Speed'> <a 'rpm'>} {<u4 5> <a 'Recipe'> <a>}}"},
       {"S1F3", "s1f4 {<u4 42> <a 'OXIDE'>}"},
+      {"S1F23", "s1f24 {{<a 'EVT'> <a 'Etched'> {<a 'SV2'> <u4 5>}}}"},
       {"S2F29", "s2f30 {{<a 'EC2'> <a 'Limit'> <u1 0> <u1 9> <u1 5> <a 'W'>}}"},
       {"S2F13", "s2f14 {<u1 7>}"},
       {"S2F15", "s2f16 <b 0>"},
@@ -170,6 +171,7 @@ TEST_F(GemHostTest, IdentifiersMayBeTexts) {
       {"set \"EC2\" 8", "<a 'EC2'>    <u1 8>", "S2F16"},
       {"define \"RPT\" \"SV2\" 5", "<a 'RPT'>      {        <a 'SV2'>        <u4 5>", "S2F34"},
       {"link \"EVT\" \"RPT\"", "<a 'EVT'>      {        <a 'RPT'>", "S2F36"},
+      {"names events", "S1F23", "  EVT Etched: SV2 Speed, 5 Recipe\n"},
       {"enable \"EVT\"", "<a 'EVT'>", "S2F38"},
       {"enable-alarms \"AL1\"", "<a 'AL1'>", "S5F4"},
       {"alarms", "S5F5", "  AL1 set: Hot\n"},
@@ -183,7 +185,7 @@ TEST_F(GemHostTest, IdentifiersMayBeTexts) {
   send("s5f1w {<b 128> <a 'AL1'> <a 'Hot'>}", 78);
   EXPECT_EQ(prompt.run("wait S5F1 5"), "");
   EXPECT_THAT(shown(),
-              testing::AllOf(HasSubstr("  event EVT\n"),
+              testing::AllOf(HasSubstr("  event EVT Etched\n"),
                              HasSubstr("  report RPT: SV2 Speed = 41, 5 Recipe = \"NITRIDE\"\n"),
                              HasSubstr("  alarm AL1 set: Hot\n")));
 }

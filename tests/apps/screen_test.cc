@@ -1,6 +1,7 @@
 // The full-screen front end without a terminal: keys in, pictures out.
 #include "apps/velto/console/glyph.h"
 #include "apps/velto/screen/box_window.h"
+#include "apps/velto/screen/curses.h"
 #include "apps/velto/screen/held_output.h"
 #include "apps/velto/screen/recent_lines.h"
 #include "apps/velto/screen/scroll_pane.h"
@@ -17,7 +18,9 @@
 namespace velto {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 using Code = Key::Code;
 
 /// Windows on a screen of the test. At the end of the keys everything is cancelled.
@@ -276,7 +279,9 @@ TEST_F(FullScreen, BoxesWrapAndScroll) {
               HasSubstr("+\n |                                   |\n | line 0"));
 }
 
-TEST(Keys, AreDecodedFromWhatTerminalsSend) {
+TEST(Curses, DecodesWhatTerminalsSend) {
+  if (!Curses::isBuiltIn())
+    GTEST_SKIP() << "built without ncurses";
   const Key up{Code::Up};
   const Key escape{Code::Escape};
   const Key other{Code::Other};
@@ -314,28 +319,32 @@ TEST(Keys, AreDecodedFromWhatTerminalsSend) {
        {typed("\xe9"), typed("a"), typed("\x80")},
        {}},
   };
-  for (const auto &row : rows) {
-    for (const bool bytewise : {false, true}) {
-      KeyDecoder decoder;
-      std::vector<Key> keys;
-      for (size_t at = 0; at < row.bytes.size(); at += bytewise ? 1 : row.bytes.size()) {
-        decoder.feed(bytewise ? row.bytes.substr(at, 1) : row.bytes);
-        while (const auto key = decoder.next())
-          keys.push_back(*key);
+  const char *const kinds[] = {"xterm", "vt100", "dumb", "unknown"};
+  for (const char *kind : kinds) {
+    setenv("TERM", kind, 1);
+    Curses curses({24, 80});
+    const auto keysOf = [&curses](std::vector<Key> keys = {}) {
+      while (const auto key = curses.nextKey())
+        keys.push_back(*key);
+      return keys;
+    };
+    for (const auto &row : rows) {
+      for (const bool bytewise : {false, true}) {
+        std::vector<Key> keys;
+        for (size_t at = 0; at < row.bytes.size(); at += bytewise ? 1 : row.bytes.size()) {
+          curses.feed(bytewise ? row.bytes.substr(at, 1) : row.bytes);
+          keys = keysOf(std::move(keys));
+        }
+        EXPECT_EQ(keys, row.keys) << testing::PrintToString(row.bytes);
+        EXPECT_EQ(curses.isWaiting(), !row.late.empty());
+        curses.flush();
+        EXPECT_EQ(keysOf(), row.late) << testing::PrintToString(row.bytes);
+        EXPECT_FALSE(curses.isWaiting());
       }
-      EXPECT_EQ(keys, row.keys) << testing::PrintToString(row.bytes);
-      EXPECT_EQ(decoder.waiting(), !row.late.empty());
-      for (const Key &key : row.late)
-        EXPECT_EQ(decoder.flush(), key) << testing::PrintToString(row.bytes);
-      EXPECT_FALSE(decoder.flush());
     }
+    curses.feed("\x1b[" + std::string(5000, '1'));
+    EXPECT_GT(keysOf().size(), 4000U) << "a sequence without an end is none";
   }
-  KeyDecoder flood;
-  flood.feed("\x1b[" + std::string(5000, '1'));
-  size_t count = 0;
-  while (flood.next())
-    ++count;
-  EXPECT_GT(count, 4000U) << "a sequence without an end is none";
 }
 
 TEST(Screen, DrawsCharactersIntoCells) {
@@ -351,25 +360,33 @@ TEST(Screen, DrawsCharactersIntoCells) {
   EXPECT_EQ(screen.text(), "a b?? cu\n\xe6\xbc\xa2 e\xc3\xa9\n x\n");
 }
 
-TEST(Screen, SendsOnlyWhatChanged) {
-  Screen before({2, 10});
-  before.put(0, 0, "abcdef", 10);
-  before.put(1, 0, "\xe6\xbc\xa2z", 10);
-  Screen after = before;
-  EXPECT_EQ(after.changes(before, true), "");
-  after.put(0, 1, "BC", 10);
-  after.put(0, 4, "E", 1, Look::Reverse);
-  EXPECT_EQ(after.changes(before, true), "\x1b[1;2HBC\x1b[1;5H\x1b[0;7mE\x1b[0m");
-  after = before;
-  after.put(1, 0, "\xe5\xad\x97", 2);
-  EXPECT_EQ(after.changes(before, true), "\x1b[2;1H\xe5\xad\x97");
-  after = before;
-  after.put(1, 1, "\xe9", 1);
-  EXPECT_EQ(after.changes(before, false), "\x1b[2;1H \xe9") << "the left half goes too";
-  EXPECT_EQ(Screen({1, 1}).changes(before, true), "\x1b[0m\x1b[2J") << "another size: all anew";
+TEST(Curses, SendsOnlyWhatChanged) {
+  if (!Curses::isBuiltIn())
+    GTEST_SKIP() << "built without ncurses";
+  setenv("TERM", "xterm", 1);
+  Curses curses({2, 10});
+  Screen screen({2, 10});
+  screen.put(0, 0, "abcdef", 10);
+  screen.put(1, 0, "\xe6\xbc\xa2z", 10);
+  EXPECT_THAT(curses.draw(screen), AllOf(HasSubstr("\x1b[?1049h"), HasSubstr("abcdef")));
+  EXPECT_EQ(curses.draw(screen), "");
+  screen.put(0, 1, "BC", 10);
+  screen.put(0, 4, "E", 1, Look::Reverse);
+  EXPECT_THAT(curses.draw(screen), AllOf(HasSubstr("BC"), HasSubstr("7mE"), Not(HasSubstr("f"))));
+  EXPECT_THAT(curses.leave(), HasSubstr("\x1b[?1049l"));
+  EXPECT_EQ(curses.leave(), "") << "it has left";
+  EXPECT_THAT(curses.draw(screen), AllOf(HasSubstr("\x1b[?1049h"), HasSubstr("aBCd")));
+  curses.repaint();
+  EXPECT_THAT(curses.draw(screen), HasSubstr("aBCd"));
+  curses.resize({3, 12});
+  Screen larger({3, 12});
+  larger.put(2, 0, "the end", 12);
+  EXPECT_THAT(curses.draw(larger), HasSubstr("the end"));
 }
 
 TEST(Terminal, GoesOnWhenTheLineDoesNot) {
+  if (!Curses::isBuiltIn())
+    GTEST_SKIP() << "built without ncurses";
   PseudoTerminal line;
   const int device = open(line.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
   ASSERT_GE(device, 0);

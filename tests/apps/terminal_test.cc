@@ -1,5 +1,6 @@
 // The program in a terminal: tmux takes the keys and gives the screens, which screens.txt holds.
 // Where there is no tmux, nothing is tested.
+#include "apps/velto/screen/curses.h"
 #include "platform/file.h"
 #include "support/tmux.h"
 
@@ -17,6 +18,8 @@ protected:
   void SetUp() override {
     if (!Tmux::isThere())
       GTEST_SKIP() << "there is no tmux";
+    if (!Curses::isBuiltIn())
+      GTEST_SKIP() << "built without ncurses";
     terminal.emplace(folder);
     outputOf("printf '[LogicalConnection]\\nHost=0\\n' > '" + folder / "t.ini" + "'");
   }

@@ -74,6 +74,7 @@ class Subscriptions : public GemPair {
 protected:
   Subscriptions() {
     host.control->engine().SetModel(knownToHost({}));
+    host.control->SetEdition(1);
     equipment.control->SetEdition(1);
     model().variables.FindVid(4)->setDescription("Lot");
     model().variables.FindVid(3)->setDescription("Limit");
@@ -88,9 +89,9 @@ protected:
   }
   GemData &model() { return equipment.model().data(); }
   /// Notes each event: "7 Done: 2 Position = 7".
-  int32_t subscribe(uint32_t ceid, std::vector<uint32_t> vids) {
-    return host.control->Subscribe(ceid, std::move(vids), [this](const GemEvent &event) {
-      std::string line = std::to_string(event.ceid) + event.name + ":";
+  int32_t subscribe(GemId ceid, std::vector<GemId> vids) {
+    return host.control->Subscribe(std::move(ceid), std::move(vids), [this](const GemEvent &event) {
+      std::string line = std::to_string(event.ceid) + " " + event.name + ":";
       for (const GemValue &value : event.values.all)
         line += " " + std::to_string(value.vid) + " " + value.name + " = " + value.text;
       heard.push_back(line);
@@ -120,8 +121,8 @@ TEST_P(Subscriptions, ComeIntoForceWheneverCommunicationsAreEstablished) {
     EXPECT_THAT(linked(7), ElementsAre(900'001U)) << "in place of its own";
     EXPECT_EQ(model().reports.Count(), 2U);
     EXPECT_TRUE(model().events.FindCeid(8)->enable);
-    EXPECT_THAT(invoke(7), ElementsAre("7: 2 Position = 7 4 Lot = LOT 3 Limit = 15"));
-    EXPECT_THAT(invoke(8), ElementsAre("8:"));
+    EXPECT_THAT(invoke(7), ElementsAre("7 Done: 2 Position = 7 4 Lot = LOT 3 Limit = 15"));
+    EXPECT_THAT(invoke(8), ElementsAre("8 Gone:"));
     if (round == 0) { // the equipment starts anew, and has forgotten all
       model().removeReports({900'001});
       equipment.send("s1f13w{<a'ETCH-1'><a'1.00'>}");
@@ -135,8 +136,8 @@ TEST_P(Subscriptions, ComeIntoForceWheneverCommunicationsAreEstablished) {
   const int32_t later = subscribe(7, {1});
   settle(40);
   EXPECT_THAT(linked(7), ElementsAre(900'001U, 900'003U));
-  EXPECT_THAT(invoke(7),
-              ElementsAre("7: 2 Position = 7 4 Lot = LOT 3 Limit = 15", "7: 1 State = 4"));
+  EXPECT_THAT(invoke(7), ElementsAre("7 Done: 2 Position = 7 4 Lot = LOT 3 Limit = 15",
+                                     "7 Done: 1 State = 4"));
   EXPECT_TRUE(host.control->Unsubscribe(later));
   EXPECT_FALSE(host.control->Unsubscribe(later));
   EXPECT_THAT(invoke(7), testing::SizeIs(1));
@@ -153,7 +154,7 @@ TEST_P(Subscriptions, ComeIntoForceWheneverCommunicationsAreEstablished) {
 TEST_P(Subscriptions, NamesAreThoseOfTheModelWhereThereIsOne) {
   host.model().data().variables.Add(*model().variables.FindVid(2));
   host.model().data().variables.FindVid(2)->setDescription("Place");
-  host.model().events().RegisterCEID(7, kNoRole, " Etched");
+  host.model().events().RegisterCEID(7, kNoRole, "Etched");
   equipment.control->SetEdition(0); // which knows no S1F21
   subscribe(7, {2, 4});
   establish();
@@ -178,7 +179,7 @@ TEST_P(Subscriptions, EventsWaitForTheirNames) {
   EXPECT_THAT(heard, ElementsAre());
   equipment.control->SetPhysicalConnection(false);
   settle();
-  EXPECT_THAT(heard, ElementsAre("7: 2  = 7", "7: 2  = 7")) << "nobody has told it";
+  EXPECT_THAT(heard, ElementsAre("7 : 2  = 7", "7 : 2  = 7")) << "nobody has told it";
   heard.clear();
   equipment.control->SetPhysicalConnection(true);
   equipment.onEvent = [this](const std::string &line) {
@@ -190,7 +191,24 @@ TEST_P(Subscriptions, EventsWaitForTheirNames) {
   equipment.answers = true;
   net.clock.advance(10'000);
   settle(60);
-  EXPECT_THAT(heard, ElementsAre("7: 2 Position = 7", "7: 2 Position = 7"));
+  EXPECT_THAT(heard, ElementsAre("7 Done: 2 Position = 7", "7 Done: 2 Position = 7"));
+}
+
+TEST_P(Subscriptions, IdentifiersMayBeTexts) {
+  subscribe("7", {"2", 4U});
+  subscribe("EVT", {"LOT"});
+  establish();
+  settle(40);
+  EXPECT_THAT(invoke(7), ElementsAre("7 Done: 2 Position = 7 4 Lot = LOT"))
+      << "digits are the number";
+  EXPECT_THAT(equipment.messages,
+              testing::IsSupersetOf({"S2F33W { <u4 0> { { <u4 900002> { <a 'LOT'> } } } }",
+                                     "S1F23W { <a '7'> <a 'EVT'> }"}));
+  EXPECT_THAT(problems, ElementsAre(HasSubstr("Event EVT is not subscribed")));
+  heard.clear();
+  equipment.send("s6f11w{<u4 1><a'EVT'>{{<u4 900002>{<a'L1'>}}}}");
+  settle();
+  EXPECT_THAT(heard, ElementsAre("0 EVT: 0 LOT = L1"));
 }
 
 TEST_P(Subscriptions, WhatTheEquipmentRefusesIsAProblemOfThatEvent) {
@@ -203,8 +221,8 @@ TEST_P(Subscriptions, WhatTheEquipmentRefusesIsAProblemOfThatEvent) {
   EXPECT_THAT(problems, ElementsAre("Error : Event 7 is not subscribed: S2F34 answers 4",
                                     "Error : Event 98 is not subscribed: S2F38 answers 1",
                                     "Error : Event 99 is not subscribed: S2F36 answers 4"));
-  EXPECT_THAT(invoke(8), ElementsAre("8: 2 Position = 7"));
-  EXPECT_THAT(invoke(7), ElementsAre("7:")) << "it is reported all the same";
+  EXPECT_THAT(invoke(8), ElementsAre("8 Gone: 2 Position = 7"));
+  EXPECT_THAT(invoke(7), ElementsAre("7 Done:")) << "it is reported all the same";
 }
 
 TEST_P(Subscriptions, AnEquipmentThatIsOffLineIsAskedAgain) {
@@ -219,7 +237,7 @@ TEST_P(Subscriptions, AnEquipmentThatIsOffLineIsAskedAgain) {
   settle(10);
   net.clock.advance(10'000);
   settle(40);
-  EXPECT_THAT(invoke(7), ElementsAre("7: 2 Position = 7"));
+  EXPECT_THAT(invoke(7), ElementsAre("7 Done: 2 Position = 7"));
 }
 
 TEST_P(Subscriptions, HandlersMayDoAnything) {
@@ -234,7 +252,7 @@ TEST_P(Subscriptions, HandlersMayDoAnything) {
   });
   subscribe(7, {4});
   settle(60);
-  EXPECT_THAT(invoke(7), ElementsAre("7: 2 Position = 7", "7: 1 State = 4"));
+  EXPECT_THAT(invoke(7), ElementsAre("7 Done: 2 Position = 7", "7 Done: 1 State = 4"));
   EXPECT_EQ(host.control, nullptr);
 }
 

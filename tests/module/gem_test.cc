@@ -32,7 +32,8 @@ std::string smlOf(const void *bytes, size_t length, bool item) {
   return line;
 }
 
-class GemInC : public testing::Test {
+// The parameter stands in front of the addresses.
+class GemInC : public testing::TestWithParam<std::string> {
 public:
   std::vector<std::string> heard;
   std::vector<std::string> replies;
@@ -86,8 +87,8 @@ protected:
 private:
   void open(int port) {
     const std::string number = std::to_string(port);
-    tool = velto_gem_equipment(loop, "", ("listen:" + number).c_str());
-    host = velto_gem_host(loop, ("127.0.0.1:" + number).c_str());
+    tool = velto_gem_equipment(loop, "", ("listen:" + GetParam() + number).c_str());
+    host = velto_gem_host(loop, (GetParam() + "127.0.0.1:" + number).c_str());
     velto_set(host, "T5", nullptr, 0, integer(1));
     if (until([this] { return communicating(tool) && communicating(host); }))
       return;
@@ -96,7 +97,9 @@ private:
   }
 };
 
-TEST_F(GemInC, RequestsHaveOneEnd) {
+INSTANTIATE_TEST_SUITE_P(Over, GemInC, testing::Values("", "secsi:"));
+
+TEST_P(GemInC, RequestsHaveOneEnd) {
   EXPECT_THAT(ask("s1f3w{<u4 101>}"), HasSubstr("0 S1F4 { <u4 7>"));
   EXPECT_THAT(ask("s1f4{}"), HasSubstr("1 "));
   EXPECT_THAT(ask("s64f1w"), HasSubstr("4 "));
@@ -108,7 +111,7 @@ TEST_F(GemInC, RequestsHaveOneEnd) {
   EXPECT_EQ(replies[0][0], '8') << replies[0];
 }
 
-TEST_F(GemInC, EventsBringTheirValues) {
+TEST_P(GemInC, EventsBringTheirValues) {
   const uint32_t vid = 101;
   int32_t number = 0;
   ASSERT_EQ(velto_gem_subscribe(
@@ -131,7 +134,7 @@ TEST_F(GemInC, EventsBringTheirValues) {
   EXPECT_EQ(velto_gem_unsubscribe(host, number), VELTO_FAILED);
 }
 
-TEST_F(GemInC, CommandsAreAnsweredByTheirHandler) {
+TEST_P(GemInC, CommandsAreAnsweredByTheirHandler) {
   ASSERT_EQ(
       velto_gem_on_command(
           tool, "START",
@@ -152,7 +155,7 @@ TEST_F(GemInC, CommandsAreAnsweredByTheirHandler) {
   EXPECT_THAT(ask("s2f41w{<a'START'>{{<a'LOT'><a'L1'>}}}"), HasSubstr("<b 0x00>"));
 }
 
-TEST_F(GemInC, TheCurrentMessageIsBytesAndMisuseIsAStatus) {
+TEST_P(GemInC, TheCurrentMessageIsBytesAndMisuseIsAStatus) {
   velto_value value{};
   velto_set(host, "WorkSpace", nullptr, 0, integer(2));
   velto_set(host, "SML", nullptr, 0, text("s1f3w{<u4 7>}"));

@@ -132,22 +132,29 @@ std::optional<int> parse(CLI::App &app, const CommandArguments &arguments) {
 
 } // namespace
 
+class CommandLine::Parser final : public CLI::App {
+public:
+  using App::App;
+  CLI::Option *add(const std::string &name, const Take &take, const std::string &help);
+};
+
 CommandLine::CommandLine(std::string_view name, const std::string &about)
-    : app_(std::make_unique<CLI::App>(about, "velto " + std::string(name))) {
+    : app_(std::make_unique<Parser>(about, "velto " + std::string(name))) {
   prepare(*app_);
   app_->validate_positionals();
 }
 
 CommandLine::~CommandLine() = default;
 
-CLI::Option *CommandLine::add(const std::string &name, const Take &take, const std::string &help) {
+CLI::Option *CommandLine::Parser::add(const std::string &name, const Take &take,
+                                      const std::string &help) {
   const std::function<void(const std::vector<std::string> &)> takeAll =
       [name, take](const std::vector<std::string> &values) {
         for (const std::string &value : values)
           if (const std::string problem = take(shown(value)); !problem.empty())
             throw CLI::ValidationError(name, problem);
       };
-  return app_->add_option_function(name, takeAll, help)
+  return add_option_function(name, takeAll, help)
       ->expected(1)
       ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
@@ -159,10 +166,12 @@ void CommandLine::flag(const std::string &name, bool &given, const std::string &
 
 void CommandLine::option(const std::string &name, const std::string &value, const Take &take,
                          const std::string &help) {
-  add(
-      name,
-      [take](const std::string &given) { return given.empty() ? "needs a value" : take(given); },
-      help)
+  app_->add(
+          name,
+          [take](const std::string &given) {
+            return given.empty() ? "needs a value" : take(given);
+          },
+          help)
       ->type_name(value);
 }
 
@@ -173,7 +182,7 @@ void CommandLine::text(const std::string &name, const std::string &value, std::s
 }
 
 CommandLine::Take CommandLine::numberTaker(int32_t low, int32_t high,
-                                           std::function<void(int32_t)> set) {
+                                           const std::function<void(int32_t)> &set) {
   return [low, high, set](const std::string &text) -> std::string {
     if (const auto read = wholeNumber(text, low, high)) {
       set(*read);
@@ -186,7 +195,7 @@ CommandLine::Take CommandLine::numberTaker(int32_t low, int32_t high,
 
 void CommandLine::argument(const std::string &name, const Take &take, const std::string &help,
                            bool (*isMeant)(std::string_view word)) {
-  CLI::Option *option = add(name, take, help)->type_name("");
+  CLI::Option *option = app_->add(name, take, help)->type_name("");
   if (isMeant != nullptr)
     option->check([isMeant](const std::string &word) {
       return isMeant(shown(word)) ? "" : "is something else";
@@ -200,13 +209,13 @@ void CommandLine::argument(const std::string &name, std::string &word, const std
 
 void CommandLine::arguments(const std::string &name, std::vector<std::string> &words,
                             const std::string &help) {
-  add(
-      name,
-      [&words](const std::string &word) {
-        words.push_back(word);
-        return std::string();
-      },
-      help)
+  app_->add(
+          name,
+          [&words](const std::string &word) {
+            words.push_back(word);
+            return std::string();
+          },
+          help)
       ->type_name("")
       ->expected(1, -1)
       ->allow_extra_args()

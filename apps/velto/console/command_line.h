@@ -10,11 +10,6 @@
 #include <string_view>
 #include <vector>
 
-namespace CLI {
-class App;
-class Option;
-} // namespace CLI
-
 namespace velto {
 
 /// What every command of the program is given. Its result is the exit status.
@@ -93,10 +88,11 @@ public:
   [[nodiscard]] int wrong(const std::string &problem) const;
 
 private:
-  CLI::Option *add(const std::string &name, const Take &take, const std::string &help);
-  static Take numberTaker(int32_t low, int32_t high, std::function<void(int32_t)> set);
+  class Parser;
 
-  std::unique_ptr<CLI::App> app_;
+  static Take numberTaker(int32_t low, int32_t high, const std::function<void(int32_t)> &set);
+
+  std::unique_ptr<Parser> app_;
 };
 
 /// One word of a command line that has several, such as `velto sml`.

@@ -1,6 +1,8 @@
 #include "apps/velto/console/glyph.h"
 
 #include <algorithm>
+#include <clocale>
+#include <cwchar>
 #include <iterator>
 
 namespace velto {
@@ -12,18 +14,6 @@ struct Range {
   char32_t last;
 };
 
-// East Asian characters and pictures take two cells, marks that combine with the character in front
-// of them none.
-constexpr Range kWide[] = {
-    {0x1100, 0x115f}, {0x2e80, 0x303e}, {0x3041, 0xa4cf}, {0xac00, 0xd7a3},   {0xf900, 0xfaff},
-    {0xfe30, 0xfe6f}, {0xff00, 0xff60}, {0xffe0, 0xffe6}, {0x1f300, 0x1f64f}, {0x20000, 0x3fffd},
-};
-constexpr Range kCombining[] = {
-    {0x300, 0x36f},   {0x483, 0x489},   {0x591, 0x5bd},   {0x610, 0x61a},   {0x64b, 0x65f},
-    {0x6d6, 0x6dc},   {0x93c, 0x93c},   {0x94d, 0x94d},   {0xe31, 0xe31},   {0xe34, 0xe3a},
-    {0xe47, 0xe4e},   {0x1ab0, 0x1aff}, {0x1dc0, 0x1dff}, {0x20d0, 0x20ff}, {0x302a, 0x302d},
-    {0x3099, 0x309a}, {0xfe00, 0xfe0f}, {0xfe20, 0xfe2f},
-};
 // What turns the direction of a text, takes no place or ends a line: nothing that shows, and a text
 // could pass for another.
 constexpr Range kHidden[] = {
@@ -36,57 +26,68 @@ constexpr Range kHidden[] = {
     {0xe0000, 0xe0fff},
 };
 
-bool isWithin(char32_t code, const auto &ranges) {
-  return std::ranges::any_of(
-      ranges, [code](const Range &range) { return code >= range.first && code <= range.last; });
-}
+// As mbrtowc() says it. It also takes what UTF-8 was before it ended with U+10FFFF.
+constexpr auto kNone = static_cast<size_t>(-1);
+constexpr auto kCutShort = static_cast<size_t>(-2);
+constexpr unsigned char kHighestLead = 0xf4;
+constexpr char32_t kHighestCode = 0x10ffff;
 
-struct Lead {
-  size_t bytes; ///< length of the character in UTF-8; 0 when none begins with this byte
-  char32_t bits;
+/// While it exists, texts are UTF-8 for this thread, whatever the locale of the user is.
+class Utf8 {
+public:
+  Utf8() : before_(uselocale(locale())) {}
+  ~Utf8() { uselocale(before_); }
+  Utf8(const Utf8 &) = delete;
+  Utf8 &operator=(const Utf8 &) = delete;
+
+  /// How many bytes the first character takes; more than there are if it is none, or cut short.
+  size_t read(std::string_view text, char32_t &code) const {
+    if (static_cast<unsigned char>(text[0]) > kHighestLead)
+      return kNone;
+    mbstate_t state{};
+    wchar_t character = 0;
+    const size_t bytes = mbrtowc(&character, text.data(), text.size(), &state);
+    code = static_cast<char32_t>(character);
+    return code > kHighestCode ? kNone : bytes;
+  }
+  /// 0 to 2.
+  int cells(char32_t code) const {
+    const int cells = wcwidth(static_cast<wchar_t>(code));
+    return cells < 0 ? 1 : cells;
+  }
+
+private:
+  static locale_t locale() {
+    static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return locale;
+  }
+
+  locale_t before_;
 };
 
-Lead lead(unsigned char byte) {
-  if (byte < 0x80)
-    return {1, byte};
-  if (byte >= 0xc2 && byte <= 0xdf)
-    return {2, byte & 0x1fU};
-  if (byte >= 0xe0 && byte <= 0xef)
-    return {3, byte & 0xfU};
-  if (byte >= 0xf0 && byte <= 0xf4)
-    return {4, byte & 7U};
-  return {0, 0};
-}
-
-bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
-
-bool isCharacter(char32_t code, size_t bytes) {
-  constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  return code >= kSmallest[bytes] && code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
-}
-
-Glyph drawn(char32_t code, size_t bytes) {
-  if (code == U'\t' || code == U'\r' || code == U'\n' || code == 0xa0)
-    return {U' ', 1, bytes};
-  if (code < 0x20 || isWithin(code, kHidden))
-    return {U'?', 1, bytes};
-  if (code < 0x300)
-    return {code, 1, bytes};
-  return {code, isWithin(code, kCombining) ? 0 : isWithin(code, kWide) ? 2 : 1, bytes};
+bool isHidden(char32_t code) {
+  return std::ranges::any_of(
+      kHidden, [code](const Range &range) { return code >= range.first && code <= range.last; });
 }
 
 } // namespace
 
 Glyph firstGlyph(std::string_view text) {
   const auto byte = static_cast<unsigned char>(text[0]);
-  const Lead first = lead(byte);
-  char32_t code = first.bits;
-  size_t length = 1;
-  while (length < first.bytes && length < text.size() && isContinuation(text[length]))
-    code = code << 6 | (static_cast<unsigned char>(text[length++]) & 0x3fU);
-  if (length != first.bytes || !isCharacter(code, length))
-    return drawn(byte, 1);
-  return drawn(code, length);
+  if (byte >= 0x20 && byte < 0x7f)
+    return {byte, 1, 1};
+  const Utf8 utf8;
+  char32_t code = 0;
+  size_t bytes = utf8.read(text, code);
+  if (bytes == 0 || bytes > text.size()) {
+    code = byte;
+    bytes = 1;
+  }
+  if (code == U'\t' || code == U'\r' || code == U'\n' || code == 0xa0)
+    return {U' ', 1, bytes};
+  if (code < 0x20 || isHidden(code))
+    return {U'?', 1, bytes};
+  return {code, utf8.cells(code), bytes};
 }
 
 size_t lastGlyph(std::string_view text) {
@@ -97,9 +98,9 @@ size_t lastGlyph(std::string_view text) {
 }
 
 bool isCutShort(std::string_view text) {
-  if (text.empty() || text.size() >= lead(static_cast<unsigned char>(text[0])).bytes)
-    return false;
-  return std::ranges::all_of(text.substr(1), isContinuation);
+  const Utf8 utf8;
+  char32_t code = 0;
+  return !text.empty() && utf8.read(text, code) == kCutShort;
 }
 
 int cellCount(std::string_view text) {

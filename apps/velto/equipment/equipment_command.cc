@@ -1,7 +1,7 @@
 #include "apps/velto/equipment/equipment_command.h"
 
 #include "apps/velto/console/gem_console.h"
-#include "apps/velto/console/link_address.h"
+#include "apps/velto/console/gem_link.h"
 #include "apps/velto/console/literal.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
@@ -287,14 +287,13 @@ int runEquipmentCommand(const CommandArguments &arguments) {
   line.exclude({"--quiet", "--json", "--watch"});
   line.exclude({"ADDRESS", "--port"});
   line.need("--keep", "--data");
-  line.footer(std::string(LinkAddress::kHelp) +
-              "\ndocs/container.md lists the commands of the script.");
+  line.footer(std::string(kAddressHelp) + "\ndocs/container.md lists the commands of the script.");
   if (const auto status = line.read(arguments))
     return *status;
   if (!options.keep.empty() && !isModelText(options.data))
     return line.wrong("--keep goes with --data FILE.model");
   if (options.watch && !Terminal::usable()) {
-    std::cerr << "velto: --watch needs a terminal for its keys and its screen\n";
+    std::cerr << "velto: --watch needs " << Terminal::needed() << '\n';
     return kExitFailed;
   }
   return Equipment(options).run();

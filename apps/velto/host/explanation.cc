@@ -183,12 +183,17 @@ std::string explainReport(const CHSecsItem &item, const KnownNames &known) {
   return line;
 }
 
-std::vector<std::string> explainEvent(const CHSecsItem &body, const KnownNames &known) {
-  const std::string ceid = identifierText(childOf(body, 2));
+std::string eventName(const std::string &ceid, const KnownNames &known) {
+  if (const auto learnt = known.learnt.events.find(ceid); learnt != known.learnt.events.end())
+    return learnt->second;
   const auto number = modelNumber(ceid);
   const CHGemEventCeid *event = number ? known.model.events.FindCeid(*number) : nullptr;
-  std::vector<std::string> lines{"event " +
-                                 titled(ceid, event != nullptr ? event->description : "")};
+  return event != nullptr ? std::string(event->description) : "";
+}
+
+std::vector<std::string> explainEvent(const CHSecsItem &body, const KnownNames &known) {
+  const std::string ceid = identifierText(childOf(body, 2));
+  std::vector<std::string> lines{"event " + titled(ceid, eventName(ceid, known))};
   size_t size = 0;
   for (const CHSecsItem &report : childOf(body, 3).children()) {
     if (size > kMostOnScreen)

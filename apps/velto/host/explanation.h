@@ -37,6 +37,7 @@ struct LearntNames {
     std::string unit;
   };
   std::map<std::string, Variable> variables;               ///< whose identifiers are texts
+  std::map<std::string, std::string> events;               ///< likewise: the name of each
   std::map<std::string, std::vector<std::string>> reports; ///< defined here: the variables of each
 };
 

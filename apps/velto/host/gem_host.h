@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/velto/console/gem_console.h"
-#include "apps/velto/console/link_address.h"
+#include "apps/velto/console/gem_link.h"
 #include "apps/velto/host/explanation.h"
 
 #include <cstdint>

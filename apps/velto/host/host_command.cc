@@ -109,7 +109,7 @@ void declare(CommandLine &line, Options &options, std::string &names) {
       "ADDRESS",
       [&settings](const std::string &word) {
         std::optional<LinkAddress> partner;
-        const std::string problem = takeLinkAddress(word, partner);
+        std::string problem = takeLinkAddress(word, partner);
         settings.partner = partner.value_or(LinkAddress());
         return problem;
       },
@@ -131,7 +131,7 @@ void declare(CommandLine &line, Options &options, std::string &names) {
   line.number("--linktest", "SECONDS", 0, kLongestTime, settings.linktest,
               "silence after which the link is tested (default 30); 0: never");
   line.flag("--json", options.json, "prints a JSON object a line");
-  line.footer(LinkAddress::kHelp);
+  line.footer(kAddressHelp);
 }
 
 } // namespace

@@ -204,8 +204,10 @@ std::string HostPrompt::eventNames() {
       line +=
           (&vid == &vids.front() ? ": " : ", ") + variableTitle(identifierText(vid), host_.names());
     host_.say(line);
-    if (isText(id))
+    if (isText(id)) {
+      host_.learnt().events[identifierText(id)] = name;
       continue;
+    }
     CHGemEventCeid *known = events.FindCeid(numberOf(id));
     if (known == nullptr)
       known = &events.Add({.ceid = numberOf(id), .description = {}, .reports = {}});

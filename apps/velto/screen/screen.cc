@@ -29,25 +29,6 @@ void appendUtf8(std::string &out, char32_t code) {
   }
 }
 
-void appendCharacter(std::string &out, char32_t code, bool utf8) {
-  if (utf8)
-    appendUtf8(out, code);
-  else
-    out += code < 0x100 ? static_cast<char>(code) : '?';
-}
-
-const char *sequence(Look look) {
-  switch (look) {
-  case Look::Bold:
-    return "\x1b[0;1m";
-  case Look::Reverse:
-    return "\x1b[0;7m";
-  case Look::Plain:
-    break;
-  }
-  return "\x1b[0m";
-}
-
 } // namespace
 
 Screen::Screen(Size size)
@@ -98,47 +79,11 @@ std::string Screen::text() const {
   std::string out;
   for (int row = 0; row < size_.rows; ++row) {
     for (int column = 0; column < size_.columns; ++column)
-      if (at(row, column).code != 0)
-        appendUtf8(out, at(row, column).code);
+      if (cell(row, column).code != 0)
+        appendUtf8(out, cell(row, column).code);
     out.erase(out.find_last_not_of(' ') + 1);
     out += '\n';
   }
-  return out;
-}
-
-// The right half of a wide character is not printed: it comes with the left half.
-bool Screen::differs(const Screen &before, int row, int column) const {
-  if (at(row, column) != before.at(row, column))
-    return true;
-  return column + 1 < size_.columns && at(row, column + 1).code == 0 &&
-         at(row, column + 1) != before.at(row, column + 1);
-}
-
-std::string Screen::changes(const Screen &before, bool utf8) const {
-  if (before.size_ != size_)
-    return "\x1b[0m\x1b[2J" + changes(Screen(size_), utf8);
-  std::string out;
-  Look look = Look::Plain;
-  for (int row = 0; row < size_.rows; ++row) {
-    bool there = false; // whether the terminal's cursor stands in this cell
-    for (int column = 0; column < size_.columns; ++column) {
-      const Cell &cell = at(row, column);
-      if (cell.code == 0)
-        continue;
-      if (!differs(before, row, column)) {
-        there = false;
-        continue;
-      }
-      if (!there)
-        out += "\x1b[" + std::to_string(row + 1) + ';' + std::to_string(column + 1) + 'H';
-      there = true;
-      if (cell.look != look)
-        out += sequence(look = cell.look);
-      appendCharacter(out, cell.code, utf8);
-    }
-  }
-  if (look != Look::Plain)
-    out += sequence(Look::Plain);
   return out;
 }
 

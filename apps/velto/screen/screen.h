@@ -23,8 +23,7 @@ struct Rect {
 
 enum class Look : uint8_t { Plain, Bold, Reverse };
 
-/// What a terminal shows: characters in cells. It is drawn in memory, and only what differs from
-/// the screen before is sent to the terminal.
+/// What a terminal shows: characters in cells.
 class Screen {
 public:
   explicit Screen(Size size = {});
@@ -40,24 +39,20 @@ public:
 
   /// The rows as text in UTF-8, without blanks at their ends.
   std::string text() const;
-  /// The control sequences (ECMA-48) that make a terminal which shows `before` show this screen.
-  /// When `before` has another size, everything is drawn. Without UTF-8 each character is one byte.
-  std::string changes(const Screen &before, bool utf8) const;
-
-private:
   struct Cell {
     char32_t code = U' '; ///< 0 for the right half of a wide character
     Look look = Look::Plain;
-    bool operator==(const Cell &) const = default;
   };
+  const Cell &cell(int row, int column) const {
+    return const_cast<Screen *>(this)->at(row, column);
+  }
 
+private:
   Cell &at(int row, int column) {
     return cells_[static_cast<size_t>(row) * static_cast<size_t>(size_.columns) +
                   static_cast<size_t>(column)];
   }
-  const Cell &at(int row, int column) const { return const_cast<Screen *>(this)->at(row, column); }
   void set(int row, int column, Cell cell);
-  bool differs(const Screen &before, int row, int column) const;
 
   Size size_;
   std::vector<Cell> cells_;

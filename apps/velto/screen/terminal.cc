@@ -20,10 +20,6 @@ constexpr uint32_t kKeyPatience = 50; // ms to wait for further bytes of a key
 constexpr int kLeavePatience = 200;   // ms to wait at the end for a terminal that accepts no output
 constexpr Size kUsualSize{24, 80};
 
-// kEnter: alternate screen, cursor hidden, no wrap at the right edge. kLeave undoes that.
-constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?25l\x1b[?7l";
-constexpr std::string_view kLeave = "\x1b[0m\x1b[?7h\x1b[?25h\x1b[?1049l";
-
 Terminal *current = nullptr; // for onTerminate()
 std::terminate_handler terminateBefore = nullptr;
 
@@ -36,17 +32,10 @@ int reopen(int fd) {
   return own >= 0 ? own : fcntl(fd, F_DUPFD_CLOEXEC, 0);
 }
 
-bool isUtf8Locale() {
-  for (const char *name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
-    const char *value = std::getenv(name);
-    if (value == nullptr || *value == '\0')
-      continue;
-    const std::string_view locale = value;
-    const size_t dot = locale.find('.');
-    const std::string_view set = dot == std::string_view::npos ? "" : locale.substr(dot + 1);
-    return equalsIgnoreCase(set, "UTF-8") || equalsIgnoreCase(set, "utf8");
-  }
-  return false;
+Size sizeOf(int out) {
+  winsize size{};
+  const bool known = ioctl(out, TIOCGWINSZ, &size) == 0 && size.ws_row != 0 && size.ws_col != 0;
+  return known ? Size{size.ws_row, size.ws_col} : kUsualSize;
 }
 
 bool isReady(int fd, short events, int patience) {
@@ -59,17 +48,22 @@ bool isReady(int fd, short events, int patience) {
 bool Terminal::usable(int in, int out) {
   const char *kind = std::getenv("TERM");
   return isatty(in) != 0 && isatty(out) != 0 && kind != nullptr && *kind != '\0' &&
-         std::string_view(kind) != "dumb";
+         std::string_view(kind) != "dumb" && Curses::isThere();
+}
+
+const char *Terminal::needed() {
+  return Curses::isBuiltIn() ? "a terminal for its keys and its screen"
+                             : "a program that was built with ncurses";
 }
 
 Terminal::Terminal(EventLoop &loop, std::function<void()> onEvent, int in, int out)
     : onEvent_(std::move(onEvent)), loop_(loop), in_(reopen(in)), out_(reopen(out)),
-      utf8_(isUtf8Locale()), keyTimer_(loop,
-                                       [this] {
-                                         while (auto key = decoder_.flush())
-                                           takeKey(std::move(*key));
-                                         changed();
-                                       }),
+      size_(sizeOf(out_)), curses_(size_), keyTimer_(loop,
+                                                     [this] {
+                                                       curses_.flush();
+                                                       takeKeys();
+                                                       changed();
+                                                     }),
       signals_(loop, {SIGINT, SIGTERM, SIGHUP, SIGWINCH, SIGTSTP, SIGCONT},
                [this](int signal) { takeSignal(signal); }) {
   tcgetattr(in_, &modes_);
@@ -102,8 +96,6 @@ void Terminal::enter() {
   cfmakeraw(&raw);
   tcsetattr(in_, TCSANOW, &raw);
   active_ = true;
-  output_ += kEnter;
-  shown_ = Screen();
   measure();
   flush();
 }
@@ -113,7 +105,7 @@ void Terminal::enter() {
 void Terminal::leave() {
   if (!std::exchange(active_, false))
     return;
-  output_ += kLeave;
+  output_ += curses_.leave();
   write();
   while (!output_.empty() && isReady(out_, POLLOUT, kLeavePatience))
     write();
@@ -128,11 +120,8 @@ void Terminal::suspend() {
 }
 
 void Terminal::measure() {
-  winsize size{};
-  if (ioctl(out_, TIOCGWINSZ, &size) == 0 && size.ws_row != 0 && size.ws_col != 0)
-    size_ = {size.ws_row, size.ws_col};
-  else
-    size_ = kUsualSize;
+  size_ = sizeOf(out_);
+  curses_.resize(size_);
 }
 
 void Terminal::takeSignal(int signal) {
@@ -161,22 +150,26 @@ void Terminal::readKeys() {
     inputWatch_.reset();
     stopSignal_ = SIGHUP;
   } else {
-    decoder_.feed({bytes.data(), static_cast<size_t>(count)});
-    while (auto key = decoder_.next())
-      takeKey(std::move(*key));
-    if (decoder_.waiting())
-      keyTimer_.start(kKeyPatience);
-    else
-      keyTimer_.stop();
+    curses_.feed({bytes.data(), static_cast<size_t>(count)});
+    takeKeys();
   }
   changed();
+}
+
+void Terminal::takeKeys() {
+  while (auto key = curses_.nextKey())
+    takeKey(std::move(*key));
+  if (curses_.isWaiting())
+    keyTimer_.start(kKeyPatience);
+  else
+    keyTimer_.stop();
 }
 
 void Terminal::takeKey(Key key) {
   if (key.isControl('Z')) {
     suspend();
   } else if (key.isControl('L')) {
-    shown_ = Screen();
+    curses_.repaint();
     flush();
   } else {
     keys_.push_back(std::move(key));
@@ -199,8 +192,8 @@ void Terminal::draw(Screen screen) {
 void Terminal::flush() {
   if (!active_ || outputWatch_)
     return;
-  output_ += wanted_.changes(shown_, utf8_);
-  shown_ = wanted_;
+  if (wanted_.size() == size_)
+    output_ += curses_.draw(wanted_);
   write();
   if (!output_.empty())
     outputWatch_.emplace(loop_, out_, DescriptorWatch::kWritable, [this](unsigned) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/velto/console/loop_signals.h"
+#include "apps/velto/screen/curses.h"
 #include "apps/velto/screen/keys.h"
 #include "apps/velto/screen/screen.h"
 #include "platform/event_loop.h"
@@ -22,6 +23,8 @@ class Terminal {
 public:
   /// Whether both descriptors are terminals whose screen can be drawn on.
   static bool usable(int in = STDIN_FILENO, int out = STDOUT_FILENO);
+  /// What a screen needs that is not there: a terminal, or a program that was built for it.
+  static const char *needed();
 
   /// `onEvent` is called from the loop when a key was pressed, the size changed, or the program is
   /// asked to end. There can be only one such object at a time.
@@ -48,6 +51,7 @@ private:
   void measure();
   void takeSignal(int signal);
   void readKeys();
+  void takeKeys();
   void takeKey(Key key);
   void flush();
   void write();
@@ -58,15 +62,13 @@ private:
   EventLoop &loop_;
   int in_;
   int out_;
-  bool utf8_;
   termios modes_{}; ///< of the terminal, as they were before
   bool active_ = false;
   Size size_;
+  Curses curses_;
   int stopSignal_ = 0;
-  KeyDecoder decoder_;
   std::deque<Key> keys_;
   Screen wanted_;
-  Screen shown_;       ///< what the terminal shows once it has received output_
   std::string output_; ///< bytes that the terminal has not yet accepted
   std::optional<DescriptorWatch> inputWatch_;
   std::optional<DescriptorWatch> outputWatch_;

@@ -186,9 +186,8 @@ int runOnScreen(const Options &options) {
 int runScript(const Options &options) {
   const bool fromFile = !options.script.empty();
   if (!fromFile && isatty(STDIN_FILENO) != 0)
-    return fail(
-        "the sheet needs a terminal for its output too; or its steps from --script FILE, or "
-        "from standard input that is no terminal");
+    return fail(std::string("the sheet needs ") + Terminal::needed() +
+                "; or its steps from --script FILE, or from standard input that is no terminal");
   const auto text = fromFile ? systemFiles().read(options.script) : readStandardInput();
   if (!text)
     return fail((fromFile ? options.script : "standard input") + ": cannot be read");

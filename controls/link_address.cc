@@ -1,10 +1,7 @@
-#include "apps/velto/console/link_address.h"
+#include "controls/link_address.h"
 
 #include "base/quoted_text.h"
 #include "base/text.h"
-#include "platform/tcp_socket.h"
-
-#include <cstring>
 
 namespace velto {
 
@@ -17,8 +14,6 @@ constexpr std::string_view kSerial = "serial:";
 constexpr std::string_view kWords[] = {kHsms, kSecsI, kListen, kSerial};
 
 constexpr int32_t kHighestRate = 4'000'000;
-constexpr uint32_t kListenPatience = 1000; // ms until the port must be open
-constexpr uint32_t kLastWords = 2000;      // ms
 
 bool take(std::string_view &text, std::string_view word) {
   if (!text.starts_with(word))
@@ -107,46 +102,6 @@ std::string LinkAddress::partner() const {
   if (isSerial())
     return device;
   return listens ? "port " + std::to_string(port) : host + ':' + std::to_string(port);
-}
-
-bool openLink(CVeltoGemCtrl &control, EventLoop &loop, GemConsole &console,
-              const LinkAddress &address) {
-  const std::string by = address.protocol == LinkProtocol::SecsITcp ? " (SECS-I)" : "";
-  if (!address.listens) {
-    if (address.isSerial())
-      console.event("opening",
-                    "opening " + address.device + " at " + std::to_string(address.rate) + " bit/s");
-    else
-      console.event("connecting", "connecting to " + address.partner() + by);
-    control.SetPhysicalConnection(true);
-    return true;
-  }
-  control.SetPhysicalConnection(true);
-  const CHPhysicalConnection &link = control.engine().physical();
-  if (!loop.runUntil([&link] { return link.LocalPort() != 0; }, kListenPatience))
-    return false;
-  console.event("listening", "listening on port " + std::to_string(link.LocalPort()) + by,
-                {{"port", int64_t{link.LocalPort()}}});
-  return true;
-}
-
-std::string listenProblem(int32_t port) {
-  const std::string where = "cannot listen on port " + std::to_string(port) + ": ";
-  if (port < 0 || port > 0xFFFF)
-    return where + "there is no such port";
-  const int error = TcpSocket().create(static_cast<uint16_t>(port), true);
-  return error == 0 ? "" : where + std::strerror(error);
-}
-
-void separate(CVeltoGemCtrl &control, EventLoop &loop) {
-  const CHPhysicalConnection &physical = control.engine().physical();
-  loop.runUntil([&physical] { return !physical.link().hasUnsent(); }, kLastWords);
-  CHSecsMessage request;
-  request.header.setSType(SType::SeparateReq);
-  Bytes bytes;
-  if (request.Encode(bytes))
-    control.engine().SendEncoded(bytes);
-  control.SetPhysicalConnection(false);
 }
 
 } // namespace velto
