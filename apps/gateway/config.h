@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/gateway/names.h"
-#include "apps/velto/console/link_address.h"
+#include "apps/velto/console/gem_link.h"
 
 #include <cstdint>
 #include <memory>

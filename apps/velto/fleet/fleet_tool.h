@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/velto/console/link_address.h"
+#include "apps/velto/console/gem_link.h"
 #include "controls/gem_ctrl.h"
 
 #include <cstdint>
