@@ -15,6 +15,8 @@ namespace velto::gateway {
 namespace {
 
 constexpr int32_t kMostMegabytes = 1'000'000;
+constexpr int32_t kPort = 1883; // of MQTT
+constexpr int32_t kTlsPort = 8883;
 constexpr std::string_view kRootKeys[] = {"site",       "name",    "prefix",   "shard",
                                           "statistics", "metrics", "sink",     "file",
                                           "mqtt",       "outbox",  "template", "tool"};
@@ -100,15 +102,17 @@ private:
   }
 
   void readMqtt(MqttConfig &mqtt) const {
-    constexpr std::string_view kKeys[] = {"host",          "port",       "client", "user_file",
-                                          "password_file", "keep_alive", "window", "tls"};
+    constexpr std::string_view kKeys[] = {"brokers",    "client", "user_file", "password_file",
+                                          "keep_alive", "window", "tls"};
     constexpr std::string_view kTlsKeys[] = {"ca", "certificate", "key"};
     const auto reader = root_.inner("mqtt");
-    if (!reader)
+    if (!reader) {
+      mqtt.brokers.emplace_back("localhost", kPort);
       return;
+    }
     reader->only(kKeys);
-    reader->text("host", mqtt.host);
-    reader->number("port", 1, 0xFFFF, mqtt.port);
+    mqtt.tls = reader->has("tls");
+    readBrokers(*reader, mqtt);
     reader->text("client", mqtt.client);
     secret(*reader, "user_file", mqtt.user);
     secret(*reader, "password_file", mqtt.password);
@@ -117,7 +121,6 @@ private:
     const auto tls = reader->inner("tls");
     if (!tls)
       return;
-    mqtt.tls = true;
     tls->only(kTlsKeys);
     path(*tls, "ca", mqtt.ca);
     path(*tls, "certificate", mqtt.certificate);
@@ -131,6 +134,23 @@ private:
           std::pair("key", mqtt.key)})
       if (!file.empty() && !systemFiles().read(file))
         tls->wrong(key, file + " cannot be read");
+  }
+
+  // HOST:PORT or HOST.
+  void readBrokers(const TomlReader &reader, MqttConfig &mqtt) const {
+    std::vector<std::string> addresses{"localhost"};
+    reader.texts("brokers", addresses);
+    if (addresses.empty())
+      reader.wrong("brokers", "at least one is needed");
+    for (const std::string &address : addresses) {
+      const size_t colon = std::min(address.rfind(':'), address.size());
+      const auto port = colon == address.size()
+                            ? std::optional<int32_t>(mqtt.tls ? kTlsPort : kPort)
+                            : wholeNumber(std::string_view(address).substr(colon + 1), 1, 0xFFFF);
+      if (colon == 0 || !port)
+        reader.wrong("brokers", '"' + address + "\" is no HOST or HOST:PORT");
+      mqtt.brokers.emplace_back(address.substr(0, colon), port.value_or(0));
+    }
   }
 
   void readOutbox(OutboxConfig &outbox) const {

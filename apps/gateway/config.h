@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velto::gateway {
@@ -101,8 +102,8 @@ struct FileConfig {
 };
 
 struct MqttConfig {
-  std::string host = "localhost";
-  int32_t port = 1883;
+  /// Those of a cluster, of which the next is tried when one is not reached.
+  std::vector<std::pair<std::string, int32_t>> brokers;
   std::string client; ///< client ID
   std::string user;
   std::string password;

@@ -1,9 +1,11 @@
 #include "apps/gateway/sink.h"
 
+#include <chrono>
 #include <map>
 #include <mosquitto.h>
 #include <mutex>
 #include <set>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -12,11 +14,11 @@ namespace velto::gateway {
 namespace {
 
 constexpr int kAtLeastOnce = 1; // QoS
-constexpr int kFirstDelay = 1;  // s between attempts to connect
-constexpr int kLongestDelay = 10;
+constexpr int kTurn = 200;      // ms at the most until the thread sees that it is to end
+constexpr auto kPause = std::chrono::milliseconds(500); // between attempts to connect
 
-/// The library has a thread of its own. What it tells is put down there, and taken up on the thread
-/// of the loop.
+/// The library is run by a thread of its own. What it tells is put down there, and taken up on the
+/// thread of the loop.
 class MqttSink final : public Sink {
 public:
   MqttSink(EventLoop &loop, Owner &owner, const OutConfig &out)
@@ -52,10 +54,8 @@ public:
     });
     if (const int code = configure(); code != MOSQ_ERR_SUCCESS)
       return std::string("MQTT: ") + mosquitto_strerror(code);
-    mosquitto_connect_async(client_, config_.host.c_str(), config_.port, config_.keepAlive);
-    const int code = mosquitto_loop_start(client_);
-    running_ = code == MOSQ_ERR_SUCCESS;
-    return running_ ? "" : std::string("MQTT: ") + mosquitto_strerror(code);
+    thread_ = std::jthread([this](const std::stop_token &stop) { run(stop); });
+    return "";
   }
 
   bool ready() const override {
@@ -160,8 +160,22 @@ private:
                              will_.payload.data(), kAtLeastOnce, will_.retain);
     mosquitto_int_option(client_, MOSQ_OPT_TCP_NODELAY, 1);
     mosquitto_max_inflight_messages_set(client_, static_cast<unsigned>(config_.window));
-    mosquitto_reconnect_delay_set(client_, kFirstDelay, kLongestDelay, true);
+    mosquitto_threaded_set(client_, true);
     return code;
+  }
+
+  // The thread: one broker after the other until one takes the connection, and that as long as it
+  // lasts.
+  void run(const std::stop_token &stop) const {
+    for (size_t next = 0; !stop.stop_requested(); next = (next + 1) % config_.brokers.size()) {
+      const auto &[host, port] = config_.brokers[next];
+      int code = mosquitto_connect_async(client_, host.c_str(), port, config_.keepAlive);
+      while (code == MOSQ_ERR_SUCCESS && !stop.stop_requested())
+        code = mosquitto_loop(client_, kTurn, 1);
+      for (auto paused = 0 * kPause; paused < kPause && !stop.stop_requested();
+           paused += kPause / 10)
+        std::this_thread::sleep_for(kPause / 10);
+    }
   }
 
   void take(const Mail::Letters &letters) {
@@ -199,8 +213,7 @@ private:
     if (client_ == nullptr)
       return;
     mosquitto_disconnect(client_);
-    if (running_)
-      mosquitto_loop_stop(client_, false);
+    thread_ = {};
     mosquitto_destroy(std::exchange(client_, nullptr));
     connected_ = false;
   }
@@ -210,7 +223,7 @@ private:
   const Publication will_;
   std::shared_ptr<Mail> mail_;
   mosquitto *client_ = nullptr;
-  bool running_ = false;
+  std::jthread thread_;
   bool connected_ = false;
   std::set<std::string> topics_;
   std::map<int, uint64_t> waiting_; ///< IDs by the message IDs of MQTT

@@ -35,6 +35,9 @@ public:
   /// of these does.
   using Reports = std::map<uint32_t, std::vector<uint32_t>>;
 
+  /// The variables of a report, where they are known.
+  const std::vector<uint32_t> *variablesOf(uint32_t rptid, const Reports &reports) const;
+
   // Nothing for a body that is not as SEMI E5 has it.
   std::optional<Publication> event(const CHSecsMessage &message, const Reports &reports,
                                    uint64_t sequence) const;
@@ -51,7 +54,6 @@ public:
 private:
   std::string head(std::string_view kind, std::optional<uint64_t> sequence,
                    std::string_view toolTime) const;
-  const std::vector<uint32_t> *variablesOf(uint32_t rptid, const Reports &reports) const;
   std::string_view toolTime(std::span<const uint32_t> vids,
                             std::span<const CHSecsItem> values) const;
   void addRaw(std::string &payload, const CHSecsMessage &message) const;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <utility>
 
 namespace velto::gateway {
@@ -42,9 +43,9 @@ std::string real(double value) {
 
 } // namespace
 
-Session::Session(EventLoop &loop, CVeltoGemCtrl &control, Events events)
-    : loop_(loop), control_(control), events_(std::move(events)), retry_(loop, [this] { next(); }) {
-}
+Session::Session(EventLoop &loop, CVeltoGemCtrl &control, const Payloads &payloads, Events events)
+    : control_(control), payloads_(payloads), events_(std::move(events)),
+      retry_(loop, [this] { next(); }) {}
 
 void Session::start(const Subscription &subscription, bool askForSpooled) {
   stop();
@@ -164,37 +165,36 @@ void Session::planReports() {
   steps_.emplace_back([this, enable] { askAll(enable); });
 }
 
-// S6F15 tells the reports of an event.
+// S6F15 tells the reports of an event. Where those hold all that is asked for, nothing is to be
+// done.
 void Session::askWhatIsLinked(const EventWish &event) {
   ask(formatText("s6f15w<u4 %u>", event.ceid), [this, event](const GemReply &reply) {
-    const CHSecsItem &reports = childOf(reply.message.root, 3);
-    const bool there = std::ranges::any_of(reports.children(), [&event](const CHSecsItem &report) {
-      return numberOf(childOf(report, 1)) == event.rptid;
-    });
-    if (!there)
-      linkAnew(event, reports);
-    next();
+    std::vector<uint32_t> rptids;
+    std::set<uint32_t> missing(event.vids.begin(), event.vids.end());
+    for (const CHSecsItem &report : childOf(reply.message.root, 3).children()) {
+      rptids.push_back(numberOf(childOf(report, 1)));
+      const auto *vids = payloads_.variablesOf(rptids.back(), reports_);
+      if (vids != nullptr && vids->size() == childOf(report, 2).children().size())
+        for (const uint32_t vid : *vids)
+          missing.erase(vid);
+    }
+    if (missing.empty())
+      return next();
+    rptids.push_back(event.rptid);
+    linkAnew(event, rptids);
   });
 }
 
-// The reports that the event has stay with it.
-void Session::linkAnew(const EventWish &event, const CHSecsItem &reports) {
-  std::vector<uint32_t> rptids;
-  for (const CHSecsItem &report : reports.children())
-    rptids.push_back(numberOf(childOf(report, 1)));
-  rptids.push_back(event.rptid);
-  steps_.emplace_front([this, event, rptids] {
-    ask(formatText("s2f35w{<u4 1>{{<u4 %u>{%s}}}}", event.ceid, idItems(rptids).c_str()),
-        [this, event](const GemReply &reply) {
-          if (const uint32_t code = acknowledgeOf(reply.message.root); !reply || code != 0)
-            events_.problem(formatText("link of event %u: the tool answers %u", event.ceid, code));
-          next();
-        });
-  });
-  steps_.emplace_front([this, event] {
-    ask(formatText("s2f35w{<u4 1>{{<u4 %u>{}}}}", event.ceid),
-        [this](const GemReply &) { next(); });
-  });
+// The reports that the event has stay with it. A link cannot be added to others (LRACK 3), they are
+// to be removed first: the two requests go out together, so that no event is reported in between.
+void Session::linkAnew(const EventWish &event, const std::vector<uint32_t> &rptids) {
+  ask(formatText("s2f35w{<u4 1>{{<u4 %u>{}}}}", event.ceid), [](const GemReply &) {});
+  ask(formatText("s2f35w{<u4 1>{{<u4 %u>{%s}}}}", event.ceid, idItems(rptids).c_str()),
+      [this, event](const GemReply &reply) {
+        if (const uint32_t code = acknowledgeOf(reply.message.root); !reply || code != 0)
+          events_.problem(formatText("link of event %u: the tool answers %u", event.ceid, code));
+        next();
+      });
 }
 
 // Alarms, traces, limits, spool -------------------------------------------------------------------

@@ -27,7 +27,7 @@ public:
     std::function<void(bool online)> online;
   };
 
-  Session(EventLoop &loop, CVeltoGemCtrl &control, Events events);
+  Session(EventLoop &loop, CVeltoGemCtrl &control, const Payloads &payloads, Events events);
   Session(const Session &) = delete;
   Session &operator=(const Session &) = delete;
 
@@ -63,10 +63,10 @@ private:
   void planLimits();
   void planSpool();
   void askWhatIsLinked(const EventWish &event);
-  void linkAnew(const EventWish &event, const CHSecsItem &reports);
+  void linkAnew(const EventWish &event, const std::vector<uint32_t> &rptids);
 
-  EventLoop &loop_;
   CVeltoGemCtrl &control_;
+  const Payloads &payloads_;
   const Events events_;
   const Subscription *subscription_ = nullptr;
   uint32_t number_ = 0; ///< counts starts: an answer to an earlier one says nothing

@@ -26,7 +26,7 @@ Tool::Tool(EventLoop &loop, const OutConfig &out, Delivery &delivery, ToolConfig
            std::function<void(const std::string &text)> told)
     : loop_(loop), out_(out), delivery_(delivery), config_(std::move(config)),
       told_(std::move(told)), payloads_(out_, config_, loop.clock()), control_(loop),
-      session_(loop, control_,
+      session_(loop, control_, payloads_,
                {.problem = [this](const std::string &text) { told_(name() + ": " + text); },
                 .ready = [this] { ready(); },
                 .online =

@@ -1,6 +1,7 @@
 #include "apps/velto/fleet/fleet_tool.h"
 
 #include "gem/engine/engine.h"
+#include "gem/messages/items.h"
 
 #include <utility>
 
@@ -9,8 +10,9 @@ namespace velto {
 namespace {
 
 constexpr uint8_t kReportStream = 6;
+constexpr uint8_t kEventReport = 11;
 constexpr uint8_t kEventAcknowledge = 12;
-constexpr size_t kMostWaiting = 1000; // events whose acknowledge may still be told of
+constexpr size_t kMostWaiting = 10'000; // events whose acknowledge may still be told of
 
 } // namespace
 
@@ -32,14 +34,7 @@ FleetTool::FleetTool(EventLoop &loop, FileSystem &files, const FleetPlan &plan, 
   control_.SetCapabilities(plan.spools ? kAllCapabilities : kAllCapabilities & ~CapabilitySpooling);
   control_.SetAutoReply(true);
   control_.onReceived = [this](const std::string &, int32_t) { received(); };
-  control_.onSent = [this] {
-    const CHSecsHeader &header = control_.engine().gem()->sentHeader();
-    if (!invoking_ || header.stream() != kReportStream || header.function() % 2 == 0)
-      return;
-    if (waiting_.size() >= kMostWaiting)
-      waiting_.erase(waiting_.begin());
-    waiting_[header.systemBytes] = {count_, loop_.clock().ticks()};
-  };
+  control_.onSent = [this] { sent(); };
   control_.onDisconnected = [this](const std::string &, int32_t) { waiting_.clear(); };
 }
 
@@ -66,11 +61,24 @@ bool FleetTool::act() {
   }
   if (plan_.counter != 0)
     control_.TrySetVIDValue(static_cast<int32_t>(plan_.counter), count_);
-  invoking_ = true;
-  const bool went =
-      control_.InvokeEvent(static_cast<int32_t>(plan_.events[count_ % plan_.events.size()]));
-  invoking_ = false;
-  return went;
+  if (counts_.size() >= kMostWaiting)
+    counts_.erase(counts_.begin());
+  counts_[control_.engine().gem()->data().nextDataId] = count_;
+  return control_.InvokeEvent(static_cast<int32_t>(plan_.events[count_ % plan_.events.size()]));
+}
+
+// An event may go out long after it was invoked, from the spool. Its DATAID tells which one it is.
+void FleetTool::sent() {
+  CHGem &gem = *control_.engine().gem();
+  const CHSecsHeader &header = gem.sentHeader();
+  if (header.sType() != 0 || header.stream() != kReportStream || header.function() != kEventReport)
+    return;
+  const auto found = counts_.find(numberOf(childOf(gem.slot(CHGem::kSent).message.root, 1)));
+  if (found == counts_.end())
+    return;
+  if (waiting_.size() >= kMostWaiting)
+    waiting_.erase(waiting_.begin());
+  waiting_[header.systemBytes] = {found->second, loop_.clock().ticks()};
 }
 
 void FleetTool::received() {

@@ -49,6 +49,7 @@ private:
     uint32_t since; ///< tick
   };
 
+  void sent();
   void received();
 
   EventLoop &loop_;
@@ -57,8 +58,8 @@ private:
   const Acknowledged acknowledged_;
   CVeltoGemCtrl control_;
   uint64_t count_; ///< number of the event that was invoked last
-  bool invoking_ = false;
   uint32_t seed_;
+  std::map<uint32_t, uint64_t> counts_; ///< numbers of events by their DATAID
   std::map<uint32_t, Waiting> waiting_; ///< by system bytes
 };
 
