@@ -198,14 +198,15 @@ private:
 
   void readTools() {
     std::set<std::string> names;
-    for (const TomlReader &reader : root_.tables("tool")) {
+    const auto readers = root_.tables("tool");
+    for (const TomlReader &reader : readers) {
       ToolConfig tool;
       if (readTool(reader, tool) && !names.insert(tool.name).second)
         reader.wrong("name", "another tool has this name");
       if (isOurs(tool))
         config_.tools.push_back(std::move(tool));
     }
-    if (names.empty())
+    if (readers.empty())
       root_.wrong("tool", "at least one [[tool]] is needed");
   }
 

@@ -59,8 +59,10 @@ std::vector<std::string> Gateway::open() {
           .told = events_.told,
           .failed = events_.failed,
           .holding = [this](bool holds) { holding(holds); }});
-  if (const std::string problem = delivery_->open(); !problem.empty())
+  if (const std::string problem = delivery_->open(); !problem.empty()) {
+    delivery_.reset();
     return {problem};
+  }
   for (const ToolConfig &tool : config_.tools)
     add(tool);
   const int32_t period = config_.out.statistics;

@@ -57,8 +57,11 @@ Tool::Tool(EventLoop &loop, const OutConfig &out, Delivery &delivery, ToolConfig
       session_.stop();
     stateChanged();
   };
-  control_.onConnectionStateChanged = [this](int16_t, int16_t) {
+  control_.onConnectionStateChanged = [this](int16_t next, int16_t) {
     ++*connection_;
+    link_ = static_cast<LinkState>(next);
+    if (link_ != LinkState::Ready)
+      session_.stop();
     stateChanged();
   };
   control_.onProblem = [this](int16_t code, const std::string &text) {
@@ -157,10 +160,9 @@ Delivery::Acknowledge Tool::answerTo(const CHSecsHeader &primary) {
 // State ------------------------------------------------------------------------------------------
 
 void Tool::stateChanged() {
-  const std::string state = communicates() ? "communicating"
-                            : control_.engine().physical().State() != LinkState::Down
-                                ? "connected"
-                                : "disconnected";
+  const std::string state = communicates()             ? "communicating"
+                            : link_ != LinkState::Down ? "connected"
+                                                       : "disconnected";
   const std::string control = !communicates() ? "" : online_ ? "online" : "offline";
   const std::string both = state + ' ' + control;
   if (std::exchange(state_, both) != both)

@@ -35,7 +35,8 @@ public:
 
   const std::string &name() const { return config_.name; }
   bool communicates() const {
-    return control_.CommunicationState() == CommunicationState::Communicating;
+    return link_ == LinkState::Ready &&
+           control_.CommunicationState() == CommunicationState::Communicating;
   }
 
 private:
@@ -61,6 +62,8 @@ private:
   Payloads payloads_;
   std::shared_ptr<uint32_t> connection_ = std::make_shared<uint32_t>(0); ///< counts links
   std::string state_;                                                    ///< as it was told
+  /// The communication state outlives the link: it ends with the next one (SEMI E30, 4.1).
+  LinkState link_ = LinkState::Down;
   bool online_ = true;
   CVeltoGemCtrl control_;
   Session session_;
