@@ -14,12 +14,18 @@ found() {
     ;;
   libcli11-dev) has_header CLI/CLI.hpp ;;
   libncurses-dev) has_header ncurses.h ;;
+  libtomlplusplus-dev) has_header toml++/toml.h ;;
+  nlohmann-json3-dev) has_header nlohmann/json.hpp ;;
+  libsqlite3-dev) has_header sqlite3.h ;;
+  libmosquitto-dev) has_header mosquitto.h ;;
+  prometheus-cpp-dev) has_header prometheus/exposer.h ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     has_header "$name/$name.h"
     ;;
   python3-cffi) /usr/bin/python3 -c "import cffi" ;;
   python3-venv) /usr/bin/python3 -c "import ensurepip" ;;
+  mosquitto) [ -x /usr/sbin/mosquitto ] || command -v mosquitto ;;
   ninja-build) command -v ninja ;;
   *) command -v "$1" ;;
   esac >/dev/null 2>&1
@@ -49,6 +55,13 @@ require() {
     echo "Missing, and cannot be installed:$missing ($reason)" >&2
     exit 1
   }
+}
+
+# The libraries of parts of the program that it is also built without, a line of them for each part.
+optional_libraries() {
+  (require libncurses-dev) || echo "The program is built without its screens." >&2
+  (require libtomlplusplus-dev nlohmann-json3-dev libsqlite3-dev libmosquitto-dev prometheus-cpp-dev) ||
+    echo "The gateway is built without what these are for." >&2
 }
 
 # configured PRESET: true if build/PRESET can be built. One that was copied here along with the

@@ -13,6 +13,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 VELTO = os.environ.get("VELTO_PROGRAM", str(ROOT / "build/release/apps/velto/velto"))
+os.environ["PATH"] += ":/usr/sbin"  # where Debian has the brokers
 COUNT = 111  # the variable of the model that counts the events
 
 
@@ -135,12 +136,13 @@ class Rig:
         return servers
 
 
-def config(tools, port, out, purpose, name="gateway1", shard="1/1"):
+def config(tools, port, out, purpose, name="gateway1", shard="1/1",
+           address="127.0.0.1:"):
     """A configuration for the tools of a fleet, which are named as the fleet names them."""
     head = f'site = "fab"\nname = "{name}"\nshard = "{shard}"\n{out}\n[template.etch]\n'
     head += f'names = "etch_tool.model"\nt5 = 1\nt3 = 10\n{purpose}\n'
     for i in range(tools):
-        head += f'[[tool]]\nname = "tool{i + 1}"\naddress = "127.0.0.1:{port + i}"\n'
+        head += f'[[tool]]\nname = "tool{i + 1}"\naddress = "{address}{port + i}"\n'
         head += 'template = "etch"\n'
     return head
 

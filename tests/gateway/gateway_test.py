@@ -167,9 +167,12 @@ class Lines(Case):
                 jsonschema.validate(payload, schema)
 
     def test_begins_a_new_file_where_one_is_full(self):
-        port, fleet = self.fleet(4, "--rate", 3000, "--acknowledges")
+        port = r.free_ports(4)
+        fleet = self.rig.process("fleet", r.VELTO, "fleet", 4, "--connect", f"127.0.0.1:{port}",
+                                 "--rate", 3000).start()
         out = 'sink = "file"\n[file]\npath = "out"\nmegabytes = 1\nkeep = 2\n' + r.outbox()
-        gateway = self.rig.gateway(r.config(4, port, out, r.every_event(f"[{r.COUNT}]"))).start()
+        purpose = r.every_event(f"[{r.COUNT}]")
+        gateway = self.rig.gateway(r.config(4, port, out, purpose, address="listen:")).start()
         r.wait_for("three files", lambda: (self.rig.folder / "out.2").exists())
         fleet.stop()
         self.assertEqual(gateway.stop(), 0)
