@@ -24,6 +24,9 @@ found() {
     has_header "$name/$name.h"
     ;;
   python3-cffi) /usr/bin/python3 -c "import cffi" ;;
+  abigail-tools) command -v abidiff ;;
+  dpkg-dev) command -v dpkg-buildpackage ;;
+  man-db) command -v man ;;
   python3-venv) /usr/bin/python3 -c "import ensurepip" ;;
   mosquitto) [ -x /usr/sbin/mosquitto ] || command -v mosquitto ;;
   ninja-build) command -v ninja ;;
@@ -60,8 +63,9 @@ require() {
 # The libraries of parts of the program that it is also built without, a line of them for each part.
 optional_libraries() {
   (require libncurses-dev) || echo "The program is built without its screens." >&2
-  (require libtomlplusplus-dev nlohmann-json3-dev libsqlite3-dev libmosquitto-dev prometheus-cpp-dev) ||
-    echo "The gateway is built without what these are for." >&2
+  (require nlohmann-json3-dev) || echo "velto will not read JSON, and has no gateway." >&2
+  (require libtomlplusplus-dev libsqlite3-dev libmosquitto-dev prometheus-cpp-dev) ||
+    echo "The gateway is built without what these are for, or left out." >&2
 }
 
 # configured PRESET: true if build/PRESET can be built. One that was copied here along with the

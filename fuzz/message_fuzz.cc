@@ -2,6 +2,7 @@
 #include "base/text.h"
 #include "secs2/item_value.h"
 #include "secs2/message.h"
+#include "secs2/message_json.h"
 #include "secs2/node_path.h"
 #include "secs2/sml_printer.h"
 #include "secs2/sml_tree.h"
@@ -39,6 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   Bytes first;
   require(message.Encode(first));
   MessageTree(message);
+  messageJsonMembers({data, size});
   const std::string sml = RenderSml(message);
   CHSecsMessage again;
   require(again.Decode(first));

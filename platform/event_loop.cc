@@ -9,6 +9,7 @@
 #include <limits>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 #include <utility>
@@ -19,7 +20,9 @@ namespace {
 
 constexpr uint64_t kTimerEvent = std::numeric_limits<uint64_t>::max();
 constexpr uint64_t kWakeEvent = kTimerEvent - 1;
-constexpr int kBatch = 32; // descriptors that are asked for at once
+constexpr int kBatch = 32;            // descriptors that are asked for at once
+constexpr int kSmallestRead = 1024;   // bytes that a handler takes at a time, where more are there
+constexpr int kMostAhead = 1'048'576; // bytes of a descriptor that are handled before a timer
 
 void watchForever(int epoll, int fd, uint64_t event) {
   epoll_event entry{};
@@ -151,15 +154,32 @@ bool EventLoop::dispatchDescriptors(int timeout, uint64_t &due) {
   int count = epoll_wait(epoll_, events.data(), kBatch, timeout);
   due = now();
   const bool timersWait = !heap_.empty() && heap_.front()->deadline_ <= due;
-  bool worked = handleReady({events.data(), static_cast<size_t>(std::max(count, 0))});
-  size_t batches = timersWait ? slots_.size() / kBatch + 1 : 0;
-  for (; batches != 0 && (count <= 0 || count == kBatch); --batches) {
+  if (timersWait && count <= 0) // nothing, or the wait was cut short
+    count = epoll_wait(epoll_, events.data(), kBatch, 0);
+  const std::span ready(events.data(), static_cast<size_t>(std::max(count, 0)));
+  size_t batches = timersWait ? unread(ready) / kSmallestRead : 0;
+  if (timersWait && count == kBatch)
+    batches += slots_.size() / kBatch + 1;
+  bool worked = handleReady(ready);
+  for (; batches != 0; --batches) {
     count = epoll_wait(epoll_, events.data(), kBatch, 0);
     if (count <= 0)
       break;
     worked |= handleReady({events.data(), static_cast<size_t>(count)});
   }
   return worked;
+}
+
+// Bytes of the descriptor that has most of them.
+size_t EventLoop::unread(std::span<const epoll_event> events) const {
+  int most = 0;
+  for (const epoll_event &event : events) {
+    int count = 0;
+    const auto index = static_cast<uint32_t>(event.data.u64);
+    if (index < slots_.size() && ioctl(slots_[index].fd, FIONREAD, &count) == 0)
+      most = std::max(most, std::min(count, kMostAhead));
+  }
+  return static_cast<size_t>(most);
 }
 
 bool EventLoop::handleReady(std::span<const epoll_event> events) {

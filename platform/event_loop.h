@@ -74,6 +74,7 @@ private:
   uint64_t now();
   int waitTime(int timeout);
   bool dispatchDescriptors(int timeout, uint64_t &due);
+  size_t unread(std::span<const epoll_event> events) const;
   bool handleReady(std::span<const epoll_event> events);
   bool fireTimers(uint64_t due);
   void fetchInbox();

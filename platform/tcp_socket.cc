@@ -171,6 +171,15 @@ void TcpSocket::finish() {
     ++i;
 }
 
+void TcpSocket::endSending() { shutdown(fd_, SHUT_WR); }
+
+void TcpSocket::abort() {
+  const linger nothing{1, 0};
+  if (isOpen())
+    setsockopt(fd_, SOL_SOCKET, SO_LINGER, &nothing, sizeof nothing);
+  close();
+}
+
 uint16_t TcpSocket::localPort() const {
   sockaddr_in address{};
   socklen_t size = sizeof address;

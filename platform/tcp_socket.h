@@ -63,6 +63,11 @@ public:
   /// the close into a reset, which destroys what the other end has yet to read. Never blocks.
   void finish();
 
+  /// Ends what is sent; what the other end sends still arrives.
+  void endSending();
+  /// Closes with a reset (RST): the other end hears of an error, and gets nothing more.
+  void abort();
+
   int fd() const { return fd_; }
   bool isOpen() const { return fd_ >= 0; }
   /// The port that the socket is bound to; 0 when it has none.

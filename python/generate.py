@@ -34,12 +34,13 @@ def enumeration(header, name):
     return "\n".join(lines)
 
 
-def header_module(header, version):
+def header_module(header, version, library):
     return "\n".join(
         [
             '"""The C interface."""\n',
             "from enum import IntEnum\n",
-            f'VERSION = "{version}"\n',
+            f'VERSION = "{version}"',
+            f'LIBRARY = "{library}"  # its SONAME\n',
             *(enumeration(header, name) + "\n" for name in ENUMERATIONS),
             f'CDEF = """{declarations(header)}\n"""\n',
         ]
@@ -175,7 +176,7 @@ def main():
     described = json.loads(library.velto_type_library())
     header = header_file.read_text()
     folder.mkdir(parents=True, exist_ok=True)
-    (folder / "_header.py").write_text(header_module(header, described["version"]))
+    (folder / "_header.py").write_text(header_module(header, described["version"], library_file.name))
     (folder / "controls.py").write_text(controls_module(described))
     (folder / "enumerations.py").write_text(enumerations_module(described))
 

@@ -222,6 +222,15 @@ size_t EncodeItem(const CHSecsItem &root, uint8_t *out) {
   return static_cast<size_t>(end - out);
 }
 
+size_t EncodeItem(const CHSecsItem &root, uint8_t *out, size_t most) {
+  uint8_t *end = out;
+  forEachItem(root, [&end, out, most](const CHSecsItem &item) {
+    if (static_cast<size_t>(end - out) < most)
+      end = encodeOne(item, end);
+  });
+  return static_cast<size_t>(end - out);
+}
+
 size_t EncodedLength(ByteView bytes, uint64_t count) {
   size_t consumed = 0;
   for (; count != 0 && consumed < bytes.size(); --count) {

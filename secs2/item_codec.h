@@ -37,6 +37,8 @@ bool ReadsBackAsItIs(const CHSecsItem &root);
 /// Writes the item and all below it (SEMI E5 9.2) to `out`, which has room for EncodedItemSize()
 /// bytes; returns the count of bytes written. An item without data writes nothing.
 size_t EncodeItem(const CHSecsItem &root, uint8_t *out);
+/// The same without the items that would begin behind `most` bytes.
+size_t EncodeItem(const CHSecsItem &root, uint8_t *out, size_t most);
 
 /// Decodes the item at the front of `bytes` into `item` (which is cleared); returns the count of
 /// bytes consumed, 0 when there are none.

@@ -262,6 +262,10 @@ private:
   size_t most_;
 };
 
+// Bytes of a body whose text is longer than `most`: a text has the most bytes to a character in "0
+// ", which may be eight.
+size_t bytesWithin(size_t most) { return most < SIZE_MAX / 8 ? 8 * most : SIZE_MAX; }
+
 } // namespace
 
 size_t RenderItems(std::string &out, ByteView bytes, SmlItemPlace &place, const SmlContext *context,
@@ -270,18 +274,19 @@ size_t RenderItems(std::string &out, ByteView bytes, SmlItemPlace &place, const 
 }
 
 std::string RenderSml(const CHSecsMessage &message, const SmlContext *context, size_t most) {
-  Bytes bytes;
-  if (!message.Encode(bytes))
+  const auto bodySize = EncodedItemSize(message.root);
+  if (!bodySize || *bodySize > CHSecsMessage::kMaxEncodedSize - CHSecsHeader::kSize)
     return "";
+  Bytes bytes(*bodySize);
+  const size_t encoded = EncodeItem(message.root, bytes.data(), bytesWithin(most));
   std::string out = HeaderText(message.header, HeaderTextMode::Name);
   out += "\r\n";
   SmlItemPlace place{message.header.stream(), message.header.function(), ""};
-  const ByteView body = ByteView(bytes).subspan(CHSecsHeader::kSize);
-  Renderer(out, place, context, body.size(), most).item(body, 0);
+  Renderer(out, place, context, bytes.size(), most).item(ByteView(bytes).first(encoded), 0);
   if (out.size() <= most)
     return out;
-  const std::string remark =
-      "\r\n* cut short, the message has " + std::to_string(bytes.size()) + " bytes\r\n";
+  const std::string remark = "\r\n* cut short, the message has " +
+                             std::to_string(CHSecsHeader::kSize + bytes.size()) + " bytes\r\n";
   out.resize(most - std::min(most, remark.size()));
   out += remark;
   out.resize(std::min(out.size(), most));

@@ -4,6 +4,7 @@
 #include "base/json_text.h"
 #include "base/text.h"
 #include "gem/messages/items.h"
+#include "secs2/message_json.h"
 
 #include <algorithm>
 #include <chrono>
@@ -102,7 +103,7 @@ std::string_view Payloads::toolTime(std::span<const uint32_t> vids,
 void Payloads::addRaw(std::string &payload, const CHSecsMessage &message) const {
   Bytes bytes;
   if (tool_.raw && message.Encode(bytes))
-    payload += ",\"raw\":\"" + toHex(bytes) + '"';
+    payload += ",\"raw\":{" + messageJsonMembers(bytes, {.encodings = false}) + '}';
   payload += '}';
 }
 

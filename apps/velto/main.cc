@@ -9,6 +9,7 @@
 #include "apps/velto/model/model_command.h"
 #include "apps/velto/setup/setup_command.h"
 #include "apps/velto/sml/sml_command.h"
+#include "apps/velto/spy/spy_command.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -28,6 +29,7 @@ constexpr Command kCommands[] = {
     {"fleet", "many GEM equipments of one model in one process", runFleetCommand},
     {"gateway", "from many tools to the plant's message bus", runGatewayCommand},
     {"host", "a GEM host at the keyboard or from a script", runHostCommand},
+    {"spy", "stand between a host and an equipment and show what they say", runSpyCommand},
     {"setup", "edit an equipment's settings and model in its setup sheet", runSetupCommand},
     {"sml", "SML to hexadecimal and back, normalised SML, verification", runSmlCommand},
     {"model", "equipment models: readable text to a data file and back", runModelCommand},

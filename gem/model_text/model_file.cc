@@ -106,6 +106,8 @@ bool writeModelData(FileSystem &files, const std::string &path, const GemData &d
   return write(files, path, 0, data, problem);
 }
 
+std::string importedCopy(const std::string &data) { return data + ".imported"; }
+
 std::string lostCompanion(const std::string &data) {
   return companionOf(data) +
          " was lost or damaged: the commands are those of the text again, the " +
@@ -118,7 +120,7 @@ ModelImport importModelText(FileSystem &files, const std::string &text, const st
   const auto content = readText(files, text, problem);
   if (!content)
     return ModelImport::Failed;
-  const std::string copy = data + ".imported";
+  const std::string copy = importedCopy(data);
   const auto before = files.read(copy);
   const bool there = files.size(data).has_value();
   const auto model = parsed(text, *content, problem);

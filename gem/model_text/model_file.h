@@ -41,6 +41,9 @@ enum class ModelImport {
 ModelImport importModelText(FileSystem &files, const std::string &text, const std::string &data,
                             std::string &problem);
 
+/// The file beside a model data file that holds the text of its last import.
+std::string importedCopy(const std::string &data);
+
 /// What ModelImport::Mended is told as.
 std::string lostCompanion(const std::string &data);
 

@@ -1,4 +1,4 @@
-"""The shared library beside this package, and what crosses its border: values, texts, failures."""
+"""The shared library, and what crosses its border: values, texts, failures."""
 
 from __future__ import annotations
 
@@ -8,13 +8,16 @@ from typing import Any, Iterable, Union
 
 from cffi import FFI
 
-from velto._header import CDEF, Status
+from velto._header import CDEF, LIBRARY, Status
 
 log = logging.getLogger("velto")
 
 ffi: Any = FFI()
 ffi.cdef(CDEF)
-lib: Any = ffi.dlopen(str(pathlib.Path(__file__).with_name("libvelto.so")))
+
+# A wheel has the library inside; beside a package of the system it is one of the system, too.
+_inside = pathlib.Path(__file__).with_name("libvelto.so")
+lib: Any = ffi.dlopen(str(_inside) if _inside.exists() else LIBRARY)
 
 # What a member takes. Texts are 8-bit bytes; a str stands for them by ISO 8859-1.
 Value = Union[None, bool, int, float, str, bytes]

@@ -1,7 +1,10 @@
 // velto equipment and velto host as people run them: child processes that talk to each other.
 #include "apps/cases.h"
 #include "apps/gem_tools.h"
+#include "apps/velto/sml/json_messages.h"
+#include "base/json_text.h"
 #include "platform/null_modem.h"
+#include "secs2/sml_printer.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -103,6 +106,28 @@ TEST_F(GemTools, TalkByEveryAddress) {
   line.join();
 }
 
+// Between the two, a spy prints what the page shows, but for times, ports and numbers.
+TEST_F(GemTools, ASpyShowsWhatTheDocumentationShows) {
+  const auto tool = equipment();
+  const auto spy =
+      run({"spy", "listen:0", "127.0.0.1:" + port, "--names", "etch.model", "--t3", "1"});
+  port = portOf(*spy);
+  const auto visitor = host({"--script", file("script", "status 101\n")});
+  EXPECT_EQ(visitor->status(), 0) << visitor->output;
+  EXPECT_TRUE(spy->prints("closed by 127.0.0.1:")) << spy->output;
+  spy->signal(SIGTERM);
+  EXPECT_EQ(spy->status(), 0) << spy->output;
+  for (const char *line :
+       {"#1 opened: 127\\.0\\.0\\.1:[0-9]+ to 127.0.0.1:[0-9]+\n", "#1 --> SelectReq \\[1\\]\n",
+        "#1 <-- SelectRsp \\[1\\]  after [0-9]+\\.[0-9] ms\n",
+        "#1 --> S1F3W \\[[0-9]+\\]  Selected Equipment Status Request\n"
+        "              \\{\n                <u4 101> +\\* Chamber pressure\n              \\}\n",
+        "#1 <-- S1F4 \\[[0-9]+\\]  Selected Equipment Status Data  after [0-9]+\\.[0-9] ms\n"})
+    EXPECT_THAT(spy->output, ContainsRegex(line));
+  tool->signal(SIGINT);
+  EXPECT_EQ(tool->status(), 0) << tool->output;
+}
+
 // Each title is what the script below it fails with.
 TEST_F(GemTools, AHostScriptStopsAtWhatFails) {
   const auto tool = equipment();
@@ -114,37 +139,21 @@ TEST_F(GemTools, AHostScriptStopsAtWhatFails) {
   }
 }
 
-/// Takes from the front an object of names with texts, whole numbers, truth values and objects;
-/// whether there is one.
-bool takeObject(std::string_view &line) {
-  const auto text = [&line] {
-    bool good = line.starts_with('"');
-    for (line.remove_prefix(good); good && !line.empty() && line[0] != '"';) {
-      const bool escape = line[0] == '\\';
-      const bool code = line.starts_with("\\u");
-      good = line[0] >= 0x20 && (!escape || std::string_view("nu\"\\").find(line[1]) < 4) &&
-             (!code || line.substr(2, 4).find_first_not_of("0123456789abcdef") > 3);
-      line.remove_prefix(code ? 6 : escape ? 2 : 1);
-    }
-    line.remove_prefix(!line.empty());
-    return good;
-  };
-  if (!line.starts_with('{'))
+/// Whether a line is one object of JSON; of a message, whether its body is what the SML says.
+bool isJson(std::string_view line) {
+  JsonProblem problem;
+  const auto objects = splitJson(line, problem);
+  if (!objects || objects->size() != 1)
     return false;
-  do {
-    line.remove_prefix(1);
-    if (!text() || !line.starts_with(':'))
-      return false;
-    line.remove_prefix(1);
-    if (line.starts_with('{')   ? !takeObject(line)
-        : line.starts_with('"') ? !text()
-                                : line.find_first_of(",}") == 0)
-      return false;
-    line.remove_prefix(std::min(line.find_first_not_of("-0123456789truefalse"), line.size()));
-  } while (line.starts_with(','));
-  const bool closed = line.starts_with('}');
-  line.remove_prefix(closed);
-  return closed;
+  const auto bytes = messageFromJson(objects->front(), problem);
+  if (!bytes)
+    return problem.text.starts_with("no message: ");
+  CHSecsMessage message;
+  message.Decode(*bytes);
+  std::string sml = RenderSml(message);
+  std::erase(sml, '\r');
+  sml = sml.substr(0, sml.find("  * ")); // names of the model, where one is there
+  return line.find("\"sml\":" + jsonText(sml).substr(0, sml.size())) != std::string_view::npos;
 }
 
 TEST_F(GemTools, PrintsJson) {
@@ -162,8 +171,8 @@ TEST_F(GemTools, PrintsJson) {
     size_t lines = 0;
     for (size_t at = 0; at < output->size(); ++lines) {
       const size_t end = output->find('\n', at);
-      std::string_view line = std::string_view(*output).substr(at, end - at);
-      EXPECT_TRUE(takeObject(line) && line.empty()) << output->substr(at, end - at);
+      const std::string_view line = std::string_view(*output).substr(at, end - at);
+      EXPECT_TRUE(isJson(line)) << line;
       at = end + 1;
     }
     EXPECT_GT(lines, 10U);

@@ -142,7 +142,7 @@ class Lines(Case):
             [(202, "Lot ID", "LOT-1", None, "A"), (101, "Chamber pressure", 12.5, "mTorr", "F4")],
         )
         self.assertRegex(event["tool_time"], r"^20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d\.\d\d$")
-        self.assertEqual(bytes.fromhex(event["raw"])[2:4], b"\x86\x0b")
+        self.assertEqual((event["raw"]["message"], event["raw"]["body"]["format"]), ("S6F11W", "L"))
         self.assertEqual({a["set"] for a in topics(found, ends[2])}, {True, False})
         self.assertEqual(topics(found, ends[2])[0]["text"], "Cooling water flow low")
         trace = topics(found, ends[3])[0]

@@ -65,8 +65,39 @@ endforeach()
 file(WRITE ${WORK}/header.cc "#include <velto.h>\nint main() { return velto_version() == 0; }\n")
 run(${COMPILER} ${strict} ${WORK}/header.cc ${c_flags} -o ${WORK}/c_header)
 run(${WORK}/c_header)
-run(sh -c "cd ${WORK} || exit 1
-  timeout 20 ./c_gem_equipment 5021 & timeout 20 ./c_gem_host 5021 && wait $!")
+
+# Its host, those inside the loops of other libraries, and those in Java and C#, which know nothing
+# but the shared library, as far as they can be built here: each asks that equipment for a report.
+set(hosts ./c_gem_host)
+build_project(${prefix}/share/velto/examples/loops)
+foreach(name qt_host asio_host glib_host)
+  if(EXISTS ${WORK}/loops/${name})
+    list(APPEND hosts loops/${name})
+  endif()
+endforeach()
+find_program(JAVA java)
+set(modules "")
+if(JAVA)
+  execute_process(COMMAND ${JAVA} --list-modules OUTPUT_VARIABLE modules)
+endif()
+if(modules MATCHES "jdk.compiler.*jdk.incubator.foreign")
+  list(APPEND hosts "${JAVA} --add-modules jdk.incubator.foreign --enable-native-access=ALL-UNNAMED \
+    ${prefix}/share/velto/examples/java/GemHost.java ${library_dir}/libvelto.so")
+else()
+  message("No Java 17: its example is skipped")
+endif()
+find_program(MCS mcs)
+find_program(MONO mono)
+if(MCS AND MONO)
+  run(${MCS} -out:${WORK}/GemHost.exe ${prefix}/share/velto/examples/csharp/GemHost.cs)
+  list(APPEND hosts "env LD_LIBRARY_PATH=${library_dir} ${MONO} GemHost.exe")
+else()
+  message("No Mono: the example in C# is skipped")
+endif()
+foreach(host ${hosts})
+  run(sh -c "cd ${WORK} || exit 1
+    timeout 20 ./c_gem_equipment ${port} & timeout 20 ${host} ${port} && wait $!")
+endforeach()
 
 # By pkg-config.
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)

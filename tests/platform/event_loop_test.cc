@@ -190,7 +190,8 @@ TEST_F(EventLoopTest, TimersThatFallDueWhileAHandlerRunsLetWhatArrivedGoFirst) {
   EXPECT_EQ(log_, "arrival limit ");
 }
 
-// More descriptors than the loop asks for at once, in the turn in which a timer is due.
+// More descriptors than the loop asks for at once, in the turn in which a timer is due, and more
+// bytes of one than its handler takes at a time.
 TEST_F(EventLoopTest, HandlesAllThatIsReadyBeforeATimer) {
   std::array<Pipe, 100> pipes;
   std::vector<std::unique_ptr<DescriptorWatch>> watches;
@@ -205,13 +206,26 @@ TEST_F(EventLoopTest, HandlesAllThatIsReadyBeforeATimer) {
   Pipe endless;
   endless.put();
   DescriptorWatch ready(loop_, endless.readEnd(), DescriptorWatch::kReadable, [](unsigned) {});
+  Pipe deep;
+  size_t left = 0;
+  DescriptorWatch reader(loop_, deep.readEnd(), DescriptorWatch::kReadable, [&](unsigned) {
+    std::array<char, 4096> chunk{};
+    left -= static_cast<size_t>(read(deep.readEnd(), chunk.data(), chunk.size()));
+  });
+  const std::string bytes(60'000, 'x');
+  left = static_cast<size_t>(write(deep.writeEnd(), bytes.data(), bytes.size()));
   size_t before = 0;
-  Timer limit(loop_, [&] { before = arrived; });
+  size_t unread = 1;
+  Timer limit(loop_, [&] {
+    before = arrived;
+    unread = left;
+  });
   limit.start(5);
   for (Pipe &pipe : pipes)
     pipe.put();
   EXPECT_TRUE(advance(5));
   EXPECT_EQ(before, pipes.size());
+  EXPECT_EQ(unread, 0U);
 }
 
 TEST_F(EventLoopTest, RunsPostedTasksInOrderAndLaterOnesInTheNextTurn) {

@@ -2,12 +2,14 @@
 // postFromAnyThread(). Run under ThreadSanitizer, too.
 #include "controls/hsms_ctrl.h"
 #include "controls/registry.h"
+#include "module/values.h"
 #include "platform/tcp_socket.h"
 #include "secs2/message.h"
 #include "secs2/sml_printer.h"
 #include "secs2/verifier.h"
 
 #include <array>
+#include <atomic>
 #include <functional>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -161,6 +163,68 @@ TEST(Threads, TransactionsOfAllLoopsDiffer) {
   for (const auto &ids : taken)
     all.insert(ids.begin(), ids.end());
   EXPECT_EQ(all.size(), kEach * kThreads);
+}
+
+// An equipment and its host through the C interface, each on a loop and a thread of its own. Each
+// report that the host takes has the equipment send the next one.
+struct CPair {
+  static constexpr int64_t kReports = 100;
+
+  std::atomic<velto_loop *> toolLoop = nullptr;
+  velto_control *tool = nullptr; // of the equipment's thread
+  std::string address = std::to_string(freePort());
+  int64_t reports = 0; // of the host's thread
+
+  void runTool() {
+    velto_loop *loop = velto_loop_new();
+    tool = velto_gem_equipment(loop, "", ("listen:" + address).c_str());
+    const velto_value event[] = {integer(12), integer(255), text("Done")};
+    velto_call(tool, "RegisterCEID", event, 3, nullptr);
+    toolLoop = loop;
+    velto_loop_run(loop);
+    velto_loop_free(loop);
+  }
+  void runHost() {
+    velto_loop *loop = velto_loop_new();
+    velto_control *host = velto_gem_host(loop, ("127.0.0.1:" + address).c_str());
+    velto_set(host, "T5", nullptr, 0, integer(1));
+    velto_gem_subscribe(
+        host, 12, nullptr, 0,
+        [](void *user, velto_control *, uint32_t, const char *, const void *, size_t) {
+          auto *pair = static_cast<CPair *>(user);
+          ++pair->reports;
+          pair->askForOne();
+        },
+        this, nullptr);
+    for (int i = 0; i < 20'000 && velto_gem_subscribed(host) != 1; ++i)
+      velto_loop_run_once(loop, 1);
+    askForOne();
+    for (int i = 0; i < 20'000 && reports < kReports; ++i)
+      velto_loop_run_once(loop, 1);
+    velto_loop_free(loop);
+    velto_loop_quit(toolLoop);
+  }
+  void askForOne() {
+    velto_loop_post(
+        toolLoop,
+        [](void *user) {
+          const velto_value event = integer(12);
+          velto_call(static_cast<CPair *>(user)->tool, "InvokeEvent", &event, 1, nullptr);
+        },
+        this);
+  }
+};
+
+TEST(Threads, LoopsOfTheCInterfaceDoNotMeet) {
+  CPair pair;
+  {
+    const std::jthread tool([&pair] { pair.runTool(); });
+    while (pair.toolLoop == nullptr)
+      std::this_thread::yield();
+    EXPECT_EQ(velto_loop_run_once(pair.toolLoop, 0), -1) << "it belongs to the other thread";
+    const std::jthread host([&pair] { pair.runHost(); });
+  }
+  EXPECT_GE(pair.reports, CPair::kReports);
 }
 
 } // namespace

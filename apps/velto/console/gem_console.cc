@@ -1,10 +1,11 @@
 #include "apps/velto/console/gem_console.h"
 
+#include "apps/velto/console/line_text.h"
 #include "apps/velto/console/literal.h"
-#include "base/date_time.h"
 #include "base/json_text.h"
 #include "base/text.h"
 #include "gem/engine/gem.h"
+#include "secs2/message_json.h"
 #include "secs2/message_table.h"
 #include "secs2/sml_printer.h"
 #include "transport/hsms/hsms_engine.h"
@@ -15,8 +16,8 @@ namespace velto {
 
 namespace {
 
-constexpr size_t kTextColumn = 14;                  // where the text behind the time begins
 constexpr size_t kMostOfSml = kMostOnScreen - 1024; // with room for the indentation of some lines
+constexpr size_t kMostOfBody = size_t{1} << 20;     // bytes of JSON
 
 struct JsonValue {
   std::string operator()(const std::string &text) const { return jsonText(text); }
@@ -38,11 +39,6 @@ struct JsonValue {
     return object + '}';
   }
 };
-
-std::string isoTime(const LocalTime &time) {
-  return formatText("%04u-%02u-%02uT%02u:%02u:%02u.%03u", time.year, time.month, time.day,
-                    time.hour, time.minute, time.second, time.milliseconds);
-}
 
 const char *standardName(const CVeltoGemCtrl &control) {
   const MessageRow *row =
@@ -69,30 +65,29 @@ std::string shortSml(CVeltoGemCtrl &control, bool received) {
   return RenderSml(message, nullptr, kMostOfSml);
 }
 
-// Indents all lines but the first, so that they begin below the text of the first. Indented, short
-// lines may take more than a screen is given.
-std::string indented(std::string_view lines) {
-  const std::string lineEnd = '\n' + std::string(kTextColumn, ' ');
-  const std::string remark = lineEnd + "* cut short";
-  std::string out;
-  for (const char c : lines) {
-    if (c != '\n') {
-      out += c;
-      continue;
-    }
-    if (out.size() + remark.size() > kMostOnScreen)
-      return out.substr(0, kMostOnScreen - remark.size()) + remark;
-    out += lineEnd;
-  }
-  return out;
+// The body as members of a JSON object. What was sent is there as bytes, unless someone has looked
+// at it; what was received is there as items.
+std::string bodyMembers(CVeltoGemCtrl &control, bool received) {
+  CHGem *gem = control.engine().gem();
+  if (const ByteView sent = gem != nullptr && !received ? gem->sentBytes() : ByteView();
+      !sent.empty())
+    return bodyJsonMembers(sent.subspan(CHSecsHeader::kSize), {.most = kMostOfBody});
+  Bytes bytes;
+  if (gem != nullptr)
+    gem->slot(received ? CHGem::kReceived : CHGem::kSent).message.Encode(bytes);
+  else
+    bytes = fromHex(control.Msg());
+  return bodyJsonMembers(ByteView(bytes).subspan(std::min(bytes.size(), CHSecsHeader::kSize)),
+                         {.encodings = false, .most = kMostOfBody});
 }
 
 } // namespace
 
 void GemConsole::follow(CVeltoGemCtrl &control) {
-  const auto peer = [this](const char *name) {
-    return [this, name](const std::string &address, int32_t port) {
+  const auto peer = [this](const char *name, bool isThere) {
+    return [this, name, isThere](const std::string &address, int32_t port) {
       const std::string number = port == 0 ? "" : ':' + std::to_string(port); // a serial port
+      partner_ = isThere ? address + number : "";
       event(name, std::string(name) + ": " + address + number,
             {{"address", address}, {"port", int64_t{port}}});
     };
@@ -100,9 +95,9 @@ void GemConsole::follow(CVeltoGemCtrl &control) {
   const auto state = [this](std::string_view name, const std::string &value) {
     event(name, std::string(name) + ": " + value, {{"state", value}});
   };
-  control.onConnected = peer("connected");
-  control.onDisconnected = [this, &control, lost = peer("disconnected")](const std::string &address,
-                                                                         int32_t port) {
+  control.onConnected = peer("connected", true);
+  control.onDisconnected = [this, &control, lost = peer("disconnected", false)](
+                               const std::string &address, int32_t port) {
     lost(address, port);
     counters(control);
   };
@@ -139,17 +134,27 @@ void GemConsole::received(CVeltoGemCtrl &control) {
 void GemConsole::message(CVeltoGemCtrl &control, bool received) {
   if (style_ == Style::Quiet)
     return;
+  const std::string bodyJson = style_ == Style::Json ? bodyMembers(control, received) : "";
   std::string sml = shortSml(control, received);
   std::erase(sml, '\r');
   const size_t end = std::min(sml.find('\n'), sml.size());
   const std::string header = sml.substr(0, end);
   const std::string name = standardName(control);
-  if (style_ == Style::Json)
-    return print(object(received ? "received" : "sent",
-                        {{"message", header},
-                         {"name", name},
-                         {"system_bytes", int64_t{static_cast<uint32_t>(control.SystemBytes())}},
-                         {"sml", sml}}));
+  if (style_ == Style::Json) {
+    std::string line =
+        object(received ? "received" : "sent",
+               {{"message", header},
+                {"name", name},
+                {"system_bytes", int64_t{static_cast<uint32_t>(control.SystemBytes())}},
+                {"sml", sml},
+                {"stream", int64_t{control.Stream()}},
+                {"function", int64_t{control.Function()}},
+                {"wbit", control.Wbit()},
+                {"session", int64_t{control.SessionID()}},
+                {"ptype", int64_t{control.PType()}},
+                {"stype", int64_t{control.SType()}}});
+    return print(line.insert(line.size() - 1, bodyJson));
+  }
   const std::string_view body = std::string_view(sml).substr(end);
   print(stamp() + (received ? "<-- " : "--> ") + header + (name.empty() ? "" : "  " + name) +
         indented(body.substr(0, body.find_last_not_of('\n') + 1)));
@@ -174,7 +179,26 @@ void GemConsole::problem(CVeltoGemCtrl &control, const std::string &text, int16_
                  {"system_bytes", int64_t{primary->systemBytes}}});
 }
 
+bool GemConsole::toJournal(const std::string &text, const std::vector<Field> &fields) {
+  static constexpr std::pair<std::string_view, std::string_view> kNames[] = {
+      {"code", "VELTO_PROBLEM="},
+      {"stream", "VELTO_STREAM="},
+      {"function", "VELTO_FUNCTION="},
+      {"system_bytes", "VELTO_SYSTEM_BYTES="}};
+  if (journal_ == nullptr)
+    return false;
+  std::vector<std::string> entry;
+  for (const auto &[name, journalName] : kNames)
+    if (const auto field = std::ranges::find(fields, name, &Field::name); field != fields.end())
+      entry.push_back(std::string(journalName) + std::to_string(std::get<int64_t>(field->value)));
+  if (!partner_.empty())
+    entry.push_back("VELTO_LINK=" + partner_);
+  return journal_->problem(text, std::move(entry));
+}
+
 void GemConsole::problem(const std::string &text, std::vector<Field> fields) {
+  if (toJournal(text, fields))
+    return;
   fields.push_back({"text", text});
   if (style_ == Style::Json)
     print(object("problem", fields));
@@ -224,6 +248,6 @@ void GemConsole::showPrompt(std::string prompt) {
   out_ << prompt_ << std::flush;
 }
 
-std::string GemConsole::stamp() const { return CJTime(clock_.localTime()).TimeText(0) + "  "; }
+std::string GemConsole::stamp() const { return timeStamp(clock_.localTime()); }
 
 } // namespace velto

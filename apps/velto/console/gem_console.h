@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/velto/console/journal.h"
 #include "controls/gem_ctrl.h"
 #include "gem/engine/engine.h"
 
@@ -69,6 +70,9 @@ public:
   /// The line that tells how many lines a QueuedOutput has left out.
   std::string leftOut(uint64_t lines) const;
 
+  /// Where problems go, too.
+  void setJournal(Journal &journal) { journal_ = &journal; }
+
   /// Shows a prompt. It stays below whatever is printed, until promptUsed() is called.
   void showPrompt(std::string prompt);
   void promptUsed() { prompt_.clear(); }
@@ -76,6 +80,7 @@ public:
 private:
   void message(CVeltoGemCtrl &control, bool received);
   void problem(const std::string &text, std::vector<Field> fields);
+  bool toJournal(const std::string &text, const std::vector<Field> &fields);
   void print(std::string_view text);
   std::string object(std::string_view event, const std::vector<Field> &fields) const;
   std::string stamp() const;
@@ -84,6 +89,8 @@ private:
   std::ostream &out_;
   Style style_;
   std::string prompt_;
+  Journal *journal_ = nullptr;
+  std::string partner_; ///< the address of who is connected
 };
 
 } // namespace velto

@@ -1,6 +1,7 @@
 #include "apps/velto/console/queued_output.h"
 
 #include "apps/velto/console/literal.h"
+#include "apps/velto/console/systemd.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -54,6 +55,7 @@ struct QueuedOutput::State {
   struct Piece {
     int fd;
     std::string text;
+    std::vector<std::string> entry; ///< for the journal in place of the text, when it has fields
   };
 
   std::mutex mutex;
@@ -67,9 +69,10 @@ struct QueuedOutput::State {
   EventLoop *loop = nullptr; ///< null once nobody is to be told
   std::function<void()> onClosed;
 
-  void add(int fd, std::string_view text) {
-    if (pieces.empty() || pieces.back().fd != fd || pieces.back().text.size() >= kJoined)
-      pieces.push_back({fd, ""});
+  void add(int fd, std::string_view text, std::vector<std::string> entry = {}) {
+    if (pieces.empty() || pieces.back().fd != fd || pieces.back().text.size() >= kJoined ||
+        !entry.empty() || !pieces.back().entry.empty())
+      pieces.push_back({fd, "", std::move(entry)});
     pieces.back().text += text;
     bytes += text.size();
     changed.notify_all();
@@ -138,7 +141,8 @@ void QueuedOutput::run(const std::shared_ptr<State> &state) {
     state->pieces.pop_front();
     if (piece.fd != state->out || !state->closed) {
       lock.unlock();
-      const int error = writeText(piece.fd, piece.text);
+      const bool isEntry = !piece.entry.empty() && sendToJournal(piece.entry);
+      const int error = isEntry ? 0 : writeText(piece.fd, piece.text);
       lock.lock();
       if (error != 0)
         state->failed(piece.fd, error);
@@ -149,7 +153,7 @@ void QueuedOutput::run(const std::shared_ptr<State> &state) {
 }
 
 // A single piece is taken however long it is.
-void QueuedOutput::push(int fd, std::string_view text) {
+void QueuedOutput::push(int fd, std::string_view text, std::vector<std::string> entry) {
   const std::scoped_lock lock(state_->mutex);
   const size_t held = state_->bytes;
   dropping_ =
@@ -160,7 +164,11 @@ void QueuedOutput::push(int fd, std::string_view text) {
   }
   if (dropped_ != 0)
     state_->add(settings_.out, leftOut_(std::exchange(dropped_, 0)));
-  state_->add(fd, text);
+  state_->add(fd, text, std::move(entry));
+}
+
+void QueuedOutput::journal(const std::string &message, std::vector<std::string> fields) {
+  push(settings_.err, visibleText(message) + '\n', std::move(fields));
 }
 
 bool QueuedOutput::finish() {

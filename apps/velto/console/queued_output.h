@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace velto {
 
@@ -42,6 +43,10 @@ public:
   QueuedOutput(const QueuedOutput &) = delete;
   QueuedOutput &operator=(const QueuedOutput &) = delete;
 
+  /// Sends an entry to the journal, where its message would be written; when the journal does not
+  /// take it, the message goes to standard error.
+  void journal(const std::string &message, std::vector<std::string> fields);
+
   /// Waits until all is written, but no longer than the patience. False when not all of standard
   /// output could be written. What is printed later need not be.
   bool finish();
@@ -66,7 +71,7 @@ private:
     std::string text_;
   };
 
-  void push(int fd, std::string_view text);
+  void push(int fd, std::string_view text, std::vector<std::string> entry = {});
   void watchReader(EventLoop &loop);
   static void run(const std::shared_ptr<State> &state);
 

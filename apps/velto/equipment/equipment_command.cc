@@ -5,6 +5,8 @@
 #include "apps/velto/console/literal.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
+#include "apps/velto/console/service.h"
+#include "apps/velto/equipment/equipment_reload.h"
 #include "apps/velto/equipment/watch_view.h"
 #include "apps/velto/script/interpreter.h"
 #include "base/text.h"
@@ -24,8 +26,9 @@ namespace {
 
 constexpr const char *kAbout =
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens "
-    "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it "
-    "separates from the host and saves its model.";
+    "until Ctrl-C, SIGTERM or the end of whoever reads its output ends it. Then it separates from "
+    "the host and saves its model. SIGHUP reads settings and model again; from a terminal that is "
+    "gone it ends the equipment, too.";
 
 constexpr const char *kBareModel = R"([communication]
 model_name="Velto" software_revision="1.00" initial_state=enabled
@@ -77,6 +80,7 @@ public:
                                     options.json    ? GemConsole::Style::Json
                                     : options.quiet ? GemConsole::Style::Quiet
                                                     : GemConsole::Style::Text) {
+    console_.setJournal(journal_);
     console_.follow(control_);
     control_.onReceived = [this](const std::string &, int32_t) { console_.received(control_); };
     control_.onSent = [this] { console_.sent(control_); };
@@ -100,10 +104,14 @@ private:
       return kExitFailed;
     if (options_.watch)
       watch_.emplace(loop_, control_, recent_, [this] { script_.quit(); });
+    service_.ready(control_);
+    reload_.emplace(loop_, control_, console_, !options_.ini.empty(),
+                    isModelText(options_.data) ? options_.data : "");
     if (!options_.script.empty())
       script_.runFile(options_.script);
     while (!script_.ended())
       loop_.runOnce(-1);
+    service_.stopping();
     watch_.reset();
     console_.counters(control_); // as long as there are connections
     separate(control_, loop_);
@@ -118,8 +126,9 @@ private:
     return saved && !script_.failed() ? kExitDone : kExitFailed;
   }
 
-  static bool fail(const std::string &problem) {
-    std::cerr << "velto: " << problem << '\n';
+  bool fail(const std::string &problem) {
+    if (!journal_.failure(problem))
+      std::cerr << "velto: " << problem << '\n';
     return false;
   }
 
@@ -196,6 +205,16 @@ private:
            fail("cannot listen on port " + std::to_string(address.port));
   }
 
+  void signalled(int signal) {
+    if (signal != SIGHUP || hasTerminal_)
+      return script_.quit();
+    if (reload_) // while it starts, it reads them anyway
+      service_.reload([this] {
+        if (reload_->run())
+          setLinktest();
+      });
+  }
+
   LinkAddress fromSettings() {
     LinkAddress address;
     address.protocol = static_cast<LinkProtocol>(control_.Transport());
@@ -229,6 +248,8 @@ private:
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { script_.quit(); },
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
+  Journal journal_{output_};
+  Service service_{loop_};
   CVeltoGemCtrl control_{loop_};
   RecentLines recent_;
   std::ostream recentStream_{&recent_};
@@ -237,7 +258,9 @@ private:
   std::ostream scriptStream_{&scriptOutput_};
   script::Interpreter script_{loop_, systemFiles(), scriptStream_, std::cerr, createControl};
   std::optional<WatchView> watch_;
-  LoopSignals signals_{loop_, kStopSignals, [this](int) { script_.quit(); }};
+  std::optional<EquipmentReload> reload_;
+  const bool hasTerminal_ = hasControllingTerminal();
+  LoopSignals signals_{loop_, kStopSignals, [this](int signal) { signalled(signal); }};
 };
 
 void declareWords(CommandLine &line, Options &options) {

@@ -4,18 +4,13 @@
 #include "apps/velto/console/literal.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
+#include "apps/velto/gateway/gateway_options.h"
 
 #include <iostream>
 
 namespace velto {
 
 namespace {
-
-constexpr const char *kAbout =
-    "Connects to the tools of a configuration as their GEM host, has them report events, alarms "
-    "and traces, and publishes those as JSON: as lines on standard output, in files, or on an MQTT "
-    "broker, from which it takes requests too. SIGHUP reads the configuration again, and touches "
-    "only the tools whose part has changed. Ctrl-C or SIGTERM ends it.";
 
 class GatewayProgram {
 public:
@@ -77,15 +72,10 @@ private:
 } // namespace
 
 int runGatewayCommand(const CommandArguments &arguments) {
-  std::string file;
-  bool check = false;
-  CommandLine line("gateway", kAbout);
-  line.argument("CONFIG.toml", file, "the configuration");
-  line.require("CONFIG.toml");
-  line.flag("--check", check, "says what is wrong with the configuration, and ends");
-  line.footer("docs/gateway.md explains the configuration; examples/gateway.toml is one.");
-  if (const auto status = line.read(arguments))
+  GatewayOptions options;
+  if (const auto status = options.read(arguments))
     return *status;
+  const auto &[file, check] = options;
   std::vector<std::string> problems;
   auto config = gateway::readConfig(file, problems);
   for (const std::string &wrong : problems)

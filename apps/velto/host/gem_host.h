@@ -2,6 +2,7 @@
 
 #include "apps/velto/console/gem_console.h"
 #include "apps/velto/console/gem_link.h"
+#include "apps/velto/console/service.h"
 #include "apps/velto/host/explanation.h"
 
 #include <cstdint>
@@ -34,6 +35,8 @@ public:
   GemHost &operator=(const GemHost &) = delete;
 
   void open();
+  /// Tells the service manager of the link from now on.
+  void announce(Service &service) { service.ready(control_); }
   /// Sends Separate.req to the equipment and closes the link.
   void close() { separate(control_, loop_); }
   /// Ends the operation that is waiting. Later ones fail at once.

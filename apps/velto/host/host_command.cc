@@ -5,6 +5,7 @@
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/host/host_prompt.h"
 #include "gem/model_text/model_file.h"
+#include "platform/name_resolver.h"
 #include "platform/tcp_socket.h"
 
 #include <iostream>
@@ -29,7 +30,8 @@ struct Options {
 class HostTool {
 public:
   explicit HostTool(Options &options)
-      : script_(options.script), json_(options.json), host_(loop_, console_, options.settings) {
+      : partner_(options.settings.partner), script_(options.script), json_(options.json), host_(loop_, console_, options.settings) {
+    console_.setJournal(journal_);
     if (options.names)
       host_.setKnown(std::move(*options.names));
   }
@@ -46,11 +48,32 @@ private:
       std::cerr << "velto: " << script_ << ": cannot be read\n";
       return kExitFailed;
     }
+    if (!isThere()) {
+      std::cerr << "velto: there is no host " << partner_.host << '\n';
+      return kExitFailed;
+    }
+    if (host_.stopped())
+      return kExitDone;
     host_.open();
+    host_.announce(service_);
     const int status = source ? runScript(*source) : runPrompt();
+    service_.stopping();
     host_.close();
     host_.endCounters();
     return status;
+  }
+
+  // Whether the name of the partner is known. A name server may be silent for long; meanwhile the
+  // program can be ended.
+  bool isThere() {
+    if (partner_.listens || partner_.isSerial() || !statedAddress(partner_.host).empty())
+      return true;
+    std::optional<std::string> address;
+    const auto ticket = loop_.names().lookUp(
+        partner_.host, [&address](const std::string &found) { address = found; });
+    while (!address && !host_.stopped())
+      loop_.runOnce(-1);
+    return host_.stopped() || !address->empty();
   }
 
   int runScript(std::string_view source) {
@@ -86,13 +109,16 @@ private:
     return kExitDone;
   }
 
+  const LinkAddress &partner_;
   const std::string &script_;
   const bool json_;
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { host_.stop(); },
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
+  Journal journal_{output_};
   GemConsole console_{loop_.clock(), std::cout,
                       json_ ? GemConsole::Style::Json : GemConsole::Style::Text};
+  Service service_{loop_};
   GemHost host_;
   HostPrompt commands_{host_, console_};
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
@@ -144,9 +170,6 @@ int runHostCommand(const CommandArguments &arguments) {
   if (const auto status = line.read(arguments))
     return *status;
   const LinkAddress &partner = options.settings.partner;
-  const bool connects = !partner.listens && !partner.isSerial();
-  if (connects && resolveHost(partner.host).empty())
-    return fail("there is no host " + partner.host);
   std::string problem = partner.listens ? listenProblem(partner.port) : "";
   if (!problem.empty())
     return fail(problem);

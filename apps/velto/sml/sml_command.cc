@@ -1,10 +1,12 @@
 #include "apps/velto/sml/sml_command.h"
 
 #include "apps/velto/console/literal.h"
+#include "apps/velto/sml/json_messages.h"
 #include "base/text.h"
 #include "platform/file.h"
 #include "secs2/item_codec.h"
 #include "secs2/message.h"
+#include "secs2/message_json.h"
 #include "secs2/sml_lexer.h"
 #include "secs2/sml_printer.h"
 #include "secs2/verifier.h"
@@ -18,10 +20,12 @@ namespace velto {
 
 namespace {
 
-enum class Mode { Print, ToHex, FromHex, Verify };
+enum class Input { Sml, Hex, Json };
+enum class Output { Sml, Hex, Json, Verdict };
 
 struct Options {
-  Mode mode = Mode::Print;
+  Input input = Input::Sml;
+  Output output = Output::Sml;
   bool crlf = false;
   bool host = false;
   E5Edition edition = E5Edition::Current;
@@ -96,7 +100,9 @@ public:
       const auto text = file == "-" ? readStandardInput() : systemFiles().read(file);
       if (!text)
         return failFile("cannot be read");
-      const int status = options_.mode == Mode::FromHex ? fromHexLines(*text) : fromSml(*text);
+      const int status = options_.input == Input::Hex    ? fromHexLines(*text)
+                         : options_.input == Input::Json ? fromJson(*text)
+                                                         : fromSml(*text);
       if (status != kExitDone)
         return status;
     }
@@ -118,28 +124,11 @@ private:
         error = mixed.value_or(error);
       if (!error.reason.empty())
         return fail(source.line + firstLine(error) - 1, smlProblem(error));
-      const int status = options_.mode == Mode::Verify
-                             ? verify(std::move(message))
-                             : print(message, source.line, sources.size());
-      if (status != kExitDone)
-        return status;
+      Bytes bytes;
+      if (options_.output != Output::Verdict && !message.Encode(bytes))
+        return fail(source.line, "the message is too long to encode");
+      print(std::move(message), bytes, sources.size());
     }
-    return kExitDone;
-  }
-
-  int verify(CHSecsMessage message) {
-    CHSecsVerifier slot;
-    slot.isEquipmentSide = !options_.host;
-    slot.edition = options_.edition;
-    slot.message = std::move(message);
-    std::string text = std::exchange(verified_, true) ? "\r\n" : "";
-    text += toText(slot.Verify(true));
-    if (const std::string finding = slot.FindingText(true); !finding.empty())
-      text += ": " + finding;
-    text += "\r\n";
-    if (slot.partner()->replyValid)
-      text += RenderSml(slot.partner()->message);
-    write(std::move(text));
     return kExitDone;
   }
 
@@ -155,46 +144,85 @@ private:
     }
     if (messages.empty())
       return failFile("there is no message");
-    for (const auto &[digits, line] : messages)
-      if (const int status = fromHex(digits, line, messages.size()); status != kExitDone)
-        return status;
+    for (const auto &[digits, line] : messages) {
+      if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+        return fail(line, "not hexadecimal");
+      if (digits.size() % 2 != 0 || digits.size() < 2 * CHSecsHeader::kSize)
+        return fail(line, "a message has at least ten bytes of two digits each");
+      printBytes(velto::fromHex(digits), line, messages.size());
+    }
+    return kExitDone;
+  }
+
+  int fromJson(std::string_view text) {
+    if (kJsonMissing != nullptr)
+      return failFile(kJsonMissing);
+    JsonProblem problem;
+    const auto objects = splitJson(text, problem);
+    if (!objects)
+      return fail(problem.line, problem.text);
+    if (objects->empty())
+      return failFile("there is no message");
+    for (const JsonObject &object : *objects) {
+      const auto bytes = messageFromJson(object, problem);
+      if (!bytes)
+        return fail(problem.line, problem.text);
+      printBytes(*bytes, object.line, objects->size());
+    }
     return kExitDone;
   }
 
   // What is there of a message that was cut is printed all the same.
-  int fromHex(const std::string &digits, int line, size_t count) {
-    if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-      return fail(line, "not hexadecimal");
+  void printBytes(const Bytes &bytes, int line, size_t count) {
     CHSecsMessage message;
-    if (digits.size() % 2 != 0 || !message.SetMsg(digits))
-      return fail(line, "a message has at least ten bytes of two digits each");
-    const Bytes bytes = velto::fromHex(digits);
+    message.Decode(bytes);
+    const bool malformed = isMalformed(message.root);
+    const bool whole = ReadsBackAsItIs(message.root);
     const ByteView body = ByteView(bytes).subspan(CHSecsHeader::kSize);
     const size_t read = EncodedLength(body, 1);
-    const int status = print(message, line, count);
+    print(std::move(message), bytes, count);
     if (read != 0 && read < body.size())
-      remark(line, std::to_string(body.size() - read) + " bytes behind the item are left out");
-    else if (isMalformed(message.root))
+      remark(line, std::to_string(body.size() - read) + (options_.output == Output::Sml
+                                                             ? " bytes behind the item are left out"
+                                                             : " bytes are behind the item"));
+    else if (malformed)
       remark(line, "an item has a length that is no multiple of its element size, no length byte, "
                    "or an unknown format");
-    else if (!ReadsBackAsItIs(message.root))
+    else if (!whole)
       remark(line, "the message is cut short, or its lists nest too deeply");
-    return status;
   }
 
-  int print(const CHSecsMessage &message, int line, size_t count) {
-    std::string text =
-        options_.mode == Mode::ToHex ? message.GetMsg() + "\r\n" : RenderSml(message);
-    if (text.size() <= 2)
-      return fail(line, "the message is too long to encode");
-    if ((count > 1 || options_.files.size() > 1) && options_.mode != Mode::ToHex)
-      text += ".\r\n";
+  void print(CHSecsMessage message, const Bytes &bytes, size_t count) {
+    switch (options_.output) {
+    case Output::Verdict:
+      return verify(std::move(message));
+    case Output::Hex:
+      return write(toHex(bytes) + '\n');
+    case Output::Json:
+      return write('{' + messageJsonMembers(bytes) + "}\n");
+    case Output::Sml:
+      const bool several = count > 1 || options_.files.size() > 1;
+      return write(RenderSml(message) + (several ? ".\r\n" : ""));
+    }
+  }
+
+  void verify(CHSecsMessage message) {
+    CHSecsVerifier slot;
+    slot.isEquipmentSide = !options_.host;
+    slot.edition = options_.edition;
+    slot.message = std::move(message);
+    std::string text = std::exchange(verified_, true) ? "\r\n" : "";
+    text += toText(slot.Verify(true));
+    if (const std::string finding = slot.FindingText(true); !finding.empty())
+      text += ": " + finding;
+    text += "\r\n";
+    if (slot.partner()->replyValid)
+      text += RenderSml(slot.partner()->message);
     write(std::move(text));
-    return kExitDone;
   }
 
   void write(std::string text) const {
-    if (!options_.crlf || options_.mode == Mode::ToHex)
+    if (!options_.crlf)
       std::erase(text, '\r');
     std::cout << text << std::flush;
   }
@@ -222,14 +250,18 @@ private:
 
 int runSmlCommand(const CommandArguments &arguments) {
   Options options;
-  bool toHex = false;
   bool fromHex = false;
+  bool fromJson = false;
+  bool toHex = false;
+  bool toJson = false;
   bool verify = false;
   int32_t edition = 1;
   CommandLine line("sml", kAbout);
   line.flag("--hex", toHex, "print header and body in hexadecimal, one message a line");
-  line.flag("--from-hex", fromHex,
-            "read such lines and print SML; blanks inside a line do not count");
+  line.flag("--from-hex", fromHex, "read such lines; blanks inside a line do not count");
+  line.flag("--json", toJson,
+            "print a JSON object a line, which holds header and body item by item");
+  line.flag("--from-json", fromJson, "read such objects; docs/sml.md describes them");
   line.flag("--verify", verify,
             "print what an equipment finds in each message, the item and the rule that it objects "
             "to, and the reply that it suggests");
@@ -237,17 +269,20 @@ int runSmlCommand(const CommandArguments &arguments) {
   line.number("--edition", "N", 0, 1, edition, kEditionHelp);
   line.flag("--crlf", options.crlf, "end lines of SML with CR LF, as the controls do");
   line.arguments("FILE", options.files, "messages; - is standard input");
-  line.exclude({"--hex", "--from-hex", "--verify"});
+  line.exclude({"--from-hex", "--from-json"});
+  line.exclude({"--hex", "--json", "--verify"});
   line.exclude({"--hex", "--crlf"});
+  line.exclude({"--json", "--crlf"});
   line.need("--host", "--verify");
   line.need("--edition", "--verify");
   if (const auto status = line.read(arguments))
     return *status;
   options.edition = edition == 0 ? E5Edition::Early : E5Edition::Current;
-  options.mode = toHex     ? Mode::ToHex
-                 : fromHex ? Mode::FromHex
-                 : verify  ? Mode::Verify
-                           : Mode::Print;
+  options.input = fromHex ? Input::Hex : fromJson ? Input::Json : Input::Sml;
+  options.output = toHex    ? Output::Hex
+                   : toJson ? Output::Json
+                   : verify ? Output::Verdict
+                            : Output::Sml;
   if (options.files.empty())
     options.files.emplace_back("-");
   return SmlCommand(options).run();
