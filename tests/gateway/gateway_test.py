@@ -227,7 +227,9 @@ class Broker(Case):
 
     def client(self, *filters):
         took = lambda topic, payload: self.found.append((topic, json.loads(payload)))  # noqa: E731
-        return Client("test", self.port, list(filters), took).connected()
+        client = Client("test", self.port, list(filters), took)
+        self.addCleanup(client.close)
+        return client.connected()
 
     def until(self, client, what, condition, seconds=20):
         def step():
@@ -365,8 +367,11 @@ class Broker(Case):
         for gateway in gateways:
             gateway.hang_up()
         self.until(client, "all from the other one", lambda: len(tools()) == 16)
+        before = len(self.found)
+        self.until(client, "more of them", lambda: len(self.found) > before + 400)
         fleet.stop()
-        self.until(client, "the rest", lambda: False if client.turn(1) else True)
+        for _ in range(20):
+            client.turn(0.05)
         for tool in range(1, 9):
             seen = {v[r.COUNT] for e, v in counts() if e["tool"] == f"tool{tool}"}
             told = {int(line.split()[2]) for line in fleet.output().splitlines()
