@@ -82,7 +82,8 @@ class Page(unittest.TestCase):
 
     def view(self, name, picture=None):
         self.browser.run("location.hash = arguments[0]", name)
-        wait_for(lambda: self.browser.run("return document.querySelector('#tabs [aria-current]').dataset.name") == name)
+        shown = "return document.querySelector('#tabs [aria-current]').dataset.name"
+        wait_for(lambda: self.browser.run(shown) == name)
         if PICTURES and picture:
             self.browser.shoot(PICTURES / f"{picture}.png")
 
@@ -90,11 +91,14 @@ class Page(unittest.TestCase):
         return f"tr[data-key='{key}']"
 
     def cells(self, key):
-        return self.browser.run("return [...document.querySelectorAll(arguments[0])].map(e => e.textContent)",
-                                self.row(key) + " td")
+        texts = "return [...document.querySelectorAll(arguments[0])].map(e => e.textContent)"
+        return self.browser.run(texts, self.row(key) + " td")
 
     def value(self, key):
-        return self.browser.run("return document.querySelector(arguments[0]).value", self.row(key) + " td.value input")
+        return self.property(self.row(key) + " td.value input", "value")
+
+    def property(self, selector, name):
+        return self.browser.run("return document.querySelector(arguments[0])[arguments[1]]", selector, name)
 
     def answer(self):
         wait_for(lambda: self.browser.run("return !document.querySelector('#answer').hidden"))
@@ -113,7 +117,8 @@ class Page(unittest.TestCase):
         self.open(self.equipment)
         browser = self.browser
         self.assertIn("ETCH-1", browser.text("#title"))
-        self.assertEqual(browser.text(".diagram .present text"), "Not Connected\nDisabled\nRemote\nIDLE\nInactive")
+        self.assertEqual(browser.text(".diagram .present text"),
+                         "Not Connected\nDisabled\nRemote\nIDLE\nInactive")
         host = self.host()
         wait_for(lambda: "Selected\nCommunicating" in browser.text(".diagram .present text"))
 
@@ -131,7 +136,7 @@ class Page(unittest.TestCase):
         self.view("Alarms")
         browser.click(self.row(3001) + " .switch span")
         wait_for(lambda: "S5F1" in host.output)
-        wait_for(lambda: browser.run("return document.querySelector(arguments[0]).className", self.row(3001)) == "set")
+        wait_for(lambda: self.property(self.row(3001), "className") == "set")
         self.view("Events")
         browser.click(self.row(12) + " button")
         wait_for(lambda: "S6F11" in host.output)
@@ -142,7 +147,7 @@ class Page(unittest.TestCase):
         self.assertRegex(browser.text(".sml"), r"^S\dF\d")
         self.assertRegex(browser.text(".hex"), r"^00 00 [0-9a-f]{2} ")
         self.view("Overview")
-        browser.run("[...document.querySelectorAll('.forms button')].find(b => b.innerText === 'Off-line').click()")
+        browser.click(".forms button:nth-of-type(2)")  # Off-line
         wait_for(lambda: "Equipment" in browser.text(".diagram .present text"))
         self.assertIn("ETCH-1", browser.run("return document.title"))
         self.assert_quiet()
@@ -165,7 +170,7 @@ class Page(unittest.TestCase):
         wait_for(lambda: self.browser.text(self.row(5)) != "")  # a variable of the event's report
         wait_for(lambda: self.cells(3001)[2:3] == ["set"])
         self.assertEqual(self.cells(101)[1:4], ["Chamber pressure", "0", "mTorr"])
-        self.assertEqual(self.browser.run("return document.querySelector(arguments[0]).value", field), "half a word")
+        self.assertEqual(self.property(field, "value"), "half a word")
         self.view("Overview")
         host.process.stdin.write("wait 1\nwait 1\n")  # a command waits for the one at work
         host.process.stdin.flush()
@@ -192,7 +197,7 @@ class Page(unittest.TestCase):
 
         self.open(spy)
         self.start("host", f"localhost:{spy.says(r'listening on port (.*)')}")
-        wait_for(lambda: "S1F13W" in self.browser.run("return document.querySelector('[data-name=Messages] .feed').textContent"))
+        wait_for(lambda: "S1F13W" in self.property("[data-name=Messages] .feed", "textContent"))
         self.view("Connections")
         wait_for(lambda: self.cells(1)[2:3] == ["open"])
         self.equipment.end()
