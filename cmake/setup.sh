@@ -14,11 +14,14 @@ found() {
     ;;
   libcli11-dev) has_header CLI/CLI.hpp ;;
   libncurses-dev) has_header ncurses.h ;;
+  libcpp-httplib-dev) has_header httplib.h ;;
+  prometheus-cpp-dev) has_header prometheus/text_serializer.h ;;
+  libjs-chart.js) [ -e /usr/share/javascript/chart.js/chart.min.js ] ;;
+  chromium-driver) command -v chromedriver ;;
   libtomlplusplus-dev) has_header toml++/toml.h ;;
   nlohmann-json3-dev) has_header nlohmann/json.hpp ;;
   libsqlite3-dev) has_header sqlite3.h ;;
   libmosquitto-dev) has_header mosquitto.h ;;
-  prometheus-cpp-dev) has_header prometheus/exposer.h ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     has_header "$name/$name.h"
@@ -66,6 +69,8 @@ optional_libraries() {
   (require nlohmann-json3-dev) || echo "velto will not read JSON, and has no gateway." >&2
   (require libtomlplusplus-dev libsqlite3-dev libmosquitto-dev prometheus-cpp-dev) ||
     echo "The gateway is built without what these are for, or left out." >&2
+  (require pkg-config libcpp-httplib-dev prometheus-cpp-dev libjs-chart.js) ||
+    echo "The program may be built without its pages." >&2
 }
 
 # configured PRESET: true if build/PRESET can be built. One that was copied here along with the

@@ -6,6 +6,7 @@
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/console/service.h"
 #include "apps/velto/spy/spy.h"
+#include "apps/velto/spy/spy_page.h"
 #include "controls/link_address.h"
 #include "gem/model_text/model_file.h"
 
@@ -26,6 +27,7 @@ struct Options {
   LinkAddress target;
   Spy::Settings spy;
   SpyConsole::Settings console;
+  WebOptions web;
 
   uint16_t port() const { return static_cast<uint16_t>(listen.port); }
 };
@@ -35,6 +37,8 @@ public:
   explicit SpyTool(const Options &options) : options_(options) { console_.setJournal(journal_); }
 
   int run() {
+    if (options_.web.port && !serve())
+      return kExitFailed;
     const int error = spy_.listen(options_.port());
     if (error != 0) {
       std::cerr << "velto: cannot listen on port " << options_.port() << ": "
@@ -52,6 +56,20 @@ public:
   }
 
 private:
+  bool serve() {
+    WebServer &server =
+        page_
+            .emplace(loop_, options_.spy.targetHost + ':' + std::to_string(options_.spy.targetPort))
+            .server();
+    if (const std::string problem = server.start(options_.web); !problem.empty()) {
+      std::cerr << "velto: " << problem << '\n';
+      return false;
+    }
+    console_.setPage(*page_);
+    console_.pageAt(Spy::now(), server.address());
+    return true;
+  }
+
   const Options &options_;
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { loop_.quit(); },
@@ -60,6 +78,7 @@ private:
   Service service_{loop_};
   SpyConsole console_{options_.console, std::cout};
   LoopSignals signals_{loop_, kStopSignals, [this](int) { loop_.quit(); }};
+  std::optional<SpyPage> page_;
   Spy spy_{loop_, console_, options_.spy};
 };
 
@@ -130,8 +149,11 @@ int runSpyCommand(const CommandArguments &arguments) {
   line.number("--edition", "N", 0, 1, edition, kEditionHelp);
   line.flag("--quiet", options.console.quiet, "prints problems alone");
   line.flag("--json", options.console.json, "prints a JSON object a line");
+  declareWebOptions(line, options.web);
   if (const auto status = line.read(arguments))
     return *status;
+  if (const std::string problem = webOptionsProblem(options.web); !problem.empty())
+    return line.wrong(problem);
   if (options.listen.protocol != options.target.protocol)
     return line.wrong("one address is of SECS-I, the other of HSMS");
   options.spy.targetHost = options.target.host;
