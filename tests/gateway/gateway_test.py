@@ -29,8 +29,9 @@ def needs(program):
 
 
 def lines(text):
-    """What a sink of lines has written: topics with what was published."""
-    rows = [json.loads(line) for line in text.splitlines() if line.startswith("{")]
+    """What a sink of lines has written: topics with what was published; of a line only all of it."""
+    whole = text[: text.rfind("\n") + 1]
+    rows = [json.loads(line) for line in whole.splitlines() if line.startswith("{")]
     return [(row["topic"], row["payload"]) for row in rows]
 
 
