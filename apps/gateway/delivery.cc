@@ -87,7 +87,11 @@ void Delivery::close(uint32_t patience) {
 }
 
 // Without an outbox nothing outlives the program but the time.
-uint64_t Delivery::nextSequence(const std::string &tool) {
+std::optional<uint64_t> Delivery::nextSequence(const std::string &tool) {
+  if ((outbox_ == nullptr || storeFailed_) && queueBytes_ > kMostMemory) {
+    ++counters_.refused;
+    return std::nullopt;
+  }
   const auto [entry, isNew] = sequences_.try_emplace(tool);
   if (isNew)
     entry->second = outbox_ != nullptr ? outbox_->sequence(tool) : microsecondsNow();
@@ -95,13 +99,7 @@ uint64_t Delivery::nextSequence(const std::string &tool) {
   return ++entry->second;
 }
 
-bool Delivery::post(Publication &&publication, Acknowledge acknowledge) {
-  const bool full =
-      outbox_ == nullptr ? queueBytes_ > kMostMemory : storeFailed_ && queueBytes_ > kMostMemory;
-  if (full) {
-    ++counters_.refused;
-    return false;
-  }
+void Delivery::post(Publication &&publication, Acknowledge acknowledge) {
   ++counters_.posted;
   queueBytes_ += bytesOf(publication);
   incoming_.push_back({{++lastId_, std::move(publication)},
@@ -109,7 +107,6 @@ bool Delivery::post(Publication &&publication, Acknowledge acknowledge) {
                        std::chrono::steady_clock::now()});
   if (!storeFailed_)
     worker_.startWithin(1);
-  return true;
 }
 
 void Delivery::setState(Publication &&state) {

@@ -8,6 +8,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 
 namespace velto::gateway {
@@ -49,10 +50,12 @@ public:
   /// Lets what waits go out, for so many milliseconds at the most.
   void close(uint32_t patience);
 
-  /// The next sequence number of a tool. They rise over restarts; with an outbox by one.
-  uint64_t nextSequence(const std::string &tool);
-  /// Takes a publication. False when there is no room: it was not taken, and the tool keeps it.
-  bool post(Publication &&publication, Acknowledge acknowledge);
+  /// The next sequence number of a tool. They rise over restarts; with an outbox by one. Nothing
+  /// when there is no room for what it is to number, which stays with the tool then.
+  std::optional<uint64_t> nextSequence(const std::string &tool);
+  /// The number was not needed.
+  void giveBackSequence(const std::string &tool) { --sequences_[tool]; }
+  void post(Publication &&publication, Acknowledge acknowledge);
   /// The state of something, of which the latest counts: it is told again whenever the sink begins
   /// anew.
   void setState(Publication &&state);

@@ -128,11 +128,16 @@ bool Tool::take(const CHSecsMessage &message) {
   for (const auto &row : kKept) {
     if (message.header.stream() != row.stream || message.header.function() != row.function)
       continue;
-    const uint64_t sequence = delivery_.nextSequence(name());
-    auto made = row.alarmOrTrace == nullptr ? payloads_.event(message, session_.reports(), sequence)
-                                            : (payloads_.*row.alarmOrTrace)(message, sequence);
-    if (!made)
+    const auto sequence = delivery_.nextSequence(name());
+    if (!sequence)
+      return true;
+    auto made = row.alarmOrTrace == nullptr
+                    ? payloads_.event(message, session_.reports(), *sequence)
+                    : (payloads_.*row.alarmOrTrace)(message, *sequence);
+    if (!made) {
+      delivery_.giveBackSequence(name());
       return false;
+    }
     delivery_.post(std::move(*made), answerTo(message.header));
     return true;
   }
@@ -197,8 +202,8 @@ void Tool::poll(size_t index) {
       std::next(polls_.begin(), static_cast<ptrdiff_t>(index))->asked = false;
     if (!reply)
       return;
-    const uint64_t sequence = delivery_.nextSequence(name());
-    delivery_.post(payloads_.values(wish, reply.message.root, sequence), nullptr);
+    if (const auto sequence = delivery_.nextSequence(name()))
+      delivery_.post(payloads_.values(wish, reply.message.root, *sequence), nullptr);
   });
 }
 

@@ -18,6 +18,10 @@ try:
     import jsonschema
 except ImportError:
     jsonschema = None
+try:
+    import yaml
+except ImportError:
+    yaml = None
 
 
 def needs(program):
@@ -25,8 +29,9 @@ def needs(program):
 
 
 def lines(text):
-    """What a sink of lines has written: topics with what was published."""
-    rows = [json.loads(line) for line in text.splitlines() if line.startswith("{")]
+    """What a sink of lines has written: topics with what was published; of a line only all of it."""
+    whole = text[: text.rfind("\n") + 1]
+    rows = [json.loads(line) for line in whole.splitlines() if line.startswith("{")]
     return [(row["topic"], row["payload"]) for row in rows]
 
 
@@ -198,7 +203,12 @@ class Documentation(Case):
         status = subprocess.run([r.VELTO, "gateway", ROOT / "examples/gateway.toml", "--check"],
                                 capture_output=True, text=True)
         self.assertEqual(status.stdout.split()[-2:], ["5", "tools"], status.stderr)
-        page = (ROOT / "docs/gateway.md").read_text()
+        compose = (ROOT / "examples/gateway/compose.toml").read_text()
+        page = (ROOT / "docs/gateway.md").read_text() + f"```toml\n{compose}```"
+        if yaml is not None:
+            for name in ("compose.yaml", "kubernetes.yaml"):
+                for part in yaml.safe_load_all((ROOT / "examples/gateway" / name).read_text()):
+                    self.assertIsInstance(part, dict)
         for block in page.split("```toml\n")[1:]:
             text = block.split("```")[0]
             if "[[tool]]" not in text:
