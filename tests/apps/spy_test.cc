@@ -173,7 +173,7 @@ protected:
   std::unique_ptr<Relay> relay;
 
 private:
-  void opened(uint32_t, const std::string &, uint16_t) override {}
+  void opened(uint32_t, const TcpSocket::Ends &) override {}
   void passed(uint32_t, SpyDirection direction, ByteView bytes) override {
     Bytes &all = heard[indexOf(direction)];
     all.insert(all.end(), bytes.begin(), bytes.end());

@@ -1,5 +1,6 @@
 #include "apps/velto/host/host_command.h"
 
+#include "apps/velto/capture/capture_file.h"
 #include "apps/velto/console/line_reader.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
@@ -23,6 +24,7 @@ constexpr const char *kAbout =
 struct Options {
   GemHost::Settings settings;
   std::string script;
+  std::string capture;
   std::optional<GemData> names;
   bool json = false;
 };
@@ -30,7 +32,8 @@ struct Options {
 class HostTool {
 public:
   explicit HostTool(Options &options)
-      : partner_(options.settings.partner), script_(options.script), json_(options.json), host_(loop_, console_, options.settings) {
+      : partner_(options.settings.partner), script_(options.script), capture_(options.capture),
+        json_(options.json), host_(loop_, console_, options.settings) {
     console_.setJournal(journal_);
     if (options.names)
       host_.setKnown(std::move(*options.names));
@@ -54,6 +57,10 @@ private:
     }
     if (host_.stopped())
       return kExitDone;
+    if (const std::string problem = host_.capture(capture_); !problem.empty()) {
+      std::cerr << "velto: " << problem << '\n';
+      return kExitFailed;
+    }
     host_.open();
     host_.announce(service_);
     const int status = source ? runScript(*source) : runPrompt();
@@ -111,6 +118,7 @@ private:
 
   const LinkAddress &partner_;
   const std::string &script_;
+  const std::string &capture_;
   const bool json_;
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { host_.stop(); },
@@ -156,6 +164,7 @@ void declare(CommandLine &line, Options &options, std::string &names) {
               "time between attempts to connect (default 10)");
   line.number("--linktest", "SECONDS", 0, kLongestTime, settings.linktest,
               "silence after which the link is tested (default 30); 0: never");
+  line.text("--pcap", "FILE", options.capture, kCaptureHelp);
   line.flag("--json", options.json, "prints a JSON object a line");
   line.footer(kAddressHelp);
 }

@@ -9,7 +9,6 @@
 #include "controls/link_address.h"
 #include "gem/model_text/model_file.h"
 
-#include <cstring>
 #include <iostream>
 
 namespace velto {
@@ -35,10 +34,9 @@ public:
   explicit SpyTool(const Options &options) : options_(options) { console_.setJournal(journal_); }
 
   int run() {
-    const int error = spy_.listen(options_.port());
-    if (error != 0) {
-      std::cerr << "velto: cannot listen on port " << options_.port() << ": "
-                << std::strerror(error) << '\n';
+    const std::string problem = spy_.listen(options_.port());
+    if (!problem.empty()) {
+      std::cerr << "velto: " << problem << '\n';
       output_.finish();
       return kExitFailed;
     }
@@ -128,6 +126,7 @@ int runSpyCommand(const CommandArguments &arguments) {
               "a primary without a reply by then is a problem (default 45)");
   declareTime(line, "--t6", conversation.t6, "the same for control messages of HSMS (default 5)");
   line.number("--edition", "N", 0, 1, edition, kEditionHelp);
+  line.text("--pcap", "FILE", options.spy.capture, kCaptureHelp);
   line.flag("--quiet", options.console.quiet, "prints problems alone");
   line.flag("--json", options.console.json, "prints a JSON object a line");
   if (const auto status = line.read(arguments))
