@@ -49,6 +49,8 @@ public:
   }
 
   void take(const TcpSegment &segment, uint64_t micros) {
+    if (ended_)
+      return; // its last acknowledge, or what was sent again
     began_ |= !segment.syn || segment.acknowledges;
     flow_.take(segment.from == opener_ ? 0 : 1, segment, micros);
     if (segment.reset) {
@@ -64,13 +66,12 @@ public:
     flow_.finish();
     if (conversation_ && !ended_)
       trace_.console_.ended(momentOf(flow_.lastTime()), id_, how, false, conversation_->counters());
-    ended_ = true;
+    forget();
   }
   void tick(const SpyMoment &at) {
     if (conversation_)
       conversation_->tick(at);
   }
-  bool ended() const { return ended_; }
   // The opener has been answered, so that another opening is another connection.
   bool began() const { return began_; }
 
@@ -125,7 +126,13 @@ private:
       conversation_->end(momentOf(micros));
       trace_.console_.ended(momentOf(micros), id_, how, isProblem, conversation_->counters());
     }
+    forget();
+  }
+
+  void forget() {
     ended_ = true;
+    guess_.reset();
+    conversation_.reset();
   }
 
   const TcpEnd opener_;
@@ -145,7 +152,7 @@ Trace::Trace(SpyConsole &console, const Conversation::Settings &settings)
 
 Trace::~Trace() = default;
 
-// What comes behind the end of a connection, such as its last acknowledge, is none.
+// One that has ended stays until another takes its place.
 void Trace::take(const TcpSegment &segment, uint64_t micros) {
   const Key key = std::minmax(segment.from, segment.to);
   auto found = connections_.find(key);
@@ -162,8 +169,6 @@ void Trace::take(const TcpSegment &segment, uint64_t micros) {
     ++connectionCount_;
   }
   found->second->take(segment, micros);
-  if (found->second->ended())
-    connections_.erase(found);
   if (micros > ticked_ + kTick)
     tick(micros);
 }
