@@ -14,7 +14,14 @@ found() {
     ;;
   libcli11-dev) has_header CLI/CLI.hpp ;;
   libncurses-dev) has_header ncurses.h ;;
+  libcpp-httplib-dev) has_header httplib.h ;;
+  prometheus-cpp-dev) has_header prometheus/text_serializer.h ;;
+  libjs-chart.js) [ -e /usr/share/javascript/chart.js/chart.min.js ] ;;
+  chromium-driver) command -v chromedriver ;;
+  libtomlplusplus-dev) has_header toml++/toml.h ;;
   nlohmann-json3-dev) has_header nlohmann/json.hpp ;;
+  libsqlite3-dev) has_header sqlite3.h ;;
+  libmosquitto-dev) has_header mosquitto.h ;;
   lib*-dev) # A C++ library: its main header.
     name=${1#lib} name=${name%-dev}
     has_header "$name/$name.h"
@@ -24,6 +31,7 @@ found() {
   dpkg-dev) command -v dpkg-buildpackage ;;
   man-db) command -v man ;;
   python3-venv) /usr/bin/python3 -c "import ensurepip" ;;
+  mosquitto) [ -x /usr/sbin/mosquitto ] || command -v mosquitto ;;
   ninja-build) command -v ninja ;;
   *) command -v "$1" ;;
   esac >/dev/null 2>&1
@@ -53,6 +61,16 @@ require() {
     echo "Missing, and cannot be installed:$missing ($reason)" >&2
     exit 1
   }
+}
+
+# The libraries of parts of the program that it is also built without, a line of them for each part.
+optional_libraries() {
+  (require libncurses-dev) || echo "The program is built without its screens." >&2
+  (require nlohmann-json3-dev) || echo "velto will not read JSON, and has no gateway." >&2
+  (require libtomlplusplus-dev libsqlite3-dev libmosquitto-dev prometheus-cpp-dev) ||
+    echo "The gateway is built without what these are for, or left out." >&2
+  (require pkg-config libcpp-httplib-dev prometheus-cpp-dev libjs-chart.js) ||
+    echo "The program may be built without its pages." >&2
 }
 
 # configured PRESET: true if build/PRESET can be built. One that was copied here along with the

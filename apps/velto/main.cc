@@ -3,6 +3,8 @@
 #include "apps/velto/demo/demo_command.h"
 #include "apps/velto/describe/describe_command.h"
 #include "apps/velto/equipment/equipment_command.h"
+#include "apps/velto/fleet/fleet_command.h"
+#include "apps/velto/gateway/gateway_command.h"
 #include "apps/velto/host/host_command.h"
 #include "apps/velto/model/model_command.h"
 #include "apps/velto/setup/setup_command.h"
@@ -25,6 +27,8 @@ constexpr Command kCommands[] = {
     {"demo", "an etch tool and its host talk to each other", runDemoCommand},
     {"container", "host controls and run commands from files or the keyboard", runContainerCommand},
     {"equipment", "a GEM equipment that answers a host and plays scripts", runEquipmentCommand},
+    {"fleet", "many GEM equipments of one model in one process", runFleetCommand},
+    {"gateway", "from many tools to the plant's message bus", runGatewayCommand},
     {"host", "a GEM host at the keyboard or from a script", runHostCommand},
     {"spy", "stand between a host and an equipment and show what they say", runSpyCommand},
     {"trace", "the same for what a capture file holds", runTraceCommand},

@@ -46,25 +46,6 @@ const char *standardName(const CVeltoGemCtrl &control) {
   return row != nullptr && control.SType() == 0 ? row->name : "";
 }
 
-// The message of the event. Without the equipment model (a script can switch it off) the control
-// has it as hexadecimal text.
-std::string shortSml(CVeltoGemCtrl &control, bool received) {
-  constexpr size_t kEnough = 8 * kMostOfSml; // bytes: eight are two characters at least
-  CHGem *gem = control.engine().gem();
-  if (const ByteView sent = gem != nullptr && !received ? gem->sentBytes() : ByteView();
-      sent.size() > kEnough) {
-    CHSecsMessage beginning;
-    beginning.Decode(sent.first(kEnough));
-    return RenderSml(beginning, gem, kMostOfSml);
-  }
-  if (gem != nullptr)
-    return RenderSml(gem->slot(received ? CHGem::kReceived : CHGem::kSent).message, gem,
-                     kMostOfSml);
-  CHSecsMessage message;
-  message.SetMsg(control.Msg());
-  return RenderSml(message, nullptr, kMostOfSml);
-}
-
 // The body as members of a JSON object. What was sent is there as bytes, unless someone has looked
 // at it; what was received is there as items.
 std::string bodyMembers(CVeltoGemCtrl &control, bool received) {
@@ -82,6 +63,30 @@ std::string bodyMembers(CVeltoGemCtrl &control, bool received) {
 }
 
 } // namespace
+
+// Without the equipment model (a script can switch it off) the control has the message as
+// hexadecimal text.
+std::string messageSml(CVeltoGemCtrl &control, bool received, size_t most) {
+  const size_t enough = 8 * most; // bytes: eight are two characters at least
+  CHGem *gem = control.engine().gem();
+  if (const ByteView sent = gem != nullptr && !received ? gem->sentBytes() : ByteView();
+      sent.size() > enough) {
+    CHSecsMessage beginning;
+    beginning.Decode(sent.first(enough));
+    return RenderSml(beginning, gem, most);
+  }
+  if (gem != nullptr)
+    return RenderSml(gem->slot(received ? CHGem::kReceived : CHGem::kSent).message, gem, most);
+  CHSecsMessage message;
+  message.SetMsg(control.Msg());
+  return RenderSml(message, nullptr, most);
+}
+
+// The first line of the SML names the message.
+std::string messageTitle(const CVeltoGemCtrl &control, std::string_view sml) {
+  const std::string name = standardName(control);
+  return std::string(sml.substr(0, sml.find('\n'))) + (name.empty() ? "" : "  " + name);
+}
 
 void GemConsole::follow(CVeltoGemCtrl &control) {
   const auto peer = [this](const char *name, bool isThere) {
@@ -130,12 +135,11 @@ void GemConsole::received(CVeltoGemCtrl &control) {
     problem(finding);
 }
 
-// The first line of the SML names the message.
 void GemConsole::message(CVeltoGemCtrl &control, bool received) {
   if (style_ == Style::Quiet)
     return;
   const std::string bodyJson = style_ == Style::Json ? bodyMembers(control, received) : "";
-  std::string sml = shortSml(control, received);
+  std::string sml = messageSml(control, received, kMostOfSml);
   std::erase(sml, '\r');
   const size_t end = std::min(sml.find('\n'), sml.size());
   const std::string header = sml.substr(0, end);
@@ -156,12 +160,14 @@ void GemConsole::message(CVeltoGemCtrl &control, bool received) {
     return print(line.insert(line.size() - 1, bodyJson));
   }
   const std::string_view body = std::string_view(sml).substr(end);
-  print(stamp() + (received ? "<-- " : "--> ") + header + (name.empty() ? "" : "  " + name) +
+  print(stamp() + (received ? "<-- " : "--> ") + messageTitle(control, sml) +
         indented(body.substr(0, body.find_last_not_of('\n') + 1)));
 }
 
 void GemConsole::event(std::string_view name, const std::string &text,
                        const std::vector<Field> &fields) {
+  if (observer_)
+    observer_(name, text);
   if (style_ == Style::Json)
     print(object(name, fields));
   else if (style_ == Style::Text)
@@ -197,6 +203,8 @@ bool GemConsole::toJournal(const std::string &text, const std::vector<Field> &fi
 }
 
 void GemConsole::problem(const std::string &text, std::vector<Field> fields) {
+  if (observer_)
+    observer_("problem", text);
   if (toJournal(text, fields))
     return;
   fields.push_back({"text", text});

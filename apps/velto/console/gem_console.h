@@ -5,6 +5,7 @@
 #include "gem/engine/engine.h"
 
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -70,6 +71,10 @@ public:
   /// The line that tells how many lines a QueuedOutput has left out.
   std::string leftOut(uint64_t lines) const;
 
+  /// Calls `observer` with the name and text of every event and problem, whether it is printed or
+  /// not.
+  using Observer = std::function<void(std::string_view name, const std::string &text)>;
+  void setObserver(Observer observer) { observer_ = std::move(observer); }
   /// Where problems go, too.
   void setJournal(Journal &journal) { journal_ = &journal; }
 
@@ -89,8 +94,16 @@ private:
   std::ostream &out_;
   Style style_;
   std::string prompt_;
+  Observer observer_;
   Journal *journal_ = nullptr;
   std::string partner_; ///< the address of who is connected
 };
+
+// In the events Received and Sent:
+
+/// The SML of the message, of a long one `most` bytes of it.
+std::string messageSml(CVeltoGemCtrl &control, bool received, size_t most);
+/// Its line in a list of messages, "S1F1W  Are You There Request"; the SML names it.
+std::string messageTitle(const CVeltoGemCtrl &control, std::string_view sml);
 
 } // namespace velto

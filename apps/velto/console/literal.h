@@ -4,6 +4,7 @@
 #include "controls/component/variant.h"
 #include "secs2/message.h"
 
+#include <charconv>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,6 +23,14 @@ inline constexpr size_t kMostOnScreen = 65'536;
 /// A text that goes to the screen; of one that is longer than that the beginning, and a line that
 /// tells how much is left out.
 std::string screenText(std::string text);
+
+/// The number that a text is as a whole; nothing when it is none.
+template <typename Number> std::optional<Number> wholeText(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc{} && end == text.data() + text.size() ? std::optional(number)
+                                                                  : std::nullopt;
+}
 
 /// What is wrong with a text in SML: in one line, of the text itself at most 60 characters.
 std::string smlProblem(const SmlError &error);

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
-#include <fcntl.h>
 #include <iostream>
 #include <unistd.h>
 
@@ -71,11 +70,11 @@ std::string serviceStatus(CVeltoGemCtrl &control) {
          "; control " + stateName<ControlState>(controlState);
 }
 
-bool hasControllingTerminal() {
-  const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
-  if (terminal >= 0)
-    close(terminal);
-  return terminal >= 0;
+// What a service starts inherits its environment, hence the process ID.
+bool isService() {
+  const char *started = std::getenv("SYSTEMD_EXEC_PID");
+  return std::getenv("NOTIFY_SOCKET") != nullptr ||
+         (started != nullptr && started == std::to_string(getpid()));
 }
 
 } // namespace velto

@@ -41,7 +41,8 @@ private:
 /// The states of link, communication and control, as one line.
 std::string serviceStatus(CVeltoGemCtrl &control);
 
-/// Whether the program has a terminal that a SIGHUP can mean the end of.
-bool hasControllingTerminal();
+/// Whether a service manager has started the program: a SIGHUP asks it to read its settings again
+/// then. Otherwise it means that a terminal or a session is gone.
+bool isService();
 
 } // namespace velto

@@ -29,6 +29,8 @@ public:
   /// handled while it waits for a line. Goes on after errors. Returns the exit status 0.
   int runInteractive(int fd);
 
+  const script::Interpreter &interpreter() const { return interpreter_; }
+
   /// Ends the run, as the command quit does.
   void quit() { interpreter_.quit(); }
   bool ended() const { return interpreter_.ended(); }

@@ -7,6 +7,7 @@
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
 #include "apps/velto/console/service.h"
+#include "apps/velto/equipment/equipment_page.h"
 #include "apps/velto/equipment/equipment_reload.h"
 #include "apps/velto/equipment/watch_view.h"
 #include "apps/velto/script/interpreter.h"
@@ -27,9 +28,10 @@ namespace {
 
 constexpr const char *kAbout =
     "Runs a GEM equipment: it listens for a host, answers every message, and prints what happens "
-    "until Ctrl-C, SIGTERM or the end of whoever reads its output ends it. Then it separates from "
-    "the host and saves its model. SIGHUP reads settings and model again; from a terminal that is "
-    "gone it ends the equipment, too.";
+    "until Ctrl-C, SIGTERM, SIGHUP or the end of whoever reads its output ends it. Then it "
+    "separates "
+    "from the host and saves its model. As a service of systemd it reads its settings and model "
+    "again on SIGHUP.";
 
 constexpr const char *kBareModel = R"([communication]
 model_name="Velto" software_revision="1.00" initial_state=enabled
@@ -53,6 +55,7 @@ struct Options {
   bool quiet = false;
   bool json = false;
   bool watch = false;
+  WebOptions web;
 };
 
 /// Receives what a script prints and passes it to the console line by line.
@@ -84,8 +87,16 @@ public:
                                                     : GemConsole::Style::Text) {
     console_.setJournal(journal_);
     console_.follow(control_);
-    control_.onReceived = [this](const std::string &, int32_t) { console_.received(control_); };
-    control_.onSent = [this] { console_.sent(control_); };
+    control_.onReceived = [this](const std::string &, int32_t) {
+      console_.received(control_);
+      if (page_)
+        page_->gem().received();
+    };
+    control_.onSent = [this] {
+      console_.sent(control_);
+      if (page_)
+        page_->gem().sent();
+    };
     control_.SetStatistics(true);
     script_.adopt("eq", control_);
     script_.setHandlerFailed([this](const Member &event) {
@@ -102,7 +113,7 @@ public:
 
 private:
   int work() {
-    if (!load() || !open())
+    if (!load() || !serve() || !open())
       return kExitFailed;
     if (options_.watch)
       watch_.emplace(loop_, control_, recent_, [this] { script_.quit(); });
@@ -214,8 +225,20 @@ private:
            fail("cannot listen on port " + std::to_string(address.port));
   }
 
+  bool serve() {
+    if (!options_.web.port)
+      return true;
+    WebServer &server = page_.emplace(loop_, control_).server();
+    console_.setObserver(
+        [this](std::string_view name, const std::string &text) { page_->gem().event(name, text); });
+    if (const std::string problem = server.start(options_.web); !problem.empty())
+      return fail(problem);
+    console_.event("page", "page at " + server.address(), {{"address", server.address()}});
+    return true;
+  }
+
   void signalled(int signal) {
-    if (signal != SIGHUP || hasTerminal_)
+    if (signal != SIGHUP || !isService_)
       return script_.quit();
     if (reload_) // while it starts, it reads them anyway
       service_.reload([this] {
@@ -263,12 +286,13 @@ private:
   RecentLines recent_;
   std::ostream recentStream_{&recent_};
   GemConsole console_;
+  std::optional<EquipmentPage> page_;
   ScriptOutput scriptOutput_{console_};
   std::ostream scriptStream_{&scriptOutput_};
   script::Interpreter script_{loop_, systemFiles(), scriptStream_, std::cerr, createControl};
   std::optional<WatchView> watch_;
   std::optional<EquipmentReload> reload_;
-  const bool hasTerminal_ = hasControllingTerminal();
+  const bool isService_ = isService();
   LoopSignals signals_{loop_, kStopSignals, [this](int signal) { signalled(signal); }};
 };
 
@@ -308,6 +332,7 @@ void declareOptions(CommandLine &line, Options &options) {
   line.flag("--watch", options.watch,
             "shows states, alarms, variables and messages on the whole screen of a terminal; q "
             "ends the equipment");
+  declareWebOptions(line, options.web);
 }
 
 } // namespace
@@ -325,6 +350,8 @@ int runEquipmentCommand(const CommandArguments &arguments) {
     return *status;
   if (!options.keep.empty() && !isModelText(options.data))
     return line.wrong("--keep goes with --data FILE.model");
+  if (const std::string problem = webOptionsProblem(options.web); !problem.empty())
+    return line.wrong(problem);
   if (options.watch && !Terminal::usable()) {
     std::cerr << "velto: --watch needs " << Terminal::needed() << '\n';
     return kExitFailed;

@@ -109,8 +109,8 @@ void applySettings(CVeltoGemCtrl &control, EventLoop &loop) {
   CHGemEngine &to = control.engine();
   const LinkSettings &read = from.physical().settings();
   LinkSettings &link = to.physical().settings();
-  for (const auto time : {&LinkSettings::t6, &LinkSettings::t7, &LinkSettings::t8,
-                          &LinkSettings::linktestInterval})
+  for (const auto time :
+       {&LinkSettings::t6, &LinkSettings::t7, &LinkSettings::t8, &LinkSettings::linktestInterval})
     link.*time = read.*time;
   for (const auto number : {&SecsILine::t1, &SecsILine::t2, &SecsILine::t4, &SecsILine::retry})
     link.secsI.*number = read.secsI.*number;

@@ -283,6 +283,17 @@ std::string variableUnit(const std::string &vid, const KnownNames &known) {
   return variableOf(vid, known).unit;
 }
 
+std::vector<ReportedValue> reportedValues(const CHSecsMessage &message, const KnownNames &known) {
+  std::vector<ReportedValue> reported;
+  for (const CHSecsItem &report : childOf(message.root, 3).children()) {
+    const auto values = childOf(report, 2).children();
+    const std::vector<std::string> vids = reportOf(identifierText(childOf(report, 1)), known).first;
+    for (size_t i = 0; i < values.size() && vids.size() == values.size(); ++i)
+      reported.push_back({vids[i], variableOf(vids[i], known), readableItem(values[i])});
+  }
+  return reported;
+}
+
 std::vector<std::string> explainPrimary(const CHSecsMessage &message, const KnownNames &known) {
   const CHSecsItem &body = message.root;
   const int name = message.header.stream() * 256 + message.header.function();

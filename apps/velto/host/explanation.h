@@ -52,6 +52,15 @@ struct KnownNames {
 /// kMostOnScreen.
 std::vector<std::string> explainPrimary(const CHSecsMessage &message, const KnownNames &known);
 
+/// A value that an event report brought.
+struct ReportedValue {
+  std::string vid;
+  LearntNames::Variable variable;
+  std::string text; ///< as readableItem() has it
+};
+/// The values of an event report (S6F11), of those reports whose variables are known.
+std::vector<ReportedValue> reportedValues(const CHSecsMessage &message, const KnownNames &known);
+
 /// "101 Chamber pressure", or the identifier alone when no name is known.
 std::string variableTitle(const std::string &vid, const KnownNames &known);
 std::string variableUnit(const std::string &vid, const KnownNames &known);

@@ -101,6 +101,8 @@ void GemHost::problem(int16_t code, const std::string &text) {
 
 void GemHost::received() {
   console_.received(control_);
+  if (onMessage)
+    onMessage(true);
   const CHSecsMessage &message = control_.engine().gem()->slot(CHGem::kReceived).message;
   std::string text = RenderSml(message, control_.engine().gem(), kMostOfAnswer);
   std::erase(text, '\r');
@@ -160,6 +162,8 @@ void GemHost::sent() {
   if (std::exchange(sending_, false))
     pending_ = control_.engine().gem()->sentHeader();
   console_.sent(control_);
+  if (onMessage)
+    onMessage(false);
 }
 
 std::string GemHost::waitForCommunications() {

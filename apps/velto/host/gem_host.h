@@ -46,6 +46,12 @@ public:
   void stop() { stopped_ = true; }
   bool stopped() const { return stopped_; }
 
+  /// Called with each message, once it is printed.
+  std::function<void(bool received)> onMessage;
+  CVeltoGemCtrl &control() { return control_; }
+  /// The address of the equipment as it was given.
+  std::string partner() const { return settings_.partner.partner(); }
+
   /// What the host knows of the equipment: names of variables and events, reports, alarms.
   GemData &known() { return control_.engine().gem()->data(); }
   void setKnown(GemData &&model);

@@ -4,7 +4,7 @@
 #include "apps/velto/console/line_reader.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
-#include "apps/velto/host/host_prompt.h"
+#include "apps/velto/host/host_page.h"
 #include "gem/model_text/model_file.h"
 #include "platform/name_resolver.h"
 #include "platform/tcp_socket.h"
@@ -27,13 +27,14 @@ struct Options {
   std::string capture;
   std::optional<GemData> names;
   bool json = false;
+  WebOptions web;
 };
 
 class HostTool {
 public:
   explicit HostTool(Options &options)
       : partner_(options.settings.partner), script_(options.script), capture_(options.capture),
-        json_(options.json), host_(loop_, console_, options.settings) {
+        json_(options.json), web_(options.web), host_(loop_, console_, options.settings) {
     console_.setJournal(journal_);
     if (options.names)
       host_.setKnown(std::move(*options.names));
@@ -61,6 +62,8 @@ private:
       std::cerr << "velto: " << problem << '\n';
       return kExitFailed;
     }
+    if (web_.port && !serve())
+      return kExitFailed;
     host_.open();
     host_.announce(service_);
     const int status = source ? runScript(*source) : runPrompt();
@@ -68,6 +71,23 @@ private:
     host_.close();
     host_.endCounters();
     return status;
+  }
+
+  bool serve() {
+    WebServer &server = page_.emplace(loop_, host_, commands_).server();
+    host_.onMessage = [this](bool received) { page_->message(received); };
+    console_.setObserver(
+        [this](std::string_view name, const std::string &text) { page_->gem().event(name, text); });
+    if (const std::string problem = server.start(web_); !problem.empty()) {
+      std::cerr << "velto: " << problem << '\n';
+      return false;
+    }
+    console_.event("page", "page at " + server.address(), {{"address", server.address()}});
+    return true;
+  }
+
+  std::string runLine(std::string_view line) {
+    return page_ ? page_->run(line) : commands_.run(line);
   }
 
   // Whether the name of the partner is known. A name server may be silent for long; meanwhile the
@@ -86,7 +106,7 @@ private:
   int runScript(std::string_view source) {
     for (int line = 1; !source.empty() && !host_.stopped() && !commands_.ended(); ++line) {
       const size_t end = std::min(source.find('\n'), source.size());
-      const std::string problem = commands_.run(source.substr(0, end));
+      const std::string problem = runLine(source.substr(0, end));
       source.remove_prefix(std::min(end + 1, source.size()));
       if (problem.empty() || host_.stopped())
         continue;
@@ -103,11 +123,11 @@ private:
     while (!host_.stopped() && !commands_.ended()) {
       if (terminal)
         console_.showPrompt("> ");
-      const auto line = input.next([this] { return host_.stopped(); });
+      const auto line = input.next([this] { return host_.stopped() || commands_.ended(); });
       console_.promptUsed();
       if (!line)
         break;
-      const std::string problem = commands_.run(*line);
+      const std::string problem = runLine(*line);
       if (!problem.empty() && !host_.stopped())
         console_.plain("failed: " + problem);
     }
@@ -120,6 +140,7 @@ private:
   const std::string &script_;
   const std::string &capture_;
   const bool json_;
+  const WebOptions &web_;
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { host_.stop(); },
                        [this](uint64_t lines) { return console_.leftOut(lines); }};
@@ -129,6 +150,7 @@ private:
   Service service_{loop_};
   GemHost host_;
   HostPrompt commands_{host_, console_};
+  std::optional<HostPage> page_;
   LoopSignals signals_{loop_, kStopSignals, [this](int) { host_.stop(); }};
 };
 
@@ -166,6 +188,7 @@ void declare(CommandLine &line, Options &options, std::string &names) {
               "silence after which the link is tested (default 30); 0: never");
   line.text("--pcap", "FILE", options.capture, kCaptureHelp);
   line.flag("--json", options.json, "prints a JSON object a line");
+  declareWebOptions(line, options.web);
   line.footer(kAddressHelp);
 }
 
@@ -178,6 +201,8 @@ int runHostCommand(const CommandArguments &arguments) {
   declare(line, options, names);
   if (const auto status = line.read(arguments))
     return *status;
+  if (const std::string problem = webOptionsProblem(options.web); !problem.empty())
+    return line.wrong(problem);
   const LinkAddress &partner = options.settings.partner;
   std::string problem = partner.listens ? listenProblem(partner.port) : "";
   if (!problem.empty())

@@ -89,7 +89,15 @@ std::span<const HostPrompt::Row> HostPrompt::table() {
 
 // Reading lines ----------------------------------------------------------------------------------
 
-std::string HostPrompt::run(std::string_view line) {
+std::vector<HostPrompt::Help> HostPrompt::commands() {
+  std::vector<Help> commands;
+  for (const Row &row : table())
+    commands.push_back({row.name, row.arguments, row.help});
+  return commands;
+}
+
+std::string HostPrompt::run(std::string_view line, Files files) {
+  files_ = files;
   line = trim(line);
   if (line.empty() || line.starts_with('#'))
     return "";
@@ -121,7 +129,7 @@ std::string HostPrompt::identifiers(const Line &line, std::vector<CHSecsItem> &i
   for (const Word &word : line.words) {
     auto id = identifier(word);
     if (!id)
-      return '"' + word.text + "\" is no number";
+      return '"' + word.text + "\" is no number, and a text stands in double quotes";
     ids.push_back(std::move(*id));
   }
   return ids.size() < least ? "a number is missing" : "";
@@ -437,7 +445,7 @@ std::string HostPrompt::counters(const Line &) {
 std::string HostPrompt::help(const Line &) {
   for (const Row &row : table()) {
     std::string usage = std::string(row.name) + ' ' + std::string(row.arguments);
-    usage.resize(std::max<size_t>(usage.size(), 36), ' ');
+    usage.resize(std::max<size_t>(usage.size() + 2, 36), ' ');
     console_.plain("  " + usage + std::string(row.help));
   }
   return "";

@@ -16,9 +16,19 @@ class HostPrompt {
 public:
   HostPrompt(GemHost &host, GemConsole &console) : host_(host), console_(console) {}
 
+  /// Whether commands may read and write files of this computer.
+  enum class Files { Yes, No };
+  /// A command as the list of them tells it.
+  struct Help {
+    std::string_view name;
+    std::string_view arguments;
+    std::string_view help;
+  };
+  static std::vector<Help> commands();
+
   /// Carries out a line. Returns why it failed: there is no such command, the equipment refused, or
   /// no answer came in time. Returns an empty text when all went well.
-  std::string run(std::string_view line);
+  std::string run(std::string_view line, Files files = Files::Yes);
   /// Whether a line was the command quit.
   bool ended() const { return ended_; }
 
@@ -81,6 +91,7 @@ private:
 
   GemHost &host_;
   GemConsole &console_;
+  Files files_ = Files::Yes;
   bool ended_ = false;
 };
 

@@ -11,6 +11,8 @@ namespace {
 
 constexpr double kVerificationPatience = 45; // s until S7F27 must have come
 
+constexpr const char *kNoFiles = "files are for the keyboard and scripts alone";
+
 } // namespace
 
 std::string HostPrompt::recipes(const Line &) {
@@ -44,6 +46,8 @@ std::string HostPrompt::recipe(const Line &line) {
 
 // The equipment has it as a PPBODY or as a formatted one.
 std::string HostPrompt::getRecipe(const Word &ppid, const std::string &fileName) {
+  if (!fileName.empty() && files_ == Files::No)
+    return kNoFiles;
   for (const uint8_t function : {stream7::RequestBody, stream7::RequestFormatted}) {
     if (std::string problem = ask(7, function, textItem(ppid.text)); !problem.empty())
       return problem;
@@ -60,6 +64,8 @@ std::string HostPrompt::getRecipe(const Word &ppid, const std::string &fileName)
 // From an item in SML, or from a file that holds it. One that is there is replaced.
 std::string HostPrompt::putRecipe(const Word &ppid, const Word &source) {
   const bool isItem = source.text.starts_with('<') && !source.quoted;
+  if (!isItem && files_ == Files::No)
+    return kNoFiles;
   const auto sml = isItem ? std::optional(source.text) : systemFiles().read(source.text);
   if (!sml)
     return source.text + " cannot be read";

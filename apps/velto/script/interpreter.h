@@ -32,6 +32,9 @@ public:
   /// Makes a control that the program owns known to the commands; see Stage::adopt().
   void adopt(const std::string &name, Control &control) { stage_.adopt(name, control); }
 
+  /// All controls by name, those of the program too; until a command or an event runs.
+  std::vector<std::pair<std::string, Control *>> controls() const { return stage_.controls(); }
+
   /// Called behind a handler of which a command failed, and instead of one once the run has ended:
   /// what the event asked for was not done.
   void setHandlerFailed(std::function<void(const Member &event)> handler) {

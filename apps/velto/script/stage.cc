@@ -62,6 +62,13 @@ Control *Stage::find(const std::string &name) const {
   return found == entries_.end() ? nullptr : found->second.control;
 }
 
+std::vector<std::pair<std::string, Control *>> Stage::controls() const {
+  std::vector<std::pair<std::string, Control *>> controls;
+  for (const auto &[name, entry] : entries_)
+    controls.emplace_back(name, entry.control);
+  return controls;
+}
+
 bool Stage::addHandler(const std::string &name, const Member &event,
                        std::shared_ptr<const Body> body) {
   const auto found = entries_.find(name);

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velto::script {
@@ -44,6 +45,9 @@ public:
   /// Null when there is no such control. A callback may delete the control: find it again after
   /// one.
   Control *find(const std::string &name) const;
+
+  /// All of them by name.
+  std::vector<std::pair<std::string, Control *>> controls() const;
 
   /// False when the control is not there. `event` is one of the control's.
   bool addHandler(const std::string &name, const Member &event, std::shared_ptr<const Body> body);

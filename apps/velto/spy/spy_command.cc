@@ -6,6 +6,7 @@
 #include "apps/velto/console/service.h"
 #include "apps/velto/spy/spy.h"
 #include "apps/velto/spy/spy_options.h"
+#include "apps/velto/spy/spy_page.h"
 #include "controls/link_address.h"
 
 #include <iostream>
@@ -24,6 +25,7 @@ struct Options {
   LinkAddress target;
   Spy::Settings spy;
   SpyOptions shown;
+  WebOptions web;
 
   uint16_t port() const { return static_cast<uint16_t>(listen.port); }
 };
@@ -33,6 +35,8 @@ public:
   explicit SpyTool(const Options &options) : options_(options) { console_.setJournal(journal_); }
 
   int run() {
+    if (options_.web.port && !serve())
+      return kExitFailed;
     const std::string problem = spy_.listen(options_.port());
     if (!problem.empty()) {
       std::cerr << "velto: " << problem << '\n';
@@ -49,6 +53,20 @@ public:
   }
 
 private:
+  bool serve() {
+    WebServer &server =
+        page_
+            .emplace(loop_, options_.spy.targetHost + ':' + std::to_string(options_.spy.targetPort))
+            .server();
+    if (const std::string problem = server.start(options_.web); !problem.empty()) {
+      std::cerr << "velto: " << problem << '\n';
+      return false;
+    }
+    console_.setPage(*page_);
+    console_.pageAt(Spy::now(), server.address());
+    return true;
+  }
+
   const Options &options_;
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { loop_.quit(); },
@@ -57,6 +75,7 @@ private:
   Service service_{loop_};
   SpyConsole console_{options_.shown.console, std::cout};
   LoopSignals signals_{loop_, kStopSignals, [this](int) { loop_.quit(); }};
+  std::optional<SpyPage> page_;
   Spy spy_{loop_, console_, options_.spy};
 };
 
@@ -90,8 +109,11 @@ int runSpyCommand(const CommandArguments &arguments) {
   line.require("TARGET");
   line.text("--pcap", "FILE", options.spy.capture, kCaptureHelp);
   options.shown.declare(line);
+  declareWebOptions(line, options.web);
   if (const auto status = line.read(arguments))
     return *status;
+  if (const std::string problem = webOptionsProblem(options.web); !problem.empty())
+    return line.wrong(problem);
   if (options.listen.protocol != options.target.protocol)
     return line.wrong("one address is of SECS-I, the other of HSMS");
   if (const std::string problem = options.shown.finish(); !problem.empty())

@@ -3,6 +3,7 @@
 #include "apps/velto/console/line_text.h"
 #include "apps/velto/console/literal.h"
 #include "apps/velto/host/explanation.h"
+#include "apps/velto/spy/spy_page.h"
 #include "base/json_text.h"
 #include "base/text.h"
 #include "secs2/message_json.h"
@@ -72,6 +73,14 @@ std::string jsonCounters(const SpyCounters &counters) {
          ",\"problems\":" + std::to_string(counters.problemCount()) + '}';
 }
 
+// "S1F2 [3]  On Line Data  after 2.9 ms"
+std::string titleOf(const SpiedMessage &message, const std::string &name) {
+  const CHSecsHeader &header = message.message.header;
+  return HeaderText(header, HeaderTextMode::Name) + " [" + std::to_string(header.systemBytes) +
+         ']' + (name.empty() ? "" : "  ") + name +
+         (message.latency ? "  after " + duration(*message.latency) : "");
+}
+
 } // namespace
 
 // "S6F11", "S5".
@@ -109,6 +118,10 @@ bool MessageFilter::shows(const CHSecsHeader &header) const {
          });
 }
 
+void SpyConsole::pageAt(const SpyMoment &at, const std::string &address) {
+  event(at, "page at " + address, "\"page\",\"address\":" + jsonText(address));
+}
+
 void SpyConsole::listening(const SpyMoment &at, uint16_t port) {
   event(at, "listening on port " + std::to_string(port),
         "\"listening\",\"port\":" + std::to_string(port));
@@ -117,6 +130,8 @@ void SpyConsole::listening(const SpyMoment &at, uint16_t port) {
 void SpyConsole::opened(const SpyMoment &at, uint32_t connection, const std::string &address,
                         uint16_t port, const std::string &target) {
   const std::string from = address + ':' + std::to_string(port);
+  if (page_ != nullptr)
+    page_->opened(at, connection, from);
   event(at, number(connection) + "opened: " + from + " to " + target,
         "\"connected\",\"connection\":" + std::to_string(connection) +
             ",\"address\":" + jsonText(address) + ",\"port\":" + std::to_string(port) +
@@ -125,11 +140,13 @@ void SpyConsole::opened(const SpyMoment &at, uint32_t connection, const std::str
 
 void SpyConsole::message(uint32_t connection, const SpiedMessage &message) {
   const CHSecsHeader &header = message.message.header;
-  if (settings_.quiet || !settings_.filter.shows(header))
-    return;
   const MessageRow *row =
       header.sType() == 0 ? findMessage(header.stream(), header.function()) : nullptr;
   const std::string name = row != nullptr ? row->name : "";
+  if (page_ != nullptr)
+    page_->message(connection, message, titleOf(message, name));
+  if (settings_.quiet || !settings_.filter.shows(header))
+    return;
   const std::string sml = smlOf(message.message, settings_.names);
   if (settings_.json) {
     std::string members = "\"message\",\"connection\":" + std::to_string(connection) +
@@ -145,10 +162,7 @@ void SpyConsole::message(uint32_t connection, const SpiedMessage &message) {
                  ",\"body_bytes\":" + std::to_string(message.size - CHSecsHeader::kSize);
     return event(message.at, "", members);
   }
-  std::string line =
-      HeaderText(header, HeaderTextMode::Name) + " [" + std::to_string(header.systemBytes) + ']';
-  line += (name.empty() ? "" : "  ") + name;
-  line += message.latency ? "  after " + duration(*message.latency) : "";
+  std::string line = titleOf(message, name);
   const std::string_view body = std::string_view(sml).substr(std::min(sml.find('\n'), sml.size()));
   line += indented(body.substr(0, body.find_last_not_of('\n') + 1));
   for (const std::string &words : explained(message.message))
@@ -164,6 +178,8 @@ std::vector<std::string> SpyConsole::explained(const CHSecsMessage &message) con
 }
 
 void SpyConsole::problem(uint32_t connection, const SpiedProblem &problem) {
+  if (page_ != nullptr)
+    page_->problem(connection, problem);
   std::string members = "\"problem\",\"connection\":" + std::to_string(connection) +
                         ",\"direction\":" + jsonDirection(problem.direction) +
                         ",\"kind\":" + jsonText(toText(problem.kind)) +
@@ -184,6 +200,8 @@ void SpyConsole::problem(uint32_t connection, const SpiedProblem &problem) {
 
 void SpyConsole::ended(const SpyMoment &at, uint32_t connection, const std::string &how,
                        bool isProblem, const SpyCounters &counters) {
+  if (page_ != nullptr)
+    page_->ended(at, connection, how, isProblem);
   const uint64_t mean = counters.totalLatency / std::max<uint64_t>(counters.replies, 1);
   std::string text = number(connection) + (isProblem ? "problem: " : "") + how + "; " +
                      std::to_string(counters.messages[0]) + " messages there, " +

@@ -14,6 +14,8 @@
 
 namespace velto {
 
+class SpyPage;
+
 /// Which messages are shown: a list such as "S6F11,S5". A message is shown with its reply.
 class MessageFilter {
 public:
@@ -55,6 +57,10 @@ public:
   /// Where problems go, too.
   void setJournal(Journal &journal) { journal_ = &journal; }
 
+  /// What is seen is on a page, too; whatever is printed of it.
+  void setPage(SpyPage &page) { page_ = &page; }
+  void pageAt(const SpyMoment &at, const std::string &address);
+
   void listening(const SpyMoment &at, uint16_t port);
   void opened(const SpyMoment &at, uint32_t connection, const std::string &address, uint16_t port,
               const std::string &target);
@@ -77,6 +83,7 @@ private:
   const Settings &settings_;
   std::ostream &out_;
   Journal *journal_ = nullptr;
+  SpyPage *page_ = nullptr;
 };
 
 } // namespace velto
