@@ -67,6 +67,7 @@ require() {
 optional_libraries() {
   (require libncurses-dev) || echo "The program is built without its screens." >&2
   (require nlohmann-json3-dev) || echo "velto will not read JSON, and has no gateway." >&2
+  (require libpcap-dev) || echo "velto will read no captures." >&2
   (require libtomlplusplus-dev libsqlite3-dev libmosquitto-dev prometheus-cpp-dev) ||
     echo "The gateway is built without what these are for, or left out." >&2
   (require pkg-config libcpp-httplib-dev prometheus-cpp-dev libjs-chart.js) ||

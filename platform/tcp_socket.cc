@@ -188,6 +188,22 @@ uint16_t TcpSocket::localPort() const {
   return ntohs(address.sin_port);
 }
 
+TcpSocket::Ends TcpSocket::ends() const {
+  Ends ends;
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (getsockname(fd_, reinterpret_cast<sockaddr *>(&address), &size) == 0) {
+    ends.local = dotted(address.sin_addr);
+    ends.localPort = ntohs(address.sin_port);
+  }
+  size = sizeof address;
+  if (getpeername(fd_, reinterpret_cast<sockaddr *>(&address), &size) == 0) {
+    ends.remote = dotted(address.sin_addr);
+    ends.remotePort = ntohs(address.sin_port);
+  }
+  return ends;
+}
+
 void TcpSocket::close() {
   if (fd_ >= 0)
     ::close(std::exchange(fd_, -1));

@@ -34,6 +34,16 @@ struct KeepAlive {
 class TcpSocket {
 public:
   struct Peer;
+  /// The addresses of a connection, in dotted form.
+  struct Ends {
+    std::string local;
+    uint16_t localPort = 0;
+    std::string remote;
+    uint16_t remotePort = 0;
+
+    /// As the other end has them.
+    Ends turned() const { return {remote, remotePort, local, localPort}; }
+  };
 
   TcpSocket() = default;
   ~TcpSocket() { close(); }
@@ -72,6 +82,8 @@ public:
   bool isOpen() const { return fd_ >= 0; }
   /// The port that the socket is bound to; 0 when it has none.
   uint16_t localPort() const;
+  /// Of a connected socket; what is not known is empty.
+  Ends ends() const;
   void close();
 
 private:

@@ -10,6 +10,7 @@
 #include "apps/velto/setup/setup_command.h"
 #include "apps/velto/sml/sml_command.h"
 #include "apps/velto/spy/spy_command.h"
+#include "apps/velto/trace/trace_command.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -30,6 +31,7 @@ constexpr Command kCommands[] = {
     {"gateway", "from many tools to the plant's message bus", runGatewayCommand},
     {"host", "a GEM host at the keyboard or from a script", runHostCommand},
     {"spy", "stand between a host and an equipment and show what they say", runSpyCommand},
+    {"trace", "the same for what a capture file holds", runTraceCommand},
     {"setup", "edit an equipment's settings and model in its setup sheet", runSetupCommand},
     {"sml", "SML to hexadecimal and back, normalised SML, verification", runSmlCommand},
     {"model", "equipment models: readable text to a data file and back", runModelCommand},

@@ -1,5 +1,6 @@
 // What a spy makes of the bytes of a connection, and that they go through it as they are.
 #include "apps/cases.h"
+#include "apps/spied_bytes.h"
 #include "apps/velto/spy/relay.h"
 #include "apps/velto/spy/spy_console.h"
 #include "base/text.h"
@@ -11,19 +12,6 @@
 
 namespace velto {
 namespace {
-
-Bytes frameOf(uint32_t systemBytes, const std::string &sml) {
-  CHSecsMessage message;
-  EXPECT_TRUE(message.SetFromSml(sml)) << sml;
-  message.header.idWord = 0;
-  message.header.systemBytes = systemBytes;
-  Bytes body;
-  EXPECT_TRUE(message.Encode(body));
-  Bytes frame(4);
-  writeBigEndian(frame.data(), static_cast<uint32_t>(body.size()));
-  frame.insert(frame.end(), body.begin(), body.end());
-  return frame;
-}
 
 Bytes bytesOf(std::string hex) {
   std::erase(hex, ' ');
@@ -173,7 +161,7 @@ protected:
   std::unique_ptr<Relay> relay;
 
 private:
-  void opened(uint32_t, const std::string &, uint16_t) override {}
+  void opened(uint32_t, const TcpSocket::Ends &) override {}
   void passed(uint32_t, SpyDirection direction, ByteView bytes) override {
     Bytes &all = heard[indexOf(direction)];
     all.insert(all.end(), bytes.begin(), bytes.end());

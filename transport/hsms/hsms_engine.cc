@@ -104,6 +104,7 @@ bool CHHsms::prepareOpen() {
   root_->SetMaxPeers(settings_.maxPeers);
   root_->SetMaxQueued(settings_.maxQueued);
   root_->SetKeepAlive(settings_.keepAlive);
+  root_->SetTap(settings_.tap);
   root_->TickWith(ticker_);
   return true;
 }

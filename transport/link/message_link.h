@@ -11,10 +11,13 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace velto {
+
+class WireTap;
 
 /// Down: no connection. Up: connected, but messages are not exchanged yet (HSMS: not selected).
 /// Ready: messages go both ways.
@@ -73,6 +76,7 @@ struct LinkSettings {
   /// This side is the equipment: what it sends over SECS-I has the R-bit, and it is the master.
   bool equipment = false;
   SecsILine secsI;
+  std::shared_ptr<WireTap> tap; ///< hears the bytes of TCP connections; null: nobody does
 };
 
 /// What a message link tells its owner, naming the connection by the remote end's address. The

@@ -128,6 +128,7 @@ bool CHSecsIMessageLink::openSocket(std::function<void(bool connected)> done) {
   socket_->SetMyPortNumber(ownPort ? settings_->portNumber : settings_->myPortNumber);
   socket_->SetMaxQueued(settings_->maxQueued);
   socket_->SetKeepAlive(settings_->keepAlive);
+  socket_->SetTap(settings_->tap);
   socket_->TickWith(ticker_);
   applySettings();
   const auto noteError = [this] {

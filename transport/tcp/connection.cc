@@ -59,6 +59,7 @@ void CHHsmsConnection::closeSocket() {
   connected_ = false;
   sendFailed_ = false;
   watch_.reset();
+  wire_.reset();
   socket_.close();
   output_.clear();
 }
@@ -106,6 +107,7 @@ bool CHHsmsConnection::receive() {
   if (count > 0) {
     received_.added(static_cast<size_t>(count));
     counters_->bytesIn += static_cast<size_t>(count);
+    tap(TraceDirection::Received, space.first(static_cast<size_t>(count)));
     if (received_.size() >= limit)
       watchSocket();
     onArrived();
@@ -158,6 +160,8 @@ bool CHHsmsConnection::transmit(ByteView first, ByteView second) {
     }
     taken = count > 0 ? static_cast<size_t>(count) : 0;
     counters_->bytesOut += taken;
+    const size_t ofFirst = std::min(taken, first.size());
+    tap(TraceDirection::Sent, first.first(ofFirst), second.first(taken - ofFirst));
   }
   if (taken < size) {
     if (taken == 0 && output_.size() + size > maxQueued_)
@@ -194,8 +198,20 @@ bool CHHsmsConnection::cannotSend() {
 // As socket_.send().
 ssize_t CHHsmsConnection::sendQueued() {
   const ssize_t count = socket_.send(output_.view());
-  counters_->bytesOut += count > 0 ? static_cast<size_t>(count) : 0;
+  if (count > 0) {
+    counters_->bytesOut += static_cast<size_t>(count);
+    tap(TraceDirection::Sent, output_.view().first(static_cast<size_t>(count)));
+  }
   return count;
+}
+
+void CHHsmsConnection::tapConnection(bool accepted) {
+  wire_ = tap_ != nullptr ? tap_->connected(socket_.ends(), accepted) : nullptr;
+}
+
+void CHHsmsConnection::tap(TraceDirection direction, ByteView first, ByteView second) {
+  if (wire_ != nullptr && !(first.empty() && second.empty()))
+    wire_->passed(direction, first, second);
 }
 
 void CHHsmsConnection::flush() {

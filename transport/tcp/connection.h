@@ -8,6 +8,7 @@
 #include "transport/link/ticker.h"
 #include "transport/tcp/byte_queue.h"
 #include "transport/tcp/spare_descriptor.h"
+#include "transport/tcp/wire_tap.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -51,6 +52,8 @@ public:
   void SetMaxQueued(size_t bytes) { maxQueued_ = bytes; }
 
   void SetKeepAlive(const KeepAlive &settings) { keepAlive_ = settings; }
+  /// Who hears the bytes of the connection, of a listener those of its peers; null: nobody.
+  void SetTap(std::shared_ptr<WireTap> tap) { tap_ = std::move(tap); }
 
   /// Client: the remote end. Listener: the peer that SendFrame() addresses; each accepted peer sets
   /// it to itself.
@@ -223,6 +226,8 @@ private:
   bool listensNow() const;
   bool finished() const { return !connected_ && !holdsUnit() && socketError_ == 0; }
   void pollPeers();
+  void tapConnection(bool accepted);
+  void tap(TraceDirection direction, ByteView first, ByteView second = {});
   void flush();
   bool cannotSend();
   ssize_t sendQueued();
@@ -244,6 +249,7 @@ private:
   size_t maxPeers_ = 1024;
   KeepAlive keepAlive_;
   size_t maxQueued_ = size_t{64} * 1024 * 1024;
+  std::shared_ptr<WireTap> tap_;
   bool serverMode_ = false;
 
   bool listening_ = false;
@@ -261,6 +267,7 @@ private:
   ByteQueue output_; // what the socket has not taken yet
   SpareDescriptor spare_;
   TcpSocket socket_;
+  std::unique_ptr<WireTap::Wire> wire_;
   std::unique_ptr<DescriptorWatch> watch_;
   std::shared_ptr<OpenRequest> opening_;
   std::vector<std::shared_ptr<CHHsmsConnection>> peers_;

@@ -128,6 +128,7 @@ void CHHsmsConnection::finishOpen(int error) {
   if (!listening_) {
     connected_ = created_ = true;
     ++counters_->connections;
+    tapConnection(false);
     watchSocket();
     markChanged();
     wake();

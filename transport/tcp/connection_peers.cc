@@ -96,6 +96,7 @@ void CHHsmsConnection::addPeer(TcpSocket::Peer accepted) {
   peer.ipAddress_ = std::move(accepted.ipAddress);
   peer.portNumber_ = accepted.port;
   peer.connected_ = peer.created_ = true;
+  peer.tapConnection(true);
   peer.watchSocket();
   if (const int error = peer.watch_->error(); error != 0) {
     dropPeer(peers_.end() - 1);
@@ -120,6 +121,7 @@ void CHHsmsConnection::copySettings(CHHsmsConnection &peer) const {
   peer.maxLength_ = maxLength_;
   peer.maxQueued_ = maxQueued_;
   peer.keepAlive_ = keepAlive_;
+  peer.tap_ = tap_;
 }
 
 // An address can be there twice when its peer has reconnected; the newer connection counts.

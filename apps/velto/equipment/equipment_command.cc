@@ -1,5 +1,6 @@
 #include "apps/velto/equipment/equipment_command.h"
 
+#include "apps/velto/capture/capture_file.h"
 #include "apps/velto/console/gem_console.h"
 #include "apps/velto/console/gem_link.h"
 #include "apps/velto/console/literal.h"
@@ -50,6 +51,7 @@ struct Options {
   std::string script;
   int16_t edition = 1;
   std::optional<int32_t> linktest; ///< seconds
+  std::string capture;
   bool quiet = false;
   bool json = false;
   bool watch = false;
@@ -212,6 +214,13 @@ private:
       if (const std::string problem = listenProblem(address.port); !problem.empty())
         return fail(problem);
     address.apply(control_);
+    if (address.isSerial() && !options_.capture.empty())
+      return fail("--pcap goes with TCP");
+    const std::string problem =
+        captureLink(control_.engine().physical().settings(), options_.capture,
+                    [this](const std::string &text) { console_.problem(text); });
+    if (!problem.empty())
+      return fail(problem);
     return openLink(control_, loop_, console_, address) ||
            fail("cannot listen on port " + std::to_string(address.port));
   }
@@ -317,6 +326,7 @@ void declareOptions(CommandLine &line, Options &options) {
   line.number("--linktest", "SECONDS", 0, kLongestTime, options.linktest,
               "silence after which the link is tested; 0: never (default: as the settings file "
               "says, or 30)");
+  line.text("--pcap", "FILE", options.capture, kCaptureHelp);
   line.flag("--quiet", options.quiet, "prints problems alone");
   line.flag("--json", options.json, "prints a JSON object a line");
   line.flag("--watch", options.watch,

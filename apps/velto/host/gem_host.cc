@@ -1,5 +1,6 @@
 #include "apps/velto/host/gem_host.h"
 
+#include "apps/velto/capture/capture_file.h"
 #include "apps/velto/console/literal.h"
 #include "base/text.h"
 #include "gem/capabilities/capability.h"
@@ -54,6 +55,13 @@ GemHost::GemHost(EventLoop &loop, GemConsole &console, const Settings &settings)
 }
 
 void GemHost::setKnown(GemData &&model) { known() = knownToHost(std::move(model)); }
+
+std::string GemHost::capture(const std::string &path) {
+  if (settings_.partner.isSerial() && !path.empty())
+    return "--pcap goes with TCP";
+  return captureLink(control_.engine().physical().settings(), path,
+                     [this](const std::string &problem) { console_.problem(problem); });
+}
 
 void GemHost::open() {
   openLink(control_, loop_, console_, settings_.partner);

@@ -35,6 +35,9 @@ public:
   GemHost &operator=(const GemHost &) = delete;
 
   void open();
+  /// Writes what its connections carry to a capture; before open(). What is wrong, else an empty
+  /// text.
+  std::string capture(const std::string &path);
   /// Tells the service manager of the link from now on.
   void announce(Service &service) { service.ready(control_); }
   /// Sends Separate.req to the equipment and closes the link.

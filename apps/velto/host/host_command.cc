@@ -1,5 +1,6 @@
 #include "apps/velto/host/host_command.h"
 
+#include "apps/velto/capture/capture_file.h"
 #include "apps/velto/console/line_reader.h"
 #include "apps/velto/console/loop_signals.h"
 #include "apps/velto/console/queued_output.h"
@@ -23,6 +24,7 @@ constexpr const char *kAbout =
 struct Options {
   GemHost::Settings settings;
   std::string script;
+  std::string capture;
   std::optional<GemData> names;
   bool json = false;
   WebOptions web;
@@ -31,8 +33,8 @@ struct Options {
 class HostTool {
 public:
   explicit HostTool(Options &options)
-      : partner_(options.settings.partner), script_(options.script), json_(options.json),
-        web_(options.web), host_(loop_, console_, options.settings) {
+      : partner_(options.settings.partner), script_(options.script), capture_(options.capture),
+        json_(options.json), web_(options.web), host_(loop_, console_, options.settings) {
     console_.setJournal(journal_);
     if (options.names)
       host_.setKnown(std::move(*options.names));
@@ -56,6 +58,10 @@ private:
     }
     if (host_.stopped())
       return kExitDone;
+    if (const std::string problem = host_.capture(capture_); !problem.empty()) {
+      std::cerr << "velto: " << problem << '\n';
+      return kExitFailed;
+    }
     if (web_.port && !serve())
       return kExitFailed;
     host_.open();
@@ -132,6 +138,7 @@ private:
 
   const LinkAddress &partner_;
   const std::string &script_;
+  const std::string &capture_;
   const bool json_;
   const WebOptions &web_;
   EventLoop loop_;
@@ -179,6 +186,7 @@ void declare(CommandLine &line, Options &options, std::string &names) {
               "time between attempts to connect (default 10)");
   line.number("--linktest", "SECONDS", 0, kLongestTime, settings.linktest,
               "silence after which the link is tested (default 30); 0: never");
+  line.text("--pcap", "FILE", options.capture, kCaptureHelp);
   line.flag("--json", options.json, "prints a JSON object a line");
   declareWebOptions(line, options.web);
   line.footer(kAddressHelp);

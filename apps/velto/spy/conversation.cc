@@ -83,8 +83,16 @@ void Conversation::lost(SpyDirection direction, uint64_t count, const SpyMoment 
   blocks_.lost(direction);
   inTheMiddle_ = true;
   started_ = at.micros;
+  forgetAsked(opposite(direction));
   problem(direction, SpiedProblemKind::Unreadable,
-          std::to_string(count) + " bytes were not looked at", at);
+          std::to_string(count) + " bytes " + settings_.lost, at);
+}
+
+// What was missed may have answered it.
+void Conversation::forgetAsked(SpyDirection asker) {
+  for (Waiting &waiting : waiting_)
+    std::erase_if(waiting, [asker](const Key &key) { return key.direction == asker; });
+  std::erase_if(open_, [asker](const auto &each) { return each.first.direction == asker; });
 }
 
 void Conversation::beginInTheMiddle() {

@@ -73,6 +73,7 @@ public:
     E5Edition edition = E5Edition::Current;
     uint64_t t3 = 45'000'000; ///< microseconds
     uint64_t t6 = 5'000'000;
+    const char *lost = "were not looked at"; ///< what became of bytes that are missing
   };
   struct Reports {
     std::function<void(const SpiedMessage &)> message;
@@ -120,6 +121,7 @@ private:
   void open(const Key &key, const CHSecsHeader &header, const SpyMoment &at);
   std::optional<Open> answered(SpyDirection direction, const CHSecsHeader &header);
   std::optional<Open> close(const Key &key);
+  void forgetAsked(SpyDirection asker);
   Waiting &waiting(bool control) { return waiting_[control ? 1 : 0]; }
   void judgeLatency(SpyDirection direction, const CHSecsHeader &header, const Open &primary,
                     uint64_t latency, const SpyMoment &at);

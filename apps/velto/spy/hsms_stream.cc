@@ -13,8 +13,8 @@ constexpr size_t kMostSearched = size_t{1} << 20; // bytes
 
 enum class Likeness { No, Unknown, Yes };
 
-// Whether a frame may begin here: a header that SEMI E37 knows and, of data, an item behind it.
-bool looksLikeFrame(ByteView bytes) {
+// A header that SEMI E37 knows and, of data, an item behind it.
+bool mayBegin(ByteView bytes) {
   const uint64_t length = readBigEndian<uint32_t>(bytes.data());
   CHSecsHeader header = *readHeader(bytes.subspan(kFrameLengthSize));
   if (length < CHSecsHeader::kSize || length > HsmsStream::kKept || header.pType() != 0)
@@ -32,17 +32,19 @@ bool looksLikeFrame(ByteView bytes) {
 
 // It is one when another follows, or nothing yet.
 Likeness judge(ByteView bytes) {
-  if (!looksLikeFrame(bytes))
+  if (!mayBegin(bytes))
     return Likeness::No;
   const size_t size = kFrameLengthSize + readBigEndian<uint32_t>(bytes.data());
   if (size == bytes.size())
     return Likeness::Yes;
   if (size + kFrameHeadSize > bytes.size())
     return bytes.size() > kMostSearched ? Likeness::No : Likeness::Unknown;
-  return looksLikeFrame(bytes.subspan(size)) ? Likeness::Yes : Likeness::No;
+  return mayBegin(bytes.subspan(size)) ? Likeness::Yes : Likeness::No;
 }
 
 } // namespace
+
+bool HsmsStream::looksLikeFrame(ByteView bytes) { return mayBegin(bytes); }
 
 void HsmsStream::take(ByteView bytes, const OnFrame &onFrame) {
   if (state_ == State::Searching) {

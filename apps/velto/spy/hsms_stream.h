@@ -18,6 +18,9 @@ public:
   static constexpr uint64_t kLongest = uint64_t{256} * 1024 * 1024;
   static constexpr size_t kKept = CHSecsMessage::kMaxEncodedSize;
 
+  /// Whether bytes, at least kFrameHeadSize of them, look like the beginning of a frame.
+  static bool looksLikeFrame(ByteView bytes);
+
   /// Calls `onFrame` for each frame that ends in these bytes.
   void take(ByteView bytes, const OnFrame &onFrame);
   /// Bytes are missing in front of the next ones, or it is not known where a frame begins: the

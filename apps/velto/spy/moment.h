@@ -10,6 +10,7 @@ namespace velto {
 struct SpyMoment {
   uint64_t micros = 0; ///< of a clock that only goes on; what intervals are measured by
   LocalTime local;
+  uint64_t since1970 = 0; ///< microseconds, UTC
 };
 
 /// Which way bytes go through a connection between the end that made it and the one that it was

@@ -142,7 +142,7 @@ void Relay::accept() {
   connection.ends[0].watch =
       std::make_unique<DescriptorWatch>(loop_, connection.ends[0].socket.fd(), 0,
                                         [this, id](unsigned events) { ready(id, 0, events); });
-  sink_.opened(id, peer->ipAddress, peer->port);
+  sink_.opened(id, connection.ends[0].socket.ends());
   if (const std::string stated = statedAddress(targetHost_); !stated.empty())
     return connect(id, stated);
   connection.lookUp = loop_.names().lookUp(

@@ -19,7 +19,7 @@ class RelaySink {
 public:
   virtual ~RelaySink() = default;
   /// Somebody has connected; the connection to the target begins.
-  virtual void opened(uint32_t connection, const std::string &address, uint16_t port) = 0;
+  virtual void opened(uint32_t connection, const TcpSocket::Ends &ends) = 0;
   virtual void passed(uint32_t connection, SpyDirection direction, ByteView bytes) = 0;
   /// `how`: "closed by 10.0.0.5:5000", "reset by …", "cannot connect to …".
   virtual void ended(uint32_t connection, const std::string &how, bool isProblem) = 0;

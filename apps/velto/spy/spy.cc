@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <pthread.h>
 #include <utility>
 
@@ -32,8 +33,8 @@ private:
         });
   }
 
-  void opened(uint32_t id, const std::string &address, uint16_t port) override {
-    post([this, at = now(), id, address, port] { spy_.opened(at, id, address, port); });
+  void opened(uint32_t id, const TcpSocket::Ends &ends) override {
+    post([this, at = now(), id, ends] { spy_.opened(at, id, ends); });
   }
   void passed(uint32_t id, SpyDirection direction, ByteView bytes) override {
     uint64_t &lost = lost_[{id, direction}];
@@ -72,7 +73,7 @@ SpyMoment Spy::now() {
   const auto since = std::chrono::steady_clock::now().time_since_epoch();
   return {
       static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(since).count()),
-      systemClock().localTime()};
+      systemClock().localTime(), microsSince1970()};
 }
 
 Spy::Spy(EventLoop &loop, SpyConsole &console, const Settings &settings)
@@ -84,10 +85,15 @@ Spy::Spy(EventLoop &loop, SpyConsole &console, const Settings &settings)
 Spy::~Spy() { stop(); }
 
 // Signals are for the thread that shows.
-int Spy::listen(uint16_t port) {
-  const int error = relay_->listen(port);
-  if (error != 0)
-    return error;
+std::string Spy::listen(uint16_t port) {
+  if (!settings_.capture.empty()) {
+    capture_ = std::make_shared<CaptureFile>(
+        [this](const std::string &problem) { console_.trouble(now(), problem); });
+    if (std::string problem = capture_->open(settings_.capture); !problem.empty())
+      return problem;
+  }
+  if (const int error = relay_->listen(port); error != 0)
+    return "cannot listen on port " + std::to_string(port) + ": " + std::strerror(error);
   console_.listening(now(), relay_->port());
   sigset_t all;
   sigset_t before;
@@ -95,7 +101,7 @@ int Spy::listen(uint16_t port) {
   pthread_sigmask(SIG_SETMASK, &all, &before);
   thread_ = std::thread([this] { passing_.run(); });
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return 0;
+  return "";
 }
 
 void Spy::stop() {
@@ -107,25 +113,35 @@ void Spy::stop() {
   while (loop_.runOnce(0)) {
   }
   const SpyMoment at = now();
-  for (auto &[id, conversation] : std::exchange(conversations_, {})) {
-    conversation->end(at);
-    console_.ended(at, id, "closed by the end of the spy", false, conversation->counters());
+  for (auto &[id, spied] : std::exchange(connections_, {})) {
+    spied.conversation->end(at);
+    console_.ended(at, id, "closed by the end of the spy", false, spied.conversation->counters());
   }
   alive_.reset();
 }
 
-void Spy::opened(const SpyMoment &at, uint32_t id, const std::string &address, uint16_t port) {
-  conversations_[id] = std::make_unique<Conversation>(
+void Spy::opened(const SpyMoment &at, uint32_t id, const TcpSocket::Ends &ends) {
+  Spied &spied = connections_[id];
+  spied.conversation = std::make_unique<Conversation>(
       settings_.conversation,
       Conversation::Reports{
           [this, id](const SpiedMessage &message) { console_.message(id, message); },
           [this, id](const SpiedProblem &problem) { console_.problem(id, problem); }});
-  console_.opened(at, id, address, port, target_);
+  if (capture_)
+    spied.captured =
+        std::make_unique<CaptureFile::Connection>(capture_, ends.turned(), at.since1970);
+  console_.opened(at, id, ends.remote, ends.remotePort, target_);
 }
 
 void Spy::passed(const SpyMoment &at, uint32_t id, SpyDirection direction, const Bytes &bytes,
                  uint64_t lost) {
-  Conversation &conversation = *conversations_.at(id);
+  const Spied &spied = connections_.at(id);
+  if (spied.captured) {
+    const auto from = static_cast<CaptureFile::Connection::Side>(indexOf(direction));
+    spied.captured->missed(from, lost);
+    spied.captured->passed(from, bytes, at.since1970);
+  }
+  Conversation &conversation = *spied.conversation;
   if (lost != 0)
     conversation.lost(direction, lost, at);
   if (!bytes.empty())
@@ -134,18 +150,19 @@ void Spy::passed(const SpyMoment &at, uint32_t id, SpyDirection direction, const
 }
 
 void Spy::ended(const SpyMoment &at, uint32_t id, const std::string &how, bool isProblem) {
-  const auto found = conversations_.find(id);
-  found->second->end(at);
-  console_.ended(at, id, how, isProblem, found->second->counters());
-  conversations_.erase(found);
+  const auto found = connections_.find(id);
+  Conversation &conversation = *found->second.conversation;
+  conversation.end(at);
+  console_.ended(at, id, how, isProblem, conversation.counters());
+  connections_.erase(found);
 }
 
 void Spy::tick() {
   SpyMoment at = now();
   at.micros -= kGrace;
-  for (const auto &[id, conversation] : conversations_) {
-    conversation->tick(at);
-    awaitTick(*conversation);
+  for (const auto &[id, spied] : connections_) {
+    spied.conversation->tick(at);
+    awaitTick(*spied.conversation);
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/velto/capture/capture_file.h"
 #include "apps/velto/spy/relay.h"
 #include "apps/velto/spy/spy_console.h"
 
@@ -21,6 +22,7 @@ public:
     std::string targetHost;
     uint16_t targetPort = 0;
     Conversation::Settings conversation;
+    std::string capture;                          ///< path of a file; empty: none
     size_t mostBehind = size_t{64} * 1024 * 1024; ///< bytes that wait to be looked at
   };
 
@@ -30,8 +32,8 @@ public:
   Spy(const Spy &) = delete;
   Spy &operator=(const Spy &) = delete;
 
-  /// 0, or why the port cannot be listened on, an `errno` value. Port 0: any free one.
-  int listen(uint16_t port);
+  /// Begins. What is wrong, else an empty text. Port 0: any free one.
+  std::string listen(uint16_t port);
   /// Ends passing; what is open is told as unanswered.
   void stop();
 
@@ -39,8 +41,12 @@ public:
 
 private:
   class Feed;
+  struct Spied {
+    std::unique_ptr<Conversation> conversation;
+    std::unique_ptr<CaptureFile::Connection> captured; ///< null: it is not
+  };
 
-  void opened(const SpyMoment &at, uint32_t id, const std::string &address, uint16_t port);
+  void opened(const SpyMoment &at, uint32_t id, const TcpSocket::Ends &ends);
   void passed(const SpyMoment &at, uint32_t id, SpyDirection direction, const Bytes &bytes,
               uint64_t lost);
   void ended(const SpyMoment &at, uint32_t id, const std::string &how, bool isProblem);
@@ -52,7 +58,8 @@ private:
   const Settings settings_;
   const std::string target_;
   Timer timer_;
-  std::map<uint32_t, std::unique_ptr<Conversation>> conversations_;
+  std::shared_ptr<CaptureFile> capture_; ///< null: none
+  std::map<uint32_t, Spied> connections_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true); ///< of this thread, for its tasks
   EventLoop passing_;
   std::unique_ptr<Feed> feed_;
