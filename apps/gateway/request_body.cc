@@ -112,7 +112,8 @@ public:
         throw Refusal{"\"timeout\" is seconds, 0.1 to 3600"};
       plan_.timeout = static_cast<uint32_t>(limit * 1000);
     }
-    (this->*kMakers[static_cast<size_t>(plan_.action)])();
+    const Maker make = kMakers[static_cast<size_t>(plan_.action)];
+    (this->*make)();
   }
 
 private:

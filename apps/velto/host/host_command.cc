@@ -131,6 +131,9 @@ private:
       if (!problem.empty() && !host_.stopped())
         console_.plain("failed: " + problem);
     }
+    // Who has the page needs no keyboard.
+    while (web_.port && !host_.stopped() && !commands_.ended())
+      loop_.runOnce(-1);
     if (terminal)
       std::cout << '\n';
     return kExitDone;
