@@ -103,7 +103,7 @@ private:
 
   void readMqtt(MqttConfig &mqtt) const {
     constexpr std::string_view kKeys[] = {"brokers",    "client", "user_file", "password_file",
-                                          "keep_alive", "window", "tls"};
+                                          "keep_alive", "window", "largest",   "tls"};
     constexpr std::string_view kTlsKeys[] = {"ca", "certificate", "key"};
     const auto reader = root_.inner("mqtt");
     if (!reader) {
@@ -118,6 +118,7 @@ private:
     secret(*reader, "password_file", mqtt.password);
     reader->number("keep_alive", 5, 3600, mqtt.keepAlive);
     reader->number("window", 1, 65'000, mqtt.window);
+    reader->number("largest", 1000, MqttConfig::kLargestPayload, mqtt.largest);
     const auto tls = reader->inner("tls");
     if (!tls)
       return;
@@ -198,11 +199,14 @@ private:
 
   void readTools() {
     std::set<std::string> names;
+    std::set<std::string> addresses;
     const auto readers = root_.tables("tool");
     for (const TomlReader &reader : readers) {
       ToolConfig tool;
       if (readTool(reader, tool) && !names.insert(tool.name).second)
         reader.wrong("name", "another tool has this name");
+      if (!tool.link.address.empty() && !addresses.insert(tool.link.address).second)
+        reader.wrong("address", "another tool has this address");
       if (isOurs(tool))
         config_.tools.push_back(std::move(tool));
     }
@@ -228,6 +232,8 @@ private:
     reader.text("address", tool.link.address);
     if (tool.name.empty() || topicLevel(tool.name) != tool.name)
       reader.wrong("name", "a name of letters, digits, - and _ is needed");
+    if (tool.name == "gateway")
+      reader.wrong("name", "topics of this name are those of the gateways");
     return readAddress(reader, tool) && !tool.name.empty();
   }
 
@@ -280,8 +286,10 @@ std::optional<Config> readConfig(const std::string &path, std::vector<std::strin
                        std::string(error.description()));
     return std::nullopt;
   }
-  TomlReader::File file{path, problems};
+  TomlReader::File file{path, {}};
   Config config = ConfigReader(file, root, std::filesystem::path(path).parent_path()).read();
+  for (auto &[line, problem] : file.problems)
+    problems.push_back(std::move(problem));
   return problems.empty() ? std::optional(std::move(config)) : std::nullopt;
 }
 

@@ -102,13 +102,15 @@ struct FileConfig {
 };
 
 struct MqttConfig {
+  static constexpr int32_t kLargestPayload = 250'000'000; ///< a packet of MQTT holds little more
   /// Those of a cluster, of which the next is tried when one is not reached.
   std::vector<std::pair<std::string, int32_t>> brokers;
   std::string client; ///< client ID
   std::string user;
   std::string password;
-  int32_t keepAlive = 15; ///< s
-  int32_t window = 1000;  ///< publications that may await the broker's acknowledge
+  int32_t keepAlive = 15;            ///< s
+  int32_t window = 1000;             ///< publications that may await the broker's acknowledge
+  int32_t largest = kLargestPayload; ///< bytes of a payload that the broker takes
   bool tls = false;
   std::string ca; ///< files
   std::string certificate;

@@ -10,9 +10,10 @@ namespace velto::gateway {
 namespace {
 
 constexpr uint64_t kMegabyte = uint64_t{1024} * 1024;
-constexpr size_t kWindow = 20'000; // publications in memory, of those stored
-constexpr uint64_t kMostMemory = uint64_t{64} * kMegabyte; // of those that nothing has stored
-constexpr uint64_t kHoldAt = 80;                           // percent of the outbox
+constexpr uint64_t kMostLoaded = uint64_t{16} * kMegabyte;   // of what the outbox has, in memory
+constexpr uint64_t kMostUnstored = uint64_t{64} * kMegabyte; // of what nothing has stored
+constexpr size_t kMostHeld = 100'000; // acknowledges; T3 of the oldest has long passed
+constexpr uint64_t kHoldAt = 80;      // percent of the outbox
 constexpr uint64_t kReleaseAt = 60;
 constexpr uint32_t kRetry = 1000;    // ms until a disk that took nothing is tried again
 constexpr uint32_t kCleaning = 50;   // ms that delivered ones may stay in the outbox
@@ -59,7 +60,7 @@ std::string Delivery::open() {
     storedCount_ = content.count;
     storedBytes_ = content.bytes;
     lastId_ = content.lastId;
-    counters_.dropped = content.dropped;
+    counters_.dropped = storedDropped_ = content.dropped;
     more_ = content.count != 0;
     ager_.startPeriodic(kAgeCheck);
   }
@@ -88,7 +89,7 @@ void Delivery::close(uint32_t patience) {
 
 // Without an outbox nothing outlives the program but the time.
 std::optional<uint64_t> Delivery::nextSequence(const std::string &tool) {
-  if ((outbox_ == nullptr || storeFailed_) && queueBytes_ > kMostMemory) {
+  if ((outbox_ == nullptr || storeFailed_) && unstoredBytes_ > kMostUnstored) {
     ++counters_.refused;
     return std::nullopt;
   }
@@ -101,7 +102,7 @@ std::optional<uint64_t> Delivery::nextSequence(const std::string &tool) {
 
 void Delivery::post(Publication &&publication, Acknowledge acknowledge) {
   ++counters_.posted;
-  queueBytes_ += bytesOf(publication);
+  unstoredBytes_ += bytesOf(publication);
   incoming_.push_back({{++lastId_, std::move(publication)},
                        std::move(acknowledge),
                        std::chrono::steady_clock::now()});
@@ -109,10 +110,10 @@ void Delivery::post(Publication &&publication, Acknowledge acknowledge) {
     worker_.startWithin(1);
 }
 
-void Delivery::setState(Publication &&state) {
+void Delivery::setState(Publication &&state, bool last) {
   changed_.insert(state.topic);
   std::string topic = state.topic;
-  states_[std::move(topic)] = std::move(state);
+  states_[std::move(topic)] = {std::move(state), last};
   worker_.startWithin(1);
 }
 
@@ -122,7 +123,7 @@ Delivery::Counters Delivery::counters() const {
   Counters now = counters_;
   now.waiting = outbox_ != nullptr ? storedCount_ - done_.size() + incoming_.size()
                                    : queue_.size() + incoming_.size() + underWay_.size();
-  now.waitingBytes = outbox_ != nullptr ? storedBytes_ : queueBytes_;
+  now.waitingBytes = outbox_ != nullptr ? storedBytes_ : unstoredBytes_;
   now.connected = connected_;
   now.holding = holds_;
   return now;
@@ -133,7 +134,7 @@ Delivery::Counters Delivery::counters() const {
 void Delivery::work() {
   if (outbox_ == nullptr) {
     for (Entry &entry : std::exchange(incoming_, {}))
-      queue_.push_back(std::move(entry));
+      enqueue(std::move(entry));
     moved_.clear();
   } else if ((!incoming_.empty() || clean_) && !store()) {
     if (!std::exchange(storeFailed_, true))
@@ -179,10 +180,12 @@ bool Delivery::storeAll() {
   for (const std::string &tool : moved_)
     good = good && outbox_->setSequence(tool, sequences_[tool]);
   good = good && makeRoom();
-  if (good && counters_.dropped != dropped)
+  if (good && counters_.dropped != storedDropped_)
     good = outbox_->setDropped(counters_.dropped);
   good = good && outbox_->commit();
-  if (!good) {
+  if (good) {
+    storedDropped_ = counters_.dropped;
+  } else {
     storedCount_ = count;
     storedBytes_ = bytes;
     counters_.dropped = dropped;
@@ -215,16 +218,16 @@ void Delivery::storedNow() {
   for (Entry &entry : std::exchange(incoming_, {})) {
     if (entry.acknowledge)
       ready.push_back(std::exchange(entry.acknowledge, nullptr));
-    queueBytes_ -= bytesOf(entry.publication);
-    if (!more_ && queue_.size() < kWindow) {
-      queueEnd_ = entry.id;
-      queue_.push_back(std::move(entry));
-    } else {
+    unstoredBytes_ -= bytesOf(entry.publication);
+    if (!more_ && loadedBytes_ < kMostLoaded)
+      enqueue(std::move(entry));
+    else
       more_ = true;
-    }
   }
-  while (!queue_.empty() && queue_.front().id <= lost_)
+  while (!queue_.empty() && queue_.front().id <= lost_) {
+    loadedBytes_ -= bytesOf(queue_.front().publication);
     queue_.pop_front();
+  }
   checkHolding();
   acknowledge(std::move(ready));
 }
@@ -258,6 +261,8 @@ void Delivery::acknowledge(std::vector<Acknowledge> &&ready) {
     else
       one();
   }
+  if (held_.size() > kMostHeld)
+    held_.erase(held_.begin(), held_.end() - kMostHeld);
 }
 
 // Publishing -------------------------------------------------------------------------------------
@@ -267,7 +272,7 @@ void Delivery::pump() {
     return;
   pumpStates();
   while (sink_->ready()) {
-    if (queue_.empty() && more_)
+    if (queue_.empty() && more_ && loadedBytes_ < kMostLoaded)
       refill();
     if (queue_.empty())
       break;
@@ -281,21 +286,26 @@ void Delivery::pump() {
 // States are told by IDs of their own, from the top down.
 void Delivery::pumpStates() {
   while (sink_->ready() && !changed_.empty()) {
-    const std::string topic = *changed_.begin();
+    const auto state = states_.find(*changed_.begin());
     changed_.erase(changed_.begin());
     underWay_[--stateId_].isState = true;
-    sink_->publish(stateId_, states_[topic]);
+    sink_->publish(stateId_, state->second.publication);
+    if (state->second.last)
+      states_.erase(state);
   }
 }
 
 void Delivery::refill() {
-  constexpr size_t kMost = 1000;
-  auto entries = outbox_->read(queueEnd_, kMost);
-  more_ = entries.size() == kMost;
-  for (Outbox::Entry &stored : entries) {
-    queueEnd_ = stored.id;
-    queue_.push_back({{stored.id, std::move(stored.publication)}, nullptr, {}});
-  }
+  auto entries = outbox_->read(queueEnd_, kMostLoaded - loadedBytes_);
+  more_ = !entries.empty();
+  for (Outbox::Entry &stored : entries)
+    enqueue({std::move(stored), nullptr, {}});
+}
+
+void Delivery::enqueue(Entry &&entry) {
+  queueEnd_ = entry.id;
+  loadedBytes_ += bytesOf(entry.publication);
+  queue_.push_back(std::move(entry));
 }
 
 void Delivery::publish(Entry &&entry) {
@@ -310,23 +320,43 @@ void Delivery::delivered(uint64_t id) {
   const auto found = underWay_.find(id);
   if (found == underWay_.end())
     return;
-  const UnderWay one = std::move(found->second);
-  underWay_.erase(found);
+  const UnderWay &one = found->second;
+  if (!one.isState) {
+    ++counters_.delivered;
+    if (one.since != Instant())
+      latencies_.add(static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                               std::chrono::steady_clock::now() - one.since)
+                                               .count()));
+  }
+  settle(found);
+}
+
+// The tool and the outbox are done with it: it would come to the same end again and again.
+void Delivery::undeliverable(uint64_t id, const std::string &reason) {
+  events_.told(reason);
+  const auto found = underWay_.find(id);
+  if (found == underWay_.end())
+    return;
+  if (!found->second.isState)
+    ++counters_.dropped;
+  settle(found);
+}
+
+void Delivery::settle(std::map<uint64_t, UnderWay>::iterator at) {
+  const uint64_t id = at->first;
+  const UnderWay one = std::move(at->second);
+  underWay_.erase(at);
   worker_.startWithin(1);
   if (one.isState)
     return;
-  ++counters_.delivered;
-  if (one.since != Instant())
-    latencies_.add(static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
-                                             std::chrono::steady_clock::now() - one.since)
-                                             .count()));
+  loadedBytes_ -= one.bytes;
   if (outbox_ != nullptr) {
     if (id > lost_)
       done_.emplace_back(id, one.bytes);
     cleaner_.startWithin(kCleaning);
     return;
   }
-  queueBytes_ -= one.bytes;
+  unstoredBytes_ -= one.bytes;
   if (one.acknowledge)
     one.acknowledge();
 }
@@ -334,7 +364,9 @@ void Delivery::delivered(uint64_t id) {
 // A sink that begins anew may have lost the states.
 void Delivery::sinkReady(bool afresh) {
   if (afresh) {
-    connected_ = true;
+    // What a tool got no answer to meanwhile is in its spool.
+    if (!std::exchange(connected_, true) && outbox_ == nullptr)
+      events_.holding(false);
     for (const auto &[topic, state] : states_)
       changed_.insert(topic);
   }

@@ -34,7 +34,7 @@ public:
     uint64_t delivered = 0;
     uint64_t waiting = 0;
     uint64_t waitingBytes = 0;
-    uint64_t dropped = 0; ///< by the outbox, ever
+    uint64_t dropped = 0; ///< by the outbox for want of room or by age, and by the sink; ever
     uint64_t refused = 0; ///< left with the tool, for want of memory
     bool connected = false;
     bool holding = false;
@@ -57,8 +57,8 @@ public:
   void giveBackSequence(const std::string &tool) { --sequences_[tool]; }
   void post(Publication &&publication, Acknowledge acknowledge);
   /// The state of something, of which the latest counts: it is told again whenever the sink begins
-  /// anew.
-  void setState(Publication &&state);
+  /// anew, but for the last one of something that is no concern of this gateway any more.
+  void setState(Publication &&state, bool last = false);
   void subscribe(const std::string &topic);
 
   /// Acknowledges are held back now.
@@ -84,6 +84,7 @@ private:
   void sinkReady(bool afresh) override;
   void sinkLost(const std::string &reason) override;
   void requested(const std::string &topic, const std::string &payload) override;
+  void undeliverable(uint64_t id, const std::string &reason) override;
   void sinkFailed(const std::string &reason) override;
 
   void work();
@@ -97,7 +98,9 @@ private:
   void pump();
   void pumpStates();
   void refill();
+  void enqueue(Entry &&entry);
   void publish(Entry &&entry);
+  void settle(std::map<uint64_t, UnderWay>::iterator at);
 
   EventLoop &loop_;
   const OutConfig out_;
@@ -118,17 +121,23 @@ private:
   std::deque<Entry> queue_;     ///< to be given to the sink
   bool more_ = false;           ///< behind the queue there is more in the outbox
   uint64_t queueEnd_ = 0;       ///< the ID that the queue has reached
-  uint64_t queueBytes_ = 0;
+  uint64_t unstoredBytes_ = 0;
+  uint64_t loadedBytes_ = 0; ///< of the queue and of what is under way
   std::map<uint64_t, UnderWay> underWay_;
   std::vector<std::pair<uint64_t, uint64_t>> done_; ///< IDs with bytes, to be taken from the outbox
   std::deque<Acknowledge> held_;
   bool holds_ = false;
-  std::map<std::string, Publication> states_;
+  struct State {
+    Publication publication;
+    bool last = false;
+  };
+  std::map<std::string, State> states_;
   std::set<std::string> changed_; ///< topics of states that the sink does not have
   uint64_t lost_ = 0;             ///< the ID up to which the outbox has dropped
   uint64_t stateId_ = 0;          ///< of the state that was told last; from the top down
   uint64_t storedCount_ = 0;
   uint64_t storedBytes_ = 0;
+  uint64_t storedDropped_ = 0;
   Counters counters_;
   Latencies latencies_;
 };

@@ -123,7 +123,9 @@ void Gateway::close() {
   statistics_.stop();
   if (delivery_ == nullptr)
     return;
-  loop_.runUntil([this] { return delivery_->settled(); }, kLastAcknowledges);
+  const auto unsent = [](const auto &tool) { return tool.second->hasUnsent(); };
+  loop_.runUntil([&] { return delivery_->settled() && std::ranges::none_of(tools_, unsent); },
+                 kLastAcknowledges);
   for (auto &[name, tool] : tools_)
     tool->close();
   delivery_->close(kLastPublications);

@@ -12,6 +12,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace velto::gateway {
 
@@ -130,6 +131,7 @@ public:
       return;
     const bool wasReady = ready();
     if (fd_ < 0 || !writeAll() || fdatasync(fd_) != 0) {
+      lost_ = true;
       owner_.sinkLost(file_.path + ": " + std::strerror(errno));
       retry_.start(kRetry);
       return;
@@ -140,8 +142,9 @@ public:
       owner_.delivered(id);
     if (size_ >= uint64_t{1024} * 1024 * static_cast<uint64_t>(file_.megabytes))
       rotate();
-    if (!wasReady && ready())
-      owner_.sinkReady(false);
+    const bool afresh = std::exchange(lost_, false);
+    if (afresh || (!wasReady && ready()))
+      owner_.sinkReady(afresh);
   }
 
 private:
@@ -183,6 +186,7 @@ private:
   Timer opener_;
   Timer retry_;
   int fd_ = -1;
+  bool lost_ = false; ///< the disk takes nothing
   uint64_t size_ = 0;
   std::string text_;
   std::deque<uint64_t> ids_;

@@ -64,15 +64,26 @@ public:
 
   // While the broker is away the library keeps what it has taken, and sends it again.
   void publish(uint64_t id, const Publication &publication) override {
+    const std::string what = "the publication on " + publication.topic + " is not possible: ";
+    if (publication.payload.size() > static_cast<size_t>(config_.largest))
+      return owner_.undeliverable(id, what + std::to_string(publication.payload.size()) +
+                                          " bytes are more than the broker takes");
     int mid = 0;
     const int code = mosquitto_publish(
         client_, &mid, publication.topic.c_str(), static_cast<int>(publication.payload.size()),
         publication.payload.data(), kAtLeastOnce, publication.retain);
-    if (code == MOSQ_ERR_SUCCESS || code == MOSQ_ERR_NO_CONN || code == MOSQ_ERR_CONN_LOST)
+    switch (code) {
+    case MOSQ_ERR_SUCCESS:
+    case MOSQ_ERR_NO_CONN:
+    case MOSQ_ERR_CONN_LOST:
       waiting_[mid] = id;
-    else
-      owner_.sinkFailed("the publication on " + publication.topic +
-                        " is not possible: " + mosquitto_strerror(code));
+      break;
+    case MOSQ_ERR_NOMEM:
+      owner_.sinkFailed(what + mosquitto_strerror(code));
+      break;
+    default: // the topic or the payload is none
+      owner_.undeliverable(id, what + mosquitto_strerror(code));
+    }
   }
 
   void subscribe(const std::string &topic) override {

@@ -41,8 +41,8 @@ public:
 
   virtual Content content() = 0;
   virtual uint64_t sequence(const std::string &tool) = 0;
-  /// The next ones behind an ID, in their order.
-  virtual std::vector<Entry> read(uint64_t behind, size_t most) = 0;
+  /// The next ones behind an ID, in their order: about so many bytes of them, and one at least.
+  virtual std::vector<Entry> read(uint64_t behind, uint64_t bytes) = 0;
   /// The oldest one: its ID, bytes, and the seconds that it came at. Nothing when there is none.
   struct Age {
     uint64_t id;

@@ -12,6 +12,7 @@ namespace velto::gateway {
 namespace {
 
 constexpr size_t kMostIds = 1000;
+constexpr size_t kMostOpen = 100;
 constexpr size_t kMostSml = size_t{1} * 1024 * 1024;
 
 /// How the acknowledge of an action's answer stands in it.
@@ -54,29 +55,45 @@ std::string Requests::refusal(const RequestPlan &plan, bool reachable) const {
   return reachable ? "" : "the tool is off-line";
 }
 
+// A topic of ours but for those of replies is not for others to write on.
+bool Requests::isReplyTopic(const std::string &topic) const {
+  constexpr size_t kLongest = 1000;
+  const auto isNone = [](char c) {
+    return c == '+' || c == '#' || (c >= 0 && c < ' ') || c == 0x7F;
+  };
+  return topic.size() <= kLongest && !topic.starts_with('$') &&
+         std::ranges::none_of(topic, isNone) &&
+         (!topic.starts_with(out_.prefix + '/') ||
+          topic.starts_with(out_.topic(tool_.name, "reply/")));
+}
+
 void Requests::take(const std::string &id, const std::string &payload, bool reachable) {
   if (isRepeated(id))
     return;
   const auto plan = std::make_shared<RequestPlan>(readRequest(payload, *tool_.names));
-  // A topic of ours but for those of replies is not for others to write on.
-  const std::string ours = out_.prefix + '/';
-  if (plan->replyTo.find_first_of("+#") != std::string::npos ||
-      (plan->replyTo.starts_with(ours) &&
-       !plan->replyTo.starts_with(out_.topic(tool_.name, "reply/")))) {
+  if (!isReplyTopic(plan->replyTo)) {
     plan->replyTo.clear();
     plan->problem = "\"reply_to\" is no topic for a reply";
   }
   const std::string problem = refusal(*plan, reachable);
   if (!problem.empty())
     return answer(*plan, id, problem, "");
+  if (open_.size() >= kMostOpen)
+    return answer(*plan, id, "too many requests wait for the tool", "");
+  open_[id] = plan;
   send(plan, id, 0);
+}
+
+void Requests::close() {
+  for (const auto &[id, plan] : std::exchange(open_, {}))
+    answer(*plan, id, "the gateway has let go of the tool", "");
 }
 
 void Requests::send(const std::shared_ptr<RequestPlan> &plan, const std::string &id, size_t index) {
   control_.Request(
       plan->messages[index],
       [this, plan, id, index](const GemReply &reply) {
-        if (reply.outcome != GemOutcome::Gone)
+        if (reply.outcome != GemOutcome::Gone && open_.contains(id))
           answered(plan, id, index, reply);
       },
       plan->timeout);
@@ -115,6 +132,7 @@ std::string Requests::told(const RequestPlan &plan, const GemReply &reply) const
 
 void Requests::answer(const RequestPlan &plan, const std::string &id, const std::string &problem,
                       const std::string &members) {
+  open_.erase(id);
   JsonObject object;
   object.text("kind", "reply").text("site", out_.site).text("tool", tool_.name);
   object.text("gateway", out_.name).text("id", id).text("time", utcText(clock_));

@@ -5,6 +5,7 @@
 #include "controls/gem_ctrl.h"
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -22,8 +23,11 @@ public:
   /// `reachable`: the tool communicates and is on-line. A request that the bus delivers a second
   /// time, which its ID tells, is not carried out again.
   void take(const std::string &id, const std::string &payload, bool reachable);
+  /// Answers those that the tool has not answered: nobody waits for it any more.
+  void close();
 
 private:
+  bool isReplyTopic(const std::string &topic) const;
   bool isRepeated(const std::string &id);
   std::string refusal(const RequestPlan &plan, bool reachable) const;
   void send(const std::shared_ptr<RequestPlan> &plan, const std::string &id, size_t index);
@@ -39,7 +43,8 @@ private:
   const Payloads &payloads_;
   Delivery &delivery_;
   Clock &clock_;
-  std::deque<std::string> ids_; ///< of the latest requests
+  std::deque<std::string> ids_;                              ///< of the latest requests
+  std::map<std::string, std::shared_ptr<RequestPlan>> open_; ///< by their IDs
 };
 
 } // namespace velto::gateway

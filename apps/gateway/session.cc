@@ -61,21 +61,27 @@ void Session::start(const Subscription &subscription, bool askForSpooled) {
   planTraces();
   planLimits();
   planSpool();
-  if (subscription.spooled && askForSpooled)
-    steps_.emplace_back([this] { this->askForSpooled(); });
-  steps_.emplace_back([this] { events_.ready(); });
+  busy_ = true;
   retry_.start(1);
+  if (subscription.spooled && askForSpooled)
+    this->askForSpooled();
+  steps_.emplace_back([this] {
+    events_.ready();
+    next();
+  });
 }
 
 void Session::stop() {
   ++number_;
   subscription_ = nullptr;
   steps_.clear();
+  busy_ = false;
   retry_.stop();
 }
 
 void Session::next() {
-  if (steps_.empty())
+  busy_ = !steps_.empty();
+  if (!busy_)
     return;
   const auto step = std::move(steps_.front());
   steps_.pop_front();
@@ -238,7 +244,9 @@ void Session::planSpool() {
 
 // S6F23: the tool has none, or none to tell, or does not know the message: all of that is well.
 void Session::askForSpooled() {
-  ask("s6f23w<u1 0>", [this](const GemReply &) { next(); });
+  steps_.emplace_back([this] { ask("s6f23w<u1 0>", [this](const GemReply &) { next(); }); });
+  if (!busy_)
+    next();
 }
 
 } // namespace velto::gateway

@@ -36,7 +36,7 @@ public:
   /// Communications have ended.
   void stop();
   bool running() const { return subscription_ != nullptr; }
-  /// Asks for what the tool has spooled.
+  /// Asks for what the tool has spooled, when all else has been asked for.
   void askForSpooled();
   const Payloads::Reports &reports() const { return reports_; }
 
@@ -69,6 +69,7 @@ private:
   const Payloads &payloads_;
   const Events events_;
   const Subscription *subscription_ = nullptr;
+  bool busy_ = false;   ///< a step is under way
   uint32_t number_ = 0; ///< counts starts: an answer to an earlier one says nothing
   std::deque<std::function<void()>> steps_;
   Payloads::Reports reports_;

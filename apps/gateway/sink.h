@@ -24,6 +24,8 @@ public:
     virtual void sinkLost(const std::string &reason) = 0;
     /// A request came from the bus.
     virtual void requested(const std::string &topic, const std::string &payload) = 0;
+    /// A publication can never be published, because of this.
+    virtual void undeliverable(uint64_t id, const std::string &reason) = 0;
     /// It can go on no more: the program is to end.
     virtual void sinkFailed(const std::string &reason) = 0;
   };
@@ -32,7 +34,7 @@ public:
   /// Begins; what is wrong, or nothing.
   virtual std::string open() = 0;
   virtual bool ready() const = 0;
-  /// Only while it is ready. delivered() follows, never inside this call.
+  /// Only while it is ready. delivered() follows, never inside this call, or undeliverable().
   virtual void publish(uint64_t id, const Publication &publication) = 0;
   /// Behind the publications of a turn of the loop.
   virtual void flush() {}

@@ -12,7 +12,6 @@ constexpr const char *kSetUp = R"(
 PRAGMA journal_mode=WAL;
 PRAGMA synchronous=FULL;
 PRAGMA locking_mode=EXCLUSIVE;
-PRAGMA auto_vacuum=INCREMENTAL;
 CREATE TABLE IF NOT EXISTS publication(
   id INTEGER PRIMARY KEY, time INTEGER NOT NULL, topic TEXT NOT NULL, payload TEXT NOT NULL,
   retain INTEGER NOT NULL);
@@ -128,12 +127,14 @@ public:
     statement.reset();
     return sequence;
   }
-  std::vector<Entry> read(uint64_t behind, size_t most) override {
+  std::vector<Entry> read(uint64_t behind, uint64_t bytes) override {
     std::vector<Entry> entries;
-    Statement &statement = statements_->read.bind(behind, uint64_t{most});
-    while (statement.next())
+    Statement &statement = statements_->read.bind(behind);
+    for (uint64_t sum = 0; sum < bytes && statement.next();
+         sum += bytesOf(entries.back().publication))
       entries.push_back(
           {statement.number(0), {statement.text(1), statement.text(2), statement.number(3) != 0}});
+    statement.reset();
     return entries;
   }
   std::optional<Age> oldest() override {
@@ -159,7 +160,7 @@ private:
     Statement setNumber{database, "UPDATE number SET value = ?2 WHERE name = ?1"};
     Statement number{database, "SELECT value FROM number WHERE name = ?"};
     Statement read{database, "SELECT id, topic, payload, retain FROM publication WHERE id > ? "
-                             "ORDER BY id LIMIT ?"};
+                             "ORDER BY id"};
     Statement oldest{database,
                      "SELECT id, length(CAST(topic AS BLOB)) + length(CAST(payload AS BLOB)), "
                      "time FROM publication ORDER BY id LIMIT 1"};

@@ -13,8 +13,9 @@ std::string TomlReader::pathOf(std::string_view key) const {
 
 void TomlReader::wrong(const toml::node &at, std::string_view key,
                        const std::string &reason) const {
-  file_.problems.push_back(file_.name + ':' + std::to_string(at.source().begin.line) + ": " +
-                           pathOf(key) + ": " + reason);
+  const size_t line = at.source().begin.line;
+  file_.problems.emplace(line, file_.name + ':' + std::to_string(line) + ": " + pathOf(key) + ": " +
+                                   reason);
 }
 
 void TomlReader::wrong(std::string_view key, const std::string &reason) const {

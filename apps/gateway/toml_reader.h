@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -17,7 +18,7 @@ public:
   /// What all readers of a file share.
   struct File {
     std::string name;
-    std::vector<std::string> &problems;
+    std::multimap<size_t, std::string> problems; ///< by their lines
   };
 
   TomlReader(File &file, std::string path, const toml::table &table)

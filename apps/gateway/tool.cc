@@ -77,7 +77,8 @@ void Tool::open() {
 
 void Tool::close() {
   session_.stop();
-  delivery_.setState(payloads_.state("disconnected", ""));
+  requests_.close();
+  delivery_.setState(payloads_.state("disconnected", ""), true);
   control_.onConnectionStateChanged = nullptr;
   control_.onCommunicationStateChanged = nullptr;
   separate(control_, loop_);

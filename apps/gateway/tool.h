@@ -22,6 +22,8 @@ public:
   void open();
   /// Sends Separate.req and closes the link; what it was is told as its state.
   void close();
+  /// Messages have not been written to the link yet.
+  bool hasUnsent() { return control_.engine().physical().link().hasUnsent(); }
   /// Whether it is configured like that.
   bool isSame(const ToolConfig &config) const {
     return config.link == config_.link && config.samePurpose(config_);

@@ -214,6 +214,9 @@ void ToolReader::readTraces(Subscription &subscription) {
     trace.vids = variables(reader, "values");
     if (!reader.has("trace") || !reader.has("values"))
       reader.wrong("", "trace = NUMBER and values = [...] are needed");
+    if (std::ranges::find(subscription.traces, trace.id, &TraceWish::id) !=
+        subscription.traces.end())
+      reader.wrong("trace", "another entry has this number");
     subscription.traces.push_back(std::move(trace));
   }
 }
@@ -253,6 +256,9 @@ void ToolReader::readPolls(Subscription &subscription) {
     poll.vids = variables(reader, "values");
     if (poll.name.empty() || poll.every == 0 || poll.vids.empty())
       reader.wrong("", "name, every and values are needed");
+    if (std::ranges::find(subscription.polls, poll.name, &PollWish::name) !=
+        subscription.polls.end())
+      reader.wrong("name", "another entry has this name");
     subscription.polls.push_back(std::move(poll));
   }
 }

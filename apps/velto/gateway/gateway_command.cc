@@ -7,6 +7,7 @@
 #include "apps/velto/gateway/gateway_options.h"
 
 #include <iostream>
+#include <utility>
 
 namespace velto {
 
@@ -32,8 +33,11 @@ public:
     }
     if (!stopped_)
       tell(std::to_string(gateway_.tools()) + " tools");
-    while (!stopped_)
+    while (!stopped_) {
       loop_.runOnce(-1);
+      if (std::exchange(hungUp_, false))
+        reload();
+    }
     gateway_.close();
     return output_.finish() ? status_ : kExitFailed;
   }
@@ -44,11 +48,10 @@ private:
     std::cerr << "velto gateway: " << oneLine(text) << '\n' << std::flush;
   }
 
-  void signalled(int signal) {
-    if (signal != SIGHUP) {
-      stopped_ = true;
-      return;
-    }
+  // A reload may turn the loop while a link is closed: another one waits until it has ended.
+  void signalled(int signal) { (signal == SIGHUP ? hungUp_ : stopped_) = true; }
+
+  void reload() {
     std::vector<std::string> problems;
     const auto config = gateway::readConfig(path_, problems);
     for (const std::string &problem : problems)
@@ -61,6 +64,7 @@ private:
 
   const std::string path_;
   bool stopped_ = false;
+  bool hungUp_ = false;
   int status_ = kExitDone;
   EventLoop loop_;
   QueuedOutput output_{loop_, [this] { stopped_ = true; },
