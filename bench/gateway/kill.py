@@ -151,12 +151,11 @@ def main():
             again()
             if sys.stdout.isatty():
                 print(f"\r{number + 1} of {len(victims)}", end="", flush=True)
-        consumer.run(3)
+        consumer.run(2 * options.pause)
         plant.fleet.stop()
-        consumer.run(3)
         consumer.waiting = None
         consumer.run_until("an empty outbox", lambda: consumer.waiting == 0, 180)
-        wait_for_quiet(consumer)
+        wait_for_quiet(consumer, 6 if options.nats else 1.5)
         wrong = judged(plant, consumer)
         count = sum(map(len, plant.acknowledged().values()))
         events = sum(map(len, consumer.events.values()))
@@ -169,9 +168,10 @@ def main():
         return 1 if wrong else 0
 
 
-def wait_for_quiet(consumer):
+# A cluster delivers again after five seconds what was on its way to a consumer when a server died.
+def wait_for_quiet(consumer, seconds):
     quiet, last = time.monotonic(), -1
-    while time.monotonic() - quiet < 4:
+    while time.monotonic() - quiet < seconds:
         consumer.client.turn(0.2)
         now = sum(map(len, consumer.events.values()))
         if now != last:
