@@ -48,7 +48,8 @@ bool readsCaptures() {
 /// What velto trace prints of packets; the times, which may differ, are left out on request.
 std::string shown(const Packets &packets, int linkType = kEthernet) {
   std::ostringstream out;
-  SpyConsole console({}, out);
+  const SpyConsole::Settings settings;
+  SpyConsole console(settings, out);
   Trace trace(console, {});
   for (const StoredPacket &packet : packets)
     if (const auto segment = readTcp(linkType, packet.bytes))
@@ -259,8 +260,9 @@ TEST_F(Traced, IsReadOnEveryKindOfNetwork) {
     EXPECT_TRUE(knowsLinkType(kind.linkType));
     EXPECT_EQ(withoutTimes(shown(converted, kind.linkType)), whole) << kind.linkType;
     // Bytes that are cut anywhere are no fault.
-    for (size_t size = 0; size < 60; ++size)
-      readTcp(kind.linkType, ByteView(converted[3].bytes).first(size));
+    const ByteView bytes = converted[3].bytes;
+    for (size_t size = 0; size < bytes.size(); ++size)
+      readTcp(kind.linkType, bytes.first(size));
   }
   EXPECT_FALSE(knowsLinkType(147));
   Packets ipv6 = packets;
