@@ -93,6 +93,7 @@ private:
   bool makeRoom();
   void storedNow();
   void acknowledge(std::vector<Acknowledge> &&ready);
+  void tellDrops();
   void checkHolding();
   void pump();
   void pumpStates();
@@ -129,6 +130,8 @@ private:
   uint64_t stateId_ = 0;          ///< of the state that was told last; from the top down
   uint64_t storedCount_ = 0;
   uint64_t storedBytes_ = 0;
+  uint64_t seenDropped_ = 0;
+  bool toldDrops_ = false;
   Counters counters_;
   Latencies latencies_;
 };

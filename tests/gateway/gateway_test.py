@@ -342,7 +342,7 @@ class Broker(Case):
         out = r.mqtt([self.port]) + r.outbox(more="megabytes = 1\n")
         gateway = self.rig.gateway(r.config(4, port, out, r.every_event(f"[{r.COUNT}]"))).start()
         r.wait_for("nearly full", lambda: "nearly full" in gateway.output())
-        subprocess.run(["sleep", "1.5"], check=True)
+        r.wait_for("drops", lambda: "the outbox drops its oldest" in gateway.output())
         fleet.stop()
         self.broker.start()
         client = self.client("velto/fab/+/event/+", "velto/fab/gateway/+/state")
