@@ -232,9 +232,18 @@ void Delivery::storedNow() {
   acknowledge(std::move(ready));
 }
 
+// Told once, until it has room again.
+void Delivery::tellDrops() {
+  if (std::exchange(seenLost_, lost_) == lost_)
+    return;
+  if (!std::exchange(toldDrops_, true))
+    events_.told("the outbox drops its oldest publications");
+}
+
 void Delivery::checkHolding() {
   if (outbox_ == nullptr)
     return;
+  tellDrops();
   const uint64_t most = kMegabyte * static_cast<uint64_t>(out_.outbox.megabytes);
   const bool before = holds_;
   if (storedBytes_ * 100 > most * kHoldAt)
@@ -246,6 +255,7 @@ void Delivery::checkHolding() {
   events_.told(holds_ ? "the outbox is nearly full: acknowledges are held back"
                       : "acknowledges go out again");
   if (!holds_) {
+    toldDrops_ = false;
     std::vector<Acknowledge> ready(std::make_move_iterator(held_.begin()),
                                    std::make_move_iterator(held_.end()));
     held_.clear();

@@ -94,6 +94,7 @@ private:
   bool makeRoom();
   void storedNow();
   void acknowledge(std::vector<Acknowledge> &&ready);
+  void tellDrops();
   void checkHolding();
   void pump();
   void pumpStates();
@@ -138,6 +139,8 @@ private:
   uint64_t storedCount_ = 0;
   uint64_t storedBytes_ = 0;
   uint64_t storedDropped_ = 0;
+  uint64_t seenLost_ = 0;
+  bool toldDrops_ = false;
   Counters counters_;
   Latencies latencies_;
 };

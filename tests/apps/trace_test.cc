@@ -48,7 +48,8 @@ bool readsCaptures() {
 /// What velto trace prints of packets; the times, which may differ, are left out on request.
 std::string shown(const Packets &packets, int linkType = kEthernet) {
   std::ostringstream out;
-  SpyConsole console({}, out);
+  const SpyConsole::Settings settings;
+  SpyConsole console(settings, out);
   Trace trace(console, {});
   for (const StoredPacket &packet : packets)
     if (const auto segment = readTcp(linkType, packet.bytes))
@@ -74,7 +75,7 @@ std::vector<std::string> headings(const std::string &text) {
 
 /// A session of a host and an equipment: short messages both ways, some that take several packets,
 /// pauses, and an end.
-class Captured : public testing::Test {
+class Traced : public testing::Test {
 protected:
   void SetUp() override {
     if (!readsCaptures())
@@ -114,7 +115,7 @@ protected:
   std::string whole;
 };
 
-TEST_F(Captured, IsWhatWasSaid) {
+TEST_F(Traced, IsWhatWasSaid) {
   EXPECT_THAT(whole, HasSubstr("#1 opened: 10.0.0.4:40112 to 10.0.0.5:5000\n"));
   EXPECT_THAT(whole, HasSubstr("#1 --> S1F3W [2]  Selected Equipment Status Request"));
   EXPECT_THAT(whole, HasSubstr("closed by 10.0.0.4:40112; 41 messages there, 41 back"));
@@ -159,7 +160,7 @@ Packets shifted(Packets packets, uint32_t offset) {
   return packets;
 }
 
-TEST_F(Captured, IsTheSameHoweverThePacketsCame) {
+TEST_F(Traced, IsTheSameHoweverThePacketsCame) {
   std::mt19937 random(3);
   for (int run = 0; run < 30; ++run) {
     const Packets based = shifted(packets, static_cast<uint32_t>(run % 3) * 0x7FFF'F800U);
@@ -177,7 +178,7 @@ TEST_F(Captured, IsTheSameHoweverThePacketsCame) {
   }
 }
 
-TEST_F(Captured, ThatBeginsInTheMiddleShowsWhatFollows) {
+TEST_F(Traced, ThatBeginsInTheMiddleShowsWhatFollows) {
   const auto all = headings(whole);
   for (size_t first = 1; first < packets.size() - 12; ++first) {
     const auto lines =
@@ -190,7 +191,7 @@ TEST_F(Captured, ThatBeginsInTheMiddleShowsWhatFollows) {
   }
 }
 
-TEST_F(Captured, ThatHasLostAPacketLacksItsMessageAlone) {
+TEST_F(Traced, ThatHasLostAPacketLacksItsMessageAlone) {
   const auto all = headings(whole);
   for (size_t lost = 5; lost < packets.size() - 8; ++lost) {
     if (!hasData(packets[lost]))
@@ -211,7 +212,7 @@ TEST_F(Captured, ThatHasLostAPacketLacksItsMessageAlone) {
   }
 }
 
-TEST_F(Captured, WithoutTheEndsOfLongPacketsSaysWhatIsMissing) {
+TEST_F(Traced, WithoutTheEndsOfLongPacketsSaysWhatIsMissing) {
   Packets cut = packets;
   for (StoredPacket &packet : cut)
     packet.bytes.resize(std::min<size_t>(packet.bytes.size(), 500));
@@ -239,7 +240,7 @@ Bytes asIpv6(ByteView ipv4) {
   return joined(joined(packet, Bytes{6, 0, 1, 4, 0, 0, 0, 0}), tcp);
 }
 
-TEST_F(Captured, IsReadOnEveryKindOfNetwork) {
+TEST_F(Traced, IsReadOnEveryKindOfNetwork) {
   const Bytes bsd{2, 0, 0, 0};
   Bytes linux(14);
   Bytes linux2{8, 0};
@@ -259,8 +260,9 @@ TEST_F(Captured, IsReadOnEveryKindOfNetwork) {
     EXPECT_TRUE(knowsLinkType(kind.linkType));
     EXPECT_EQ(withoutTimes(shown(converted, kind.linkType)), whole) << kind.linkType;
     // Bytes that are cut anywhere are no fault.
-    for (size_t size = 0; size < 60; ++size)
-      readTcp(kind.linkType, ByteView(converted[3].bytes).first(size));
+    const ByteView bytes = converted[3].bytes;
+    for (size_t size = 0; size < bytes.size(); ++size)
+      readTcp(kind.linkType, bytes.first(size));
   }
   EXPECT_FALSE(knowsLinkType(147));
   Packets ipv6 = packets;
@@ -270,7 +272,7 @@ TEST_F(Captured, IsReadOnEveryKindOfNetwork) {
   EXPECT_EQ(headings(shown(ipv6, 101)), headings(whole));
 }
 
-TEST_F(Captured, AsPcapngIsTheSame) {
+TEST_F(Traced, AsPcapngIsTheSame) {
   Bytes file;
   const auto word = [&file](uint32_t value) {
     const auto *bytes = reinterpret_cast<const uint8_t *>(&value);

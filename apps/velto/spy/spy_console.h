@@ -52,7 +52,9 @@ public:
     std::optional<GemData> names; ///< what variables, events and alarms are called
   };
 
+  /// The settings must outlive it.
   SpyConsole(const Settings &settings, std::ostream &out) : settings_(settings), out_(out) {}
+  SpyConsole(Settings &&settings, std::ostream &out) = delete;
 
   /// Where problems go, too.
   void setJournal(Journal &journal) { journal_ = &journal; }
