@@ -14,6 +14,7 @@ namespace velto::gateway {
 namespace {
 
 constexpr uint8_t kAlarmSet = 0x80; // ALCD, bit 8
+constexpr uint8_t kAnnotated = 13;  // S6F13
 
 } // namespace
 
@@ -62,24 +63,35 @@ std::string Payloads::head(std::string_view kind, std::optional<uint64_t> sequen
   return text;
 }
 
+std::string Payloads::valueJson(std::optional<uint32_t> vid, const CHSecsItem &item) const {
+  JsonObject value;
+  const CHGemEventVid *variable = vid ? tool_.names->variable(*vid) : nullptr;
+  if (vid)
+    value.number("vid", *vid);
+  if (variable != nullptr && !variable->description().empty())
+    value.text("name", variable->description());
+  value.json("value", itemJson(item));
+  if (variable != nullptr && !variable->unit().empty())
+    value.text("unit", variable->unit());
+  value.text("type", item.hasData() ? formatInfo(item.format()).upperTag + 1 : "");
+  return value.take();
+}
+
 std::string Payloads::valuesJson(std::span<const uint32_t> vids,
                                  std::span<const CHSecsItem> values) const {
   std::string out = "[";
   for (size_t i = 0; i < values.size(); ++i) {
-    JsonObject value;
-    const CHGemEventVid *variable = nullptr;
-    if (i < vids.size()) {
-      value.number("vid", vids[i]);
-      variable = tool_.names->variable(vids[i]);
-    }
-    if (variable != nullptr && !variable->description().empty())
-      value.text("name", variable->description());
-    value.json("value", itemJson(values[i]));
-    if (variable != nullptr && !variable->unit().empty())
-      value.text("unit", variable->unit());
-    value.text("type", values[i].hasData() ? formatInfo(values[i].format()).upperTag + 1 : "");
     out += i == 0 ? "" : ",";
-    out += value.take();
+    out += valueJson(i < vids.size() ? std::optional(vids[i]) : std::nullopt, values[i]);
+  }
+  return out + ']';
+}
+
+std::string Payloads::annotatedJson(std::span<const CHSecsItem> pairs) const {
+  std::string out = "[";
+  for (const CHSecsItem &pair : pairs) {
+    out += out.size() == 1 ? "" : ",";
+    out += valueJson(numberOf(childOf(pair, 1)), childOf(pair, 2));
   }
   return out + ']';
 }
@@ -107,12 +119,15 @@ void Payloads::addRaw(std::string &payload, const CHSecsMessage &message) const 
   payload += '}';
 }
 
-// S6F11: {DATAID CEID {{RPTID {V...}}...}}.
+// S6F11: {DATAID CEID {{RPTID {V...}}...}}; S6F13: {VID V} for each V. CEID and RPTID may be texts.
 std::optional<Publication> Payloads::event(const CHSecsMessage &message, const Reports &reports,
                                            uint64_t sequence) const {
   if (message.root.children().size() != 3 || !childOf(message.root, 3).isList())
     return std::nullopt;
-  const uint32_t ceid = numberOf(childOf(message.root, 2));
+  const CHSecsItem &id = childOf(message.root, 2);
+  const bool isText = formatInfo(id.format()).kind == ElementKind::Text;
+  const uint32_t ceid = numberOf(id);
+  const bool isAnnotated = message.header.function() == kAnnotated;
   std::string_view time;
   std::string body;
   for (const CHSecsItem &report : childOf(message.root, 3).children()) {
@@ -120,23 +135,25 @@ std::optional<Publication> Payloads::event(const CHSecsMessage &message, const R
     const auto *vids = variablesOf(rptid, reports);
     const std::span<const uint32_t> known = vids == nullptr ? std::span<const uint32_t>() : *vids;
     const std::span<const CHSecsItem> values = childOf(report, 2).children();
-    if (time.empty())
+    if (time.empty() && !isAnnotated)
       time = toolTime(known, values);
     body += body.empty() ? "" : ",";
-    body += JsonObject().number("rptid", rptid).json("values", valuesJson(known, values)).take();
+    body += JsonObject()
+                .json("rptid", itemJson(childOf(report, 1)))
+                .json("values", isAnnotated ? annotatedJson(values) : valuesJson(known, values))
+                .take();
   }
-  std::string name = tool_.names->eventName(ceid);
+  std::string name = isText ? std::string(id.text()) : tool_.names->eventName(ceid);
   for (const EventWish &wish : tool_.subscription.events)
-    if (wish.ceid == ceid && !wish.name.empty())
+    if (!isText && wish.ceid == ceid && !wish.name.empty())
       name = wish.name;
   if (name.empty())
     name = std::to_string(ceid);
   Publication made;
   made.topic = out_.topic(tool_.name, "event/" + topicLevel(name));
-  made.payload = head("event", sequence, time) + ",\"ceid\":" + std::to_string(ceid) +
-                 ",\"name\":" + jsonText(name) +
-                 ",\"dataid\":" + itemJson(childOf(message.root, 1)) + ",\"reports\":[" + body +
-                 ']';
+  made.payload =
+      head("event", sequence, time) + ",\"ceid\":" + itemJson(id) + ",\"name\":" + jsonText(name) +
+      ",\"dataid\":" + itemJson(childOf(message.root, 1)) + ",\"reports\":[" + body + ']';
   addRaw(made.payload, message);
   return made;
 }

@@ -38,7 +38,8 @@ public:
   /// The variables of a report, where they are known.
   const std::vector<uint32_t> *variablesOf(uint32_t rptid, const Reports &reports) const;
 
-  // Nothing for a body that is not as SEMI E5 has it.
+  // Nothing for a body that is not as SEMI E5 has it. An event is S6F11, or S6F13, whose values
+  // have their VIDs with them.
   std::optional<Publication> event(const CHSecsMessage &message, const Reports &reports,
                                    uint64_t sequence) const;
   std::optional<Publication> alarm(const CHSecsMessage &message, uint64_t sequence) const;
@@ -52,6 +53,8 @@ public:
   std::string valuesJson(std::span<const uint32_t> vids, std::span<const CHSecsItem> values) const;
 
 private:
+  std::string valueJson(std::optional<uint32_t> vid, const CHSecsItem &item) const;
+  std::string annotatedJson(std::span<const CHSecsItem> pairs) const;
   std::string head(std::string_view kind, std::optional<uint64_t> sequence,
                    std::string_view toolTime) const;
   std::string_view toolTime(std::span<const uint32_t> vids,

@@ -18,7 +18,15 @@ constexpr struct {
   uint8_t stream;
   uint8_t function;
   std::optional<Publication> (Payloads::*alarmOrTrace)(const CHSecsMessage &, uint64_t) const;
-} kKept[] = {{6, 11, nullptr}, {5, 1, &Payloads::alarm}, {6, 1, &Payloads::trace}};
+} kKept[] = {
+    {6, 11, nullptr}, {6, 13, nullptr}, {5, 1, &Payloads::alarm}, {6, 1, &Payloads::trace}};
+
+/// Primaries with data for the host that is not published: discrete variables without a report, and
+/// text of the tool's operator. They are not acknowledged as if somebody had them.
+constexpr std::pair<uint8_t, uint8_t> kNotTaken[] = {{6, 3}, {6, 9}, {10, 1}};
+
+constexpr uint8_t kAccepted = 0; // ACKC5, ACKC6
+constexpr uint8_t kRefused = 1;  // ACKC6: error, not accepted; ACKC10: it will not be displayed
 
 } // namespace
 
@@ -137,19 +145,26 @@ bool Tool::take(const CHSecsMessage &message) {
                     : (payloads_.*row.alarmOrTrace)(message, *sequence);
     if (!made) {
       delivery_.giveBackSequence(name());
-      return false;
+      return refuse(message.header);
     }
-    delivery_.post(std::move(*made), answerTo(message.header));
+    delivery_.post(std::move(*made), answerTo(message.header, kAccepted));
     return true;
   }
-  return false;
+  const std::pair both(message.header.stream(), message.header.function());
+  return std::ranges::find(kNotTaken, both) != std::end(kNotTaken) && refuse(message.header);
 }
 
-// ACKC5 and ACKC6 0, unless the tool has another link by then, on which nobody waits for it.
-Delivery::Acknowledge Tool::answerTo(const CHSecsHeader &primary) {
+bool Tool::refuse(const CHSecsHeader &primary) {
+  if (const auto answer = answerTo(primary, kRefused))
+    answer();
+  return true;
+}
+
+// Nothing when the tool has another link by then, on which nobody waits for it.
+Delivery::Acknowledge Tool::answerTo(const CHSecsHeader &primary, uint8_t code) {
   if (!primary.wbit())
     return nullptr;
-  return [this, primary, connection = std::weak_ptr(connection_), number = *connection_] {
+  return [this, primary, code, connection = std::weak_ptr(connection_), number = *connection_] {
     const auto there = connection.lock();
     if (there == nullptr || *there != number)
       return;
@@ -158,7 +173,7 @@ Delivery::Acknowledge Tool::answerTo(const CHSecsHeader &primary) {
     reply.header.setWbit(false);
     reply.header.functionByte = static_cast<uint8_t>(primary.function() + 1);
     reply.header.length = CHSecsHeader::kUnknownLength;
-    reply.root = numberItem(0, format::kBinary);
+    reply.root = numberItem(code, format::kBinary);
     control_.engine().Send(reply);
   };
 }

@@ -50,7 +50,8 @@ private:
 
   void received();
   bool take(const CHSecsMessage &message);
-  Delivery::Acknowledge answerTo(const CHSecsHeader &primary);
+  bool refuse(const CHSecsHeader &primary);
+  Delivery::Acknowledge answerTo(const CHSecsHeader &primary, uint8_t code);
   void stateChanged();
   void startSession();
   void ready();
