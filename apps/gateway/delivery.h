@@ -61,8 +61,8 @@ public:
   void setState(Publication &&state, bool last = false);
   void subscribe(const std::string &topic);
 
-  /// Acknowledges are held back now.
-  bool holds() const { return holds_; }
+  /// Acknowledges are held back now, or wait for a sink that is away.
+  bool holds() const { return holds_ || (outbox_ == nullptr && !connected_); }
   Counters counters() const;
   Latencies &latencies() { return latencies_; }
 
