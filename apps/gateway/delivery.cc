@@ -377,6 +377,8 @@ void Delivery::sinkReady(bool afresh) {
     // What a tool got no answer to meanwhile is in its spool.
     if (!std::exchange(connected_, true) && outbox_ == nullptr)
       events_.holding(false);
+    if (!std::exchange(lossTold_, "").empty())
+      events_.told("publications go out again");
     for (const auto &[topic, state] : states_)
       changed_.insert(topic);
   }
@@ -384,8 +386,9 @@ void Delivery::sinkReady(bool afresh) {
 }
 
 void Delivery::sinkLost(const std::string &reason) {
-  if (std::exchange(connected_, false))
+  if (std::exchange(connected_, false) || reason != lossTold_)
     events_.told(reason);
+  lossTold_ = reason;
 }
 
 void Delivery::requested(const std::string &topic, const std::string &payload) {

@@ -1,6 +1,8 @@
 #include "apps/gateway/sink.h"
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <map>
 #include <mosquitto.h>
 #include <mutex>
@@ -39,8 +41,6 @@ public:
     mosquitto_connect_callback_set(client_, [](mosquitto *, void *mail, int code) {
       static_cast<Mail *>(mail)->connected(code);
     });
-    mosquitto_disconnect_callback_set(
-        client_, [](mosquitto *, void *mail, int) { static_cast<Mail *>(mail)->disconnected(); });
     mosquitto_publish_callback_set(client_, [](mosquitto *, void *mail, int mid) {
       static_cast<Mail *>(mail)->acknowledged(mid);
     });
@@ -103,10 +103,18 @@ private:
     void forget() { sink_ = nullptr; } // on the thread of the loop
 
     void connected(int code) {
-      put([code](Letters &letters) { letters.connection = code; });
+      const bool good = code == 0;
+      put([&](Letters &letters) {
+        letters.connected = good;
+        letters.reason =
+            good ? "" : std::string("the broker refuses: ") + mosquitto_connack_string(code);
+      });
     }
-    void disconnected() {
-      put([](Letters &letters) { letters.connection = kLost; });
+    void disconnected(const std::string &reason) {
+      put([&](Letters &letters) {
+        letters.connected = false;
+        letters.reason = reason;
+      });
     }
     void acknowledged(int mid) {
       put([mid](Letters &letters) { letters.mids.push_back(mid); });
@@ -139,9 +147,9 @@ private:
     }
 
     friend class MqttSink;
-    static constexpr int kLost = -1;
     struct Letters {
-      std::optional<int> connection; ///< CONNACK code, or kLost
+      std::optional<bool> connected; ///< the latest
+      std::string reason;            ///< why it is not
       std::vector<int> mids;
       std::vector<std::pair<std::string, std::string>> requests;
     };
@@ -183,6 +191,10 @@ private:
       int code = mosquitto_connect_async(client_, host.c_str(), port, config_.keepAlive);
       while (code == MOSQ_ERR_SUCCESS && !stop.stop_requested())
         code = mosquitto_loop(client_, kTurn, 1);
+      const char *reason = code == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(code);
+      if (code != MOSQ_ERR_CONN_REFUSED && !stop.stop_requested()) // of which CONNACK has told
+        mail_->disconnected("the broker " + host + ':' + std::to_string(port) +
+                            " is not reachable: " + reason);
       for (auto paused = 0 * kPause; paused < kPause && !stop.stop_requested();
            paused += kPause / 10)
         std::this_thread::sleep_for(kPause / 10);
@@ -199,24 +211,22 @@ private:
       waiting_.erase(found);
       owner_.delivered(id);
     }
-    if (letters.connection)
-      connection(*letters.connection);
+    if (letters.connected)
+      connection(*letters.connected, letters.reason);
     else if (!wasReady && ready())
       owner_.sinkReady(false);
     for (const auto &[topic, payload] : letters.requests)
       owner_.requested(topic, payload);
   }
 
-  void connection(int code) {
-    connected_ = code == 0;
+  void connection(bool connected, const std::string &reason) {
+    connected_ = connected;
     if (connected_) {
       for (const std::string &topic : topics_)
         mosquitto_subscribe(client_, nullptr, topic.c_str(), kAtLeastOnce);
       owner_.sinkReady(true);
     } else {
-      owner_.sinkLost(code == Mail::kLost
-                          ? "the broker is not reachable"
-                          : std::string("the broker refuses: ") + mosquitto_connack_string(code));
+      owner_.sinkLost(reason);
     }
   }
 

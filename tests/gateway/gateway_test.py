@@ -4,15 +4,18 @@ import json
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import unittest
+import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "bench/gateway"))
 
 import rig as r  # noqa: E402
 from mqtt import Client  # noqa: E402
+from raw_tool import RawTool  # noqa: E402
 
 try:
     import jsonschema
@@ -76,12 +79,18 @@ class Configuration(Case):
             ("[outbox]\nmegabytes = 0\n" + tool, "2: outbox.megabytes: "),
             ("statistics = 1", "tool: at least one [[tool]] is needed"),
             (tool + tool, "5: tool[2].name: another tool has this name"),
+            (tool + tool, "6: tool[2].address: another tool has this address"),
+            (tool.replace('"a"', '"gateway"'), "2: tool[1].name: topics of this name"),
             (tool.replace("localhost:5000", "secsi:x"), "3: tool[1].address: an address is needed"),
             (tool + 'template = "x"', "4: tool[1].template: there is no [template.x]"),
             (tool + 'names = "none.model"', "4: tool[1].names: none.model"),
             (tool + names + 'events = [{ event = "Moon" }]', '5: tool[1].events[1].event: no names file'),
             (tool + names + 'events = [{ event = 1, values = ["Moon"] }]', "5: tool[1].events[1].values"),
             (tool + "traces = [{ trace = 1 }]", "4: tool[1].traces[1]: trace = NUMBER and values"),
+            (tool + "traces = [{ trace = 1, values = [1] }, { trace = 1, values = [2] }]",
+             "4: tool[1].traces[2].trace: another entry"),
+            (tool + 'polls = [{ name = "p", every = 1, values = [1] },\n'
+             ' { name = "p", every = 2, values = [1] }]', "5: tool[1].polls[2].name: another entry"),
             (tool + "device = 40000", "4: tool[1].device: "),
             (tool + 'allow = ["fly"]', '4: tool[1].allow: "fly" begins with none of'),
             (tool + names + 'allow = ["command FLY"]', "5: tool[1].allow: the names file has no command"),
@@ -93,7 +102,8 @@ class Configuration(Case):
                 self.assertIn("c.toml:" + problem if problem[0].isdigit() else problem, output)
                 self.assertEqual(status, 1)
         _, output = self.check("site = 3\ncolour = 1\n[[tool]]\n")
-        self.assertEqual(output.count("velto: c.toml:"), 4, output)
+        told = [int(line) for line in re.findall(r"velto: c.toml:(\d+):", output)]
+        self.assertEqual(told, [1, 2, 3, 3], output)
 
     def test_splits_the_tools_among_the_shards(self):
         counts = []
@@ -105,11 +115,20 @@ class Configuration(Case):
         self.assertGreater(min(counts), 15)
 
     def test_starts_nothing_where_something_is_wrong(self):
-        rows = [("", '[outbox]\npath = "no/such/folder/outbox.db"'), ('metrics = "here"', "")]
-        for head, tail in rows:
+        first = self.rig.gateway(r.config(1, 1, r.outbox("used"), ""), "first").start()
+        r.wait_for("start", lambda: "1 tools" in first.output())
+        rows = [
+            ("", r.outbox("no/such/folder/outbox.db"), "no/such/folder/outbox.db"),
+            ("", r.outbox("etch_tool.model"), "etch_tool.model: file is not a database"),
+            ("", r.outbox("used"), "used: database is locked"),
+            ("", 'sink = "file"\n[file]\npath = "no/out"', "no/out: No such file"),
+            ('metrics = "here"', "", "metrics"),
+        ]
+        for head, tail, problem in rows:
             config = head + "\n" + r.config(1, 1, tail, "")
-            gateway = self.rig.gateway(config).start()
+            gateway = self.rig.gateway(config, problem.replace("/", "_")).start()
             self.assertEqual(gateway.child.wait(10), 1)
+            self.assertIn(problem, gateway.output())
             self.assertNotIn("{", gateway.output())
 
 
@@ -187,6 +206,56 @@ class Lines(Case):
             sequences = [p["seq"] for _, p in found if p.get("tool") == f"tool{tool}" and "seq" in p]
             self.assertEqual(sequences, list(range(sequences[0], sequences[0] + len(sequences))))
             self.assertGreater(len(sequences), 500)
+
+    def test_acknowledges_what_it_publishes_and_nothing_else(self):
+        tool = RawTool()
+        self.addCleanup(tool.close)
+        gateway = self.rig.gateway(r.config(1, tool.port, "", 'events = "all"')).start()
+        tool.accept()
+        good, refused = b"\x21\x01\0", b"\x21\x01\1"
+        rows = [
+            (6, 11, [1, "Door", [["R", ["open"]]]], 12, good),
+            (6, 13, [2, 7, [[1, [[101, 5]]]]], 14, good),
+            (6, 13, [3, 7], 14, refused),
+            (6, 11, [4, 7, 5], 0, b""),
+            (6, 3, [5, 7, []], 4, refused),
+            (6, 9, [b"\1", 6, 7, []], 10, refused),
+            (10, 1, [b"\0", "hello"], 2, refused),
+            (6, 1, ["T", 1, "20260101120000", [5]], 2, good),
+        ]
+        for stream, function, body, answer, code in rows:
+            self.assertEqual(tool.ask(stream, function, body), (stream, answer, code), body)
+        gateway.stop()
+        found = [p for _, p in lines(gateway.output()) if "seq" in p]
+        self.assertEqual([p["seq"] - found[0]["seq"] for p in found], [0, 1, 2])
+        door, annotated, _ = found
+        self.assertEqual((door["ceid"], door["name"], door["reports"]),
+                         ("Door", "Door", [{"rptid": "R", "values": [{"value": "open", "type": "A"}]}]))
+        self.assertEqual(annotated["reports"][0]["values"][0], {
+            "vid": 101, "name": "Chamber pressure", "value": 5, "unit": "mTorr", "type": "U4"})
+
+    def test_acknowledges_nothing_that_the_disk_does_not_take(self):
+        port, fleet = self.fleet(1, "--rate", 50)
+        gateway = self.rig.gateway(r.config(1, port, 'sink = "file"\n[file]\npath = "/dev/full"', ""))
+        gateway.start()
+        r.wait_for("a full disk", lambda: "No space left on device" in gateway.output())
+        r.wait_for("tool", lambda: "tool1" in self.read("gateway.toml"))
+        fleet.stop()
+        self.assertRegex(fleet.output(), r"1 equipments, \d+ events, 0 acknowledged")
+        self.assertEqual(gateway.stop(), 0)
+
+    def test_tells_prometheus(self):
+        port, _ = self.fleet(1)
+        page = r.free_ports(1)
+        gateway = self.rig.gateway(r.config(1, port, f'statistics = 1\nmetrics = "127.0.0.1:{page}"', "")).start()
+        r.wait_for("lines", lambda: "{" in gateway.output() or not gateway.running())
+        if "built without" in gateway.output():
+            self.skipTest("the program is built without prometheus-cpp")
+
+        def communicates():
+            with urllib.request.urlopen(f"http://127.0.0.1:{page}/metrics", timeout=5) as answer:
+                return "velto_gateway_tools_communicating 1\n" in answer.read().decode()
+        r.wait_for("the page", communicates)
 
     def test_ends_when_nobody_reads(self):
         port, _ = self.fleet(1)
@@ -278,6 +347,8 @@ class Broker(Case):
             ("tool1", {"do": "fly"}, "there is no"),
             ("tool1", {"do": "values", "values": [101], "timeout": -1}, "timeout"),
             ("tool1", {"do": "values", "values": [101], "reply_to": "velto/fab/x/state"}, "reply_to"),
+            ("tool1", {"do": "values", "values": [101], "reply_to": "$SYS/x"}, "reply_to"),
+            ("tool1", {"do": "values", "values": [101], "reply_to": "a\u0001"}, "reply_to"),
             ("tool1", [], "no JSON object"),
             ("closed", {"do": "values", "values": [101]}, "not allowed"),
         ]
@@ -311,11 +382,12 @@ class Broker(Case):
                    lambda: topics(self.found, "gateway1/state")[-1]["state"] == "offline", 40)
 
     def test_reload_touches_only_what_changed(self):
-        port, _ = self.fleet(3)
+        port, fleet = self.fleet(3)
         self.broker.start()
-        client = self.client("velto/fab/+/state")
+        client = self.client("velto/fab/+/state", "velto/fab/+/reply/+")
         out = r.mqtt([self.port])
-        gateway = self.rig.gateway(r.config(2, port, out, 'events = "all"')).start()
+        purpose = 'allow = ["values"]\nevents = "all"'
+        gateway = self.rig.gateway(r.config(2, port, out, purpose)).start()
         def communicating(count):
             return lambda: len({p["tool"] for _, p in self.found
                                 if p.get("control") == "online"}) == count
@@ -324,22 +396,42 @@ class Broker(Case):
         (self.rig.folder / "gateway.toml").write_text("[[tool]]\n")
         gateway.hang_up()
         r.wait_for("refusal", lambda: "the configuration stays as it was" in gateway.output())
-        self.rig.gateway(r.config(3, port, out, 'events = "all"'))
+        self.rig.gateway(r.config(3, port, out, purpose))
         gateway.hang_up()
         self.until(client, "third tool", communicating(3))
+        # What a tool has not answered yet is answered when the gateway lets go of it.
+        fleet.child.send_signal(signal.SIGSTOP)
+        client.publish("velto/fab/tool2/request/1", '{"do": "values", "values": [101]}')
+        client.publish("velto/fab/tool2/request/2", '{"do": "recipes"}')
+        self.until(client, "the second answer", lambda: topics(self.found, "tool2/reply/2"))
         self.rig.gateway(r.config(1, port, out, 'alarms = "all"'))
         gateway.hang_up()
         gone = lambda tool: any(  # noqa: E731
             p["state"] == "disconnected" for p in topics(self.found, f"{tool}/state")[-1:])
         self.until(client, "two gone", lambda: gone("tool2") and gone("tool3"))
+        fleet.child.send_signal(signal.SIGCONT)
+        self.until(client, "the first answer", lambda: topics(self.found, "tool2/reply/1"))
+        self.assertIn("has let go", topics(self.found, "tool2/reply/1")[0]["reason"])
         told = [p for _, p in self.found[before:] if p.get("tool") == "tool1"]
         self.assertEqual(told, [], "its link was left alone")
         self.assertIn("reloaded: 1 tools changed, of 3", gateway.output())
         self.assertIn("reloaded: 3 tools changed, of 1", gateway.output())
+        # Another gateway has the tool now: the first one is not to say anything of it again.
+        client.publish("velto/fab/tool2/state", '{"state": "communicating", "gateway": "other"}', True)
+        self.until(client, "the other's word", lambda: topics(self.found, "tool2/state")[-1]["gateway"] ==
+                   "other")
+        self.broker.stop()
+        before = len(self.found)
+        self.broker.start()
+        again = lambda name: topics(self.found[before:], f"{name}/state")  # noqa: E731
+        self.until(client, "its own tool's state", lambda: len(again("tool1")) >= 2)
+        for _ in range(5):
+            client.turn(0.05)
+        self.assertEqual({p["gateway"] for p in again("tool2")}, {"other"})
 
     def test_drops_the_oldest_where_the_outbox_is_full(self):
         port, fleet = self.fleet(4, "--rate", 4000)
-        out = r.mqtt([self.port]) + r.outbox(more="megabytes = 1\n")
+        out = "statistics = 1\n" + r.mqtt([self.port]) + r.outbox(more="megabytes = 1\n")
         gateway = self.rig.gateway(r.config(4, port, out, r.every_event(f"[{r.COUNT}]"))).start()
         r.wait_for("nearly full", lambda: "nearly full" in gateway.output())
         r.wait_for("drops", lambda: "the outbox drops its oldest" in gateway.output())
@@ -359,6 +451,83 @@ class Broker(Case):
         self.assertGreater(missing, 0)
         self.assertEqual(states()[-1]["dropped"], missing)
         self.assertEqual(gateway.stop(), 0)
+
+    def test_goes_on_behind_what_the_broker_does_not_take(self):
+        port, _ = self.fleet(1, "--rate", 50)
+        self.broker.start()
+        client = self.client("velto/fab/+/event/+", "velto/fab/gateway/+/state")
+        out = "statistics = 1\n" + r.mqtt([self.port], "largest = 1000\n") + r.outbox()
+        many = "events = [{ event = 12, values = [101, 102, 103, 104, 105, 106, 107, 108, 109] }]"
+        gateway = self.rig.gateway(r.config(1, port, out, many)).start()
+        states = lambda: topics(self.found, "gateway1/state")  # noqa: E731
+        self.until(client, "a drop", lambda: states() and states()[-1].get("dropped", 0) > 0)
+        before = len(self.found)
+        self.until(client, "events", lambda: [1 for _, p in self.found[before:] if p["kind"] == "event"])
+        self.assertIn("bytes are more than the broker takes", gateway.output())
+        gateway.kill()
+        dropped, before = states()[-1]["dropped"], len(self.found)
+        gateway.start()
+        self.until(client, "its count", lambda: [p for p in states() if p.get("taken") == 0][1:])
+        self.assertGreaterEqual([p for p in states() if p.get("taken") == 0][-1]["dropped"], dropped)
+        self.assertEqual({p["name"] for _, p in self.found if p["kind"] == "event"} & {"Etch completed"}, set())
+
+    def test_a_tool_keeps_what_nobody_takes(self):
+        script = "eq.T3 = 1\nevery 50 eq.InvokeEvent(12)\n"
+        (self.rig.folder / "s").write_text(script)
+        port = r.free_ports(1)
+        tool = self.rig.process("tool", r.VELTO, "equipment", "--port", port, "--data",
+                                "etch_tool.model", "--script", "s").start()
+        self.broker.start()
+        client = self.client("velto/fab/+/event/+")
+        config = r.config(1, port, r.mqtt([self.port]), 'events = "all"\nspool = [6]')
+        gateway = self.rig.gateway(config).start()
+        events = lambda: {p["dataid"] for _, p in self.found}  # noqa: E731
+        self.until(client, "events", lambda: len(events()) > 5)
+        self.broker.stop()
+        r.wait_for("spooling", lambda: "Spooling started" in tool.output() or
+                   tool.output().count("T3 time out") > 3)
+        asked = tool.output().count("<-- S6F23W")
+        self.broker.start()
+        self.until(client, "events of the spool", lambda: max(events()) > 60)
+        self.assertEqual(events(), set(range(min(events()), max(events()) + 1)))
+        self.assertGreater(tool.output().count("<-- S6F23W"), asked)
+        self.assertIn("is not reachable", gateway.output())
+
+    def test_trusts_only_who_is_to_be_trusted(self):
+        for program in ("openssl", "mosquitto_passwd"):
+            if not shutil.which(program):
+                self.skipTest(f"{program} is not installed")
+        def make(*command):
+            subprocess.run(command, cwd=self.rig.folder, check=True, capture_output=True)
+        for name in ("server", "other"):
+            make("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+                 "-nodes", "-keyout", f"{name}.key", "-out", f"{name}.pem", "-subj", "/CN=127.0.0.1",
+                 "-addext", "subjectAltName=IP:127.0.0.1", "-days", "2")
+        make("mosquitto_passwd", "-c", "-b", "passwords", "etch", "secret")
+        port = r.free_ports(1)
+        folder = self.rig.folder
+        (folder / "tls.conf").write_text(
+            f"user root\nlistener {port} 127.0.0.1\nallow_anonymous false\n"
+            f"password_file {folder}/passwords\ncertfile {folder}/server.pem\n"
+            f"keyfile {folder}/server.key\n")
+        self.rig.process("tls", "mosquitto", "-c", "tls.conf").start()
+        (folder / "user").write_text("etch\n")
+        (folder / "right").write_text("secret\n")
+        (folder / "wrong").write_text("secrets\n")
+        tool, fleet = self.fleet(1, "--rate", 20, "--acknowledges")
+        rows = [("server", "wrong", "the broker refuses"), ("other", "right", "is not reachable"),
+                ("server", "right", "")]
+        for ca, password, problem in rows:
+            self.assertNotIn("acknowledged tool1", fleet.output())
+            out = r.mqtt([port], f'user_file = "user"\npassword_file = "{password}"\n'
+                                              f'[mqtt.tls]\nca = "{ca}.pem"\n')
+            gateway = self.rig.gateway(r.config(1, tool, out, 'events = "all"'), ca + password)
+            gateway.start()
+            if problem:
+                r.wait_for(problem, lambda: problem in gateway.output())
+            else:
+                r.wait_for("acknowledges", lambda: "acknowledged tool1" in fleet.output())
+            gateway.stop()
 
     def test_moves_a_tool_to_another_gateway_without_loss(self):
         port, fleet = self.fleet(8, "--rate", 400, "--spool", "--acknowledges")
