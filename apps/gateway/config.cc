@@ -17,9 +17,9 @@ namespace {
 constexpr int32_t kMostMegabytes = 1'000'000;
 constexpr int32_t kPort = 1883; // of MQTT
 constexpr int32_t kTlsPort = 8883;
-constexpr std::string_view kRootKeys[] = {"site",       "name",    "prefix",   "shard",
-                                          "statistics", "metrics", "sink",     "file",
-                                          "mqtt",       "outbox",  "template", "tool"};
+constexpr std::string_view kRootKeys[] = {"site",    "name",     "prefix", "shard", "statistics",
+                                          "metrics", "alive",    "sink",   "file",  "mqtt",
+                                          "outbox",  "template", "tool"};
 
 /// Reads the whole of a file.
 class ConfigReader {
@@ -70,6 +70,7 @@ private:
     level("prefix", out.prefix);
     root_.number("statistics", 0, kLongestTime, out.statistics);
     root_.text("metrics", out.metrics);
+    path(root_, "alive", out.alive);
     std::string sink = "stdout";
     root_.text("sink", sink);
     if (sink == "file")

@@ -136,6 +136,7 @@ struct OutConfig {
   OutboxConfig outbox;
   int32_t statistics = 10; ///< s between two states of the gateway; 0: when it changes
   std::string metrics;     ///< ADDRESS:PORT where counters are told by HTTP; empty: nowhere
+  std::string alive;       ///< file that is written with each state of the gateway; empty: none
   bool operator==(const OutConfig &) const = default;
 
   /// Topics of the gateway and of a tool: `velto/SITE/NAME/` and what is told.

@@ -170,6 +170,8 @@ void Gateway::tellState() {
   if (metrics_ != nullptr)
     metrics_->set({counters, tools_.size(), communicating(), static_cast<double>(median) / 1e6,
                    static_cast<double>(p99) / 1e6});
+  if (!config_.out.alive.empty())
+    systemFiles().write(config_.out.alive, utcText(loop_.clock()) + '\n');
   JsonObject state;
   state.text("kind", "gateway").text("site", config_.out.site).text("gateway", config_.out.name);
   state.text("time", utcText(loop_.clock())).text("state", "online");

@@ -153,7 +153,7 @@ def config(tools, port, out, purpose, name="gateway1", shard="1/1",
            address="127.0.0.1:"):
     """A configuration for the tools of a fleet, which are named as the fleet names them."""
     head = f'site = "fab"\nname = "{name}"\nshard = "{shard}"\n{out}\n[template.etch]\n'
-    head += f'names = "etch_tool.model"\nt5 = 1\nt3 = 10\n{purpose}\n'
+    head += f'names = "etch_tool.model"\nt5 = 1\nt7 = 1\nt3 = 10\n{purpose}\n'
     for i in range(tools):
         head += f'[[tool]]\nname = "tool{i + 1}"\naddress = "{address}{port + i}"\n'
         head += 'template = "etch"\n'
