@@ -334,7 +334,7 @@ class Broker(Case):
         tool, fleet = self.fleet(2)
         self.broker.start()
         client = self.client("velto/fab/#", "elsewhere")
-        allow = """allow = ["values", "constants", "set 304", "command START", "recipes", "sml"]
+        allow = """allow = ["values", "constants", "set 304", "command START", "recipes", "recipe R", "send_recipe R", "sml"]
         events = "all"\n"""
         config = r.config(1, tool, r.mqtt([self.port]), allow)
         config += f'[[tool]]\nname = "closed"\naddress = "127.0.0.1:{tool + 1}"\nnames = "etch_tool.model"\n'
@@ -350,6 +350,8 @@ class Broker(Case):
             ("tool1", {"do": "sml", "sml": "s1f1w"}, ok),
             ("tool1", {"do": "sml", "sml": "s2f13w{<u4 304>}"}, {"sml": "61.5"}),
             ("tool1", {"do": "recipes"}, {"recipes": []}),
+            ("tool1", {"do": "command", "name": "START", "parameters": {"LOT": "a", "SLOT": 1}}, ok),
+            ("tool1", {"do": "send_recipe", "name": "R", "sml": "<b 1 2>"}, ok),
             ("tool1", {"do": "set", "values": {"304": 500}}, "out of its range"),
             ("tool1", {"do": "set", "values": {"303": 1}}, "not allowed"),
             ("tool1", {"do": "command", "name": "STOP"}, "not allowed"),
@@ -369,11 +371,12 @@ class Broker(Case):
         for number, (name, request, _) in enumerate(rows):
             for _ in range(2):  # a broker may deliver one twice; it is done and answered once
                 client.publish(f"velto/fab/{name}/request/{number}", json.dumps(request))
-        client.publish("velto/fab/tool1/request/x",
-                       json.dumps({"do": "values", "values": [101], "reply_to": "elsewhere"}))
-        self.until(client, "the last answer", lambda: topics(self.found, "elsewhere"))
         self.until(client, "all answers",
                    lambda: len([1 for topic, _ in self.found if "/reply/" in topic]) >= len(rows))
+        client.publish("velto/fab/tool1/request/x",
+                       json.dumps({"do": "recipe", "name": "R", "reply_to": "elsewhere"}))
+        self.until(client, "the last answer", lambda: topics(self.found, "elsewhere"))
+        self.assertIn("<b 0x01 0x02>", topics(self.found, "elsewhere")[0]["sml"])
         for number, (name, request, expected) in enumerate(rows):
             answers = [p for topic, p in self.found if topic == f"velto/fab/{name}/reply/{number}"]
             self.assertEqual(len(answers), 1, request)

@@ -11,7 +11,6 @@
 #include "gem/model_text/model_file.h"
 
 #include <algorithm>
-#include <cmath>
 #include <iostream>
 #include <memory>
 #include <sys/resource.h>
@@ -178,24 +177,19 @@ private:
     return true;
   }
 
-  // What is due by the clock goes out in turn. Equipments without a host and events that are
-  // disabled are passed over; what could not go out in two rounds of tries is not made up for
-  // later.
+  // What is due by the clock goes out in turn; those without a host are passed over.
   void act() {
     const uint32_t now = loop_.clock().ticks();
     const int32_t rate = options_.rate == 0 ? options_.count : options_.rate;
     due_ += static_cast<double>(now - lastBeat_) * rate / 1000;
     lastBeat_ = now;
     due_ = std::min(due_, static_cast<double>(rate)); // a second of what was missed at the most
-    for (auto tries = static_cast<size_t>(2 * due_); due_ >= 1 && tries > 0 && !stopped_; --tries) {
+    for (; due_ >= 1 && !stopped_; due_ -= 1) {
       next_ = (next_ + 1) % tools_.size();
       FleetTool &tool = *tools_[next_];
-      if ((options_.spools || tool.communicates()) && tool.act()) {
-        ++invoked_;
-        due_ -= 1;
-      }
+      if (options_.spools || tool.communicates())
+        invoked_ += tool.act() ? 1 : 0;
     }
-    due_ -= std::floor(due_);
   }
 
   void acknowledged(const FleetTool &tool, uint64_t count, uint32_t time) {

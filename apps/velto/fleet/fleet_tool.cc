@@ -63,8 +63,14 @@ bool FleetTool::act() {
     control_.TrySetVIDValue(static_cast<int32_t>(plan_.counter), count_);
   if (counts_.size() >= kMostWaiting)
     counts_.erase(counts_.begin());
-  counts_[control_.engine().gem()->data().nextDataId] = count_;
-  return control_.InvokeEvent(static_cast<int32_t>(plan_.events[count_ % plan_.events.size()]));
+  // An event that is disabled does not go out: the next one does.
+  for (size_t i = 0; i < plan_.events.size(); ++i) {
+    next_ = (next_ + 1) % plan_.events.size();
+    counts_[control_.engine().gem()->data().nextDataId] = count_;
+    if (control_.InvokeEvent(static_cast<int32_t>(plan_.events[next_])))
+      return true;
+  }
+  return false;
 }
 
 // An event may go out long after it was invoked, from the spool. Its DATAID tells which one it is.

@@ -57,7 +57,8 @@ private:
   const std::string name_;
   const Acknowledged acknowledged_;
   CVeltoGemCtrl control_;
-  uint64_t count_; ///< number of the event that was invoked last
+  uint64_t count_;  ///< number of the event that was invoked last
+  size_t next_ = 0; ///< index of the event that was invoked last
   uint32_t seed_;
   std::map<uint32_t, uint64_t> counts_; ///< numbers of events by their DATAID
   std::map<uint32_t, Waiting> waiting_; ///< by system bytes
