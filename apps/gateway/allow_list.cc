@@ -1,7 +1,10 @@
 #include "apps/gateway/allow_list.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace velto::gateway {
 
@@ -9,6 +12,16 @@ namespace {
 
 constexpr std::array<std::string_view, 8> kActions{"command", "values", "constants",   "set",
                                                    "recipes", "recipe", "send_recipe", "sml"};
+
+// As requests are told apart by: "S1F3".
+bool isMessage(std::string_view name) {
+  constexpr int32_t kMostStream = 127;
+  constexpr int32_t kMostFunction = 255;
+  const size_t at = name.find('F');
+  return name.starts_with('S') && at != std::string_view::npos &&
+         wholeNumber(name.substr(1, at - 1), 0, kMostStream) &&
+         wholeNumber(name.substr(at + 1), 0, kMostFunction);
+}
 
 } // namespace
 
@@ -24,8 +37,15 @@ std::string allowProblem(std::string_view entry, const Names &names) {
       words += (words.empty() ? "" : ", ") + std::string(word);
     return '"' + std::string(entry) + "\" begins with none of " + words;
   }
-  if (action == "command" && !name.empty() && !names.empty() && !names.hasCommand(name))
+  if (name.empty())
+    return "";
+  if (action == "command" && !names.empty() && !names.hasCommand(name))
     return "the names file has no command " + std::string(name);
+  const bool isVariable = action == "values" || action == "constants" || action == "set";
+  if (isVariable && !wholeNumber(name, 0, std::numeric_limits<int32_t>::max()))
+    return '"' + std::string(entry) + "\": the number of a variable is needed";
+  if (action == "sml" && !isMessage(name))
+    return '"' + std::string(entry) + "\": a message is needed, as S1F3";
   return "";
 }
 

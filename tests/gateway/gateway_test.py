@@ -44,6 +44,13 @@ def topics(found, end):
     return [payload for topic, payload in found if topic.endswith(end)]
 
 
+def check_schema(found):
+    if jsonschema is not None:
+        schema = json.loads((ROOT / "docs/gateway.schema.json").read_text())
+        for _, payload in found:
+            jsonschema.validate(payload, schema)
+
+
 class Case(unittest.TestCase):
     def setUp(self):
         self.rig = r.Rig()
@@ -96,6 +103,8 @@ class Configuration(Case):
             (tool + "device = 40000", "4: tool[1].device: "),
             (tool + 'allow = ["fly"]', '4: tool[1].allow: "fly" begins with none of'),
             (tool + names + 'allow = ["command FLY"]', "5: tool[1].allow: the names file has no command"),
+            (tool + 'allow = ["set Power"]', "4: tool[1].allow: \"set Power\": the number of"),
+            (tool + 'allow = ["sml s1f3"]', "4: tool[1].allow: \"sml s1f3\": a message is needed"),
             ("site = [", "1: "),
         ]
         for text, problem in rows:
@@ -187,10 +196,7 @@ class Lines(Case):
         r.wait_for("its state", lambda: topics(lines(again.output()), "tool1/state")[-1]["state"] ==
                    "disconnected")
         self.assertEqual(again.stop(), 0)
-        if jsonschema is not None:
-            schema = json.loads((ROOT / "docs/gateway.schema.json").read_text())
-            for _, payload in found + lines(again.output()):
-                jsonschema.validate(payload, schema)
+        check_schema(found + lines(again.output()))
 
     def test_begins_a_new_file_where_one_is_full(self):
         port = r.free_ports(4)
@@ -397,6 +403,7 @@ class Broker(Case):
         gateway.kill()
         self.until(client, "last will",
                    lambda: topics(self.found, "gateway1/state")[-1]["state"] == "offline", 40)
+        check_schema([one for one in self.found if "/request/" not in one[0]])
 
     def test_reload_touches_only_what_changed(self):
         port, fleet = self.fleet(3)
