@@ -377,7 +377,7 @@ void Delivery::sinkReady(bool afresh) {
     // What a tool got no answer to meanwhile is in its spool.
     if (!std::exchange(connected_, true) && outbox_ == nullptr)
       events_.holding(false);
-    if (!std::exchange(lossTold_, "").empty())
+    if (!std::exchange(lossesTold_, {}).empty())
       events_.told("publications go out again");
     for (const auto &[topic, state] : states_)
       changed_.insert(topic);
@@ -386,15 +386,19 @@ void Delivery::sinkReady(bool afresh) {
 }
 
 void Delivery::sinkLost(const std::string &reason) {
-  if (std::exchange(connected_, false) || reason != lossTold_)
+  const bool isNew = lossesTold_.insert(reason).second;
+  if (std::exchange(connected_, false) || isNew)
     events_.told(reason);
-  lossTold_ = reason;
 }
 
 void Delivery::requested(const std::string &topic, const std::string &payload) {
   events_.requested(topic, payload);
 }
 
-void Delivery::sinkFailed(const std::string &reason) { events_.failed(reason); }
+// What waits does not go out any more.
+void Delivery::sinkFailed(const std::string &reason) {
+  connected_ = false;
+  events_.failed(reason);
+}
 
 } // namespace velto::gateway

@@ -113,7 +113,7 @@ private:
   Timer ager_;    ///< looks for what is too old
   bool clean_ = false;
   bool connected_ = false;
-  std::string lossTold_; ///< why the sink is away, as it was told
+  std::set<std::string> lossesTold_; ///< why the sink has been away since it was there
   bool storeFailed_ = false;
   bool closing_ = false;
   uint64_t lastId_ = 0;
