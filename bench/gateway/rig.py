@@ -1,6 +1,7 @@
 """What the commands and tests of the gateway run: brokers, fleets and gateways as processes, on
 ports that are free, in a folder that goes with them."""
 
+import ctypes
 import json
 import os
 import pathlib
@@ -53,6 +54,11 @@ def free_ports(count):
     raise SystemExit("no free ports")
 
 
+def die_with_parent():
+    """So that nothing stays behind a test that was killed itself."""
+    ctypes.CDLL(None).prctl(1, signal.SIGKILL)  # PR_SET_PDEATHSIG
+
+
 class Process:
     """A program that is started again after it was killed. What it prints goes to NAME.out."""
 
@@ -61,7 +67,8 @@ class Process:
 
     def start(self):
         with open(self.folder / f"{self.name}.out", "ab") as out:
-            self.child = subprocess.Popen(self.command, stdout=out, stderr=out, cwd=self.folder)
+            self.child = subprocess.Popen(self.command, stdout=out, stderr=out, cwd=self.folder,
+                                          preexec_fn=die_with_parent)
         return self
 
     def running(self):
